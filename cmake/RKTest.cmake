@@ -1,0 +1,16 @@
+# rk_add_test(SOURCE [LINK targets...] [LABELS labels...] [SOURCES more...])
+# Builds one Qt Test program, named after its source, and registers it with CTest.
+function(rk_add_test source)
+    cmake_parse_arguments(ARG "" "" "LINK;LABELS;SOURCES" ${ARGN})
+    get_filename_component(name ${source} NAME_WE)
+    add_executable(${name} ${source} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE Qt6::Test ${ARG_LINK} rk_options)
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+    set_target_properties(${name} PROPERTIES AUTOMOC ON)
+    target_compile_definitions(${name} PRIVATE
+        RK_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"
+        RK_SAMPLES="${RK_SAMPLES}")
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;TZ=Pacific/Chatham;QT_LOGGING_RULES=")
+endfunction()

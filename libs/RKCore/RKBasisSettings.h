@@ -1,0 +1,13 @@
+#pragma once
+
+#include "RKCore/RKCoreExport.h"
+
+/// Process-wide switches of the host. Thread-safe.
+class RKCORE_EXPORT RKBasisSettings
+{
+public:
+    /// True when the host runs as the maker's own master installation; false unless it was set.
+    static bool runsInMasterMode();
+
+    static void setRunsInMasterMode(bool on);
+};

@@ -1,0 +1,3 @@
+#include "RKCore/RKInitializerAbstract.h"
+
+RKInitializerAbstract::~RKInitializerAbstract() = default;

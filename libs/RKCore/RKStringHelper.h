@@ -1,0 +1,15 @@
+#pragma once
+
+#include "RKCore/RKCoreExport.h"
+
+#include <QList>
+#include <QStringList>
+
+/// Conversions of texts.
+class RKCORE_EXPORT RKStringHelper
+{
+public:
+    /// The decimal 32-bit integers among the texts, in order. Surrounding white space is allowed;
+    /// texts that are no such integer are skipped.
+    static QList<int> stringListToIntList(const QStringList& texts);
+};

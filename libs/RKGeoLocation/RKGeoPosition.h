@@ -1,0 +1,28 @@
+#pragma once
+
+#include "RKGeoLocation/RKGeoArc.h"
+#include "RKGeoLocation/RKGeoLocationExport.h"
+
+/// A place on Earth (WGS 84). Latitude and longitude 0 are valid.
+class RKGEOLOCATION_EXPORT RKGeoPosition
+{
+public:
+    /// An invalid position.
+    RKGeoPosition() = default;
+    /// Both in degrees, north and east positive.
+    RKGeoPosition(double latitude, double longitude);
+    RKGeoPosition(const RKGeoArc& latitude, const RKGeoArc& longitude);
+
+    RKGeoArc latitude() const;
+    RKGeoArc longitude() const;
+
+    /// Both arcs are finite, the latitude within 90 degrees and the longitude within 180.
+    bool isValid() const;
+
+    bool operator==(const RKGeoPosition& other) const;
+    bool operator!=(const RKGeoPosition& other) const;
+
+private:
+    RKGeoArc m_latitude;
+    RKGeoArc m_longitude;
+};

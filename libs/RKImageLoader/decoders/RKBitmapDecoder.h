@@ -1,0 +1,69 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/drawables/RKDrawable.h"
+#include "RKImageLoader/media/RKMediaDescriptor.h"
+#include "RKImageLoader/media/RKMediaFormatList.h"
+
+#include <QByteArray>
+#include <QFileInfo>
+#include <QImage>
+#include <QSize>
+#include <QString>
+
+class QIODevice;
+
+/// Reads, measures and writes still pictures of some formats. Stateless and thread-safe.
+///
+/// A format name is a file extension in lower case. Sizes are in pixels; an invalid size (a side
+/// is negative) as the wanted size means full size, and as a result that the picture could not be
+/// measured. Devices are opened when they are closed, and closed again if so.
+class RKIMAGELOADER_EXPORT RKBitmapDecoder
+{
+public:
+    RKBitmapDecoder() = default;
+    virtual ~RKBitmapDecoder();
+
+    RKBitmapDecoder(const RKBitmapDecoder&) = delete;
+    RKBitmapDecoder& operator=(const RKBitmapDecoder&) = delete;
+
+    virtual RKMediaFormatList readableImageFileFormats() const = 0;
+    virtual RKMediaFormatList writableImageFileFormats() const = 0;
+
+    /// The picture, fitted into the wanted size with its proportions kept (it may grow); a null
+    /// image when the data can't be decoded.
+    virtual QImage decode(const QByteArray& data, const QByteArray& format,
+        const QSize& wantedSize, const RKMediaDescriptor& descriptor) const = 0;
+    /// The same as a drawable, which decoders of vector formats return as a vector.
+    virtual RKDrawable decodeDrawable(const QByteArray& data, const QByteArray& format,
+        const QSize& wantedSize, const RKMediaDescriptor& descriptor) const;
+
+    /// Saving returns true when the whole picture was written.
+    virtual bool save(const QFileInfo& file, const QImage& image) const;
+    virtual bool save(const QFileInfo& file, const RKDrawable& drawable) const = 0;
+    virtual bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const
+        = 0;
+    virtual bool save(
+        QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const
+        = 0;
+
+    /// The picture's size, measured without decoding it where the format allows.
+    virtual QSize size(QIODevice* device, const QByteArray& format) const = 0;
+    virtual QSize size(const QByteArray& data, const QByteArray& format) const = 0;
+    virtual QSize size(const QFileInfo& file, const QByteArray& format) const = 0;
+
+    virtual QString name() const = 0;
+
+    /// All bytes of a file; empty, with a warning, when it can't be opened.
+    QByteArray readBinaryFile(const QFileInfo& file) const;
+
+    /// The data begin with the marker of a JPEG file (ITU-T T.81, B.1.1.3: SOI, and the 0xFF of the
+    /// marker that follows).
+    static bool startsWithJpegSignature(const QByteArray& data);
+    /// False also when the file can't be opened.
+    static bool startsWithJpegSignature(const QFileInfo& file);
+
+    /// The image size fitted into the target size with its proportions kept; it may grow. Sides of
+    /// 0 become 1. Neither size may have a negative side.
+    static QSize calculateRealTargetSize(const QSize& targetSize, const QSize& imageSize);
+};

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKScalingOption.h"
+
+#include "RKCore/RKSingleton.h"
+
+#include <QDomDocument>
+#include <QDomElement>
+#include <QFileInfo>
+#include <QString>
+
+/// The tunable values of the library, from an XML file that the host names before first use.
+///
+/// Read once, on construction; thread-safe afterwards.
+class RKIMAGELOADER_EXPORT RKImageLoaderConfig : public RKSingleton<RKImageLoaderConfig>
+{
+public:
+    /// Reads the named file. A missing or malformed one is logged and leaves all values at their
+    /// defaults; without a named file the process ends.
+    RKImageLoaderConfig();
+
+    /// Names the file to read. Has no effect on the process-wide object once that exists. Not
+    /// thread-safe: call it at the start.
+    static void setConfigFile(const QFileInfo& file);
+
+    /// Parses an XML file; an empty document, and a warning, when that fails.
+    static QDomDocument loadDocument(const QFileInfo& file);
+
+    /// The root element's first child of that name; a null element if there is none.
+    QDomElement findDomElement(const QString& name) const;
+
+    /// The quality of the JPEG encoder, -99 to 100, 90 by default, 0 for a text that is no whole
+    /// number. The meaning of a negative one is the host's affair.
+    int jpgQualityExtended() const;
+    /// The absolute value of jpgQualityExtended().
+    int jpgQuality() const;
+
+    /// The share of the source's resolution that clipping for production keeps; 0.0 by default and
+    /// for a text that is no whole number of percent.
+    double scalingMinFactor() const;
+
+    /// Always smooth.
+    RKScalingOption scalingOption() const;
+
+private:
+    QString attribute(const QString& element, const QString& name, const QString& fallback) const;
+
+    static QFileInfo myConfigFile;
+
+    // Kept beside its element, which does not keep it alive.
+    QDomDocument m_document;
+    QDomElement m_root;
+};

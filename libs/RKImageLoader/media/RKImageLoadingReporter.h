@@ -1,0 +1,36 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include "RKCore/RKSingleton.h"
+
+#include <QObject>
+#include <QReadWriteLock>
+
+/// Tells the host that a HEIC file could not be decoded, once until it is reset. Thread-safe.
+class RKIMAGELOADER_EXPORT RKImageLoadingReporter : public QObject,
+                                                   public RKSingleton<RKImageLoadingReporter>
+{
+    Q_OBJECT
+
+public:
+    RKImageLoadingReporter();
+    ~RKImageLoadingReporter() override;
+
+public Q_SLOTS:
+    /// Logs every call; signals the first one since the start or the last reset().
+    void reportHeicError();
+
+    /// Lets the next failure be signalled again.
+    void reset();
+
+Q_SIGNALS:
+    /// Emitted on the decoding thread while the lock is held; connect queued to do more than note
+    /// it. A directly connected slot may call reset().
+    void heicErrorReported();
+
+private:
+    // Guards m_isReported; recursive, for slots that call reset().
+    QReadWriteLock m_lock {QReadWriteLock::Recursive};
+    bool m_isReported = false;
+};

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKMediaFormat.h"
+#include "RKImageLoader/media/RKVideoFrameIndex.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFileInfo>
+#include <QString>
+#include <QUrl>
+
+/// Names the medium of a request: a file and, for a video, the wanted frame. Reentrant.
+class RKIMAGELOADER_EXPORT RKMediaDescriptor
+{
+public:
+    /// Invalid: no file.
+    RKMediaDescriptor() = default;
+    RKMediaDescriptor(const QDir& directory, const QString& fileName,
+        const RKVideoFrameIndex& frame = RKVideoFrameIndex());
+    RKMediaDescriptor(
+        const QFileInfo& file, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
+    /// The local file of the URL; the frame in the URL's query is not looked at.
+    RKMediaDescriptor(const QUrl& url, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
+    /// A text would become a URL, not a path; say which one is meant.
+    RKMediaDescriptor(const QString&, const RKVideoFrameIndex& frame = RKVideoFrameIndex())
+        = delete;
+
+    RKMediaDescriptor(const RKMediaDescriptor&) = default;
+    RKMediaDescriptor(RKMediaDescriptor&&) noexcept = default;
+    RKMediaDescriptor& operator=(const RKMediaDescriptor&) = default;
+    RKMediaDescriptor& operator=(RKMediaDescriptor&&) noexcept = default;
+    virtual ~RKMediaDescriptor();
+
+    /// Sets the validity anew from the file name.
+    void checkValidity();
+    /// The file name is not empty; whether the file exists is another question.
+    bool isValid() const;
+    /// Forgets what was cached about the file.
+    void refresh();
+
+    QFileInfo fileInfo() const;
+    QString absoluteFilePath() const;
+    QString fileName() const;
+
+    RKVideoFrameIndex frameIndex() const;
+    void setFrame(const RKVideoFrameIndex& frame);
+
+    /// By the file name's suffix; logs a warning for an unknown one.
+    RKMediaFormat mediaFormat() const;
+    bool hasMediaFormat(const RKMediaFormat& format) const;
+    /// The suffix in lower case: the format name for the bitmap decoders.
+    QByteArray fileFormatAsByteArray() const;
+
+    /// Equal absolute paths and equal frames.
+    bool operator==(const RKMediaDescriptor& other) const;
+    bool operator!=(const RKMediaDescriptor& other) const;
+
+    /// By the file name, without its directory, and the frame.
+    size_t hash() const;
+
+    /// The local file's URL with the frame in its query; an invalid URL for an invalid descriptor.
+    QUrl url() const;
+
+private:
+    QFileInfo m_fileInfo;
+    RKVideoFrameIndex m_frame;
+    bool m_isValid = false;
+};
+
+RKIMAGELOADER_EXPORT size_t qHash(const RKMediaDescriptor& descriptor, size_t seed = 0);

@@ -1,0 +1,143 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKEnumWrapper.h"
+
+#include <QByteArray>
+#include <QFileInfo>
+#include <QString>
+#include <QStringList>
+
+/// The media formats, one bit each. The other bits stay unused.
+enum RKMediaFormatEnum : qint64 {
+    MEDIA_FORMAT_UNKNOWN = 0,
+    MEDIA_FORMAT_BMP = 0x2,
+    MEDIA_FORMAT_WEBP = 0x4,
+    MEDIA_FORMAT_GIF = 0x8,
+    MEDIA_FORMAT_HDP = 0x10,
+    MEDIA_FORMAT_ICO = 0x20,
+    MEDIA_FORMAT_JP2 = 0x40,
+    MEDIA_FORMAT_JPC = 0x80,
+    MEDIA_FORMAT_JPG = 0x100,
+    MEDIA_FORMAT_MNG = 0x200,
+    MEDIA_FORMAT_PGM = 0x800,
+    MEDIA_FORMAT_PNG = 0x1000,
+    MEDIA_FORMAT_TIFF = 0x2000,
+    MEDIA_FORMAT_XBM = 0x8000,
+    MEDIA_FORMAT_XPM = 0x10000,
+    MEDIA_FORMAT_SVG = 0x80000,
+    MEDIA_FORMAT_MOD = 0x100000,
+    MEDIA_FORMAT_MPG = 0x200000,
+    MEDIA_FORMAT_WMV = 0x400000,
+    MEDIA_FORMAT_MP4 = 0x800000,
+    MEDIA_FORMAT_MOV = 0x1000000,
+    MEDIA_FORMAT_M4V = 0x2000000,
+    MEDIA_FORMAT_MTS = 0x4000000,
+    MEDIA_FORMAT_AVI = 0x8000000,
+    MEDIA_FORMAT_3GP = 0x10000000,
+    MEDIA_FORMAT_VRO = 0x20000000,
+    MEDIA_FORMAT_VOB = 0x40000000,
+    MEDIA_FORMAT_CRW = 0x80000000,
+    MEDIA_FORMAT_CR2 = 0x100000000,
+    MEDIA_FORMAT_ARW = 0x200000000,
+    MEDIA_FORMAT_NEF = 0x400000000,
+    MEDIA_FORMAT_RAF = 0x800000000,
+    MEDIA_FORMAT_DNG = 0x1000000000,
+    MEDIA_FORMAT_HEIC = 0x4000000000,
+    MEDIA_FORMAT_RW2 = 0x40000000000,
+    MEDIA_FORMAT_MKV = 0x80000000000,
+    MEDIA_FORMAT_OGG = 0x100000000000,
+    MEDIA_FORMAT_PSD = 0x200000000000
+};
+
+/// How much transparency a format carries; a greater value is as good as a smaller one.
+enum RKMediaFormatAlphaChannelEnum : int {
+    ALPHA_CHANNEL_UNKNOWN = 0,
+    ALPHA_CHANNEL_NONE = 1,
+    ALPHA_CHANNEL_BINARY = 2,
+    ALPHA_CHANNEL_FULL = 4
+};
+
+/// The format of a medium, as its file name's extension tells, and what is known of the format.
+///
+/// A value may combine several formats; such a value has no properties of its own and answers like
+/// an unknown format, except for its extensions. Reentrant.
+class RKIMAGELOADER_EXPORT RKMediaFormat : public RKEnumWrapper<RKMediaFormatEnum>
+{
+public:
+    /// The unknown format.
+    RKMediaFormat() = default;
+    RKMediaFormat(RKMediaFormatEnum format);
+    /// From an extension or a comma-separated list of them, see fromFileExtension().
+    RKMediaFormat(const QString& extension);
+    RKMediaFormat(const char* extension);
+    /// From the UTF-8 text of an extension.
+    RKMediaFormat(const QByteArray& extension);
+    /// From the file name's suffix; the file itself is not opened.
+    RKMediaFormat(const QFileInfo& file);
+
+    /// The formats of a comma-separated list of extensions or filter entries ("*.jpg"), whatever
+    /// their case. Logs a warning when there is none.
+    static RKMediaFormat fromFileExtension(const QString& extension);
+
+    /// The format of a MIME type by its subtype, or else the default of its kind; unknown for kinds
+    /// other than image and video. Logs nothing.
+    static RKMediaFormat fromMimeType(
+        const QString& mime, const RKMediaFormat& imageDefault, const RKMediaFormat& videoDefault);
+
+    RKMediaFormatEnum fileFormatEnum() const;
+
+    /// All extensions, without a dot, in lower case, the default one of each format first.
+    QStringList fileExtensions() const;
+    /// Empty for an unknown format.
+    QString defaultExtension() const;
+    bool isValidExtension(const QString& extension) const;
+    /// "*." and the extension, for every extension.
+    QStringList fileExtensionFilters() const;
+    /// The format's entry in a file dialog: its description and, in brackets, its filters.
+    QString fileExtensionFilterEntry() const;
+
+    /// A file name without forbidden characters: the base name and the extension, or the default
+    /// extension where the given one is not the format's. A base name of more than 200 UTF-16 units
+    /// is replaced by a random UUID.
+    QString createFilename(const QString& baseName, const QString& extension) const;
+
+    /// JPG or PNG for bitmaps, depending on their transparency; all others themselves.
+    RKMediaFormat preferredSaveFormat() const;
+    /// The place in lists of formats; lower ones come first.
+    int priority() const;
+    /// 1 for the compression, 2 for the quality, 0 for neither.
+    int preferredEncoderOptionEnum() const;
+    int preferredEncoderCompression() const;
+    /// 0 to 100. For JPG from the configuration, which must have been named before.
+    int preferredEncoderQuality() const;
+
+    bool isBitmap() const;
+    bool isVideo() const;
+    /// A camera raw format. These are bitmaps too.
+    bool isRaw() const;
+    /// The one vector format.
+    bool isSVG() const;
+    bool canHandleMetadata() const;
+    /// Neither TIFF nor HEIC is among the formats of the value.
+    bool exiv2Supported() const;
+    /// Files of the format may be copied as they are instead of being converted.
+    bool preferFastCopy() const;
+    bool mustConvertVideo() const;
+    /// The orientation can be changed in the metadata alone.
+    bool supportsSoftRotate() const;
+    RKMediaFormatAlphaChannelEnum supportedAlphaCannel() const;
+    bool isAlphaChannelAsGoodAs(RKMediaFormatAlphaChannelEnum other) const;
+    bool isAlphaChannelAsGoodAs(const RKMediaFormat& other) const;
+
+    /// The uniform type identifier of the format.
+    QString toUti() const;
+
+    /// Texts for people, translated; their source language is German.
+    QString shortDescription() const;
+    QString describeSuperFormat() const;
+    QString describeTransparency() const;
+    QString description() const;
+
+    void fillTable(RKEnumToStringTable<RKMediaFormatEnum>* table) const override;
+};

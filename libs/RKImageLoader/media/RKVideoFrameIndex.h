@@ -1,0 +1,60 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QString>
+#include <QUrl>
+
+/// The number of one frame of a video, from 0; -1 stands for no frame.
+///
+/// Every negative number becomes -1, whether given or calculated; results beyond the 32-bit range
+/// become its greatest number, and a division by 0 gives -1. Reentrant.
+class RKIMAGELOADER_EXPORT RKVideoFrameIndex
+{
+public:
+    /// No frame.
+    RKVideoFrameIndex() = default;
+    RKVideoFrameIndex(int frame);
+
+    RKVideoFrameIndex(const RKVideoFrameIndex&) = default;
+    RKVideoFrameIndex(RKVideoFrameIndex&&) noexcept = default;
+    RKVideoFrameIndex& operator=(const RKVideoFrameIndex&) = default;
+    RKVideoFrameIndex& operator=(RKVideoFrameIndex&&) noexcept = default;
+    virtual ~RKVideoFrameIndex();
+
+    int frame() const;
+    bool isValid() const;
+
+    bool operator==(const RKVideoFrameIndex& other) const;
+    bool operator!=(const RKVideoFrameIndex& other) const;
+    bool operator<(const RKVideoFrameIndex& other) const;
+    bool operator<=(const RKVideoFrameIndex& other) const;
+    bool operator>(const RKVideoFrameIndex& other) const;
+    bool operator>=(const RKVideoFrameIndex& other) const;
+
+    RKVideoFrameIndex operator-() const;
+    RKVideoFrameIndex operator+(const RKVideoFrameIndex& other) const;
+    RKVideoFrameIndex operator-(const RKVideoFrameIndex& other) const;
+    RKVideoFrameIndex operator*(int factor) const;
+    RKVideoFrameIndex operator/(int divisor) const;
+    RKVideoFrameIndex operator%(int divisor) const;
+    /// The whole-number quotient as a double: 7 / 2 is 3.0. Division by frame 0 gives 0.0.
+    double operator/(const RKVideoFrameIndex& divisor) const;
+
+    RKVideoFrameIndex& operator+=(const RKVideoFrameIndex& other);
+    RKVideoFrameIndex& operator+=(int frames);
+    RKVideoFrameIndex& operator-=(const RKVideoFrameIndex& other);
+    RKVideoFrameIndex& operator*=(int factor);
+    RKVideoFrameIndex& operator/=(int divisor);
+    RKVideoFrameIndex& operator%=(int divisor);
+
+    /// Adds the query item "frame" with the number; no frame leaves the URL alone.
+    void addToUrl(QUrl& url) const;
+    /// Appends "-" and the number; no frame leaves the name alone.
+    void addToFilename(QString& name) const;
+    /// The number in the query item "frame"; no frame if it is missing or no number.
+    static RKVideoFrameIndex extractFromUrl(const QUrl& url);
+
+private:
+    int m_frame = -1;
+};
