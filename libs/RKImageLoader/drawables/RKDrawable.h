@@ -15,6 +15,7 @@
 
 class QPainter;
 class RKDrawableImpl;
+class RKDrawableInterface;
 
 /// One decoded medium, a raster image or a vector drawing. Cheap to copy.
 ///
@@ -63,7 +64,9 @@ public:
     /// Draws the part of the content in the source rectangle (pixels of rectF()) into the target
     /// rectangle (the painter's coordinates). The scaling method is for bitmaps; exactly one has to
     /// be given. Returns false, with a warning for bitmaps, when nothing could be drawn.
-    bool draw(QPainter* painter, const QRectF& target, const QRectF& source,
+    bool draw(QPainter* painter,
+        const QRectF& target,
+        const QRectF& source,
         const RKScalingOption& option) const;
 
     /// The bounds in pixels, at the origin. A vector has a nominal size.
@@ -111,5 +114,7 @@ public:
     static void imageChange(const QImage& image);
 
 private:
+    const RKDrawableInterface& content() const;
+
     QSharedDataPointer<RKDrawableImpl> m_impl;
 };
