@@ -63,7 +63,9 @@ public:
     /// Draws the part of the content in the source rectangle (pixels of rectF()) into the target
     /// rectangle (the painter's coordinates). The scaling method is for bitmaps; exactly one has to
     /// be given. Returns false, with a warning for bitmaps, when nothing could be drawn.
-    bool draw(QPainter* painter, const QRectF& target, const QRectF& source,
+    bool draw(QPainter* painter,
+        const QRectF& target,
+        const QRectF& source,
         const RKScalingOption& option) const;
 
     /// The bounds in pixels, at the origin. A vector has a nominal size.
