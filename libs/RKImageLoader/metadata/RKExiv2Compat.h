@@ -82,11 +82,29 @@ inline bool isVideo(const Exiv2::Image& image)
     return image.mimeType().rfind("video/", 0) == 0;
 }
 
+/// The formats whose directories describe the pictures of the file itself.
+inline bool isTiffBased(const Exiv2::Image& image)
+{
+    return isTiffFamily(image) || image.imageType() == Exiv2::ImageType::cr2
+        || image.imageType() == Exiv2::ImageType::orf || image.imageType() == Exiv2::ImageType::rw2;
+}
+
+inline bool isCrw(const Exiv2::Image& image)
+{
+    return image.imageType() == Exiv2::ImageType::crw;
+}
+
 /// The formats that keep XMP in one APP1 segment.
 inline bool isJpegFamily(const Exiv2::Image& image)
 {
     return image.imageType() == Exiv2::ImageType::jpeg
         || image.imageType() == Exiv2::ImageType::exv;
+}
+
+/// An empty value of a type.
+inline std::unique_ptr<Exiv2::Value> makeValue(Exiv2::TypeId type)
+{
+    return std::unique_ptr<Exiv2::Value>(Exiv2::Value::create(type).release());
 }
 
 /// The number of components of a datum or a value.

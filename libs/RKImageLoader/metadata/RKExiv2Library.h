@@ -46,4 +46,16 @@ public:
     /// Logs the warning "%3 caught exception with errorCode=%1 msg=%2" with the error's code and
     /// message and the place. Silent for data of an image type that exiv2 does not know.
     static void describeError(const QString& where, const Exiv2::Error& error);
+
+    /// The result of the function, or the fallback where it throws: exiv2 throws its own errors
+    /// and, for malformed values, those of the standard library.
+    template <typename Value, typename Function>
+    static Value valueOr(Value fallback, Function function)
+    {
+        try {
+            return function();
+        } catch (...) {
+            return fallback;
+        }
+    }
 };
