@@ -38,6 +38,7 @@ function(rk_add_library name)
     target_compile_features(${name} PUBLIC cxx_std_17)
     set_target_properties(${name} PROPERTIES
         AUTOMOC ON VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+        INSTALL_RPATH "$<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>"
         CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF)
     if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT RK_SANITIZE)
         target_link_options(${name} PRIVATE -Wl,--no-undefined)

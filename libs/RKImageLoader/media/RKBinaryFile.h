@@ -9,7 +9,10 @@
 class RKIMAGELOADER_TEST_EXPORT RKBinaryFile
 {
 public:
+    /// The file exists and is neither a folder nor a device nor a pipe, which might never end.
+    static bool isRegular(const QFileInfo& file);
+
     /// All bytes of a regular file. Empty, with a warning, when it can't be opened or is something
-    /// else, a pipe for instance, which might never end.
+    /// else.
     static QByteArray readAll(const QFileInfo& file);
 };
