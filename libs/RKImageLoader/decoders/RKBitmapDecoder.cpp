@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr QByteArrayView kJpegSignature("\xff\xd8\xff");
+constexpr qsizetype kJpegSignatureSize = 3;
 
 } // namespace
 
@@ -17,7 +17,7 @@ RKDrawable RKBitmapDecoder::decodeDrawable(const QByteArray& data,
     const QSize& wantedSize,
     const RKMediaDescriptor& descriptor) const
 {
-    return decode(data, format, wantedSize, descriptor);
+    return RKDrawable(decode(data, format, wantedSize, descriptor));
 }
 
 bool RKBitmapDecoder::save(const QFileInfo& file, const QImage& image) const
@@ -32,19 +32,19 @@ QByteArray RKBitmapDecoder::readBinaryFile(const QFileInfo& file) const
 
 bool RKBitmapDecoder::startsWithJpegSignature(const QByteArray& data)
 {
-    return data.startsWith(kJpegSignature);
+    return data.startsWith("\xff\xd8\xff");
 }
 
 bool RKBitmapDecoder::startsWithJpegSignature(const QFileInfo& file)
 {
     QFile device(file.absoluteFilePath());
-    return RKBinaryFile::isRegular(file) && device.open(QIODevice::ReadOnly)
-        && startsWithJpegSignature(device.read(kJpegSignature.size()));
+    return !RKBinaryFile::mayBlock(file) && device.open(QIODevice::ReadOnly)
+        && startsWithJpegSignature(device.read(kJpegSignatureSize));
 }
 
 QSize RKBitmapDecoder::calculateRealTargetSize(const QSize& targetSize, const QSize& imageSize)
 {
-    const QSize fitted
+    const QSize size
         = targetSize == imageSize ? imageSize : imageSize.scaled(targetSize, Qt::KeepAspectRatio);
-    return fitted.expandedTo(QSize(1, 1));
+    return {size.width() == 0 ? 1 : size.width(), size.height() == 0 ? 1 : size.height()};
 }

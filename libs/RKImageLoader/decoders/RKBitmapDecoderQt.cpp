@@ -1,7 +1,9 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/decoders/RKPlatformFormats_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/media/RKBinaryFile.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
 #include "RKImageLoader/media/RKSafeFileWriter.h"
@@ -12,16 +14,14 @@
 #include <QImageReader>
 #include <QImageWriter>
 
+#include <array>
+
 namespace {
 
-// Vector drawings have a decoder of their own; the others are no pictures that people bring.
-constexpr const char* kNotRead[]
-    = {"pbm", "ppm", "svg", "svgz", "wbmp", "dds", "icns", "tga", "cur"};
+// Bitmaps that hosts have no use for, and the vector formats, which have a decoder of their own.
+constexpr std::array kNotRead{"pbm", "ppm", "svg", "svgz", "wbmp", "dds", "icns", "tga", "cur"};
 
-// Photoshop and camera raw files: plug-ins for them deliver a preview at best.
-constexpr const char* kLeftToOthers[] = {"psd", "crw", "cr2", "arw", "nef", "raf", "dng", "rw2"};
-
-constexpr const char* kNotWritten[] = {"pbm",
+constexpr std::array kNotWritten{"pbm",
     "ppm",
     "svg",
     "svgz",
@@ -40,16 +40,28 @@ constexpr const char* kNotWritten[] = {"pbm",
     "heif",
     "heifs"};
 
-template <typename Names>
-void removeAll(QList<QByteArray>& formats, const Names& names)
+// Values of RKMediaFormat::preferredEncoderOptionEnum().
+constexpr int kCompressionOption = 1;
+constexpr int kQualityOption = 2;
+
+template <size_t N>
+void removeNames(QList<QByteArray>& names, const std::array<const char*, N>& unwanted)
 {
-    for (const char* name : names)
-        formats.removeAll(name);
+    for (const char* name : unwanted)
+        names.removeAll(name);
 }
 
-bool isInvalid(const QSize& size)
+bool isValid(const QSize& size)
 {
-    return size.width() < 0 || size.height() < 0;
+    return size.width() >= 0 && size.height() >= 0;
+}
+
+bool canHold(const QByteArray& data, const QSize& size)
+{
+    if (RKPictureHeaderCheck::canHold(data, size))
+        return true;
+    qWarning("Picture refused: its header promises more than its data can hold");
+    return false;
 }
 
 bool turnsByAQuarter(const QImageReader& reader)
@@ -57,42 +69,42 @@ bool turnsByAQuarter(const QImageReader& reader)
     return reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
 }
 
-/// Switches scaling on for the reader, where it can scale. False where it can't.
+// Has the reader scale while it decodes; false where it can't.
 bool requestScaling(QImageReader& reader, const QSize& wanted)
 {
-    if (!reader.supportsOption(QImageIOHandler::ScaledSize))
+    if (!reader.supportsOption(QImageIOHandler::ScaledSize) || !isValid(reader.size()))
         return false;
-    // The reader scales first and turns then.
-    const bool turns = reader.autoTransform() && turnsByAQuarter(reader);
-    const QSize displayed = turns ? reader.size().transposed() : reader.size();
-    if (isInvalid(displayed))
-        return false;
+    // Readers scale before they turn.
+    const bool isTurned = reader.autoTransform() && turnsByAQuarter(reader);
+    const QSize displayed = isTurned ? reader.size().transposed() : reader.size();
     const QSize target = RKBitmapDecoder::calculateRealTargetSize(wanted, displayed);
-    reader.setScaledSize(turns ? target.transposed() : target);
+    reader.setScaledSize(isTurned ? target.transposed() : target);
     return true;
 }
 
-/// The image, or null and a warning.
-QImage readOrWarn(QImageReader& reader)
+// Null, with a warning, when the picture can't be decoded.
+QImage readImage(QImageReader& reader)
 {
-    QImage image = reader.read();
+    const QImage image = reader.read();
     if (reader.error() != QImageReader::UnknownError) {
-        qWarning().noquote().nospace()
-            << "Bild Laden gescheitert ( Fehler im ImageReader): " << reader.errorString();
+        qWarning().noquote() << "Bild Laden gescheitert ( Fehler im ImageReader):"
+                             << reader.errorString();
         return {};
     }
-    if (image.isNull()) {
-        qWarning().noquote().nospace()
-            << "Bild Laden gescheitert ( Bild leer): " << reader.errorString();
-    }
+    if (image.isNull())
+        qWarning().noquote() << "Bild Laden gescheitert ( Bild leer):" << reader.errorString();
     return image;
 }
 
-QImage fitted(const QImage& image, const QSize& wanted)
+// The bytes of a device, whose position stays.
+QByteArray allBytes(QIODevice* device)
 {
-    return image.isNull() || isInvalid(wanted)
-        ? image
-        : image.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    const qint64 position = device->pos();
+    if (!device->seek(0))
+        return {};
+    const QByteArray bytes = device->readAll();
+    device->seek(position);
+    return bytes;
 }
 
 } // namespace
@@ -109,58 +121,43 @@ RKMediaFormatList RKBitmapDecoderQt::writableImageFileFormats() const
     return formats;
 }
 
-RKMediaFormatList RKBitmapDecoderQt::createReadableImageFileFormats()
-{
-    QList<QByteArray> formats = QImageReader::supportedImageFormats();
-    removeAll(formats, kNotRead);
-    removeAll(formats, kLeftToOthers);
-    return RKMediaFormatList(formats);
-}
-
-RKMediaFormatList RKBitmapDecoderQt::createWritableImageFileFormats()
-{
-    QList<QByteArray> formats = QImageWriter::supportedImageFormats();
-    removeAll(formats, kNotWritten);
-    return RKMediaFormatList(formats);
-}
-
 QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QByteArray& format,
     const QSize& wantedSize,
     const RKMediaDescriptor&) const
 {
     const QSize stored = size(data, format);
-    if (!RKDrawable::isAcceptableSize(stored))
+    if (!RKDrawable::isAcceptableSize(stored) || !canHold(data, stored))
         return {};
-    if (!isInvalid(wantedSize)
-        && !RKImageScaler::isFeasible(calculateRealTargetSize(wantedSize, stored)))
-    {
-        qWarning().noquote() << QStringLiteral("refused to scale a picture to %1x%2 pixels")
-                                    .arg(wantedSize.width())
-                                    .arg(wantedSize.height());
+    if (isValid(wantedSize)
+        && !RKImageScaler::isFeasible(calculateRealTargetSize(wantedSize, stored))) {
+        qWarning("Picture refused: the wanted size is too large");
         return {};
     }
-    QImage image = read(data, format, wantedSize);
-    if (image.isNull() && format.toLower().startsWith("hei"))
-        RKImageLoadingReporter::instance()->reportHeicError();
-    return image;
-}
 
-QImage RKBitmapDecoderQt::read(
-    const QByteArray& data, const QByteArray& format, const QSize& wantedSize) const
-{
+    const QByteArray name = format.toLower();
+    const bool isHeic = name.startsWith("hei");
+    // Measuring may have read the picture, and few readers read it twice.
     QBuffer buffer;
     buffer.setData(data);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, format);
-    const bool isHeic = format.toLower().startsWith("hei");
     if (isHeic)
         reader.setAutoTransform(true);
+    // The size of a TIFF picture may be that of another directory of the file.
+    const bool isScaled
+        = isValid(wantedSize) && !name.startsWith("tif") && requestScaling(reader, wantedSize);
 
-    const bool isScaled = !isInvalid(wantedSize) && requestScaling(reader, wantedSize);
-    const QImage image = readOrWarn(reader);
+    const QImage image = readImage(reader);
+    if (image.isNull()) {
+        if (isHeic)
+            RKImageLoadingReporter::instance()->reportHeicError();
+        return {};
+    }
     const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();
-    return isScaled && fits ? image : fitted(image, wantedSize);
+    if (!isValid(wantedSize) || (isScaled && fits))
+        return image;
+    return image.scaled(wantedSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
 
 bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) const
@@ -168,31 +165,31 @@ bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) 
     const QString path = file.absoluteFilePath();
     // Encoded in memory and written as a whole, so that a failure leaves the old file.
     QBuffer encoded;
-    const bool isSaved = save(&encoded, RKMediaFormat(file), drawable) && !encoded.data().isEmpty()
-        && RKSafeFileWriter(path).write(encoded.data()) == RKSafeFileWriter::Result::Done;
-    if (!isSaved)
-        qWarning().noquote() << QStringLiteral("failed to save %1").arg(path);
-    return isSaved;
+    if (save(&encoded, RKMediaFormat(file), drawable) && !encoded.data().isEmpty()
+        && RKSafeFileWriter(path).write(encoded.data()) == RKSafeFileWriter::Result::Done)
+        return true;
+    qWarning().noquote() << "failed to save" << path;
+    return false;
 }
 
 bool RKBitmapDecoderQt::save(
     QIODevice* device, const RKMediaFormat& format, const QImage& image) const
 {
-    constexpr int kCompression = 1;
-    constexpr int kQuality = 2;
-    if (!device || !writableImageFileFormats().contains(format))
+    if (!writableImageFileFormats().contains(format))
         return false;
     const RKDeviceOpener opener(device, QIODevice::WriteOnly);
-    if (!opener.isReady())
+    if (!opener.isOpen())
         return false;
 
-    QImageWriter writer(device, format.fileExtensions().first().toLatin1());
-    const int option = format.preferredEncoderOptionEnum();
-    if (option == kCompression)
-        writer.setCompression(format.preferredEncoderCompression());
-    else if (option == kQuality)
-        writer.setQuality(format.preferredEncoderQuality());
-    return writer.write(image);
+    QImageWriter writer(device, format.defaultExtension().toLatin1());
+    // Kept: no format has the first option, so PNG is written with its quality and not with its
+    // compression.
+    switch (format.preferredEncoderOptionEnum()) {
+    case kCompressionOption: writer.setCompression(format.preferredEncoderCompression()); break;
+    case kQualityOption: writer.setQuality(format.preferredEncoderQuality()); break;
+    default: break;
+    }
+    return writer.write(image) && opener.isFlushed();
 }
 
 bool RKBitmapDecoderQt::save(
@@ -204,10 +201,13 @@ bool RKBitmapDecoderQt::save(
 QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
 {
     const RKDeviceOpener opener(device, QIODevice::ReadOnly);
-    if (!opener.isReady()) {
+    if (!opener.isOpen()) {
         qWarning().noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
+    // Readers go back and forth.
+    if (device->isSequential())
+        return size(device->readAll(), format);
     QImageReader reader(device, format);
     return heicAwareSize(reader);
 }
@@ -221,23 +221,43 @@ QSize RKBitmapDecoderQt::size(const QByteArray& data, const QByteArray& format) 
 
 QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) const
 {
-    if (!RKBinaryFile::isRegular(file) && file.exists())
+    if (RKBinaryFile::mayBlock(file)) {
+        qWarning().noquote() << "could not open theIODevice"
+                             << "Not a regular file";
         return {};
+    }
     QFile device(file.absoluteFilePath());
     return size(&device, format);
 }
 
 QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const
 {
+    // HEIC files say how far the picture has to be turned, and the reader turns it.
+    const bool mustSwap = reader.format() == "heic" && turnsByAQuarter(reader);
     QSize size = reader.supportsOption(QImageIOHandler::Size) ? reader.size() : QSize();
-    if (isInvalid(size)) {
-        const QImage image = reader.read();
+    if (!isValid(size)) {
+        const QImage image = canHold(allBytes(reader.device()), QSize()) ? reader.read() : QImage();
         size = image.isNull() ? QSize() : image.size();
     }
-    return reader.format() == "heic" && turnsByAQuarter(reader) ? size.transposed() : size;
+    return mustSwap ? size.transposed() : size;
 }
 
 QString RKBitmapDecoderQt::name() const
 {
     return QStringLiteral("Qt");
+}
+
+RKMediaFormatList RKBitmapDecoderQt::createReadableImageFileFormats()
+{
+    QList<QByteArray> names = QImageReader::supportedImageFormats();
+    removeNames(names, kNotRead);
+    removeNames(names, kPlatformFormats);
+    return RKMediaFormatList(names);
+}
+
+RKMediaFormatList RKBitmapDecoderQt::createWritableImageFileFormats()
+{
+    QList<QByteArray> names = QImageWriter::supportedImageFormats();
+    removeNames(names, kNotWritten);
+    return RKMediaFormatList(names);
 }

@@ -5,10 +5,10 @@
 
 class QImageReader;
 
-/// Reads and writes what Qt and its plug-ins do, except for the formats of other decoders.
+/// The bitmap formats that Qt and its plug-ins read and write. Stateless and thread-safe.
 ///
-/// JPEG and PNG are scaled while they are read. JPEG is written with the configured quality, so the
-/// configuration file must have been named before.
+/// A picture whose header promises more than its data can hold is refused with a warning, before
+/// memory is taken for it.
 class RKIMAGELOADER_EXPORT RKBitmapDecoderQt : public RKBitmapDecoder
 {
 public:
@@ -17,14 +17,17 @@ public:
     RKMediaFormatList readableImageFileFormats() const override;
     RKMediaFormatList writableImageFileFormats() const override;
 
-    /// HEIC pictures come out upright. Logs why a picture could not be read, except for one whose
-    /// size can't be measured, or is not acceptable (RKDrawable::isAcceptableSize()).
+    /// Where the format allows, the picture is made smaller while it is decoded. HEIC pictures come
+    /// upright, all others as they are stored. A picture with a side below 8 pixels or one 64 times
+    /// as long as the other is refused in silence. An HEIC picture that can't be decoded is
+    /// reported to RKImageLoadingReporter.
     QImage decode(const QByteArray& data,
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const override;
 
-    /// False for a format that is not writable.
+    /// The new file replaces an old one only when it is complete; after a failure, which is logged,
+    /// the old one is still there.
     bool save(const QFileInfo& file, const RKDrawable& drawable) const override;
     bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const override;
     bool save(
@@ -34,8 +37,8 @@ public:
     QSize size(const QByteArray& data, const QByteArray& format) const override;
     QSize size(const QFileInfo& file, const QByteArray& format) const override;
 
-    /// The size as the reader tells it or, where the format can't, as it reads the image, which
-    /// uses the reader up. Of a HEIC picture the size as displayed.
+    /// The displayed size of the picture at the reader's device, which may be read from it: the
+    /// reader is no longer good for reading the picture. Invalid when it can't be measured.
     QSize heicAwareSize(QImageReader& reader) const;
 
     QString name() const override;
@@ -43,5 +46,4 @@ public:
 private:
     static RKMediaFormatList createReadableImageFileFormats();
     static RKMediaFormatList createWritableImageFileFormats();
-    QImage read(const QByteArray& data, const QByteArray& format, const QSize& wantedSize) const;
 };

@@ -1,109 +1,111 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 
+#include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
 
 #include <QDebug>
 #include <QMutexLocker>
 
-namespace {
-
-RKBitmapDecoder* firstOrEnd(
-    const QList<RKBitmapDecoder*>& list, const RKMediaFormat& format, const char* complaint)
-{
-    if (list.isEmpty()) {
-        qWarning().noquote() << complaint << format.fileExtensions().join(u' ');
-        qFatal("Programmende");
-    }
-    return list.first();
-}
-
-} // namespace
-
 RKBitmapDecoderRegistry::RKBitmapDecoderRegistry() = default;
 
 RKBitmapDecoderRegistry::~RKBitmapDecoderRegistry() = default;
 
-QList<RKBitmapDecoder*>& RKBitmapDecoderRegistry::listOfDecoders(const RKMediaFormat& format) const
+QList<RKBitmapDecoder*> RKBitmapDecoderRegistry::createDecoderList() const
 {
-    return listIn(m_decoders, format);
-}
-
-QList<RKBitmapDecoder*>& RKBitmapDecoderRegistry::listOfEncoders(const RKMediaFormat& format) const
-{
-    return listIn(m_encoders, format);
-}
-
-RKBitmapDecoder* RKBitmapDecoderRegistry::primaryDecoder(const RKMediaFormat& format) const
-{
-    return firstOrEnd(listOfDecoders(format), format, "Kein BitmapDecoder für Format");
-}
-
-RKBitmapDecoder* RKBitmapDecoderRegistry::primaryEncoder(const RKMediaFormat& format) const
-{
-    return firstOrEnd(listOfEncoders(format), format, "Kein BitmapEncoder für Format");
-}
-
-RKMediaFormatList RKBitmapDecoderRegistry::supportedMediaFormats() const
-{
-    return formatsIn(m_decoders, m_supported);
-}
-
-RKMediaFormatList RKBitmapDecoderRegistry::writableImageFileFormats() const
-{
-    return formatsIn(m_encoders, m_writable);
+    // A decoder for the formats of RKPlatformFormats_p.h comes last.
+    return {new RKBitmapDecoderQt, new RKBitmapDecoderSVG};
 }
 
 void RKBitmapDecoderRegistry::setupInstance()
 {
-    m_owned = createDecoderList();
-    for (const auto& decoder : m_owned) {
-        add(m_decoders, decoder->readableImageFileFormats(), decoder.get());
-        add(m_encoders, decoder->writableImageFileFormats(), decoder.get());
+    const QMutexLocker locker(&m_mutex);
+    const QList<RKBitmapDecoder*> decoders = createDecoderList();
+    for (RKBitmapDecoder* decoder : decoders) {
+        m_ownedDecoders.emplace_back(decoder);
+        add(m_decoders, decoder->readableImageFileFormats(), decoder);
+        add(m_encoders, decoder->writableImageFileFormats(), decoder);
     }
 }
 
-std::vector<std::unique_ptr<RKBitmapDecoder>> RKBitmapDecoderRegistry::createDecoderList() const
+QList<RKBitmapDecoder*>& RKBitmapDecoderRegistry::listOfDecoders(const RKMediaFormat& format) const
 {
-    std::vector<std::unique_ptr<RKBitmapDecoder>> decoders;
-    decoders.push_back(std::make_unique<RKBitmapDecoderQt>());
-    decoders.push_back(std::make_unique<RKBitmapDecoderSVG>());
-    return decoders;
+    return list(m_decoders, format);
 }
 
-QList<RKBitmapDecoder*>& RKBitmapDecoderRegistry::listIn(
-    Lists& lists, const RKMediaFormat& format) const
+QList<RKBitmapDecoder*>& RKBitmapDecoderRegistry::listOfEncoders(const RKMediaFormat& format) const
 {
-    const QMutexLocker locker(&m_mutex);
-    auto& list = lists[format];
-    if (!list)
-        list = std::make_unique<QList<RKBitmapDecoder*>>();
-    return *list;
+    return list(m_encoders, format);
 }
 
-const RKMediaFormatList& RKBitmapDecoderRegistry::formatsIn(
-    const Lists& lists, std::optional<RKMediaFormatList>& compiled) const
+RKBitmapDecoder* RKBitmapDecoderRegistry::primaryDecoder(const RKMediaFormat& format) const
 {
-    const QMutexLocker locker(&m_mutex);
-    if (!compiled) {
-        compiled.emplace();
-        for (const auto& [format, list] : lists) {
-            // Queries for unknown formats leave a list behind.
-            if (format.isValid())
-                compiled->insertOnlyOnce(format);
-        }
+    const DecoderList& decoders = listOfDecoders(format);
+    if (decoders.isEmpty()) {
+        qWarning().noquote() << "Kein BitmapDecoder für Format"
+                             << format.fileExtensions().join(u' ');
+        qFatal("Programmende");
     }
-    return *compiled;
+    return decoders.first();
+}
+
+RKBitmapDecoder* RKBitmapDecoderRegistry::primaryEncoder(const RKMediaFormat& format) const
+{
+    const DecoderList& encoders = listOfEncoders(format);
+    if (encoders.isEmpty()) {
+        qWarning().noquote() << "Kein BitmapEncoder für Format"
+                             << format.fileExtensions().join(u' ');
+        qFatal("Programmende");
+    }
+    return encoders.first();
+}
+
+RKMediaFormatList RKBitmapDecoderRegistry::supportedMediaFormats() const
+{
+    const QMutexLocker locker(&m_mutex);
+    if (!m_supportedFormats)
+        m_supportedFormats = preCompileImageFileFormats(m_decoders);
+    return *m_supportedFormats;
+}
+
+RKMediaFormatList RKBitmapDecoderRegistry::writableImageFileFormats() const
+{
+    const QMutexLocker locker(&m_mutex);
+    if (!m_writableFormats)
+        m_writableFormats = preCompileImageFileFormats(m_encoders);
+    return *m_writableFormats;
+}
+
+RKBitmapDecoderRegistry::DecoderList& RKBitmapDecoderRegistry::list(
+    DecoderMap& map, const RKMediaFormat& format) const
+{
+    const QMutexLocker locker(&m_mutex);
+    std::unique_ptr<DecoderList>& decoders = map[format];
+    if (!decoders)
+        decoders = std::make_unique<DecoderList>();
+    return *decoders;
 }
 
 void RKBitmapDecoderRegistry::add(
-    Lists& lists, const RKMediaFormatList& formats, RKBitmapDecoder* decoder) const
+    DecoderMap& map, const RKMediaFormatList& formats, RKBitmapDecoder* decoder) const
 {
     for (const RKMediaFormat& format : formats) {
-        if (format.isValid())
-            listIn(lists, format).append(decoder);
-        else
+        if (format == MEDIA_FORMAT_UNKNOWN) {
             qWarning().noquote() << "A Decoder is trying to add MEDIA_FORMAT_UNKNOWN"
                                  << decoder->name();
+            continue;
+        }
+        list(map, format).append(decoder);
     }
+}
+
+RKMediaFormatList RKBitmapDecoderRegistry::preCompileImageFileFormats(const DecoderMap& map)
+{
+    RKMediaFormatList formats;
+    for (const auto& entry : map) {
+        // A question may have added it.
+        if (entry.first != MEDIA_FORMAT_UNKNOWN)
+            formats.insertOnlyOnce(entry.first);
+    }
+    return formats;
 }

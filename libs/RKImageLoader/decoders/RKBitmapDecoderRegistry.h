@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKMediaFormat.h"
 #include "RKImageLoader/media/RKMediaFormatList.h"
 
 #include "RKCore/RKSingleton.h"
@@ -15,51 +16,51 @@
 
 class RKBitmapDecoder;
 
-/// Knows the decoders and encoders of every format of still pictures, in the order in which they
-/// are tried. Thread-safe.
+/// Knows which decoders read and write which format, the preferred one first. Thread-safe.
+///
+/// The decoders live as long as the registry.
 class RKIMAGELOADER_EXPORT RKBitmapDecoderRegistry : public RKSingleton<RKBitmapDecoderRegistry>
 {
 public:
-    /// Without decoders; the process-wide object gets them on its setup.
     RKBitmapDecoderRegistry();
     ~RKBitmapDecoderRegistry() override;
 
-    /// The registry's own list for the format; empty for a format without decoders, which makes
-    /// the format known: ask supportedMediaFormats() before.
+    /// New decoders of every kind, in the order of preference. The caller owns them.
+    virtual QList<RKBitmapDecoder*> createDecoderList() const;
+
+    /// Registers the decoders. The process-wide object has done this before it can be asked.
+    void setupInstance() override;
+
+    /// The registry's own list of a format's decoders, which may be appended to while no other
+    /// thread reads it. A format without decoders gets an empty list.
     QList<RKBitmapDecoder*>& listOfDecoders(const RKMediaFormat& format) const;
     QList<RKBitmapDecoder*>& listOfEncoders(const RKMediaFormat& format) const;
 
-    /// The first of the list. Ends the process for a format that has none; ask only for formats of
-    /// the two lists below.
+    /// The first of the list. The process ends when it is empty, so ask only for formats of
+    /// supportedMediaFormats() or writableImageFileFormats().
     RKBitmapDecoder* primaryDecoder(const RKMediaFormat& format) const;
     RKBitmapDecoder* primaryEncoder(const RKMediaFormat& format) const;
 
-    /// All formats with a list of decoders, in the order of their values, as they were when this
-    /// was first asked.
+    /// The formats that have a list of decoders at the first call, in the order of their values.
+    /// Kept from then on. A list may be empty if it was asked for before that.
     RKMediaFormatList supportedMediaFormats() const;
     RKMediaFormatList writableImageFileFormats() const;
 
-protected:
-    /// Fills the lists from all decoders of the library.
-    void setupInstance() override;
-
-    /// New objects of all decoders of the library, in the order in which they are tried.
-    virtual std::vector<std::unique_ptr<RKBitmapDecoder>> createDecoderList() const;
-
 private:
-    // The lists are held by pointer, so that references to them stay valid.
-    using Lists = std::map<RKMediaFormat, std::unique_ptr<QList<RKBitmapDecoder*>>>;
+    using DecoderList = QList<RKBitmapDecoder*>;
+    // The lists stay where they are when formats are added.
+    using DecoderMap = std::map<RKMediaFormat, std::unique_ptr<DecoderList>>;
 
-    QList<RKBitmapDecoder*>& listIn(Lists& lists, const RKMediaFormat& format) const;
-    const RKMediaFormatList& formatsIn(
-        const Lists& lists, std::optional<RKMediaFormatList>& compiled) const;
-    void add(Lists& lists, const RKMediaFormatList& formats, RKBitmapDecoder* decoder) const;
+    DecoderList& list(DecoderMap& map, const RKMediaFormat& format) const;
+    void add(DecoderMap& map, const RKMediaFormatList& formats, RKBitmapDecoder* decoder) const;
+    static RKMediaFormatList preCompileImageFileFormats(const DecoderMap& map);
 
-    std::vector<std::unique_ptr<RKBitmapDecoder>> m_owned;
-    // Guards the four members below; nothing else is locked while it is held.
+    // Guards all below but the decoders. Nothing else is locked while it is held, except what a
+    // decoder's lists of formats lock.
     mutable QRecursiveMutex m_mutex;
-    mutable Lists m_decoders;
-    mutable Lists m_encoders;
-    mutable std::optional<RKMediaFormatList> m_supported;
-    mutable std::optional<RKMediaFormatList> m_writable;
+    mutable DecoderMap m_decoders;
+    mutable DecoderMap m_encoders;
+    mutable std::optional<RKMediaFormatList> m_supportedFormats;
+    mutable std::optional<RKMediaFormatList> m_writableFormats;
+    std::vector<std::unique_ptr<RKBitmapDecoder>> m_ownedDecoders;
 };

@@ -2,8 +2,10 @@
 
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
 #include "RKImageLoader/media/RKSafeFileWriter.h"
 
+#include <QBuffer>
 #include <QDebug>
 #include <QMutex>
 #include <QMutexLocker>
@@ -13,16 +15,23 @@
 
 namespace {
 
-/// Serialises all rendering of documents by decoders; nothing else is locked while it is held.
-QMutex& renderingMutex()
+bool isValid(const QSize& size)
+{
+    return size.width() >= 0 && size.height() >= 0;
+}
+
+// Serialises every use of the renderer. Nothing else is locked while it is held.
+QMutex& rendererMutex()
 {
     static QMutex mutex;
     return mutex;
 }
 
-bool isInvalid(const QSize& size)
+void load(QSvgRenderer& renderer, const QByteArray& safeSvg)
 {
-    return size.width() < 0 || size.height() < 0;
+    // An animated document would start a timer, which needs a thread with an event loop.
+    renderer.setFramesPerSecond(0);
+    renderer.load(safeSvg);
 }
 
 } // namespace
@@ -43,22 +52,28 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
     const QSize& wantedSize,
     const RKMediaDescriptor&) const
 {
-    const QMutexLocker locker(&renderingMutex());
-    QSvgRenderer renderer(data);
-    if (!renderer.isValid())
+    const QByteArray safeSvg = RKSvgSanitizer::sanitized(data);
+    const QMutexLocker locker(&rendererMutex());
+    QSvgRenderer renderer;
+    load(renderer, safeSvg);
+    const QSize ownSize = renderer.defaultSize();
+    if (!renderer.isValid() || !isValid(ownSize))
         return {};
-
-    const QSize defaultSize = renderer.defaultSize();
-    const QSize target
-        = calculateRealTargetSize(isInvalid(wantedSize) ? defaultSize : wantedSize, defaultSize);
-    if (!RKImageScaler::isFeasible(target))
+    const bool isOwnSize = !isValid(wantedSize);
+    const QSize target = calculateRealTargetSize(isOwnSize ? ownSize : wantedSize, ownSize);
+    if (!RKImageScaler::isFeasible(target)
+        || (isOwnSize && qint64(ownSize.width()) * ownSize.height() > kMaxPixels))
+    {
+        qWarning("SVG document refused: it wants to be too large");
         return {};
+    }
     QImage image(target, QImage::Format_ARGB32_Premultiplied);
     if (image.isNull())
         return {};
     image.fill(Qt::transparent);
     QPainter painter(&image);
     renderer.render(&painter);
+    painter.end();
     return image;
 }
 
@@ -68,20 +83,25 @@ RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
     const RKMediaDescriptor&) const
 {
     const RKDrawable drawable(data);
-    return isInvalid(wantedSize) ? drawable : drawable.scaled(wantedSize);
+    return isValid(wantedSize) ? drawable.scaled(wantedSize) : drawable;
 }
 
 bool RKBitmapDecoderSVG::save(const QFileInfo& file, const RKDrawable& drawable) const
 {
+    const QString path = file.absoluteFilePath();
     const QByteArray svg = drawable.svg();
-    return !svg.isEmpty()
-        && RKSafeFileWriter(file.absoluteFilePath()).write(svg) == RKSafeFileWriter::Result::Done;
+    if (!svg.isEmpty() && RKSafeFileWriter(path).write(svg) == RKSafeFileWriter::Result::Done)
+        return true;
+    qWarning().noquote() << "failed to save" << path;
+    return false;
 }
 
 bool RKBitmapDecoderSVG::save(QIODevice* device, const RKMediaFormat&, const QImage& image) const
 {
-    if (!device || image.isNull())
+    const RKDeviceOpener opener(device, QIODevice::WriteOnly);
+    if (!opener.isOpen() || image.isNull())
         return false;
+
     QSvgGenerator generator;
     generator.setOutputDevice(device);
     generator.setSize(image.size());
@@ -90,24 +110,23 @@ bool RKBitmapDecoderSVG::save(QIODevice* device, const RKMediaFormat&, const QIm
     QPainter painter;
     if (!painter.begin(&generator))
         return false;
-    painter.drawImage(generator.viewBoxF(), image, image.rect());
-    return painter.end();
+    painter.drawImage(generator.viewBoxF(), image);
+    return painter.end() && opener.isFlushed();
 }
 
 bool RKBitmapDecoderSVG::save(
     QIODevice* device, const RKMediaFormat&, const RKDrawable& drawable) const
 {
-    const QByteArray svg = drawable.svg();
-    if (!device || svg.isEmpty())
-        return false;
     const RKDeviceOpener opener(device, QIODevice::WriteOnly);
-    return opener.isReady() && device->write(svg) == svg.size();
+    const QByteArray svg = drawable.svg();
+    return opener.isOpen() && !svg.isEmpty() && device->write(svg) == svg.size()
+        && opener.isFlushed();
 }
 
 QSize RKBitmapDecoderSVG::size(QIODevice* device, const QByteArray& format) const
 {
     const RKDeviceOpener opener(device, QIODevice::ReadOnly);
-    if (!opener.isReady()) {
+    if (!opener.isOpen()) {
         qWarning().noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
@@ -116,9 +135,11 @@ QSize RKBitmapDecoderSVG::size(QIODevice* device, const QByteArray& format) cons
 
 QSize RKBitmapDecoderSVG::size(const QByteArray& data, const QByteArray&) const
 {
-    const QMutexLocker locker(&renderingMutex());
-    const QSvgRenderer renderer(data);
-    return renderer.isValid() ? renderer.defaultSize() : QSize();
+    const QByteArray safeSvg = RKSvgSanitizer::sanitized(data);
+    const QMutexLocker locker(&rendererMutex());
+    QSvgRenderer renderer;
+    load(renderer, safeSvg);
+    return renderer.defaultSize();
 }
 
 QSize RKBitmapDecoderSVG::size(const QFileInfo& file, const QByteArray& format) const

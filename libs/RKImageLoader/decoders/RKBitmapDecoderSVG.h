@@ -3,33 +3,44 @@
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 
-/// Reads SVG documents, compressed or not, as vector drawables. Offers no writable format, but
-/// saves what it is told to as an SVG document.
+/// SVG documents, compressed or not, as vector drawables or rendered to pixels. Thread-safe;
+/// rendering is serialised over the process.
+///
+/// Documents are rendered without what they refer to outside themselves. The size in pixels is the
+/// document's own (its width and height), not that of its view box.
 class RKIMAGELOADER_EXPORT RKBitmapDecoderSVG : public RKBitmapDecoder
 {
 public:
+    /// The most pixels that a document's own size is believed: 1 GiB at 32 bits. Nothing in a
+    /// document shows whether its size makes sense; a larger one has to be asked for.
+    static constexpr qint64 kMaxPixels = 1LL << 28;
+
     using RKBitmapDecoder::save;
 
     RKMediaFormatList readableImageFileFormats() const override;
+    /// None: pictures are turned into documents only when this decoder is asked directly.
     RKMediaFormatList writableImageFileFormats() const override;
 
-    /// The document rendered at its default size, or fitted into the wanted size.
+    /// Transparent where the document draws nothing.
     QImage decode(const QByteArray& data,
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const override;
-    /// The document as a vector whose nominal size is fitted into the wanted size.
+    /// A vector drawable, whose nominal size is fitted into the wanted one.
     RKDrawable decodeDrawable(const QByteArray& data,
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const override;
 
+    /// Writes the drawable's document, which holds a bitmap as an inline picture. The new file
+    /// replaces an old one only when it is complete; after a failure, which is logged, the old one
+    /// is still there.
     bool save(const QFileInfo& file, const RKDrawable& drawable) const override;
+    /// Writes a document that holds the picture.
     bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const override;
     bool save(
         QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const override;
 
-    /// The default size: the document's width and height, or those of its view box.
     QSize size(QIODevice* device, const QByteArray& format) const override;
     QSize size(const QByteArray& data, const QByteArray& format) const override;
     QSize size(const QFileInfo& file, const QByteArray& format) const override;

@@ -1,6 +1,7 @@
 #include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer.h"
 
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
 #include <QMutexLocker>
@@ -9,12 +10,6 @@
 #include <cmath>
 
 namespace {
-
-// The document as the renderer loads it.
-QByteArray loadableDocument(const QByteArray& svg)
-{
-    return svg;
-}
 
 // One factor per axis.
 struct Factors
@@ -48,11 +43,18 @@ bool isUsable(const QRectF& viewBox)
 } // namespace
 
 RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(const QByteArray& svg)
+    : RKDrawableInterfaceQSvgRenderer(svg, RKSvgSanitizer::sanitized(svg))
+{
+}
+
+RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(
+    const QByteArray& svg, const QByteArray& safeSvg)
     : m_svg(svg)
+    , m_safeSvg(safeSvg)
 {
     // An animated document would start a timer, which needs a thread with an event loop.
     m_renderer.setFramesPerSecond(0);
-    m_renderer.load(loadableDocument(svg));
+    m_renderer.load(m_safeSvg);
     const QRectF viewBox = m_renderer.viewBoxF();
     if (isUsable(viewBox))
         m_nominalRect = QRectF(QPointF(), viewBox.size());
@@ -62,7 +64,7 @@ RKDrawableInterfaceQSvgRenderer::~RKDrawableInterfaceQSvgRenderer() = default;
 
 RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::clone() const
 {
-    auto* copy = new RKDrawableInterfaceQSvgRenderer(m_svg);
+    auto* copy = new RKDrawableInterfaceQSvgRenderer(m_svg, m_safeSvg);
     copy->m_nominalRect = m_nominalRect;
     return copy;
 }

@@ -3,19 +3,12 @@
 #include <QDebug>
 #include <QFile>
 
-bool RKBinaryFile::isRegular(const QFileInfo& file)
-{
-    // Asked anew: the given object may remember what was there before.
-    return QFileInfo(file.absoluteFilePath()).isFile();
-}
-
 QByteArray RKBinaryFile::readAll(const QFileInfo& file)
 {
     const QString path = file.absoluteFilePath();
     QFile device(path);
     QString error;
-    // Opening a pipe without a writer would block, so the kind is looked at before.
-    if (QFileInfo::exists(path) && !isRegular(file))
+    if (mayBlock(file))
         error = QStringLiteral("Not a regular file");
     else if (device.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return device.readAll();
@@ -23,4 +16,11 @@ QByteArray RKBinaryFile::readAll(const QFileInfo& file)
         error = device.errorString();
     qWarning().noquote() << "Konnte Datei nicht öffnen:" << path << error;
     return {};
+}
+
+bool RKBinaryFile::mayBlock(const QFileInfo& file)
+{
+    // The caller may have asked long ago.
+    const QFileInfo current(file.absoluteFilePath());
+    return current.exists() && !current.isFile();
 }

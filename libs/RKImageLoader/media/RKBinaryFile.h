@@ -9,10 +9,10 @@
 class RKIMAGELOADER_TEST_EXPORT RKBinaryFile
 {
 public:
-    /// The file exists and is neither a folder nor a device nor a pipe, which might never end.
-    static bool isRegular(const QFileInfo& file);
-
     /// All bytes of a regular file. Empty, with a warning, when it can't be opened or is something
-    /// else.
+    /// else, a pipe for instance, which might never end.
     static QByteArray readAll(const QFileInfo& file);
+
+    /// The file is there but no regular one. Opening a pipe waits for somebody to write into it.
+    static bool mayBlock(const QFileInfo& file);
 };
