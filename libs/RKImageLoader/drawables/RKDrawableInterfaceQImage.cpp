@@ -28,7 +28,8 @@ QImage part(const QImage& image, const QRect& rect)
         return image;
 
     // Pixels of less than a byte can't be pointed at, and a colour table can't be shared.
-    if (!image.rect().contains(rect) || image.depth() < 8 || image.colorCount() > 0)
+    if (rect.isEmpty() || !image.rect().contains(rect) || image.depth() < 8
+        || image.colorCount() > 0)
         return image.copy(rect);
 
     const uchar* firstPixel
@@ -54,6 +55,27 @@ QImage scaledKeepingProportions(
         return {};
 
     return image.scaled(size, Qt::KeepAspectRatio, transformation);
+}
+
+// QImage::pixel() divides by the alpha of a premultiplied image; the stored word has what was
+// asked.
+QRgb storedPixel(const QImage& image, const QPoint& position)
+{
+    if (image.format() != QImage::Format_ARGB32_Premultiplied)
+        return image.pixel(position);
+
+    return reinterpret_cast<const QRgb*>(image.constScanLine(position.y()))[position.x()];
+}
+
+// Decoders deliver large opaque images in RGB32. The small result is converted then, not they.
+QImage scaledBilinearlyInArgb32(const QImage& image, const QSize& size)
+{
+    if (image.format() != QImage::Format_RGB32)
+        return RKImageScaler::bilinear(image.convertToFormat(QImage::Format_ARGB32), size);
+
+    QImage result = RKImageScaler::bilinear(image, size);
+    result.convertTo(QImage::Format_ARGB32);
+    return result;
 }
 
 } // namespace
@@ -174,8 +196,7 @@ QImage RKDrawableInterfaceQImage::scaleImage(
     switch (option.value()) {
     case SCALING_SMOOTH: return scaledKeepingProportions(image, size, Qt::SmoothTransformation);
     case SCALING_FAST: return scaledKeepingProportions(image, size, Qt::FastTransformation);
-    case SCALING_BILINEAR:
-        return scaleBilinearly(image.convertToFormat(QImage::Format_ARGB32), size);
+    case SCALING_BILINEAR: return scaledBilinearlyInArgb32(image, size);
     case SCALING_BICUBIC: return scaleBicubicly(image, size);
     case SCALING_NONE: break;
     }
@@ -199,7 +220,7 @@ int RKDrawableInterfaceQImage::subPixel(
     if (image.isNull() || channel < 0 || channel > 3)
         return 0;
 
-    const QRgb pixel = image.pixel(
-        std::clamp(x, 0, std::max(width - 1, 0)), std::clamp(y, 0, std::max(height - 1, 0)));
-    return int(pixel >> (24 - 8 * channel)) & 0xff;
+    const QPoint position(std::clamp(x, 0, std::clamp(width, 1, image.width()) - 1),
+        std::clamp(y, 0, std::clamp(height, 1, image.height()) - 1));
+    return int(storedPixel(image, position) >> (24 - 8 * channel)) & 0xff;
 }
