@@ -3,16 +3,17 @@
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/decoders/RKMngLoops_p.h"
 #include "RKImageLoader/decoders/RKPlatformFormats_p.h"
+#include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/media/RKBinaryFile.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
+#include "RKImageLoader/media/RKSafeFileWriter.h"
 
 #include <QBuffer>
 #include <QDebug>
 #include <QFile>
 #include <QImageReader>
 #include <QImageWriter>
-#include <QSaveFile>
 
 #include <array>
 #include <utility>
@@ -67,11 +68,22 @@ bool canHold(const QByteArray& data, const QSize& size)
     return false;
 }
 
-// HEIC files say how far the picture has to be turned, and the reader turns it.
-bool isTurned(const QImageReader& reader)
+bool turnsByAQuarter(const QImageReader& reader)
 {
-    return reader.format() == "heic"
-        && reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
+    return reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
+}
+
+// Has the reader scale while it decodes; false where it can't.
+bool requestScaling(QImageReader& reader, const QSize& wanted)
+{
+    if (!reader.supportsOption(QImageIOHandler::ScaledSize) || !isValid(reader.size()))
+        return false;
+    // Readers scale before they turn.
+    const bool isTurned = reader.autoTransform() && turnsByAQuarter(reader);
+    const QSize displayed = isTurned ? reader.size().transposed() : reader.size();
+    const QSize target = RKBitmapDecoder::calculateRealTargetSize(wanted, displayed);
+    reader.setScaledSize(isTurned ? target.transposed() : target);
+    return true;
 }
 
 // An empty picture for the reader to fill. Some readers leave gaps as they find them, for instance
@@ -135,6 +147,11 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QSize stored = size(data, format);
     if (!RKDrawable::isAcceptableSize(stored) || !canHold(data, stored))
         return {};
+    if (isValid(wantedSize)
+        && !RKImageScaler::isFeasible(calculateRealTargetSize(wantedSize, stored))) {
+        qWarning("Picture refused: the wanted size is too large");
+        return {};
+    }
 
     const QByteArray name = format.toLower();
     const bool isHeic = name.startsWith("hei");
@@ -146,13 +163,8 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     if (isHeic)
         reader.setAutoTransform(true);
     // The size of a TIFF picture may be that of another directory of the file.
-    const bool isScaled = isValid(wantedSize) && !name.startsWith("tif")
-        && reader.supportsOption(QImageIOHandler::ScaledSize);
-    if (isScaled) {
-        const QSize target = calculateRealTargetSize(wantedSize, stored);
-        // Readers scale before they turn.
-        reader.setScaledSize(isTurned(reader) ? target.transposed() : target);
-    }
+    const bool isScaled
+        = isValid(wantedSize) && !name.startsWith("tif") && requestScaling(reader, wantedSize);
 
     // JPEG pictures have no gaps, and they are the ones that have to be fast.
     const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
@@ -171,16 +183,11 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
 bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) const
 {
     const QString path = file.absoluteFilePath();
-    const RKMediaFormat format(file);
-    if (writableImageFileFormats().contains(format)) {
-        QSaveFile target(path);
-        // An empty file must not replace an old one.
-        const bool isWritten = target.open(QIODevice::WriteOnly) && save(&target, format, drawable)
-            && target.size() > 0 && target.commit();
-        const QFileInfo saved(path);
-        if (isWritten && saved.exists() && saved.size() > 0)
-            return true;
-    }
+    // Encoded in memory and written as a whole, so that a failure leaves the old file.
+    QBuffer encoded;
+    if (save(&encoded, RKMediaFormat(file), drawable) && !encoded.data().isEmpty()
+        && RKSafeFileWriter(path).write(encoded.data()) == RKSafeFileWriter::Result::Done)
+        return true;
     qWarning().noquote() << "failed to save" << path;
     return false;
 }
@@ -247,7 +254,8 @@ QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) c
 
 QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const
 {
-    const bool mustSwap = isTurned(reader);
+    // HEIC files say how far the picture has to be turned, and the reader turns it.
+    const bool mustSwap = reader.format() == "heic" && turnsByAQuarter(reader);
     QSize size = reader.supportsOption(QImageIOHandler::Size) ? reader.size() : QSize();
     if (!isValid(size)) {
         const QImage image = canHold(allBytes(reader.device()), QSize()) ? reader.read() : QImage();

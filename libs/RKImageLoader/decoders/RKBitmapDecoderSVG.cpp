@@ -1,14 +1,15 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
 
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
+#include "RKImageLoader/media/RKSafeFileWriter.h"
 
 #include <QBuffer>
 #include <QDebug>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QPainter>
-#include <QSaveFile>
 #include <QSvgGenerator>
 #include <QSvgRenderer>
 
@@ -58,13 +59,14 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
     const QSize ownSize = renderer.defaultSize();
     if (!renderer.isValid() || !isValid(ownSize))
         return {};
-    if (!isValid(wantedSize) && qint64(ownSize.width()) * ownSize.height() > kMaxPixels) {
+    const bool isOwnSize = !isValid(wantedSize);
+    const QSize target = calculateRealTargetSize(isOwnSize ? ownSize : wantedSize, ownSize);
+    if (!RKImageScaler::isFeasible(target)
+        || (isOwnSize && qint64(ownSize.width()) * ownSize.height() > kMaxPixels))
+    {
         qWarning("SVG document refused: it wants to be too large");
         return {};
     }
-
-    const QSize target
-        = calculateRealTargetSize(isValid(wantedSize) ? wantedSize : ownSize, ownSize);
     QImage image(target, QImage::Format_ARGB32_Premultiplied);
     if (image.isNull())
         return {};
@@ -87,12 +89,9 @@ RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
 bool RKBitmapDecoderSVG::save(const QFileInfo& file, const RKDrawable& drawable) const
 {
     const QString path = file.absoluteFilePath();
-    QSaveFile target(path);
-    if (target.open(QIODevice::WriteOnly) && save(&target, MEDIA_FORMAT_SVG, drawable)
-        && target.commit())
-    {
+    const QByteArray svg = drawable.svg();
+    if (!svg.isEmpty() && RKSafeFileWriter(path).write(svg) == RKSafeFileWriter::Result::Done)
         return true;
-    }
     qWarning().noquote() << "failed to save" << path;
     return false;
 }
