@@ -7,10 +7,10 @@
 #include "RKCore/RKSingleton.h"
 
 #include <QList>
-#include <QRecursiveMutex>
 
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -55,9 +55,9 @@ private:
     void add(DecoderMap& map, const RKMediaFormatList& formats, RKBitmapDecoder* decoder) const;
     static RKMediaFormatList preCompileImageFileFormats(const DecoderMap& map);
 
-    // Guards all below but the decoders. Nothing else is locked while it is held, except what a
-    // decoder's lists of formats lock.
-    mutable QRecursiveMutex m_mutex;
+    // Guards all below but the decoders; ThreadSanitizer can't see Qt's recursive one. Nothing else
+    // is locked while it is held, except what a decoder's lists of formats lock.
+    mutable std::recursive_mutex m_mutex;
     mutable DecoderMap m_decoders;
     mutable DecoderMap m_encoders;
     mutable std::optional<RKMediaFormatList> m_supportedFormats;

@@ -2,23 +2,24 @@
 
 #include <algorithm>
 
-void RKSvgDrawingCost::begin(const QString& id, const QString& target, qint64 cost)
+void RKSvgDrawingCost::begin(const QString& id, qint64 cost)
 {
     const int parent = m_stack.back();
-    if (id.isEmpty() && target.isEmpty()) {
+    if (id.isEmpty()) {
         m_elements[size_t(parent)].cost += cost;
         m_stack.push_back(parent);
         return;
     }
-    const int index = add({.cost = cost, .target = target});
+    const int index = add({.cost = cost});
     m_elements[size_t(parent)].children.push_back(index);
+    m_elements[size_t(alternative(id))].children.push_back(index);
     m_stack.push_back(index);
-    if (id.isEmpty())
-        return;
-    auto alternative = m_ids.find(id);
-    if (alternative == m_ids.end())
-        alternative = m_ids.insert(id, add({.isAlternative = true}));
-    m_elements[size_t(*alternative)].children.push_back(index);
+}
+
+void RKSvgDrawingCost::refer(const QString& id)
+{
+    const int index = alternative(id);
+    m_elements[size_t(m_stack.back())].children.push_back(index);
 }
 
 void RKSvgDrawingCost::end()
@@ -37,6 +38,12 @@ int RKSvgDrawingCost::add(const Element& element)
     return int(m_elements.size()) - 1;
 }
 
+int RKSvgDrawingCost::alternative(const QString& id)
+{
+    const auto known = m_ids.constFind(id);
+    return known != m_ids.constEnd() ? *known : *m_ids.insert(id, add({.isAlternative = true}));
+}
+
 bool RKSvgDrawingCost::visit(int index, int depth)
 {
     Element& element = m_elements[size_t(index)];
@@ -46,9 +53,6 @@ bool RKSvgDrawingCost::visit(int index, int depth)
         return true;
 
     element.isOpen = true;
-    const auto target = m_ids.constFind(element.target);
-    if (target != m_ids.constEnd())
-        element.children.push_back(*target);
     // An alternative is no element of its own.
     const int step = element.isAlternative ? 0 : 1;
     for (const int child : element.children) {

@@ -21,9 +21,10 @@ public:
     /// The most elements with an identifier inside one another, counting through references.
     static constexpr int kMaxDepth = 256;
 
-    /// An element begins. The identifier is empty where it has none, and so is the target, the
-    /// identifier of an element that this one draws or inherits from.
-    void begin(const QString& id, const QString& target, qint64 cost);
+    /// An element begins; the identifier is empty where it has none.
+    void begin(const QString& id, qint64 cost);
+    /// The element that began last draws another one, or inherits from it.
+    void refer(const QString& id);
     void end();
 
     /// Neither limit is exceeded. References in a circle count once: renderers don't follow them.
@@ -34,7 +35,6 @@ private:
     {
         qint64 cost = 0;
         int depth = 0;
-        QString target = {};
         std::vector<int> children = {};
         // Only the most expensive of the children is drawn.
         bool isAlternative = false;
@@ -43,10 +43,11 @@ private:
     };
 
     int add(const Element& element);
+    int alternative(const QString& id);
     bool visit(int index, int depth);
 
-    // The first one is the document. Elements without an identifier and a target are counted in
-    // the element around them.
+    // The first one is the document. Elements without an identifier are counted in the element
+    // around them.
     std::vector<Element> m_elements{1};
     // The elements that are open, by their place in m_elements.
     std::vector<int> m_stack{0};

@@ -16,6 +16,7 @@
 #include <array>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -217,8 +218,7 @@ private:
         m_names.append(reader.name().toString());
         m_openStyles += m_names.last() == QLatin1String("style") ? 1 : 0;
         m_writer.writeStartElement(reader.qualifiedName().toString());
-        QString id;
-        QString target;
+        QStringList targets;
         qint64 length = 0;
         const QXmlStreamAttributes attributes = reader.attributes();
         for (const QXmlStreamAttribute& attribute : attributes) {
@@ -227,12 +227,21 @@ private:
             if (!value)
                 continue;
             m_writer.writeAttribute(attribute.qualifiedName().toString(), *value);
-            if (attribute.name() == QLatin1String("id"))
-                id = *value;
-            else if (attribute.name() == QLatin1String("href") && value->startsWith(u'#'))
-                target = value->sliced(1);
+            if (attribute.name() == QLatin1String("href") && value->startsWith(u'#'))
+                targets.append(value->sliced(1));
         }
-        m_cost.begin(id, isDrawnThrough() ? target : QString(), costOfElement(length));
+        m_cost.begin(idOf(attributes), costOfElement(length));
+        if (!isDrawnThrough())
+            return;
+        // Renderers differ in which of several references they follow.
+        for (const QString& target : std::as_const(targets))
+            m_cost.refer(target);
+    }
+
+    static QString idOf(const QXmlStreamAttributes& attributes)
+    {
+        const QStringView id = attributes.value(QLatin1String("id"));
+        return (id.isEmpty() ? attributes.value(QLatin1String("xml:id")) : id).toString();
     }
 
     void copyEnd()
@@ -257,7 +266,7 @@ private:
         else
             m_writer.writeCharacters(text);
         if (m_names.contains(QLatin1String("textArea"))) {
-            m_cost.begin({}, {}, costOfWrappedText(text.size()));
+            m_cost.begin({}, costOfWrappedText(text.size()));
             m_cost.end();
         }
     }

@@ -10,6 +10,9 @@
 
 #include <sys/stat.h>
 
+#include <thread>
+#include <vector>
+
 namespace {
 
 // A decoder of any formats that does nothing else.
@@ -115,6 +118,7 @@ private Q_SLOTS:
     void decodersAreListedInTheirOrder();
     void supportedFormatsAreKeptAfterTheFirstQuestion();
     void listsBelongToTheRegistryAndStay();
+    void severalThreadsAsk();
     void processKnowsTheFormatsOfQtAndSvg();
     void missingPrimaryEndsTheProcess_data();
     void missingPrimaryEndsTheProcess();
@@ -172,6 +176,25 @@ void RKBitmapDecoderRegistryTest::listsBelongToTheRegistryAndStay()
     registry.listOfDecoders(MEDIA_FORMAT_PSD);
     QCOMPARE(&registry.listOfDecoders(MEDIA_FORMAT_JP2), &list);
     QCOMPARE(registry.primaryDecoder(MEDIA_FORMAT_JP2), &decoder);
+}
+
+void RKBitmapDecoderRegistryTest::severalThreadsAsk()
+{
+    const RKBitmapDecoderRegistry registry;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&registry] {
+            for (qint64 bit = 2; bit <= MEDIA_FORMAT_PSD; bit *= 2) {
+                registry.listOfDecoders(RKMediaFormatEnum(bit));
+                registry.supportedMediaFormats();
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    QVERIFY(registry.listOfDecoders(MEDIA_FORMAT_PSD).isEmpty());
+    // The first answer came after the first question.
+    QVERIFY(registry.supportedMediaFormats().contains(MEDIA_FORMAT_BMP));
 }
 
 void RKBitmapDecoderRegistryTest::processKnowsTheFormatsOfQtAndSvg()

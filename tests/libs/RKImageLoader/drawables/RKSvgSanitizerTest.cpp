@@ -451,8 +451,9 @@ void RKSvgSanitizerTest::limitsHoldOnBothSides_data()
     const auto chained = [](int length) -> QByteArray {
         QByteArray content = "<rect id='u0' width='1' height='1'/>";
         for (int i = 1; i <= length; ++i) {
-            content += "<use id='u" + QByteArray::number(i) + "' xlink:href='#u"
-                + QByteArray::number(i - 1) + "'/>";
+            // The other reference and the other identifier must not hide the chain.
+            content += "<use id='u" + QByteArray::number(i) + "' a:id='x' xlink:href='#u"
+                + QByteArray::number(i - 1) + "' href='#x'/>";
         }
         return document(content);
     };
