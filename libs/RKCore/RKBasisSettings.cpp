@@ -4,7 +4,7 @@
 
 namespace {
 
-std::atomic<bool> masterMode {false};
+std::atomic<bool> masterMode{false};
 
 } // namespace
 

@@ -3,7 +3,8 @@
 #include "RKCore/RKCoreExport.h"
 
 /// What kind of program is starting. Initialisers may skip what a kind does not need.
-enum class RKInitializerOption {
+enum class RKInitializerOption
+{
     Application,
     CommandLine,
     Test

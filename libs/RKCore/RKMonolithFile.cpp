@@ -29,13 +29,12 @@ RKMonolithFile::Resolver currentResolver()
 
 } // namespace
 
-QString RKMonolithFile::externalize(const QUrl& url)
+QUrl RKMonolithFile::externalize(const QUrl& url)
 {
-    const QString local = url.toLocalFile();
-    if (!local.isEmpty() && QFileInfo(local).isFile())
-        return local;
+    if (url.isLocalFile() && QFileInfo(url.toLocalFile()).isFile())
+        return url;
     const Resolver resolver = currentResolver();
-    return resolver ? resolver(url) : local;
+    return resolver ? resolver(url) : url;
 }
 
 void RKMonolithFile::setResolver(Resolver resolver)

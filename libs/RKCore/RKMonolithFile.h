@@ -2,7 +2,6 @@
 
 #include "RKCore/RKCoreExport.h"
 
-#include <QString>
 #include <QUrl>
 
 #include <functional>
@@ -11,13 +10,13 @@
 class RKCORE_EXPORT RKMonolithFile
 {
 public:
-    /// Turns the URL of a file inside a container into the path of a plain local file that holds
-    /// its bytes. Returns an empty path when it can't.
-    using Resolver = std::function<QString(const QUrl& url)>;
+    /// Turns the URL of a file inside a container into the URL of a plain local file that holds
+    /// its bytes. Returns an empty URL when it can't.
+    using Resolver = std::function<QUrl(const QUrl& url)>;
 
-    /// The plain local file of a URL: the path itself for an existing local file, else what the
-    /// resolver answers; without a resolver the URL's local path, which is empty for other schemes.
-    static QString externalize(const QUrl& url);
+    /// The URL of the plain local file: the given one where that is an existing local file, else
+    /// what the resolver answers; without a resolver the given one.
+    static QUrl externalize(const QUrl& url);
 
     /// Sets the host's resolver; an empty one removes it. It is called on the asking thread and
     /// possibly on several at once.

@@ -47,7 +47,7 @@ protected:
     }
 
 private:
-    inline static std::atomic<T*> s_instance {nullptr};
+    inline static std::atomic<T*> s_instance{nullptr};
     // Guards the creation only; no other lock of this library is taken before it.
     inline static QReadWriteLock s_creationLock;
 };

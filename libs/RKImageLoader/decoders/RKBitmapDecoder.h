@@ -32,20 +32,23 @@ public:
 
     /// The picture, fitted into the wanted size with its proportions kept (it may grow); a null
     /// image when the data can't be decoded.
-    virtual QImage decode(const QByteArray& data, const QByteArray& format,
-        const QSize& wantedSize, const RKMediaDescriptor& descriptor) const = 0;
+    virtual QImage decode(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor) const = 0;
     /// The same as a drawable, which decoders of vector formats return as a vector.
-    virtual RKDrawable decodeDrawable(const QByteArray& data, const QByteArray& format,
-        const QSize& wantedSize, const RKMediaDescriptor& descriptor) const;
+    virtual RKDrawable decodeDrawable(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor) const;
 
     /// Saving returns true when the whole picture was written.
     virtual bool save(const QFileInfo& file, const QImage& image) const;
     virtual bool save(const QFileInfo& file, const RKDrawable& drawable) const = 0;
-    virtual bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const
-        = 0;
     virtual bool save(
-        QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const
-        = 0;
+        QIODevice* device, const RKMediaFormat& format, const QImage& image) const = 0;
+    virtual bool save(
+        QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const = 0;
 
     /// The picture's size, measured without decoding it where the format allows.
     virtual QSize size(QIODevice* device, const QByteArray& format) const = 0;

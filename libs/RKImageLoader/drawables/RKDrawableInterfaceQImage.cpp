@@ -46,8 +46,12 @@ QImage part(const QImage& image, const QRect& rect)
 QImage scaledKeepingProportions(
     const QImage& image, const QSize& size, Qt::TransformationMode transformation)
 {
-    const QSize fitted = image.size().scaled(size, Qt::KeepAspectRatio).expandedTo({1, 1});
-    if (image.isNull() || !RKImageScaler::isFeasible(fitted))
+    if (image.isNull() || size.isEmpty())
+        return {};
+
+    // As in QImage::scaled(), a side that comes out as 0 becomes 1.
+    const QSize fitted = image.size().scaled(size, Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
+    if (!RKImageScaler::isFeasible(fitted))
         return {};
 
     return image.scaled(size, Qt::KeepAspectRatio, transformation);

@@ -1,6 +1,7 @@
 #include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer.h"
 
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
 #include <QMutexLocker>
@@ -10,11 +11,27 @@
 
 namespace {
 
-// The document as the renderer loads it.
-QByteArray loadableDocument(const QByteArray& svg)
+// One factor per axis.
+struct Factors
 {
-    return svg;
-}
+    double x = 1.0;
+    double y = 1.0;
+
+    static Factors of(const QSizeF& to, const QSizeF& from)
+    {
+        return {to.width() / from.width(), to.height() / from.height()};
+    }
+
+    QPointF operator*(const QPointF& point) const
+    {
+        return {x * point.x(), y * point.y()};
+    }
+
+    QSizeF operator*(const QSizeF& size) const
+    {
+        return {x * size.width(), y * size.height()};
+    }
+};
 
 // The view box comes from the file, so its numbers may be anything.
 bool isUsable(const QRectF& viewBox)
@@ -26,11 +43,18 @@ bool isUsable(const QRectF& viewBox)
 } // namespace
 
 RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(const QByteArray& svg)
+    : RKDrawableInterfaceQSvgRenderer(svg, RKSvgSanitizer::sanitized(svg))
+{
+}
+
+RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(
+    const QByteArray& svg, const QByteArray& safeSvg)
     : m_svg(svg)
+    , m_safeSvg(safeSvg)
 {
     // An animated document would start a timer, which needs a thread with an event loop.
     m_renderer.setFramesPerSecond(0);
-    m_renderer.load(loadableDocument(svg));
+    m_renderer.load(m_safeSvg);
     const QRectF viewBox = m_renderer.viewBoxF();
     if (isUsable(viewBox))
         m_nominalRect = QRectF(QPointF(), viewBox.size());
@@ -40,7 +64,7 @@ RKDrawableInterfaceQSvgRenderer::~RKDrawableInterfaceQSvgRenderer() = default;
 
 RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::clone() const
 {
-    auto* copy = new RKDrawableInterfaceQSvgRenderer(m_svg);
+    auto* copy = new RKDrawableInterfaceQSvgRenderer(m_svg, m_safeSvg);
     copy->m_nominalRect = m_nominalRect;
     return copy;
 }
@@ -78,13 +102,17 @@ bool RKDrawableInterfaceQSvgRenderer::draw(
         return false;
 
     const QMutexLocker locker(&m_rendererMutex);
-    // The whole view box goes where the source rectangle's scale and place put it; the clip leaves
-    // what lies in the target.
-    const QSizeF scale(target.width() / source.width(), target.height() / source.height());
-    const QRectF everything(target.x() - source.x() * scale.width(),
-        target.y() - source.y() * scale.height(),
-        m_nominalRect.width() * scale.width(),
-        m_nominalRect.height() * scale.height());
+    const QRectF viewBox = m_renderer.viewBoxF();
+    const Factors unitsPerPixel = Factors::of(viewBox.size(), m_nominalRect.size());
+    const QRectF wanted(
+        viewBox.topLeft() + unitsPerPixel * source.topLeft(), unitsPerPixel * source.size());
+    const Factors pixelsPerUnit = Factors::of(target.size(), wanted.size());
+    // Kept: the renderer stretches the view box over what it is given, so a source that reaches
+    // beyond the drawing shows the drawing larger than it asks for.
+    const QRectF covered = wanted | viewBox;
+    const QRectF everything(
+        target.topLeft() - pixelsPerUnit * (wanted.topLeft() - covered.topLeft()),
+        pixelsPerUnit * covered.size());
 
     painter->save();
     painter->setClipRect(target, Qt::ReplaceClip);

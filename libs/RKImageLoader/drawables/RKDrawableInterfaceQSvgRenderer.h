@@ -41,9 +41,13 @@ public:
     void optimizeForDrawing() override;
 
 private:
+    RKDrawableInterfaceQSvgRenderer(const QByteArray& svg, const QByteArray& safeSvg);
+
     QImage render(const QRectF& rect) const;
 
     QByteArray m_svg;
+    // What the renderer gets to see. Kept, so that it is made only once.
+    QByteArray m_safeSvg;
     /// The renderer keeps its drawing state in the document, so it must draw once at a time even
     /// though it looks read-only. Nothing else is locked while this is held.
     mutable QMutex m_rendererMutex;

@@ -153,7 +153,7 @@ private:
         return qint64(m_value);
     }
 
-    inline static std::atomic<const RKEnumToStringTable<E>*> s_table {nullptr};
+    inline static std::atomic<const RKEnumToStringTable<E>*> s_table{nullptr};
 
     E m_value = E(0);
 };

@@ -54,8 +54,9 @@ QDomDocument RKImageLoaderConfig::loadDocument(const QFileInfo& file)
     if (path.isEmpty() || !device.open(QIODevice::ReadOnly)) {
         qWarning().noquote() << "-- file does not exist:" << path;
         if (path.isEmpty()) {
-            qFatal("Das Konfigurationfile muss vor dem ersten Aufruf der ImageLoaderConfig auf eine "
-                   "existierende Datei gesetzt werden!");
+            qFatal(
+                "Das Konfigurationfile muss vor dem ersten Aufruf der ImageLoaderConfig auf eine "
+                "existierende Datei gesetzt werden!");
         }
         return {};
     }
@@ -67,8 +68,10 @@ QDomDocument RKImageLoaderConfig::loadDocument(const QFileInfo& file)
     ParseError error;
     if (!parse(text, document, error)) {
         qWarning().noquote() << QStringLiteral("-- error parsing %1, line %2, column %3: %4")
-                                    .arg(path, QString::number(error.line),
-                                        QString::number(error.column), error.message);
+                                    .arg(path,
+                                        QString::number(error.line),
+                                        QString::number(error.column),
+                                        error.message);
         return {};
     }
     return document;
@@ -94,7 +97,8 @@ int RKImageLoaderConfig::jpgQuality() const
 double RKImageLoaderConfig::scalingMinFactor() const
 {
     const QString text = attribute(QStringLiteral("scaling"),
-        QStringLiteral("productionMaxScalePercent"), QStringLiteral("0"));
+        QStringLiteral("productionMaxScalePercent"),
+        QStringLiteral("0"));
     return text.toInt() / 100.0;
 }
 

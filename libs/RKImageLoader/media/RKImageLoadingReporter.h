@@ -8,8 +8,9 @@
 #include <QReadWriteLock>
 
 /// Tells the host that a HEIC file could not be decoded, once until it is reset. Thread-safe.
-class RKIMAGELOADER_EXPORT RKImageLoadingReporter : public QObject,
-                                                   public RKSingleton<RKImageLoadingReporter>
+class RKIMAGELOADER_EXPORT RKImageLoadingReporter
+    : public QObject
+    , public RKSingleton<RKImageLoadingReporter>
 {
     Q_OBJECT
 
@@ -31,6 +32,6 @@ Q_SIGNALS:
 
 private:
     // Guards m_isReported; recursive, for slots that call reset().
-    QReadWriteLock m_lock {QReadWriteLock::Recursive};
+    QReadWriteLock m_lock{QReadWriteLock::Recursive};
     bool m_isReported = false;
 };

@@ -8,7 +8,8 @@
 class RKIMAGELOADER_EXPORT RKImageOption
 {
 public:
-    enum Flag : quint8 {
+    enum Flag : quint8
+    {
         /// Take the picture from the file's embedded thumbnail where it has one, whatever the
         /// wanted size.
         UseEmbeddedThumbnail = 1

@@ -3,7 +3,8 @@
 /// The orientation of a stored picture: where its first row and first column are displayed
 /// (Exif 2.32, 4.6.4, tag 0x0112). Any other number, 0 for "not recorded" among them, may be held
 /// too and means upright.
-enum RKImageOrientation : int {
+enum RKImageOrientation : int
+{
     ORIENTATION_TOP_LEFT = 1,
     ORIENTATION_TOP_RIGHT = 2,
     ORIENTATION_BOTTOM_RIGHT = 3,

@@ -16,10 +16,10 @@ class RKIMAGELOADER_EXPORT RKMediaDescriptor
 public:
     /// Invalid: no file.
     RKMediaDescriptor() = default;
-    RKMediaDescriptor(const QDir& directory, const QString& fileName,
+    RKMediaDescriptor(const QDir& directory,
+        const QString& fileName,
         const RKVideoFrameIndex& frame = RKVideoFrameIndex());
-    RKMediaDescriptor(
-        const QFileInfo& file, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
+    RKMediaDescriptor(const QFileInfo& file, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
     /// The local file of the URL; the frame in the URL's query is not looked at.
     RKMediaDescriptor(const QUrl& url, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
     /// A text would become a URL, not a path; say which one is meant.

@@ -16,7 +16,8 @@ namespace {
 constexpr int kLongestBaseName = 200;
 
 /// What a format is.
-enum class Kind {
+enum class Kind
+{
     None,
     Bitmap,
     Vector,
@@ -24,7 +25,8 @@ enum class Kind {
     Raw
 };
 
-enum class SoftRotate {
+enum class SoftRotate
+{
     No,
     Yes
 };
@@ -40,98 +42,87 @@ struct Properties
 };
 
 // The alpha ranks of the videos differ on purpose.
-constexpr std::array kProperties {
-    Properties {.format = MEDIA_FORMAT_BMP,
+constexpr std::array kProperties{
+    Properties{.format = MEDIA_FORMAT_BMP,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_NONE,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "BMP - Windows Bitmap")},
-    Properties {.format = MEDIA_FORMAT_WEBP,
+    Properties{.format = MEDIA_FORMAT_WEBP,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_FULL,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "WebP")},
-    Properties {.format = MEDIA_FORMAT_GIF,
+    Properties{.format = MEDIA_FORMAT_GIF,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_BINARY,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "GIF - Graphics Interchange Format")},
-    Properties {
-        .format = MEDIA_FORMAT_HDP, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_FULL},
-    Properties {.format = MEDIA_FORMAT_ICO,
+    Properties{.format = MEDIA_FORMAT_HDP, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_FULL},
+    Properties{.format = MEDIA_FORMAT_ICO,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_NONE,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "ICO - Windows Icon Datei")},
-    Properties {.format = MEDIA_FORMAT_JP2,
+    Properties{.format = MEDIA_FORMAT_JP2,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_FULL,
         .holdsMetadata = true},
-    Properties {.format = MEDIA_FORMAT_JPC, .kind = Kind::Bitmap},
-    Properties {.format = MEDIA_FORMAT_JPG,
+    Properties{.format = MEDIA_FORMAT_JPC, .kind = Kind::Bitmap},
+    Properties{.format = MEDIA_FORMAT_JPG,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_NONE,
         .holdsMetadata = true,
         .softRotate = SoftRotate::Yes,
         .description
         = QT_TRANSLATE_NOOP("RKMediaFormat", "JPEG - Joint Photographics Experts Group")},
-    Properties {
-        .format = MEDIA_FORMAT_MNG, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_FULL},
-    Properties {.format = MEDIA_FORMAT_PGM, .kind = Kind::Bitmap},
-    Properties {.format = MEDIA_FORMAT_PNG,
+    Properties{.format = MEDIA_FORMAT_MNG, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_FULL},
+    Properties{.format = MEDIA_FORMAT_PGM, .kind = Kind::Bitmap},
+    Properties{.format = MEDIA_FORMAT_PNG,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_FULL,
         .holdsMetadata = true,
         .softRotate = SoftRotate::Yes,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "PNG - Portable Network Graphics")},
-    Properties {.format = MEDIA_FORMAT_TIFF,
+    Properties{.format = MEDIA_FORMAT_TIFF,
         .kind = Kind::Bitmap,
         .alpha = ALPHA_CHANNEL_FULL,
         .holdsMetadata = true,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "TIFF - Tagged Image File Format")},
-    Properties {
-        .format = MEDIA_FORMAT_XBM, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {
-        .format = MEDIA_FORMAT_XPM, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_BINARY},
-    Properties {.format = MEDIA_FORMAT_SVG,
+    Properties{.format = MEDIA_FORMAT_XBM, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_XPM, .kind = Kind::Bitmap, .alpha = ALPHA_CHANNEL_BINARY},
+    Properties{.format = MEDIA_FORMAT_SVG,
         .kind = Kind::Vector,
         .alpha = ALPHA_CHANNEL_FULL,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "SVG - Scalable Vector Graphics")},
-    Properties {
-        .format = MEDIA_FORMAT_MOD, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {
-        .format = MEDIA_FORMAT_MPG, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {.format = MEDIA_FORMAT_WMV, .kind = Kind::Video},
-    Properties {.format = MEDIA_FORMAT_MP4, .kind = Kind::Video},
-    Properties {.format = MEDIA_FORMAT_MOV, .kind = Kind::Video},
-    Properties {.format = MEDIA_FORMAT_M4V, .kind = Kind::Video},
-    Properties {.format = MEDIA_FORMAT_MTS, .kind = Kind::Video},
-    Properties {
-        .format = MEDIA_FORMAT_AVI, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {
-        .format = MEDIA_FORMAT_3GP, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {
-        .format = MEDIA_FORMAT_VRO, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {
-        .format = MEDIA_FORMAT_VOB, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {.format = MEDIA_FORMAT_CRW, .kind = Kind::Raw},
-    Properties {.format = MEDIA_FORMAT_CR2, .kind = Kind::Raw},
-    Properties {.format = MEDIA_FORMAT_ARW, .kind = Kind::Raw},
-    Properties {.format = MEDIA_FORMAT_NEF, .kind = Kind::Raw},
-    Properties {.format = MEDIA_FORMAT_RAF, .kind = Kind::Raw},
-    Properties {.format = MEDIA_FORMAT_DNG, .kind = Kind::Raw},
-    Properties {.format = MEDIA_FORMAT_RW2, .kind = Kind::Raw},
-    Properties {
-        .format = MEDIA_FORMAT_MKV, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {
-        .format = MEDIA_FORMAT_OGG, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
-    Properties {.format = MEDIA_FORMAT_HEIC,
+    Properties{.format = MEDIA_FORMAT_MOD, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_MPG, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_WMV, .kind = Kind::Video},
+    Properties{.format = MEDIA_FORMAT_MP4, .kind = Kind::Video},
+    Properties{.format = MEDIA_FORMAT_MOV, .kind = Kind::Video},
+    Properties{.format = MEDIA_FORMAT_M4V, .kind = Kind::Video},
+    Properties{.format = MEDIA_FORMAT_MTS, .kind = Kind::Video},
+    Properties{.format = MEDIA_FORMAT_AVI, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_3GP, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_VRO, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_VOB, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_CRW, .kind = Kind::Raw},
+    Properties{.format = MEDIA_FORMAT_CR2, .kind = Kind::Raw},
+    Properties{.format = MEDIA_FORMAT_ARW, .kind = Kind::Raw},
+    Properties{.format = MEDIA_FORMAT_NEF, .kind = Kind::Raw},
+    Properties{.format = MEDIA_FORMAT_RAF, .kind = Kind::Raw},
+    Properties{.format = MEDIA_FORMAT_DNG, .kind = Kind::Raw},
+    Properties{.format = MEDIA_FORMAT_RW2, .kind = Kind::Raw},
+    Properties{.format = MEDIA_FORMAT_MKV, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_OGG, .kind = Kind::Video, .alpha = ALPHA_CHANNEL_NONE},
+    Properties{.format = MEDIA_FORMAT_HEIC,
         .kind = Kind::Bitmap,
         .description = QT_TRANSLATE_NOOP("RKMediaFormat", "HEIC - High Efficiency Image Coding")},
-    Properties {.format = MEDIA_FORMAT_PSD, .kind = Kind::Bitmap},
+    Properties{.format = MEDIA_FORMAT_PSD, .kind = Kind::Bitmap},
 };
 
 /// The row of a single format; the default row for unknown and combined values.
 const Properties& propertiesOf(const RKMediaFormat& format)
 {
     static constexpr Properties kNone;
-    const auto* found = std::find_if(kProperties.begin(), kProperties.end(),
+    const auto* found = std::find_if(kProperties.begin(),
+        kProperties.end(),
         [&format](const Properties& row) { return format == row.format; });
     return found == kProperties.end() ? kNone : *found;
 }
@@ -252,14 +243,10 @@ RKMediaFormat RKMediaFormat::preferredSaveFormat() const
 int RKMediaFormat::priority() const
 {
     switch (value()) {
-    case MEDIA_FORMAT_PNG:
-        return 1;
-    case MEDIA_FORMAT_JPG:
-        return 2;
-    case MEDIA_FORMAT_SVG:
-        return 3;
-    default:
-        return 4;
+    case MEDIA_FORMAT_PNG: return 1;
+    case MEDIA_FORMAT_JPG: return 2;
+    case MEDIA_FORMAT_SVG: return 3;
+    default: return 4;
     }
 }
 
@@ -277,12 +264,9 @@ int RKMediaFormat::preferredEncoderCompression() const
 int RKMediaFormat::preferredEncoderQuality() const
 {
     switch (value()) {
-    case MEDIA_FORMAT_PNG:
-        return 50;
-    case MEDIA_FORMAT_JPG:
-        return RKSingleton<RKImageLoaderConfig>::instance()->jpgQuality();
-    default:
-        return 100;
+    case MEDIA_FORMAT_PNG: return 50;
+    case MEDIA_FORMAT_JPG: return RKSingleton<RKImageLoaderConfig>::instance()->jpgQuality();
+    default: return 100;
     }
 }
 
@@ -351,16 +335,11 @@ bool RKMediaFormat::isAlphaChannelAsGoodAs(const RKMediaFormat& other) const
 QString RKMediaFormat::toUti() const
 {
     switch (value()) {
-    case MEDIA_FORMAT_GIF:
-        return QStringLiteral("com.compuserve.gif");
-    case MEDIA_FORMAT_JPG:
-        return QStringLiteral("public.jpeg");
-    case MEDIA_FORMAT_PNG:
-        return QStringLiteral("public.png");
-    case MEDIA_FORMAT_TIFF:
-        return QStringLiteral("public.tiff");
-    default:
-        return QStringLiteral("public.image");
+    case MEDIA_FORMAT_GIF: return QStringLiteral("com.compuserve.gif");
+    case MEDIA_FORMAT_JPG: return QStringLiteral("public.jpeg");
+    case MEDIA_FORMAT_PNG: return QStringLiteral("public.png");
+    case MEDIA_FORMAT_TIFF: return QStringLiteral("public.tiff");
+    default: return QStringLiteral("public.image");
     }
 }
 
@@ -390,8 +369,7 @@ QString RKMediaFormat::describeTransparency() const
         return translated(QT_TRANSLATE_NOOP("RKMediaFormat", " mit binärer Transparenz"));
     case ALPHA_CHANNEL_FULL:
         return translated(QT_TRANSLATE_NOOP("RKMediaFormat", " mit Transparenzen"));
-    default:
-        return {};
+    default: return {};
     }
 }
 
@@ -411,53 +389,54 @@ void RKMediaFormat::fillTable(RKEnumToStringTable<RKMediaFormatEnum>* table) con
         const char* keyword;
         RKMediaFormatEnum format;
     };
-    static constexpr std::array kRows {
-        Row {"bmp", MEDIA_FORMAT_BMP},
-        Row {"gif", MEDIA_FORMAT_GIF},
-        Row {"hdp", MEDIA_FORMAT_HDP},
-        Row {"ico", MEDIA_FORMAT_ICO},
-        Row {"j2k", MEDIA_FORMAT_JP2},
-        Row {"jp2", MEDIA_FORMAT_JP2},
-        Row {"jpc", MEDIA_FORMAT_JPC},
-        Row {"jpg", MEDIA_FORMAT_JPG},
-        Row {"jpeg", MEDIA_FORMAT_JPG},
-        Row {"mng", MEDIA_FORMAT_MNG},
-        Row {"pgm", MEDIA_FORMAT_PGM},
-        Row {"png", MEDIA_FORMAT_PNG},
-        Row {"svg", MEDIA_FORMAT_SVG},
-        Row {"svgz", MEDIA_FORMAT_SVG},
-        Row {"tiff", MEDIA_FORMAT_TIFF},
-        Row {"tif", MEDIA_FORMAT_TIFF},
-        Row {"xbm", MEDIA_FORMAT_XBM},
-        Row {"xpm", MEDIA_FORMAT_XPM},
-        Row {"webp", MEDIA_FORMAT_WEBP},
-        Row {"avi", MEDIA_FORMAT_AVI},
-        Row {"3gp", MEDIA_FORMAT_3GP},
-        Row {"mpg", MEDIA_FORMAT_MPG},
-        Row {"wmv", MEDIA_FORMAT_WMV},
-        Row {"mp4", MEDIA_FORMAT_MP4},
-        Row {"mov", MEDIA_FORMAT_MOV},
-        Row {"mod", MEDIA_FORMAT_MOD},
-        Row {"m4v", MEDIA_FORMAT_M4V},
-        Row {"mts", MEDIA_FORMAT_MTS},
-        Row {"vro", MEDIA_FORMAT_VRO},
-        Row {"vob", MEDIA_FORMAT_VOB},
-        Row {"crw", MEDIA_FORMAT_CRW},
-        Row {"cr2", MEDIA_FORMAT_CR2},
-        Row {"arw", MEDIA_FORMAT_ARW},
-        Row {"nef", MEDIA_FORMAT_NEF},
-        Row {"raf", MEDIA_FORMAT_RAF},
-        Row {"dng", MEDIA_FORMAT_DNG},
-        Row {"rw2", MEDIA_FORMAT_RW2},
-        Row {"mkv", MEDIA_FORMAT_MKV},
-        Row {"ogg", MEDIA_FORMAT_OGG},
-        Row {"mpeg", MEDIA_FORMAT_MPG},
-        Row {"heic", MEDIA_FORMAT_HEIC},
-        Row {"heif", MEDIA_FORMAT_HEIC},
-        Row {"heics", MEDIA_FORMAT_HEIC},
-        Row {"heifs", MEDIA_FORMAT_HEIC},
-        Row {"psd", MEDIA_FORMAT_PSD},
-        Row {"quicktime", MEDIA_FORMAT_MOV},
+
+    static constexpr std::array kRows{
+        Row{"bmp", MEDIA_FORMAT_BMP},
+        Row{"gif", MEDIA_FORMAT_GIF},
+        Row{"hdp", MEDIA_FORMAT_HDP},
+        Row{"ico", MEDIA_FORMAT_ICO},
+        Row{"j2k", MEDIA_FORMAT_JP2},
+        Row{"jp2", MEDIA_FORMAT_JP2},
+        Row{"jpc", MEDIA_FORMAT_JPC},
+        Row{"jpg", MEDIA_FORMAT_JPG},
+        Row{"jpeg", MEDIA_FORMAT_JPG},
+        Row{"mng", MEDIA_FORMAT_MNG},
+        Row{"pgm", MEDIA_FORMAT_PGM},
+        Row{"png", MEDIA_FORMAT_PNG},
+        Row{"svg", MEDIA_FORMAT_SVG},
+        Row{"svgz", MEDIA_FORMAT_SVG},
+        Row{"tiff", MEDIA_FORMAT_TIFF},
+        Row{"tif", MEDIA_FORMAT_TIFF},
+        Row{"xbm", MEDIA_FORMAT_XBM},
+        Row{"xpm", MEDIA_FORMAT_XPM},
+        Row{"webp", MEDIA_FORMAT_WEBP},
+        Row{"avi", MEDIA_FORMAT_AVI},
+        Row{"3gp", MEDIA_FORMAT_3GP},
+        Row{"mpg", MEDIA_FORMAT_MPG},
+        Row{"wmv", MEDIA_FORMAT_WMV},
+        Row{"mp4", MEDIA_FORMAT_MP4},
+        Row{"mov", MEDIA_FORMAT_MOV},
+        Row{"mod", MEDIA_FORMAT_MOD},
+        Row{"m4v", MEDIA_FORMAT_M4V},
+        Row{"mts", MEDIA_FORMAT_MTS},
+        Row{"vro", MEDIA_FORMAT_VRO},
+        Row{"vob", MEDIA_FORMAT_VOB},
+        Row{"crw", MEDIA_FORMAT_CRW},
+        Row{"cr2", MEDIA_FORMAT_CR2},
+        Row{"arw", MEDIA_FORMAT_ARW},
+        Row{"nef", MEDIA_FORMAT_NEF},
+        Row{"raf", MEDIA_FORMAT_RAF},
+        Row{"dng", MEDIA_FORMAT_DNG},
+        Row{"rw2", MEDIA_FORMAT_RW2},
+        Row{"mkv", MEDIA_FORMAT_MKV},
+        Row{"ogg", MEDIA_FORMAT_OGG},
+        Row{"mpeg", MEDIA_FORMAT_MPG},
+        Row{"heic", MEDIA_FORMAT_HEIC},
+        Row{"heif", MEDIA_FORMAT_HEIC},
+        Row{"heics", MEDIA_FORMAT_HEIC},
+        Row{"heifs", MEDIA_FORMAT_HEIC},
+        Row{"psd", MEDIA_FORMAT_PSD},
+        Row{"quicktime", MEDIA_FORMAT_MOV},
     };
     for (const Row& row : kRows)
         table->insert(QString::fromLatin1(row.keyword), row.format);

@@ -9,7 +9,8 @@
 #include <QStringList>
 
 /// The media formats, one bit each. The other bits stay unused.
-enum RKMediaFormatEnum : qint64 {
+enum RKMediaFormatEnum : qint64
+{
     MEDIA_FORMAT_UNKNOWN = 0,
     MEDIA_FORMAT_BMP = 0x2,
     MEDIA_FORMAT_WEBP = 0x4,
@@ -51,7 +52,8 @@ enum RKMediaFormatEnum : qint64 {
 };
 
 /// How much transparency a format carries; a greater value is as good as a smaller one.
-enum RKMediaFormatAlphaChannelEnum : int {
+enum RKMediaFormatAlphaChannelEnum : int
+{
     ALPHA_CHANNEL_UNKNOWN = 0,
     ALPHA_CHANNEL_NONE = 1,
     ALPHA_CHANNEL_BINARY = 2,

@@ -6,7 +6,8 @@
 #include <QString>
 
 /// The methods to scale a raster image with.
-enum RKScalingOptionEnum : qint64 {
+enum RKScalingOptionEnum : qint64
+{
     SCALING_NONE = 0,
     SCALING_SMOOTH = 1,
     SCALING_FAST = 2,

@@ -1,0 +1,33 @@
+#include "Output.h"
+
+#include <QRegularExpression>
+#include <QTextStream>
+
+#include <cstdio>
+
+void Output::print(const QString& text)
+{
+    QTextStream(stdout) << text << Qt::endl;
+}
+
+void Output::print(const QJsonDocument& json)
+{
+    QTextStream(stdout) << json.toJson() << Qt::flush;
+}
+
+void Output::printFailure(const QString& file, const QString& failure)
+{
+    QTextStream(stderr) << "rkimage: " << file << ": " << failure << Qt::endl;
+}
+
+QString Output::withReason(const QString& failure, const QStringList& warnings)
+{
+    // These only say that something failed, which the line does already.
+    static const QRegularExpression empty(QStringLiteral(
+        "^(could not decode|failed to save|Größe nicht bekannt|Groesse nicht bekannt)"));
+    for (const QString& warning : warnings) {
+        if (!warning.contains(empty))
+            return QStringLiteral("%1 (%2)").arg(failure, warning);
+    }
+    return failure;
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QJsonDocument>
+#include <QString>
+#include <QStringList>
+
+/// What the commands have in common when they write.
+namespace Output {
+
+/// The exit codes of the program.
+enum ExitCode : int
+{
+    AllDone = 0,
+    SomeFailed = 1,
+    WrongUsage = 2
+};
+
+void print(const QString& text);
+void print(const QJsonDocument& json);
+
+/// One line on the error stream: the file, what failed and why, as far as the warnings tell.
+void printFailure(const QString& file, const QString& failure);
+
+/// Joins what failed with the first warning that tells a cause, if one does.
+QString withReason(const QString& failure, const QStringList& warnings);
+
+} // namespace Output

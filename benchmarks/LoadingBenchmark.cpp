@@ -1,0 +1,111 @@
+// Loading a photograph through the library, against the least work that Qt needs for it.
+
+#include "RKImageLoader/loading/RKImageLoader.h"
+
+#include "RKCore/RKInitializer.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImageReader>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
+namespace {
+
+constexpr QSize kPhotoSize(6000, 4000);
+constexpr QSize kWantedSize(800, 600);
+
+/// A 24-megapixel JPEG with some detail everywhere, made once.
+const QString& photoPath()
+{
+    static const QTemporaryDir folder;
+    static const QString path = [] {
+        QImage image(kPhotoSize, QImage::Format_RGB32);
+        QRandomGenerator random(7);
+        for (int y = 0; y < image.height(); ++y) {
+            auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
+            for (int x = 0; x < image.width(); ++x) {
+                const int grain = int(random.bounded(24));
+                row[x] = qRgb((x / 24 + grain) & 255, (y / 16 + grain) & 255, (x + y) / 40 & 255);
+            }
+        }
+        QString file = folder.filePath(QStringLiteral("photo.jpg"));
+        image.save(file, "jpg", 90);
+        return file;
+    }();
+    return path;
+}
+
+QImage decodeBare(const QByteArray& bytes)
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, "jpg");
+    reader.setScaledSize(kPhotoSize.scaled(kWantedSize, Qt::KeepAspectRatio));
+    return reader.read();
+}
+
+template <typename Work>
+double seconds(const Work& work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + std::ptrdiff_t(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// Both in turns, so that a busy machine slows both; "ratio" is the library's time over Qt's.
+void scaledJpegAgainstBareReader(benchmark::State& state)
+{
+    QFile file(photoPath());
+    file.open(QIODevice::ReadOnly);
+    const QByteArray bytes = file.readAll();
+    const RKMediaDescriptor descriptor{QFileInfo(photoPath())};
+    std::vector<double> ours;
+    std::vector<double> bare;
+    for (auto _ : state) {
+        ours.push_back(seconds([&] {
+            benchmark::DoNotOptimize(
+                RKImageLoader::instance()->drawable(descriptor, kWantedSize, RKImageOption()));
+        }));
+        bare.push_back(seconds([&] { benchmark::DoNotOptimize(decodeBare(bytes)); }));
+    }
+    state.counters["ours_ms"] = median(ours) * 1e3;
+    state.counters["bare_ms"] = median(bare) * 1e3;
+    state.counters["ratio"] = median(ours) / median(bare);
+}
+
+void sizeOfJpeg(benchmark::State& state)
+{
+    const RKMediaDescriptor descriptor{QFileInfo(photoPath())};
+    for (auto _ : state)
+        benchmark::DoNotOptimize(RKImageLoader::instance()->size(descriptor));
+}
+
+} // namespace
+
+BENCHMARK(scaledJpegAgainstBareReader)->Unit(benchmark::kMillisecond)->Iterations(15);
+BENCHMARK(sizeOfJpeg)->Unit(benchmark::kMicrosecond);
+
+int main(int argc, char** argv)
+{
+    const QGuiApplication application(argc, argv);
+    RKInitializer::instance()->setup(RKInitializerOption::Test);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

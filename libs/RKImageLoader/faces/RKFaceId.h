@@ -1,0 +1,16 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/faces/RKIdentifier.h"
+
+/// One detected face of the host's catalogue. Reentrant.
+class RKIMAGELOADER_EXPORT RKFaceId : public RKIdentifier<RKFaceId>
+{
+public:
+    /// The invalid identifier -1.
+    RKFaceId() = default;
+    explicit RKFaceId(int id);
+
+    /// The number is not negative.
+    bool isValid() const;
+};

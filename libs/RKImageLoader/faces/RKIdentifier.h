@@ -1,0 +1,93 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QDataStream>
+#include <QDebug>
+#include <QHashFunctions>
+#include <QString>
+
+/// What the identifiers of the face model have in common: a signed 32-bit number of the host's
+/// catalogue, -1 by default.
+///
+/// Derived is the identifier's own class; identifiers of different classes do not compare. An
+/// identifier hashes like its number. Reentrant.
+template <typename Derived>
+class RKIMAGELOADER_EXPORT RKIdentifier
+{
+public:
+    int id() const
+    {
+        return m_id;
+    }
+
+    /// The number in decimal.
+    QString toString() const
+    {
+        return QString::number(m_id);
+    }
+
+    bool operator==(const RKIdentifier& other) const
+    {
+        return m_id == other.m_id;
+    }
+
+    bool operator!=(const RKIdentifier& other) const
+    {
+        return m_id != other.m_id;
+    }
+
+    bool operator<(const RKIdentifier& other) const
+    {
+        return m_id < other.m_id;
+    }
+
+    bool operator>(const RKIdentifier& other) const
+    {
+        return m_id > other.m_id;
+    }
+
+    bool operator<=(const RKIdentifier& other) const
+    {
+        return m_id <= other.m_id;
+    }
+
+    bool operator>=(const RKIdentifier& other) const
+    {
+        return m_id >= other.m_id;
+    }
+
+    /// Writes the decimal text as a QString, so `id << stream`. Read a QString back.
+    QDataStream& operator<<(QDataStream& stream) const
+    {
+        return stream << toString();
+    }
+
+    friend QDebug operator<<(QDebug debug, const RKIdentifier& id)
+    {
+        return debug << id.toString();
+    }
+
+    // Takes the exact class: Qt's own template would be preferred to a conversion to the base.
+    friend size_t qHash(const Derived& id, size_t seed = 0) noexcept
+    {
+        return ::qHash(id.id(), seed);
+    }
+
+protected:
+    RKIdentifier() = default;
+
+    explicit RKIdentifier(int id)
+        : m_id(id)
+    {
+    }
+
+    RKIdentifier(const RKIdentifier&) = default;
+    RKIdentifier(RKIdentifier&&) noexcept = default;
+    RKIdentifier& operator=(const RKIdentifier&) = default;
+    RKIdentifier& operator=(RKIdentifier&&) noexcept = default;
+    virtual ~RKIdentifier() = default;
+
+private:
+    int m_id = -1;
+};

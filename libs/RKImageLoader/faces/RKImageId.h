@@ -1,0 +1,16 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/faces/RKIdentifier.h"
+
+/// One image of the host's catalogue. Reentrant.
+class RKIMAGELOADER_EXPORT RKImageId : public RKIdentifier<RKImageId>
+{
+public:
+    /// The invalid identifier -1.
+    RKImageId() = default;
+    explicit RKImageId(int id);
+
+    /// The number is not negative.
+    bool isValid() const;
+};

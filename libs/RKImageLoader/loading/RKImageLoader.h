@@ -1,0 +1,112 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
+
+#include "RKCore/RKSingleton.h"
+
+#include <QByteArray>
+#include <QFileInfo>
+#include <QFileInfoList>
+#include <QList>
+#include <QString>
+
+#include <atomic>
+
+class RKBitmapDecoder;
+class RKBitmapDecoderRegistry;
+
+using ImageLoaderFlags = quint32;
+
+/// Opens, measures and saves still pictures, bitmaps and vectors. Thread-safe.
+class RKIMAGELOADER_EXPORT RKImageLoader
+    : public RKMediaLoaderAbstract
+    , public RKSingleton<RKImageLoader>
+{
+public:
+    /// Small requests may be served from the thumbnail in a JPEG's Exif data. The only flag, set
+    /// from the start.
+    static constexpr ImageLoaderFlags kUseExifThumbnail = 1;
+
+    RKImageLoader();
+
+    void setFlags(ImageLoaderFlags flags);
+    /// Sets or clears the given bits and returns the flags as they were before.
+    ImageLoaderFlags setFlag(ImageLoaderFlags flag, bool on);
+    ImageLoaderFlags flags() const;
+
+    const RKBitmapDecoderRegistry* bitmapDecoders() const;
+    /// Ends the process for a format that has none.
+    RKBitmapDecoder* primaryDecoder(const RKMediaFormat& format) const;
+    RKBitmapDecoder* primaryEncoder(const RKMediaFormat& format) const;
+    QList<RKBitmapDecoder*> decoders(const RKMediaFormat& format) const;
+
+    RKMediaFormatList writableMediaFormats() const override;
+    RKMediaFormatList supportedMediaFormats() const override;
+    bool supportsMediaFormat(const RKMediaFormat& format) const override;
+
+    /// convertableFormats(), without the format itself unless that is asked for.
+    virtual RKMediaFormatList compatibleWritableMediaFormats(
+        const RKMediaFormat& format, bool includeFormat) const;
+
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option) const override;
+
+    /// The picture as stored, not turned upright; the wanted size is that of the stored picture.
+    RKDrawable unrotatedDrawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option) const;
+    /// From the embedded thumbnail where the option or the rule below allows it, else from the
+    /// whole file; not turned upright.
+    RKDrawable readDrawable(const QSize& wanted,
+        const RKMediaDescriptor& descriptor,
+        const RKImageOption& option) const;
+    /// The flag is set, the format is JPG and each wanted side lies between 0 and 160 pixels.
+    bool shouldIUseTheExifThumbnail(const QSize& wanted, const RKMediaDescriptor& descriptor) const;
+    /// Decodes the whole file, in sRGB but not turned upright.
+    RKDrawable decodeBigDrawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
+    /// What the first of the format's decoders makes of the data that gets anything out of them.
+    RKDrawable tryAllDecoders(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wanted,
+        const RKMediaDescriptor& descriptor) const;
+    /// All bytes of a file; empty, with a warning, when it can't be opened.
+    QByteArray readBinaryFile(const QFileInfo& file) const;
+
+    RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const override;
+    /// The displayed picture has the stored one's width as its height.
+    bool imageIsTiltedByMetadata(const RKMediaDescriptor& descriptor) const;
+    static bool isTransposingOrientation(RKImageOrientation orientation);
+    /// The size with its sides exchanged where decoding a displayed size needs that: for tilted
+    /// pictures in any format but TIFF. Invalid and square sizes stay.
+    QSize swapSizeRatio(const RKMediaDescriptor& descriptor, const QSize& displayed) const;
+
+    /// The picture turned by the file's orientation; TIFF and camera raw pictures stay as they are.
+    RKDrawable autoRotate(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
+    /// The embedded thumbnail, fitted into the wanted size; a null drawable if there is none.
+    RKDrawable decodeExifThumbnail(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option) const;
+    /// The picture converted from the file's colour profile to sRGB.
+    RKDrawable convertColorProfile(
+        const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
+
+    QSize size(const RKMediaDescriptor& descriptor) const override;
+    QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
+    QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
+
+    bool save(
+        QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const override;
+    bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const override;
+
+    /// The files among the given ones that have a supported format.
+    QFileInfoList extractSupportedImageFiles(const QFileInfoList& files) const;
+    /// The path without its extension where that is one of a supported format.
+    QString removeImageSuffixFromPath(const QString& path) const;
+    /// Writes the supported formats and their decoders to the debug log.
+    void dumpSupportedFormats() const;
+
+private:
+    std::atomic<ImageLoaderFlags> m_flags{kUseExifThumbnail};
+};

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include "RKCore/RKInitializerAbstract.h"
+
+/// Takes part in the host's start sequence. One object exists from the moment that the library is
+/// loaded; programs without that sequence call setup() of an object of their own.
+class RKIMAGELOADER_EXPORT RKImageLoaderInitializer : public RKInitializerAbstract
+{
+public:
+    /// Registers the object with RKInitializer.
+    RKImageLoaderInitializer();
+    /// Takes the object out of RKInitializer again.
+    ~RKImageLoaderInitializer() override;
+
+    /// Switches Qt's limit on the memory of one decoded image off: 33 megapixels are less than
+    /// today's cameras deliver. The decoders check sizes themselves.
+    void setup(RKInitializerOption option) override;
+    void teardown() override;
+};

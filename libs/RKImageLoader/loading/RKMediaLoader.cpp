@@ -1,0 +1,96 @@
+#include "RKImageLoader/loading/RKMediaLoader.h"
+
+#include "RKImageLoader/loading/RKImageLoader.h"
+
+#include <algorithm>
+
+RKMediaLoader::RKMediaLoader()
+    : m_loaders{RKImageLoader::instance()}
+    , m_filters(supportedMediaFormats().fileExtensionFilters())
+{
+}
+
+QStringList RKMediaLoader::supportedFormatFileExtensionFilters() const
+{
+    return m_filters;
+}
+
+RKMediaFormatList RKMediaLoader::writableMediaFormats() const
+{
+    RKMediaFormatList formats;
+    for (const RKMediaLoaderAbstract* loader : m_loaders) {
+        const RKMediaFormatList own = loader->writableMediaFormats();
+        for (const RKMediaFormat& format : own)
+            formats.insertOnlyOnce(format);
+    }
+    return formats;
+}
+
+RKMediaFormatList RKMediaLoader::supportedMediaFormats() const
+{
+    RKMediaFormatList formats;
+    for (const RKMediaLoaderAbstract* loader : m_loaders) {
+        const RKMediaFormatList own = loader->supportedMediaFormats();
+        for (const RKMediaFormat& format : own)
+            formats.insertOnlyOnce(format);
+    }
+    return formats;
+}
+
+bool RKMediaLoader::supportsMediaFormat(const RKMediaFormat& format) const
+{
+    return loaderFor(format) != nullptr;
+}
+
+RKDrawable RKMediaLoader::drawable(
+    const RKMediaDescriptor& descriptor, const QSize& wanted, const RKImageOption& option) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->drawable(descriptor, wanted, option) : RKDrawable();
+}
+
+RKImageOrientation RKMediaLoader::imageOrientation(const RKMediaDescriptor& descriptor) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->imageOrientation(descriptor)
+                  : RKMediaLoaderAbstract::imageOrientation(descriptor);
+}
+
+QSize RKMediaLoader::size(const RKMediaDescriptor& descriptor) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->size(descriptor) : QSize();
+}
+
+QSize RKMediaLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->unrotatedSize(descriptor) : QSize();
+}
+
+QDateTime RKMediaLoader::recordingDate(const RKMediaDescriptor& descriptor) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->recordingDate(descriptor) : QDateTime();
+}
+
+bool RKMediaLoader::save(
+    QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(format);
+    return loader && loader->save(buffer, format, drawable);
+}
+
+bool RKMediaLoader::save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader && loader->save(descriptor, drawable);
+}
+
+const RKMediaLoaderAbstract* RKMediaLoader::loaderFor(const RKMediaFormat& format) const
+{
+    const auto found = std::find_if(m_loaders.cbegin(),
+        m_loaders.cend(),
+        [&format](const auto* loader) { return loader->supportsMediaFormat(format); });
+    return found == m_loaders.cend() ? nullptr : *found;
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
+
+#include "RKCore/RKSingleton.h"
+
+#include <QList>
+#include <QStringList>
+
+/// The one place to open, measure and save media of every kind: each request goes to the first
+/// loader that supports the format. Thread-safe.
+class RKIMAGELOADER_EXPORT RKMediaLoader
+    : public RKMediaLoaderAbstract
+    , public RKSingleton<RKMediaLoader>
+{
+public:
+    RKMediaLoader();
+
+    /// The filters of a file dialog for all supported formats, each also in its ".icloud" form.
+    QStringList supportedFormatFileExtensionFilters() const;
+
+    RKMediaFormatList writableMediaFormats() const override;
+    RKMediaFormatList supportedMediaFormats() const override;
+    bool supportsMediaFormat(const RKMediaFormat& format) const override;
+
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option) const override;
+    RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const override;
+    QSize size(const RKMediaDescriptor& descriptor) const override;
+    QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
+    QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
+
+    bool save(
+        QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const override;
+    bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const override;
+
+private:
+    /// Null when no loader supports the format.
+    const RKMediaLoaderAbstract* loaderFor(const RKMediaFormat& format) const;
+
+    // In the order in which they are asked; not owned. Never changed after construction.
+    QList<const RKMediaLoaderAbstract*> m_loaders;
+    QStringList m_filters;
+};

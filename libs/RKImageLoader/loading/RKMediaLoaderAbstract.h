@@ -1,0 +1,74 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/drawables/RKDrawable.h"
+#include "RKImageLoader/media/RKImageOption.h"
+#include "RKImageLoader/media/RKImageOrientation.h"
+#include "RKImageLoader/media/RKMediaDescriptor.h"
+#include "RKImageLoader/media/RKMediaFormatList.h"
+
+#include <QDateTime>
+#include <QImage>
+#include <QSize>
+
+class QBuffer;
+
+/// Opens, measures and saves the media of some formats. Thread-safe.
+///
+/// Sizes are in pixels; an invalid size (a side is negative) as the wanted size means full size,
+/// and as a result that the medium could not be measured. "Unrotated" means as stored, before the
+/// medium's orientation is applied.
+class RKIMAGELOADER_EXPORT RKMediaLoaderAbstract
+{
+public:
+    RKMediaLoaderAbstract() = default;
+    virtual ~RKMediaLoaderAbstract();
+
+    RKMediaLoaderAbstract(const RKMediaLoaderAbstract&) = delete;
+    RKMediaLoaderAbstract& operator=(const RKMediaLoaderAbstract&) = delete;
+
+    virtual RKMediaFormatList writableMediaFormats() const = 0;
+    virtual RKMediaFormatList supportedMediaFormats() const = 0;
+    virtual bool supportsMediaFormat(const RKMediaFormat& format) const = 0;
+
+    /// The medium, upright, in sRGB and fitted into the wanted size with its proportions kept. A
+    /// null drawable when the format is not supported or the file can't be decoded; the latter is
+    /// logged.
+    virtual RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option) const = 0;
+
+    /// Upright unless a loader knows better.
+    virtual RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const;
+
+    /// The size as displayed.
+    virtual QSize size(const RKMediaDescriptor& descriptor) const;
+    virtual QSize unrotatedSize(const RKMediaDescriptor& descriptor) const = 0;
+
+    /// When the medium was recorded, in local time; invalid if that is not known.
+    virtual QDateTime recordingDate(const RKMediaDescriptor& descriptor) const = 0;
+
+    /// Saves into a buffer, which is opened when it is closed. The format must be among
+    /// writableMediaFormats(): asking for another one may end the process.
+    virtual bool save(
+        QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const = 0;
+    /// Saves to the descriptor's file, which is replaced as a whole or left as it was. The format
+    /// must be among writableMediaFormats(): asking for another one may end the process.
+    virtual bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const = 0;
+
+    /// By the file name's suffix.
+    RKMediaFormat mediaFormat(const RKMediaDescriptor& descriptor) const;
+    bool hasSupportedMediaFormat(const RKMediaDescriptor& descriptor) const;
+    bool isSupportedFormat(const RKMediaFormat& format) const;
+    bool isSupportedWritableFormat(const RKMediaFormat& format) const;
+
+    /// The image of drawable() with no option set.
+    QImage bitmap(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
+
+    /// What a medium of this format can be saved as without losing transparency: the writable
+    /// bitmap formats for a bitmap, the format itself first; for any other at most itself.
+    RKMediaFormatList convertableFormats(const RKMediaFormat& format) const;
+
+    /// When the file was created; where the file system does not tell, when it was modified.
+    QDateTime fileCreationDate(const RKMediaDescriptor& descriptor) const;
+};

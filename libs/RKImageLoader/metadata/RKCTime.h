@@ -1,0 +1,33 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QDateTime>
+#include <QString>
+
+/// Remembers the creation time of a file, to give it back after the file was replaced. Reentrant.
+class RKIMAGELOADER_EXPORT RKCTime
+{
+public:
+    /// An unknown time.
+    RKCTime() = default;
+    explicit RKCTime(const QDateTime& time);
+    /// The creation time of the file at that path.
+    explicit RKCTime(const QString& path);
+
+    RKCTime(const RKCTime&) = default;
+    RKCTime(RKCTime&&) noexcept = default;
+    RKCTime& operator=(const RKCTime&) = default;
+    RKCTime& operator=(RKCTime&&) noexcept = default;
+    virtual ~RKCTime();
+
+    /// The creation time of a file; invalid where the platform's handler knows none.
+    QDateTime readFrom(const QString& path) const;
+
+    /// Gives the remembered time to a file, where the platform can do that; an unknown one changes
+    /// nothing.
+    void writeTo(const QString& path) const;
+
+private:
+    QDateTime m_time;
+};

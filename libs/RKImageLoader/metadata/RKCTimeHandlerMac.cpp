@@ -1,0 +1,13 @@
+#include "RKImageLoader/metadata/RKCTimeHandlerMac.h"
+
+#include "RKImageLoader/metadata/RKFileTimes.h"
+
+QDateTime RKCTimeHandlerMac::readCTime(const QString& path) const
+{
+    return ctimeInternal(path);
+}
+
+void RKCTimeHandlerMac::writeCTime(const QString& path, const QDateTime& time) const
+{
+    setCtimeInternal(path, time);
+}

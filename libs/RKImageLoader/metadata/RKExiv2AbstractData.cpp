@@ -1,0 +1,20 @@
+#include "RKImageLoader/metadata/RKExiv2AbstractData.h"
+
+#include "RKImageLoader/metadata/RKExiv2Library.h"
+
+RKExiv2AbstractData::RKExiv2AbstractData()
+{
+    RKExiv2Library::initialize();
+}
+
+RKExiv2AbstractData::~RKExiv2AbstractData() = default;
+
+bool RKExiv2AbstractData::canWriteTo(RKExiv2ImagePtr& image) const
+{
+    return (image->checkMode(supportedMetaData()) & Exiv2::amWrite) != 0;
+}
+
+void RKExiv2AbstractData::describeError(const QString& where, const Exiv2::Error& error) const
+{
+    RKExiv2Library::describeError(where, error);
+}

@@ -1,0 +1,178 @@
+#pragma once
+
+// The only file that includes exiv2; it evens out the differences between exiv2 0.27 and 0.28.
+
+#include <QByteArray>
+#include <QString>
+
+// exiv2 0.27 declares its interface with the deprecated std::auto_ptr.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#include <exiv2/exiv2.hpp>
+#pragma GCC diagnostic pop
+
+#include <memory>
+#include <string>
+
+using RKExiv2ImagePtr = std::unique_ptr<Exiv2::Image>;
+
+namespace RKExiv2Compat {
+
+/// The number of an error; the same error has different numbers in 0.27 and 0.28, so that numbers
+/// are for messages only.
+inline int errorNumber(const Exiv2::Error& error)
+{
+    return static_cast<int>(error.code());
+}
+
+inline bool hasCode(const Exiv2::Error& error, Exiv2::ErrorCode code)
+{
+    return errorNumber(error) == static_cast<int>(code);
+}
+
+/// The file, or the memory, holds no image type that exiv2 knows.
+inline bool isUnknownImageType(const Exiv2::Error& error)
+{
+    return hasCode(error, Exiv2::ErrorCode::kerFileContainsUnknownImageType)
+        || hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
+}
+
+/// Opens a file; null for an unknown image type, throws for one that cannot be opened.
+///
+/// Never ImageFactory::open(path): it takes "-" for the standard input and "http://" for a request.
+inline RKExiv2ImagePtr openFile(const std::string& path)
+{
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    return Exiv2::ImageFactory::open(std::make_unique<Exiv2::FileIo>(path));
+#else
+    return RKExiv2ImagePtr(
+        Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new Exiv2::FileIo(path))).release());
+#endif
+}
+
+/// Opens an image in memory; throws for an unknown image type. The bytes are not copied and have to
+/// outlive the image; writing a TIFF-based image changes them in place.
+inline RKExiv2ImagePtr openMemory(const QByteArray& data)
+{
+    return RKExiv2ImagePtr(Exiv2::ImageFactory::open(
+        reinterpret_cast<const Exiv2::byte*>(data.constData()), data.size())
+                               .release());
+}
+
+/// TIFF and the raw formats that exiv2 reads as TIFF.
+inline bool isTiffFamily(const Exiv2::Image& image)
+{
+    return image.imageType() == Exiv2::ImageType::tiff;
+}
+
+/// HEIC, AVIF, CR3 and JPEG XL: boxes after ISO/IEC 14496-12.
+inline bool isBmff([[maybe_unused]] const Exiv2::Image& image)
+{
+#if EXIV2_TEST_VERSION(0, 28, 0) || defined(EXV_ENABLE_BMFF)
+    return image.imageType() == Exiv2::ImageType::bmff;
+#else
+    return false;
+#endif
+}
+
+/// QuickTime, RIFF, ASF and Matroska.
+inline bool isVideo(const Exiv2::Image& image)
+{
+    // By name: the headers with their type numbers do not compile outside exiv2 0.27.
+    return image.mimeType().rfind("video/", 0) == 0;
+}
+
+/// The formats whose directories describe the pictures of the file itself.
+inline bool isTiffBased(const Exiv2::Image& image)
+{
+    return isTiffFamily(image) || image.imageType() == Exiv2::ImageType::cr2
+        || image.imageType() == Exiv2::ImageType::orf || image.imageType() == Exiv2::ImageType::rw2;
+}
+
+inline bool isCrw(const Exiv2::Image& image)
+{
+    return image.imageType() == Exiv2::ImageType::crw;
+}
+
+/// The formats that keep XMP in one APP1 segment.
+inline bool isJpegFamily(const Exiv2::Image& image)
+{
+    return image.imageType() == Exiv2::ImageType::jpeg
+        || image.imageType() == Exiv2::ImageType::exv;
+}
+
+/// An empty value of a type.
+inline std::unique_ptr<Exiv2::Value> makeValue(Exiv2::TypeId type)
+{
+    return std::unique_ptr<Exiv2::Value>(Exiv2::Value::create(type).release());
+}
+
+/// The number of components of a datum or a value.
+template <typename T>
+qsizetype count(const T& valueOrDatum)
+{
+    return static_cast<qsizetype>(valueOrDatum.count());
+}
+
+/// The size of a datum or a value in bytes.
+template <typename T>
+qsizetype size(const T& valueOrDatum)
+{
+    return static_cast<qsizetype>(valueOrDatum.size());
+}
+
+/// A component of a datum or a value as an integer. Ask count() first: a missing component may
+/// throw std::out_of_range.
+template <typename T>
+qint64 toInt64(const T& valueOrDatum, qsizetype component = 0)
+{
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    return valueOrDatum.toInt64(static_cast<size_t>(component));
+#else
+    return valueOrDatum.toLong(static_cast<long>(component));
+#endif
+}
+
+inline QByteArray toByteArray(const Exiv2::DataBuf& buffer)
+{
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    return QByteArray(
+        reinterpret_cast<const char*>(buffer.c_data()), static_cast<qsizetype>(buffer.size()));
+#else
+    return QByteArray(
+        reinterpret_cast<const char*>(buffer.pData_), static_cast<qsizetype>(buffer.size_));
+#endif
+}
+
+inline Exiv2::DataBuf toDataBuf(const QByteArray& bytes)
+{
+    return Exiv2::DataBuf(reinterpret_cast<const Exiv2::byte*>(bytes.constData()), bytes.size());
+}
+
+inline QByteArray iccProfile(Exiv2::Image& image)
+{
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    return toByteArray(image.iccProfile());
+#else
+    return toByteArray(*image.iccProfile());
+#endif
+}
+
+/// Throws for bytes that are no profile.
+inline void setIccProfile(Exiv2::Image& image, const QByteArray& profile)
+{
+    Exiv2::DataBuf buffer = toDataBuf(profile);
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    image.setIccProfile(std::move(buffer));
+#else
+    image.setIccProfile(buffer);
+#endif
+}
+
+/// The key of a datum.
+inline QString keyText(const Exiv2::Metadatum& datum)
+{
+    return QString::fromStdString(datum.key());
+}
+
+} // namespace RKExiv2Compat

@@ -1,0 +1,110 @@
+#include "RKImageLoader/metadata/RKExiv2Library.h"
+
+#include <QDebug>
+
+#include <map>
+#include <mutex>
+
+namespace {
+
+const char* const kPrefix = "TAMO";
+// With a slash: exiv2 appends it to every namespace that it decodes.
+const char* const kNamespace = "namespaceTAMO/";
+
+void logToQt(int level, const char* message)
+{
+    Q_UNUSED(level)
+    qDebug().noquote() << QByteArray(message).trimmed();
+}
+
+/// The namespace of a prefix; empty for a prefix that exiv2 does not know.
+std::string namespaceOf(const std::string& prefix)
+{
+    try {
+        return Exiv2::XmpProperties::ns(prefix);
+    } catch (const Exiv2::Error&) {
+        return {};
+    }
+}
+
+using PrefixTable = std::map<std::string, std::string>;
+
+/// Tells the toolkit the namespaces that are built into exiv2 and lists all that it knows.
+Exiv2::Dictionary registerBuiltInNamespaces()
+{
+    Exiv2::Dictionary prefixes;
+    try {
+        Exiv2::XmpProperties::registeredNamespaces(prefixes);
+    } catch (const std::exception&) {
+        // The registration comes first; only the listing after it fails on a registry that a file
+        // has filled with contradictions.
+    }
+    return prefixes;
+}
+
+/// The prefixes that exiv2 knows, with their namespaces. Filled before any file is read.
+const PrefixTable& knownPrefixes()
+{
+    static const PrefixTable* const table = [] {
+        auto* filled = new PrefixTable;
+        for (const auto& entry : registerBuiltInNamespaces()) {
+            // The toolkit has namespaces of its own that exiv2 gives no keys.
+            if (const std::string uri = namespaceOf(entry.first); !uri.empty())
+                filled->emplace(entry.first, uri);
+        }
+        return filled;
+    }();
+    return *table;
+}
+
+} // namespace
+
+void RKExiv2Library::initialize()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        Exiv2::LogMsg::setHandler(logToQt);
+        Exiv2::XmpParser::initialize();
+        Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+#if !EXIV2_TEST_VERSION(0, 28, 0) && defined(EXV_ENABLE_BMFF)
+        Exiv2::enableBMFF();
+#endif
+        knownPrefixes();
+    });
+}
+
+QReadWriteLock* RKExiv2Library::xmpLock()
+{
+    // Never destroyed: threads may still read metadata while the process ends.
+    static auto* const lock = new QReadWriteLock(QReadWriteLock::Recursive);
+    return lock;
+}
+
+void RKExiv2Library::restoreKnownPrefixes()
+{
+    for (const auto& [prefix, uri] : knownPrefixes()) {
+        if (const std::string current = namespaceOf(prefix); current != uri)
+            Exiv2::XmpProperties::unregisterNs(current);
+        // A built-in prefix has come back; our own has not.
+        if (namespaceOf(prefix) != uri)
+            Exiv2::XmpProperties::registerNs(uri, prefix);
+    }
+}
+
+void RKExiv2Library::refreshNamespaces()
+{
+    restoreKnownPrefixes();
+    registerBuiltInNamespaces();
+    // The toolkit forgets a prefix of our own when a file binds it to another namespace.
+    Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+}
+
+void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& error)
+{
+    if (RKExiv2Compat::isUnknownImageType(error))
+        return;
+    qWarning().noquote() << QStringLiteral("%3 caught exception with errorCode=%1 msg=%2")
+                                .arg(QString::number(RKExiv2Compat::errorNumber(error)),
+                                    QString::fromUtf8(error.what()),
+                                    where);
+}

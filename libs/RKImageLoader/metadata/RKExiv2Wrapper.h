@@ -1,0 +1,203 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKImageOrientation.h"
+
+#include "RKGeoLocation/RKGeoPosition.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QHash>
+#include <QImage>
+#include <QSharedDataPointer>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+class QBuffer;
+class QFileInfo;
+class RKExiv2WrapperImpl;
+class RKFacePositions;
+class RKMetaDataField;
+
+/// The metadata of one image file or of one image in memory: Exif, IPTC, XMP and the ICC profile.
+///
+/// The image is read once, by the constructor; later changes of the file are not seen. save() opens
+/// its target anew and merges the held metadata into it: data of the target that are not held here
+/// stay, except those that were removed here on purpose (thumbnail, face regions, colour entries).
+///
+/// Cheap to copy; a copy shares the data until one of both is changed. Nothing throws. Readers
+/// return an empty or default value for what the image does not hold; writers of single data never
+/// report an error, save() does.
+///
+/// Reentrant, and thread-safe where one object is only read and saved: readers of shared copies may
+/// run in parallel with writers of other copies. An object that was moved from may only be
+/// destroyed or assigned to.
+class RKIMAGELOADER_EXPORT RKExiv2Wrapper
+{
+public:
+    /// No metadata, size (-1, -1).
+    RKExiv2Wrapper();
+
+    /// Reads a file. One that cannot be read gives empty metadata; that is logged, except for a
+    /// file that is no image of a known type.
+    explicit RKExiv2Wrapper(const QFileInfo& file);
+
+    /// Reads the file at a local path, taken as it stands: no URLs, no normalisation.
+    explicit RKExiv2Wrapper(const QString& path);
+
+    /// Reads an image file's bytes. Empty bytes give empty metadata.
+    explicit RKExiv2Wrapper(const QByteArray& data);
+
+    RKExiv2Wrapper(const RKExiv2Wrapper& other);
+    RKExiv2Wrapper(RKExiv2Wrapper&& other) noexcept;
+    RKExiv2Wrapper& operator=(const RKExiv2Wrapper& other);
+    RKExiv2Wrapper& operator=(RKExiv2Wrapper&& other) noexcept;
+    virtual ~RKExiv2Wrapper();
+
+    /// The first text that is not empty of the field's keys, in their order (see
+    /// RKMetaDataField::exiv2Keys()), without charset and language markers, trimmed.
+    virtual QString read(RKMetaDataField field) const;
+
+    /// Writes the text under all of the field's keys, except the Windows keys "Exif.Image.XP...".
+    /// Does nothing for a field without keys.
+    virtual void write(RKMetaDataField field, const QString& value);
+
+    /// The Exif orientation; 0 where there is none. 1 for images in boxes (HEIC, AVIF): their
+    /// rotation belongs to the container, and the decoder has applied it.
+    RKImageOrientation imageOrientation() const;
+    /// Sets the orientation in Exif and XMP.
+    void setImageOrientation(RKImageOrientation orientation);
+
+    /// Turns the displayed picture by 90 degrees through its orientation. Mirrored orientations (2,
+    /// 4, 5, 7) are left as they are.
+    void rotate(bool clockwise);
+
+    /// The orientation exchanges width and height.
+    bool imageIsTiltedByMetadata() const;
+
+    /// The size in pixels as stored, before the orientation is applied; (-1, -1) when unknown.
+    QSize unrotatedSize() const;
+    /// Replaces the held size; nothing is written to a file.
+    void forceSetSize(const QSize& size);
+
+    /// The moment the picture was taken, in local time, from Exif, else XMP, else IPTC; invalid
+    /// when none of them has it.
+    QDateTime pictureTaken() const;
+    /// Writes the local date and time to Exif and IPTC.
+    void setPictureTaken(const QDateTime& dateTime);
+
+    /// The place in Exif; invalid where there is none.
+    RKGeoPosition geoPosition() const;
+    /// Writes the place to Exif; an invalid one changes nothing.
+    void setGeoPosition(const RKGeoPosition& position);
+
+    /// At least 1.0, also where nothing is recorded.
+    double digitalZoomRatio() const;
+    /// Stored in steps of 1/10000.
+    void setDigitalZoomRatio(double ratio);
+
+    /// The rating 0 to 5 that photo applications share: XMP, else Exif.
+    int adobeRating() const;
+    /// Writes the rating, limited to 0 to 5, and the percentage that belongs to it to XMP and Exif.
+    void setAdobeRating(int rating);
+
+    /// Our own rating, 0 to 5.
+    int tamoRating() const;
+    /// Limited to 0 to 5.
+    void setTamoRating(int rating);
+
+    int tamoStaticScore() const;
+    void setTamoStaticScore(int score);
+
+    int tamoDynamicScore() const;
+    void setTamoDynamicScore(int score);
+
+    /// The flash fired.
+    bool flashUsed() const;
+    /// Stores 1 or 0; what else was known about the flash is lost.
+    void setFlashUsed(bool used);
+
+    bool redEyeCorrectionUsed() const;
+    void setRedEyeCorrectionUsed(bool used);
+
+    bool aboProhibited() const;
+    void setABOProhibited(bool prohibited);
+
+    QString aboProhibitedBy() const;
+    void setABOProhibitedBy(const QString& name);
+
+    bool ratingForResolutionOnly() const;
+    void setRatingForResolutionOnly(bool resolutionOnly);
+
+    /// True only for the stored text "1".
+    bool isFilmStrip() const;
+    void setIsFilmStrip(bool isFilmStrip);
+
+    QString myTalikoPhotoId() const;
+    /// Invalid when never exported. The stored number is taken as 32-bit milliseconds since 1970.
+    QDateTime myTalikoExportDate() const;
+
+    /// The ICC profile embedded in the image, or the one in Exif; empty where there is none.
+    QByteArray iccData() const;
+    /// Replaces the held profile and removes the colour entries of Exif that would contradict it,
+    /// from the target of a save too. A profile that is not empty is written by save() where the
+    /// format can hold one; an empty one leaves the target's profile alone.
+    void setIccData(const QByteArray& profile);
+    /// There is a profile, or the Exif marker of Adobe RGB (1998).
+    bool hasIccData() const;
+    /// Exif marks the colours as Adobe RGB (1998) (DCF 2.0, interoperability index "R03").
+    bool isAdobeRGB() const;
+
+    /// The thumbnail in Exif, not turned; null where there is none.
+    QImage thumbnail() const;
+    /// The encoded thumbnail; false, and no bytes, where there is none.
+    bool extractThumbnailData(QByteArray& data) const;
+    /// Stores the bytes of a JPEG as the thumbnail.
+    void writeThumbnail(const QByteArray& jpeg);
+    void eraseThumbnail();
+
+    /// The face regions in XMP where they are a complete survey, else the faces that the camera
+    /// has recorded.
+    RKFacePositions facePositions() const;
+    /// The face regions in XMP.
+    RKFacePositions regionFacePositions() const;
+    /// The size in pixels that the face regions in XMP refer to; (-1, -1) where there is none.
+    QSize regionImageSize() const;
+    /// The number of regions in XMP, those of other things than faces included.
+    int numberOfRegions() const;
+    /// Merges the faces into the regions in XMP; those of another image size than the given one are
+    /// dropped. False, and nothing changed, for no faces, an invalid size or XMP that cannot be
+    /// parsed.
+    bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
+    /// Removes all face regions, from the target of a save too. False for XMP that cannot be
+    /// parsed.
+    bool removeFaceRegions();
+
+    /// Writes the XMP packet to a file of its own, replacing it. False when it cannot be written.
+    bool writeXmpData(const QFileInfo& file) const;
+
+    /// Key to text of all Exif, then all XMP, then all IPTC data; later ones replace earlier ones
+    /// of the same key.
+    QHash<QString, QString> allData() const;
+    /// One line for each Exif and XMP datum, for the log.
+    QStringList debugOutput() const;
+
+    /// Merges the metadata into an image file. True when the file holds them now. On false, which
+    /// is logged except for a format that holds none of the families, the file is as it was: it is
+    /// replaced as a whole or not at all.
+    ///
+    /// Symbolic links are followed; mode, owner and hard links of the file are kept. A read-only
+    /// file is not changed.
+    bool save(const QFileInfo& file) const;
+
+    /// Merges the metadata into the image in the buffer. The buffer is closed afterwards and holds
+    /// the new image on success, the old one on failure. False for a null buffer.
+    bool save(QBuffer* buffer) const;
+
+    /// Who wrote the library that does the work, for an about box.
+    static QString copyright();
+
+private:
+    QSharedDataPointer<RKExiv2WrapperImpl> m_impl;
+};

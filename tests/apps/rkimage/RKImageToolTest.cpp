@@ -1,0 +1,175 @@
+#include "support/RKTestPictures.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace RKTestPictures;
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray output;
+    QStringList errors;
+};
+
+Run runTool(const QStringList& arguments)
+{
+    QProcess tool;
+    tool.start(QStringLiteral(RK_TOOL), arguments);
+    if (!tool.waitForFinished(60000) || tool.exitStatus() != QProcess::NormalExit)
+        return {};
+    // The libraries behind Qt write lines of their own.
+    const QStringList lines = QString::fromUtf8(tool.readAllStandardError()).split(u'\n');
+    return {tool.exitCode(),
+        tool.readAllStandardOutput(),
+        lines.filter(QRegularExpression(QStringLiteral("^rkimage: ")))};
+}
+
+} // namespace
+
+class RKImageToolTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        write(path("bild ä.jpg"), encoded(quadrants({400, 300}), "jpg"));
+        write(path("v.svg"),
+            "<svg xmlns='http://www.w3.org/2000/svg' width='40' height='20'>"
+            "<rect width='40' height='20' fill='red'/></svg>");
+        write(path("broken.png"), "no picture");
+    }
+
+    void formatsAreListed()
+    {
+        const Run run = runTool({QStringLiteral("formats"), QStringLiteral("--json")});
+        QCOMPARE(run.exitCode, 0);
+        const QJsonObject all = QJsonDocument::fromJson(run.output).object();
+        const auto entry = [&all](const char* list, const char* format) {
+            for (const QJsonValue& value : all[QString::fromLatin1(list)].toArray()) {
+                if (value[u"format"].toString() == QLatin1String(format))
+                    return value.toObject();
+            }
+            return QJsonObject();
+        };
+        QCOMPARE(
+            entry("readable", "svg")[u"decoders"].toArray(), QJsonArray{QStringLiteral("SVG")});
+        QCOMPARE(entry("readable", "jpg")[u"extensions"].toArray(),
+            QJsonArray({QStringLiteral("jpg"), QStringLiteral("jpeg")}));
+        QVERIFY(!entry("writable", "jpg").isEmpty());
+        QVERIFY(entry("writable", "gif").isEmpty());
+
+        const Run text = runTool({QStringLiteral("formats")});
+        QVERIFY(text.output.contains("rw jpg"));
+        QVERIFY(text.output.contains("r  svg"));
+    }
+
+    void infoTellsOfEveryFile()
+    {
+        const Run run = runTool({QStringLiteral("info"),
+            QStringLiteral("--json"),
+            path("bild ä.jpg"),
+            path("missing.jpg"),
+            path("v.svg"),
+            path("broken.png")});
+        QCOMPARE(run.exitCode, 1);
+        const QJsonArray entries = QJsonDocument::fromJson(run.output).array();
+        QCOMPARE(entries.size(), 4);
+        QCOMPARE(entries[0][u"file"].toString(), path("bild ä.jpg"));
+        QCOMPARE(entries[0][u"format"].toString(), QStringLiteral("jpg"));
+        QCOMPARE(entries[0][u"kind"].toString(), QStringLiteral("bitmap"));
+        QCOMPARE(entries[0][u"size"].toArray(), QJsonArray({400, 300}));
+        QCOMPARE(entries[2][u"kind"].toString(), QStringLiteral("vector"));
+        QVERIFY(!entries[0].toObject().contains(u"error"));
+        QCOMPARE(run.errors.size(), 2);
+        QVERIFY(run.errors[0].contains(path("missing.jpg")));
+        QVERIFY(run.errors[1].contains(path("broken.png")));
+        QVERIFY(
+            entries[1].toObject().contains(u"error") && entries[3].toObject().contains(u"error"));
+    }
+
+    void convertScalesAndChangesTheFormat()
+    {
+        const QString target = path("klein ö.png");
+        QCOMPARE(runTool({QStringLiteral("convert"),
+                             path("bild ä.jpg"),
+                             target,
+                             QStringLiteral("--size"),
+                             QStringLiteral("100x100")})
+                     .exitCode,
+            0);
+        QCOMPARE(QImage(target).size(), QSize(100, 75));
+
+        QCOMPARE(runTool({QStringLiteral("convert"),
+                             path("v.svg"),
+                             path("v.bmp"),
+                             QStringLiteral("--size"),
+                             QStringLiteral("400x400")})
+                     .exitCode,
+            0);
+        const QImage rendered(path("v.bmp"));
+        QCOMPARE(rendered.size(), QSize(400, 200));
+        QCOMPARE(rendered.pixelColor(399, 199), QColor(Qt::red));
+    }
+
+    void failuresLeaveTheTargetAlone()
+    {
+        const QString target = path("old.png");
+        write(target, "old bytes");
+        const Run broken = runTool({QStringLiteral("convert"), path("broken.png"), target});
+        QCOMPARE(broken.exitCode, 1);
+        QCOMPARE(broken.errors.size(), 1);
+        QVERIFY(broken.errors[0].contains(path("broken.png")));
+        QCOMPARE(read(target), QByteArray("old bytes"));
+
+        const Run unwritable
+            = runTool({QStringLiteral("convert"), path("bild ä.jpg"), path("a.gif")});
+        QCOMPARE(unwritable.exitCode, 1);
+        QVERIFY(unwritable.errors[0].contains(path("a.gif")));
+        QVERIFY(!QFile::exists(path("a.gif")));
+    }
+
+    void wrongUsageIsToldApart_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("nothing") << QStringList();
+        QTest::newRow("unknown command") << QStringList{QStringLiteral("paint")};
+        QTest::newRow("no files") << QStringList{QStringLiteral("info")};
+        QTest::newRow("size") << QStringList{QStringLiteral("convert"),
+            QStringLiteral("a.jpg"),
+            QStringLiteral("b.png"),
+            QStringLiteral("--size"),
+            QStringLiteral("0x9")};
+    }
+
+    void wrongUsageIsToldApart()
+    {
+        QFETCH(QStringList, arguments);
+        QCOMPARE(runTool(arguments).exitCode, 2);
+    }
+
+    void helpIsNoFailure()
+    {
+        QCOMPARE(runTool({QStringLiteral("--help")}).exitCode, 0);
+    }
+
+private:
+    QString path(const char* name) const
+    {
+        return m_folder.filePath(QString::fromUtf8(name));
+    }
+
+    QTemporaryDir m_folder;
+};
+
+QTEST_GUILESS_MAIN(RKImageToolTest)
+
+#include "RKImageToolTest.moc"

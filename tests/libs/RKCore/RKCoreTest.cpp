@@ -1,0 +1,157 @@
+#include "RKCore/RKBasisSettings.h"
+#include "RKCore/RKInitializer.h"
+#include "RKCore/RKLogger.h"
+#include "RKCore/RKMonolithFile.h"
+#include "RKCore/RKRational.h"
+#include "RKCore/RKRegularExpression.h"
+#include "RKCore/RKStringHelper.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+class NotingInitializer : public RKInitializerAbstract
+{
+public:
+    NotingInitializer(QString name, QStringList& notes)
+        : m_name(std::move(name))
+        , m_notes(notes)
+    {
+    }
+
+    void setup(RKInitializerOption option) override
+    {
+        m_notes << QStringLiteral("setup %1 %2").arg(m_name).arg(int(option));
+    }
+
+    void teardown() override
+    {
+        m_notes << QStringLiteral("teardown %1").arg(m_name);
+    }
+
+private:
+    QString m_name;
+    QStringList& m_notes;
+};
+
+} // namespace
+
+class RKCoreTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    }
+
+    void initializersRunInOrderAndBackwardsAtTheEnd()
+    {
+        QStringList notes;
+        NotingInitializer first(QStringLiteral("a"), notes);
+        NotingInitializer second(QStringLiteral("b"), notes);
+        RKInitializer initializer;
+        initializer.registerInitializer(&first);
+        initializer.registerInitializer(&second);
+        initializer.registerInitializer(&first);
+        initializer.registerInitializer(nullptr);
+
+        initializer.setup(RKInitializerOption::Test);
+        initializer.teardown();
+        initializer.removeInitializer(&first);
+        initializer.setup(RKInitializerOption::Application);
+
+        const QStringList expected{QStringLiteral("setup a 2"),
+            QStringLiteral("setup b 2"),
+            QStringLiteral("teardown b"),
+            QStringLiteral("teardown a"),
+            QStringLiteral("setup b 0")};
+        QCOMPARE(notes, expected);
+    }
+
+    void legacyLogReachesQtAndTheSink()
+    {
+        QStringList seen;
+        RKLogger::setSink([&seen](const QString& text, bool important) {
+            seen << text + (important ? u'!' : u'.');
+        });
+        QTest::ignoreMessage(QtInfoMsg, "to the sink \"quoted\"");
+        RKLogger::legacyLog(QStringLiteral("to the sink \"quoted\""), true);
+        RKLogger::setSink({});
+        QTest::ignoreMessage(QtInfoMsg, "to Qt only");
+        RKLogger::legacyLog(QStringLiteral("to Qt only"), false);
+        QCOMPARE(seen, QStringList{QStringLiteral("to the sink \"quoted\"!")});
+    }
+
+    void masterModeIsOffUntilSet()
+    {
+        QVERIFY(!RKBasisSettings::runsInMasterMode());
+        RKBasisSettings::setRunsInMasterMode(true);
+        QVERIFY(RKBasisSettings::runsInMasterMode());
+        RKBasisSettings::setRunsInMasterMode(false);
+    }
+
+    void externalizeAsksTheResolverForAllButLocalFiles()
+    {
+        QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("bild ä#1.jpg"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        const QUrl local = QUrl::fromLocalFile(path);
+        const QUrl missing = QUrl::fromLocalFile(folder.filePath(QStringLiteral("album/1.jpg")));
+        const QUrl inContainer(QStringLiteral("container://album/1.jpg"));
+
+        QCOMPARE(RKMonolithFile::externalize(local), local);
+        QCOMPARE(RKMonolithFile::externalize(missing), missing);
+        QCOMPARE(RKMonolithFile::externalize(inContainer), inContainer);
+
+        RKMonolithFile::setResolver(
+            [](const QUrl& url) { return QUrl::fromLocalFile(u"/cache" + url.path()); });
+        QCOMPARE(RKMonolithFile::externalize(local), local);
+        QCOMPARE(
+            RKMonolithFile::externalize(inContainer).toLocalFile(), QStringLiteral("/cache/1.jpg"));
+        RKMonolithFile::setResolver({});
+    }
+
+    void rationalsKeepTheirTerms()
+    {
+        QVERIFY(RKRational(1, 2) != RKRational(2, 4));
+        QCOMPARE(RKRational(-3, 4).toDouble(), -0.75);
+        QVERIFY(!RKRational(1, 0).isValid());
+        QCOMPARE(RKRational(1, 0).toDouble(), 0.0);
+        QVERIFY(RKRational() == RKRational(0, 1));
+    }
+
+    void regularExpressionsRemoveEveryMatch()
+    {
+        const RKRegularExpression marker(QStringLiteral("lang=\"[^\"]*\""));
+        QCOMPARE(
+            marker.removeFrom(QStringLiteral("lang=\"x\" a lang=\"de\"b")), QStringLiteral(" a b"));
+        QVERIFY(marker.match(QStringLiteral("lang=\"\"")).hasMatch());
+
+        const RKRegularExpression broken(QStringLiteral("("));
+        QVERIFY(!broken.isValid());
+        QVERIFY(!broken.match(QStringLiteral("(")).hasMatch());
+        QCOMPARE(broken.removeFrom(QStringLiteral("(")), QStringLiteral("("));
+    }
+
+    void stringsThatAreNoIntegersAreSkipped()
+    {
+        const QStringList texts{QStringLiteral(" 7 "),
+            QStringLiteral("0x10"),
+            QString(),
+            QStringLiteral("-2147483648"),
+            QStringLiteral("2147483648"),
+            QStringLiteral("010")};
+        const QList<int> expected{7, std::numeric_limits<int>::min(), 10};
+        QCOMPARE(RKStringHelper::stringListToIntList(texts), expected);
+    }
+};
+
+QTEST_GUILESS_MAIN(RKCoreTest)
+
+#include "RKCoreTest.moc"

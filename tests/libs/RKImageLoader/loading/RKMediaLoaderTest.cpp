@@ -1,0 +1,84 @@
+#include "RKImageLoader/loading/RKMediaLoader.h"
+
+#include "RKImageLoader/loading/RKImageLoader.h"
+#include "support/RKTestPictures.h"
+
+#include <QBuffer>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace RKTestPictures;
+
+class RKMediaLoaderTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    }
+
+    void requestsGoToTheLoaderOfTheFormat()
+    {
+        const RKMediaDescriptor file(QDir(m_folder.path()), QStringLiteral("a.png"));
+        const QImage picture = quadrants({40, 30});
+        QVERIFY(loader().save(file, picture));
+        QCOMPARE(loader().size(file), QSize(40, 30));
+        QCOMPARE(loader().unrotatedSize(file), QSize(40, 30));
+        QCOMPARE(loader().bitmap(file, QSize()).convertToFormat(picture.format()), picture);
+        QCOMPARE(
+            loader().imageOrientation(file), RKImageLoader::instance()->imageOrientation(file));
+        QCOMPARE(loader().recordingDate(file), loader().fileCreationDate(file));
+        QVERIFY(qAbs(loader().fileCreationDate(file).secsTo(QDateTime::currentDateTime())) < 60);
+        QBuffer buffer;
+        QVERIFY(loader().save(&buffer, MEDIA_FORMAT_PNG, picture));
+    }
+
+    void formatsThatNoLoaderSupportsAreRefused()
+    {
+        const RKMediaDescriptor text(QDir(m_folder.path()), QStringLiteral("a.txt"));
+        for (int i = 0; i < 6; ++i)
+            QTest::ignoreMessage(QtWarningMsg, "RKMediaFormat no RKMediaFormat for txt");
+        QVERIFY(loader().drawable(text, QSize(), RKImageOption()).isNull());
+        QCOMPARE(loader().size(text), QSize());
+        QCOMPARE(loader().unrotatedSize(text), QSize());
+        QVERIFY(!loader().recordingDate(text).isValid());
+        QVERIFY(!loader().save(text, quadrants({40, 30})));
+        QCOMPARE(loader().imageOrientation(text), ORIENTATION_TOP_LEFT);
+        QBuffer buffer;
+        QVERIFY(!loader().save(&buffer, MEDIA_FORMAT_UNKNOWN, quadrants({40, 30})));
+    }
+
+    void listsHoldTheFormatsOfAllLoadersOnce()
+    {
+        const RKMediaFormatList formats = loader().supportedMediaFormats();
+        QVERIFY(formats.contains(MEDIA_FORMAT_JPG) && formats.contains(MEDIA_FORMAT_SVG));
+        QVERIFY(!formats.contains(MEDIA_FORMAT_UNKNOWN));
+        for (const RKMediaFormat& format : formats) {
+            QCOMPARE(formats.count(format), 1);
+            QVERIFY(loader().supportsMediaFormat(format));
+            QVERIFY(loader().isSupportedFormat(format));
+        }
+        QVERIFY(loader().isSupportedWritableFormat(MEDIA_FORMAT_PNG));
+        QVERIFY(!loader().isSupportedWritableFormat(MEDIA_FORMAT_GIF));
+
+        const QStringList filters = loader().supportedFormatFileExtensionFilters();
+        QVERIFY(filters.contains(QStringLiteral("*.jpeg")));
+        QVERIFY(filters.contains(QStringLiteral("*.svgz.icloud")));
+        QCOMPARE(filters, formats.fileExtensionFilters());
+    }
+
+private:
+    const RKMediaLoader& loader() const
+    {
+        return *RKMediaLoader::instance();
+    }
+
+    QTemporaryDir m_folder;
+};
+
+QTEST_MAIN(RKMediaLoaderTest)
+
+#include "RKMediaLoaderTest.moc"

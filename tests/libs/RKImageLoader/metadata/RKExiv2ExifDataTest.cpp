@@ -1,0 +1,654 @@
+#include "RKImageLoader/metadata/RKExiv2ExifData.h"
+
+#include "RKMetadataFixtures.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+using namespace RKMetadataFixtures;
+
+namespace {
+
+const QString kTooLarge = QStringLiteral(" exifData is to large. Deleting the exifData key ");
+
+RKExiv2ExifData exifOf(const Exiv2::ExifData& data)
+{
+    RKExiv2ImagePtr image(Exiv2::ImageFactory::create(Exiv2::ImageType::jpeg).release());
+    image->setExifData(data);
+    return RKExiv2ExifData(image);
+}
+
+Exiv2::ExifData merged(const RKExiv2ExifData& exif)
+{
+    Exiv2::ExifData data;
+    exif.mergeInto(data);
+    return data;
+}
+
+void add(Exiv2::ExifData& data, const char* key, Exiv2::TypeId type, const std::string& text)
+{
+    const auto value = RKExiv2Compat::makeValue(type);
+    value->read(text);
+    data.add(Exiv2::ExifKey(key), value.get());
+}
+
+Exiv2::ExifData dataWith(const char* key, Exiv2::TypeId type, const std::string& text)
+{
+    Exiv2::ExifData data;
+    add(data, key, type, text);
+    return data;
+}
+
+QString textOf(const Exiv2::ExifData& data, const char* key)
+{
+    const auto datum = data.findKey(Exiv2::ExifKey(key));
+    return datum == data.end() ? QString() : QString::fromStdString(datum->toString());
+}
+
+/// A value of the size in bytes that no other value equals.
+std::string bytesText(int size, int seed)
+{
+    std::string text;
+    for (int i = 0; i < size; ++i)
+        text += (i > 0 ? " " : "") + std::to_string((i * 31 + seed) % 256);
+    return text;
+}
+
+const char* const kCanonFaces = "Exif.Canon.0x0024";
+
+// The record of a PowerShot A560 that saw four faces.
+const std::string kA560 = "156 35 4 320 240 1 1 16 65504 65487 65435 65511 48 65478 101 65480"
+                          " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"
+                          " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
+
+} // namespace
+
+class RKExiv2ExifDataTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void missingAndForeignValuesReadAsEmpty();
+    void integersKeepTheTypeOfTheirTag_data();
+    void integersKeepTheTypeOfTheirTag();
+    void rationalsKeepTheirUnsignedRange();
+    void textThatDoesNotParseChangesNothing();
+    void datesReadInAnySpelling_data();
+    void datesReadInAnySpelling();
+    void invalidDateIsStoredAsEmptyText();
+    void languageGoesInFrontOfTheText();
+    void windowsTextEndsAtTheFirstNul();
+
+    void positionSurvivesTheFile_data();
+    void positionSurvivesTheFile();
+    void malformedAnglesGiveNoPosition_data();
+    void malformedAnglesGiveNoPosition();
+    void fractionOfTheMinutesGoesToTheSeconds();
+
+    void canonFacesAreCentres();
+    void canonRecordsThatAreNoneGiveNoFaces_data();
+    void canonRecordsThatAreNoneGiveNoFaces();
+    void fujifilmFacesAreRectangles();
+    void makerNoteFacesSurviveTheFile();
+
+    void onlyR03IsAdobeRgb();
+    void thumbnailIsWrittenAndErased();
+    void colorHintsAreRemovedFromTheTarget();
+
+    void repeatedKeysStayApart();
+    void dataOfTheTargetStay();
+    void profileKeysGoFirstWhenTooLarge();
+    void largestDataGoNextWhenTooLarge();
+    void hugeNumbersOfDataAreShortenedInTime();
+    void tiffTargetsAreNotShortened();
+    void pagesOfATiffAreNoThumbnails();
+    void pixelsOfATiffKeepTheirTags();
+};
+
+void RKExiv2ExifDataTest::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+void RKExiv2ExifDataTest::missingAndForeignValuesReadAsEmpty()
+{
+    const RKExiv2ExifData empty;
+    QVERIFY(empty.readString("Exif.Image.Make").isNull());
+    QCOMPARE(empty.readInt("Exif.Image.Orientation"), 0);
+    QVERIFY(empty.readString("no key at all").isNull());
+    QVERIFY(!empty.dateTime("Exif.Photo.DateTimeOriginal").isValid());
+    QVERIFY(!empty.geoPosition().isValid());
+    QVERIFY(empty.thumbnail().isNull());
+
+    Exiv2::ExifData data;
+    add(data, "Exif.Image.Make", Exiv2::asciiString, "maker");
+    data["Exif.Image.ImageWidth"];
+    add(data, "Exif.Photo.ExposureTime", Exiv2::unsignedRational, "");
+    const RKExiv2ExifData exif = exifOf(data);
+    QCOMPARE(exif.readRational("Exif.Image.Make"), RKRational(0, 1));
+    QCOMPARE(exif.readRational("Exif.Photo.ExposureTime"), RKRational(0, 1));
+    QCOMPARE(exif.readInt("Exif.Image.ImageWidth"), 0);
+    QVERIFY(exif.readIntList("Exif.Image.ImageWidth").isEmpty());
+}
+
+void RKExiv2ExifDataTest::integersKeepTheTypeOfTheirTag_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<QList<int>>("values");
+    QTest::addColumn<int>("type");
+
+    QTest::newRow("short") << QByteArray("Exif.Photo.Flash") << QList<int>{1}
+                           << int(Exiv2::unsignedShort);
+    QTest::newRow("negative in a short")
+        << QByteArray("Exif.Image.Rating") << QList<int>{-1} << int(Exiv2::signedLong);
+    QTest::newRow("largest short")
+        << QByteArray("Exif.Photo.Flash") << QList<int>{65535} << int(Exiv2::unsignedShort);
+    QTest::newRow("beyond a short")
+        << QByteArray("Exif.Photo.Flash") << QList<int>{65536} << int(Exiv2::signedLong);
+    QTest::newRow("long") << QByteArray("Exif.Image.ImageWidth") << QList<int>{70000}
+                          << int(Exiv2::unsignedLong);
+    QTest::newRow("tag of text") << QByteArray("Exif.Fujifilm.0x4103") << QList<int>{1, 2, 3, 4}
+                                 << int(Exiv2::unsignedShort);
+    QTest::newRow("tag of text, large")
+        << QByteArray("Exif.Fujifilm.0x4103") << QList<int>{1, 70000} << int(Exiv2::signedLong);
+}
+
+void RKExiv2ExifDataTest::integersKeepTheTypeOfTheirTag()
+{
+    QFETCH(QByteArray, key);
+    QFETCH(QList<int>, values);
+    QFETCH(int, type);
+
+    RKExiv2ExifData exif;
+    exif.setIntList(key.constData(), values);
+    QCOMPARE(exif.readIntList(key.constData()), values);
+    QCOMPARE(exif.readInt(key.constData()), values.first());
+    QCOMPARE(int(exif.findKey(key.constData())->typeId()), type);
+
+    exif.setIntList(key.constData(), {});
+    QVERIFY(merged(exif).empty());
+}
+
+void RKExiv2ExifDataTest::rationalsKeepTheirUnsignedRange()
+{
+    RKExiv2ExifData exif;
+    exif.setRational("Exif.Photo.DigitalZoomRatio", RKRational(4000000000, 3));
+    QCOMPARE(exif.readRational("Exif.Photo.DigitalZoomRatio"), RKRational(4000000000, 3));
+    exif.setRational("Exif.Photo.DigitalZoomRatio", RKRational(-7, 2));
+    QCOMPARE(exif.readRational("Exif.Photo.DigitalZoomRatio"), RKRational(-7, 2));
+    exif.setRational("Exif.Photo.ExposureBiasValue", RKRational(1, 3));
+    QCOMPARE(
+        int(exif.findKey("Exif.Photo.ExposureBiasValue")->typeId()), int(Exiv2::signedRational));
+
+    QTest::ignoreMessage(QtWarningMsg, "Exif.Photo.DigitalZoomRatio 5000000000/1 does not work");
+    exif.setRational("Exif.Photo.DigitalZoomRatio", RKRational(5000000000, 1));
+    QCOMPARE(exif.readRational("Exif.Photo.DigitalZoomRatio"), RKRational(-7, 2));
+}
+
+void RKExiv2ExifDataTest::textThatDoesNotParseChangesNothing()
+{
+    RKExiv2ExifData exif;
+    QTest::ignoreMessage(QtWarningMsg, "Exif.Image.Orientation abc does not work");
+    exif.setString("Exif.Image.Orientation", QStringLiteral("abc"));
+    QVERIFY(merged(exif).empty());
+
+    exif.setRotation(ORIENTATION_RIGHT_TOP);
+    QTest::ignoreMessage(QtWarningMsg, "Exif.Image.Orientation  does not work");
+    exif.setString("Exif.Image.Orientation", QString());
+    QCOMPARE(exif.readRotation(), 6);
+
+    QTest::ignoreMessage(QtWarningMsg,
+        QRegularExpression(QStringLiteral(
+            "^void RKExiv2ExifData::setString\\(const char \\*, const QString &\\) caught exception "
+            "with errorCode=\\d+ msg=.*NoSuchTag")));
+    exif.setString("Exif.Image.NoSuchTag", QStringLiteral("%1"));
+    QCOMPARE(merged(exif).count(), 1);
+}
+
+void RKExiv2ExifDataTest::datesReadInAnySpelling_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QDateTime>("dateTime");
+
+    const QDateTime noon(QDate(2021, 7, 4), QTime(12, 30));
+    QTest::newRow("colons") << QStringLiteral("2021:07:04 12:30:00") << noon;
+    QTest::newRow("trailing blank") << QStringLiteral("2021:07:04 12:30:00 ") << noon;
+    QTest::newRow("ISO") << QStringLiteral("2021-07-04T12:30:00") << noon;
+    QTest::newRow("dots") << QStringLiteral("2021.07.04 12:30:00") << noon;
+    QTest::newRow("fraction") << QStringLiteral("2021:07:04 12:30:00.250") << noon.addMSecs(250);
+    QTest::newRow("Z is local") << QStringLiteral("2019:02:03 04:05:06Z")
+                                << QDateTime(QDate(2019, 2, 3), QTime(4, 5, 6));
+    QTest::newRow("unset clock") << QStringLiteral("0000:00:00 00:00:00") << QDateTime();
+    QTest::newRow("blank") << QStringLiteral("    :  :     :  :  ") << QDateTime();
+    QTest::newRow("empty") << QString() << QDateTime();
+}
+
+void RKExiv2ExifDataTest::datesReadInAnySpelling()
+{
+    QFETCH(QString, text);
+    QFETCH(QDateTime, dateTime);
+
+    RKExiv2ExifData exif;
+    exif.setString("Exif.Photo.DateTimeOriginal", text);
+    const QDateTime read = exif.dateTime("Exif.Photo.DateTimeOriginal");
+    QCOMPARE(read, dateTime);
+    QCOMPARE(read.timeSpec(), Qt::LocalTime);
+}
+
+void RKExiv2ExifDataTest::invalidDateIsStoredAsEmptyText()
+{
+    RKExiv2ExifData exif;
+    exif.setDateTime("Exif.Image.DateTime", QDateTime(QDate(2020, 2, 29), QTime(23, 59, 58)));
+    QCOMPARE(exif.readString("Exif.Image.DateTime"), QStringLiteral("2020:02:29 23:59:58"));
+    exif.setDateTime("Exif.Image.DateTime", QDateTime());
+    QCOMPARE(exif.readString("Exif.Image.DateTime"), QString());
+    QCOMPARE(merged(exif).count(), 1);
+}
+
+void RKExiv2ExifDataTest::languageGoesInFrontOfTheText()
+{
+    RKExiv2ExifData exif;
+    exif.setStringWithLocale("Exif.Image.ImageDescription", QStringLiteral("Zürich %1"));
+    const QString language = QLocale::languageToString(QLocale::system().language());
+    QCOMPARE(exif.readString("Exif.Image.ImageDescription"),
+        QString(QStringLiteral("lang=\"") + language + QStringLiteral("\" Zürich %1")));
+}
+
+void RKExiv2ExifDataTest::windowsTextEndsAtTheFirstNul()
+{
+    const auto read = [](const std::string& bytes) {
+        return exifOf(dataWith("Exif.Image.XPTitle", Exiv2::unsignedByte, bytes))
+            .readWindowsText("Exif.Image.XPTitle");
+    };
+    QCOMPARE(read("72 0 252 0 0 0 88 0"), QStringLiteral("Hü"));
+    QCOMPARE(read("61 216 0 222"), QStringLiteral("😀"));
+    QCOMPARE(read("72 0 33"), QStringLiteral("H"));
+    QCOMPARE(read(""), QString());
+}
+
+void RKExiv2ExifDataTest::positionSurvivesTheFile_data()
+{
+    QTest::addColumn<double>("latitude");
+    QTest::addColumn<double>("longitude");
+
+    QTest::newRow("north east") << 48.858222 << 2.2945;
+    QTest::newRow("south west") << -33.856784 << -70.65;
+    QTest::newRow("null island") << 0.0 << 0.0;
+    QTest::newRow("pole") << -90.0 << 180.0;
+    QTest::newRow("carry") << 59.99999999999 << -0.00001;
+}
+
+void RKExiv2ExifDataTest::positionSurvivesTheFile()
+{
+    QFETCH(double, latitude);
+    QFETCH(double, longitude);
+
+    RKExiv2ExifData exif;
+    exif.setGeoPosition(RKGeoPosition(latitude, longitude));
+    const QByteArray file = withMetadata(
+        imageFile("JPG"), [&exif](Exiv2::Image& image) { exif.mergeInto(image.exifData()); });
+
+    const RKGeoPosition read = RKExiv2ExifData(open(file)).geoPosition();
+    QVERIFY(read.isValid());
+    // A millionth of a second of arc, as the seconds are stored.
+    constexpr double kStep = 1.0 / 3600 / 1000000;
+    QVERIFY(qAbs(read.latitude().degrees() - latitude) <= kStep);
+    QVERIFY(qAbs(read.longitude().degrees() - longitude) <= kStep);
+
+    exif.setGeoPosition(RKGeoPosition());
+    QVERIFY(exif.geoPosition().isValid());
+}
+
+void RKExiv2ExifDataTest::malformedAnglesGiveNoPosition_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QByteArray>("text");
+
+    QTest::newRow("two parts") << int(Exiv2::unsignedRational) << QByteArray("48/1 51/1");
+    QTest::newRow("zero denominator")
+        << int(Exiv2::unsignedRational) << QByteArray("48/1 51/1 0/0");
+    QTest::newRow("text") << int(Exiv2::asciiString) << QByteArray("48/1 51/1 29/1");
+    QTest::newRow("integers") << int(Exiv2::unsignedShort) << QByteArray("48 51 29");
+    QTest::newRow("beyond the pole") << int(Exiv2::unsignedRational) << QByteArray("91/1 0/1 0/1");
+}
+
+void RKExiv2ExifDataTest::malformedAnglesGiveNoPosition()
+{
+    QFETCH(int, type);
+    QFETCH(QByteArray, text);
+
+    Exiv2::ExifData data
+        = dataWith("Exif.GPSInfo.GPSLongitude", Exiv2::unsignedRational, "2/1 0/1 0/1");
+    add(data, "Exif.GPSInfo.GPSLatitude", Exiv2::TypeId(type), text.toStdString());
+    QVERIFY(!exifOf(data).geoPosition().isValid());
+}
+
+void RKExiv2ExifDataTest::fractionOfTheMinutesGoesToTheSeconds()
+{
+    Exiv2::ExifData data
+        = dataWith("Exif.GPSInfo.GPSLatitude", Exiv2::unsignedRational, "48/1 3051/60 0/1");
+    add(data, "Exif.GPSInfo.GPSLatitudeRef", Exiv2::asciiString, "South");
+    const RKExiv2ExifData exif = exifOf(data);
+    QCOMPARE(exif.getGPSArc("Exif.GPSInfo.GPSLatitude", "Exif.GPSInfo.GPSLatitudeRef"),
+        -(48 + 3051.0 / 60 / 60));
+    // Stored by cameras that write signed rationals, against the standard.
+    const RKExiv2ExifData isSigned
+        = exifOf(dataWith("Exif.GPSInfo.GPSLatitude", Exiv2::signedRational, "12/1 30/1 0/1"));
+    QCOMPARE(isSigned.getGPSArc("Exif.GPSInfo.GPSLatitude", "Exif.GPSInfo.GPSLatitudeRef"), 12.5);
+}
+
+void RKExiv2ExifDataTest::canonFacesAreCentres()
+{
+    const RKFacePositions faces
+        = exifOf(dataWith(kCanonFaces, Exiv2::unsignedShort, kA560)).facePositions(QSize());
+    const QList<QRectF> expected{{0.35, 0.245833, 0.1, 0.1},
+        {0.134375, 0.345833, 0.1, 0.1},
+        {0.6, 0.208333, 0.1, 0.1},
+        {0.765625, 0.216667, 0.1, 0.1}};
+    QVERIFY(faces.isSurveyComplete());
+    QCOMPARE(faces.count(), expected.size());
+    for (qsizetype i = 0; i < expected.size(); ++i) {
+        const RKFacePosition face = faces.facePositions().at(i);
+        QVERIFY(qAbs(face.rect().x() - expected[i].x()) < 1e-6);
+        QVERIFY(qAbs(face.rect().y() - expected[i].y()) < 1e-6);
+        QCOMPARE(face.rect().size(), expected[i].size());
+        QCOMPARE(face.engine(), faceDetectionEngineExifCanon);
+    }
+}
+
+void RKExiv2ExifDataTest::canonRecordsThatAreNoneGiveNoFaces_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QByteArray>("record");
+
+    const int type = Exiv2::unsignedShort;
+    QTest::newRow("not looked for") << type << QByteArray("156 35 65535 320 240 1 1 16 0 0");
+    QTest::newRow("ten faces") << type << QByteArray("156 35 10 320 240 1 1 16 0 0");
+    QTest::newRow("no face") << type << QByteArray("156 35 0 320 240 1 1 16 0 0");
+    QTest::newRow("too short for its number") << type << QByteArray("156 35 1 320 240 1 1 16 0");
+    QTest::newRow("no frame") << type << QByteArray("156 35 1 0 240 1 1 16 0 0");
+    QTest::newRow("four numbers") << type << QByteArray("156 35 1 320");
+    QTest::newRow("outside") << type << QByteArray("156 35 1 320 240 1 1 16 160 0");
+    QTest::newRow("text") << int(Exiv2::asciiString) << QByteArray("156 35 1 320 240 1 1 16 0 0");
+}
+
+void RKExiv2ExifDataTest::canonRecordsThatAreNoneGiveNoFaces()
+{
+    QFETCH(int, type);
+    QFETCH(QByteArray, record);
+
+    const RKFacePositions faces
+        = exifOf(dataWith(kCanonFaces, Exiv2::TypeId(type), record.toStdString()))
+              .facePositions(QSize(100, 100));
+    QVERIFY(faces.isEmpty());
+    QVERIFY(!faces.isSurveyComplete());
+}
+
+void RKExiv2ExifDataTest::fujifilmFacesAreRectangles()
+{
+    // The number counts one more than there are places; three of the five are no faces.
+    Exiv2::ExifData data = dataWith("Exif.Fujifilm.0x4100", Exiv2::unsignedShort, "6");
+    add(data,
+        "Exif.Fujifilm.0x4103",
+        Exiv2::unsignedShort,
+        "100 50 299 149  0 0 0 0  900 0 1000 100  300 200 200 300  0 0 999 499  7 7 7");
+    add(data, kCanonFaces, Exiv2::unsignedShort, kA560);
+    const RKExiv2ExifData exif = exifOf(data);
+
+    const RKFacePositions faces = exif.facePositions(QSize(1000, 500));
+    QCOMPARE(faces.rects(QSize(1000, 500)), (QList<QRect>{{100, 50, 200, 100}, {0, 0, 1000, 500}}));
+    QCOMPARE(faces.faceDetectionEngineTypes().first(), faceDetectionEngineExifFuji);
+
+    // The size is not known: the rectangles cannot be placed.
+    QCOMPARE(exif.facePositions(QSize()).count(), 4);
+}
+
+void RKExiv2ExifDataTest::makerNoteFacesSurviveTheFile()
+{
+    const QByteArray file = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
+        add(image.exifData(), "Exif.Image.Make", Exiv2::asciiString, "Canon");
+        add(image.exifData(), kCanonFaces, Exiv2::unsignedShort, kA560);
+    });
+    QCOMPARE(RKExiv2ExifData(open(file)).facePositions(QSize(48, 32)).count(), 4);
+}
+
+void RKExiv2ExifDataTest::onlyR03IsAdobeRgb()
+{
+    const auto isAdobe = [](const std::string& text) {
+        return exifOf(dataWith("Exif.Iop.InteroperabilityIndex", Exiv2::asciiString, text))
+            .isAdobeRGB();
+    };
+    QVERIFY(isAdobe("R03"));
+    QVERIFY(!isAdobe("R98"));
+    QVERIFY(!isAdobe("r03"));
+    QVERIFY(!RKExiv2ExifData().isAdobeRGB());
+}
+
+void RKExiv2ExifDataTest::thumbnailIsWrittenAndErased()
+{
+    const QByteArray thumbnail = imageFile("JPG", QSize(16, 12));
+    const QByteArray plain = imageFile("JPG");
+
+    RKExiv2ExifData exif;
+    exif.writeThumbnail(thumbnail);
+    RKExiv2ImagePtr image = open(plain);
+    QVERIFY(exif.mergeTo(image));
+    const QByteArray file = write(*image);
+
+    RKExiv2ImagePtr reopened = open(file);
+    RKExiv2ExifData read(reopened);
+    QByteArray bytes;
+    QVERIFY(read.extractThumbnailData(bytes));
+    QCOMPARE(bytes, thumbnail);
+    QCOMPARE(read.thumbnail().size(), QSize(16, 12));
+
+    // Not held any more is not the same as erased.
+    QVERIFY(RKExiv2ExifData().mergeTo(reopened));
+    QVERIFY(RKExiv2ExifData(reopened).extractThumbnailData(bytes));
+    read.writeThumbnail(QByteArray());
+    read.eraseThumbnail();
+    QVERIFY(read.mergeTo(reopened));
+    QVERIFY(!RKExiv2ExifData(reopened).extractThumbnailData(bytes));
+    QVERIFY(bytes.isEmpty());
+}
+
+void RKExiv2ExifDataTest::colorHintsAreRemovedFromTheTarget()
+{
+    const QByteArray file = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
+        add(image.exifData(), "Exif.Photo.ColorSpace", Exiv2::unsignedShort, "65535");
+        add(image.exifData(), "Exif.Iop.InteroperabilityIndex", Exiv2::asciiString, "R03");
+        add(image.exifData(), "Exif.Image.Make", Exiv2::asciiString, "maker");
+        add(image.exifData(), "Exif.Image.WhitePoint", Exiv2::unsignedRational, "1/3 1/3");
+    });
+    RKExiv2ImagePtr image = open(file);
+    RKExiv2ExifData exif(image);
+    exif.clearAllColorProfileData();
+    QVERIFY(!exif.isAdobeRGB());
+    exif.setInt("Exif.Photo.ColorSpace", 1);
+
+    QVERIFY(exif.mergeTo(image));
+    QCOMPARE(textOf(image->exifData(), "Exif.Image.Make"), QStringLiteral("maker"));
+    QCOMPARE(textOf(image->exifData(), "Exif.Iop.InteroperabilityIndex"), QString());
+    QCOMPARE(textOf(image->exifData(), "Exif.Image.WhitePoint"), QString());
+    QCOMPARE(textOf(image->exifData(), "Exif.Photo.ColorSpace"), QStringLiteral("1"));
+}
+
+void RKExiv2ExifDataTest::repeatedKeysStayApart()
+{
+    Exiv2::ExifData data;
+    for (const char* text : {"a", "b", "c"})
+        add(data, "Exif.Image.Artist", Exiv2::asciiString, text);
+    const RKExiv2ExifData exif = exifOf(data);
+
+    Exiv2::ExifData target = dataWith("Exif.Image.Artist", Exiv2::asciiString, "old");
+    add(target, "Exif.Image.Make", Exiv2::asciiString, "maker");
+    add(target, "Exif.Image.Artist", Exiv2::asciiString, "old too");
+    exif.mergeInto(target);
+
+    QStringList texts;
+    for (const Exiv2::Exifdatum& datum : target)
+        texts.append(QString::fromStdString(datum.toString()));
+    QCOMPARE(texts,
+        QStringList({QStringLiteral("a"),
+            QStringLiteral("maker"),
+            QStringLiteral("b"),
+            QStringLiteral("c")}));
+}
+
+void RKExiv2ExifDataTest::dataOfTheTargetStay()
+{
+    const QByteArray file = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
+        add(image.exifData(), "Exif.Image.Artist", Exiv2::asciiString, "artist");
+        add(image.exifData(), "Exif.Photo.Flash", Exiv2::unsignedShort, "16");
+    });
+    RKExiv2ImagePtr image = open(file);
+    RKExiv2ExifData exif;
+    exif.setInt("Exif.Photo.Flash", 1);
+    QVERIFY(exif.mergeTo(image));
+    QCOMPARE(textOf(image->exifData(), "Exif.Image.Artist"), QStringLiteral("artist"));
+    QCOMPARE(textOf(image->exifData(), "Exif.Photo.Flash"), QStringLiteral("1"));
+
+    const QByteArray bmp = imageFile("BMP");
+    RKExiv2ImagePtr unwritable = open(bmp);
+    QVERIFY(!exif.mergeTo(unwritable));
+    QVERIFY(unwritable->exifData().empty());
+}
+
+void RKExiv2ExifDataTest::profileKeysGoFirstWhenTooLarge()
+{
+    const QByteArray file = imageFile("JPG");
+    RKExiv2ImagePtr image = open(file);
+    // exiv2 leaves out single tags above 20480 bytes by itself.
+    Exiv2::ExifData data
+        = dataWith("Exif.Image.AsShotICCProfile", Exiv2::undefined, bytesText(15000, 1));
+    add(data, "Exif.Image.CurrentICCProfile", Exiv2::undefined, bytesText(15000, 2));
+    add(data, "Exif.Image.InterColorProfile", Exiv2::undefined, bytesText(15000, 3));
+    add(data, "Exif.Image.XPComment", Exiv2::unsignedByte, bytesText(20000, 4));
+    add(data, "Exif.Image.XPTitle", Exiv2::unsignedByte, bytesText(18000, 5));
+
+    QTest::ignoreMessage(QtWarningMsg,
+        QString(kTooLarge + QStringLiteral("Exif.Image.InterColorProfile")).toUtf8().constData());
+    QTest::ignoreMessage(QtWarningMsg,
+        QString(kTooLarge + QStringLiteral("Exif.Image.CurrentICCProfile")).toUtf8().constData());
+    QVERIFY(exifOf(data).mergeTo(image));
+    QCOMPARE(image->exifData().count(), 3);
+    QVERIFY(!textOf(image->exifData(), "Exif.Image.AsShotICCProfile").isEmpty());
+}
+
+void RKExiv2ExifDataTest::largestDataGoNextWhenTooLarge()
+{
+    // 65526 bytes pass, and encoded sizes are even: one more entry of two bytes is too much.
+    const RKExiv2ExifData measure;
+    Exiv2::ExifData data = dataWith("Exif.Image.XPTitle", Exiv2::unsignedByte, bytesText(20000, 1));
+    add(data, "Exif.Image.XPComment", Exiv2::unsignedByte, bytesText(20000, 2));
+    add(data, "Exif.Image.XPAuthor", Exiv2::unsignedByte, bytesText(20000, 3));
+    const quint32 size = measure.exifDataSize(data) - 8;
+    const int rest = 65526 - int(size) - 12;
+    Exiv2::ExifData exact = data;
+    add(exact, "Exif.Image.XPSubject", Exiv2::unsignedByte, bytesText(rest, 4));
+    QCOMPARE(measure.exifDataSize(exact), 65526u + 8);
+
+    const QByteArray file = imageFile("JPG");
+    RKExiv2ImagePtr image = open(file);
+    QVERIFY(exifOf(exact).mergeTo(image));
+    QCOMPARE(image->exifData().count(), 4);
+    const QByteArray written = write(*image);
+    QCOMPARE(open(written)->exifData().count(), 4);
+
+    // Of the three largest ones, equal in size, the last goes.
+    add(data, "Exif.Image.XPSubject", Exiv2::unsignedByte, bytesText(rest + 2, 4));
+    RKExiv2ImagePtr other = open(file);
+    QTest::ignoreMessage(QtWarningMsg,
+        QString(kTooLarge + QStringLiteral("Exif.Image.XPAuthor")).toUtf8().constData());
+    QVERIFY(exifOf(data).mergeTo(other));
+    QCOMPARE(other->exifData().count(), 3);
+}
+
+void RKExiv2ExifDataTest::hugeNumbersOfDataAreShortenedInTime()
+{
+    Exiv2::ExifData data;
+    for (int i = 0; i < 4000; ++i) {
+        add(data,
+            "Exif.Image.Artist",
+            Exiv2::asciiString,
+            "artist number " + std::to_string(10000 + i) + " and others");
+    }
+    const QByteArray file = imageFile("JPG");
+    RKExiv2ImagePtr image = open(file);
+    QElapsedTimer timer;
+    timer.start();
+    // Each deletion is logged.
+    static int deletions;
+    deletions = 0;
+    const auto handler = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext&, const QString&) { ++deletions; });
+    const bool isMerged = exifOf(data).mergeTo(image);
+    qInstallMessageHandler(handler);
+
+    QVERIFY(isMerged);
+    QCOMPARE(image->exifData().count(), 4000 - deletions);
+    QVERIFY(RKExiv2ExifData().exifDataSize(image->exifData()) < 65527u + 8);
+    QVERIFY(image->exifData().count() > 1000);
+    // One trial for each datum takes a minute.
+    QVERIFY(timer.elapsed() < 10000);
+}
+
+void RKExiv2ExifDataTest::tiffTargetsAreNotShortened()
+{
+    const QByteArray file = tiffOfPages(1);
+    RKExiv2ImagePtr image = open(file);
+    Exiv2::ExifData data;
+    for (int i = 0; i < 5; ++i)
+        add(data, "Exif.Image.XPComment", Exiv2::unsignedByte, bytesText(20000, i));
+    QVERIFY(exifOf(data).mergeTo(image));
+    QCOMPARE(image->exifData().count(), 9 + 5);
+}
+
+void RKExiv2ExifDataTest::pagesOfATiffAreNoThumbnails()
+{
+    const QByteArray file = tiffOfPages(2);
+    RKExiv2ImagePtr image = open(file);
+    QVERIFY(!textOf(image->exifData(), "Exif.Thumbnail.StripOffsets").isEmpty());
+    const qsizetype before = image->exifData().count();
+
+    RKExiv2ExifData exif(image);
+    QVERIFY(exif.thumbnail().isNull());
+    exif.eraseThumbnail();
+    exif.writeThumbnail(imageFile("JPG", QSize(16, 12)));
+    QVERIFY(!exif.thumbnail().isNull());
+
+    // The page stays as it is, and it does not become another file's thumbnail.
+    QVERIFY(exif.mergeTo(image));
+    QCOMPARE(image->exifData().count(), before);
+    QVERIFY(textOf(image->exifData(), "Exif.Thumbnail.JPEGInterchangeFormat").isEmpty());
+    const QByteArray jpeg = imageFile("JPG");
+    RKExiv2ImagePtr other = open(jpeg);
+    QVERIFY(RKExiv2ExifData(open(file)).mergeTo(other));
+    QVERIFY(RKExiv2ExifData(other).thumbnail().isNull());
+    QVERIFY(exif.mergeTo(other));
+    QVERIFY(!RKExiv2ExifData(other).thumbnail().isNull());
+}
+
+void RKExiv2ExifDataTest::pixelsOfATiffKeepTheirTags()
+{
+    const QByteArray file = tiffOfPages(3);
+    RKExiv2ImagePtr image = open(file);
+    const Exiv2::ExifData before = image->exifData();
+
+    Exiv2::ExifData data = dataWith("Exif.Image.Make", Exiv2::asciiString, "maker");
+    add(data, "Exif.Image.ImageWidth", Exiv2::unsignedLong, "4000");
+    add(data, "Exif.Image.StripOffsets", Exiv2::unsignedLong, "77");
+    add(data, "Exif.Image2.ImageWidth", Exiv2::unsignedLong, "4000");
+    add(data, "Exif.SubImage1.ImageWidth", Exiv2::unsignedLong, "4000");
+    add(data, "Exif.Image.DNGVersion", Exiv2::unsignedByte, "1 4 0 0");
+    QVERIFY(exifOf(data).mergeTo(image));
+    QCOMPARE(image->exifData().count(), before.count() + 1);
+    for (const Exiv2::Exifdatum& datum : before)
+        QCOMPARE(textOf(image->exifData(), datum.key().c_str()),
+            QString::fromStdString(datum.toString()));
+}
+
+QTEST_GUILESS_MAIN(RKExiv2ExifDataTest)
+#include "RKExiv2ExifDataTest.moc"
