@@ -118,9 +118,10 @@ void RKImageScalerTest::equalsThePlainFormula()
 void RKImageScalerTest::overshootIsClamped()
 {
     const QImage image = checkerboard({40, 30});
-    for (const QSize& to : {QSize(120, 90), QSize(77, 61), QSize(13, 11)})
+    for (const QSize& to : {QSize(120, 90), QSize(77, 61), QSize(13, 11)}) {
         QVERIFY(
             isSameToTheBit(m_scaler.scaleBicubicly(image, to), PlainScaling::bicubic(image, to)));
+    }
 }
 
 void RKImageScalerTest::unusedBytesOfRgb32DoNotShow()
