@@ -9,9 +9,9 @@ target_compile_options(rk_options INTERFACE
     -Wconversion -Wno-sign-conversion -Wdouble-promotion -Wformat=2 -Wnull-dereference -Wimplicit-fallthrough
     "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # After inlining, GCC 12 sees uninitialised values and null pointers in the headers of Qt and of
-    # the standard library where there are none. Clang and its analyser check both.
-    target_compile_options(rk_options INTERFACE -Wno-maybe-uninitialized -Wno-null-dereference)
+    # After inlining, GCC 12 sees null pointers in the headers of the standard library where there
+    # are none. Clang's analyser looks for them.
+    target_compile_options(rk_options INTERFACE -Wno-null-dereference)
 endif()
 if(RK_SANITIZE)
     target_compile_options(rk_options INTERFACE -fsanitize=${RK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
@@ -26,9 +26,9 @@ function(rk_add_library name)
     add_library(${name} SHARED)
     add_library(RK::${name} ALIAS ${name})
     string(TOUPPER ${name} upper)
-    # Internal classes that tests reach directly: exported only while tests are built.
+    # Internal classes that tests reach directly: exported only while tests or fuzzers are built.
     set(test_export "#define ${upper}_TEST_EXPORT ${upper}_NO_EXPORT")
-    if(BUILD_TESTING)
+    if(BUILD_TESTING OR RK_BUILD_FUZZERS)
         set(test_export "#define ${upper}_TEST_EXPORT ${upper}_EXPORT")
     endif()
     generate_export_header(${name}

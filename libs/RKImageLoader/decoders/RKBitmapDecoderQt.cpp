@@ -1,6 +1,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/decoders/RKMngLoops_p.h"
 #include "RKImageLoader/decoders/RKPlatformFormats_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
@@ -15,6 +16,7 @@
 #include <QImageWriter>
 
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -39,6 +41,8 @@ constexpr std::array kNotWritten{"pbm",
     "heics",
     "heif",
     "heifs"};
+
+constexpr qint64 kSignatureSize = 8;
 
 // Values of RKMediaFormat::preferredEncoderOptionEnum().
 constexpr int kCompressionOption = 1;
@@ -82,10 +86,24 @@ bool requestScaling(QImageReader& reader, const QSize& wanted)
     return true;
 }
 
-// Null, with a warning, when the picture can't be decoded.
-QImage readImage(QImageReader& reader)
+// An empty picture for the reader to fill. Some readers leave gaps as they find them, for instance
+// BMP where the run lengths end early, and what was in memory before must not show.
+QImage blank(const QImageReader& reader, const QSize& size)
 {
-    const QImage image = reader.read();
+    const QImage::Format format = reader.imageFormat();
+    if (format == QImage::Format_Invalid)
+        return {};
+    QImage image(size, format);
+    image.fill(0);
+    return image;
+}
+
+// Null, with a warning, when the picture can't be decoded.
+QImage readImage(QImageReader& reader, QImage&& target)
+{
+    QImage image = std::move(target);
+    if (!reader.read(&image))
+        image = QImage();
     if (reader.error() != QImageReader::UnknownError) {
         qWarning().noquote() << "Bild Laden gescheitert ( Fehler im ImageReader):"
                              << reader.errorString();
@@ -139,7 +157,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const bool isHeic = name.startsWith("hei");
     // Measuring may have read the picture, and few readers read it twice.
     QBuffer buffer;
-    buffer.setData(data);
+    buffer.setData(RKMngLoops::removed(data));
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, format);
     if (isHeic)
@@ -148,7 +166,9 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const bool isScaled
         = isValid(wantedSize) && !name.startsWith("tif") && requestScaling(reader, wantedSize);
 
-    const QImage image = readImage(reader);
+    // JPEG pictures have no gaps, and they are the ones that have to be fast.
+    const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
+    const QImage image = readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage());
     if (image.isNull()) {
         if (isHeic)
             RKImageLoadingReporter::instance()->reportHeicError();
@@ -205,8 +225,8 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
         qWarning().noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
-    // Readers go back and forth.
-    if (device->isSequential())
+    // Readers go back and forth, and MNG files have to be made safe first.
+    if (device->isSequential() || RKMngLoops::isMng(device->peek(kSignatureSize)))
         return size(device->readAll(), format);
     QImageReader reader(device, format);
     return heicAwareSize(reader);
@@ -215,8 +235,10 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
 QSize RKBitmapDecoderQt::size(const QByteArray& data, const QByteArray& format) const
 {
     QBuffer buffer;
-    buffer.setData(data);
-    return size(&buffer, format);
+    buffer.setData(RKMngLoops::removed(data));
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, format);
+    return heicAwareSize(reader);
 }
 
 QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) const

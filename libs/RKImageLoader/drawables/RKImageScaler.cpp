@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr double kMaximumPixels = 1 << 29;
+constexpr double kMaximumPixels = 1 << 30;
 
 // Pictures are scaled in strips of this many columns, so that everything between the source's
 // pixels and the result stays in the fastest cache.

@@ -15,7 +15,7 @@ class RKIMAGELOADER_TEST_EXPORT RKImageScaler
 public:
     RKImageScaler() = delete;
 
-    /// A picture of the size fits into 2 GiB at 4 bytes per pixel and has no empty side. Larger
+    /// A picture of the size fits into 4 GiB at 4 bytes per pixel and has no empty side. Larger
     /// ones are requests gone wrong; painters and codecs, too, count bytes in 32 bits.
     static bool isFeasible(const QSizeF& size);
 

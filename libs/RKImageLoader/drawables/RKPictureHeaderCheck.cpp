@@ -233,7 +233,17 @@ bool canHoldPortableMap(const Bytes& bytes, const QSize& size)
     return line * size.height() <= bytes.size();
 }
 
-// MNG 1.0: every chunk that opens a canvas or a picture starts with its size.
+// The largest of the six factors of a MAGN chunk's content (MNG 1.0, 4.3.5).
+qint64 magnification(const Bytes& bytes, qint64 content, qint64 length)
+{
+    qint64 largest = 1;
+    for (qint64 factor = 5; factor + 2 <= std::min<qint64>(length, 17); factor += 2)
+        largest = std::max<qint64>(largest, bytes.bigEndian<quint16>(content + factor).value_or(1));
+    return largest;
+}
+
+// MNG 1.0: adds up the canvas and the pictures, whose chunks start with their size, their copies
+// and the room that magnified ones take.
 bool canHoldMng(const Bytes& bytes)
 {
     constexpr qint64 kSignatureSize = 8;
@@ -241,20 +251,26 @@ bool canHoldMng(const Bytes& bytes)
     constexpr std::array<const char*, 4> kWithSize{"MHDR", "IHDR", "JHDR", "BASI"};
 
     qint64 position = kSignatureSize;
+    qint64 largest = 0;
+    qint64 total = 0;
     while (const auto length = bytes.bigEndian<quint32>(position)) {
-        const auto starts = [&](const char* type) { return bytes.has(type, position + 4); };
-        if (std::any_of(kWithSize.begin(), kWithSize.end(), starts)) {
-            const qint64 width = bytes.bigEndian<quint32>(position + 8).value_or(0);
-            const qint64 height = bytes.bigEndian<quint32>(position + 12).value_or(0);
-            if (!isWithinLimit(width, height)
-                || !isBelow(width * height,
-                    RKPictureHeaderCheck::kSmallGraphic,
-                    bytes.size(),
-                    kDeflateRatio))
-            {
+        const qint64 content = position + 8;
+        const auto isType = [&](const char* type) { return bytes.has(type, position + 4); };
+        if (std::any_of(kWithSize.begin(), kWithSize.end(), isType)) {
+            const qint64 width = bytes.bigEndian<quint32>(content).value_or(0);
+            const qint64 height = bytes.bigEndian<quint32>(content + 4).value_or(0);
+            if (!isWithinLimit(width, height))
                 return false;
-            }
+            largest = std::max(largest, width * height);
+            total += width * height;
+        } else if (isType("CLON")) {
+            total += largest;
+        } else if (isType("MAGN")) {
+            const qint64 factor = magnification(bytes, content, *length);
+            total += largest * factor * factor;
         }
+        if (!isBelow(total, RKPictureHeaderCheck::kSmallPicture, bytes.size(), kDeflateRatio))
+            return false;
         position += kChunkFrame + *length;
     }
     return true;

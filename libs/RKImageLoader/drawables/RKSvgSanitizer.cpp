@@ -46,8 +46,10 @@ public:
                 ++m_entities;
             else if (markup.startsWith("!ATTLIST"))
                 m_attributeDeclarations += lengthOfMarkup(markup);
-            else if (!markup.isEmpty() && !std::strchr("!?/", markup.front()))
+            else if (!markup.isEmpty() && !std::strchr("!?/", markup.front())) {
+                ++m_elements;
                 m_attributes = std::max(m_attributes, attributes(markup));
+            }
         }
         if (m_entities > 0)
             countReferences();
@@ -58,6 +60,8 @@ public:
         // No character of XML; it could hide markup from this count.
         if (m_data.contains('\0'))
             return "a null character";
+        if (m_elements > RKSvgSanitizer::kMaxElements)
+            return "too many elements";
         if (m_attributes > RKSvgSanitizer::kMaxAttributes)
             return "too many attributes";
         if (m_entities > RKSvgSanitizer::kMaxEntities)
@@ -107,6 +111,7 @@ private:
     }
 
     const QByteArray& m_data;
+    qint64 m_elements = 0;
     int m_attributes = 0;
     qint64 m_entities = 0;
     qint64 m_attributeDeclarations = 0;
@@ -198,6 +203,7 @@ private:
 
     void copyStart(const QXmlStreamReader& reader)
     {
+        // Entities may hold further elements.
         if (++m_elements > RKSvgSanitizer::kMaxElements) {
             setProblem("too many elements");
             return;

@@ -6,6 +6,7 @@
 #include "support/RKTestPictures.h"
 
 #include <QBuffer>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QImageReader>
 #include <QImageWriter>
@@ -46,13 +47,14 @@ QByteArray chunk(const QByteArray& type, const QByteArray& content)
     return result + covered + end;
 }
 
-// A PNG file's chunks in an MNG file of one frame (MNG 1.0).
-QByteArray mng(const QByteArray& png)
+// A PNG file's chunks, and others before them, in an MNG file of one frame (MNG 1.0).
+QByteArray mng(const QByteArray& png, const QByteArray& before = {}, const QByteArray& after = {})
 {
     constexpr qsizetype kSignature = 8;
     QByteArray header = png.sliced(kSignature + 8, 8) + QByteArray(20, '\0');
     header[11] = char(100); // ticks in a second
-    return "\x8aMNG\r\n\x1a\n" + chunk("MHDR", header) + png.sliced(kSignature) + chunk("MEND", {});
+    return "\x8aMNG\r\n\x1a\n" + chunk("MHDR", header) + before + png.sliced(kSignature) + after
+        + chunk("MEND", {});
 }
 
 // Four colours, each pixel as a code of its own, so that no dictionary is needed (GIF89a,
@@ -207,6 +209,8 @@ private Q_SLOTS:
     void lyingHeadersAreRefused();
     void plainPicturesAreDecoded();
 
+    void gapsShowNothingOld();
+    void mngLoopsEnd();
     void devicesAreLeftAsTheyWere();
     void unreadableFilesHaveNoSize();
 
@@ -424,6 +428,45 @@ void RKBitmapDecoderQtTest::plainPicturesAreDecoded()
     const QImage plain = image.copy(0, 0, 4000, 4000).convertToFormat(QImage::Format_RGB32);
     const QByteArray png = RKTestPictures::encoded(plain, "PNG", 0);
     QCOMPARE(m_decoder.decode(png, "png", {80, 80}, {}).size(), QSize(80, 80));
+}
+
+// Run lengths that end at once leave the picture as it was in memory.
+void RKBitmapDecoderQtTest::gapsShowNothingOld()
+{
+    QImage image(64, 48, QImage::Format_Indexed8);
+    image.setColorCount(256);
+    image.fill(0);
+    QByteArray bmp = RKTestPictures::encoded(image, "BMP");
+    constexpr int kEightBits = 1;
+    qToLittleEndian(kEightBits, bmp.data() + 30);
+    constexpr qsizetype kPixels = 54 + 1024;
+    bmp = bmp.left(kPixels) + QByteArray("\0\1", 2);
+    for (int i = 0; i < 8; ++i) {
+        // What the next one of this size may get.
+        QImage(image.size(), QImage::Format_Indexed8).fill(0xaa);
+        const QImage decoded = m_decoder.decode(bmp, "bmp", {}, {});
+        QCOMPARE(decoded.size(), image.size());
+        QCOMPARE(
+            QByteArray(reinterpret_cast<const char*>(decoded.constBits()), 64 * 48).count('\0'),
+            64 * 48);
+    }
+}
+
+// libmng stays in a loop without delays for ever.
+void RKBitmapDecoderQtTest::mngLoopsEnd()
+{
+    const QImage image = RKTestPictures::quadrants({64, 48});
+    const QByteArray endless = chunk("FRAM", QByteArray("\2\0\2\0\0\0\0\0\0\0", 10))
+        + chunk("LOOP", QByteArray("\0\x7f\xff\xff\xff", 5));
+    const QByteArray data
+        = mng(RKTestPictures::encoded(image, "PNG"), endless, chunk("ENDL", QByteArray(1, '\0')));
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(haveSameQuadrants(m_decoder.decode(data, "mng", {}, {}), image));
+    QBuffer buffer;
+    buffer.setData(data);
+    QCOMPARE(m_decoder.size(&buffer, "mng"), image.size());
+    QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
 }
 
 void RKBitmapDecoderQtTest::devicesAreLeftAsTheyWere()

@@ -69,7 +69,7 @@ private Q_SLOTS:
     void attributesSurvive_data();
     void attributesSurvive();
     void absurdRequestsGiveNull();
-    void feasibleSizesEndAtTwoGibibytes();
+    void feasibleSizesEndAtFourGibibytes();
     void subPixelClampsAndPicksTheChannel();
 
 private:
@@ -240,7 +240,7 @@ void RKImageScalerTest::absurdRequestsGiveNull()
              QSize(10, -5),
              QSize(INT_MAX, INT_MAX),
              QSize(INT_MAX, 1),
-             QSize(32768, 16385)})
+             QSize(32769, 32768)})
     {
         QVERIFY(m_scaler.scaleBilinearly(image, to).isNull());
         QVERIFY(m_scaler.scaleBicubicly(image, to).isNull());
@@ -249,13 +249,13 @@ void RKImageScalerTest::absurdRequestsGiveNull()
     QVERIFY(m_scaler.scaleBicubicly({}, {10, 10}).isNull());
 }
 
-void RKImageScalerTest::feasibleSizesEndAtTwoGibibytes()
+void RKImageScalerTest::feasibleSizesEndAtFourGibibytes()
 {
     QVERIFY(RKImageScaler::isFeasible(QSize(1, 1)));
-    QVERIFY(RKImageScaler::isFeasible(QSize(32768, 16384)));
-    QVERIFY(!RKImageScaler::isFeasible(QSize(32769, 16384)));
-    QVERIFY(RKImageScaler::isFeasible(QSize(1, 1 << 29)));
-    QVERIFY(!RKImageScaler::isFeasible(QSize(1, (1 << 29) + 1)));
+    QVERIFY(RKImageScaler::isFeasible(QSize(32768, 32768)));
+    QVERIFY(!RKImageScaler::isFeasible(QSize(32769, 32768)));
+    QVERIFY(RKImageScaler::isFeasible(QSize(1, 1 << 30)));
+    QVERIFY(!RKImageScaler::isFeasible(QSize(1, (1 << 30) + 1)));
     QVERIFY(!RKImageScaler::isFeasible(QSizeF(1e300, 1e300)));
     QVERIFY(!RKImageScaler::isFeasible(QSizeF(1e300, 1e-300)));
     QVERIFY(!RKImageScaler::isFeasible(QSize(0, 1)));

@@ -123,6 +123,14 @@ void RKPictureHeaderCheckTest::sizeNeedsItsBytes_data()
     QTest::newRow("XBM") << QByteArray("#define") << QSize(100, 50) << qint64(2500);
     QTest::newRow("MNG") << mng("MHDR", 10'000, 10'000) << QSize(-1, -1) << count / 1032;
     QTest::newRow("MNG, object") << mng("IHDR", 10'000, 10'000) << QSize(-1, -1) << count / 1032;
+    const QByteArray copy = bigEndian(0) + "CLON" + QByteArray(4, '\0');
+    QTest::newRow("MNG, copies") << mng("IHDR", 5000, 5000) + copy.repeated(3) << QSize(-1, -1)
+                                 << count / 1032;
+    const QByteArray factor = bigEndian(17) + "MAGN" + QByteArray(5, '\0')
+        + bigEndian(quint16(1)).repeated(4) + bigEndian(quint16(3)) + bigEndian(quint16(1))
+        + QByteArray(4, '\0');
+    QTest::newRow("MNG, magnified")
+        << mng("IHDR", 2500, 4000) + factor << QSize(-1, -1) << count / 1032;
 }
 
 void RKPictureHeaderCheckTest::sizeNeedsItsBytes()
