@@ -23,7 +23,7 @@ QString historyKey()
 // qRound() for sides that come from a file and need not fit into an int.
 int roundedSide(double side)
 {
-    constexpr double kLimit = std::numeric_limits<int>::max() / 2;
+    constexpr double kLimit = std::numeric_limits<int>::max();
     return qRound(std::clamp(side, -kLimit, kLimit));
 }
 

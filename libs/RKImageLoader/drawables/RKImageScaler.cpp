@@ -198,8 +198,7 @@ public:
             const Position position = m_horizontal.at(firstColumn + i);
             m_left[size_t(i)] = position.whole;
             m_right[size_t(i)] = std::min(position.whole + 1, m_source.width() - 1);
-            for (int c = 0; c < kChannels; ++c)
-                m_fractions[size_t(kChannels * i + c)] = position.fraction;
+            std::fill_n(&m_fractions[size_t(i) * kChannels], kChannels, position.fraction);
         }
     }
 
@@ -283,12 +282,10 @@ public:
             // Kept: at the edges the window stops, but the fraction isn't corrected.
             m_left[size_t(i)] = std::max(std::min(position.whole, m_source.width() - 3), 1) - 1;
             const double t = position.fraction;
-            for (int c = 0; c < kChannels; ++c) {
-                const size_t place = size_t(kChannels * i + c);
-                m_t[place] = t;
-                m_t2[place] = t * t;
-                m_t3[place] = t * t * t;
-            }
+            const size_t place = size_t(i) * kChannels;
+            std::fill_n(&m_t[place], kChannels, t);
+            std::fill_n(&m_t2[place], kChannels, t * t);
+            std::fill_n(&m_t3[place], kChannels, t * t * t);
         }
     }
 

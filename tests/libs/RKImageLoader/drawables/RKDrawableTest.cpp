@@ -8,7 +8,10 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <atomic>
+#include <thread>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -103,6 +106,7 @@ private Q_SLOTS:
     void vectorScalesItsNominalSizeOnly();
     void vectorHeightScalesThePicture();
     void brokenVectorIsNull();
+    void copiesDrawInSeveralThreads();
     void hugeViewBoxIsNotRendered();
 
     void historyGrowsByOneStepAtATime();
@@ -527,6 +531,40 @@ void RKDrawableTest::vectorHeightScalesThePicture()
     }
     QVERIFY(drawable.imageScaledToHeight(0).isNull());
     QVERIFY(drawable.imageScaledToHeight(-5).isNull());
+}
+
+void RKDrawableTest::copiesDrawInSeveralThreads()
+{
+    // The styles change from element to element, and the renderer keeps the current one.
+    QByteArray svg = "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 20 20'>";
+    for (int i = 0; i < 200; ++i) {
+        svg += "<g fill-opacity='0." + QByteArray::number(1 + i % 9) + "' fill='#"
+            + QByteArray::number(100 + i) + "'><rect x='" + QByteArray::number(i % 20) + "' y='"
+            + QByteArray::number(i / 20) + "' width='1' height='9'/></g>";
+    }
+    const RKDrawable vector(svg + "</svg>");
+    const RKDrawable bitmap(numbered(47, 33));
+    const auto draw = [](const RKDrawable& drawable) {
+        return drawn(drawable, {200, 200}, {0, 0, 200, 200}, drawable.rectF(), SCALING_BICUBIC);
+    };
+    const QImage expectedVector = draw(vector);
+    const QImage expectedBitmap = draw(bitmap);
+
+    std::atomic<int> differences = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&, ownVector = vector, ownBitmap = bitmap] {
+            for (int round = 0; round < 50; ++round) {
+                if (draw(ownVector) != expectedVector)
+                    ++differences;
+                if (draw(ownBitmap) != expectedBitmap)
+                    ++differences;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    QCOMPARE(differences.load(), 0);
 }
 
 void RKDrawableTest::brokenVectorIsNull()

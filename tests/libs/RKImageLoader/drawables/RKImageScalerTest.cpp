@@ -89,7 +89,7 @@ void RKImageScalerTest::equalsThePlainFormula_data()
     const QList<QSize> sources{{1, 1}, {1, 7}, {2, 3}, {3, 3}, {4, 4}, {5, 1}, {47, 33}, {300, 9}};
     // 64 columns are worked on at a time.
     const QList<QSize> targets{
-        {1, 1}, {2, 5}, {4, 4}, {31, 17}, {64, 3}, {65, 2}, {94, 66}, {141, 40}, {257, 129}};
+        {1, 1}, {2, 5}, {4, 4}, {31, 17}, {64, 3}, {65, 2}, {94, 66}, {257, 129}};
     for (const QSize& from : sources) {
         QTest::addRow("%dx%d unscaled", from.width(), from.height()) << from << from;
         for (const QSize& to : targets) {
@@ -118,9 +118,10 @@ void RKImageScalerTest::equalsThePlainFormula()
 void RKImageScalerTest::overshootIsClamped()
 {
     const QImage image = checkerboard({40, 30});
-    for (const QSize& to : {QSize(120, 90), QSize(77, 61), QSize(13, 11)})
+    for (const QSize& to : {QSize(120, 90), QSize(77, 61), QSize(13, 11)}) {
         QVERIFY(
             isSameToTheBit(m_scaler.scaleBicubicly(image, to), PlainScaling::bicubic(image, to)));
+    }
 }
 
 void RKImageScalerTest::unusedBytesOfRgb32DoNotShow()
