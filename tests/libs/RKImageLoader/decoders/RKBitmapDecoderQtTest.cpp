@@ -4,6 +4,7 @@
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
 #include "RKTestHeicPlugin.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTimeLimit.h"
 
 #include <QBuffer>
 #include <QElapsedTimer>
@@ -466,7 +467,8 @@ void RKBitmapDecoderQtTest::mngLoopsEnd()
     QBuffer buffer;
     buffer.setData(data);
     QCOMPARE(m_decoder.size(&buffer, "mng"), image.size());
-    QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < RKTimeLimit::milliseconds(1000),
+        qPrintable(QString::number(timer.elapsed())));
 }
 
 void RKBitmapDecoderQtTest::devicesAreLeftAsTheyWere()

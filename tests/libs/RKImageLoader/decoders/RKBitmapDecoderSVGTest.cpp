@@ -1,6 +1,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
 
 #include "support/RKTestPictures.h"
+#include "support/RKTimeLimit.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -176,7 +177,8 @@ void RKBitmapDecoderSVGTest::outsideFilesAreNotOpened()
     QCOMPARE(m_decoder.size(svg, "svg"), QSize(400, 100));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Not a regular file$")));
     QVERIFY(!m_decoder.size(QFileInfo(pipe), "svg").isValid());
-    QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < RKTimeLimit::milliseconds(1000),
+        qPrintable(QString::number(timer.elapsed())));
 }
 
 void RKBitmapDecoderSVGTest::severalThreadsRender()

@@ -3,6 +3,7 @@
 #include "RKImageLoader/drawables/RKGzip_p.h"
 #include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTimeLimit.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -18,7 +19,7 @@
 
 namespace {
 
-constexpr qint64 kSoon = 1000; // ms
+constexpr qint64 kSoon = RKTimeLimit::milliseconds(1000);
 
 const QByteArray kHead
     = "<svg xmlns='http://www.w3.org/2000/svg' xmlns:xlink='http://www.w3.org/1999/xlink' "

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QtGlobal>
+
+/// Limits of time for tests. They hold for the program as it is released; sanitizers, which slow it
+/// down several times over, get ten times as much.
+namespace RKTimeLimit {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr qint64 kSanitizerFactor = 10;
+#else
+inline constexpr qint64 kSanitizerFactor = 1;
+#endif
+
+constexpr qint64 milliseconds(qint64 released)
+{
+    return released * kSanitizerFactor;
+}
+
+} // namespace RKTimeLimit
