@@ -45,8 +45,12 @@ inline RKExiv2ImagePtr openFile(const std::string& path)
 #if EXIV2_TEST_VERSION(0, 28, 0)
     return Exiv2::ImageFactory::open(std::make_unique<Exiv2::FileIo>(path));
 #else
+    // clang also warns where the deprecated name is used.
+#    pragma GCC diagnostic push
+#    pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     return RKExiv2ImagePtr(
         Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new Exiv2::FileIo(path))).release());
+#    pragma GCC diagnostic pop
 #endif
 }
 

@@ -314,22 +314,6 @@ QList<int> recordOf(const Exiv2::ExifData& data, const char* key)
     });
 }
 
-/// Runs a change of one datum that returns whether it worked; reports a failure.
-template <typename Function>
-void change(const QString& where, const char* key, const QString& value, Function function)
-{
-    try {
-        if (function())
-            return;
-    } catch (const Exiv2::Error& error) {
-        RKExiv2Library::describeError(where, error);
-        return;
-    } catch (...) {
-    }
-    qWarning().noquote() << QLatin1String(key) + QLatin1Char(' ') + value
-            + QStringLiteral(" does not work");
-}
-
 /// Stores a text under the key with the type that is chosen for the tag's own type. The old value
 /// stays until the new one is complete.
 template <typename ChooseType>
@@ -339,7 +323,7 @@ void store(Exiv2::ExifData& data,
     const QString& value,
     ChooseType chooseType)
 {
-    change(where, key, value, [&] {
+    RKExiv2Library::change(where, key, value, [&] {
         const Exiv2::ExifKey exifKey(key);
         const auto parsed = RKExiv2Compat::makeValue(chooseType(exifKey.defaultTypeId()));
         if (parsed->read(value.toStdString()) != 0)
@@ -651,7 +635,7 @@ void RKExiv2ExifData::setString(const char* key, const QString& value)
 
 void RKExiv2ExifData::setStringWithLocale(const char* key, const QString& value)
 {
-    change(
+    RKExiv2Library::change(
         QStringLiteral("void RKExiv2ExifData::setStringWithLocale(const char *, const QString &)"),
         key,
         value,
