@@ -21,9 +21,9 @@ function(rk_add_library name)
     add_library(${name} SHARED)
     add_library(RK::${name} ALIAS ${name})
     string(TOUPPER ${name} upper)
-    # Internal classes that tests reach directly: exported only while tests are built.
+    # Internal classes that tests reach directly: exported only while tests or fuzz targets are built.
     set(test_export "#define ${upper}_TEST_EXPORT ${upper}_NO_EXPORT")
-    if(BUILD_TESTING)
+    if(BUILD_TESTING OR RK_BUILD_FUZZERS)
         set(test_export "#define ${upper}_TEST_EXPORT ${upper}_EXPORT")
     endif()
     generate_export_header(${name}
