@@ -4,6 +4,22 @@
 #include "Output.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
+namespace {
+
+QString decodingFailure(const QSize& size)
+{
+    if (!size.isValid())
+        return QStringLiteral("this is no picture of that format, or a damaged one");
+    if (!RKDrawable::isAcceptableSize(size)) {
+        return QStringLiteral("%1x%2 pixels are too small or too thin for a picture")
+            .arg(size.width())
+            .arg(size.height());
+    }
+    return QStringLiteral("the picture can't be decoded");
+}
+
+} // namespace
+
 int runConvertCommand(
     const QString& source, const QString& target, const QSize& size, MessageCollector& messages)
 {
@@ -25,7 +41,7 @@ int runConvertCommand(
 
     const RKDrawable drawable = loader.drawable(from, size, RKImageOption());
     if (drawable.isNull())
-        return fail(source, QStringLiteral("the picture can't be decoded"));
+        return fail(source, decodingFailure(loader.unrotatedSize(from)));
     if (!loader.save(to, drawable))
         return fail(target, QStringLiteral("the picture can't be saved"));
     return Output::AllDone;

@@ -1,5 +1,6 @@
 #include "Output.h"
 
+#include <QRegularExpression>
 #include <QTextStream>
 
 #include <cstdio>
@@ -21,5 +22,12 @@ void Output::printFailure(const QString& file, const QString& failure)
 
 QString Output::withReason(const QString& failure, const QStringList& warnings)
 {
-    return warnings.isEmpty() ? failure : QStringLiteral("%1 (%2)").arg(failure, warnings.first());
+    // These only say that something failed, which the line does already.
+    static const QRegularExpression empty(QStringLiteral(
+        "^(could not decode|failed to save|Größe nicht bekannt|Groesse nicht bekannt)"));
+    for (const QString& warning : warnings) {
+        if (!warning.contains(empty))
+            return QStringLiteral("%1 (%2)").arg(failure, warning);
+    }
+    return failure;
 }

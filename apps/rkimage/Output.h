@@ -21,7 +21,7 @@ void print(const QJsonDocument& json);
 /// One line on the error stream: the file, what failed and why, as far as the warnings tell.
 void printFailure(const QString& file, const QString& failure);
 
-/// Joins what failed with the first warning, which is the nearest to the cause.
+/// Joins what failed with the first warning that tells a cause, if one does.
 QString withReason(const QString& failure, const QStringList& warnings);
 
 } // namespace Output

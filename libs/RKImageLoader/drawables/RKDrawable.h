@@ -15,6 +15,7 @@
 
 class QPainter;
 class RKDrawableImpl;
+class RKDrawableInterface;
 
 /// One decoded medium, a raster image or a vector drawing. Cheap to copy.
 ///
@@ -113,5 +114,7 @@ public:
     static void imageChange(const QImage& image);
 
 private:
+    const RKDrawableInterface& content() const;
+
     QSharedDataPointer<RKDrawableImpl> m_impl;
 };

@@ -6,11 +6,9 @@
 QByteArray RKBinaryFile::readAll(const QFileInfo& file)
 {
     const QString path = file.absoluteFilePath();
-    const QFileInfo current(path);
     QFile device(path);
     QString error;
-    // Opening a pipe without a writer would block, so the kind is looked at before.
-    if (current.exists() && !current.isFile())
+    if (mayBlock(file))
         error = QStringLiteral("Not a regular file");
     else if (device.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return device.readAll();
@@ -18,4 +16,11 @@ QByteArray RKBinaryFile::readAll(const QFileInfo& file)
         error = device.errorString();
     qWarning().noquote() << "Konnte Datei nicht öffnen:" << path << error;
     return {};
+}
+
+bool RKBinaryFile::mayBlock(const QFileInfo& file)
+{
+    // The caller may have asked long ago.
+    const QFileInfo current(file.absoluteFilePath());
+    return current.exists() && !current.isFile();
 }

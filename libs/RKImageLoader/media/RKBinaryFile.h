@@ -12,4 +12,7 @@ public:
     /// All bytes of a regular file. Empty, with a warning, when it can't be opened or is something
     /// else, a pipe for instance, which might never end.
     static QByteArray readAll(const QFileInfo& file);
+
+    /// The file is there but no regular one. Opening a pipe waits for somebody to write into it.
+    static bool mayBlock(const QFileInfo& file);
 };

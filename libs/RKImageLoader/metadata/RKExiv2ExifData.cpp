@@ -676,7 +676,7 @@ void RKExiv2ExifData::setIntList(const char* key, const QList<int>& values)
 void RKExiv2ExifData::setRational(const char* key, const RKRational& value)
 {
     const bool isSigned = value.numerator() < 0 || value.denominator() < 0;
-    const auto text = QString::number(value.numerator()) + QLatin1Char('/')
+    const QString text = QString::number(value.numerator()) + QLatin1Char('/')
         + QString::number(value.denominator());
     store(m_exifData,
         QStringLiteral("void RKExiv2ExifData::setRational(const char *, const RKRational &)"),

@@ -1,0 +1,50 @@
+#include "RKImageLoader/decoders/RKBitmapDecoder.h"
+
+#include "RKImageLoader/media/RKBinaryFile.h"
+
+#include <QFile>
+
+namespace {
+
+constexpr qsizetype kJpegSignatureSize = 3;
+
+} // namespace
+
+RKBitmapDecoder::~RKBitmapDecoder() = default;
+
+RKDrawable RKBitmapDecoder::decodeDrawable(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor& descriptor) const
+{
+    return RKDrawable(decode(data, format, wantedSize, descriptor));
+}
+
+bool RKBitmapDecoder::save(const QFileInfo& file, const QImage& image) const
+{
+    return save(file, RKDrawable(image));
+}
+
+QByteArray RKBitmapDecoder::readBinaryFile(const QFileInfo& file) const
+{
+    return RKBinaryFile::readAll(file);
+}
+
+bool RKBitmapDecoder::startsWithJpegSignature(const QByteArray& data)
+{
+    return data.startsWith("\xff\xd8\xff");
+}
+
+bool RKBitmapDecoder::startsWithJpegSignature(const QFileInfo& file)
+{
+    QFile device(file.absoluteFilePath());
+    return !RKBinaryFile::mayBlock(file) && device.open(QIODevice::ReadOnly)
+        && startsWithJpegSignature(device.read(kJpegSignatureSize));
+}
+
+QSize RKBitmapDecoder::calculateRealTargetSize(const QSize& targetSize, const QSize& imageSize)
+{
+    const QSize size
+        = targetSize == imageSize ? imageSize : imageSize.scaled(targetSize, Qt::KeepAspectRatio);
+    return {size.width() == 0 ? 1 : size.width(), size.height() == 0 ? 1 : size.height()};
+}

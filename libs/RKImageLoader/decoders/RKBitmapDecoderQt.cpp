@@ -1,0 +1,285 @@
+#include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
+
+#include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/decoders/RKMngLoops_p.h"
+#include "RKImageLoader/decoders/RKPlatformFormats_p.h"
+#include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/media/RKBinaryFile.h"
+#include "RKImageLoader/media/RKImageLoadingReporter.h"
+#include "RKImageLoader/media/RKSafeFileWriter.h"
+
+#include <QBuffer>
+#include <QDebug>
+#include <QFile>
+#include <QImageReader>
+#include <QImageWriter>
+
+#include <array>
+#include <utility>
+
+namespace {
+
+// Bitmaps that hosts have no use for, and the vector formats, which have a decoder of their own.
+constexpr std::array kNotRead{"pbm", "ppm", "svg", "svgz", "wbmp", "dds", "icns", "tga", "cur"};
+
+constexpr std::array kNotWritten{"pbm",
+    "ppm",
+    "svg",
+    "svgz",
+    "wbmp",
+    "jp2",
+    "webp",
+    "pgm",
+    "xpm",
+    "xbm",
+    "dds",
+    "icns",
+    "tga",
+    "cur",
+    "heic",
+    "heics",
+    "heif",
+    "heifs"};
+
+constexpr qint64 kSignatureSize = 8;
+
+// Values of RKMediaFormat::preferredEncoderOptionEnum().
+constexpr int kCompressionOption = 1;
+constexpr int kQualityOption = 2;
+
+template <size_t N>
+void removeNames(QList<QByteArray>& names, const std::array<const char*, N>& unwanted)
+{
+    for (const char* name : unwanted)
+        names.removeAll(name);
+}
+
+bool isValid(const QSize& size)
+{
+    return size.width() >= 0 && size.height() >= 0;
+}
+
+bool canHold(const QByteArray& data, const QSize& size)
+{
+    if (RKPictureHeaderCheck::canHold(data, size))
+        return true;
+    qWarning("Picture refused: its header promises more than its data can hold");
+    return false;
+}
+
+bool turnsByAQuarter(const QImageReader& reader)
+{
+    return reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
+}
+
+// Has the reader scale while it decodes; false where it can't.
+bool requestScaling(QImageReader& reader, const QSize& wanted)
+{
+    if (!reader.supportsOption(QImageIOHandler::ScaledSize) || !isValid(reader.size()))
+        return false;
+    // Readers scale before they turn.
+    const bool isTurned = reader.autoTransform() && turnsByAQuarter(reader);
+    const QSize displayed = isTurned ? reader.size().transposed() : reader.size();
+    const QSize target = RKBitmapDecoder::calculateRealTargetSize(wanted, displayed);
+    reader.setScaledSize(isTurned ? target.transposed() : target);
+    return true;
+}
+
+// An empty picture for the reader to fill. Some readers leave gaps as they find them, for instance
+// BMP where the run lengths end early, and what was in memory before must not show.
+QImage blank(const QImageReader& reader, const QSize& size)
+{
+    const QImage::Format format = reader.imageFormat();
+    if (format == QImage::Format_Invalid)
+        return {};
+    QImage image(size, format);
+    image.fill(0);
+    return image;
+}
+
+// Null, with a warning, when the picture can't be decoded.
+QImage readImage(QImageReader& reader, QImage&& target)
+{
+    QImage image = std::move(target);
+    if (!reader.read(&image))
+        image = QImage();
+    if (reader.error() != QImageReader::UnknownError) {
+        qWarning().noquote() << "Bild Laden gescheitert ( Fehler im ImageReader):"
+                             << reader.errorString();
+        return {};
+    }
+    if (image.isNull())
+        qWarning().noquote() << "Bild Laden gescheitert ( Bild leer):" << reader.errorString();
+    return image;
+}
+
+// The bytes of a device, whose position stays.
+QByteArray allBytes(QIODevice* device)
+{
+    const qint64 position = device->pos();
+    if (!device->seek(0))
+        return {};
+    const QByteArray bytes = device->readAll();
+    device->seek(position);
+    return bytes;
+}
+
+} // namespace
+
+RKMediaFormatList RKBitmapDecoderQt::readableImageFileFormats() const
+{
+    static const RKMediaFormatList formats = createReadableImageFileFormats();
+    return formats;
+}
+
+RKMediaFormatList RKBitmapDecoderQt::writableImageFileFormats() const
+{
+    static const RKMediaFormatList formats = createWritableImageFileFormats();
+    return formats;
+}
+
+QImage RKBitmapDecoderQt::decode(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor&) const
+{
+    const QSize stored = size(data, format);
+    if (!RKDrawable::isAcceptableSize(stored) || !canHold(data, stored))
+        return {};
+    if (isValid(wantedSize)
+        && !RKImageScaler::isFeasible(calculateRealTargetSize(wantedSize, stored))) {
+        qWarning("Picture refused: the wanted size is too large");
+        return {};
+    }
+
+    const QByteArray name = format.toLower();
+    const bool isHeic = name.startsWith("hei");
+    // Measuring may have read the picture, and few readers read it twice.
+    QBuffer buffer;
+    buffer.setData(RKMngLoops::removed(data));
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, format);
+    if (isHeic)
+        reader.setAutoTransform(true);
+    // The size of a TIFF picture may be that of another directory of the file.
+    const bool isScaled
+        = isValid(wantedSize) && !name.startsWith("tif") && requestScaling(reader, wantedSize);
+
+    // JPEG pictures have no gaps, and they are the ones that have to be fast.
+    const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
+    const QImage image = readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage());
+    if (image.isNull()) {
+        if (isHeic)
+            RKImageLoadingReporter::instance()->reportHeicError();
+        return {};
+    }
+    const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();
+    if (!isValid(wantedSize) || (isScaled && fits))
+        return image;
+    return image.scaled(wantedSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+}
+
+bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) const
+{
+    const QString path = file.absoluteFilePath();
+    // Encoded in memory and written as a whole, so that a failure leaves the old file.
+    QBuffer encoded;
+    if (save(&encoded, RKMediaFormat(file), drawable) && !encoded.data().isEmpty()
+        && RKSafeFileWriter(path).write(encoded.data()) == RKSafeFileWriter::Result::Done)
+        return true;
+    qWarning().noquote() << "failed to save" << path;
+    return false;
+}
+
+bool RKBitmapDecoderQt::save(
+    QIODevice* device, const RKMediaFormat& format, const QImage& image) const
+{
+    if (!writableImageFileFormats().contains(format))
+        return false;
+    const RKDeviceOpener opener(device, QIODevice::WriteOnly);
+    if (!opener.isOpen())
+        return false;
+
+    QImageWriter writer(device, format.defaultExtension().toLatin1());
+    // Kept: no format has the first option, so PNG is written with its quality and not with its
+    // compression.
+    switch (format.preferredEncoderOptionEnum()) {
+    case kCompressionOption: writer.setCompression(format.preferredEncoderCompression()); break;
+    case kQualityOption: writer.setQuality(format.preferredEncoderQuality()); break;
+    default: break;
+    }
+    return writer.write(image) && opener.isFlushed();
+}
+
+bool RKBitmapDecoderQt::save(
+    QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const
+{
+    return save(device, format, drawable.image());
+}
+
+QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
+{
+    const RKDeviceOpener opener(device, QIODevice::ReadOnly);
+    if (!opener.isOpen()) {
+        qWarning().noquote() << "could not open theIODevice" << device->errorString();
+        return {};
+    }
+    // Readers go back and forth, and MNG files have to be made safe first.
+    if (device->isSequential() || RKMngLoops::isMng(device->peek(kSignatureSize)))
+        return size(device->readAll(), format);
+    QImageReader reader(device, format);
+    return heicAwareSize(reader);
+}
+
+QSize RKBitmapDecoderQt::size(const QByteArray& data, const QByteArray& format) const
+{
+    QBuffer buffer;
+    buffer.setData(RKMngLoops::removed(data));
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, format);
+    return heicAwareSize(reader);
+}
+
+QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) const
+{
+    if (RKBinaryFile::mayBlock(file)) {
+        qWarning().noquote() << "could not open theIODevice"
+                             << "Not a regular file";
+        return {};
+    }
+    QFile device(file.absoluteFilePath());
+    return size(&device, format);
+}
+
+QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const
+{
+    // HEIC files say how far the picture has to be turned, and the reader turns it.
+    const bool mustSwap = reader.format() == "heic" && turnsByAQuarter(reader);
+    QSize size = reader.supportsOption(QImageIOHandler::Size) ? reader.size() : QSize();
+    if (!isValid(size)) {
+        const QImage image = canHold(allBytes(reader.device()), QSize()) ? reader.read() : QImage();
+        size = image.isNull() ? QSize() : image.size();
+    }
+    return mustSwap ? size.transposed() : size;
+}
+
+QString RKBitmapDecoderQt::name() const
+{
+    return QStringLiteral("Qt");
+}
+
+RKMediaFormatList RKBitmapDecoderQt::createReadableImageFileFormats()
+{
+    QList<QByteArray> names = QImageReader::supportedImageFormats();
+    removeNames(names, kNotRead);
+    removeNames(names, kPlatformFormats);
+    return RKMediaFormatList(names);
+}
+
+RKMediaFormatList RKBitmapDecoderQt::createWritableImageFileFormats()
+{
+    QList<QByteArray> names = QImageWriter::supportedImageFormats();
+    removeNames(names, kNotWritten);
+    return RKMediaFormatList(names);
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/decoders/RKBitmapDecoder.h"
+
+class QImageReader;
+
+/// The bitmap formats that Qt and its plug-ins read and write. Stateless and thread-safe.
+///
+/// A picture whose header promises more than its data can hold is refused with a warning, before
+/// memory is taken for it.
+class RKIMAGELOADER_EXPORT RKBitmapDecoderQt : public RKBitmapDecoder
+{
+public:
+    using RKBitmapDecoder::save;
+
+    RKMediaFormatList readableImageFileFormats() const override;
+    RKMediaFormatList writableImageFileFormats() const override;
+
+    /// Where the format allows, the picture is made smaller while it is decoded. HEIC pictures come
+    /// upright, all others as they are stored. A picture with a side below 8 pixels or one 64 times
+    /// as long as the other is refused in silence. An HEIC picture that can't be decoded is
+    /// reported to RKImageLoadingReporter.
+    QImage decode(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor) const override;
+
+    /// The new file replaces an old one only when it is complete; after a failure, which is logged,
+    /// the old one is still there.
+    bool save(const QFileInfo& file, const RKDrawable& drawable) const override;
+    bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const override;
+    bool save(
+        QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const override;
+
+    QSize size(QIODevice* device, const QByteArray& format) const override;
+    QSize size(const QByteArray& data, const QByteArray& format) const override;
+    QSize size(const QFileInfo& file, const QByteArray& format) const override;
+
+    /// The displayed size of the picture at the reader's device, which may be read from it: the
+    /// reader is no longer good for reading the picture. Invalid when it can't be measured.
+    QSize heicAwareSize(QImageReader& reader) const;
+
+    QString name() const override;
+
+private:
+    static RKMediaFormatList createReadableImageFileFormats();
+    static RKMediaFormatList createWritableImageFileFormats();
+};

@@ -1,0 +1,153 @@
+#include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
+
+#include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
+#include "RKImageLoader/media/RKSafeFileWriter.h"
+
+#include <QBuffer>
+#include <QDebug>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QPainter>
+#include <QSvgGenerator>
+#include <QSvgRenderer>
+
+namespace {
+
+bool isValid(const QSize& size)
+{
+    return size.width() >= 0 && size.height() >= 0;
+}
+
+// Serialises every use of the renderer. Nothing else is locked while it is held.
+QMutex& rendererMutex()
+{
+    static QMutex mutex;
+    return mutex;
+}
+
+void load(QSvgRenderer& renderer, const QByteArray& safeSvg)
+{
+    // An animated document would start a timer, which needs a thread with an event loop.
+    renderer.setFramesPerSecond(0);
+    renderer.load(safeSvg);
+}
+
+} // namespace
+
+RKMediaFormatList RKBitmapDecoderSVG::readableImageFileFormats() const
+{
+    static const RKMediaFormatList formats{MEDIA_FORMAT_SVG};
+    return formats;
+}
+
+RKMediaFormatList RKBitmapDecoderSVG::writableImageFileFormats() const
+{
+    return {};
+}
+
+QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
+    const QByteArray&,
+    const QSize& wantedSize,
+    const RKMediaDescriptor&) const
+{
+    const QByteArray safeSvg = RKSvgSanitizer::sanitized(data);
+    const QMutexLocker locker(&rendererMutex());
+    QSvgRenderer renderer;
+    load(renderer, safeSvg);
+    const QSize ownSize = renderer.defaultSize();
+    if (!renderer.isValid() || !isValid(ownSize))
+        return {};
+    const bool isOwnSize = !isValid(wantedSize);
+    const QSize target = calculateRealTargetSize(isOwnSize ? ownSize : wantedSize, ownSize);
+    if (!RKImageScaler::isFeasible(target)
+        || (isOwnSize && qint64(ownSize.width()) * ownSize.height() > kMaxPixels))
+    {
+        qWarning("SVG document refused: it wants to be too large");
+        return {};
+    }
+    QImage image(target, QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull())
+        return {};
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    renderer.render(&painter);
+    painter.end();
+    return image;
+}
+
+RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
+    const QByteArray&,
+    const QSize& wantedSize,
+    const RKMediaDescriptor&) const
+{
+    const RKDrawable drawable(data);
+    return isValid(wantedSize) ? drawable.scaled(wantedSize) : drawable;
+}
+
+bool RKBitmapDecoderSVG::save(const QFileInfo& file, const RKDrawable& drawable) const
+{
+    const QString path = file.absoluteFilePath();
+    const QByteArray svg = drawable.svg();
+    if (!svg.isEmpty() && RKSafeFileWriter(path).write(svg) == RKSafeFileWriter::Result::Done)
+        return true;
+    qWarning().noquote() << "failed to save" << path;
+    return false;
+}
+
+bool RKBitmapDecoderSVG::save(QIODevice* device, const RKMediaFormat&, const QImage& image) const
+{
+    const RKDeviceOpener opener(device, QIODevice::WriteOnly);
+    if (!opener.isOpen() || image.isNull())
+        return false;
+
+    QSvgGenerator generator;
+    generator.setOutputDevice(device);
+    generator.setSize(image.size());
+    generator.setViewBox(image.rect());
+    generator.setTitle(QStringLiteral("converted QImage of RKBitmapDecoderSVG"));
+    QPainter painter;
+    if (!painter.begin(&generator))
+        return false;
+    painter.drawImage(generator.viewBoxF(), image);
+    return painter.end() && opener.isFlushed();
+}
+
+bool RKBitmapDecoderSVG::save(
+    QIODevice* device, const RKMediaFormat&, const RKDrawable& drawable) const
+{
+    const RKDeviceOpener opener(device, QIODevice::WriteOnly);
+    const QByteArray svg = drawable.svg();
+    return opener.isOpen() && !svg.isEmpty() && device->write(svg) == svg.size()
+        && opener.isFlushed();
+}
+
+QSize RKBitmapDecoderSVG::size(QIODevice* device, const QByteArray& format) const
+{
+    const RKDeviceOpener opener(device, QIODevice::ReadOnly);
+    if (!opener.isOpen()) {
+        qWarning().noquote() << "could not open theIODevice" << device->errorString();
+        return {};
+    }
+    return size(device->readAll(), format);
+}
+
+QSize RKBitmapDecoderSVG::size(const QByteArray& data, const QByteArray&) const
+{
+    const QByteArray safeSvg = RKSvgSanitizer::sanitized(data);
+    const QMutexLocker locker(&rendererMutex());
+    QSvgRenderer renderer;
+    load(renderer, safeSvg);
+    return renderer.defaultSize();
+}
+
+QSize RKBitmapDecoderSVG::size(const QFileInfo& file, const QByteArray& format) const
+{
+    return size(readBinaryFile(file), format);
+}
+
+QString RKBitmapDecoderSVG::name() const
+{
+    return QStringLiteral("SVG");
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/drawables/RKDrawableInterface.h"
+
+#include <QSharedData>
+
+#include <memory>
+
+/// The payload that copies of a drawable share: the content and the placeholder mark.
+class RKIMAGELOADER_EXPORT RKDrawableImpl : public QSharedData
+{
+public:
+    /// Takes ownership of the content; a null pointer gives a null bitmap.
+    explicit RKDrawableImpl(RKDrawableInterface* content);
+    /// Clones the content.
+    RKDrawableImpl(const RKDrawableImpl& other);
+    virtual ~RKDrawableImpl();
+
+    RKDrawableImpl& operator=(const RKDrawableImpl&) = delete;
+
+    /// The very same content object and the same mark.
+    virtual bool operator==(const RKDrawableImpl& other) const;
+
+    const RKDrawableInterface& content() const;
+    RKDrawableInterface& content();
+
+    bool isPlaceholder() const;
+    void setIsPlaceholder(bool on);
+
+private:
+    std::unique_ptr<RKDrawableInterface> m_content;
+    bool m_isPlaceholder = false;
+};

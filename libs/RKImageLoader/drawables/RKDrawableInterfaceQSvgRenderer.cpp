@@ -1,0 +1,172 @@
+#include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer.h"
+
+#include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
+#include "RKImageLoader/media/RKScalingOption.h"
+
+#include <QMutexLocker>
+#include <QPainter>
+
+#include <cmath>
+
+namespace {
+
+// One factor per axis.
+struct Factors
+{
+    double x = 1.0;
+    double y = 1.0;
+
+    static Factors of(const QSizeF& to, const QSizeF& from)
+    {
+        return {to.width() / from.width(), to.height() / from.height()};
+    }
+
+    QPointF operator*(const QPointF& point) const
+    {
+        return {x * point.x(), y * point.y()};
+    }
+
+    QSizeF operator*(const QSizeF& size) const
+    {
+        return {x * size.width(), y * size.height()};
+    }
+};
+
+// The view box comes from the file, so its numbers may be anything.
+bool isUsable(const QRectF& viewBox)
+{
+    return std::isfinite(viewBox.x()) && std::isfinite(viewBox.y())
+        && std::isfinite(viewBox.width()) && std::isfinite(viewBox.height());
+}
+
+} // namespace
+
+RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(const QByteArray& svg)
+    : RKDrawableInterfaceQSvgRenderer(svg, RKSvgSanitizer::sanitized(svg))
+{
+}
+
+RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(
+    const QByteArray& svg, const QByteArray& safeSvg)
+    : m_svg(svg)
+    , m_safeSvg(safeSvg)
+{
+    // An animated document would start a timer, which needs a thread with an event loop.
+    m_renderer.setFramesPerSecond(0);
+    m_renderer.load(m_safeSvg);
+    const QRectF viewBox = m_renderer.viewBoxF();
+    if (isUsable(viewBox))
+        m_nominalRect = QRectF(QPointF(), viewBox.size());
+}
+
+RKDrawableInterfaceQSvgRenderer::~RKDrawableInterfaceQSvgRenderer() = default;
+
+RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::clone() const
+{
+    auto* copy = new RKDrawableInterfaceQSvgRenderer(m_svg, m_safeSvg);
+    copy->m_nominalRect = m_nominalRect;
+    return copy;
+}
+
+RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::scaled(const QSize& size) const
+{
+    auto* copy = clone();
+    if (size.width() >= 0 && size.height() >= 0)
+        copy->m_nominalRect.setSize(m_nominalRect.size().scaled(size, Qt::KeepAspectRatio));
+    return copy;
+}
+
+QImage RKDrawableInterfaceQSvgRenderer::imageScaledToHeight(int height) const
+{
+    if (m_nominalRect.isEmpty())
+        return {};
+
+    return render(QRectF(0, 0, m_nominalRect.width() * height / m_nominalRect.height(), height));
+}
+
+QImage RKDrawableInterfaceQSvgRenderer::image() const
+{
+    return render(rectF());
+}
+
+QByteArray RKDrawableInterfaceQSvgRenderer::svg() const
+{
+    return m_svg;
+}
+
+bool RKDrawableInterfaceQSvgRenderer::draw(
+    QPainter* painter, const QRectF& target, const QRectF& source, const RKScalingOption&) const
+{
+    if (isNull() || target.isEmpty() || source.isEmpty() || m_nominalRect.isEmpty())
+        return false;
+
+    const QMutexLocker locker(&m_rendererMutex);
+    const QRectF viewBox = m_renderer.viewBoxF();
+    const Factors unitsPerPixel = Factors::of(viewBox.size(), m_nominalRect.size());
+    const QRectF wanted(
+        viewBox.topLeft() + unitsPerPixel * source.topLeft(), unitsPerPixel * source.size());
+    const Factors pixelsPerUnit = Factors::of(target.size(), wanted.size());
+    // Kept: the renderer stretches the view box over what it is given, so a source that reaches
+    // beyond the drawing shows the drawing larger than it asks for.
+    const QRectF covered = wanted | viewBox;
+    const QRectF everything(
+        target.topLeft() - pixelsPerUnit * (wanted.topLeft() - covered.topLeft()),
+        pixelsPerUnit * covered.size());
+
+    painter->save();
+    painter->setClipRect(target, Qt::ReplaceClip);
+    m_renderer.render(painter, everything);
+    painter->restore();
+    return true;
+}
+
+QRectF RKDrawableInterfaceQSvgRenderer::rectF() const
+{
+    return m_nominalRect;
+}
+
+bool RKDrawableInterfaceQSvgRenderer::isNull() const
+{
+    return !m_renderer.isValid();
+}
+
+bool RKDrawableInterfaceQSvgRenderer::isVector() const
+{
+    return true;
+}
+
+bool RKDrawableInterfaceQSvgRenderer::hasAlphaChannel() const
+{
+    return true;
+}
+
+bool RKDrawableInterfaceQSvgRenderer::hasAlpha() const
+{
+    return true;
+}
+
+qint64 RKDrawableInterfaceQSvgRenderer::numBytes() const
+{
+    return m_svg.size();
+}
+
+void RKDrawableInterfaceQSvgRenderer::optimizeForDrawing()
+{
+}
+
+QImage RKDrawableInterfaceQSvgRenderer::render(const QRectF& rect) const
+{
+    if (!RKImageScaler::isFeasible(rect.size()))
+        return {};
+
+    QImage image(rect.size().toSize(), QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull())
+        return {};
+
+    image.fill(0);
+    QPainter painter(&image);
+    const bool isDrawn = draw(&painter, rect, rectF(), SCALING_SMOOTH);
+    painter.end();
+    return isDrawn ? image : QImage();
+}

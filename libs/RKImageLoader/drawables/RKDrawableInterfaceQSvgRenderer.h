@@ -1,0 +1,56 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/drawables/RKDrawableInterface.h"
+
+#include <QByteArray>
+#include <QMutex>
+#include <QRectF>
+#include <QSvgRenderer>
+
+/// An SVG document as the content of a drawable.
+class RKIMAGELOADER_EXPORT RKDrawableInterfaceQSvgRenderer : public RKDrawableInterface
+{
+public:
+    /// From the bytes of an SVG document, compressed or not. The nominal size is the view box's.
+    explicit RKDrawableInterfaceQSvgRenderer(const QByteArray& svg);
+    ~RKDrawableInterfaceQSvgRenderer() override;
+
+    using RKDrawableInterface::draw;
+
+    RKDrawableInterfaceQSvgRenderer* clone() const override;
+    /// Changes the nominal size only.
+    RKDrawableInterfaceQSvgRenderer* scaled(const QSize& size) const override;
+    QImage imageScaledToHeight(int height) const override;
+    QImage image() const override;
+    /// The bytes as they were given.
+    QByteArray svg() const override;
+
+    /// The scaling method plays no part. Nothing is drawn for an empty source or target.
+    bool draw(QPainter* painter,
+        const QRectF& target,
+        const QRectF& source,
+        const RKScalingOption& option) const override;
+
+    QRectF rectF() const override;
+    bool isNull() const override;
+    bool isVector() const override;
+    bool hasAlphaChannel() const override;
+    bool hasAlpha() const override;
+    qint64 numBytes() const override;
+    void optimizeForDrawing() override;
+
+private:
+    RKDrawableInterfaceQSvgRenderer(const QByteArray& svg, const QByteArray& safeSvg);
+
+    QImage render(const QRectF& rect) const;
+
+    QByteArray m_svg;
+    // What the renderer gets to see. Kept, so that it is made only once.
+    QByteArray m_safeSvg;
+    /// The renderer keeps its drawing state in the document, so it must draw once at a time even
+    /// though it looks read-only. Nothing else is locked while this is held.
+    mutable QMutex m_rendererMutex;
+    mutable QSvgRenderer m_renderer;
+    QRectF m_nominalRect;
+};

@@ -1,0 +1,152 @@
+#include "RKImageLoader/drawables/RKImageRotator.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <array>
+
+namespace {
+
+constexpr std::array kMirroredOrTurned{ORIENTATION_TOP_RIGHT,
+    ORIENTATION_BOTTOM_LEFT,
+    ORIENTATION_LEFT_TOP,
+    ORIENTATION_RIGHT_TOP,
+    ORIENTATION_RIGHT_BOTTOM,
+    ORIENTATION_LEFT_BOTTOM};
+
+// An opaque image whose pixels all differ.
+QImage numbered(int width, int height, QImage::Format format = QImage::Format_RGB32)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x)
+            image.setPixel(x, y, qRgb(x, y, 0x40 + x + y));
+    }
+    return image.convertToFormat(format);
+}
+
+// Where the upright image's pixel is stored (Exif 2.32, 4.6.4: the sides of the stored picture's
+// first row and first column), for a stored picture of the width w and the height h.
+QPoint storedPosition(int orientation, QPoint p, int w, int h)
+{
+    switch (orientation) {
+    case 2: return {w - 1 - p.x(), p.y()};
+    case 3: return {w - 1 - p.x(), h - 1 - p.y()};
+    case 4: return {p.x(), h - 1 - p.y()};
+    case 5: return {p.y(), p.x()};
+    case 6: return {p.y(), h - 1 - p.x()};
+    case 7: return {w - 1 - p.y(), h - 1 - p.x()};
+    case 8: return {w - 1 - p.y(), p.x()};
+    default: return p;
+    }
+}
+
+} // namespace
+
+class RKImageRotatorTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void everyOrientationTurnsThePictureUpright_data();
+    void everyOrientationTurnsThePictureUpright();
+    void uprightAndUnknownOrientationsChangeNothing();
+    void halfTurnKeepsTheFormat();
+    void otherChangesNormaliseTheFormat();
+    void quarterTurnsAndMirrorsKeepTheFormat();
+    void nullImagesStayNull();
+};
+
+void RKImageRotatorTest::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+void RKImageRotatorTest::everyOrientationTurnsThePictureUpright_data()
+{
+    QTest::addColumn<QImage>("stored");
+
+    QTest::newRow("4x2") << numbered(4, 2);
+    QTest::newRow("odd sides") << numbered(47, 33);
+    QTest::newRow("one column") << numbered(1, 5);
+    QTest::newRow("one pixel") << numbered(1, 1);
+    QTest::newRow("24 bit") << numbered(5, 3, QImage::Format_RGB888);
+    QTest::newRow("premultiplied") << numbered(5, 3, QImage::Format_ARGB32_Premultiplied);
+    QTest::newRow("indexed") << numbered(5, 3, QImage::Format_Indexed8);
+    QTest::newRow("1 bit") << numbered(13, 7, QImage::Format_Mono);
+}
+
+void RKImageRotatorTest::everyOrientationTurnsThePictureUpright()
+{
+    QFETCH(const QImage, stored);
+
+    for (int orientation = 1; orientation <= 8; ++orientation) {
+        const auto value = RKImageOrientation(orientation);
+        const QImage upright = RKImageRotator::rotate(stored, value);
+        QCOMPARE(upright.size(),
+            isTransposingOrientation(value) ? stored.size().transposed() : stored.size());
+        for (int y = 0; y < upright.height(); ++y) {
+            for (int x = 0; x < upright.width(); ++x) {
+                const QPoint from
+                    = storedPosition(orientation, {x, y}, stored.width(), stored.height());
+                QCOMPARE(upright.pixel(x, y), stored.pixel(from));
+            }
+        }
+    }
+}
+
+void RKImageRotatorTest::uprightAndUnknownOrientationsChangeNothing()
+{
+    const QImage image = numbered(4, 2, QImage::Format_ARGB32);
+    for (const int orientation : {0, 1, 9, -1}) {
+        const QImage result = RKImageRotator::rotate(image, RKImageOrientation(orientation));
+        QCOMPARE(result.cacheKey(), image.cacheKey());
+    }
+}
+
+void RKImageRotatorTest::halfTurnKeepsTheFormat()
+{
+    for (const QImage::Format format :
+        {QImage::Format_Indexed8, QImage::Format_ARGB32, QImage::Format_RGBA64})
+    {
+        const QImage image = numbered(4, 2, format);
+        QCOMPARE(RKImageRotator::rotate(image, ORIENTATION_BOTTOM_RIGHT).format(), format);
+    }
+}
+
+void RKImageRotatorTest::otherChangesNormaliseTheFormat()
+{
+    for (const RKImageOrientation orientation : kMirroredOrTurned) {
+        const auto formatOf = [orientation](QImage::Format format) {
+            return RKImageRotator::rotate(numbered(4, 2, format), orientation).format();
+        };
+        QCOMPARE(formatOf(QImage::Format_RGB32), QImage::Format_RGB32);
+        QCOMPARE(
+            formatOf(QImage::Format_ARGB32_Premultiplied), QImage::Format_ARGB32_Premultiplied);
+        QCOMPARE(formatOf(QImage::Format_ARGB32), QImage::Format_ARGB32_Premultiplied);
+        QCOMPARE(formatOf(QImage::Format_Indexed8), QImage::Format_ARGB32_Premultiplied);
+    }
+}
+
+void RKImageRotatorTest::quarterTurnsAndMirrorsKeepTheFormat()
+{
+    const QImage image = numbered(4, 2, QImage::Format_RGB888);
+
+    QCOMPARE(RKImageRotator::rotateCW(image).format(), QImage::Format_RGB888);
+    QCOMPARE(RKImageRotator::rotateCCW(RKImageRotator::rotateCW(image)), image);
+    QCOMPARE(RKImageRotator::mirrorVertical(image).pixel(1, 0), image.pixel(1, 1));
+    QCOMPARE(RKImageRotator::mirrorHorizontal(image).pixel(0, 1), image.pixel(3, 1));
+}
+
+void RKImageRotatorTest::nullImagesStayNull()
+{
+    for (int orientation = 0; orientation <= 9; ++orientation)
+        QVERIFY(RKImageRotator::rotate({}, RKImageOrientation(orientation)).isNull());
+    QVERIFY(RKImageRotator::rotateCW({}).isNull());
+    QVERIFY(RKImageRotator::rotateCCW({}).isNull());
+    QVERIFY(RKImageRotator::normalizeRGB32({}).isNull());
+}
+
+QTEST_APPLESS_MAIN(RKImageRotatorTest)
+#include "RKImageRotatorTest.moc"
