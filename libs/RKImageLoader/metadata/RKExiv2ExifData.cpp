@@ -25,6 +25,8 @@ using RKExiv2Compat::toInt64;
 constexpr size_t kExifSizeLimit = 65527;
 constexpr quint32 kSegmentOverhead = 8;
 
+constexpr char kJpegStart[] = "\xff\xd8";
+
 constexpr double kUnknownArc = std::numeric_limits<double>::quiet_NaN();
 
 // What the data lose first when they are too large: copies of the image's colour profile.
@@ -298,6 +300,11 @@ Value read(const Exiv2::ExifData& data, const char* key, Value fallback, Functio
     });
 }
 
+QByteArray dataAreaOf(const Exiv2::Exifdatum& datum)
+{
+    return RKExiv2Compat::toByteArray(datum.dataArea());
+}
+
 QList<int> allIntegers(const Exiv2::Exifdatum& datum)
 {
     QList<int> integers;
@@ -514,8 +521,12 @@ bool RKExiv2ExifData::extractThumbnailData(QByteArray& data) const
     data.clear();
     if (m_secondDirectoryIsPage)
         return false;
-    data = RKExiv2Library::valueOr(QByteArray(),
-        [&] { return RKExiv2Compat::toByteArray(Exiv2::ExifThumbC(m_exifData).copy()); });
+    // exiv2 believes the tag for the compression, which is wrong in files of Ricoh and Hasselblad.
+    data = read(m_exifData, "Exif.Thumbnail.JPEGInterchangeFormat", QByteArray(), dataAreaOf);
+    if (!data.startsWith(kJpegStart)) {
+        data = RKExiv2Library::valueOr(QByteArray(),
+            [&] { return RKExiv2Compat::toByteArray(Exiv2::ExifThumbC(m_exifData).copy()); });
+    }
     return !data.isEmpty();
 }
 
