@@ -24,13 +24,18 @@ struct Result
     QString messages;
 };
 
-inline Result run(const QString& role)
+inline void start(QProcess& child, const QString& role)
 {
-    QProcess child;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QString::fromLatin1(kVariable), role);
     child.setProcessEnvironment(environment);
     child.start(QCoreApplication::applicationFilePath(), QStringList());
+}
+
+inline Result run(const QString& role)
+{
+    QProcess child;
+    start(child, role);
     if (!child.waitForFinished(30000))
         return {};
     return {child.exitStatus() == QProcess::CrashExit,

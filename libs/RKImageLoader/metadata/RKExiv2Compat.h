@@ -45,8 +45,12 @@ inline RKExiv2ImagePtr openFile(const std::string& path)
 #if EXIV2_TEST_VERSION(0, 28, 0)
     return Exiv2::ImageFactory::open(std::make_unique<Exiv2::FileIo>(path));
 #else
+    // clang also warns where the deprecated name is used.
+#    pragma GCC diagnostic push
+#    pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     return RKExiv2ImagePtr(
         Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new Exiv2::FileIo(path))).release());
+#    pragma GCC diagnostic pop
 #endif
 }
 
@@ -76,10 +80,26 @@ inline bool isBmff([[maybe_unused]] const Exiv2::Image& image)
 }
 
 /// QuickTime, RIFF, ASF and Matroska.
+///
+/// Not by Image::mimeType(): asked before the metadata are read, a TIFF-based image takes its first
+/// directory for its main picture from then on.
 inline bool isVideo(const Exiv2::Image& image)
 {
-    // By name: the headers with their type numbers do not compile outside exiv2 0.27.
-    return image.mimeType().rfind("video/", 0) == 0;
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    using namespace Exiv2;
+    constexpr auto asf = ImageType::asf;
+    constexpr auto mkv = ImageType::mkv;
+    constexpr auto qtime = ImageType::qtime;
+    constexpr auto riff = ImageType::riff;
+#else
+    // The headers that define them do not compile outside exiv2.
+    constexpr int asf = 24;
+    constexpr int mkv = 21;
+    constexpr int qtime = 22;
+    constexpr int riff = 20;
+#endif
+    const auto type = image.imageType();
+    return type == asf || type == mkv || type == qtime || type == riff;
 }
 
 /// The formats whose directories describe the pictures of the file itself.

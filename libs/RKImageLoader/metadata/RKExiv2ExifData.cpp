@@ -25,6 +25,8 @@ using RKExiv2Compat::toInt64;
 constexpr size_t kExifSizeLimit = 65527;
 constexpr quint32 kSegmentOverhead = 8;
 
+constexpr char kJpegStart[] = "\xff\xd8";
+
 constexpr double kUnknownArc = std::numeric_limits<double>::quiet_NaN();
 
 // What the data lose first when they are too large: copies of the image's colour profile.
@@ -298,6 +300,11 @@ Value read(const Exiv2::ExifData& data, const char* key, Value fallback, Functio
     });
 }
 
+QByteArray dataAreaOf(const Exiv2::Exifdatum& datum)
+{
+    return RKExiv2Compat::toByteArray(datum.dataArea());
+}
+
 QList<int> allIntegers(const Exiv2::Exifdatum& datum)
 {
     QList<int> integers;
@@ -314,22 +321,6 @@ QList<int> recordOf(const Exiv2::ExifData& data, const char* key)
     });
 }
 
-/// Runs a change of one datum that returns whether it worked; reports a failure.
-template <typename Function>
-void change(const QString& where, const char* key, const QString& value, Function function)
-{
-    try {
-        if (function())
-            return;
-    } catch (const Exiv2::Error& error) {
-        RKExiv2Library::describeError(where, error);
-        return;
-    } catch (...) {
-    }
-    qWarning().noquote() << QLatin1String(key) + QLatin1Char(' ') + value
-            + QStringLiteral(" does not work");
-}
-
 /// Stores a text under the key with the type that is chosen for the tag's own type. The old value
 /// stays until the new one is complete.
 template <typename ChooseType>
@@ -339,7 +330,7 @@ void store(Exiv2::ExifData& data,
     const QString& value,
     ChooseType chooseType)
 {
-    change(where, key, value, [&] {
+    RKExiv2Library::change(where, key, value, [&] {
         const Exiv2::ExifKey exifKey(key);
         const auto parsed = RKExiv2Compat::makeValue(chooseType(exifKey.defaultTypeId()));
         if (parsed->read(value.toStdString()) != 0)
@@ -530,8 +521,12 @@ bool RKExiv2ExifData::extractThumbnailData(QByteArray& data) const
     data.clear();
     if (m_secondDirectoryIsPage)
         return false;
-    data = RKExiv2Library::valueOr(QByteArray(),
-        [&] { return RKExiv2Compat::toByteArray(Exiv2::ExifThumbC(m_exifData).copy()); });
+    // exiv2 believes the tag for the compression, which is wrong in files of Ricoh and Hasselblad.
+    data = read(m_exifData, "Exif.Thumbnail.JPEGInterchangeFormat", QByteArray(), dataAreaOf);
+    if (!data.startsWith(kJpegStart)) {
+        data = RKExiv2Library::valueOr(QByteArray(),
+            [&] { return RKExiv2Compat::toByteArray(Exiv2::ExifThumbC(m_exifData).copy()); });
+    }
     return !data.isEmpty();
 }
 
@@ -651,7 +646,7 @@ void RKExiv2ExifData::setString(const char* key, const QString& value)
 
 void RKExiv2ExifData::setStringWithLocale(const char* key, const QString& value)
 {
-    change(
+    RKExiv2Library::change(
         QStringLiteral("void RKExiv2ExifData::setStringWithLocale(const char *, const QString &)"),
         key,
         value,

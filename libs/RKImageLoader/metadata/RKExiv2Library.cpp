@@ -46,7 +46,8 @@ Exiv2::Dictionary registerBuiltInNamespaces()
 const PrefixTable& knownPrefixes()
 {
     static const PrefixTable* const table = [] {
-        auto* filled = new PrefixTable;
+        // The toolkit does not list our own.
+        auto* filled = new PrefixTable{{kPrefix, kNamespace}};
         for (const auto& entry : registerBuiltInNamespaces()) {
             // The toolkit has namespaces of its own that exiv2 gives no keys.
             if (const std::string uri = namespaceOf(entry.first); !uri.empty())
@@ -80,6 +81,12 @@ QReadWriteLock* RKExiv2Library::xmpLock()
     return lock;
 }
 
+const std::map<std::string, std::string>& RKExiv2Library::knownNamespaces()
+{
+    initialize();
+    return knownPrefixes();
+}
+
 void RKExiv2Library::restoreKnownPrefixes()
 {
     for (const auto& [prefix, uri] : knownPrefixes()) {
@@ -107,4 +114,10 @@ void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& err
                                 .arg(QString::number(RKExiv2Compat::errorNumber(error)),
                                     QString::fromUtf8(error.what()),
                                     where);
+}
+
+void RKExiv2Library::reportUnchanged(const char* key, const QString& value)
+{
+    qWarning().noquote() << QLatin1String(key) + QLatin1Char(' ') + value
+            + QStringLiteral(" does not work");
 }

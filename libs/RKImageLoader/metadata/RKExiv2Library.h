@@ -6,6 +6,9 @@
 #include <QReadWriteLock>
 #include <QString>
 
+#include <map>
+#include <string>
+
 /// What all users of exiv2 in this process share: its initialisation, its registry of XMP
 /// namespaces with the lock around it, and the report of its errors.
 ///
@@ -31,6 +34,9 @@ public:
     /// are held; never the other way round. A thread that holds it shared must not ask for it
     /// exclusively.
     static QReadWriteLock* xmpLock();
+
+    /// The prefixes that are known before any file is read, with their namespaces.
+    static const std::map<std::string, std::string>& knownNamespaces();
 
     /// Binds each known prefix to its published namespace again: reading a file that binds, say,
     /// "dc" to a namespace of its own changes "Xmp.dc" for the whole process. Called before an
@@ -58,4 +64,26 @@ public:
             return fallback;
         }
     }
+
+    /// Runs a change of one datum that returns whether it worked. Logs a failure: with
+    /// describeError() for an error of exiv2, with the warning "KEY VALUE does not work" for
+    /// another one.
+    template <typename Function>
+    static bool change(
+        const QString& where, const char* key, const QString& value, Function function)
+    {
+        try {
+            if (function())
+                return true;
+        } catch (const Exiv2::Error& error) {
+            describeError(where, error);
+            return false;
+        } catch (...) {
+        }
+        reportUnchanged(key, value);
+        return false;
+    }
+
+    /// Logs the warning "KEY VALUE does not work".
+    static void reportUnchanged(const char* key, const QString& value);
 };

@@ -195,6 +195,9 @@ public:
     /// the new image on success, the old one on failure. False for a null buffer.
     bool save(QBuffer* buffer) const;
 
+    /// Prepares the library that does the work, once per process. The constructors do so too.
+    static void initialize();
+
     /// Who wrote the library that does the work, for an about box.
     static QString copyright();
 

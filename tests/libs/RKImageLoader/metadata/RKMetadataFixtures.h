@@ -1,13 +1,14 @@
 #pragma once
 
 #include "RKImageLoader/metadata/RKExiv2Compat.h"
+#include "RKImageLoader/metadata/RKExiv2Library.h"
 
 #include <QBuffer>
 #include <QByteArray>
 #include <QImage>
 #include <QtEndian>
 
-/// Image files made in memory, with metadata written by exiv2 itself.
+/// Image files made in memory, with metadata written by exiv2 itself. For one thread.
 namespace RKMetadataFixtures {
 
 /// A picture whose pixels all differ from their neighbours.
@@ -33,6 +34,7 @@ inline QByteArray imageFile(const char* format, const QSize& size = {48, 32})
 /// An opened image with its metadata read. The bytes have to outlive it.
 inline RKExiv2ImagePtr open(const QByteArray& bytes)
 {
+    RKExiv2Library::initialize();
     RKExiv2ImagePtr image = RKExiv2Compat::openMemory(bytes);
     image->readMetadata();
     return image;

@@ -1,0 +1,43 @@
+// An XMP packet: parsed, decoded, its face regions read, and two faces merged into them.
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/metadata/RKExiv2XmpData.h"
+#include "RKImageLoader/metadata/RKXmpRegions.h"
+
+#include <QtGlobal>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+{
+    static const bool isQuiet = [] {
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+        return true;
+    }();
+    Q_UNUSED(isQuiet)
+
+    const std::string packet(reinterpret_cast<const char*>(bytes), size);
+    RKXmpRegions regions;
+    regions.parseXmpData(packet);
+    regions.facePositionsByXMP(nullptr);
+    regions.appliedToImageSize(nullptr);
+
+    RKExiv2XmpData data;
+    if (!data.setXmpPacket(packet))
+        return 0;
+    const auto before = data.allData();
+    const QSize imageSize(400, 300);
+    RKFacePositions faces(imageSize, QRect(40, 30, 80, 60), faceDetectionEngineHP);
+    faces.add(RKFacePositions(imageSize, QRect(320, 240, 40, 30), faceDetectionEngineHP));
+    if (!regions.expandFaces(&data, imageSize, faces)) {
+        if (data.allData() != before)
+            qFatal("a refused update has changed the properties");
+        return 0;
+    }
+    if (data.facePositions().count() < faces.count())
+        qFatal("a face was merged and cannot be read");
+    if (!regions.removeFaceRegions(&data) || !data.facePositions().isEmpty())
+        qFatal("the faces cannot be removed");
+    return 0;
+}

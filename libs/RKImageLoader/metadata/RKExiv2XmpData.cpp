@@ -1,0 +1,570 @@
+#include "RKImageLoader/metadata/RKExiv2XmpData.h"
+
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/metadata/RKExiv2LanguageText.h"
+#include "RKImageLoader/metadata/RKExiv2Library.h"
+#include "RKImageLoader/metadata/RKXmpPacketParser_p.h"
+#include "RKImageLoader/metadata/RKXmpRegions.h"
+
+#include <QDebug>
+#include <QWriteLocker>
+
+#include <algorithm>
+#include <cstdlib>
+#include <numeric>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// As exiv2 itself encodes XMP when it writes an image. Padding 0 stands for the toolkit's default
+// of about 2 KB, which counts.
+constexpr auto kEncodeFlags = static_cast<uint16_t>(
+    Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::omitAllFormatting);
+constexpr uint32_t kPadding = 0;
+
+/// Where a key of a part of a structure or an array ("Xmp.dc.subject[1]/?xml:lang") branches off
+/// its parent's key.
+size_t branchOf(const std::string& key)
+{
+    return key.find_last_of("/[");
+}
+
+/// The key of the property that a key belongs to.
+std::string propertyKey(const std::string& key)
+{
+    return key.substr(0, key.find_first_of("/["));
+}
+
+Exiv2::XmpData::const_iterator find(const Exiv2::XmpData& data, const std::string& key)
+{
+    // Without XmpKey, which walks the registry of namespaces.
+    return std::find_if(data.begin(), data.end(), [&key](const Exiv2::Xmpdatum& datum) {
+        return datum.key() == key;
+    });
+}
+
+/// What the function makes of the datum with that key; the fallback where there is none, or an
+/// error.
+template <typename Value, typename Function>
+Value read(const Exiv2::XmpData& data, const char* key, Value fallback, Function function)
+{
+    return RKExiv2Library::valueOr(fallback, [&]() -> Value {
+        const auto datum = find(data, key);
+        return datum == data.end() ? fallback : function(*datum);
+    });
+}
+
+/// The data that satisfy the condition, in order.
+template <typename Condition>
+Exiv2::XmpData filtered(const Exiv2::XmpData& data, Condition condition)
+{
+    Exiv2::XmpData kept;
+    for (const Exiv2::Xmpdatum& datum : data) {
+        if (condition(datum.key()))
+            kept.add(datum);
+    }
+    return kept;
+}
+
+/// The data without a property, or part of one, and all that belongs to it.
+Exiv2::XmpData withoutProperty(const Exiv2::XmpData& data, const std::string& key)
+{
+    return filtered(data, [&key](const std::string& other) {
+        if (other.compare(0, key.size(), key) != 0)
+            return true;
+        return other.size() > key.size() && other[key.size()] != '/' && other[key.size()] != '[';
+    });
+}
+
+/// 0 on success. Everything else leaves the data alone.
+int decode(const std::string& packet, Exiv2::XmpData* data)
+{
+    try {
+        // The parser clears its target before it knows whether the packet is any good.
+        Exiv2::XmpData decoded;
+        if (const int failure = Exiv2::XmpParser::decode(decoded, packet); failure != 0)
+            return failure;
+        *data = std::move(decoded);
+        return 0;
+    } catch (const Exiv2::Error& error) {
+        return RKExiv2Compat::errorNumber(error);
+    } catch (const std::exception&) {
+        return -1;
+    }
+}
+
+/// False, and the packet left alone, for data that cannot be encoded.
+bool encode(const Exiv2::XmpData& data, std::string* packet)
+{
+    return RKExiv2Library::valueOr(false,
+        [&] { return Exiv2::XmpParser::encode(*packet, data, kEncodeFlags, kPadding) == 0; });
+}
+
+/// Decoding has put prefixes of the packet into the keys that exiv2 does not know, or knows for
+/// something else: they are good only until the next file is read.
+bool hasForeignKeys(const Exiv2::XmpData& data, const std::string& packet)
+{
+    const std::vector<std::string> prefixes = RKXmpPacketParser::replacedPrefixes(packet);
+    return std::any_of(prefixes.begin(), prefixes.end(), [&data](const std::string& prefix) {
+        // As the toolkit calls the default namespace.
+        const std::string name = prefix.empty() ? "_dflt_" : prefix;
+        return std::any_of(data.begin(), data.end(), [&name](const Exiv2::Xmpdatum& datum) {
+            const std::string key = datum.key();
+            return key.find('/' + name + ':') != std::string::npos
+                || key.find("/?" + name + ':') != std::string::npos || datum.groupName() == name;
+        });
+    });
+}
+
+/// Decodes a packet with the prefixes that exiv2 knows, and changes the packet likewise.
+int decodeWithKnownPrefixes(std::string* packet, Exiv2::XmpData* data)
+{
+    if (const int failure = decode(*packet, data); failure != 0)
+        return failure;
+    RKXmpPacketParser parser;
+    if (!hasForeignKeys(*data, *packet) || !parser.parse(*packet))
+        return 0;
+    std::string renamed = RKXmpPacketParser::serialize(parser.document());
+    RKExiv2Library::refreshNamespaces();
+    if (decode(renamed, data) == 0)
+        *packet = std::move(renamed);
+    return 0;
+}
+
+std::string withoutTrailingNuls(const std::string& packet)
+{
+    return packet.substr(0, packet.find_last_not_of('\0') + 1);
+}
+
+/// The packet that an opened image's XMP was read from; empty without one.
+std::string packetOf(const Exiv2::Image& image)
+{
+    const std::string packet = withoutTrailingNuls(image.xmpPacket());
+    return packet.empty() ? withoutTrailingNuls(image.xmpData().xmpPacket()) : packet;
+}
+
+/// exiv2 could not decode the image's packet, and would drop it.
+bool isUndecodable(const Exiv2::Image& image)
+{
+    const std::string packet = packetOf(image);
+    Exiv2::XmpData scratch;
+    return image.xmpData().empty() && !packet.empty() && decode(packet, &scratch) != 0;
+}
+
+/// The keys without which exiv2 cannot encode a datum: the structure or array that it is part of,
+/// and the element before it in an array.
+std::vector<std::string> requiredKeys(const std::string& key)
+{
+    const size_t branch = branchOf(key);
+    if (branch == std::string::npos)
+        return {};
+    std::vector<std::string> keys{key.substr(0, branch)};
+    if (key[branch] == '[') {
+        const int index = std::atoi(key.c_str() + branch + 1);
+        keys.push_back(keys.front() + '[' + std::to_string(index - 1) + ']');
+    }
+    return keys;
+}
+
+/// For each datum its place in the order in which data are to go: largest first, later ones before
+/// earlier ones; at the latest with what it needs.
+std::vector<size_t> removalRanks(const Exiv2::XmpData& data)
+{
+    std::vector<qsizetype> sizes;
+    for (const Exiv2::Xmpdatum& datum : data)
+        sizes.push_back(RKExiv2Compat::size(datum));
+    std::vector<size_t> order(sizes.size());
+    std::iota(order.rbegin(), order.rend(), size_t(0));
+    std::stable_sort(order.begin(), order.end(), [&sizes](size_t left, size_t right) {
+        return sizes[left] > sizes[right];
+    });
+    std::vector<size_t> ranks(order.size());
+    for (size_t rank = 0; rank < order.size(); ++rank)
+        ranks[order[rank]] = rank;
+
+    // What a datum needs comes before it, so that the ranks found so far are final.
+    std::unordered_map<std::string, size_t> rankOfKey;
+    size_t index = 0;
+    for (const Exiv2::Xmpdatum& datum : data) {
+        size_t& rank = ranks[index++];
+        for (const std::string& key : requiredKeys(datum.key())) {
+            if (const auto required = rankOfKey.find(key); required != rankOfKey.end())
+                rank = std::min(rank, required->second);
+        }
+        rankOfKey.emplace(datum.key(), rank);
+    }
+    return ranks;
+}
+
+/// The data without the first ones to go.
+Exiv2::XmpData withoutFirst(
+    const Exiv2::XmpData& data, const std::vector<size_t>& ranks, size_t removed)
+{
+    size_t index = 0;
+    return filtered(data, [&](const std::string&) { return ranks[index++] >= removed; });
+}
+
+void logRemoved(const Exiv2::XmpData& data, const std::vector<size_t>& ranks, size_t removed)
+{
+    std::vector<std::pair<size_t, QString>> gone;
+    size_t index = 0;
+    for (const Exiv2::Xmpdatum& datum : data) {
+        if (const size_t rank = ranks[index++]; rank < removed)
+            gone.emplace_back(rank, RKExiv2Compat::keyText(datum));
+    }
+    std::stable_sort(gone.begin(), gone.end(), [](const auto& left, const auto& right) {
+        return left.first < right.first;
+    });
+    for (const auto& [rank, key] : gone)
+        qWarning().noquote() << "xmpData is to large. Deleting the xmpData key" << key;
+}
+
+} // namespace
+
+RKExiv2XmpData::RKExiv2XmpData() = default;
+
+RKExiv2XmpData::RKExiv2XmpData(const RKExiv2ImagePtr& image)
+    : m_data(image->xmpData())
+    , m_packet(packetOf(*image))
+{
+    if (hasForeignKeys(m_data, m_packet))
+        setXmpPacket(m_packet);
+    m_changed = m_packet.empty() && !m_data.empty();
+}
+
+RKExiv2XmpData::~RKExiv2XmpData() = default;
+
+Exiv2::MetadataId RKExiv2XmpData::supportedMetaData() const
+{
+    return Exiv2::mdXmp;
+}
+
+bool RKExiv2XmpData::hasXMPKey(const QString& key) const
+{
+    return find(m_data, key.toStdString()) != m_data.end();
+}
+
+int RKExiv2XmpData::readInt(const char* key) const
+{
+    return readIntList(key).value(0);
+}
+
+double RKExiv2XmpData::readReal(const char* key) const
+{
+    const QString text = readString(key);
+    bool ok = false;
+    const double number = text.toDouble(&ok);
+    if (ok)
+        return number;
+    const double numerator = text.section(QLatin1Char('/'), 0, 0).toDouble();
+    const double denominator = text.section(QLatin1Char('/'), 1).toDouble();
+    return denominator != 0.0 ? numerator / denominator : 0.0;
+}
+
+QList<int> RKExiv2XmpData::readIntList(const char* key) const
+{
+    return read(m_data, key, QList<int>(), [](const Exiv2::Xmpdatum& datum) {
+        QList<int> integers;
+        for (qsizetype i = 0; i < RKExiv2Compat::count(datum); ++i)
+            integers.append(static_cast<int>(RKExiv2Compat::toInt64(datum, i)));
+        return integers;
+    });
+}
+
+QString RKExiv2XmpData::readString(const char* key) const
+{
+    return read(m_data, key, QString(), [](const Exiv2::Xmpdatum& datum) {
+        return QString::fromStdString(datum.toString());
+    });
+}
+
+QString RKExiv2XmpData::readStringWithLocale(const char* key) const
+{
+    return read(m_data, key, QString(), [](const Exiv2::Xmpdatum& datum) {
+        return RKExiv2LanguageText::defaultText(datum.value());
+    });
+}
+
+QDateTime RKExiv2XmpData::dateTime(const char* key) const
+{
+    return QDateTime::fromString(readString(key).trimmed(), Qt::ISODate);
+}
+
+int RKExiv2XmpData::adobeRating() const
+{
+    static constexpr char kRating[] = "Xmp.xmp.Rating";
+    return hasXMPKey(QLatin1String(kRating)) ? readInt(kRating) : -1;
+}
+
+bool RKExiv2XmpData::store(const char* key, const Exiv2::Value& value)
+{
+    const Exiv2::XmpKey xmpKey(key);
+    m_data = withoutProperty(m_data, xmpKey.key());
+    m_changed = true;
+    return m_data.add(xmpKey, &value) == 0;
+}
+
+void RKExiv2XmpData::setString(const char* key, const QString& value)
+{
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    RKExiv2Library::change(
+        QStringLiteral("void RKExiv2XmpData::setString(const char *, const QString &)"),
+        key,
+        value,
+        [&] {
+            RKExiv2Library::restoreKnownPrefixes();
+            const auto parsed
+                = RKExiv2Compat::makeValue(Exiv2::XmpProperties::propertyType(Exiv2::XmpKey(key)));
+            return parsed->read(RKXmpPacketParser::validText(value).toStdString()) == 0
+                && store(key, *parsed);
+        });
+}
+
+void RKExiv2XmpData::setStringWithLocale(const char* key, const QString& value)
+{
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    RKExiv2Library::change(
+        QStringLiteral("void RKExiv2XmpData::setStringWithLocale(const char *, const QString &)"),
+        key,
+        value,
+        [&] {
+            RKExiv2Library::restoreKnownPrefixes();
+            Exiv2::LangAltValue alternatives;
+            if (const auto old = find(m_data, key); old != m_data.end()) {
+                if (const auto* oldAlternatives
+                    = dynamic_cast<const Exiv2::LangAltValue*>(&old->value()))
+                    alternatives = *oldAlternatives;
+            }
+            alternatives.value_["x-default"] = RKXmpPacketParser::validText(value).toStdString();
+            return store(key, alternatives);
+        });
+}
+
+void RKExiv2XmpData::setStringList(const char* key, const QList<QString>& values)
+{
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    RKExiv2Library::change(
+        QStringLiteral("void RKExiv2XmpData::setStringList(const char *, const QList<QString> &)"),
+        key,
+        QStringList(values).join(QLatin1String(", ")),
+        [&] {
+            RKExiv2Library::restoreKnownPrefixes();
+            const Exiv2::TypeId registered = Exiv2::XmpProperties::propertyType(Exiv2::XmpKey(key));
+            const bool isArray = registered == Exiv2::xmpSeq || registered == Exiv2::xmpAlt;
+            const auto array = RKExiv2Compat::makeValue(isArray ? registered : Exiv2::xmpBag);
+            // Reading appends one element.
+            for (const QString& value : values) {
+                if (array->read(RKXmpPacketParser::validText(value).toStdString()) != 0)
+                    return false;
+            }
+            return store(key, *array);
+        });
+}
+
+void RKExiv2XmpData::setInt(const char* key, int value)
+{
+    setString(key, QString::number(value));
+}
+
+void RKExiv2XmpData::setReal(const char* key, double value)
+{
+    setString(key, QString::number(value, 'g', 15));
+}
+
+void RKExiv2XmpData::setIntList(const char* key, const QList<int>& values)
+{
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    RKExiv2Library::change(
+        QStringLiteral("void RKExiv2XmpData::setIntList(const char *, QList<int>)"),
+        key,
+        QString(),
+        [&] {
+            RKExiv2Library::restoreKnownPrefixes();
+            Exiv2::XmpArrayValue array(Exiv2::xmpSeq);
+            for (const int value : values) {
+                if (array.read(std::to_string(value)) != 0)
+                    return false;
+            }
+            return store(key, array);
+        });
+}
+
+void RKExiv2XmpData::setDateTime(const char* key, const QDateTime& value)
+{
+    const bool isWhole = value.time().msec() == 0;
+    setString(key, value.toString(isWhole ? Qt::ISODate : Qt::ISODateWithMs));
+}
+
+bool RKExiv2XmpData::setXmpPacket(const std::string& packet)
+{
+    std::string text = withoutTrailingNuls(packet);
+    Exiv2::XmpData data;
+    if (!text.empty()) {
+        const QWriteLocker locker(RKExiv2Library::xmpLock());
+        RKExiv2Library::refreshNamespaces();
+        if (const int failure = decodeWithKnownPrefixes(&text, &data); failure != 0) {
+            qWarning() << "setXmpPacket failed:" << failure;
+            return false;
+        }
+    }
+    m_data = std::move(data);
+    m_packet = std::move(text);
+    m_changed = false;
+    return true;
+}
+
+void RKExiv2XmpData::registerNamespaces() const
+{
+    // Decoding registers the namespaces of the file that are not known; another file may have bound
+    // their prefixes anew meanwhile.
+    Exiv2::XmpData scratch;
+    if (!m_packet.empty())
+        decode(m_packet, &scratch);
+    RKExiv2Library::refreshNamespaces();
+}
+
+bool RKExiv2XmpData::currentPacket(std::string* packet) const
+{
+    if (!m_changed) {
+        *packet = m_packet;
+        return true;
+    }
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    registerNamespaces();
+    if (encode(m_data, packet))
+        return true;
+    qWarning() << "failed to encode XMP data";
+    return false;
+}
+
+std::string RKExiv2XmpData::xmpPacket() const
+{
+    std::string packet;
+    currentPacket(&packet);
+    return packet;
+}
+
+RKFacePositions RKExiv2XmpData::facePositions() const
+{
+    return RKXmpRegions().facePositionsByXMP(this);
+}
+
+QHash<QString, QString> RKExiv2XmpData::allData() const
+{
+    QHash<QString, QString> all;
+    for (const Exiv2::Xmpdatum& datum : m_data) {
+        all.insert(RKExiv2Compat::keyText(datum), RKExiv2Library::valueOr(QString(), [&] {
+            return QString::fromStdString(datum.toString());
+        }));
+    }
+    return all;
+}
+
+QStringList RKExiv2XmpData::debugOutput() const
+{
+    QStringList lines;
+    for (const Exiv2::Xmpdatum& datum : m_data) {
+        const QString value = RKExiv2Library::valueOr(
+            QString(), [&] { return QString::fromStdString(datum.toString()); });
+        // XMP properties have no tag numbers.
+        lines.append(QStringLiteral("%1 0x%2 %3 %4 Bytes  %5")
+                         .arg(RKExiv2Compat::keyText(datum),
+                             QStringLiteral("0000"),
+                             QString::fromLatin1(datum.typeName()),
+                             QString::number(RKExiv2Compat::size(datum)),
+                             value));
+    }
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    registerNamespaces();
+    std::string packet;
+    encode(m_data, &packet);
+    lines.append(QStringLiteral("XMP total size: %1 Bytes").arg(packet.size()));
+    return lines;
+}
+
+bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
+{
+    if (!canWriteTo(image))
+        return false;
+
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    if (isUndecodable(*image)) {
+        // exiv2 would write its empty data over the packet.
+        image->writeXmpFromPacket(true);
+        if (!m_data.empty())
+            qWarning() << "XMP data of the image cannot be decoded and are left as they are";
+        return true;
+    }
+    registerNamespaces();
+    std::string packet = packetOf(*image);
+    if (hasForeignKeys(image->xmpData(), packet))
+        decodeWithKnownPrefixes(&packet, &image->xmpData());
+    if (RKXmpRegions::containsXmpData(m_data))
+        RKXmpRegions::stripRegions(image->xmpData());
+    mergeInto(image->xmpData());
+    makeSureXmpDataIsLessThan64k(image->xmpData());
+    if (RKExiv2Compat::isJpegFamily(*image))
+        removeLargest(image->xmpData(), kJpegPacketLimit);
+    return true;
+}
+
+void RKExiv2XmpData::mergeInto(Exiv2::XmpData& target) const
+{
+    // Property by property: arrays and structures of two images must not mix.
+    std::unordered_set<std::string> held;
+    for (const Exiv2::Xmpdatum& datum : m_data)
+        held.insert(propertyKey(datum.key()));
+    Exiv2::XmpData merged = filtered(
+        target, [&held](const std::string& key) { return held.count(propertyKey(key)) == 0; });
+    for (const Exiv2::Xmpdatum& datum : m_data)
+        merged.add(datum);
+    target = merged;
+}
+
+void RKExiv2XmpData::removeKey(const char* key)
+{
+    if (!hasXMPKey(QLatin1String(key)))
+        return;
+    m_data = withoutProperty(m_data, key);
+    m_changed = true;
+}
+
+void RKExiv2XmpData::clear()
+{
+    m_data.clear();
+    m_packet.clear();
+    m_changed = false;
+}
+
+void RKExiv2XmpData::makeSureXmpDataIsLessThan64k(Exiv2::XmpData& data) const
+{
+    removeLargest(data, kPacketLimit);
+}
+
+void RKExiv2XmpData::removeLargest(Exiv2::XmpData& data, size_t limit) const
+{
+    std::string packet;
+    bool encoded = encode(data, &packet);
+    if (encoded && packet.size() < limit)
+        return;
+
+    // What goes next does not depend on what has gone, so that the least number of data to remove
+    // can be searched for: a hostile file may have many thousands.
+    const std::vector<size_t> ranks = removalRanks(data);
+    size_t tooFew = 0;
+    size_t enough = ranks.size();
+    while (encoded && enough - tooFew > 1) {
+        const size_t middle = tooFew + (enough - tooFew) / 2;
+        encoded = encode(withoutFirst(data, ranks, middle), &packet);
+        (packet.size() < limit ? enough : tooFew) = middle;
+    }
+    if (!encoded) {
+        qWarning() << "failed to encode XMP data";
+        return;
+    }
+    logRemoved(data, ranks, enough);
+    data = withoutFirst(data, ranks, enough);
+}

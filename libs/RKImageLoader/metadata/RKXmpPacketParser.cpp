@@ -1,0 +1,389 @@
+#include "RKImageLoader/metadata/RKExiv2Library.h"
+#include "RKImageLoader/metadata/RKXmpPacketParser_p.h"
+
+#include <QHash>
+#include <QList>
+#include <QStringList>
+#include <QXmlStreamReader>
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+constexpr QLatin1String kDeclaration("xmlns");
+
+/// The prefix of a qualified name, empty without one.
+QString prefixOf(const QString& qualifiedName)
+{
+    const qsizetype colon = qualifiedName.indexOf(QLatin1Char(':'));
+    return colon < 0 ? QString() : qualifiedName.left(colon);
+}
+
+QString localName(const QString& qualifiedName)
+{
+    return qualifiedName.mid(qualifiedName.indexOf(QLatin1Char(':')) + 1);
+}
+
+QString qualified(const QString& prefix, const QString& name)
+{
+    return prefix.isEmpty() ? name : prefix + QLatin1Char(':') + name;
+}
+
+bool isDeclaration(const QString& attributeName)
+{
+    return attributeName == kDeclaration || prefixOf(attributeName) == kDeclaration;
+}
+
+/// The prefix that a namespace declaration declares; empty for the default namespace.
+QString declaredPrefix(const QString& attributeName)
+{
+    return attributeName == kDeclaration ? QString() : localName(attributeName);
+}
+
+QString declarationOf(const QString& prefix)
+{
+    return prefix.isEmpty() ? QString(kDeclaration) : qualified(QString(kDeclaration), prefix);
+}
+
+using PrefixOfNamespace = QHash<QString, QString>;
+
+/// exiv2 takes a namespace without its last slash for the one with it, and adds the slash.
+QString withoutLastSlash(QString uri)
+{
+    if (uri.endsWith(QLatin1Char('/')))
+        uri.chop(1);
+    return uri;
+}
+
+/// The known namespaces, without their last slash, and those of RDF itself, with their prefixes.
+const PrefixOfNamespace& prefixesOfNamespaces()
+{
+    static const PrefixOfNamespace table = [] {
+        PrefixOfNamespace prefixes;
+        for (const auto& [prefix, uri] : RKExiv2Library::knownNamespaces())
+            prefixes.insert(
+                withoutLastSlash(QString::fromStdString(uri)), QString::fromStdString(prefix));
+        prefixes.insert(
+            QStringLiteral("http://www.w3.org/1999/02/22-rdf-syntax-ns#"), QStringLiteral("rdf"));
+        prefixes.insert(
+            QStringLiteral("http://www.w3.org/2000/01/rdf-schema#"), QStringLiteral("rdfs"));
+        return prefixes;
+    }();
+    return table;
+}
+
+/// Writers have bound these to outdated namespaces, as jpeg-region-of-interest.jpg of GNOME's tests
+/// does with stArea; everybody reads them by their prefix.
+bool isPrefixOfRegions(const QString& prefix)
+{
+    return prefix == QLatin1String("mwg-rs") || prefix == QLatin1String("stArea")
+        || prefix == QLatin1String("stDim") || prefix == QLatin1String("rdfs")
+        || prefix == QLatin1String("rdf");
+}
+
+/// The prefix to use for a namespace that a packet declares under a prefix.
+QString usedPrefix(const QString& declared, const QString& uri)
+{
+    const QString known = prefixesOfNamespaces().value(withoutLastSlash(uri));
+    if (!known.isEmpty())
+        return known;
+    const bool isKnown = RKExiv2Library::knownNamespaces().count(declared.toStdString()) != 0;
+    return isKnown && !isPrefixOfRegions(declared) ? declared + QLatin1Char('0') : declared;
+}
+
+/// The prefixes of the element that is being read, where they are to be replaced.
+class PrefixScopes
+{
+public:
+    /// Enters an element with these attributes.
+    void enter(const QXmlStreamAttributes& attributes)
+    {
+        QStringList changed;
+        for (const QXmlStreamAttribute& attribute : attributes) {
+            const QString name = attribute.qualifiedName().toString();
+            if (!isDeclaration(name))
+                continue;
+            const QString declared = declaredPrefix(name);
+            const QString used = usedPrefix(declared, attribute.value().toString());
+            // Also an equal prefix hides what an outer element made of it.
+            if (used == declared && !m_used.contains(declared))
+                continue;
+            m_used[declared].append(used);
+            changed.append(declared);
+        }
+        m_changed.append(changed);
+    }
+
+    void leave()
+    {
+        const QStringList changed = m_changed.takeLast();
+        for (const QString& declared : changed) {
+            QStringList& used = m_used[declared];
+            used.removeLast();
+            if (used.isEmpty())
+                m_used.remove(declared);
+        }
+    }
+
+    QString elementName(const QString& name) const
+    {
+        if (m_used.isEmpty())
+            return name;
+        const QString prefix = prefixOf(name);
+        const auto used = m_used.constFind(prefix);
+        return used == m_used.constEnd() ? name : qualified(used->constLast(), localName(name));
+    }
+
+    QString attributeName(const QString& name) const
+    {
+        if (m_used.isEmpty())
+            return name;
+        if (isDeclaration(name)) {
+            const QString declared = declaredPrefix(name);
+            const auto used = m_used.constFind(declared);
+            return used == m_used.constEnd() ? name : declarationOf(used->constLast());
+        }
+        // The default namespace is for elements only.
+        return name.contains(QLatin1Char(':')) ? elementName(name) : name;
+    }
+
+private:
+    /// From a declared prefix to the ones used for it; the last one belongs to the innermost
+    /// element.
+    QHash<QString, QStringList> m_used;
+    /// For each open element the prefixes that it has added to m_used.
+    QList<QStringList> m_changed;
+};
+
+/// Turns the reader's tokens into a document.
+class DocumentBuilder
+{
+public:
+    explicit DocumentBuilder(QXmlStreamReader* reader)
+        : m_reader(reader)
+        // Not null, unlike a default one; the empty name makes no document type.
+        , m_document(QString())
+        , m_current(m_document)
+    {
+    }
+
+    QDomDocument document() const
+    {
+        return m_document;
+    }
+
+    /// Takes the reader's current token; a refusal becomes an error of the reader.
+    void add()
+    {
+        switch (m_reader->tokenType()) {
+        case QXmlStreamReader::StartElement: startElement(); break;
+        case QXmlStreamReader::EndElement: endElement(); break;
+        case QXmlStreamReader::Characters: characters(); break;
+        case QXmlStreamReader::Comment:
+            m_current.appendChild(m_document.createComment(m_reader->text().toString()));
+            break;
+        case QXmlStreamReader::ProcessingInstruction:
+            m_current.appendChild(m_document.createProcessingInstruction(
+                m_reader->processingInstructionTarget().toString(),
+                m_reader->processingInstructionData().toString()));
+            break;
+        case QXmlStreamReader::DTD:
+            // Declares entities, which may grow without bound when they are expanded.
+            m_reader->raiseError(QStringLiteral("document type declaration in XMP"));
+            break;
+        default: break;
+        }
+    }
+
+private:
+    void startElement()
+    {
+        const QXmlStreamAttributes attributes = m_reader->attributes();
+        ++m_depth;
+        m_nodes += 1 + attributes.size();
+        if (m_depth > RKXmpPacketParser::kMaxDepth) {
+            m_reader->raiseError(QStringLiteral("elements are nested too deeply"));
+            return;
+        }
+        if (m_nodes > RKXmpPacketParser::kMaxNodes) {
+            m_reader->raiseError(QStringLiteral("too many elements and attributes"));
+            return;
+        }
+        m_blanks.clear();
+        m_scopes.enter(attributes);
+        QDomElement element
+            = m_document.createElement(m_scopes.elementName(m_reader->qualifiedName().toString()));
+        for (const QXmlStreamAttribute& attribute : attributes)
+            element.setAttribute(m_scopes.attributeName(attribute.qualifiedName().toString()),
+                attribute.value().toString());
+        m_current = m_current.appendChild(element);
+    }
+
+    void endElement()
+    {
+        takeBlanks();
+        m_current = m_current.parentNode();
+        m_scopes.leave();
+        --m_depth;
+    }
+
+    void characters()
+    {
+        // Blanks between elements are layout; those of an element without others are its value.
+        if (m_reader->isWhitespace() && !m_reader->isCDATA()) {
+            if (!m_current.hasChildNodes())
+                m_blanks = m_reader->text().toString();
+            return;
+        }
+        takeBlanks();
+        const QString text = m_reader->text().toString();
+        if (m_reader->isCDATA())
+            m_current.appendChild(m_document.createCDATASection(text));
+        else
+            m_current.appendChild(m_document.createTextNode(text));
+    }
+
+    void takeBlanks()
+    {
+        if (m_blanks.isEmpty())
+            return;
+        m_current.appendChild(m_document.createTextNode(m_blanks));
+        m_blanks.clear();
+    }
+
+    QXmlStreamReader* m_reader;
+    QDomDocument m_document;
+    QDomNode m_current;
+    PrefixScopes m_scopes;
+    QString m_blanks;
+    qsizetype m_nodes = 0;
+    int m_depth = 0;
+};
+
+/// An element of the packet may have more attributes than is sensible: there are more quotes after
+/// an equals sign than that between one "<" and the next, which no value can contain.
+bool mayHaveTooManyAttributes(std::string_view packet)
+{
+    int values = 0;
+    char previous = 0;
+    for (const char c : packet) {
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r')
+            continue;
+        if (c == '<')
+            values = 0;
+        else if (previous == '=' && (c == '"' || c == '\''))
+            ++values;
+        if (values > RKXmpPacketParser::kMaxAttributes)
+            return true;
+        previous = c;
+    }
+    return false;
+}
+
+std::string_view withoutTrailingNuls(std::string_view packet)
+{
+    const size_t last = packet.find_last_not_of('\0');
+    return last == std::string_view::npos ? std::string_view() : packet.substr(0, last + 1);
+}
+
+} // namespace
+
+bool RKXmpPacketParser::parse(const std::string& packet)
+{
+    m_document = QDomDocument();
+    const std::string_view text = withoutTrailingNuls(packet);
+    if (text.empty())
+        return true;
+    if (text.size() > kMaxPacketSize)
+        return fail(1, 1, QStringLiteral("the packet is too large"));
+    if (mayHaveTooManyAttributes(text))
+        return fail(1, 1, QStringLiteral("an element has too many attributes"));
+
+    QXmlStreamReader reader(
+        QByteArray::fromRawData(text.data(), static_cast<qsizetype>(text.size())));
+    // Off, as an undeclared prefix is no reason to lose the faces.
+    reader.setNamespaceProcessing(false);
+    DocumentBuilder builder(&reader);
+    while (!reader.atEnd()) {
+        reader.readNext();
+        builder.add();
+    }
+    if (reader.hasError())
+        return fail(reader.lineNumber(), reader.columnNumber(), reader.errorString());
+    m_document = builder.document();
+    return true;
+}
+
+QDomDocument RKXmpPacketParser::document() const
+{
+    return m_document;
+}
+
+qint64 RKXmpPacketParser::errorLine() const
+{
+    return m_errorLine;
+}
+
+qint64 RKXmpPacketParser::errorColumn() const
+{
+    return m_errorColumn;
+}
+
+QString RKXmpPacketParser::errorMessage() const
+{
+    return m_errorMessage;
+}
+
+bool RKXmpPacketParser::fail(qint64 line, qint64 column, const QString& message)
+{
+    m_errorLine = line;
+    m_errorColumn = column;
+    m_errorMessage = message;
+    return false;
+}
+
+std::vector<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& packet)
+{
+    std::vector<std::string> replaced;
+    static constexpr std::string_view kXmlns = "xmlns";
+    const std::string_view text = packet;
+    for (size_t at = text.find(kXmlns); at != std::string_view::npos; at = text.find(kXmlns, at)) {
+        at += kXmlns.size();
+        const size_t open = text.find_first_of("\"'", at);
+        if (open == std::string_view::npos)
+            break;
+        const size_t close = text.find(text[open], open + 1);
+        if (close == std::string_view::npos)
+            break;
+        const QString name = QString::fromUtf8(text.data() + at, static_cast<qsizetype>(open - at));
+        const QString uri
+            = QString::fromUtf8(text.data() + open + 1, static_cast<qsizetype>(close - open - 1));
+        const QString declared = localName(name.left(name.indexOf(QLatin1Char('=')))).trimmed();
+        if (usedPrefix(declared, uri) != declared)
+            replaced.push_back(declared.toStdString());
+        at = close;
+    }
+    return replaced;
+}
+
+QString RKXmpPacketParser::validText(const QString& text)
+{
+    QString result = text;
+    for (qsizetype i = 0; i < result.size(); ++i) {
+        const QChar c = result.at(i);
+        if (c.isHighSurrogate() && i + 1 < result.size() && result.at(i + 1).isLowSurrogate())
+            ++i;
+        else if (c.isSurrogate() || c.unicode() >= 0xFFFE)
+            result[i] = QChar::ReplacementCharacter;
+        else if (c.unicode() < 0x20 && c != QLatin1Char('\t') && c != QLatin1Char('\n')
+            && c != QLatin1Char('\r'))
+            result[i] = QLatin1Char(' ');
+    }
+    return result;
+}
+
+std::string RKXmpPacketParser::serialize(const QDomDocument& document)
+{
+    return document.toByteArray(-1).toStdString();
+}

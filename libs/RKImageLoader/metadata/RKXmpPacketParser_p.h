@@ -1,0 +1,66 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QDomDocument>
+#include <QString>
+
+#include <string>
+#include <vector>
+
+/// Parses an XMP packet, which comes from a file and may be hostile, into a DOM document.
+///
+/// The document names everything by qualified names. Namespaces that exiv2 knows appear under the
+/// prefixes that exiv2 writes, whatever the packet calls them; a known prefix that the packet binds
+/// to a namespace of its own gets a digit appended, except where a face region would be lost by
+/// that.
+///
+/// Unlike QDomDocument::setContent() it keeps the blanks of a value that is nothing but blanks, and
+/// it refuses what would exhaust stack, memory or time: document type declarations (and with them
+/// entities), deep nesting, and packets, elements and attributes beyond any real file's.
+///
+/// Reentrant.
+class RKIMAGELOADER_TEST_EXPORT RKXmpPacketParser
+{
+public:
+    /// Largest packet that is parsed, in bytes. Histories of edited files reach some megabytes.
+    static constexpr size_t kMaxPacketSize = 16 * 1024 * 1024;
+    /// Deepest nesting of elements: QDomDocument recurses, and takes half a second for a nesting of
+    /// 10 000. Real packets stay below 30.
+    static constexpr int kMaxDepth = 128;
+    /// Most elements and attributes together; 100 000 of each take 250 MB.
+    static constexpr int kMaxNodes = 50'000;
+    /// Most attributes of one element: QXmlStreamReader compares each with each, and takes a
+    /// quarter of a second for 10 000.
+    static constexpr int kMaxAttributes = 2'000;
+
+    /// False for a packet that is not well-formed or is refused; an empty one, also one of
+    /// NUL bytes only, gives an empty document.
+    bool parse(const std::string& packet);
+
+    /// The document of the last parse(); empty when that failed.
+    QDomDocument document() const;
+
+    /// Where and why the last parse() failed; lines count from 1.
+    qint64 errorLine() const;
+    qint64 errorColumn() const;
+    QString errorMessage() const;
+
+    /// The prefixes in the packet that parse() replaces; empty for the default namespace.
+    static std::vector<std::string> replacedPrefixes(const std::string& packet);
+
+    /// The text without what XML 1.0, 2.2 has no place for: control characters become blanks,
+    /// others U+FFFD. One such character in a value makes the whole packet unreadable.
+    static QString validText(const QString& text);
+
+    /// The text of a document without indentation, to be parsed again or given to exiv2.
+    static std::string serialize(const QDomDocument& document);
+
+private:
+    bool fail(qint64 line, qint64 column, const QString& message);
+
+    QDomDocument m_document;
+    qint64 m_errorLine = 0;
+    qint64 m_errorColumn = 0;
+    QString m_errorMessage;
+};

@@ -1,0 +1,241 @@
+#include "RKImageLoader/metadata/RKExiv2IptcData.h"
+
+#include "RKImageLoader/metadata/RKExiv2ExifData.h"
+#include "RKImageLoader/metadata/RKExiv2IccData.h"
+#include "RKMetadataFixtures.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace RKMetadataFixtures;
+
+namespace {
+
+constexpr char kCaption[] = "Iptc.Application2.Caption";
+constexpr char kKeywords[] = "Iptc.Application2.Keywords";
+constexpr char kCity[] = "Iptc.Application2.City";
+constexpr char kDate[] = "Iptc.Application2.DateCreated";
+constexpr char kTime[] = "Iptc.Application2.TimeCreated";
+constexpr char kCharacterSet[] = "Iptc.Envelope.CharacterSet";
+const QString kUtf8 = QStringLiteral("\x1b%G");
+
+void add(Exiv2::IptcData& data, const char* key, const std::string& bytes)
+{
+    Exiv2::StringValue value;
+    value.read(bytes);
+    data.add(Exiv2::IptcKey(key), &value);
+}
+
+QByteArray jpegWith(const QList<std::pair<const char*, std::string>>& sets)
+{
+    return withMetadata(imageFile("JPEG"), [&sets](Exiv2::Image& image) {
+        for (const auto& [key, bytes] : sets)
+            add(image.iptcData(), key, bytes);
+    });
+}
+
+RKExiv2IptcData dataIn(const QByteArray& file)
+{
+    return RKExiv2IptcData(open(file));
+}
+
+QByteArray saved(const RKExiv2IptcData& data, const QByteArray& file)
+{
+    RKExiv2ImagePtr image = open(file);
+    return data.mergeTo(image) ? write(*image) : QByteArray();
+}
+
+} // namespace
+
+class RKExiv2IptcDataTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void repeatedSetsSurviveASave();
+    void writingReplacesAllSetsOfAKey();
+    void textsReadInBothEncodings();
+    void characterSetIsMarkedWhereItIsTrue();
+    void mixedCharacterSetsAreEvenedOut();
+    void datesAreLocalTime();
+    void badTextsChangeNothing();
+    void languageMarkersAreRemoved();
+    void formatWithoutIptcTakesNothing();
+    void iccProfileIsTheImagesOwnOrThatOfExif();
+};
+
+void RKExiv2IptcDataTest::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+void RKExiv2IptcDataTest::repeatedSetsSurviveASave()
+{
+    const QByteArray file = jpegWith(
+        {{kKeywords, "a"}, {kCaption, "c"}, {kKeywords, "b"}, {kKeywords, "a"}, {kCity, "x"}});
+    const RKExiv2IptcData data = dataIn(file);
+    QCOMPARE(data.readString(kKeywords), QStringLiteral("a, b, a"));
+    QCOMPARE(data.allData().value(QLatin1String(kKeywords)), QStringLiteral("a, b, a"));
+    QCOMPARE(dataIn(saved(data, file)).allData(), data.allData());
+
+    const QByteArray other = jpegWith(
+        {{kKeywords, "1"}, {kKeywords, "2"}, {kKeywords, "3"}, {kKeywords, "4"}, {kCity, "y"}});
+    QCOMPARE(dataIn(saved(data, other)).allData(), data.allData());
+    QCOMPARE(dataIn(saved(RKExiv2IptcData(), other)).allData(), dataIn(other).allData());
+}
+
+void RKExiv2IptcDataTest::writingReplacesAllSetsOfAKey()
+{
+    const QByteArray file = jpegWith({{kKeywords, "a"}, {kCaption, "c"}, {kKeywords, "b"}});
+    RKExiv2IptcData data = dataIn(file);
+    data.writeString(kKeywords, QStringLiteral("n"));
+    QCOMPARE(data.readString(kKeywords), QStringLiteral("n"));
+    QCOMPARE(dataIn(saved(data, file)).readString(kKeywords), QStringLiteral("n"));
+    QCOMPARE(data.readString(kCaption), QStringLiteral("c"));
+
+    data.setInt("Iptc.Envelope.ModelVersion", 4);
+    QCOMPARE(data.readString("Iptc.Envelope.ModelVersion"), QStringLiteral("4"));
+    data.clear();
+    QVERIFY(data.allData().isEmpty());
+}
+
+void RKExiv2IptcDataTest::textsReadInBothEncodings()
+{
+    const RKExiv2IptcData data = dataIn(jpegWith({{kCaption,
+                                                      "Gr\xFC\xDF"
+                                                      "e"},
+        {kCity, "Z\xC3\xBCrich \xE6\x9D\xB1"},
+        {kKeywords, "\xC9t\xE9"},
+        {kKeywords, "plain"}}));
+    QCOMPARE(data.readString(kCaption), QStringLiteral("Grüße"));
+    QCOMPARE(data.readString(kCity), QStringLiteral("Zürich 東"));
+    QCOMPARE(data.readString(kKeywords), QStringLiteral("Été, plain"));
+}
+
+void RKExiv2IptcDataTest::characterSetIsMarkedWhereItIsTrue()
+{
+    RKExiv2IptcData data;
+    data.writeString(kCaption, QStringLiteral("plain"));
+    QVERIFY(data.readString(kCharacterSet).isEmpty());
+    data.writeString(kCity, QStringLiteral("Zürich"));
+    QCOMPARE(data.readString(kCharacterSet), kUtf8);
+    QCOMPARE(dataIn(saved(data, imageFile("JPEG"))).readString(kCity), QStringLiteral("Zürich"));
+
+    // A mark would make the other texts unreadable for everybody else.
+    RKExiv2IptcData latin = dataIn(jpegWith({{kCaption,
+        "Gr\xFC\xDF"
+        "e"}}));
+    latin.writeString(kCity, QStringLiteral("Zürich"));
+    QVERIFY(latin.readString(kCharacterSet).isEmpty());
+    QCOMPARE(latin.readString(kCity), QStringLiteral("Zürich"));
+    QCOMPARE(latin.readString(kCaption), QStringLiteral("Grüße"));
+}
+
+void RKExiv2IptcDataTest::mixedCharacterSetsAreEvenedOut()
+{
+    const QByteArray latin = jpegWith({{kCaption,
+        "Gr\xFC\xDF"
+        "e"}});
+    const QByteArray utf8 = jpegWith({{kCharacterSet, "\x1b%G"}, {kCity, "Z\xC3\xBCrich"}});
+    for (const auto& [from, to] : {std::pair(latin, utf8), std::pair(utf8, latin)}) {
+        const RKExiv2ImagePtr image = [&, from = from, to = to] {
+            static QByteArray bytes;
+            bytes = saved(dataIn(from), to);
+            return open(bytes);
+        }();
+        const Exiv2::IptcData& sets = image->iptcData();
+        QCOMPARE(sets.findKey(Exiv2::IptcKey(kCharacterSet))->toString(), std::string("\x1b%G"));
+        QCOMPARE(sets.findKey(Exiv2::IptcKey(kCaption))->toString(),
+            std::string("Gr\xC3\xBC\xC3\x9F"
+                        "e"));
+        QCOMPARE(sets.findKey(Exiv2::IptcKey(kCity))->toString(), std::string("Z\xC3\xBCrich"));
+    }
+    // A plain save changes no byte, right or wrong.
+    const QByteArray wrong = jpegWith({{kCharacterSet, "\x1b%G"}, {kCity, "Z\xFCrich"}});
+    QCOMPARE(saved(dataIn(wrong), wrong), wrong);
+}
+
+void RKExiv2IptcDataTest::datesAreLocalTime()
+{
+    RKExiv2IptcData data;
+    const QDateTime time(QDate(2021, 7, 4), QTime(12, 30, 45));
+    data.setDateTime(kDate, kTime, time);
+    QCOMPARE(data.dateTime(kDate, kTime), time);
+    QCOMPARE(dataIn(saved(data, imageFile("JPEG"))).dateTime(kDate, kTime), time);
+
+    data.setDateTime(kDate, kTime, QDateTime());
+    QCOMPARE(data.dateTime(kDate, kTime), time);
+    data.writeString(kTime, QStringLiteral("12:30:45-07:00"));
+    QCOMPARE(data.dateTime(kDate, kTime), time);
+    QCOMPARE(data.dateTime(kDate, kCity), QDateTime(time.date(), QTime(0, 0)));
+    QVERIFY(!data.dateTime(kCity, kTime).isValid());
+}
+
+void RKExiv2IptcDataTest::badTextsChangeNothing()
+{
+    RKExiv2IptcData data;
+    data.writeString(kDate, QStringLiteral("2021-07-04"));
+    const QHash<QString, QString> before = data.allData();
+    QTest::ignoreMessage(QtWarningMsg, "Iptc.Application2.DateCreated July %1 does not work");
+    data.writeString(kDate, QStringLiteral("July %1"));
+    QTest::ignoreMessage(QtWarningMsg, "Iptc.Application2.TimeCreated noon does not work");
+    data.writeString(kTime, QStringLiteral("noon"));
+    QTest::ignoreMessage(QtWarningMsg,
+        QRegularExpression(QStringLiteral(
+            "^void RKExiv2IptcData::writeString\\(const char \\*, const QString &\\) caught "
+            "exception with errorCode=\\d+ msg=.+")));
+    QTest::ignoreMessage(QtWarningMsg, "Parameters: Iptc.Application2.NoSuchSet text");
+    data.writeString("Iptc.Application2.NoSuchSet", QStringLiteral("text"));
+    QCOMPARE(data.allData(), before);
+}
+
+void RKExiv2IptcDataTest::languageMarkersAreRemoved()
+{
+    RKExiv2IptcData data;
+    data.writeStringWithLocale(kCaption, QStringLiteral("Hello"));
+    QCOMPARE(data.readString(kCaption), QStringLiteral("Hello"));
+    QCOMPARE(data.stringWithLocale(kCaption), QStringLiteral("Hello"));
+    data.writeString(kCaption, QStringLiteral("lang=\"x-default\" Hi, lang=\"x-repair\" rest"));
+    QCOMPARE(data.stringWithLocale(kCaption), QStringLiteral("Hi"));
+    data.writeString(kCaption, QStringLiteral("lang=\"odd"));
+    QCOMPARE(data.stringWithLocale(kCaption), QStringLiteral("lang=\"odd"));
+}
+
+void RKExiv2IptcDataTest::formatWithoutIptcTakesNothing()
+{
+    RKExiv2IptcData data;
+    data.writeString(kCity, QStringLiteral("Bern"));
+    for (const char* format : {"BMP", "WEBP"}) {
+        const QByteArray bytes = imageFile(format);
+        if (bytes.isEmpty())
+            continue;
+        RKExiv2ImagePtr image = open(bytes);
+        QVERIFY(!data.mergeTo(image));
+        QVERIFY(image->iptcData().empty());
+    }
+}
+
+void RKExiv2IptcDataTest::iccProfileIsTheImagesOwnOrThatOfExif()
+{
+    const QByteArray own = QByteArray(128, 'o');
+    const QByteArray inExif = QByteArray(200, 'e');
+    const RKExiv2ImagePtr image(Exiv2::ImageFactory::create(Exiv2::ImageType::jpeg).release());
+    QVERIFY(RKExiv2IccData(image, RKExiv2ExifData(image)).isEmpty());
+    QVERIFY(RKExiv2IccData().asByteArray().isEmpty());
+
+    Exiv2::DataValue value(reinterpret_cast<const Exiv2::byte*>(inExif.constData()), inExif.size());
+    image->exifData().add(Exiv2::ExifKey("Exif.Image.InterColorProfile"), &value);
+    RKExiv2IccData icc(image, RKExiv2ExifData(image));
+    QCOMPARE(icc.asByteArray(), inExif);
+
+    Exiv2::DataBuf buffer = RKExiv2Compat::toDataBuf(own);
+    image->setIccProfile(buffer, false);
+    icc = RKExiv2IccData(image, RKExiv2ExifData(image));
+    QCOMPARE(icc.asByteArray(), own);
+}
+
+QTEST_APPLESS_MAIN(RKExiv2IptcDataTest)
+
+#include "RKExiv2IptcDataTest.moc"

@@ -1,0 +1,225 @@
+#include "RKImageLoader/metadata/RKXmpPacketParser_p.h"
+
+#include <QTest>
+
+namespace {
+
+std::string repeated(const std::string& text, int count)
+{
+    std::string result;
+    for (int i = 0; i < count; ++i)
+        result += text;
+    return result;
+}
+
+/// What the parser makes of a packet; empty for one that it refuses.
+std::string parsed(const std::string& packet)
+{
+    RKXmpPacketParser parser;
+    return parser.parse(packet) ? RKXmpPacketParser::serialize(parser.document()) : std::string();
+}
+
+/// The names and attributes of an element and of all in it; the attributes sorted, as their order
+/// means nothing.
+QString outline(const QDomElement& element)
+{
+    QStringList attributes;
+    for (int i = 0; i < element.attributes().count(); ++i) {
+        const QDomAttr attribute = element.attributes().item(i).toAttr();
+        attributes.append(attribute.name() + QLatin1Char('=') + attribute.value());
+    }
+    attributes.sort();
+    QString text = element.tagName() + QLatin1Char('[') + attributes.join(QLatin1Char(' '));
+    for (QDomElement child = element.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement())
+        text += outline(child);
+    return text + QLatin1Char(']');
+}
+
+QString refusal(const std::string& packet)
+{
+    RKXmpPacketParser parser;
+    return parser.parse(packet) ? QString() : parser.errorMessage();
+}
+
+} // namespace
+
+class RKXmpPacketParserTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyTokenSurvives();
+    void blanksAreKeptWhereTheyAreTheValue();
+    void errorsHaveTheirPlace();
+    void depthIsLimited();
+    void nodesAreLimited();
+    void attributesAreLimited();
+    void sizeIsLimited();
+    void documentTypesAreRefused();
+    void prefixesBecomeTheKnownOnes_data();
+    void prefixesBecomeTheKnownOnes();
+    void validTextHasAPlaceInXml();
+};
+
+void RKXmpPacketParserTest::everyTokenSurvives()
+{
+    const std::string packet
+        = "<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?><!-- note --><r a=\"&lt;&amp;&#xa;&quot;\">"
+          "<b>x &amp; &lt;y></b><c><![CDATA[<raw>]]></c><d/>t\xC3\xA9</r><?xpacket end=\"w\"?>";
+    const std::string once = parsed(packet);
+    QVERIFY(!once.empty());
+    QCOMPARE(parsed(once), once);
+    for (const char* part : {"<?xpacket begin=",
+             "<!-- note -->",
+             "<![CDATA[<raw>]]>",
+             "<b>x &amp; &lt;y></b>",
+             "<d/>",
+             "t\xC3\xA9",
+             "<?xpacket end="})
+        QVERIFY2(once.find(part) != std::string::npos, part);
+
+    RKXmpPacketParser parser;
+    QVERIFY(parser.parse(once));
+    QCOMPARE(parser.document().documentElement().attribute(QStringLiteral("a")),
+        QStringLiteral("<&\n\""));
+    QVERIFY(parser.parse("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><r>\xE9</r>"));
+    QCOMPARE(parser.document().documentElement().text(), QStringLiteral("é"));
+    QVERIFY(parser.parse(std::string()) && parser.document().isNull());
+    QVERIFY(parser.parse(std::string("\0\0", 2)) && parser.document().isNull());
+    QVERIFY(parser.parse(std::string("<r/>\0\0", 6)));
+}
+
+void RKXmpPacketParserTest::blanksAreKeptWhereTheyAreTheValue()
+{
+    const std::string kept = "<r><a> </a><b>  <![CDATA[]]></b><c>x</c></r>";
+    QCOMPARE(parsed(" <r>\n <a> </a>\n <b>  <![CDATA[]]></b> <c>x</c>\n</r>\n "), kept);
+}
+
+void RKXmpPacketParserTest::errorsHaveTheirPlace()
+{
+    RKXmpPacketParser parser;
+    QVERIFY(parser.parse("<r/>"));
+    QVERIFY(!parser.parse("<r>\n  <a></b></r>"));
+    QVERIFY(parser.document().isNull());
+    QCOMPARE(parser.errorLine(), 2);
+    QVERIFY(parser.errorColumn() > 2);
+    QVERIFY(!parser.errorMessage().isEmpty());
+    for (const char* packet : {" ", "text", "<r>", "<r/><s/>", "<r a=1/>", "<r>&a;</r>", "<r/>x"})
+        QVERIFY2(!refusal(packet).isEmpty(), packet);
+}
+
+void RKXmpPacketParserTest::depthIsLimited()
+{
+    // 200 000 levels took minutes and would have overflowed the stack on a small one.
+    const auto nested = [](int depth) { return repeated("<a>", depth) + repeated("</a>", depth); };
+    QVERIFY(refusal(nested(RKXmpPacketParser::kMaxDepth)).isEmpty());
+    QCOMPARE(refusal(nested(RKXmpPacketParser::kMaxDepth + 1)),
+        QStringLiteral("elements are nested too deeply"));
+    QCOMPARE(refusal(nested(1'000'000)), QStringLiteral("elements are nested too deeply"));
+}
+
+void RKXmpPacketParserTest::nodesAreLimited()
+{
+    const auto flat = [](int count) { return "<r>" + repeated("<a b=\"\"/>", count) + "</r>"; };
+    QVERIFY(refusal(flat(RKXmpPacketParser::kMaxNodes / 2 - 1)).isEmpty());
+    QCOMPARE(refusal(flat(RKXmpPacketParser::kMaxNodes / 2)),
+        QStringLiteral("too many elements and attributes"));
+}
+
+void RKXmpPacketParserTest::attributesAreLimited()
+{
+    const auto attributes = [](int count, const std::string& value) {
+        std::string packet = "<r><b";
+        for (int i = 0; i < count; ++i)
+            packet += " a" + std::to_string(i) + value;
+        return packet + "/></r>";
+    };
+    for (const char* value : {"=\"\"", "='x'", " = \n''"}) {
+        QVERIFY(refusal(attributes(RKXmpPacketParser::kMaxAttributes, value)).isEmpty());
+        QCOMPARE(refusal(attributes(RKXmpPacketParser::kMaxAttributes + 1, value)),
+            QStringLiteral("an element has too many attributes"));
+    }
+    QVERIFY(refusal("<r>" + std::string(10000, '=') + "</r>").isEmpty());
+}
+
+void RKXmpPacketParserTest::sizeIsLimited()
+{
+    const std::string frame = "<r></r>";
+    std::string packet = frame;
+    packet.insert(3, RKXmpPacketParser::kMaxPacketSize - frame.size(), 'x');
+    QVERIFY(refusal(packet).isEmpty());
+    packet.insert(3, 1, 'x');
+    QCOMPARE(refusal(packet), QStringLiteral("the packet is too large"));
+}
+
+void RKXmpPacketParserTest::documentTypesAreRefused()
+{
+    // Entities of entities: 10^9 letters.
+    std::string laughs = "<!DOCTYPE r [<!ENTITY a0 \"ha\">";
+    for (int i = 1; i < 10; ++i)
+        laughs += "<!ENTITY a" + std::to_string(i) + " \""
+            + repeated("&a" + std::to_string(i - 1) + ";", 10) + "\">";
+    laughs += "]><r>&a9;</r>";
+    QCOMPARE(refusal(laughs), QStringLiteral("document type declaration in XMP"));
+    QCOMPARE(refusal("<!DOCTYPE r><r/>"), QStringLiteral("document type declaration in XMP"));
+}
+
+void RKXmpPacketParserTest::prefixesBecomeTheKnownOnes_data()
+{
+    QTest::addColumn<QString>("packet");
+    QTest::addColumn<QString>("expected");
+    const auto row = [](const char* name, const char* packet, const char* expected = nullptr) {
+        QTest::newRow(name) << QString::fromUtf8(packet)
+                            << QString::fromUtf8(expected ? expected : packet);
+    };
+    row("known", "<dc:a xmlns:dc=\"http://purl.org/dc/elements/1.1/\"/>");
+    row("unknown", "<q:a xmlns:q=\"http://q/\" q:b=\"\"><r:c/></q:a>");
+    row("ours without slash", "<TAMO:a xmlns:TAMO=\"namespaceTAMO\"/>");
+    row("second prefix of a namespace",
+        "<iptcExt:a xmlns:iptcExt=\"http://iptc.org/std/Iptc4xmpExt/2008-02-29/\"/>",
+        "<Iptc4xmpExt:a xmlns:Iptc4xmpExt=\"http://iptc.org/std/Iptc4xmpExt/2008-02-29/\"/>");
+    row("another one",
+        "<q:a xmlns:q=\"http://purl.org/dc/elements/1.1/\" q:b='q:c'><q:d/></q:a>",
+        "<dc:a dc:b=\"q:c\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\"><dc:d/></dc:a>");
+    row("default namespace",
+        "<a xmlns=\"http://purl.org/dc/elements/1.1/\"><b xmlns=\"\"/><c d=\"\"/></a>",
+        "<dc:a xmlns:dc=\"http://purl.org/dc/elements/1.1/\"><b xmlns=\"\"/><dc:c d=\"\"/></dc:a>");
+    row("scopes",
+        "<r><q:a xmlns:q=\"http://purl.org/dc/elements/1.1/\"><q:b xmlns:q=\"http://q/\"/>"
+        "<q:c/></q:a><q:d/></r>",
+        "<r><dc:a xmlns:dc=\"http://purl.org/dc/elements/1.1/\"><q:b xmlns:q=\"http://q/\"/>"
+        "<dc:c/></dc:a><q:d/></r>");
+    row("known prefix of another namespace",
+        "<dc:a xmlns:dc=\"http://q/\" dc:b=\"\"/>",
+        "<dc0:a dc0:b=\"\" xmlns:dc0=\"http://q/\"/>");
+    row("outdated namespace of regions",
+        "<stArea:a xmlns:stArea=\"http://ns.adobe.com/xap/1.0/sType/Area#\"/>");
+}
+
+void RKXmpPacketParserTest::prefixesBecomeTheKnownOnes()
+{
+    QFETCH(QString, packet);
+    QFETCH(QString, expected);
+    QDomDocument wanted;
+    QVERIFY(wanted.setContent(expected));
+    RKXmpPacketParser parser;
+    QVERIFY(parser.parse(packet.toStdString()));
+
+    QCOMPARE(outline(parser.document().documentElement()), outline(wanted.documentElement()));
+    QCOMPARE(RKXmpPacketParser::replacedPrefixes(packet.toStdString()).empty(), packet == expected);
+    QVERIFY(RKXmpPacketParser::replacedPrefixes(expected.toStdString()).empty());
+}
+
+void RKXmpPacketParserTest::validTextHasAPlaceInXml()
+{
+    const QString good = QStringLiteral("a\t\n\r \u0085é\uFFFD\U0001F600");
+    QCOMPARE(RKXmpPacketParser::validText(good), good);
+    const QString bad = QString(QChar(0)) + QChar(0x1F) + QChar(0xFFFE) + QChar(0xDE00)
+        + QChar(0xD83D) + QLatin1Char('x') + QChar(0xD83D);
+    QCOMPARE(RKXmpPacketParser::validText(bad), QStringLiteral("  \uFFFD\uFFFD\uFFFDx\uFFFD"));
+}
+
+QTEST_APPLESS_MAIN(RKXmpPacketParserTest)
+
+#include "RKXmpPacketParserTest.moc"
