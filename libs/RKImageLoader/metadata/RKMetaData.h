@@ -1,0 +1,187 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKImageOption.h"
+#include "RKImageLoader/media/RKImageOrientation.h"
+
+#include "RKGeoLocation/RKGeoPosition.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QExplicitlySharedDataPointer>
+#include <QHash>
+#include <QImage>
+#include <QMap>
+#include <QMutex>
+#include <QSharedDataPointer>
+#include <QSize>
+#include <QString>
+#include <QVariant>
+
+class QBuffer;
+class QFileInfo;
+class RKFacePositions;
+class RKMetaDataField;
+class RKMetaDataImpl;
+
+/// The metadata of one image: of a file, of an image in memory, or made from fields.
+///
+/// Cheap to copy; a copy shares the data until one of both is changed. Nothing throws. Readers
+/// return an empty or default value for what the image does not hold; writers of single data never
+/// report an error, save() does. A change of the file after the construction is not seen.
+///
+/// Thread-safe: one object may be read, changed, copied and assigned to on several threads at once.
+/// Only the construction, the destruction and moving from an object are the caller's to order. An
+/// object that was moved from may only be destroyed or assigned to.
+class RKIMAGELOADER_EXPORT RKMetaData
+{
+public:
+    /// No metadata, size (-1, -1).
+    RKMetaData();
+
+    /// Reads a file. One that cannot be read gives empty metadata; that is logged, except for a
+    /// file that is no image of a known type.
+    explicit RKMetaData(const QFileInfo& file);
+
+    /// The same for a file whose bytes were read already; the file is not opened. Empty bytes give
+    /// empty metadata.
+    RKMetaData(const QFileInfo& file, const QByteArray& bytes);
+
+    /// From values under the keywords of RKMetaDataField. Free texts and the geographic position
+    /// (two numbers in degrees; one that is missing counts as 0) are taken, empty values and all
+    /// other keys skipped.
+    explicit RKMetaData(const QMap<QString, QVariant>& fields);
+
+    RKMetaData(const RKMetaData& other);
+    RKMetaData(RKMetaData&& other) noexcept;
+    RKMetaData& operator=(const RKMetaData& other);
+    RKMetaData& operator=(RKMetaData&& other) noexcept;
+    virtual ~RKMetaData();
+
+    /// The size in pixels as stored, before the orientation is applied; (-1, -1) when unknown.
+    QSize unrotatedSize() const;
+    /// Replaces the held size; nothing is written to a file.
+    void forceSetSize(const QSize& size);
+
+    /// 1 to 8 (Exif 2.32, 4.6.4, tag 0x0112); 0 where none is recorded.
+    RKImageOrientation imageOrientation() const;
+    void setImageOrientation(RKImageOrientation orientation);
+    /// The orientation exchanges width and height.
+    bool imageIsTiltedByMetadata() const;
+    /// Turns the displayed picture by 90 degrees through its orientation. Mirrored orientations (2,
+    /// 4, 5, 7) are left as they are.
+    void rotate(bool clockwise);
+
+    /// The moment the picture was taken, in local time; invalid when unknown.
+    QDateTime pictureTaken() const;
+    void setPictureTaken(const QDateTime& dateTime);
+
+    /// Invalid when unknown.
+    RKGeoPosition geoPosition() const;
+    /// An invalid position changes nothing.
+    void setGeoPosition(const RKGeoPosition& position);
+
+    /// The rating 0 to 5 that photo applications share.
+    int adobeRating() const;
+    /// Limited to 0 to 5.
+    void setAdobeRating(int rating);
+
+    /// Our own rating, 0 to 5.
+    int tamoRating() const;
+    /// Limited to 0 to 5.
+    void setTamoRating(int rating);
+
+    int tamoStaticScore() const;
+    void setTamoStaticScore(int score);
+
+    int tamoDynamicScore() const;
+    void setTamoDynamicScore(int score);
+
+    bool ratingForResolutionOnly() const;
+    void setRatingForResolutionOnly(bool resolutionOnly);
+
+    /// The flash fired.
+    bool flashUsed() const;
+    /// What else was known about the flash is lost.
+    void setFlashUsed(bool used);
+
+    bool redEyeCorrectionUsed() const;
+    void setRedEyeCorrectionUsed(bool used);
+
+    bool aboProhibited() const;
+    void setABOProhibited(bool prohibited);
+
+    QString aboProhibitedBy() const;
+    void setABOProhibitedBy(const QString& name);
+
+    bool isFilmStrip() const;
+    void setIsFilmStrip(bool isFilmStrip);
+
+    QString myTalikoPhotoId() const;
+    /// Invalid when the picture was never exported.
+    QDateTime myTalikoExportDate() const;
+
+    /// At least 1.0, also where nothing is recorded.
+    double digitalZoomRatio() const;
+    /// Stored in steps of 1/10000.
+    void setDigitalZoomRatio(double ratio);
+
+    /// A free text, trimmed; empty for other fields.
+    QString read(RKMetaDataField field) const;
+    /// Does nothing for fields that are no free text.
+    void write(RKMetaDataField field, const QString& value);
+
+    /// Key to text of all Exif, XMP and IPTC data.
+    QHash<QString, QString> allData() const;
+
+    /// There is a colour profile, or the marker of Adobe RGB (1998).
+    bool hasIccData() const;
+    /// The embedded ICC profile; empty where there is none.
+    QByteArray iccData() const;
+    /// Replaces the profile and removes colour entries that would contradict it.
+    void setIccData(const QByteArray& profile);
+    /// The colours are marked as Adobe RGB (1998) in Exif.
+    bool isAdobeRGB() const;
+
+    /// The embedded thumbnail without the black bars that cameras add to fill its format; null
+    /// where there is none. Not turned by the orientation. The option changes nothing.
+    QImage thumbnail(const RKImageOption& option = RKImageOption()) const;
+    /// Embeds the image, as a JPEG. One that cannot be encoded is logged, and changes nothing.
+    void setThumbnail(const QImage& image);
+    /// Embeds the bytes of a JPEG.
+    void writeThumbnail(const QByteArray& jpeg);
+    void eraseThumbnail();
+
+    /// The faces of the XMP regions where they are a complete survey, else those that the camera
+    /// has recorded.
+    RKFacePositions facePositions() const;
+    /// The faces of the XMP regions.
+    RKFacePositions regionFacePositions() const;
+    /// The number of XMP regions, those of other things than faces included.
+    int numberOfRegions() const;
+    /// The size in pixels that the XMP regions refer to; (-1, -1) where there are none.
+    QSize regionImageSize() const;
+    /// Merges the faces into the XMP regions; those of another image size than the given one are
+    /// dropped. False, and nothing changed, for no faces, an invalid size or XMP that cannot be
+    /// parsed.
+    bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
+    /// False for XMP that cannot be parsed.
+    bool removeFaceRegions();
+
+    /// Merges the metadata into an image file. True when the file holds them now; on false the file
+    /// is as it was. The metadata cache is not told.
+    bool save(const QFileInfo& file) const;
+    /// Merges the metadata into the image in the buffer, which is closed afterwards. False for a
+    /// null buffer.
+    bool save(QBuffer* buffer) const;
+
+private:
+    QExplicitlySharedDataPointer<const RKMetaDataImpl> snapshot() const;
+    template <typename Change>
+    auto change(const Change& apply);
+
+    // Guards m_impl, and the object behind it while that is changed; taken before the locks of the
+    // metadata itself.
+    mutable QMutex m_mutex;
+    QSharedDataPointer<RKMetaDataImpl> m_impl;
+};

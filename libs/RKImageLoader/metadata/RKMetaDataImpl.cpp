@@ -1,0 +1,186 @@
+#include "RKImageLoader/media/RKImageOption.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/metadata/RKMetaDataImpl_p.h"
+
+#include <QRect>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+using Field = RKMetaDataFieldEnum;
+
+// Bars are black, but for what the compression has left in them.
+constexpr int kBlackest = 32;
+// Cameras round the picture's place within the thumbnail each in their own way.
+constexpr int kLargestShift = 2;
+
+double degreesOf(const QMap<QString, QVariant>& fields, Field field)
+{
+    const QString keyword = RKMetaDataField().enumToStringTable()->keyword(field);
+    return fields.value(keyword).toDouble();
+}
+
+bool isBlack(QRgb pixel)
+{
+    return qRed(pixel) <= kBlackest && qGreen(pixel) <= kBlackest && qBlue(pixel) <= kBlackest;
+}
+
+bool isBlackRow(const QImage& image, int y)
+{
+    const auto* row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+    return std::all_of(row, row + image.width(), isBlack);
+}
+
+bool isBlackColumn(const QImage& image, int x, int top, int bottom)
+{
+    for (int y = top; y <= bottom; ++y) {
+        if (!isBlack(reinterpret_cast<const QRgb*>(image.constScanLine(y))[x]))
+            return false;
+    }
+    return true;
+}
+
+// The pixels of the thumbnail along one axis that show the picture; end is the one behind the last.
+struct Span
+{
+    int begin = 0;
+    int end = 0;
+};
+
+bool agree(const Span& expected, const Span& found)
+{
+    return std::abs(expected.begin - found.begin) <= kLargestShift
+        && std::abs(expected.end - found.end) <= kLargestShift;
+}
+
+// The expected span, each end moved inwards by one pixel where the bar is that much wider.
+Span cropSpan(const Span& expected, const Span& found)
+{
+    return {std::clamp(found.begin, expected.begin, expected.begin + 1),
+        std::clamp(found.end, expected.end - 1, expected.end)};
+}
+
+} // namespace
+
+RKMetaDataImpl::RKMetaDataImpl(const RKExiv2Wrapper& wrapper)
+    : m_wrapper(wrapper)
+{
+}
+
+RKExiv2Wrapper& RKMetaDataImpl::exiv2Wrapper()
+{
+    return m_wrapper;
+}
+
+const RKExiv2Wrapper& RKMetaDataImpl::exiv2Wrapper() const
+{
+    return m_wrapper;
+}
+
+void RKMetaDataImpl::writeFields(const QMap<QString, QVariant>& fields)
+{
+    bool hasPosition = false;
+    for (auto entry = fields.cbegin(); entry != fields.cend(); ++entry) {
+        const QString text = entry.value().toString();
+        if (text.isEmpty())
+            continue;
+        const RKMetaDataField field(entry.key());
+        if (field.isStringValueField())
+            m_wrapper.write(field, text);
+        hasPosition = hasPosition || field.isGeoPositionArcField();
+    }
+    if (hasPosition) {
+        m_wrapper.setGeoPosition(RKGeoPosition(degreesOf(fields, Field::gpsLatitudeInDegreesNorth),
+            degreesOf(fields, Field::gpsLongitudeInDegreesEast)));
+    }
+}
+
+QString RKMetaDataImpl::usedPhotoSoftware() const
+{
+    return m_wrapper.read(Field::exifSoftware);
+}
+
+void RKMetaDataImpl::setUsedPhotoSoftware(const QString& name)
+{
+    m_wrapper.write(Field::exifSoftware, name);
+}
+
+QByteArray RKMetaDataImpl::thumbnailData() const
+{
+    return m_thumbnailData;
+}
+
+void RKMetaDataImpl::writeThumbnail(const QByteArray& jpeg)
+{
+    m_thumbnailData = jpeg;
+    m_wrapper.writeThumbnail(jpeg);
+}
+
+void RKMetaDataImpl::eraseThumbnail()
+{
+    m_thumbnailData.clear();
+    m_wrapper.eraseThumbnail();
+}
+
+QImage RKMetaDataImpl::extractThumbnail(const QSize& imageSize, const RKImageOption&) const
+{
+    const QImage thumbnail = m_wrapper.thumbnail();
+    if (thumbnail.isNull() || imageSize.isEmpty())
+        return thumbnail;
+
+    // The picture fills one axis of the thumbnail; bars can lie on the other one only.
+    const double scaleX = double(thumbnail.width()) / imageSize.width();
+    const double scaleY = double(thumbnail.height()) / imageSize.height();
+    const bool barsAreRows = scaleX < scaleY;
+    const int length = barsAreRows ? thumbnail.height() : thumbnail.width();
+    const double bars
+        = barsAreRows ? length - scaleX * imageSize.height() : length - scaleY * imageSize.width();
+    const bool isSameFormat = bars <= 1;
+    QRect inner;
+    if (isSameFormat || !thumbnailEdgeDetector(thumbnail, &inner))
+        return thumbnail;
+
+    const int bar = qRound(bars / 2);
+    const Span expected{bar, length - bar};
+    const Span found = barsAreRows ? Span{inner.top(), inner.bottom() + 1}
+                                   : Span{inner.left(), inner.right() + 1};
+    const Span crop = cropSpan(expected, found);
+    const int size = crop.end - crop.begin;
+    if (!agree(expected, found) || size <= 0)
+        return thumbnail;
+    return barsAreRows ? thumbnail.copy(0, crop.begin, thumbnail.width(), size)
+                       : thumbnail.copy(crop.begin, 0, size, thumbnail.height());
+}
+
+bool RKMetaDataImpl::thumbnailEdgeDetector(const QImage& image, QRect* inner)
+{
+    const QImage pixels = image.convertToFormat(QImage::Format_RGB32);
+    int top = 0;
+    int bottom = pixels.height() - 1;
+    while (top <= bottom && isBlackRow(pixels, top))
+        ++top;
+    if (top > bottom)
+        return false;
+    while (isBlackRow(pixels, bottom))
+        --bottom;
+
+    int left = 0;
+    int right = pixels.width() - 1;
+    while (isBlackColumn(pixels, left, top, bottom))
+        ++left;
+    while (isBlackColumn(pixels, right, top, bottom))
+        --right;
+
+    const QRect found(QPoint(left, top), QPoint(right, bottom));
+    if (found == pixels.rect())
+        return false;
+    *inner = found;
+    return true;
+}
+
+QStringList RKMetaDataImpl::debugOutput() const
+{
+    return m_wrapper.debugOutput();
+}

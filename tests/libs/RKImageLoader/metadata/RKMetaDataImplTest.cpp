@@ -1,0 +1,136 @@
+#include "RKImageLoader/media/RKImageOption.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/metadata/RKMetaDataImpl_p.h"
+#include "support/RKTestPictures.h"
+
+#include <QPainter>
+#include <QRect>
+#include <QTest>
+
+namespace {
+
+constexpr QSize kThumbnailSize(160, 120);
+
+/// A black thumbnail with a bright picture in it; grey, so that the encoder's coarser colours do
+/// not spread over its edges.
+QImage thumbnailWith(const QRect& picture, const QColor& bars = Qt::black)
+{
+    QImage image(kThumbnailSize, QImage::Format_RGB32);
+    image.fill(bars);
+    QPainter(&image).fillRect(picture, Qt::lightGray);
+    return image;
+}
+
+QImage extracted(const QImage& thumbnail, const QSize& imageSize)
+{
+    RKMetaDataImpl impl;
+    impl.writeThumbnail(RKTestPictures::encoded(thumbnail, "JPEG", 100));
+    return impl.extractThumbnail(imageSize, RKImageOption());
+}
+
+} // namespace
+
+class RKMetaDataImplTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void blackBarsAreCut_data();
+    void blackBarsAreCut();
+    void darkPictureEdgeBesidesTheBarsIsKept();
+    void edgeDetectorFindsWhatIsNotBlack();
+    void thumbnailBytesAreRemembered();
+    void softwareIsTheSoftwareField();
+};
+
+void RKMetaDataImplTest::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+void RKMetaDataImplTest::blackBarsAreCut_data()
+{
+    QTest::addColumn<QRect>("picture");
+    QTest::addColumn<QSize>("imageSize");
+    QTest::addColumn<QSize>("expected");
+    // 3:2 in 4:3 leaves bars of 6.67 rows.
+    const QSize landscape(6000, 4000);
+    QTest::newRow("bars as expected") << QRect(0, 7, 160, 106) << landscape << QSize(160, 106);
+    QTest::newRow("one row wider") << QRect(0, 8, 160, 104) << landscape << QSize(160, 104);
+    QTest::newRow("two rows off") << QRect(0, 5, 160, 106) << landscape << QSize(160, 105);
+    QTest::newRow("three rows off") << QRect(0, 4, 160, 106) << landscape << kThumbnailSize;
+    QTest::newRow("much wider") << QRect(0, 20, 160, 80) << landscape << kThumbnailSize;
+    QTest::newRow("none") << QRect(0, 0, 160, 120) << landscape << kThumbnailSize;
+    QTest::newRow("one only") << QRect(0, 7, 160, 113) << landscape << kThumbnailSize;
+    QTest::newRow("on the other axis") << QRect(7, 0, 146, 120) << landscape << kThumbnailSize;
+    QTest::newRow("nothing but black") << QRect() << landscape << kThumbnailSize;
+    QTest::newRow("pillars") << QRect(40, 0, 80, 120) << QSize(4000, 6000) << QSize(80, 120);
+    QTest::newRow("same format") << QRect(0, 7, 160, 106) << QSize(4000, 3000) << kThumbnailSize;
+    QTest::newRow("a pixel beside") << QRect(0, 1, 160, 119) << QSize(4000, 2980) << kThumbnailSize;
+    QTest::newRow("unknown size") << QRect(0, 7, 160, 106) << QSize(-1, -1) << kThumbnailSize;
+    QTest::newRow("extreme format")
+        << QRect(0, 59, 160, 1) << QSize(2'000'000'000, 1) << kThumbnailSize;
+}
+
+void RKMetaDataImplTest::blackBarsAreCut()
+{
+    QFETCH(QRect, picture);
+    QFETCH(QSize, imageSize);
+    QFETCH(QSize, expected);
+    QCOMPARE(extracted(thumbnailWith(picture), imageSize).size(), expected);
+}
+
+void RKMetaDataImplTest::darkPictureEdgeBesidesTheBarsIsKept()
+{
+    const QImage image = extracted(thumbnailWith(QRect(30, 7, 130, 106)), QSize(6000, 4000));
+    QCOMPARE(image.size(), QSize(160, 106));
+    QVERIFY(qGray(image.pixel(10, 50)) < 32);
+}
+
+void RKMetaDataImplTest::edgeDetectorFindsWhatIsNotBlack()
+{
+    QRect found;
+    const QImage nearlyBlack = thumbnailWith(QRect(3, 4, 50, 60), QColor(32, 32, 32));
+    QVERIFY(RKMetaDataImpl::thumbnailEdgeDetector(nearlyBlack, &found));
+    QCOMPARE(found, QRect(3, 4, 50, 60));
+
+    found = QRect(1, 2, 3, 4);
+    const QImage grey = thumbnailWith(QRect(3, 4, 50, 60), QColor(0, 33, 0));
+    QVERIFY(!RKMetaDataImpl::thumbnailEdgeDetector(grey, &found));
+    QVERIFY(!RKMetaDataImpl::thumbnailEdgeDetector(thumbnailWith(QRect()), &found));
+    QVERIFY(!RKMetaDataImpl::thumbnailEdgeDetector(QImage(), &found));
+    QCOMPARE(found, QRect(1, 2, 3, 4));
+
+    QImage dot = thumbnailWith(QRect());
+    dot.setPixel(159, 0, qRgb(0, 0, 33));
+    QVERIFY(RKMetaDataImpl::thumbnailEdgeDetector(dot, &found));
+    QCOMPARE(found, QRect(159, 0, 1, 1));
+}
+
+void RKMetaDataImplTest::thumbnailBytesAreRemembered()
+{
+    RKMetaDataImpl impl;
+    QVERIFY(impl.thumbnailData().isEmpty());
+    QVERIFY(impl.extractThumbnail(QSize(400, 300), RKImageOption()).isNull());
+    const QByteArray jpeg = RKTestPictures::encoded(thumbnailWith(QRect()), "JPEG");
+    impl.writeThumbnail(jpeg);
+    QCOMPARE(impl.thumbnailData(), jpeg);
+    impl.eraseThumbnail();
+    QVERIFY(impl.thumbnailData().isEmpty());
+    QVERIFY(impl.extractThumbnail(QSize(400, 300), RKImageOption()).isNull());
+}
+
+void RKMetaDataImplTest::softwareIsTheSoftwareField()
+{
+    RKMetaDataImpl impl;
+    impl.setUsedPhotoSoftware(QStringLiteral("Developer 3"));
+    QCOMPARE(impl.usedPhotoSoftware(), QStringLiteral("Developer 3"));
+    QCOMPARE(
+        impl.exiv2Wrapper().read(RKMetaDataFieldEnum::exifSoftware), QStringLiteral("Developer 3"));
+    QVERIFY(impl.debugOutput().join(u'\n').contains(QLatin1String("Exif.Image.Software")));
+}
+
+QTEST_APPLESS_MAIN(RKMetaDataImplTest)
+
+#include "RKMetaDataImplTest.moc"

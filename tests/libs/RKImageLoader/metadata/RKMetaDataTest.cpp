@@ -1,0 +1,216 @@
+#include "RKImageLoader/metadata/RKMetaData.h"
+
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "support/RKTestPictures.h"
+
+#include <QBuffer>
+#include <QColorSpace>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+constexpr QSize kSize(47, 33);
+
+QByteArray jpeg()
+{
+    return RKTestPictures::encoded(RKTestPictures::quadrants(kSize), "JPEG");
+}
+
+RKMetaData fromBytes(const QByteArray& bytes)
+{
+    return RKMetaData(QFileInfo(QStringLiteral("/nowhere/picture.jpg")), bytes);
+}
+
+} // namespace
+
+class RKMetaDataTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void emptyHasNothing();
+    void changedCopyLeavesTheOriginal();
+    void fieldMapGivesTextsAndPosition();
+    void fieldMapWithoutPositionLeavesItUnset();
+    void everythingSurvivesTheFile();
+    void bufferIsSaved();
+    void thumbnailIsEncodedOrKept();
+    void facesAreMergedAndRemoved();
+};
+
+void RKMetaDataTest::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+void RKMetaDataTest::emptyHasNothing()
+{
+    const QList<RKMetaData> all{
+        RKMetaData(), fromBytes(QByteArray()), RKMetaData(QMap<QString, QVariant>())};
+    for (const RKMetaData& metaData : all) {
+        QCOMPARE(metaData.unrotatedSize(), QSize(-1, -1));
+        QVERIFY(metaData.allData().isEmpty());
+        QVERIFY(!metaData.pictureTaken().isValid() && !metaData.geoPosition().isValid());
+        QVERIFY(metaData.thumbnail().isNull());
+        QVERIFY(!metaData.save(nullptr));
+    }
+}
+
+void RKMetaDataTest::changedCopyLeavesTheOriginal()
+{
+    RKMetaData original = fromBytes(jpeg());
+    QCOMPARE(original.unrotatedSize(), kSize);
+    original.setAdobeRating(2);
+
+    RKMetaData copy = original;
+    copy.setAdobeRating(4);
+    copy.forceSetSize(QSize(5, 6));
+    RKMetaData assigned;
+    assigned = copy;
+    assigned.rotate(true);
+    QCOMPARE(original.adobeRating(), 2);
+    QCOMPARE(original.unrotatedSize(), kSize);
+    QCOMPARE(copy.adobeRating(), 4);
+    QVERIFY(!copy.imageIsTiltedByMetadata());
+    QVERIFY(assigned.imageIsTiltedByMetadata());
+
+    RKMetaData taken = std::move(assigned);
+    QCOMPARE(taken.imageOrientation(), ORIENTATION_RIGHT_TOP);
+    assigned = original;
+    QCOMPARE(assigned.adobeRating(), 2);
+    copy = std::move(taken);
+    QCOMPARE(copy.imageOrientation(), ORIENTATION_RIGHT_TOP);
+    const RKMetaData& self = copy;
+    copy = self;
+    QCOMPARE(copy.adobeRating(), 4);
+}
+
+void RKMetaDataTest::fieldMapGivesTextsAndPosition()
+{
+    const RKMetaData metaData(QMap<QString, QVariant>{
+        {QStringLiteral("COPYRIGHT"), QStringLiteral("\u00a9 100 %1 Anna")},
+        {QStringLiteral("exifModel"), 40},
+        {QStringLiteral("author"), QString()},
+        {QStringLiteral("rating"), 5},
+        {QStringLiteral("unknown"), QStringLiteral("x")},
+        {QStringLiteral("exifImageDescription "), QStringLiteral("x")},
+        {QStringLiteral("gpsLatitudeInDegreesNorth"), -48.5},
+    });
+    QCOMPARE(metaData.read(RKMetaDataFieldEnum::copyright), QStringLiteral("\u00a9 100 %1 Anna"));
+    QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), QStringLiteral("40"));
+    QCOMPARE(metaData.read(RKMetaDataFieldEnum::author), QString());
+    QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), QString());
+    QCOMPARE(metaData.adobeRating(), 0);
+    QCOMPARE(metaData.geoPosition().latitude().degrees(), -48.5);
+    QCOMPARE(metaData.geoPosition().longitude().degrees(), 0.0);
+}
+
+void RKMetaDataTest::fieldMapWithoutPositionLeavesItUnset()
+{
+    const RKMetaData metaData(QMap<QString, QVariant>{
+        {QStringLiteral("exifMake"), QStringLiteral("Maker")},
+        {QStringLiteral("gpsLongitudeInDegreesEast"), QString()},
+    });
+    QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifMake), QStringLiteral("Maker"));
+    QVERIFY(!metaData.geoPosition().isValid());
+}
+
+void RKMetaDataTest::everythingSurvivesTheFile()
+{
+    const QTemporaryDir folder;
+    const QFileInfo file(folder.filePath(QStringLiteral("gr\u00fcn.jpg")));
+    RKTestPictures::write(file.filePath(), jpeg());
+
+    const QDateTime taken(QDate(2021, 7, 4), QTime(12, 30, 5));
+    const QByteArray profile = QColorSpace(QColorSpace::SRgb).iccProfile();
+    RKMetaData written(file);
+    written.setImageOrientation(ORIENTATION_LEFT_BOTTOM);
+    written.setPictureTaken(taken);
+    written.setGeoPosition(RKGeoPosition(48.858222, -2.2945));
+    written.setAdobeRating(3);
+    written.setTamoRating(4);
+    written.setTamoStaticScore(-7);
+    written.setTamoDynamicScore(90);
+    written.setRatingForResolutionOnly(true);
+    written.setFlashUsed(true);
+    written.setRedEyeCorrectionUsed(true);
+    written.setABOProhibited(true);
+    written.setABOProhibitedBy(QStringLiteral("Zo\u00eb"));
+    written.setIsFilmStrip(true);
+    written.setDigitalZoomRatio(2.5);
+    written.write(RKMetaDataFieldEnum::exifMake, QStringLiteral("Maker"));
+    written.setIccData(profile);
+    QVERIFY(written.save(file));
+
+    const RKMetaData read(file);
+    QCOMPARE(read.unrotatedSize(), kSize);
+    QCOMPARE(read.imageOrientation(), ORIENTATION_LEFT_BOTTOM);
+    QCOMPARE(read.pictureTaken(), taken);
+    QVERIFY(qAbs(read.geoPosition().longitude().degrees() + 2.2945) < 1e-9);
+    QCOMPARE(read.adobeRating(), 3);
+    QCOMPARE(read.tamoRating(), 4);
+    QCOMPARE(read.tamoStaticScore(), -7);
+    QCOMPARE(read.tamoDynamicScore(), 90);
+    QVERIFY(read.ratingForResolutionOnly() && read.flashUsed() && read.redEyeCorrectionUsed());
+    QVERIFY(read.aboProhibited() && read.isFilmStrip());
+    QCOMPARE(read.aboProhibitedBy(), QStringLiteral("Zo\u00eb"));
+    QCOMPARE(read.digitalZoomRatio(), 2.5);
+    QCOMPARE(read.read(RKMetaDataFieldEnum::exifMake), QStringLiteral("Maker"));
+    QVERIFY(read.hasIccData() && !read.isAdobeRGB());
+    QCOMPARE(read.iccData(), profile);
+    QVERIFY(read.myTalikoPhotoId().isEmpty() && !read.myTalikoExportDate().isValid());
+    QVERIFY(!read.allData().isEmpty());
+}
+
+void RKMetaDataTest::bufferIsSaved()
+{
+    QBuffer buffer;
+    buffer.setData(jpeg());
+    RKMetaData metaData;
+    metaData.setAdobeRating(5);
+    QVERIFY(metaData.save(&buffer));
+    QCOMPARE(fromBytes(buffer.data()).adobeRating(), 5);
+}
+
+void RKMetaDataTest::thumbnailIsEncodedOrKept()
+{
+    RKMetaData metaData = fromBytes(jpeg());
+    metaData.setThumbnail(RKTestPictures::quadrants(QSize(160, 112)));
+    QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
+
+    QTest::ignoreMessage(QtWarningMsg, "could not set thumbnail of source size 0x0 pixels");
+    metaData.setThumbnail(QImage());
+    QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
+
+    RKMetaData other = metaData;
+    other.writeThumbnail(RKTestPictures::encoded(RKTestPictures::quadrants({94, 66}), "JPEG"));
+    QCOMPARE(other.thumbnail().size(), QSize(94, 66));
+    other.eraseThumbnail();
+    QVERIFY(other.thumbnail().isNull());
+    QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
+}
+
+void RKMetaDataTest::facesAreMergedAndRemoved()
+{
+    RKMetaData metaData = fromBytes(jpeg());
+    QVERIFY(!metaData.updateFaces(kSize, RKFacePositions()));
+    const RKFacePositions faces(kSize, QRect(10, 10, 8, 9), faceDetectionEngineHP);
+    QVERIFY(metaData.updateFaces(kSize, faces));
+    QCOMPARE(metaData.numberOfRegions(), 1);
+    QCOMPARE(metaData.regionImageSize(), kSize);
+    QCOMPARE(metaData.facePositions().count(), 1);
+    QCOMPARE(metaData.regionFacePositions().count(), 1);
+
+    RKMetaData without = metaData;
+    QVERIFY(without.removeFaceRegions());
+    QVERIFY(without.facePositions().isEmpty());
+    QCOMPARE(metaData.facePositions().count(), 1);
+}
+
+QTEST_APPLESS_MAIN(RKMetaDataTest)
+
+#include "RKMetaDataTest.moc"
