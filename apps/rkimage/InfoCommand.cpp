@@ -2,7 +2,9 @@
 
 #include "MessageCollector.h"
 #include "Output.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -16,15 +18,32 @@ QString kindOf(const RKMediaFormat& format)
     return format.isSVG() ? QStringLiteral("vector") : QStringLiteral("bitmap");
 }
 
-QJsonArray toJson(const QSize& size)
+void insertAll(QJsonObject& target, const QJsonObject& source)
 {
-    return {size.width(), size.height()};
+    for (auto entry = source.begin(); entry != source.end(); ++entry)
+        target[entry.key()] = entry.value();
+}
+
+struct Sizes
+{
+    QSize displayed;
+    QSize unrotated;
+};
+
+/// As the loaders measure them; of a format that none of them decodes as the metadata tell.
+Sizes measure(const RKMediaDescriptor& descriptor)
+{
+    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    if (loader.hasSupportedMediaFormat(descriptor))
+        return {loader.size(descriptor), loader.unrotatedSize(descriptor)};
+    const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
+    const QSize unrotated = metaData.unrotatedSize();
+    return {metaData.imageIsTiltedByMetadata() ? unrotated.transposed() : unrotated, unrotated};
 }
 
 /// All that is known of a file; with the key "error" when it could not be read.
-QJsonObject describe(const QString& file, MessageCollector& messages)
+QJsonObject describe(const QString& file, MetaDataJson::Extent extent, MessageCollector& messages)
 {
-    const RKMediaLoader& loader = *RKMediaLoader::instance();
     const RKMediaDescriptor descriptor{QFileInfo(file)};
     QJsonObject entry{{QStringLiteral("file"), file}};
     const auto fail = [&entry, &messages](const QString& failure) {
@@ -35,58 +54,93 @@ QJsonObject describe(const QString& file, MessageCollector& messages)
     messages.takeWarnings();
     if (!descriptor.fileInfo().exists())
         return fail(QStringLiteral("there is no such file"));
-    const RKMediaFormat format = loader.mediaFormat(descriptor);
-    if (!loader.supportsMediaFormat(format))
+    const RKMediaFormat format = descriptor.mediaFormat();
+    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    if (!format.isBitmap() && !loader.supportsMediaFormat(format))
         return fail(QStringLiteral("the format is not supported"));
 
     entry[QStringLiteral("format")] = format.defaultExtension();
     entry[QStringLiteral("description")] = format.description();
     entry[QStringLiteral("kind")] = kindOf(format);
-    const QSize size = loader.size(descriptor);
-    if (!size.isValid())
+    const Sizes sizes = measure(descriptor);
+    if (!sizes.displayed.isValid())
         return fail(QStringLiteral("the size can't be measured"));
-    entry[QStringLiteral("size")] = toJson(size);
-    entry[QStringLiteral("unrotatedSize")] = toJson(loader.unrotatedSize(descriptor));
-    entry[QStringLiteral("orientation")] = int(loader.imageOrientation(descriptor));
+    entry[QStringLiteral("size")] = MetaDataJson::fromSize(sizes.displayed);
+    entry[QStringLiteral("unrotatedSize")] = MetaDataJson::fromSize(sizes.unrotated);
+
+    if (format.isBitmap()) {
+        const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
+        entry[QStringLiteral("orientation")] = int(metaData.imageOrientation());
+        insertAll(entry, MetaDataJson::fromMetaData(metaData, extent));
+    } else {
+        entry[QStringLiteral("orientation")] = int(loader.imageOrientation(descriptor));
+    }
+    const QDateTime recorded = RKImageLoader::instance()->recordingDate(descriptor);
+    if (recorded.isValid())
+        entry[QStringLiteral("recordingDate")] = recorded.toString(Qt::ISODate);
     return entry;
 }
 
 QString toText(const QJsonValue& value)
 {
-    if (value.isArray()) {
-        return QStringLiteral("%1x%2").arg(value[0].toInt()).arg(value[1].toInt());
+    switch (value.type()) {
+    case QJsonValue::Array: {
+        QStringList parts;
+        const QJsonArray array = value.toArray();
+        for (const QJsonValue& part : array)
+            parts << toText(part);
+        return parts.join(u' ');
     }
-    return value.toVariant().toString();
+    case QJsonValue::Object: {
+        QStringList parts;
+        const QJsonObject object = value.toObject();
+        for (auto part = object.begin(); part != object.end(); ++part)
+            parts << QStringLiteral("%1=%2").arg(part.key(), toText(part.value()));
+        return parts.join(QStringLiteral(", "));
+    }
+    default: return value.toVariant().toString();
+    }
+}
+
+bool isWorthPrinting(const QJsonValue& value)
+{
+    return !value.isNull() && value != QJsonValue(QString()) && value != QJsonValue(QJsonArray())
+        && value != QJsonValue(QJsonObject());
 }
 
 void printAsText(const QJsonObject& entry)
 {
+    constexpr int kLongestKey = 22;
     Output::print(entry[QStringLiteral("file")].toString());
-    for (const char* key :
-        {"format", "description", "kind", "size", "unrotatedSize", "orientation"}) {
-        const auto name = QString::fromLatin1(key);
-        Output::print(QStringLiteral("  %1%2").arg(name.leftJustified(15), toText(entry[name])));
+    for (auto value = entry.begin(); value != entry.end(); ++value) {
+        if (value.key() != QLatin1String("file") && isWorthPrinting(value.value())) {
+            Output::print(QStringLiteral("  %1%2").arg(
+                value.key().leftJustified(kLongestKey), toText(value.value())));
+        }
     }
 }
 
 } // namespace
 
-int runInfoCommand(const QStringList& files, bool json, MessageCollector& messages)
+int runInfoCommand(const QStringList& files,
+    InfoStyle style,
+    MetaDataJson::Extent extent,
+    MessageCollector& messages)
 {
     const QString errorKey = QStringLiteral("error");
     int exitCode = Output::AllDone;
     QJsonArray entries;
     for (const QString& file : files) {
-        const QJsonObject entry = describe(file, messages);
+        const QJsonObject entry = describe(file, extent, messages);
         if (entry.contains(errorKey)) {
             Output::printFailure(file, entry[errorKey].toString());
             exitCode = Output::SomeFailed;
-        } else if (!json) {
+        } else if (style == InfoStyle::Text) {
             printAsText(entry);
         }
         entries << entry;
     }
-    if (json)
+    if (style == InfoStyle::Json)
         Output::print(QJsonDocument(entries));
     return exitCode;
 }

@@ -1,9 +1,11 @@
 #include "ConvertCommand.h"
+#include "FacesCommand.h"
 #include "FormatsCommand.h"
 #include "InfoCommand.h"
 #include "MessageCollector.h"
 #include "Output.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "SetCommand.h"
 
 #include "RKCore/RKInitializer.h"
 
@@ -14,35 +16,17 @@
 
 #include <CLI/CLI.hpp>
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace {
 
-struct Arguments
-{
-    bool verbose = false;
-    bool json = false;
-    std::string config;
-    std::string source;
-    std::string target;
-    std::string size;
-    std::vector<std::string> files;
-};
+/// What the chosen subcommand does; set while the arguments are parsed, run when Qt is up.
+using Command = std::function<int(MessageCollector& messages)>;
 
-/// Pixels as in "800x600"; an invalid size for any other text.
-QSize parseSize(const std::string& text)
-{
-    static const QRegularExpression pattern(
-        QStringLiteral("^([1-9][0-9]{0,4})x([1-9][0-9]{0,4})$"));
-    const QRegularExpressionMatch match = pattern.match(QString::fromStdString(text));
-    return match.hasMatch() ? QSize(match.captured(1).toInt(), match.captured(2).toInt()) : QSize();
-}
-
-std::string checkSize(const std::string& text)
-{
-    return parseSize(text).isValid() ? std::string() : "a size looks like 800x600";
-}
+using Text = std::optional<std::string>;
 
 QString toPath(const std::string& argument)
 {
@@ -57,41 +41,234 @@ QStringList toPaths(const std::vector<std::string>& arguments)
     return paths;
 }
 
-int runCommand(const CLI::App& app, const Arguments& arguments, MessageCollector& messages)
+std::optional<QString> toText(const Text& argument)
 {
-    if (app.got_subcommand("formats"))
-        return runFormatsCommand(arguments.json);
-    if (app.got_subcommand("info"))
-        return runInfoCommand(toPaths(arguments.files), arguments.json, messages);
-    return runConvertCommand(
-        toPath(arguments.source), toPath(arguments.target), parseSize(arguments.size), messages);
+    return argument ? std::optional(QString::fromStdString(*argument)) : std::nullopt;
+}
+
+/// Pixels as in "800x600".
+std::optional<QSize> parseSize(const std::string& text)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("^([1-9][0-9]{0,4})x([1-9][0-9]{0,4})$"));
+    const QRegularExpressionMatch match = pattern.match(QString::fromStdString(text));
+    if (!match.hasMatch())
+        return {};
+    return QSize(match.captured(1).toInt(), match.captured(2).toInt());
+}
+
+/// Degrees as in "48.858222,2.2945".
+std::optional<RKGeoPosition> parsePosition(const std::string& text)
+{
+    const QStringList parts = QString::fromStdString(text).split(u',');
+    bool isLatitude = false;
+    bool isLongitude = false;
+    const RKGeoPosition position(
+        parts.value(0).toDouble(&isLatitude), parts.value(1).toDouble(&isLongitude));
+    const bool ok = parts.size() == 2 && isLatitude && isLongitude && position.isValid();
+    return ok ? std::optional(position) : std::nullopt;
+}
+
+std::optional<QDateTime> parseDateTime(const std::string& text)
+{
+    const QDateTime parsed
+        = QDateTime::fromString(QString::fromStdString(text), Qt::ISODate).toLocalTime();
+    return parsed.isValid() ? std::optional(parsed) : std::nullopt;
+}
+
+/// A check for CLI11: no text means that the argument is right.
+template <typename Parse>
+auto checked(Parse parse, const char* hint)
+{
+    return [parse, hint](
+               const std::string& text) { return parse(text) ? std::string() : std::string(hint); };
+}
+
+void addFormats(CLI::App& app, Command& command)
+{
+    CLI::App* formats = app.add_subcommand("formats", "List the readable and writable formats");
+    const CLI::Option* json = formats->add_flag("--json")->description("Print JSON");
+    formats->callback([&command, json] {
+        command = [json = json->count() > 0](MessageCollector&) { return runFormatsCommand(json); };
+    });
+}
+
+void addInfo(CLI::App& app, std::vector<std::string>& files, Command& command)
+{
+    CLI::App* info = app.add_subcommand("info", "Tell what is known of files");
+    const CLI::Option* json = info->add_flag("--json")->description("Print JSON");
+    const CLI::Option* all
+        = info->add_flag("--all")->description("Print every datum of the metadata too");
+    info->add_option("FILES", files, "The files")->required();
+    info->callback([&command, &files, json, all] {
+        const auto style = json->count() > 0 ? InfoStyle::Json : InfoStyle::Text;
+        const auto extent
+            = all->count() > 0 ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
+        command = [&files, style, extent](MessageCollector& messages) {
+            return runInfoCommand(toPaths(files), style, extent, messages);
+        };
+    });
+}
+
+void addConvert(CLI::App& app, Command& command)
+{
+    CLI::App* convert = app.add_subcommand("convert", "Decode a picture and save it anew");
+    const CLI::Option* source = convert->add_option("IN", "The file to read")->required();
+    const CLI::Option* target
+        = convert->add_option("OUT", "The file to write; its extension is the format")->required();
+    const CLI::Option* size = convert->add_option("--size", "Fit into WxH pixels, proportions kept")
+                                  ->check(checked(parseSize, "a size looks like 800x600"));
+    convert->callback([&command, source, target, size] {
+        const QSize wanted = size->count() > 0 ? *parseSize(size->as<std::string>()) : QSize();
+        command = [from = toPath(source->as<std::string>()),
+                      to = toPath(target->as<std::string>()),
+                      wanted](MessageCollector& messages) {
+            return runConvertCommand(from, to, wanted, messages);
+        };
+    });
+}
+
+/// The arguments of `rkimage set` as they come; CLI11 fills them while it parses.
+struct SetArguments
+{
+    std::vector<std::string> files;
+    std::optional<int> rating;
+    std::optional<int> orientation;
+    Text rotate;
+    Text taken;
+    Text position;
+    Text title;
+    Text keywords;
+    Text author;
+    Text copyright;
+    Text comment;
+    Text profile;
+    Text thumbnail;
+    bool dryRun = false;
+
+    MetaDataChanges changes() const
+    {
+        MetaDataChanges changes;
+        changes.rating = rating;
+        if (orientation)
+            changes.orientation = RKImageOrientation(*orientation);
+        if (rotate)
+            changes.rotateClockwise = *rotate == "cw";
+        if (taken)
+            changes.taken = parseDateTime(*taken);
+        if (position)
+            changes.position = parsePosition(*position);
+        changes.title = toText(title);
+        changes.keywords = toText(keywords);
+        changes.author = toText(author);
+        changes.copyright = toText(copyright);
+        changes.comment = toText(comment);
+        if (profile)
+            changes.profile = toPath(*profile);
+        if (thumbnail)
+            changes.thumbnail = toPath(*thumbnail);
+        changes.mode = dryRun ? MetaDataChanges::Mode::DryRun : MetaDataChanges::Mode::Write;
+        return changes;
+    }
+};
+
+void addSet(CLI::App& app, SetArguments& arguments, Command& command)
+{
+    CLI::App* set
+        = app.add_subcommand("set", "Change the metadata of files; their pixels stay as they are");
+    set->add_option("FILES", arguments.files, "The files")->required();
+    set->add_option("--rating", arguments.rating, "Stars, 0 to 5")->check(CLI::Range(0, 5));
+    set->add_option("--orientation", arguments.orientation, "Exif orientation, 1 to 8")
+        ->check(CLI::Range(1, 8));
+    set->add_option("--rotate", arguments.rotate, "Turn by 90 degrees: cw or ccw")
+        ->check(CLI::IsMember({"cw", "ccw"}));
+    set->add_option("--taken", arguments.taken, "When the picture was taken, ISO 8601")
+        ->check(checked(parseDateTime, "a date looks like 2021-07-04T12:30:00"));
+    set->add_option("--gps", arguments.position, "Where, in degrees: LAT,LON")
+        ->check(checked(parsePosition, "a position looks like 48.858222,2.2945"));
+    set->add_option("--title", arguments.title, "Title");
+    set->add_option("--keywords", arguments.keywords, "Keywords");
+    set->add_option("--author", arguments.author, "Author");
+    set->add_option("--copyright", arguments.copyright, "Copyright");
+    set->add_option("--comment", arguments.comment, "Comment");
+    set->add_option("--icc", arguments.profile, "Colour profile to embed")
+        ->check(CLI::ExistingFile);
+    set->add_option("--thumbnail",
+        arguments.thumbnail,
+        "Thumbnail to embed: a picture, auto for one of the file itself, or none");
+    set->add_flag("--dry-run", arguments.dryRun, "Write nothing");
+    set->callback([&arguments, &command] {
+        command = [&arguments](MessageCollector& messages) {
+            return runSetCommand(toPaths(arguments.files), arguments.changes(), messages);
+        };
+    });
+}
+
+void addFacesOfOneFile(CLI::App& faces,
+    const char* name,
+    const char* description,
+    int (*run)(const QString&, MessageCollector&),
+    Command& command)
+{
+    CLI::App* action = faces.add_subcommand(name, description);
+    const CLI::Option* file = action->add_option("FILE", "The picture")->required();
+    action->callback([&command, file, run] {
+        command = [path = toPath(file->as<std::string>()), run](
+                      MessageCollector& messages) { return run(path, messages); };
+    });
+}
+
+void addFacesOfTwoFiles(CLI::App& faces,
+    const char* name,
+    const char* description,
+    const char* second,
+    int (*run)(const QString&, const QString&, MessageCollector&),
+    Command& command)
+{
+    CLI::App* action = faces.add_subcommand(name, description);
+    const CLI::Option* file = action->add_option("FILE", "The picture")->required();
+    const CLI::Option* other = action->add_option(second, "The other file")->required();
+    action->callback([&command, file, other, run] {
+        command = [path = toPath(file->as<std::string>()),
+                      otherPath = toPath(other->as<std::string>()),
+                      run](MessageCollector& messages) { return run(path, otherPath, messages); };
+    });
+}
+
+void addFaces(CLI::App& app, Command& command)
+{
+    CLI::App* faces = app.add_subcommand("faces", "The faces of a picture");
+    faces->require_subcommand(1);
+    addFacesOfOneFile(*faces, "list", "Print the faces as JSON", runFacesListCommand, command);
+    addFacesOfOneFile(*faces, "remove", "Remove all face regions", runFacesRemoveCommand, command);
+    addFacesOfTwoFiles(
+        *faces, "set", "Merge the faces of a JSON file", "JSON", runFacesSetCommand, command);
+    addFacesOfTwoFiles(*faces,
+        "draw",
+        "Save the picture with its faces framed",
+        "OUT",
+        runFacesDrawCommand,
+        command);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    Arguments arguments;
-    CLI::App app("Opens, measures and converts pictures.", "rkimage");
+    Command command;
+    std::vector<std::string> infoFiles;
+    SetArguments setArguments;
+    CLI::App app("Opens, measures, converts and describes pictures.", "rkimage");
     app.require_subcommand(1);
-    app.add_flag("--verbose", arguments.verbose, "Show the library's messages");
-    app.add_option("--config", arguments.config, "Configuration file (XML)")
-        ->check(CLI::ExistingFile);
-
-    CLI::App* formats = app.add_subcommand("formats", "List the readable and writable formats");
-    formats->add_flag("--json", arguments.json, "Print JSON");
-
-    CLI::App* info = app.add_subcommand("info", "Tell what is known of files");
-    info->add_flag("--json", arguments.json, "Print JSON");
-    info->add_option("FILES", arguments.files, "The files")->required();
-
-    CLI::App* convert = app.add_subcommand("convert", "Decode a picture and save it anew");
-    convert->add_option("IN", arguments.source, "The file to read")->required();
-    convert->add_option("OUT", arguments.target, "The file to write; its extension is the format")
-        ->required();
-    convert->add_option("--size", arguments.size, "Fit into WxH pixels, proportions kept")
-        ->check(checkSize);
-
+    const CLI::Option* verbose
+        = app.add_flag("--verbose")->description("Show the library's messages");
+    const CLI::Option* config
+        = app.add_option("--config", "Configuration file (XML)")->check(CLI::ExistingFile);
+    addFormats(app, command);
+    addInfo(app, infoFiles, command);
+    addConvert(app, command);
+    addSet(app, setArguments, command);
+    addFaces(app, command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -101,11 +278,11 @@ int main(int argc, char** argv)
     // No window is ever shown, so none of the desktop is needed.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    MessageCollector messages(arguments.verbose);
+    MessageCollector messages(verbose->count() > 0);
     const QGuiApplication application(argc, argv);
     RKImageLoaderConfig::setConfigFile(
-        QFileInfo(arguments.config.empty() ? QStringLiteral(":/rkimage/config.xml")
-                                           : toPath(arguments.config)));
+        QFileInfo(config->count() > 0 ? toPath(config->as<std::string>())
+                                      : QStringLiteral(":/rkimage/config.xml")));
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
-    return runCommand(app, arguments, messages);
+    return command(messages);
 }

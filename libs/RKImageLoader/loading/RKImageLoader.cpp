@@ -4,9 +4,14 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/media/RKBinaryFile.h"
+#include "RKImageLoader/metadata/RKExiv2Wrapper.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
+#include "RKImageLoader/metadata/RKMetaDataCache.h"
 
 #include <QBuffer>
 #include <QDebug>
+#include <QMutex>
+#include <QMutexLocker>
 
 namespace {
 
@@ -22,10 +27,36 @@ bool fitsThumbnail(int side)
     return side >= 0 && side <= kLargestThumbnailSide;
 }
 
+/// Drops the held metadata of a file before and after it is written: a reader in between may have
+/// parsed the old file.
+class MetaDataInvalidation
+{
+public:
+    MetaDataInvalidation(const RKImageLoader& loader, const RKMediaDescriptor& descriptor)
+        : m_loader(loader)
+        , m_descriptor(descriptor)
+    {
+        m_loader.invalidateMetaData(m_descriptor);
+    }
+
+    ~MetaDataInvalidation()
+    {
+        m_loader.invalidateMetaData(m_descriptor);
+    }
+
+    MetaDataInvalidation(const MetaDataInvalidation&) = delete;
+    MetaDataInvalidation& operator=(const MetaDataInvalidation&) = delete;
+
+private:
+    const RKImageLoader& m_loader;
+    const RKMediaDescriptor& m_descriptor;
+};
+
 } // namespace
 
 RKImageLoader::RKImageLoader()
 {
+    RKExiv2Wrapper::initialize();
     dumpSupportedFormats();
 }
 
@@ -129,6 +160,10 @@ RKDrawable RKImageLoader::decodeBigDrawable(
         = tryAllDecoders(data, descriptor.fileFormatAsByteArray(), wanted, descriptor);
     if (decoded.isNull())
         qWarning().noquote() << "could not decode" << descriptor.absoluteFilePath();
+    // Also of pictures that can't be decoded, so that the file is not read again. A file that could
+    // not be read is tried again next time.
+    if (!data.isEmpty())
+        metaDataCache()->metaDataValue(descriptor.fileInfo(), data);
     return convertColorProfile(descriptor, decoded);
 }
 
@@ -153,7 +188,7 @@ QByteArray RKImageLoader::readBinaryFile(const QFileInfo& file) const
 
 RKImageOrientation RKImageLoader::imageOrientation(const RKMediaDescriptor& descriptor) const
 {
-    return RKMediaLoaderAbstract::imageOrientation(descriptor);
+    return copyMetaData(descriptor).imageOrientation();
 }
 
 bool RKImageLoader::imageIsTiltedByMetadata(const RKMediaDescriptor& descriptor) const
@@ -188,9 +223,16 @@ RKDrawable RKImageLoader::autoRotate(
 }
 
 RKDrawable RKImageLoader::decodeExifThumbnail(
-    const RKMediaDescriptor&, const QSize&, const RKImageOption&) const
+    const RKMediaDescriptor& descriptor, const QSize& wanted, const RKImageOption& option) const
 {
-    return {};
+    // One at a time in the process; the metadata's own locks are taken under it.
+    static QMutex extractionMutex;
+    QMutexLocker locker(&extractionMutex);
+    const QImage thumbnail = copyMetaData(descriptor).thumbnail(option);
+    locker.unlock();
+    if (thumbnail.isNull() || isInvalid(wanted))
+        return thumbnail;
+    return thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
 
 RKDrawable RKImageLoader::convertColorProfile(
@@ -201,7 +243,18 @@ RKDrawable RKImageLoader::convertColorProfile(
 
 QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 {
-    return unrotatedSize(descriptor);
+    // Of these two the decoders know the size better than the metadata.
+    constexpr auto kMeasured = RKMediaFormatEnum(MEDIA_FORMAT_TIFF | MEDIA_FORMAT_WEBP);
+    if ((mediaFormat(descriptor) & kMeasured) != 0)
+        return unrotatedSize(descriptor);
+
+    const RKMetaData metaData = copyMetaData(descriptor);
+    QSize size = metaData.unrotatedSize();
+    if (isInvalid(size)) {
+        qWarning().noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
+        size = unrotatedSize(descriptor);
+    }
+    return metaData.imageIsTiltedByMetadata() ? size.transposed() : size;
 }
 
 QSize RKImageLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
@@ -218,7 +271,8 @@ QSize RKImageLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
 
 QDateTime RKImageLoader::recordingDate(const RKMediaDescriptor& descriptor) const
 {
-    return fileCreationDate(descriptor);
+    const QDateTime taken = copyMetaData(descriptor).pictureTaken();
+    return taken.isValid() ? taken : fileCreationDate(descriptor);
 }
 
 bool RKImageLoader::save(
@@ -231,7 +285,72 @@ bool RKImageLoader::save(
 
 bool RKImageLoader::save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
+    const MetaDataInvalidation invalidation(*this, descriptor);
     return primaryEncoder(mediaFormat(descriptor))->save(descriptor.fileInfo(), drawable);
+}
+
+bool RKImageLoader::save(QBuffer* buffer,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData) const
+{
+    return save(buffer, format, drawable) && metaData.save(buffer);
+}
+
+bool RKImageLoader::save(const RKMediaDescriptor& descriptor,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData) const
+{
+    if (!save(descriptor, drawable))
+        return false;
+    RKMetaData withoutProfile = metaData;
+    withoutProfile.setIccData(QByteArray());
+    return save(descriptor, withoutProfile);
+}
+
+bool RKImageLoader::save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const
+{
+    const MetaDataInvalidation invalidation(*this, descriptor);
+    return metaData.save(descriptor.fileInfo());
+}
+
+void RKImageLoader::invalidateMetaData(const RKMediaDescriptor& descriptor) const
+{
+    metaDataCache()->invalidate(descriptor.fileInfo());
+}
+
+RKMetaDataCache* RKImageLoader::metaDataCache() const
+{
+    return RKMetaDataCache::instance();
+}
+
+RKMetaData* RKImageLoader::metaData(const RKMediaDescriptor& descriptor) const
+{
+    return metaDataCache()->metaData(descriptor.fileInfo());
+}
+
+RKMetaData* RKImageLoader::metaData(
+    const RKMediaDescriptor& descriptor, const QByteArray& data) const
+{
+    return metaDataCache()->metaData(descriptor.fileInfo(), data);
+}
+
+RKMetaData RKImageLoader::copyMetaData(const RKMediaDescriptor& descriptor) const
+{
+    return metaDataCache()->metaDataValue(descriptor.fileInfo());
+}
+
+void RKImageLoader::clearMetaDataCache() const
+{
+    metaDataCache()->clear();
+}
+
+void RKImageLoader::softRotate(const RKMediaDescriptor& descriptor, bool clockwise)
+{
+    // Brings the metadata into the cache; those of a picture that can't be measured stay out.
+    copyMetaData(descriptor);
+    if (RKMetaData* held = metaDataCache()->retrieve(descriptor.fileInfo()))
+        held->rotate(clockwise);
 }
 
 QFileInfoList RKImageLoader::extractSupportedImageFiles(const QFileInfoList& files) const

@@ -15,6 +15,7 @@
 
 class RKBitmapDecoder;
 class RKBitmapDecoderRegistry;
+class RKMetaDataCache;
 
 using ImageLoaderFlags = quint32;
 
@@ -99,6 +100,28 @@ public:
     bool save(
         QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const override;
     bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const override;
+    /// The metadata's colour profile is left out: a decoded picture is in sRGB.
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const override;
+    bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const override;
+    void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
+
+    RKMetaDataCache* metaDataCache() const;
+    /// The cache's object, see RKMetaDataCache::metaData() for who owns it. Prefer copyMetaData().
+    RKMetaData* metaData(const RKMediaDescriptor& descriptor) const;
+    RKMetaData* metaData(const RKMediaDescriptor& descriptor, const QByteArray& data) const;
+    /// The metadata of the descriptor's file.
+    RKMetaData copyMetaData(const RKMediaDescriptor& descriptor) const;
+    void clearMetaDataCache() const;
+
+    /// Turns the displayed picture by 90 degrees in the held metadata; the file is not touched.
+    /// Save it with save(descriptor, copyMetaData(descriptor)).
+    void softRotate(const RKMediaDescriptor& descriptor, bool clockwise);
 
     /// The files among the given ones that have a supported format.
     QFileInfoList extractSupportedImageFiles(const QFileInfoList& files) const;

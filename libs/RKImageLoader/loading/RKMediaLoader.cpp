@@ -87,6 +87,35 @@ bool RKMediaLoader::save(const RKMediaDescriptor& descriptor, const RKDrawable& 
     return loader && loader->save(descriptor, drawable);
 }
 
+bool RKMediaLoader::save(QBuffer* buffer,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(format);
+    return loader && loader->save(buffer, format, drawable, metaData);
+}
+
+bool RKMediaLoader::save(const RKMediaDescriptor& descriptor,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader && loader->save(descriptor, drawable, metaData);
+}
+
+bool RKMediaLoader::save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader && loader->save(descriptor, metaData);
+}
+
+void RKMediaLoader::invalidateMetaData(const RKMediaDescriptor& descriptor) const
+{
+    if (const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor)))
+        loader->invalidateMetaData(descriptor);
+}
+
 const RKMediaLoaderAbstract* RKMediaLoader::loaderFor(const RKMediaFormat& format) const
 {
     const auto found = std::find_if(m_loaders.cbegin(),

@@ -35,6 +35,15 @@ public:
     bool save(
         QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const override;
     bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const override;
+    bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const override;
+    void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
 
 private:
     /// Null when no loader supports the format.

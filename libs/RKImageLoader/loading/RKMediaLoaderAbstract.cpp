@@ -1,5 +1,7 @@
 #include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
 
+#include "RKImageLoader/metadata/RKCTime.h"
+
 RKMediaLoaderAbstract::~RKMediaLoaderAbstract() = default;
 
 RKImageOrientation RKMediaLoaderAbstract::imageOrientation(const RKMediaDescriptor&) const
@@ -58,6 +60,8 @@ RKMediaFormatList RKMediaLoaderAbstract::convertableFormats(const RKMediaFormat&
 QDateTime RKMediaLoaderAbstract::fileCreationDate(const RKMediaDescriptor& descriptor) const
 {
     const QFileInfo file = descriptor.fileInfo();
-    const QDateTime created = file.birthTime();
+    QDateTime created = RKCTime().readFrom(file.absoluteFilePath());
+    if (!created.isValid())
+        created = file.birthTime();
     return created.isValid() ? created : file.lastModified();
 }

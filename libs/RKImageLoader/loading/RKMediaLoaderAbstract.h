@@ -12,6 +12,7 @@
 #include <QSize>
 
 class QBuffer;
+class RKMetaData;
 
 /// Opens, measures and saves the media of some formats. Thread-safe.
 ///
@@ -55,6 +56,21 @@ public:
     /// Saves to the descriptor's file, which is replaced as a whole or left as it was. The format
     /// must be among writableMediaFormats(): asking for another one may end the process.
     virtual bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const = 0;
+
+    /// The same with metadata. The buffer is closed afterwards. False when either could not be
+    /// saved; the picture may have been, then.
+    virtual bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const = 0;
+    virtual bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const = 0;
+    /// Merges the metadata into the descriptor's file, whose pixels stay as they are.
+    virtual bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const = 0;
+
+    /// Forgets what is held of the file's metadata; call it when the file was changed by others.
+    virtual void invalidateMetaData(const RKMediaDescriptor& descriptor) const = 0;
 
     /// By the file name's suffix.
     RKMediaFormat mediaFormat(const RKMediaDescriptor& descriptor) const;

@@ -1,6 +1,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKChildProcess.h"
 #include "support/RKTestPictures.h"
 
@@ -82,6 +83,8 @@ private Q_SLOTS:
         QVERIFY(drawable.isVector());
         QCOMPARE(drawable.size(), QSize(100, 50));
         QCOMPARE(drawable.image().pixelColor(50, 25), QColor(Qt::red));
+        // The metadata know nothing of drawings, so their size is measured.
+        expectWarning(QStringLiteral("Groesse nicht bekannt bei ") + path("v.svg"));
         QCOMPARE(loader().size(descriptor("v.svg")), QSize(400, 200));
     }
 
@@ -155,6 +158,94 @@ private Q_SLOTS:
     {
         write(path("small.jpg"), encoded(quadrants({400, 300}), "jpg", 95));
         QCOMPARE(loader().bitmap(descriptor("small.jpg"), {100, 100}).size(), QSize(100, 75));
+    }
+
+    void picturesComeUprightAndTheirSizeIsTheDisplayedOne()
+    {
+        for (const char* name : {"turned.jpg", "turned.png"}) {
+            const RKMediaDescriptor file = descriptor(name);
+            QVERIFY(loader().save(file, quadrants({400, 200})));
+            RKMetaData metaData = loader().copyMetaData(file);
+            metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+            QVERIFY(loader().save(file, metaData));
+
+            QCOMPARE(loader().imageOrientation(file), ORIENTATION_RIGHT_TOP);
+            QVERIFY(loader().imageIsTiltedByMetadata(file));
+            QCOMPARE(loader().size(file), QSize(200, 400));
+            QCOMPARE(loader().unrotatedSize(file), QSize(400, 200));
+            const QImage upright = loader().bitmap(file, QSize(100, 300));
+            QCOMPARE(upright.size(), QSize(100, 200));
+            QVERIFY(isNear(upright.pixelColor(10, 10), Qt::blue));
+            QVERIFY(isNear(upright.pixelColor(90, 10), Qt::red));
+            QVERIFY(isNear(upright.pixelColor(90, 190), Qt::green));
+            const RKDrawable stored = loader().unrotatedDrawable(file, {300, 100}, RKImageOption());
+            QCOMPARE(stored.size(), QSize(200, 100));
+        }
+    }
+
+    void tiffPicturesStayAsTheyAreStored()
+    {
+        const RKMediaDescriptor file = descriptor("turned.tiff");
+        QVERIFY(loader().save(file, quadrants({400, 200})));
+        RKMetaData metaData = loader().copyMetaData(file);
+        metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+        QVERIFY(loader().save(file, metaData));
+        QCOMPARE(loader().imageOrientation(file), ORIENTATION_RIGHT_TOP);
+        QCOMPARE(loader().size(file), QSize(400, 200));
+        QCOMPARE(loader().bitmap(file, QSize(100, 300)).size(), QSize(100, 50));
+    }
+
+    void embeddedThumbnailsServeSmallRequests()
+    {
+        const RKMediaDescriptor file = descriptor("thumb.jpg");
+        QVERIFY(loader().save(file, quadrants({400, 300})));
+        RKMetaData metaData = loader().copyMetaData(file);
+        QImage thumbnail(160, 120, QImage::Format_RGB32);
+        thumbnail.fill(Qt::yellow);
+        metaData.setThumbnail(thumbnail);
+        QVERIFY(loader().save(file, metaData));
+
+        const QImage small = loader().bitmap(file, QSize(80, 80));
+        QCOMPARE(small.size(), QSize(80, 60));
+        QVERIFY(isNear(small.pixelColor(10, 10), Qt::yellow));
+        QVERIFY(isNear(loader().bitmap(file, QSize(161, 161)).pixelColor(10, 10), Qt::red));
+        const RKImageOption embedded(RKImageOption::UseEmbeddedThumbnail);
+        QCOMPARE(loader().drawable(file, QSize(), embedded).size(), QSize(160, 120));
+    }
+
+    void softRotationChangesTheHeldMetadataUntilSaved()
+    {
+        const RKMediaDescriptor file = descriptor("soft.jpg");
+        QVERIFY(loader().save(file, quadrants({400, 300})));
+        const QByteArray before = read(path("soft.jpg"));
+        RKImageLoader::instance()->softRotate(file, true);
+        QCOMPARE(loader().size(file), QSize(300, 400));
+        QCOMPARE(read(path("soft.jpg")), before);
+
+        QVERIFY(loader().save(file, loader().copyMetaData(file)));
+        QCOMPARE(loader().imageOrientation(file), ORIENTATION_RIGHT_TOP);
+        QVERIFY(read(path("soft.jpg")) != before);
+        loader().invalidateMetaData(file);
+        QCOMPARE(loader().size(file), QSize(300, 400));
+    }
+
+    void metadataAreSavedWithThePicture()
+    {
+        RKMetaData metaData;
+        metaData.setPictureTaken(QDateTime(QDate(2021, 7, 4), QTime(12, 30)));
+        metaData.setIccData("profile");
+        const RKMediaDescriptor file = descriptor("with.jpg");
+        QVERIFY(loader().save(file, quadrants({40, 30}), metaData));
+        QCOMPARE(loader().recordingDate(file), metaData.pictureTaken());
+        QVERIFY(!loader().copyMetaData(file).hasIccData());
+
+        QBuffer buffer;
+        QVERIFY(loader().save(&buffer, MEDIA_FORMAT_JPG, quadrants({40, 30}), metaData));
+        QVERIFY(!buffer.isOpen());
+        QCOMPARE(RKMetaData(QFileInfo(), buffer.data()).pictureTaken(), metaData.pictureTaken());
+        // BMP holds none of the metadata; the picture is saved all the same.
+        QVERIFY(!loader().save(descriptor("with.bmp"), quadrants({40, 30}), metaData));
+        QCOMPARE(loader().unrotatedSize(descriptor("with.bmp")), QSize(40, 30));
     }
 
     void savedPicturesReplaceTheOldFileOnlyWhenComplete()
@@ -246,9 +337,12 @@ private Q_SLOTS:
         write(path("t.svg"),
             "<svg xmlns='http://www.w3.org/2000/svg' width='200' height='100'>"
             "<rect width='200' height='100' fill='red'/></svg>");
+        constexpr int kThreads = 8;
+        for (int i = 0; i < kThreads; ++i)
+            expectWarning(QStringLiteral("Groesse nicht bekannt bei ") + path("t.svg"));
         std::vector<std::thread> threads;
         std::atomic<int> good{0};
-        for (int i = 0; i < 8; ++i) {
+        for (int i = 0; i < kThreads; ++i) {
             threads.emplace_back([this, &good] {
                 for (const char* name : {"t.jpg", "t.png", "t.svg"}) {
                     const RKMediaDescriptor file = descriptor(name);
@@ -259,7 +353,7 @@ private Q_SLOTS:
         }
         for (std::thread& thread : threads)
             thread.join();
-        QCOMPARE(good.load(), 8 * 3 * 2);
+        QCOMPARE(good.load(), kThreads * 3 * 2);
     }
 
 private:

@@ -36,8 +36,6 @@ QByteArray file(int number)
     constexpr const char* kFormats[] = {"JPG", "PNG", "TIFF"};
     const char* const format = kFormats[number % 3];
     return withMetadata(imageFile(format, kSize), [number](Exiv2::Image& image) {
-    // Makes the prefix known to exiv2, which is asked directly here.
-    RKExiv2Wrapper::initialize();
         image.exifData()["Exif.Image.Artist"] = std::string("artist");
         image.xmpData()["Xmp.xmp.Rating"] = std::string("1");
         image.xmpData()["Xmp.TAMO.Rating"] = std::to_string(number % 6);

@@ -1,0 +1,137 @@
+#include "FacesCommand.h"
+
+#include "MessageCollector.h"
+#include "MetaDataJson.h"
+#include "Output.h"
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
+
+#include <QFile>
+
+#include <optional>
+
+namespace {
+
+int fail(const QString& file, const QString& failure, MessageCollector& messages)
+{
+    Output::printFailure(file, Output::withReason(failure, messages.takeWarnings()));
+    return Output::SomeFailed;
+}
+
+/// The descriptor of an existing file, or nothing and a line about the failure.
+std::optional<RKMediaDescriptor> existing(const QString& file, MessageCollector& messages)
+{
+    messages.takeWarnings();
+    const RKMediaDescriptor descriptor{QFileInfo(file)};
+    if (descriptor.fileInfo().exists())
+        return descriptor;
+    fail(file, QStringLiteral("there is no such file"), messages);
+    return {};
+}
+
+std::optional<RKFacePosition> parseFace(const QJsonValue& value)
+{
+    const QJsonArray numbers = value[u"rect"].toArray();
+    if (numbers.size() != 4)
+        return {};
+    const QRectF rect(
+        numbers[0].toDouble(), numbers[1].toDouble(), numbers[2].toDouble(), numbers[3].toDouble());
+    RKFacePosition face(rect,
+        faceDetectionEngineUnknown,
+        RKFaceId(),
+        RKClusterId(value[u"clusterId"].toInt(RKClusterId().id())),
+        RKFacePosition::invalidCoverImageEpoch(),
+        value[u"name"].toString(),
+        RKFacePosition::invalidXmpRegionIndex());
+    return face.isValid() ? std::optional(face) : std::nullopt;
+}
+
+/// The faces of a JSON text; nothing when one of them is no face.
+std::optional<RKFacePositions> parseFaces(const QByteArray& json)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(json);
+    if (!document.isArray())
+        return {};
+    RKFacePositions faces;
+    const QJsonArray values = document.array();
+    for (const QJsonValue& value : values) {
+        const std::optional<RKFacePosition> face = parseFace(value);
+        if (!face)
+            return {};
+        faces.append(*face);
+    }
+    return faces;
+}
+
+int saveFaces(const RKMediaDescriptor& descriptor,
+    const QString& file,
+    const RKMetaData& metaData,
+    MessageCollector& messages)
+{
+    return RKImageLoader::instance()->save(descriptor, metaData)
+        ? Output::AllDone
+        : fail(file, QStringLiteral("the metadata can't be saved"), messages);
+}
+
+} // namespace
+
+int runFacesListCommand(const QString& file, MessageCollector& messages)
+{
+    const auto descriptor = existing(file, messages);
+    if (!descriptor)
+        return Output::SomeFailed;
+    const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(*descriptor);
+    Output::print(QJsonDocument(MetaDataJson::fromFaces(metaData.facePositions())));
+    return Output::AllDone;
+}
+
+int runFacesSetCommand(const QString& file, const QString& facesFile, MessageCollector& messages)
+{
+    const auto descriptor = existing(file, messages);
+    if (!descriptor)
+        return Output::SomeFailed;
+    QFile json(facesFile);
+    if (!json.open(QIODevice::ReadOnly))
+        return fail(facesFile, json.errorString(), messages);
+    const auto faces = parseFaces(json.readAll());
+    if (!faces)
+        return fail(facesFile, QStringLiteral("this is no list of faces"), messages);
+
+    RKMetaData metaData = RKImageLoader::instance()->copyMetaData(*descriptor);
+    if (!metaData.updateFaces(metaData.unrotatedSize(), *faces))
+        return fail(file, QStringLiteral("the faces can't be merged"), messages);
+    return saveFaces(*descriptor, file, metaData, messages);
+}
+
+int runFacesRemoveCommand(const QString& file, MessageCollector& messages)
+{
+    const auto descriptor = existing(file, messages);
+    if (!descriptor)
+        return Output::SomeFailed;
+    RKMetaData metaData = RKImageLoader::instance()->copyMetaData(*descriptor);
+    if (!metaData.removeFaceRegions())
+        return fail(file, QStringLiteral("the regions can't be parsed"), messages);
+    return saveFaces(*descriptor, file, metaData, messages);
+}
+
+int runFacesDrawCommand(const QString& file, const QString& target, MessageCollector& messages)
+{
+    const auto descriptor = existing(file, messages);
+    if (!descriptor)
+        return Output::SomeFailed;
+    const RKImageLoader& loader = *RKImageLoader::instance();
+    const RKMediaDescriptor to{QFileInfo(target)};
+    if (!loader.isSupportedWritableFormat(loader.mediaFormat(to)))
+        return fail(target, QStringLiteral("the format can't be written"), messages);
+    QImage image = loader.bitmap(*descriptor, QSize()).convertToFormat(QImage::Format_RGB32);
+    if (image.isNull())
+        return fail(file, QStringLiteral("the picture can't be decoded"), messages);
+
+    // Faces are recorded on the stored picture; the decoded one is upright.
+    const RKMetaData metaData = loader.copyMetaData(*descriptor);
+    metaData.facePositions().rotated(metaData.imageOrientation()).renderInto(&image);
+    return loader.save(to, image)
+        ? Output::AllDone
+        : fail(target, QStringLiteral("the picture can't be saved"), messages);
+}

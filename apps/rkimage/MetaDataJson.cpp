@@ -1,0 +1,109 @@
+#include "MetaDataJson.h"
+
+#include "RKImageLoader/faces/RKFaceDetectionEngine.h"
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+
+namespace {
+
+QJsonValue sizeOrNull(const QSize& size)
+{
+    return size.isValid() ? QJsonValue(MetaDataJson::fromSize(size)) : QJsonValue();
+}
+
+QJsonValue fromPosition(const RKGeoPosition& position)
+{
+    if (!position.isValid())
+        return {};
+    return QJsonObject{{QStringLiteral("latitude"), position.latitude().degrees()},
+        {QStringLiteral("longitude"), position.longitude().degrees()}};
+}
+
+QJsonObject fields(const RKMetaData& metaData)
+{
+    using Field = RKMetaDataFieldEnum;
+    QJsonObject texts;
+    for (const RKMetaDataField field : {Field::originalFilename,
+             Field::exifImageDescription,
+             Field::keywords,
+             Field::copyright,
+             Field::author,
+             Field::exifUserComment,
+             Field::exifSoftware,
+             Field::exifMake,
+             Field::exifModel})
+    {
+        const QString text = metaData.read(field);
+        // One keyword ends in a blank, which no reader of the JSON would expect.
+        if (!text.isEmpty())
+            texts[field.enumToStringTable()->keyword(field.value()).trimmed()] = text;
+    }
+    return texts;
+}
+
+QJsonObject allData(const RKMetaData& metaData)
+{
+    QJsonObject data;
+    const QHash<QString, QString> all = metaData.allData();
+    for (auto datum = all.cbegin(); datum != all.cend(); ++datum)
+        data[datum.key()] = datum.value();
+    return data;
+}
+
+} // namespace
+
+QJsonArray MetaDataJson::fromSize(const QSize& size)
+{
+    return {size.width(), size.height()};
+}
+
+QJsonArray MetaDataJson::fromFaces(const RKFacePositions& faces)
+{
+    QJsonArray array;
+    const QList<RKFacePosition> positions = faces.facePositions();
+    for (const RKFacePosition& face : positions) {
+        const QRectF rect = face.rect();
+        array << QJsonObject{
+            {QStringLiteral("rect"), QJsonArray{rect.x(), rect.y(), rect.width(), rect.height()}},
+            {QStringLiteral("name"), face.name()},
+            {QStringLiteral("clusterId"), face.clusterId().id()},
+            {QStringLiteral("engine"),
+                RKFaceDetectionEngine().enumToStringTable()->keyword(face.engine())},
+            {QStringLiteral("xmpRegionIndex"), face.xmpRegionIndex()},
+            {QStringLiteral("coverImageEpoch"), qint64(face.coverImageEpoch())}};
+    }
+    return array;
+}
+
+QJsonObject MetaDataJson::fromMetaData(const RKMetaData& metaData, Extent extent)
+{
+    const QImage thumbnail = metaData.thumbnail();
+    QJsonObject object{
+        {QStringLiteral("geoPosition"), fromPosition(metaData.geoPosition())},
+        {QStringLiteral("fields"), fields(metaData)},
+        {QStringLiteral("adobeRating"), metaData.adobeRating()},
+        {QStringLiteral("tamoRating"), metaData.tamoRating()},
+        {QStringLiteral("tamoStaticScore"), metaData.tamoStaticScore()},
+        {QStringLiteral("tamoDynamicScore"), metaData.tamoDynamicScore()},
+        {QStringLiteral("flashUsed"), metaData.flashUsed()},
+        {QStringLiteral("redEyeCorrectionUsed"), metaData.redEyeCorrectionUsed()},
+        {QStringLiteral("aboProhibited"), metaData.aboProhibited()},
+        {QStringLiteral("aboProhibitedBy"), metaData.aboProhibitedBy()},
+        {QStringLiteral("isFilmStrip"), metaData.isFilmStrip()},
+        {QStringLiteral("digitalZoomRatio"), metaData.digitalZoomRatio()},
+        {QStringLiteral("hasIccData"), metaData.hasIccData()},
+        {QStringLiteral("iccBytes"), metaData.iccData().size()},
+        {QStringLiteral("isAdobeRGB"), metaData.isAdobeRGB()},
+        {QStringLiteral("thumbnail"), sizeOrNull(thumbnail.isNull() ? QSize() : thumbnail.size())},
+        {QStringLiteral("faces"), fromFaces(metaData.facePositions())},
+        {QStringLiteral("regionImageSize"), sizeOrNull(metaData.regionImageSize())},
+        {QStringLiteral("numberOfRegions"), metaData.numberOfRegions()},
+    };
+    const QDateTime taken = metaData.pictureTaken();
+    if (taken.isValid())
+        object[QStringLiteral("pictureTaken")] = taken.toString(Qt::ISODate);
+    if (extent == Extent::All)
+        object[QStringLiteral("allData")] = allData(metaData);
+    return object;
+}
