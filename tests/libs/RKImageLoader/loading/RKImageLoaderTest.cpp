@@ -233,9 +233,10 @@ private Q_SLOTS:
     {
         RKMetaData metaData;
         metaData.setPictureTaken(QDateTime(QDate(2021, 7, 4), QTime(12, 30)));
-        metaData.setIccData("profile");
+        RKMetaData withProfile = metaData;
+        withProfile.setIccData("profile");
         const RKMediaDescriptor file = descriptor("with.jpg");
-        QVERIFY(loader().save(file, quadrants({40, 30}), metaData));
+        QVERIFY(loader().save(file, quadrants({40, 30}), withProfile));
         QCOMPARE(loader().recordingDate(file), metaData.pictureTaken());
         QVERIFY(!loader().copyMetaData(file).hasIccData());
 
