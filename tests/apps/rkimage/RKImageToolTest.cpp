@@ -137,6 +137,83 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(path("a.gif")));
     }
 
+    void setChangesMetadataAndNoPixels()
+    {
+        const QString file = path("set.jpg");
+        QVERIFY(QFile::copy(path("bild ä.jpg"), file));
+        const QImage before(file);
+        const auto bytes = read(file);
+        const QStringList changes{QStringLiteral("set"),
+            file,
+            QStringLiteral("--rating"),
+            QStringLiteral("4"),
+            QStringLiteral("--orientation"),
+            QStringLiteral("1"),
+            QStringLiteral("--rotate"),
+            QStringLiteral("cw"),
+            QStringLiteral("--taken"),
+            QStringLiteral("2021-07-04T12:30:00"),
+            QStringLiteral("--gps"),
+            QStringLiteral("48.5,-2.25"),
+            QStringLiteral("--title"),
+            QStringLiteral("Grüße"),
+            QStringLiteral("--thumbnail"),
+            QStringLiteral("auto")};
+        QCOMPARE(runTool(changes + QStringList{QStringLiteral("--dry-run")}).exitCode, 0);
+        QCOMPARE(read(file), bytes);
+        QCOMPARE(runTool(changes).exitCode, 0);
+        QCOMPARE(QImage(file), before);
+
+        const QJsonValue entry = informationOn(file);
+        QCOMPARE(entry[u"adobeRating"].toInt(), 4);
+        QCOMPARE(entry[u"orientation"].toInt(), 6);
+        QCOMPARE(entry[u"size"].toArray(), QJsonArray({300, 400}));
+        QCOMPARE(entry[u"pictureTaken"].toString(), QStringLiteral("2021-07-04T12:30:00"));
+        QCOMPARE(entry[u"recordingDate"], entry[u"pictureTaken"]);
+        QCOMPARE(entry[u"geoPosition"][u"latitude"].toDouble(), 48.5);
+        QCOMPARE(entry[u"geoPosition"][u"longitude"].toDouble(), -2.25);
+        QCOMPARE(entry[u"fields"][u"originalFilename"].toString(), QStringLiteral("Grüße"));
+        QCOMPARE(entry[u"thumbnail"].toArray(), QJsonArray({160, 120}));
+
+        const Run missing = runTool({QStringLiteral("set"),
+            path("missing.jpg"),
+            file,
+            QStringLiteral("--rating"),
+            QStringLiteral("1")});
+        QCOMPARE(missing.exitCode, 1);
+        QCOMPARE(missing.errors.size(), 1);
+        QCOMPARE(informationOn(file)[u"adobeRating"].toInt(), 1);
+    }
+
+    void facesAreMergedListedDrawnAndRemoved()
+    {
+        const QString file = path("faces.jpg");
+        QVERIFY(QFile::copy(path("bild ä.jpg"), file));
+        write(path("faces.json"),
+            R"([{"rect": [0.25, 0.5, 0.1, 0.2], "name": "Zoë", "clusterId": 7}])");
+        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("set"), file, path("faces.json")})
+                     .exitCode,
+            0);
+        const Run list = runTool({QStringLiteral("faces"), QStringLiteral("list"), file});
+        const QJsonArray faces = QJsonDocument::fromJson(list.output).array();
+        QCOMPARE(faces.size(), 1);
+        QCOMPARE(faces[0][u"name"].toString(), QStringLiteral("Zoë"));
+        QCOMPARE(faces[0][u"clusterId"].toInt(), 7);
+        QCOMPARE(faces[0][u"rect"][0].toDouble(), 0.25);
+
+        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("draw"), file, path("drawn.png")})
+                     .exitCode,
+            0);
+        QCOMPARE(QImage(path("drawn.png")).size(), QSize(400, 300));
+        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("remove"), file}).exitCode, 0);
+        QCOMPARE(informationOn(file)[u"faces"].toArray().size(), 0);
+
+        write(path("bad.json"), R"([{"rect": [0.25, 0.5, 0.1]}])");
+        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("set"), file, path("bad.json")})
+                     .exitCode,
+            1);
+    }
+
     void wrongUsageIsToldApart_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -162,6 +239,12 @@ private Q_SLOTS:
     }
 
 private:
+    static QJsonValue informationOn(const QString& file)
+    {
+        const Run run = runTool({QStringLiteral("info"), QStringLiteral("--json"), file});
+        return QJsonDocument::fromJson(run.output).array().at(0);
+    }
+
     QString path(const char* name) const
     {
         return m_folder.filePath(QString::fromUtf8(name));
