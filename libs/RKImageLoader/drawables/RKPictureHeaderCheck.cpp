@@ -96,7 +96,7 @@ bool isWithinLimit(qint64 width, qint64 height)
         && width * height <= RKPictureHeaderCheck::kMaxPixels;
 }
 
-// PNG specification, 11.2.2 IHDR.
+// ISO/IEC 15948 (PNG), 11.2.2 IHDR.
 bool canHoldPng(const Bytes& bytes)
 {
     constexpr std::array<qint64, 7> kChannels{1, 0, 3, 1, 2, 0, 4}; // by colour type

@@ -106,7 +106,7 @@ public:
     /// A packet has to be shorter than this.
     static constexpr size_t kPacketLimit = 65535;
     /// In a JPEG: what the 65533 bytes of an APP1 segment leave beside the namespace of 29 bytes
-    /// (XMP Specification Part 3, 1.1.3), plus 1.
+    /// (Storage of XMP in files, 1.1.3), plus 1.
     static constexpr size_t kJpegPacketLimit = 65505;
 
     /// Removes the largest properties until the packet is shorter than kPacketLimit; logs each. The

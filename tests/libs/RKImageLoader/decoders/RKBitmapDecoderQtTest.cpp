@@ -33,7 +33,7 @@ constexpr const char* kFailed
 
 QByteArray chunk(const QByteArray& type, const QByteArray& content)
 {
-    // PNG specification, annex D.
+    // ISO/IEC 15948 (PNG), annex D.
     quint32 checksum = 0xffffffff;
     const QByteArray covered = type + content;
     for (const char byte : covered) {
