@@ -15,9 +15,6 @@
 
 #include <sys/stat.h>
 
-#include <thread>
-#include <vector>
-
 using namespace RKTestPictures;
 
 class RKImageLoaderTest : public QObject
@@ -329,32 +326,6 @@ private Q_SLOTS:
         QCOMPARE(stripped("/a.b/c.d.JPG"), QStringLiteral("/a.b/c.d"));
         QCOMPARE(stripped("/a.jpg/c"), QStringLiteral("/a.jpg/c"));
         QCOMPARE(stripped("/a/c.txt"), QStringLiteral("/a/c.txt"));
-    }
-
-    void severalThreadsLoadAtOnce()
-    {
-        write(path("t.jpg"), encoded(quadrants({200, 100}), "jpg"));
-        write(path("t.png"), encoded(quadrants({200, 100}), "png"));
-        write(path("t.svg"),
-            "<svg xmlns='http://www.w3.org/2000/svg' width='200' height='100'>"
-            "<rect width='200' height='100' fill='red'/></svg>");
-        constexpr int kThreads = 8;
-        for (int i = 0; i < kThreads; ++i)
-            expectWarning(QStringLiteral("Groesse nicht bekannt bei ") + path("t.svg"));
-        std::vector<std::thread> threads;
-        std::atomic<int> good{0};
-        for (int i = 0; i < kThreads; ++i) {
-            threads.emplace_back([this, &good] {
-                for (const char* name : {"t.jpg", "t.png", "t.svg"}) {
-                    const RKMediaDescriptor file = descriptor(name);
-                    good += loader().size(file) == QSize(200, 100);
-                    good += loader().bitmap(file, {50, 50}).size() == QSize(50, 25);
-                }
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
-        QCOMPARE(good.load(), kThreads * 3 * 2);
     }
 
 private:
