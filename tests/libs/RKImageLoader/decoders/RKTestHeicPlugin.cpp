@@ -84,13 +84,9 @@ QByteArray RKTestHeic::file(
 }
 
 QImageIOPlugin::Capabilities RKTestHeicPlugin::capabilities(
-    QIODevice* device, const QByteArray& format) const
+    QIODevice*, const QByteArray& format) const
 {
-    if (format == "heic" || format == "heif")
-        return CanRead;
-    const bool isOurs = format.isEmpty() && device && device->isReadable()
-        && device->peek(kSignature.size()) == kSignature;
-    return isOurs ? Capabilities(CanRead) : Capabilities();
+    return format == "heic" || format == "heif" ? Capabilities(CanRead) : Capabilities();
 }
 
 QImageIOHandler* RKTestHeicPlugin::create(QIODevice* device, const QByteArray& format) const
