@@ -87,6 +87,7 @@ private Q_SLOTS:
         }
         TestRegistry registry;
         registry.setupInstance();
+        QVERIFY(registry.listOfDecoders(RKMediaFormat()).isEmpty());
 
         QCOMPARE(names(registry.listOfDecoders(MEDIA_FORMAT_PNG)), QStringLiteral("first second"));
         QCOMPARE(names(registry.listOfEncoders(MEDIA_FORMAT_PNG)), QStringLiteral("first third"));

@@ -429,7 +429,8 @@ private Q_SLOTS:
             {gzip(document(QByteArray(70 << 20, ' '))), kCompression},
             {gzip(gzip(document({}))), "a null character"},
             // Markup in two bytes a character is counted too.
-            {utf16(document(times("<g/>", RKSvgSanitizer::kMaxElements))), "too many elements"},
+            {utf16(document("<g" + times(" a%='='", RKSvgSanitizer::kMaxAttributes + 1) + "/>")),
+                "too many attributes"},
         };
         for (const Case& c : cases) {
             if (c.reason) {
