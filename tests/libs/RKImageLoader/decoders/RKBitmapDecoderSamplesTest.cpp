@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QImageReader>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
@@ -48,37 +47,26 @@ const RKBitmapDecoder* decoderOf(const QFileInfo& file)
                                                               : nullptr;
 }
 
-QSize toSize(const QJsonValue& value)
-{
-    const QJsonArray sides = value.toArray();
-    return sides.size() == 2 ? QSize(sides[0].toInt(), sides[1].toInt()) : QSize();
-}
-
 QSize sizeOf(const QJsonObject& entry, const QString& folder)
 {
-    const QSize size = toSize(entry.value(QLatin1String("size")));
-    const QSize second
-        = toSize(entry.value(QLatin1String("im")).toObject().value(QLatin1String("size")));
     // The second tool looks at the first frame of an animation instead of the canvas, and rounds
     // the size of a drawing up. The first one misses the height of some bitmaps.
+    const QJsonValue second = entry[u"im"][u"size"];
     const bool isSecondBetter
-        = second.isValid() && folder != QLatin1String("gif") && folder != QLatin1String("svg");
-    const QSize better = isSecondBetter ? second : size;
-    return better.isEmpty() ? QSize() : better;
+        = second.isArray() && folder != QLatin1String("gif") && folder != QLatin1String("svg");
+    const QJsonValue sides = isSecondBetter ? second : entry[u"size"];
+    const QSize size(sides[0].toInt(), sides[1].toInt());
+    return size.isEmpty() ? QSize() : size;
 }
 
 // Empty where the decoder's colours still have to be turned or converted.
 QStringList colorsOf(const QJsonObject& entry)
 {
-    const auto isTurned = [](const QJsonObject& values) {
-        return values.value(QLatin1String("orientation")).toInt(1) != 1;
-    };
-    if (isTurned(entry) || isTurned(entry.value(QLatin1String("xmp")).toObject())
-        || entry.contains(QLatin1String("icc")))
-    {
-        return {};
-    }
-    return entry.value(QLatin1String("quad")).toString().split(u' ', Qt::SkipEmptyParts);
+    const bool isTurned
+        = entry[u"orientation"].toInt(1) != 1 || entry[u"xmp"][u"orientation"].toInt(1) != 1;
+    return isTurned || entry.contains(u"icc")
+        ? QStringList()
+        : entry[u"quad"].toString().split(u' ', Qt::SkipEmptyParts);
 }
 
 // By how much the mean colours of the quadrants differ: top left, top right, bottom left, bottom
@@ -214,16 +202,14 @@ private Q_SLOTS:
             QElapsedTimer timer;
             timer.start();
             decoder->size(file, format);
-            const QImage image = decoder->decode(data, format, wanted, {});
-            QVERIFY2(timer.elapsed() < kSoon, qPrintable(QString::number(timer.elapsed())));
-
-            timer.restart();
-            const QImage drawn = decoder->decodeDrawable(data, format, wanted, {}).image();
-            QVERIFY2(timer.elapsed() < kSoon, qPrintable(QString::number(timer.elapsed())));
-            // No file of these sizes has a claim to more.
-            constexpr qint64 kMaxPixels = 100'000'000;
-            QVERIFY(qint64(image.width()) * image.height() < kMaxPixels);
-            QVERIFY(qint64(drawn.width()) * drawn.height() < kMaxPixels);
+            for (const QImage& image : {decoder->decode(data, format, wanted, {}),
+                     decoder->decodeDrawable(data, format, wanted, {}).image()})
+            {
+                // No file of these sizes has a claim to more.
+                constexpr qint64 kMaxPixels = 100'000'000;
+                QVERIFY(qint64(image.width()) * image.height() < kMaxPixels);
+            }
+            QVERIFY2(timer.elapsed() < 2 * kSoon, qPrintable(QString::number(timer.elapsed())));
         }
     }
 
