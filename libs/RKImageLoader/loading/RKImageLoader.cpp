@@ -252,6 +252,7 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
     QSize size = metaData.unrotatedSize();
     if (isInvalid(size)) {
         qWarning().noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
+        // Drawings and some pictures have no size in their metadata, but their decoder knows it.
         size = unrotatedSize(descriptor);
     }
     return metaData.imageIsTiltedByMetadata() ? size.transposed() : size;
