@@ -19,7 +19,8 @@
 
 namespace {
 
-constexpr qint64 kSoon = RKTimeLimit::milliseconds(1000);
+// The most is the time that a document of the largest size takes; a bomb takes minutes.
+constexpr qint64 kSoon = RKTimeLimit::milliseconds(5000);
 
 const QByteArray kHead
     = "<svg xmlns='http://www.w3.org/2000/svg' xmlns:xlink='http://www.w3.org/1999/xlink' "
