@@ -374,7 +374,7 @@ QString RKImageLoader::removeImageSuffixFromPath(const QString& path) const
 
 void RKImageLoader::dumpSupportedFormats() const
 {
-    const RKMediaFormatList formats = supportedMediaFormats();
+    const RKMediaFormatList formats = bitmapDecoders()->supportedMediaFormats();
     QStringList names;
     for (const RKMediaFormat& format : formats)
         names << format.defaultExtension();
