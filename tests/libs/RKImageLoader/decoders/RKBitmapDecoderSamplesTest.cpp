@@ -1,9 +1,9 @@
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTimeLimit.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QImageReader>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -155,11 +155,10 @@ private Q_SLOTS:
         const RKBitmapDecoder* const decoder = decoderOf(file);
         const QByteArray format = file.suffix().toLower().toLatin1();
         const QByteArray data = RKTestPictures::read(file.filePath());
-        QElapsedTimer timer;
-        timer.start();
+        const qint64 start = RKTimeLimit::worked();
         const QSize measured = decoder->size(file, format);
         const QImage image = decoder->decode(data, format, {}, {});
-        QVERIFY2(timer.elapsed() < kSoon, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(RKTimeLimit::worked(start) < kSoon);
 
         if (kUndecodable.contains(file.fileName().toUtf8())) {
             QVERIFY(image.isNull());
@@ -199,8 +198,7 @@ private Q_SLOTS:
         const QByteArray format = file.suffix().toLower().toLatin1();
         const QByteArray data = RKTestPictures::read(path);
         for (const QSize& wanted : {QSize(), QSize(200, 200)}) {
-            QElapsedTimer timer;
-            timer.start();
+            const qint64 start = RKTimeLimit::worked();
             decoder->size(file, format);
             for (const QImage& image : {decoder->decode(data, format, wanted, {}),
                      decoder->decodeDrawable(data, format, wanted, {}).image()})
@@ -209,7 +207,7 @@ private Q_SLOTS:
                 constexpr qint64 kMaxPixels = 100'000'000;
                 QVERIFY(qint64(image.width()) * image.height() < kMaxPixels);
             }
-            QVERIFY2(timer.elapsed() < 2 * kSoon, qPrintable(QString::number(timer.elapsed())));
+            QVERIFY(RKTimeLimit::worked(start) < 2 * kSoon);
         }
     }
 
