@@ -3,6 +3,7 @@
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/decoders/RKMngLoops_p.h"
 #include "RKImageLoader/decoders/RKPlatformFormats_p.h"
+#include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/media/RKBinaryFile.h"
@@ -168,7 +169,8 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
 
     // JPEG pictures have no gaps, and they are the ones that have to be fast.
     const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
-    const QImage image = readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage());
+    const QImage image = RKImageAttributes::withoutMetaDataTexts(
+        readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage()));
     if (image.isNull()) {
         if (isHeic)
             RKImageLoadingReporter::instance()->reportHeicError();

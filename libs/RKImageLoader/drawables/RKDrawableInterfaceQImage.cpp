@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKImageTester.h"
+#include "RKImageLoader/drawables/RKRounding_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
 #include <QBuffer>
@@ -10,6 +11,7 @@
 #include <QSvgGenerator>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 namespace {
@@ -19,18 +21,31 @@ void deleteImage(void* image)
     delete static_cast<QImage*>(image);
 }
 
-// The part of the image as QImage::copy() gives it, but without a copy where the pixels can be used
-// in place. The result keeps the image's pixels alive.
-QImage part(const QImage& image, const QRect& rect)
+// No picture reaches there, and rectangles in whole pixels can't.
+bool isFarAway(const QRectF& rect)
 {
+    constexpr double kLimit = 1e9;
+    const auto isNear = [](double number) { return std::abs(number) < kLimit; };
+    return !isNear(rect.x()) || !isNear(rect.y()) || !isNear(rect.width())
+        || !isNear(rect.height());
+}
+
+// The part of the image as QImage::copy() gives it, but without a copy where the pixels can be used
+// in place. The result keeps the image's pixels alive. Null for a part that isn't feasible.
+QImage part(const QImage& image, const QRectF& source)
+{
+    if (isFarAway(source))
+        return {};
+
     // Kept: copy() takes a rectangle without width and height for the whole image.
+    const QRect rect = source.toRect();
     if (rect.isNull() || rect == image.rect())
         return image;
 
     // Pixels of less than a byte can't be pointed at, and a colour table can't be shared.
     if (rect.isEmpty() || !image.rect().contains(rect) || image.depth() < 8
         || image.colorCount() > 0)
-        return image.copy(rect);
+        return RKImageScaler::isFeasible(rect.size()) ? image.copy(rect) : QImage();
 
     const uchar* firstPixel
         = image.constScanLine(rect.top()) + qsizetype(rect.left()) * (image.depth() / 8);
@@ -144,8 +159,8 @@ bool RKDrawableInterfaceQImage::draw(QPainter* painter,
     if (isNull())
         return false;
 
-    const QSize targetSize(qRound(target.width()), qRound(target.height()));
-    QImage result = scaleImage(part(m_image, source.toRect()), targetSize, option);
+    const QSize targetSize(RKRounding::toInt(target.width()), RKRounding::toInt(target.height()));
+    QImage result = scaleImage(part(m_image, source), targetSize, option);
     if (result.format() == QImage::Format_ARGB32)
         result.convertTo(QImage::Format_ARGB32_Premultiplied);
     if (result.isNull()) {
