@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 
+#include <QColorSpace>
 #include <QTransform>
 
 #include <algorithm>
@@ -65,7 +66,7 @@ private:
 
 // An image of 32 bits per pixel whose columns are the rows of the source, and the other way round,
 // each taken from the first on or from the last on. As QImage::transformed() gives it, without a
-// pass of its own for mirroring.
+// pass of its own for mirroring, and with the colour space.
 QImage transposed(const QImage& source, Order rows, Order columns)
 {
     QImage result(source.size().transposed(), source.format());
@@ -92,7 +93,12 @@ bool canBeTransposed(const QImage& image)
 
 QImage transformed(const QImage& image, const QTransform& transform)
 {
-    return image.isNull() ? image : image.transformed(transform, Qt::FastTransformation);
+    if (image.isNull())
+        return image;
+    QImage result = image.transformed(transform, Qt::FastTransformation);
+    // Qt 6.4 forgets it.
+    result.setColorSpace(image.colorSpace());
+    return result;
 }
 
 } // namespace

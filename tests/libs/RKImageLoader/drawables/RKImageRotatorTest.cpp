@@ -1,7 +1,9 @@
 #include "RKImageLoader/drawables/RKImageRotator.h"
 
+#include <QColorSpace>
 #include <QRegularExpression>
 #include <QTest>
+#include <QTransform>
 
 #include <array>
 
@@ -55,6 +57,8 @@ private Q_SLOTS:
     void halfTurnKeepsTheFormat();
     void otherChangesNormaliseTheFormat();
     void quarterTurnsAndMirrorsKeepTheFormat();
+    void quarterTurnsGiveWhatQtGives_data();
+    void quarterTurnsGiveWhatQtGives();
     void nullImagesStayNull();
 };
 
@@ -137,6 +141,46 @@ void RKImageRotatorTest::quarterTurnsAndMirrorsKeepTheFormat()
     QCOMPARE(RKImageRotator::rotateCCW(RKImageRotator::rotateCW(image)), image);
     QCOMPARE(RKImageRotator::mirrorVertical(image).pixel(1, 0), image.pixel(1, 1));
     QCOMPARE(RKImageRotator::mirrorHorizontal(image).pixel(0, 1), image.pixel(3, 1));
+}
+
+void RKImageRotatorTest::quarterTurnsGiveWhatQtGives_data()
+{
+    QTest::addColumn<QSize>("size");
+
+    // The blocks in which pixels are moved are 8 by 32.
+    QTest::newRow("odd sides") << QSize(47, 33);
+    QTest::newRow("whole blocks") << QSize(64, 16);
+    QTest::newRow("one over") << QSize(65, 17);
+    QTest::newRow("one short") << QSize(31, 7);
+    QTest::newRow("one column") << QSize(1, 70);
+}
+
+void RKImageRotatorTest::quarterTurnsGiveWhatQtGives()
+{
+    QFETCH(const QSize, size);
+
+    for (int format = QImage::Format_Mono; format < QImage::NImageFormats; ++format) {
+        QImage image = numbered(size.width(), size.height(), QImage::Format(format));
+        image.setText(QStringLiteral("Title"), QStringLiteral("turned"));
+        image.setDotsPerMeterX(3000);
+        image.setDotsPerMeterY(4000);
+        image.setDevicePixelRatio(2);
+        image.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
+        for (const bool clockwise : {true, false}) {
+            const int sine = clockwise ? 1 : -1;
+            const QImage ours
+                = clockwise ? RKImageRotator::rotateCW(image) : RKImageRotator::rotateCCW(image);
+            QImage theirs = image.transformed(QTransform(0, sine, -sine, 0, 0, 0));
+            theirs.setColorSpace(image.colorSpace()); // Qt 6.4 forgets it.
+            QCOMPARE(ours, theirs);
+            QCOMPARE(ours.format(), theirs.format());
+            QCOMPARE(ours.text(), theirs.text());
+            QCOMPARE(ours.dotsPerMeterX(), theirs.dotsPerMeterX());
+            QCOMPARE(ours.dotsPerMeterY(), theirs.dotsPerMeterY());
+            QCOMPARE(ours.devicePixelRatio(), theirs.devicePixelRatio());
+            QCOMPARE(ours.colorSpace(), image.colorSpace());
+        }
+    }
 }
 
 void RKImageRotatorTest::nullImagesStayNull()
