@@ -83,13 +83,15 @@ void RKImageRotatorTest::everyOrientationTurnsThePictureUpright_data()
 
 void RKImageRotatorTest::everyOrientationTurnsThePictureUpright()
 {
-    QFETCH(const QImage, stored);
+    QFETCH(QImage, stored);
+    stored.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
 
     for (int orientation = 1; orientation <= 8; ++orientation) {
         const auto value = RKImageOrientation(orientation);
         const QImage upright = RKImageRotator::rotate(stored, value);
         QCOMPARE(upright.size(),
             isTransposingOrientation(value) ? stored.size().transposed() : stored.size());
+        QCOMPARE(upright.colorSpace(), stored.colorSpace());
         for (int y = 0; y < upright.height(); ++y) {
             for (int x = 0; x < upright.width(); ++x) {
                 const QPoint from

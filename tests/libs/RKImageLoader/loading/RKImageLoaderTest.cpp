@@ -1,5 +1,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 
+#include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKChildProcess.h"
@@ -10,12 +12,33 @@
 #include <QBuffer>
 #include <QGuiApplication>
 #include <QImageReader>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/stat.h>
 
+#include <array>
+
 using namespace RKTestPictures;
+
+namespace {
+
+// Counts how often a picture was to be decoded, and leaves that to others.
+class CallCounter : public RKBitmapDecoderQt
+{
+public:
+    QImage decode(
+        const QByteArray&, const QByteArray&, const QSize&, const RKMediaDescriptor&) const override
+    {
+        ++calls;
+        return {};
+    }
+
+    mutable int calls = 0;
+};
+
+} // namespace
 
 class RKImageLoaderTest : public QObject
 {
@@ -157,39 +180,87 @@ private Q_SLOTS:
         QCOMPARE(loader().bitmap(descriptor("small.jpg"), {100, 100}).size(), QSize(100, 75));
     }
 
-    void picturesComeUprightAndTheirSizeIsTheDisplayedOne()
+    void picturesComeUprightInEveryOrientation_data()
     {
-        for (const char* name : {"turned.jpg", "turned.png"}) {
-            const RKMediaDescriptor file = descriptor(name);
-            QVERIFY(loader().save(file, quadrants({400, 200})));
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<bool>("isTurned");
+        QTest::addColumn<bool>("isMeasured");
+        QTest::newRow("jpg") << QStringLiteral("jpg") << true << false;
+        QTest::newRow("png") << QStringLiteral("png") << true << false;
+        // Kept: these two are measured as they are stored, and TIFF pictures are not turned.
+        QTest::newRow("webp") << QStringLiteral("webp") << true << true;
+        QTest::newRow("tiff") << QStringLiteral("tiff") << false << true;
+    }
+
+    void picturesComeUprightInEveryOrientation()
+    {
+        QFETCH(const QString, format);
+        QFETCH(const bool, isTurned);
+        QFETCH(const bool, isMeasured);
+        constexpr QSize kStored(400, 200);
+        // Where the picture's corners are displayed: top left, top right, bottom left, bottom
+        // right (Exif 2.32, 4.6.4).
+        using C = Qt::GlobalColor;
+        constexpr std::array<std::array<C, 4>, 8> kDisplayed{{{C::red, C::green, C::blue, C::white},
+            {C::green, C::red, C::white, C::blue},
+            {C::white, C::blue, C::green, C::red},
+            {C::blue, C::white, C::red, C::green},
+            {C::red, C::blue, C::green, C::white},
+            {C::blue, C::red, C::white, C::green},
+            {C::white, C::green, C::blue, C::red},
+            {C::green, C::white, C::red, C::blue}}};
+
+        const RKMediaDescriptor file = descriptor(QStringLiteral("turned.") + format);
+        const RKMediaDescriptor copy = descriptor("again.png");
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            write(path(file.fileName()), encoded(quadrants(kStored), format.toLatin1(), 95));
+            loader().invalidateMetaData(file);
             RKMetaData metaData = loader().copyMetaData(file);
-            metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+            metaData.setImageOrientation(RKImageOrientation(orientation));
             QVERIFY(loader().save(file, metaData));
 
-            QCOMPARE(loader().imageOrientation(file), ORIENTATION_RIGHT_TOP);
-            QVERIFY(loader().imageIsTiltedByMetadata(file));
-            QCOMPARE(loader().size(file), QSize(200, 400));
-            QCOMPARE(loader().unrotatedSize(file), QSize(400, 200));
-            const QImage upright = loader().bitmap(file, QSize(100, 300));
-            QCOMPARE(upright.size(), QSize(100, 200));
-            QVERIFY(isNear(upright.pixelColor(10, 10), Qt::blue));
-            QVERIFY(isNear(upright.pixelColor(90, 10), Qt::red));
-            QVERIFY(isNear(upright.pixelColor(90, 190), Qt::green));
+            const bool isTilted = orientation >= 5;
+            QCOMPARE(int(loader().imageOrientation(file)), orientation);
+            QCOMPARE(loader().imageIsTiltedByMetadata(file), isTilted);
+            QCOMPARE(loader().unrotatedSize(file), kStored);
+            QCOMPARE(loader().size(file), isTilted && !isMeasured ? kStored.transposed() : kStored);
+
+            const QImage upright = loader().bitmap(file, {200, 300});
+            const bool isPortrait = isTilted && isTurned;
+            QCOMPARE(upright.size(), isPortrait ? QSize(150, 300) : QSize(200, 100));
+            const auto& corners = kDisplayed[isTurned ? size_t(orientation - 1) : 0];
+            QVERIFY(hasCorners(upright, corners));
+            QVERIFY(loader().save(copy, upright));
+            QVERIFY(hasCorners(loader().bitmap(copy, {200, 300}), corners));
+
             const RKDrawable stored = loader().unrotatedDrawable(file, {300, 100}, RKImageOption());
             QCOMPARE(stored.size(), QSize(200, 100));
         }
     }
 
-    void tiffPicturesStayAsTheyAreStored()
+    void metadataThatQtKeepsAsTextTurnAPictureOnce()
     {
-        const RKMediaDescriptor file = descriptor("turned.tiff");
-        QVERIFY(loader().save(file, quadrants({400, 200})));
-        RKMetaData metaData = loader().copyMetaData(file);
-        metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
-        QVERIFY(loader().save(file, metaData));
-        QCOMPARE(loader().imageOrientation(file), ORIENTATION_RIGHT_TOP);
-        QCOMPARE(loader().size(file), QSize(400, 200));
-        QCOMPARE(loader().bitmap(file, QSize(100, 300)).size(), QSize(100, 50));
+        // As ImageMagick writes Exif into PNG: orientation 6 and nothing else.
+        QImage picture = quadrants({400, 200});
+        const QByteArray exif = QByteArray::fromHex("457869660000"
+                                                    "49492a0008000000"
+                                                    "0100"
+                                                    "120103000100000006000000"
+                                                    "00000000");
+        picture.setText(QStringLiteral("Raw profile type exif"),
+            QStringLiteral("\nexif\n%1\n%2\n")
+                .arg(exif.size(), 8)
+                .arg(QString::fromLatin1(exif.toHex())));
+        picture.setText(QStringLiteral("Title"), QStringLiteral("kept"));
+        picture.setDotsPerMeterX(3000);
+        write(path("profile.png"), encoded(picture, "png"));
+
+        const QImage upright = loader().bitmap(descriptor("profile.png"), QSize());
+        QCOMPARE(upright.size(), QSize(200, 400));
+        QCOMPARE(upright.textKeys(), QStringList{QStringLiteral("Title")});
+        QCOMPARE(upright.dotsPerMeterX(), 3000);
+        QVERIFY(loader().save(descriptor("profile again.png"), upright));
+        QCOMPARE(loader().bitmap(descriptor("profile again.png"), QSize()), upright);
     }
 
     void embeddedThumbnailsServeSmallRequests()
@@ -200,14 +271,24 @@ private Q_SLOTS:
         QImage thumbnail(160, 120, QImage::Format_RGB32);
         thumbnail.fill(Qt::yellow);
         metaData.setThumbnail(thumbnail);
+        metaData.setImageOrientation(ORIENTATION_LEFT_BOTTOM);
         QVERIFY(loader().save(file, metaData));
 
-        const QImage small = loader().bitmap(file, QSize(80, 80));
-        QCOMPARE(small.size(), QSize(80, 60));
+        CallCounter counter;
+        auto& decoders = RKBitmapDecoderRegistry::instance()->listOfDecoders(MEDIA_FORMAT_JPG);
+        decoders.prepend(&counter);
+        const auto restore = qScopeGuard([&decoders] { decoders.removeFirst(); });
+
+        const QImage small = loader().bitmap(file, QSize(160, 80));
+        QCOMPARE(small.size(), QSize(60, 80));
         QVERIFY(isNear(small.pixelColor(10, 10), Qt::yellow));
-        QVERIFY(isNear(loader().bitmap(file, QSize(161, 161)).pixelColor(10, 10), Qt::red));
         const RKImageOption embedded(RKImageOption::UseEmbeddedThumbnail);
-        QCOMPARE(loader().drawable(file, QSize(), embedded).size(), QSize(160, 120));
+        QCOMPARE(loader().drawable(file, QSize(), embedded).size(), QSize(120, 160));
+        QCOMPARE(loader().drawable(file, QSize(-1, 40), embedded).size(), QSize(120, 160));
+        QCOMPARE(counter.calls, 0);
+
+        QVERIFY(isNear(loader().bitmap(file, QSize(161, 161)).pixelColor(10, 10), Qt::green));
+        QCOMPARE(counter.calls, 1);
     }
 
     void softRotationChangesTheHeldMetadataUntilSaved()
@@ -361,6 +442,17 @@ private:
         return std::abs(a.red() - b.red()) <= kTolerance
             && std::abs(a.green() - b.green()) <= kTolerance
             && std::abs(a.blue() - b.blue()) <= kTolerance;
+    }
+
+    // The colours of the quadrants, from the top left one to the bottom right one.
+    static bool hasCorners(const QImage& image, const std::array<Qt::GlobalColor, 4>& colors)
+    {
+        const int right = image.width() - 10;
+        const int bottom = image.height() - 10;
+        return isNear(image.pixelColor(10, 10), colors[0])
+            && isNear(image.pixelColor(right, 10), colors[1])
+            && isNear(image.pixelColor(10, bottom), colors[2])
+            && isNear(image.pixelColor(right, bottom), colors[3]);
     }
 
     static void expectWarning(const QString& text)
