@@ -1,3 +1,4 @@
+#include "ClipCommand.h"
 #include "ConvertCommand.h"
 #include "FacesCommand.h"
 #include "FormatsCommand.h"
@@ -6,16 +7,20 @@
 #include "Output.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "SetCommand.h"
+#include "ThumbCommand.h"
 
 #include "RKCore/RKInitializer.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QRectF>
 #include <QRegularExpression>
+#include <QThread>
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <functional>
 #include <optional>
 #include <string>
@@ -55,6 +60,38 @@ std::optional<QSize> parseSize(const std::string& text)
     if (!match.hasMatch())
         return {};
     return QSize(match.captured(1).toInt(), match.captured(2).toInt());
+}
+
+/// As many numbers as wanted; each of them finite.
+std::optional<QList<double>> parseNumbers(const std::string& text, QChar separator, int count)
+{
+    const QStringList parts = QString::fromStdString(text).split(separator);
+    QList<double> numbers;
+    for (const QString& part : parts) {
+        bool ok = false;
+        numbers << part.toDouble(&ok);
+        if (!ok || !std::isfinite(numbers.last()))
+            return {};
+    }
+    return numbers.size() == count ? std::optional(numbers) : std::nullopt;
+}
+
+/// Pixels as in "100,50,640,480".
+std::optional<QRectF> parseRect(const std::string& text)
+{
+    const auto numbers = parseNumbers(text, u',', 4);
+    if (!numbers || (*numbers)[2] <= 0 || (*numbers)[3] <= 0)
+        return {};
+    return QRectF((*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]);
+}
+
+/// Tenths of a millimetre as in "1500x1000".
+std::optional<QSizeF> parseProduction(const std::string& text)
+{
+    const auto numbers = parseNumbers(text, u'x', 2);
+    if (!numbers || (*numbers)[0] <= 0 || (*numbers)[1] <= 0)
+        return {};
+    return QSizeF((*numbers)[0], (*numbers)[1]);
 }
 
 /// Degrees as in "48.858222,2.2945".
@@ -118,12 +155,83 @@ void addConvert(CLI::App& app, Command& command)
         = convert->add_option("OUT", "The file to write; its extension is the format")->required();
     const CLI::Option* size = convert->add_option("--size", "Fit into WxH pixels, proportions kept")
                                   ->check(checked(parseSize, "a size looks like 800x600"));
-    convert->callback([&command, source, target, size] {
-        const QSize wanted = size->count() > 0 ? *parseSize(size->as<std::string>()) : QSize();
+    const CLI::Option* keepMetaData
+        = convert->add_flag("--keep-metadata")
+              ->description("Copy the metadata, adapted to the picture");
+    const CLI::Option* noRotate
+        = convert->add_flag("--no-rotate")->description("Leave the picture as it is stored");
+    const CLI::Option* noColor
+        = convert->add_flag("--no-color")->description("Leave the colours in their profile");
+    convert->callback([=, &command] {
+        ConvertOptions options;
+        if (size->count() > 0)
+            options.size = *parseSize(size->as<std::string>());
+        if (keepMetaData->count() > 0)
+            options.metaData = ConvertOptions::MetaData::Keep;
+        if (noRotate->count() > 0)
+            options.rotation = ConvertOptions::Rotation::AsStored;
+        if (noColor->count() > 0)
+            options.color = ConvertOptions::Color::AsStored;
         command = [from = toPath(source->as<std::string>()),
                       to = toPath(target->as<std::string>()),
-                      wanted](MessageCollector& messages) {
-            return runConvertCommand(from, to, wanted, messages);
+                      options](MessageCollector& messages) {
+            return runConvertCommand(from, to, options, messages);
+        };
+    });
+}
+
+void addClip(CLI::App& app, Command& command)
+{
+    CLI::App* clip
+        = app.add_subcommand("clip", "Save a part of a picture with the pixels of a print");
+    const CLI::Option* source = clip->add_option("IN", "The file to read")->required();
+    const CLI::Option* target
+        = clip->add_option("OUT", "The file to write; its extension is the format")->required();
+    const CLI::Option* rect
+        = clip->add_option("--rect", "The part as x,y,w,h in pixels of the upright picture")
+              ->required()
+              ->check(checked(parseRect, "a rectangle looks like 100,50,640,480"));
+    const CLI::Option* production
+        = clip->add_option("--production", "Size of the print as WxH in tenths of a millimetre")
+              ->required()
+              ->check(checked(parseProduction, "a print looks like 1500x1000"));
+    const CLI::Option* dpi = clip->add_option("--dpi", "Resolution of the print")
+                                 ->required()
+                                 ->check(CLI::Range(1, 100000));
+    const CLI::Option* upscaling = clip->add_flag("--allow-upscaling")
+                                       ->description("Enlarge bitmaps beyond their own pixels");
+    clip->callback([=, &command] {
+        ClipOptions options;
+        options.rect = *parseRect(rect->as<std::string>());
+        options.production = *parseProduction(production->as<std::string>());
+        options.dpi = dpi->as<int>();
+        if (upscaling->count() > 0)
+            options.upscaling = ClipOptions::Upscaling::Allowed;
+        command = [from = toPath(source->as<std::string>()),
+                      to = toPath(target->as<std::string>()),
+                      options](MessageCollector& messages) {
+            return runClipCommand(from, to, options, messages);
+        };
+    });
+}
+
+void addThumb(CLI::App& app, std::vector<std::string>& files, Command& command)
+{
+    CLI::App* thumb = app.add_subcommand("thumb", "Make thumbnails of files");
+    const CLI::Option* side = thumb->add_option("--size", "Longest side of a thumbnail in pixels")
+                                  ->required()
+                                  ->check(CLI::Range(1, 10000));
+    const CLI::Option* folder = thumb->add_option("--out", "Folder for the thumbnails")->required();
+    const CLI::Option* jobs = thumb->add_option("--jobs", "How many to make at the same time")
+                                  ->check(CLI::Range(1, 256));
+    thumb->add_option("FILES", files, "The files")->required();
+    thumb->callback([=, &files, &command] {
+        ThumbOptions options;
+        options.side = side->as<int>();
+        options.folder = toPath(folder->as<std::string>());
+        options.jobs = jobs->count() > 0 ? jobs->as<int>() : QThread::idealThreadCount();
+        command = [&files, options](MessageCollector& messages) {
+            return runThumbCommand(toPaths(files), options, messages);
         };
     });
 }
@@ -257,6 +365,7 @@ int main(int argc, char** argv)
 {
     Command command;
     std::vector<std::string> infoFiles;
+    std::vector<std::string> thumbFiles;
     SetArguments setArguments;
     CLI::App app("Opens, measures, converts and describes pictures.", "rkimage");
     app.require_subcommand(1);
@@ -267,6 +376,8 @@ int main(int argc, char** argv)
     addFormats(app, command);
     addInfo(app, infoFiles, command);
     addConvert(app, command);
+    addClip(app, command);
+    addThumb(app, thumbFiles, command);
     addSet(app, setArguments, command);
     addFaces(app, command);
     try {
