@@ -1,5 +1,10 @@
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKTestPictures.h"
 
+#include <QBuffer>
+#include <QColorSpace>
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -120,6 +125,131 @@ private Q_SLOTS:
         QCOMPARE(rendered.pixelColor(399, 199), QColor(Qt::red));
     }
 
+    void convertKeepsMetadata_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<int>("orientation");
+        QTest::addColumn<bool>("isAdobeRgb");
+        QTest::addColumn<QSize>("thumbnail");
+        QTest::addColumn<QRectF>("face");
+        const QString keep = QStringLiteral("--keep-metadata");
+        const QRectF storedFace(0.125, 0.25, 0.25, 0.125);
+        const QRectF uprightFace(0.625, 0.125, 0.125, 0.25);
+        QTest::newRow("dropped") << QStringList() << QSize(200, 400) << 0 << false << QSize(0, 0)
+                                 << QRectF();
+        QTest::newRow("kept") << QStringList{keep} << QSize(200, 400) << 1 << false
+                              << QSize(60, 120) << uprightFace;
+        QTest::newRow("scaled") << QStringList{keep,
+            QStringLiteral("--size"),
+            QStringLiteral("200x200")}
+                                << QSize(100, 200) << 1 << false << QSize(60, 120) << uprightFace;
+        QTest::newRow("as stored") << QStringList{keep, QStringLiteral("--no-rotate")}
+                                   << QSize(400, 200) << 6 << false << QSize(160, 80) << storedFace;
+        QTest::newRow("own colours")
+            << QStringList{keep, QStringLiteral("--no-color")} << QSize(200, 400) << 1 << true
+            << QSize(60, 120) << uprightFace;
+    }
+
+    void convertKeepsMetadata()
+    {
+        QFETCH(const QStringList, options);
+        QFETCH(const QSize, size);
+        QFETCH(const int, orientation);
+        QFETCH(const bool, isAdobeRgb);
+        QFETCH(const QSize, thumbnail);
+        QFETCH(const QRectF, face);
+        write(path("photo.jpg"), photograph());
+        const QString target = path("kept.jpg");
+        QFile::remove(target);
+        QCOMPARE(
+            runTool(QStringList{QStringLiteral("convert"), path("photo.jpg"), target} + options)
+                .exitCode,
+            0);
+
+        const QImage picture(target);
+        QCOMPARE(picture.size(), size);
+        const bool isUpright = size.height() > size.width();
+        QCOMPARE(isBlue(picture.pixelColor(5, 5)), isUpright);
+        const RKMetaData metaData{QFileInfo(target)};
+        QCOMPARE(int(metaData.imageOrientation()), orientation);
+        QCOMPARE(metaData.isAdobeRGB(), isAdobeRgb);
+        QCOMPARE(metaData.thumbnail().size(), thumbnail);
+        if (orientation == 0)
+            return;
+        QCOMPARE(isBlue(metaData.thumbnail().pixelColor(5, 5)), isUpright);
+        const QHash<QString, QString> all = metaData.allData();
+        QCOMPARE(all[QStringLiteral("Exif.Photo.PixelXDimension")], QString::number(size.width()));
+        QCOMPARE(all[QStringLiteral("Exif.Photo.PixelYDimension")], QString::number(size.height()));
+        QVERIFY(!all.contains(QStringLiteral("Exif.Image.StripOffsets")));
+        QCOMPARE(metaData.regionImageSize(), size);
+        QCOMPARE(metaData.facePositions().facePositions().value(0).rect(), face);
+    }
+
+    void convertLeavesTheColours()
+    {
+        QImage picture = quadrants({40, 20});
+        picture.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
+        write(path("wide.png"), encoded(picture, "png"));
+        QCOMPARE(runTool({QStringLiteral("convert"),
+                             path("wide.png"),
+                             path("still wide.png"),
+                             QStringLiteral("--no-color")})
+                     .exitCode,
+            0);
+        const QImage same(path("still wide.png"));
+        QCOMPARE(same.convertToFormat(picture.format()), picture);
+        QVERIFY(!same.colorSpace().iccProfile().isEmpty());
+    }
+
+    void clipRendersAPart()
+    {
+        const QStringList arguments{QStringLiteral("clip"),
+            path("bild ä.jpg"),
+            path("clip.png"),
+            QStringLiteral("--rect"),
+            QStringLiteral("200,150,200,150"),
+            QStringLiteral("--production"),
+            QStringLiteral("1500x1125"),
+            QStringLiteral("--dpi"),
+            QStringLiteral("100")};
+        QCOMPARE(runTool(arguments).exitCode, 0);
+        QCOMPARE(QImage(path("clip.png")).size(), QSize(200, 150));
+        QCOMPARE(runTool(arguments + QStringList{QStringLiteral("--allow-upscaling")}).exitCode, 0);
+        const QImage enlarged(path("clip.png"));
+        QCOMPARE(enlarged.size(), QSize(591, 443));
+        QCOMPARE(enlarged.pixelColor(300, 200), QColor(Qt::white));
+    }
+
+    void thumbnailsNeverReplaceAFile()
+    {
+        QDir folder(m_folder.filePath(QStringLiteral("thumbs")));
+        QVERIFY(folder.mkpath(QStringLiteral("other")));
+        write(folder.filePath(QStringLiteral("BILD Ä.txt")), "old");
+        write(folder.filePath(QStringLiteral("other/bild ä.png")),
+            encoded(QImage(90, 30, QImage::Format_ARGB32), "png"));
+        const Run run = runTool({QStringLiteral("thumb"),
+            path("bild ä.jpg"),
+            path("broken.png"),
+            folder.filePath(QStringLiteral("other/bild ä.png")),
+            path("bild ä.jpg"),
+            path("v.svg"),
+            QStringLiteral("--size"),
+            QStringLiteral("60"),
+            QStringLiteral("--jobs"),
+            QStringLiteral("3"),
+            QStringLiteral("--out"),
+            folder.path()});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.output, QByteArray("4 thumbnails, 1 failed\n"));
+        QCOMPARE(run.errors.size(), 1);
+        QVERIFY(run.errors[0].contains(path("broken.png")));
+        QCOMPARE(folder.entryList(QDir::Files, QDir::Name | QDir::IgnoreCase).join(u'|'),
+            QStringLiteral("bild ä-2.jpg|bild ä-3.png|bild ä-4.jpg|BILD Ä.txt|v.jpg"));
+        QCOMPARE(QImage(folder.filePath(QStringLiteral("bild ä-4.jpg"))).size(), QSize(60, 45));
+        QCOMPARE(QImage(folder.filePath(QStringLiteral("bild ä-3.png"))).size(), QSize(60, 20));
+    }
+
     void failuresLeaveTheTargetAlone()
     {
         const QString target = path("old.png");
@@ -225,6 +355,25 @@ private Q_SLOTS:
             QStringLiteral("b.png"),
             QStringLiteral("--size"),
             QStringLiteral("0x9")};
+        const QStringList clip{
+            QStringLiteral("clip"), QStringLiteral("a.jpg"), QStringLiteral("b.png")};
+        const auto print = [](const char* rect, const char* size, const char* dpi) {
+            return QStringList{QStringLiteral("--rect"),
+                QString::fromLatin1(rect),
+                QStringLiteral("--production"),
+                QString::fromLatin1(size),
+                QStringLiteral("--dpi"),
+                QString::fromLatin1(dpi)};
+        };
+        QTest::newRow("no rectangle") << clip;
+        QTest::newRow("three numbers") << clip + print("1,2,3", "9x9", "300");
+        QTest::newRow("empty rectangle") << clip + print("1,2,0,4", "9x9", "300");
+        QTest::newRow("infinite print") << clip + print("1,2,3,4", "9xinf", "300");
+        QTest::newRow("no resolution") << clip + print("1,2,3,4", "9x9", "0");
+        QTest::newRow("no folder") << QStringList{QStringLiteral("thumb"),
+            QStringLiteral("a.jpg"),
+            QStringLiteral("--size"),
+            QStringLiteral("60")};
     }
 
     void wrongUsageIsToldApart()
@@ -239,6 +388,48 @@ private Q_SLOTS:
     }
 
 private:
+    static bool isBlue(const QColor& color)
+    {
+        return color.blue() > 200 && color.red() < 60;
+    }
+
+    // Stored lying on its side, in Adobe RGB, with its size, a face, an old thumbnail and a tag
+    // that a TIFF file has left there (Exif 2.32, 4.6).
+    static QByteArray photograph()
+    {
+        const QByteArray tiff = QByteArray::fromHex("49492a0008000000"
+                                                    "0300"
+                                                    "110104000100000008000000"
+                                                    "120103000100000006000000"
+                                                    "698704000100000032000000"
+                                                    "00000000"
+                                                    "0300"
+                                                    "02a0040001000000"
+                                                    "90010000"
+                                                    "03a0040001000000"
+                                                    "c8000000"
+                                                    "05a00400010000005c000000"
+                                                    "00000000"
+                                                    "0100"
+                                                    "010002000400000052303300"
+                                                    "00000000");
+        const QByteArray segment = QByteArrayLiteral("Exif\0\0") + tiff;
+        QByteArray jpeg = encoded(quadrants({400, 200}), "jpg", 95);
+        const char length[] = {char(0xff), char(0xe1), 0, char(segment.size() + 2)};
+        jpeg.insert(2, QByteArray(length, sizeof length) + segment);
+
+        RKMetaData metaData(QFileInfo(), jpeg);
+        QImage old(160, 80, QImage::Format_RGB32);
+        old.fill(Qt::yellow);
+        metaData.setThumbnail(old);
+        metaData.updateFaces({400, 200},
+            RKFacePositions({400, 200}, QRect(50, 50, 100, 25), faceDetectionEngineUnknown));
+        QBuffer buffer(&jpeg);
+        if (!metaData.save(&buffer))
+            qFatal("can't save the metadata");
+        return jpeg;
+    }
+
     static QJsonValue informationOn(const QString& file)
     {
         const Run run = runTool({QStringLiteral("info"), QStringLiteral("--json"), file});
