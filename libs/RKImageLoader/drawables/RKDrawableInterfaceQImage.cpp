@@ -111,7 +111,7 @@ RKDrawableInterfaceQImage* RKDrawableInterfaceQImage::clone() const
 
 RKDrawableInterfaceQImage* RKDrawableInterfaceQImage::scaled(const QSize& size) const
 {
-    if (size.width() < 0 || size.height() < 0)
+    if (!size.isValid())
         return clone();
 
     return new RKDrawableInterfaceQImage(scaleImage(m_image, size, SCALING_SMOOTH));

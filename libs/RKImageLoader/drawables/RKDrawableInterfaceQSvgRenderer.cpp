@@ -72,7 +72,7 @@ RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::clone() const
 RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::scaled(const QSize& size) const
 {
     auto* copy = clone();
-    if (size.width() >= 0 && size.height() >= 0)
+    if (size.isValid())
         copy->m_nominalRect.setSize(m_nominalRect.size().scaled(size, Qt::KeepAspectRatio));
     return copy;
 }

@@ -17,11 +17,6 @@ namespace {
 
 constexpr int kLargestThumbnailSide = 160;
 
-bool isInvalid(const QSize& size)
-{
-    return size.width() < 0 || size.height() < 0;
-}
-
 bool fitsThumbnail(int side)
 {
     return side >= 0 && side <= kLargestThumbnailSide;
@@ -206,7 +201,7 @@ QSize RKImageLoader::swapSizeRatio(
 {
     // The orientation comes last: it is the one question that parses the file's metadata. TIFF
     // pictures are never turned, so their size is never swapped.
-    const bool mustSwap = !isInvalid(displayed) && displayed.width() != displayed.height()
+    const bool mustSwap = displayed.isValid() && displayed.width() != displayed.height()
         && !descriptor.fileFormatAsByteArray().startsWith("tif")
         && imageIsTiltedByMetadata(descriptor);
     return mustSwap ? displayed.transposed() : displayed;
@@ -230,7 +225,7 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
     QMutexLocker locker(&extractionMutex);
     const QImage thumbnail = copyMetaData(descriptor).thumbnail(option);
     locker.unlock();
-    if (thumbnail.isNull() || isInvalid(wanted))
+    if (thumbnail.isNull() || !wanted.isValid())
         return thumbnail;
     return thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
@@ -250,7 +245,7 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 
     const RKMetaData metaData = copyMetaData(descriptor);
     QSize size = metaData.unrotatedSize();
-    if (isInvalid(size)) {
+    if (!size.isValid()) {
         qWarning().noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
         size = unrotatedSize(descriptor);
     }
@@ -262,7 +257,7 @@ QSize RKImageLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
     const QList<RKBitmapDecoder*> candidates = decoders(mediaFormat(descriptor));
     for (const RKBitmapDecoder* decoder : candidates) {
         const QSize size = decoder->size(descriptor.fileInfo(), descriptor.fileFormatAsByteArray());
-        if (!isInvalid(size))
+        if (size.isValid())
             return size;
     }
     qWarning().noquote() << "Größe nicht bekannt bei" << descriptor.absoluteFilePath();
