@@ -231,23 +231,11 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(path("bild ä.jpg"), file));
         const QImage before(file);
         const auto bytes = read(file);
-        const QStringList changes{QStringLiteral("set"),
-            file,
-            QStringLiteral("--rating"),
-            QStringLiteral("4"),
-            QStringLiteral("--orientation"),
-            QStringLiteral("1"),
-            QStringLiteral("--rotate"),
-            QStringLiteral("cw"),
-            QStringLiteral("--taken"),
-            QStringLiteral("2021-07-04T12:30:00"),
-            QStringLiteral("--gps"),
-            QStringLiteral("48.5,-2.25"),
-            QStringLiteral("--title"),
-            QStringLiteral("Grüße"),
-            QStringLiteral("--thumbnail"),
-            QStringLiteral("auto")};
-        QCOMPARE(runTool(changes + QStringList{QStringLiteral("--dry-run")}).exitCode, 0);
+        const QStringList changes
+            = words("set --rating 4 --orientation 1 --rotate cw --taken 2021-07-04T12:30:00 "
+                    "--gps 48.5,-2.25 --title Grüße --thumbnail auto")
+            + QStringList{file};
+        QCOMPARE(runTool(changes + words("--dry-run")).exitCode, 0);
         QCOMPARE(read(file), bytes);
         QCOMPARE(runTool(changes).exitCode, 0);
         QCOMPARE(QImage(file), before);
@@ -263,11 +251,8 @@ private Q_SLOTS:
         QCOMPARE(entry[u"fields"][u"originalFilename"].toString(), QStringLiteral("Grüße"));
         QCOMPARE(entry[u"thumbnail"].toArray(), QJsonArray({160, 120}));
 
-        const Run missing = runTool({QStringLiteral("set"),
-            path("missing.jpg"),
-            file,
-            QStringLiteral("--rating"),
-            QStringLiteral("1")});
+        const Run missing
+            = runTool(words("set --rating 1") + QStringList{path("missing.jpg"), file});
         QCOMPARE(missing.exitCode, 1);
         QCOMPARE(missing.errors.size(), 1);
         QCOMPARE(informationOn(file)[u"adobeRating"].toInt(), 1);
@@ -279,27 +264,21 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(path("bild ä.jpg"), file));
         write(path("faces.json"),
             R"([{"rect": [0.25, 0.5, 0.1, 0.2], "name": "Zoë", "clusterId": 7}])");
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("set"), file, path("faces.json")})
-                     .exitCode,
-            0);
-        const Run list = runTool({QStringLiteral("faces"), QStringLiteral("list"), file});
+        QCOMPARE(runTool(words("faces set") + QStringList{file, path("faces.json")}).exitCode, 0);
+        const Run list = runTool(words("faces list") + QStringList{file});
         const QJsonArray faces = QJsonDocument::fromJson(list.output).array();
         QCOMPARE(faces.size(), 1);
         QCOMPARE(faces[0][u"name"].toString(), QStringLiteral("Zoë"));
         QCOMPARE(faces[0][u"clusterId"].toInt(), 7);
         QCOMPARE(faces[0][u"rect"][0].toDouble(), 0.25);
 
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("draw"), file, path("drawn.png")})
-                     .exitCode,
-            0);
+        QCOMPARE(runTool(words("faces draw") + QStringList{file, path("drawn.png")}).exitCode, 0);
         QCOMPARE(QImage(path("drawn.png")).size(), QSize(400, 300));
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("remove"), file}).exitCode, 0);
+        QCOMPARE(runTool(words("faces remove") + QStringList{file}).exitCode, 0);
         QCOMPARE(informationOn(file)[u"faces"].toArray().size(), 0);
 
         write(path("bad.json"), R"([{"rect": [0.25, 0.5, 0.1]}])");
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("set"), file, path("bad.json")})
-                     .exitCode,
-            1);
+        QCOMPARE(runTool(words("faces set") + QStringList{file, path("bad.json")}).exitCode, 1);
     }
 
     void wrongUsageIsToldApart()
