@@ -2,6 +2,7 @@
 
 #include "MessageCollector.h"
 #include "Output.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
 namespace {
@@ -36,7 +37,8 @@ int FileConversion::run(
         return fail(source, QStringLiteral("there is no such file"));
     if (!loader.hasSupportedMediaFormat(from))
         return fail(source, QStringLiteral("the format is not supported"));
-    if (!loader.isSupportedWritableFormat(loader.mediaFormat(to)))
+    // Not asked of all loaders: videos count as writable among them, but no picture becomes one.
+    if (!RKImageLoader::instance()->isSupportedWritableFormat(loader.mediaFormat(to)))
         return fail(target, QStringLiteral("the format can't be written"));
 
     const RKDrawable picture = read(from);

@@ -1,59 +1,37 @@
 #include "ProgressBar.h"
 
-#include "Output.h"
-
-#include <QByteArray>
+#include <QString>
+#include <QTextStream>
 
 #include <unistd.h>
 
 #include <cstdio>
 
-namespace {
-
-constexpr int kLength = 40;
-
-} // namespace
-
-ProgressBar::ProgressBar(int total)
-    : m_isVisible(isatty(STDERR_FILENO) != 0)
-    , m_total(total)
+ProgressBar::ProgressBar(qint64 steps)
+    : m_steps(steps)
+    , m_isTerminal(isatty(fileno(stderr)) == 1)
 {
-    draw();
 }
 
-void ProgressBar::advance()
+ProgressBar::~ProgressBar()
 {
-    const std::lock_guard lock(m_mutex);
+    hide();
+}
+
+void ProgressBar::step()
+{
     ++m_done;
-    draw();
-}
-
-void ProgressBar::print(const QString& file, const QString& failure)
-{
-    const std::lock_guard lock(m_mutex);
-    erase();
-    Output::printFailure(file, failure);
-    draw();
-}
-
-void ProgressBar::clear()
-{
-    const std::lock_guard lock(m_mutex);
-    erase();
-}
-
-void ProgressBar::draw() const
-{
-    if (!m_isVisible || m_total == 0)
+    if (!m_isTerminal)
         return;
-    const QByteArray bar(qsizetype(qint64(m_done) * kLength / m_total), '#');
-    std::fprintf(
-        stderr, "\r[%s] %d/%d", bar.leftJustified(kLength, ' ').constData(), m_done, m_total);
+    constexpr qint64 kWidth = 40;
+    const int filled = int(kWidth * m_done / m_steps);
+    const QString bar = QString(filled, u'#').leftJustified(kWidth, u'.');
+    QTextStream(stderr) << "\r[" << bar << "] " << m_done << '/' << m_steps << Qt::flush;
 }
 
-void ProgressBar::erase() const
+void ProgressBar::hide()
 {
-    // Back to the first column, and the rest of the line away (ECMA-48, 8.3.41).
-    if (m_isVisible)
-        std::fputs("\r\x1b[K", stderr);
+    // ECMA-48: erase in line.
+    if (m_isTerminal)
+        QTextStream(stderr) << "\r\033[K" << Qt::flush;
 }

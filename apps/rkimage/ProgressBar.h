@@ -1,29 +1,25 @@
 #pragma once
 
-#include <QString>
+#include <QtGlobal>
 
-#include <mutex>
-
-/// A bar on the error stream, shown only where that is a terminal. Thread-safe.
+/// Shows on the error stream how much of a job is done; only where that is a terminal.
 class ProgressBar
 {
 public:
-    explicit ProgressBar(int total);
+    explicit ProgressBar(qint64 steps);
+    /// Hides it.
+    ~ProgressBar();
 
-    /// One more is done.
-    void advance();
-    /// Prints a failure as Output::printFailure() does, without the bar in between.
-    void print(const QString& file, const QString& failure);
-    /// Takes the bar off the terminal.
-    void clear();
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    /// Another step is done.
+    void step();
+    /// Clears the line, for other output; the next step shows the bar again.
+    void hide();
 
 private:
-    void draw() const;
-    void erase() const;
-
-    const bool m_isVisible;
-    const int m_total;
-    // Guards m_done and the error stream.
-    std::mutex m_mutex;
-    int m_done = 0;
+    qint64 m_steps;
+    qint64 m_done = 0;
+    bool m_isTerminal;
 };

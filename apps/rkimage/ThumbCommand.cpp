@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -96,19 +97,23 @@ int runThumbCommand(
     }
     const std::vector<Job> jobs = jobsOf(files, folder);
 
-    ProgressBar progress(int(jobs.size()));
     std::atomic<size_t> next = 0;
-    std::atomic<int> failures = 0;
+    // Guards what follows, and the error stream.
+    std::mutex mutex;
+    int failures = 0;
+    ProgressBar progress(qint64(jobs.size()));
     const auto work = [&] {
         for (size_t i = next++; i < jobs.size(); i = next++) {
             messages.takeWarnings();
             const QString failure = makeThumbnail(jobs[i], options.side);
+            const std::lock_guard lock(mutex);
             if (!failure.isEmpty()) {
                 ++failures;
-                progress.print(
+                progress.hide();
+                Output::printFailure(
                     jobs[i].source, Output::withReason(failure, messages.takeWarnings()));
             }
-            progress.advance();
+            progress.step();
         }
     };
     std::vector<std::thread> threads;
@@ -117,10 +122,9 @@ int runThumbCommand(
         threads.emplace_back(work);
     for (std::thread& thread : threads)
         thread.join();
-    progress.clear();
+    progress.hide();
 
-    Output::print(QStringLiteral("%1 thumbnails, %2 failed")
-                      .arg(int(jobs.size()) - failures)
-                      .arg(int(failures)));
+    Output::print(
+        QStringLiteral("%1 thumbnails, %2 failed").arg(int(jobs.size()) - failures).arg(failures));
     return failures == 0 ? Output::AllDone : Output::SomeFailed;
 }
