@@ -1,5 +1,6 @@
 #include "RKImageLoader/drawables/RKDrawableInterfaceQImage.h"
 
+#include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKImageTester.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
@@ -15,11 +16,6 @@
 #include <memory>
 
 namespace {
-
-void deleteImage(void* image)
-{
-    delete static_cast<QImage*>(image);
-}
 
 // No picture reaches there, and rectangles in whole pixels can't.
 bool isFarAway(const QRectF& rect)
@@ -54,7 +50,7 @@ QImage part(const QImage& image, const QRectF& source)
         rect.height(),
         image.bytesPerLine(),
         image.format(),
-        deleteImage,
+        RKImageAttributes::deleteImage,
         std::make_unique<QImage>(image).release());
 }
 

@@ -24,12 +24,12 @@ void copyAllButTexts(const QImage& from, QImage& to)
     to.setColorSpace(from.colorSpace());
 }
 
-void deleteImage(void* image)
+} // namespace
+
+void RKImageAttributes::deleteImage(void* image)
 {
     delete static_cast<QImage*>(image);
 }
-
-} // namespace
 
 void RKImageAttributes::copy(const QImage& from, QImage& to)
 {
