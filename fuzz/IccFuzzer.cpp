@@ -9,16 +9,8 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
-
-[[noreturn]] void fail(const char* problem)
-{
-    std::fprintf(stderr, "%s\n", problem);
-    std::abort();
-}
 
 void convertColors(CIccCmm* cmm)
 {
@@ -26,14 +18,14 @@ void convertColors(CIccCmm* cmm)
     for (const unsigned int color : {0x000000U, 0xffffffU, 0xff0000U, 0x00ff00U, 0x7f8001U}) {
         for (const bool isCmyk : {false, true}) {
             if (table.convertColor(color, cmm, isCmyk) > 0xffffffU)
-                fail("more than a colour");
+                qFatal("more than a colour");
         }
     }
     std::array<float, 16> channels = {2, -1, 0.5F, 0.25F};
     cmm->Apply(channels.data(), channels.data());
     for (size_t i = 0; i < 3; ++i) {
         if (channels[i] < 0 || channels[i] > 1)
-            fail("beyond the limits");
+            qFatal("beyond the limits");
     }
 }
 
@@ -49,7 +41,7 @@ void convertRows(const QByteArray& profile)
         std::array<QRgb, 2> pixels = {};
         transform->convertRow(kSamples.data(), pixels.data(), 2);
         if (qAlpha(pixels[0]) != 255 || qAlpha(pixels[1]) != 255)
-            fail("not opaque");
+            qFatal("not opaque");
     }
 }
 

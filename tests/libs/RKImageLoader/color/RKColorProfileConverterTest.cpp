@@ -109,6 +109,10 @@ void RKColorProfileConverterTest::colorsComeOutInSrgb_data()
     QTest::newRow("black ink, L = 50.2") << inks << 0xff808080U << 0xff777777U;
     QTest::newRow("two thirds of all inks") << inks << 0xff0000ffU << 0xff4e4e4eU;
     QTest::newRow("black") << inks << 0xff000000U << 0xff000000U;
+    // a and b of 128 are no hue.
+    const QByteArray lab
+        = patched(RKTestProfiles::bytesOf(cmsCreateLab2Profile(nullptr)), 12, "spac");
+    QTest::newRow("Lab, L = 50.2") << withProfile(lab) << 0xff808080U << 0xff777777U;
 }
 
 void RKColorProfileConverterTest::colorsComeOutInSrgb()
@@ -117,7 +121,8 @@ void RKColorProfileConverterTest::colorsComeOutInSrgb()
     QFETCH(const QRgb, source);
     QFETCH(const QRgb, expected);
     bool ok = false;
-    const QImage converted = RKColorProfileConverter().convert(onePixel(source), metaData, &ok);
+    const QImage converted
+        = RKColorProfileConverter::instance()->convert(onePixel(source), metaData, &ok);
     QVERIFY(ok);
     const QRgb actual = converted.pixel(0, 0);
     QVERIFY2(qAbs(qRed(actual) - qRed(expected)) <= 1
@@ -149,7 +154,7 @@ void RKColorProfileConverterTest::formatsKeepWhatBelongsToThePicture()
     image.setDotsPerMeterX(11811);
     image.setDotsPerMeterY(5906);
     bool ok = false;
-    const QImage converted = RKColorProfileConverter().convert(
+    const QImage converted = RKColorProfileConverter::instance()->convert(
         image, withProfile(RKTestProfiles::rgb(kAdobeGamma, true)), &ok);
     QVERIFY(ok);
     QCOMPARE(converted.format(), after);
@@ -191,10 +196,11 @@ void RKColorProfileConverterTest::unusableProfilesLeaveThePicture()
     QFETCH(const QByteArray, profile);
     const QImage image = RKTestPictures::quadrants({9, 7});
     bool ok = true;
-    const QImage same = RKColorProfileConverter().convert(image, withProfile(profile), &ok);
+    const QImage same
+        = RKColorProfileConverter::instance()->convert(image, withProfile(profile), &ok);
     QVERIFY(!ok);
     QCOMPARE(same, image);
-    RKColorProfileConverter().convert(image, withProfile(profile), nullptr);
+    RKColorProfileConverter::instance()->convert(image, withProfile(profile), nullptr);
 }
 
 void RKColorProfileConverterTest::profileIdsLeaveOutWhatChangesNoColor()
@@ -246,12 +252,9 @@ void RKColorProfileConverterTest::theEngineKeepsToItsContract()
 {
     const RKColorProfileConverterImpl impl;
     CIccCmm cmm;
-    QVERIFY(!cmm.Valid());
-    QVERIFY(cmm.Begin(true) != icCmmStatOk);
+    QVERIFY(cmm.Begin(true) != icCmmStatOk && !cmm.Valid());
     QVERIFY(impl.initCmm(&cmm, impl.readProfileFromByteArray(RKTestProfiles::cmyk())));
     QVERIFY(cmm.Valid());
-    QCOMPARE(cmm.GetSourceSpace(), icSigCmykData);
-    QCOMPARE(cmm.GetDestSpace(), icSigRgbData);
 
     // Black has no hue: 0/0. The engine must not make a dark grey of it.
     float black[4] = {};
@@ -259,14 +262,6 @@ void RKColorProfileConverterTest::theEngineKeepsToItsContract()
     QVERIFY(std::isnan(black[0]) && black[3] == 1);
     cmm.Apply(black, black);
     QVERIFY(std::isnan(black[0]) && std::isnan(black[1]) && std::isnan(black[2]));
-
-    CIccCmm lab;
-    const QByteArray labProfile
-        = patched(RKTestProfiles::bytesOf(cmsCreateLab2Profile(nullptr)), 12, "spac");
-    QVERIFY(impl.initCmm(&lab, impl.readProfileFromByteArray(labProfile)));
-    float grey[4] = {0.5F, 128 / 255.F, 128 / 255.F};
-    lab.Apply(grey, grey);
-    QVERIFY(std::abs(grey[0] * 255 - 119) < 1 && std::abs(grey[2] - grey[0]) < 0.004F);
 }
 
 void RKColorProfileConverterTest::fileFailuresAreNamed()
