@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <numeric>
 #include <vector>
 
@@ -78,11 +79,14 @@ struct RKPixelTransform::Engine
     static std::shared_ptr<const Engine> make(
         RKLcms::Context& context, const RKLcms::Profile& profile, Source source);
     void convertBlock(const quint16* source, QRgb* target, int pixels) const;
+    void convertRounded(const quint16* source, QRgb* target, int pixels) const;
+    bool bearsRounding() const;
 
     RKLcms::Context context;
     RKLcms::Transform exact;
-    // For RGB in matrix profiles: the engine has a fast way for them that is exact for 8 bits.
+    // For RGB in matrix profiles: the engine's way for 8 bits is exact and many times as fast.
     RKLcms::Transform eightBit;
+    bool mayRound = false;
     // For grey: all there is.
     std::vector<QRgb> greys;
     int channels = 0;
@@ -104,6 +108,7 @@ std::shared_ptr<const RKPixelTransform::Engine> RKPixelTransform::Engine::make(
     engine->exact = std::move(exact);
     if (source == Source::Rgb && !hasTables(profile))
         engine->eightBit = makeTransform(context, profile, target, TYPE_RGB_8, 0);
+    engine->mayRound = engine->eightBit && engine->bearsRounding();
     if (source == Source::Gray) {
         std::vector<quint16> all(0x10000);
         std::iota(all.begin(), all.end(), quint16(0));
@@ -120,16 +125,50 @@ void RKPixelTransform::Engine::convertBlock(const quint16* source, QRgb* target,
     if (!greys.empty()) {
         std::transform(
             source, source + pixels, target, [this](quint16 grey) { return greys[grey]; });
-    } else if (eightBit && isEightBit(source, pixels * kRgbChannels)) {
-        std::array<quint8, kBlock * kRgbChannels> samples;
-        std::transform(source, source + pixels * kRgbChannels, samples.begin(), [](quint16 sample) {
-            return quint8(sample);
-        });
-        cmsDoTransform(eightBit.get(), samples.data(), target, cmsUInt32Number(pixels));
+    } else if (mayRound || (eightBit && isEightBit(source, pixels * kRgbChannels))) {
+        convertRounded(source, target, pixels);
     } else {
         cmsDoTransform(exact.get(), source, target, cmsUInt32Number(pixels));
     }
     std::transform(target, target + pixels, target, [](QRgb pixel) { return pixel | 0xff000000u; });
+}
+
+void RKPixelTransform::Engine::convertRounded(const quint16* source, QRgb* target, int pixels) const
+{
+    std::array<quint8, kBlock * kRgbChannels> samples;
+    std::transform(source, source + pixels * kRgbChannels, samples.begin(), [](quint16 sample) {
+        return quint8((sample * 255u + 32767u) / 65535u);
+    });
+    cmsDoTransform(eightBit.get(), samples.data(), target, cmsUInt32Number(pixels));
+}
+
+/// Whether the profile's curves are so near to those of sRGB that rounding to 8 bits does not show.
+/// It would tear the shadows of linear pictures apart.
+bool RKPixelTransform::Engine::bearsRounding() const
+{
+    constexpr int kLargestError = 1;
+    std::array<quint16, kBlock * kRgbChannels> greys16;
+    std::array<QRgb, kBlock> rounded = {};
+    std::array<QRgb, kBlock> expected = {};
+    // In small steps, and in between the values of 8 bits.
+    constexpr int kStep = 9;
+    for (int first = 0; first < 0x10000; first += kStep * kBlock) {
+        for (int i = 0; i < kBlock; ++i)
+            std::fill_n(greys16.begin() + i * kRgbChannels,
+                kRgbChannels,
+                quint16(std::min(first + i * kStep, 0xffff)));
+        convertRounded(greys16.data(), rounded.data(), kBlock);
+        cmsDoTransform(exact.get(), greys16.data(), expected.data(), kBlock);
+        const bool isNear = std::equal(
+            rounded.begin(), rounded.end(), expected.begin(), [](QRgb left, QRgb right) {
+                return std::abs(qRed(left) - qRed(right)) <= kLargestError
+                    && std::abs(qGreen(left) - qGreen(right)) <= kLargestError
+                    && std::abs(qBlue(left) - qBlue(right)) <= kLargestError;
+            });
+        if (!isNear)
+            return false;
+    }
+    return true;
 }
 
 RKPixelTransform::RKPixelTransform(std::shared_ptr<const Engine> engine)

@@ -48,6 +48,10 @@ void RKPixelTransformTest::pixelsComeOutInSrgb()
     QVERIFY(isNear(converted(rgb, {200 * 257, 100 * 257, 50 * 257}), 0xffe3642a));
     QVERIFY(isNear(converted(rgb, {0, 65535, 0}), 0xff00ff00));
 
+    const auto linear = RKPixelTransform::fromProfile(RKTestProfiles::rgb(1.0), Source::Rgb);
+    QVERIFY(linear);
+    QVERIFY(isNear(converted(linear, {65, 65, 65}), 0xff030303));
+
     // L = 50 is a luminance of 0.184, in sRGB 119.
     const auto lab = RKPixelTransform::fromLab();
     QVERIFY(lab);
