@@ -1,19 +1,12 @@
-// Converting photographs of 24 megapixels to sRGB, and what that adds to loading them.
+// Converting photographs of 24 megapixels to sRGB, against Little CMS.
 // RK_BENCHMARK_PHOTO may name a photograph to use instead of a made picture.
 
 #include "Comparison.h"
 #include "RKImageLoader/color/RKColorProfileConverter.h"
-#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 
-#include "RKCore/RKInitializer.h"
-
-#include <QBuffer>
 #include <QFile>
-#include <QGuiApplication>
-#include <QImageReader>
 #include <QRandomGenerator>
-#include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
 #include <lcms2.h>
@@ -24,8 +17,6 @@
 namespace {
 
 constexpr QSize kPhotoSize(6000, 4000);
-constexpr QSize kWantedSize(600, 800);
-constexpr QSize kThumbnailSize(160, 160);
 
 QByteArray profile(const char* name)
 {
@@ -63,24 +54,6 @@ const QImage& photo()
         return made;
     }();
     return image;
-}
-
-/// The same as a JPEG in Adobe RGB that lies on its side, with a thumbnail.
-const QString& photoPath()
-{
-    static const QTemporaryDir folder;
-    static const QString path = [] {
-        QString file = folder.filePath(QStringLiteral("photo.jpg"));
-        photo().save(file, "jpg", 90);
-        RKMetaData metaData{QFileInfo(file)};
-        metaData.setIccData(adobeRgb());
-        metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
-        metaData.setThumbnail(photo().scaled(kThumbnailSize, Qt::KeepAspectRatio));
-        if (!metaData.save(QFileInfo(file)))
-            qFatal("can't write a photograph");
-        return file;
-    }();
-    return path;
 }
 
 double distinctColors(const QImage& image)
@@ -172,48 +145,7 @@ void newProfileAgainstLittleCms(benchmark::State& state)
     describe(state);
 }
 
-void turnedAdobeRgbJpegAgainstBareReader(benchmark::State& state)
-{
-    const RKMediaDescriptor descriptor{QFileInfo(photoPath())};
-    compare(
-        state,
-        [&] {
-            QImageReader reader(photoPath());
-            reader.setAutoTransform(false);
-            reader.setScaledSize(kPhotoSize.scaled(kWantedSize.transposed(), Qt::KeepAspectRatio));
-            return reader.read().width();
-        },
-        [&] {
-            return RKImageLoader::instance()
-                ->drawable(descriptor, kWantedSize, RKImageOption())
-                .size()
-                .width();
-        });
-}
-
-/// With nothing known of the file, as for a folder that is opened.
-void thumbnailOfJpeg(benchmark::State& state)
-{
-    const RKMediaDescriptor descriptor{QFileInfo(photoPath())};
-    for (auto _ : state) {
-        RKImageLoader::instance()->clearMetaDataCache();
-        benchmark::DoNotOptimize(
-            RKImageLoader::instance()->drawable(descriptor, kThumbnailSize, RKImageOption()));
-    }
-}
-
 } // namespace
 
 BENCHMARK(knownProfileAgainstLittleCms)->Unit(benchmark::kMillisecond)->Iterations(7);
 BENCHMARK(newProfileAgainstLittleCms)->Unit(benchmark::kMillisecond)->Iterations(7);
-BENCHMARK(turnedAdobeRgbJpegAgainstBareReader)->Unit(benchmark::kMillisecond)->Iterations(11);
-BENCHMARK(thumbnailOfJpeg)->Unit(benchmark::kMillisecond);
-
-int main(int argc, char** argv)
-{
-    const QGuiApplication application(argc, argv);
-    RKInitializer::instance()->setup(RKInitializerOption::Test);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
