@@ -121,7 +121,7 @@ inline void setDisplayMatrix(const QString& path, const std::array<qint32, 9>& m
 }
 
 /// A picture turned clockwise for display by 0, 90, 180 or 270 degrees.
-inline std::array<qint32, 9> displayMatrix(int degrees)
+constexpr std::array<qint32, 9> displayMatrix(int degrees)
 {
     constexpr qint32 kOne = 0x10000;
     const qint32 cosine = degrees == 0 ? kOne : degrees == 180 ? -kOne : 0;

@@ -115,67 +115,47 @@ private Q_SLOTS:
     {
         QFETCH(int, index);
         const Row& row = kRows[index];
-        const QString path = prepared(row);
+        const QString path = make(row.clip, m_folder.path());
+        if (row.rotation != 0)
+            setDisplayMatrix(path, displayMatrix(row.rotation));
         const auto used = open(row, path);
         QVERIFY(used->isOpenFile());
-        // There and back, so that each is reached from before and from behind.
         QStringList fresh;
-        QStringList up;
-        QStringList down;
+        QStringList again;
         for (const int request : row.requests) {
             fresh << numberOf(open(row, path)->decodeFrame(request), row);
-            up << numberOf(used->decodeFrame(request), row);
+            again << numberOf(used->decodeFrame(request), row);
         }
-        for (auto request = row.requests.rbegin(); request != row.requests.rend(); ++request)
-            down.prepend(numberOf(used->decodeFrame(*request), row));
-        const QString delivered = QString::fromLatin1(row.delivered);
-        QCOMPARE(fresh.join(u' '), delivered);
-        QCOMPARE(up.join(u' '), delivered);
-        QCOMPARE(down.join(u' '), delivered);
-    }
-
-    void decodingOnGivesWhatSeekingGives_data()
-    {
-        theFrameAskedForIsGiven_data();
-    }
-
-    void decodingOnGivesWhatSeekingGives() const
-    {
-        QFETCH(int, index);
-        const Row& row = kRows[index];
-        if (row.isForwardOnly)
-            return;
-        RKFfmpegBridge bridge(prepared(row));
-        QLoggingCategory::setFilterRules(QStringLiteral("rk.ffmpeg.debug=true"));
-        const auto previousHandler = qInstallMessageHandler(countSeeks);
-        seeks = 0;
-        QList<QImage> decodedOn;
-        for (int n = 0; n < row.clip.frames; ++n)
-            decodedOn << bridge.decodeFrame(n);
-        const int seeksInOrder = seeks;
-        QStringList different;
-        for (int n = row.clip.frames - 8; n >= 0; n -= 7) {
-            seeks = 0;
-            const QImage sought = bridge.decodeFrame(n);
-            if (seeks == 0 || sought != decodedOn[n])
-                different << QStringLiteral("%1 after %2 seeks").arg(n).arg(seeks);
-        }
-        qInstallMessageHandler(previousHandler);
-        QCOMPARE(different.join(u','), QString());
-        // Frame 0 may take up to three.
-        QVERIFY2(seeksInOrder <= 3, qPrintable(QString::number(seeksInOrder)));
+        QCOMPARE(fresh.join(u' '), QString::fromLatin1(row.delivered));
+        QCOMPARE(again.join(u' '), QString::fromLatin1(row.delivered));
+        if (!row.isForwardOnly)
+            compareInOrderWithSought(*used, row.clip.frames);
     }
 
 private:
-    QString prepared(const Row& row) const
+    /// Decoding on must give exactly what a seek gives, in every frame, and without one.
+    static void compareInOrderWithSought(RKFfmpegBridge& bridge, int frames)
     {
-        const QString path = m_folder.filePath(QString::fromLatin1(row.clip.name));
-        if (QFile::exists(path))
-            return path;
-        make(row.clip, m_folder.path());
-        if (row.rotation != 0)
-            setDisplayMatrix(path, displayMatrix(row.rotation));
-        return path;
+        QLoggingCategory::setFilterRules(QStringLiteral("rk.ffmpeg.debug=true"));
+        const auto previousHandler = qInstallMessageHandler(countSeeks);
+        bridge.decodeFrame(0);
+        seeks = 0;
+        QList<QImage> inOrder;
+        for (int n = 0; n < frames; ++n)
+            inOrder << bridge.decodeFrame(n);
+        const int seeksInOrder = seeks;
+        QStringList different;
+        for (int n = frames - 8; n >= 0; n -= 7) {
+            seeks = 0;
+            const QImage sought = bridge.decodeFrame(n);
+            if (seeks == 0 || sought != inOrder[n])
+                different << QString::number(n);
+        }
+        qInstallMessageHandler(previousHandler);
+        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+        QCOMPARE(different.join(u','), QString());
+        // AVI's frame 0 is sought in vain for one before.
+        QVERIFY2(seeksInOrder <= 3, qPrintable(QString::number(seeksInOrder)));
     }
 
     const QTemporaryDir m_folder;

@@ -93,21 +93,12 @@ private Q_SLOTS:
         // Mirrored, which is not undone.
         if (name == QLatin1String("video/sample_rotate_and_reflect.mp4"))
             return;
-        const int off = difference(first, colors(name));
-        QVERIFY2(off <= kTolerance, qPrintable(QString::number(off)));
-    }
-
-private:
-    static QStringList colors(const QString& name)
-    {
         static const QJsonObject expected = QJsonDocument::fromJson(
             RKTestPictures::read(kSamples + QStringLiteral("/expected.json")))
                                                 .object();
-        return expected.value(name)
-            .toObject()
-            .value(QLatin1String("quad"))
-            .toString()
-            .split(u' ', Qt::SkipEmptyParts);
+        const int off
+            = difference(first, expected[name][QLatin1String("quad")].toString().split(u' '));
+        QVERIFY2(off <= kTolerance, qPrintable(QString::number(off)));
     }
 };
 
