@@ -2,6 +2,7 @@
 
 #include "MessageCollector.h"
 #include "Output.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
 namespace {
@@ -36,7 +37,8 @@ int runConvertCommand(
         return fail(source, QStringLiteral("there is no such file"));
     if (!loader.hasSupportedMediaFormat(from))
         return fail(source, QStringLiteral("the format is not supported"));
-    if (!loader.isSupportedWritableFormat(loader.mediaFormat(to)))
+    // Not asked of all loaders, since videos count as writable but never are.
+    if (!RKImageLoader::instance()->isSupportedWritableFormat(loader.mediaFormat(to)))
         return fail(target, QStringLiteral("the format can't be written"));
 
     const RKDrawable drawable = loader.drawable(from, size, RKImageOption());
