@@ -47,7 +47,7 @@ constexpr long long kGreatestTimestamp = 1LL << 61;
 // Decoding on takes less time than a seek even where the key frames lie closer.
 constexpr int kSoonFrames = 60;
 // The farthest steps back for a key frame, about 18 hours. The start follows.
-constexpr int kFarthestStepBack = 65536;
+constexpr int kFarthestStepBack = 1 << 16;
 
 int hasExpired(void* deadline)
 {
@@ -352,11 +352,11 @@ bool RKFfmpegBridge::isBeforeFirstFrame(long long timestamp) const
 /// frame.
 bool RKFfmpegBridge::seekFurtherBack(long long timestamp)
 {
-    const AVRational timeBase = videoStream()->time_base;
     const long long start = startTimestamp();
+    const auto second
+        = toWhole<long long>(1 / toReal(videoStream()->time_base), 1, kGreatestTimestamp >> 16);
     for (int seconds = 1; seconds <= kFarthestStepBack; seconds *= 4) {
-        const long long earlier
-            = timestamp - toWhole<long long>(seconds / toReal(timeBase), 0, kGreatestTimestamp);
+        const long long earlier = timestamp - seconds * second;
         if (earlier <= start)
             break;
         if (!seek(kNoTimestamp, earlier, AVSEEK_FLAG_BACKWARD))
@@ -365,7 +365,11 @@ bool RKFfmpegBridge::seekFurtherBack(long long timestamp)
         if (!isBeforeFirstFrame(timestamp))
             return isFound;
     }
-    return seek(kNoTimestamp, start, AVSEEK_FLAG_BACKWARD) && decodeSeekFrame(timestamp);
+    // The start is that of display; some packets are to be decoded before it. Not all containers
+    // can be searched for what lies before their index.
+    return (seek(kNoTimestamp, start - second, AVSEEK_FLAG_BACKWARD)
+               || seek(kNoTimestamp, start, AVSEEK_FLAG_BACKWARD))
+        && decodeSeekFrame(timestamp);
 }
 
 bool RKFfmpegBridge::decodeSeekFrame(long long timestamp)

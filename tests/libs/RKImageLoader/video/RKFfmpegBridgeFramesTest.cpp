@@ -1,0 +1,125 @@
+#include "RKImageLoader/video/RKFfmpegBridge.h"
+#include "RKImageLoader/video/RKFfmpegBridgeLame.h"
+#include "support/RKTestClips.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTransform>
+
+#include <array>
+#include <memory>
+
+using namespace RKTestClips;
+
+namespace {
+
+constexpr std::array kRequests{0, 1, 10, 125, 149, 150};
+constexpr auto kExact = "0 1 10 125 149 -1";
+
+struct Row
+{
+    Clip clip;
+    const char* delivered = kExact; ///< For kRequests; -1 is null.
+    bool isForwardOnly = false;
+    int rotation = 0;
+};
+
+constexpr Row kRows[] = {
+    {.clip = {.name = "plain.mp4", .options = "-bf 0"}},
+    {.clip = {.name = "b.mp4", .options = "-bf 2"}},
+    {.clip = {.name = "pyramid.mp4", .options = "-bf 3 -b_strategy 2 -refs 4"}},
+    {.clip = {.name = "no_edit_list.mp4", .options = "-bf 2 -use_editlist 0"}},
+    {.clip = {.name = "fragments.mp4", .options = "-movflags frag_keyframe+empty_moov"}},
+    {.clip = {.name = "starts_at_2s.mp4", .options = "-output_ts_offset 2"}},
+    {.clip = {.name = "ntsc.mp4", .options = "-bf 2", .rate = "30000/1001"}},
+    {.clip = {.name = "rot90.mp4"}, .rotation = 90},
+    {.clip = {.name = "rot180.mov"}, .rotation = 180},
+    {.clip = {.name = "rot270.mp4"}, .rotation = 270},
+    {.clip = {.name = "sar.mp4", .options = "-vf setsar=64/45"}},
+    {.clip = {.name = "ntsc60.mov", .options = "-bf 2", .rate = "60000/1001"}},
+    {.clip = {.name = "b.mkv", .options = "-bf 2"}},
+    {.clip = {.name = "hevc.mkv",
+         .codec = "libx265",
+         .options = "-preset ultrafast -bf 3 -x265-params log-level=none"}},
+    {.clip = {.name = "starts_at_2s.mkv", .options = "-output_ts_offset 2"}},
+    {.clip = {.name = "ntsc60.mkv", .options = "-bf 2", .rate = "60000/1001"}},
+    {.clip = {.name = "plain.avi", .codec = "mpeg4", .options = "-q:v 4"}},
+    // AVI has no display times, so that B frames shift the numbers by one.
+    {.clip = {.name = "b.avi", .codec = "mpeg4", .options = "-q:v 4 -bf 2"},
+        .delivered = "0 0 9 124 148 149"},
+    {.clip = {.name = "plain.wmv", .codec = "wmv2", .options = "-q:v 4"}},
+    {.clip = {.name = "plain.3gp", .codec = "h263", .options = "-q:v 4"}},
+    {.clip = {.name = "plain.ogg", .codec = "libtheora", .options = "-q:v 7"}},
+    {.clip = {.name = "b.mpg", .codec = "mpeg2video", .options = "-q:v 2 -bf 2"}},
+    {.clip = {.name = "b.vob", .codec = "mpeg2video", .options = "-q:v 2 -bf 2"}},
+    {.clip = {.name = "transport.mpg", .options = "-bf 2 -f mpegts"}},
+    {.clip = {.name = "forward.mts", .options = "-bf 2"}, .isForwardOnly = true},
+};
+
+std::unique_ptr<RKFfmpegBridge> open(const Row& row, const QString& path)
+{
+    if (row.isForwardOnly)
+        return std::make_unique<RKFfmpegBridgeLame>(path);
+    return std::make_unique<RKFfmpegBridge>(path);
+}
+
+/// Only the right rotation makes the number readable.
+QString numberOf(const QImage& image, const Row& row)
+{
+    return QString::number(number(image.transformed(QTransform().rotate(-row.rotation))));
+}
+
+} // namespace
+
+class RKFfmpegBridgeFramesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        if (!canEncode())
+            QSKIP("the ffmpeg tool is missing");
+    }
+
+    void theFrameAskedForIsGiven_data()
+    {
+        QTest::addColumn<int>("index");
+        for (int i = 0; i < int(std::size(kRows)); ++i)
+            QTest::newRow(kRows[i].clip.name) << i;
+    }
+
+    void theFrameAskedForIsGiven()
+    {
+        QFETCH(int, index);
+        const Row& row = kRows[index];
+        const QString path = make(row.clip, m_folder.path());
+        if (row.rotation != 0)
+            setDisplayMatrix(path, displayMatrix(row.rotation));
+
+        const auto used = open(row, path);
+        QVERIFY(used->isOpenFile());
+        // There and back, so that each is reached from before and from behind.
+        QStringList fresh;
+        QStringList up;
+        QStringList down;
+        for (const int request : kRequests) {
+            fresh << numberOf(open(row, path)->decodeFrame(request), row);
+            up << numberOf(used->decodeFrame(request), row);
+        }
+        for (auto request = kRequests.rbegin(); request != kRequests.rend(); ++request)
+            down.prepend(numberOf(used->decodeFrame(*request), row));
+        const QString delivered = QString::fromLatin1(row.delivered);
+        QCOMPARE(fresh.join(u' '), delivered);
+        QCOMPARE(up.join(u' '), delivered);
+        QCOMPARE(down.join(u' '), delivered);
+    }
+
+private:
+    const QTemporaryDir m_folder;
+};
+
+QTEST_GUILESS_MAIN(RKFfmpegBridgeFramesTest)
+
+#include "RKFfmpegBridgeFramesTest.moc"
