@@ -2,24 +2,26 @@
 #include "RKImageLoader/video/RKFfmpegBridgeLame.h"
 #include "support/RKTestClips.h"
 
+#include <QLoggingCategory>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTransform>
 
 #include <array>
+#include <atomic>
 #include <memory>
 
 using namespace RKTestClips;
 
 namespace {
 
-constexpr std::array kRequests{0, 1, 10, 125, 149, 150};
 constexpr auto kExact = "0 1 10 125 149 -1";
 
 struct Row
 {
     Clip clip;
-    const char* delivered = kExact; ///< For kRequests; -1 is null.
+    const char* delivered = kExact; ///< -1 is null.
+    std::array<int, 6> requests{0, 1, 10, 125, 149, 150};
     bool isForwardOnly = false;
     int rotation = 0;
 };
@@ -44,6 +46,16 @@ constexpr Row kRows[] = {
     {.clip = {.name = "starts_at_2s.mkv", .options = "-output_ts_offset 2"}},
     {.clip = {.name = "ntsc60.mkv", .options = "-bf 2", .rate = "60000/1001"}},
     {.clip = {.name = "plain.avi", .codec = "mpeg4", .options = "-q:v 4"}},
+    // At 29.97 frames per second timestamps are those of 30.
+    {.clip = {.name = "long.mp4",
+         .codec = "mpeg4",
+         .options = "-q:v 9",
+         .rate = "30000/1001",
+         .frames = 1101},
+        .delivered = "0 1 1000 1000 1001 -1",
+        .requests = {0, 1, 1000, 1001, 1002, 1102}},
+    // Two frames that the decoder holds back until the end.
+    {.clip = {.name = "two.mp4", .frames = 2}, .delivered = "0 1 -1 -1 -1 -1"},
     // AVI has no display times, so that B frames shift the numbers by one.
     {.clip = {.name = "b.avi", .codec = "mpeg4", .options = "-q:v 4 -bf 2"},
         .delivered = "0 0 9 124 148 149"},
@@ -69,6 +81,14 @@ QString numberOf(const QImage& image, const Row& row)
     return QString::number(number(image.transformed(QTransform().rotate(-row.rotation))));
 }
 
+std::atomic<int> seeks = 0;
+
+void countSeeks(QtMsgType, const QMessageLogContext& context, const QString& message)
+{
+    seeks += qstrcmp(context.category, "rk.ffmpeg") == 0
+        && message.startsWith(QStringLiteral("seek to"));
+}
+
 } // namespace
 
 class RKFfmpegBridgeFramesTest : public QObject
@@ -81,6 +101,7 @@ private Q_SLOTS:
     {
         if (!canEncode())
             QSKIP("the ffmpeg tool is missing");
+        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
     }
 
     void theFrameAskedForIsGiven_data()
@@ -90,25 +111,22 @@ private Q_SLOTS:
             QTest::newRow(kRows[i].clip.name) << i;
     }
 
-    void theFrameAskedForIsGiven()
+    void theFrameAskedForIsGiven() const
     {
         QFETCH(int, index);
         const Row& row = kRows[index];
-        const QString path = make(row.clip, m_folder.path());
-        if (row.rotation != 0)
-            setDisplayMatrix(path, displayMatrix(row.rotation));
-
+        const QString path = prepared(row);
         const auto used = open(row, path);
         QVERIFY(used->isOpenFile());
         // There and back, so that each is reached from before and from behind.
         QStringList fresh;
         QStringList up;
         QStringList down;
-        for (const int request : kRequests) {
+        for (const int request : row.requests) {
             fresh << numberOf(open(row, path)->decodeFrame(request), row);
             up << numberOf(used->decodeFrame(request), row);
         }
-        for (auto request = kRequests.rbegin(); request != kRequests.rend(); ++request)
+        for (auto request = row.requests.rbegin(); request != row.requests.rend(); ++request)
             down.prepend(numberOf(used->decodeFrame(*request), row));
         const QString delivered = QString::fromLatin1(row.delivered);
         QCOMPARE(fresh.join(u' '), delivered);
@@ -116,7 +134,50 @@ private Q_SLOTS:
         QCOMPARE(down.join(u' '), delivered);
     }
 
+    void decodingOnGivesWhatSeekingGives_data()
+    {
+        theFrameAskedForIsGiven_data();
+    }
+
+    void decodingOnGivesWhatSeekingGives() const
+    {
+        QFETCH(int, index);
+        const Row& row = kRows[index];
+        if (row.isForwardOnly)
+            return;
+        RKFfmpegBridge bridge(prepared(row));
+        QLoggingCategory::setFilterRules(QStringLiteral("rk.ffmpeg.debug=true"));
+        const auto previousHandler = qInstallMessageHandler(countSeeks);
+        seeks = 0;
+        QList<QImage> decodedOn;
+        for (int n = 0; n < row.clip.frames; ++n)
+            decodedOn << bridge.decodeFrame(n);
+        const int seeksInOrder = seeks;
+        QStringList different;
+        for (int n = row.clip.frames - 8; n >= 0; n -= 7) {
+            seeks = 0;
+            const QImage sought = bridge.decodeFrame(n);
+            if (seeks == 0 || sought != decodedOn[n])
+                different << QStringLiteral("%1 after %2 seeks").arg(n).arg(seeks);
+        }
+        qInstallMessageHandler(previousHandler);
+        QCOMPARE(different.join(u','), QString());
+        // Frame 0 may take up to three.
+        QVERIFY2(seeksInOrder <= 3, qPrintable(QString::number(seeksInOrder)));
+    }
+
 private:
+    QString prepared(const Row& row) const
+    {
+        const QString path = m_folder.filePath(QString::fromLatin1(row.clip.name));
+        if (QFile::exists(path))
+            return path;
+        make(row.clip, m_folder.path());
+        if (row.rotation != 0)
+            setDisplayMatrix(path, displayMatrix(row.rotation));
+        return path;
+    }
+
     const QTemporaryDir m_folder;
 };
 
