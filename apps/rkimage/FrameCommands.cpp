@@ -10,6 +10,7 @@
 #include <QDir>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -67,11 +68,14 @@ RKMediaDescriptor withFrame(RKMediaDescriptor descriptor, const RKVideoFrameInde
 
 RKVideoFrameIndex chosenFrame(const RKMediaDescriptor& descriptor, const FrameChoice& choice)
 {
+    const RKVideoLoader& loader = *RKVideoLoader::instance();
     if (choice.frame)
         return *choice.frame;
-    if (choice.ms)
-        return RKVideoLoader::instance()->framesPerSecond(descriptor).ms2frameIndex(*choice.ms);
-    return {};
+    if (!choice.ms)
+        return {};
+    // A time beyond all numbers gives no frame, which would stand for the default one.
+    const RKVideoFrameIndex frame = loader.framesPerSecond(descriptor).ms2frameIndex(*choice.ms);
+    return frame.isValid() ? frame : RKVideoFrameIndex(std::numeric_limits<int>::max());
 }
 
 QString missing(const RKVideoFrameIndex& frame)
@@ -105,7 +109,7 @@ QList<RKVideoFrameIndex> wantedFrames(
     QList<RKVideoFrameIndex> frames;
     const QList<qint64> times = wantedTimes(duration, request);
     for (const qint64 time : times) {
-        const int frame = std::min(rate.ms2frameIndex(time).frame(), last);
+        const int frame = std::clamp(rate.ms2frameIndex(time).frame(), 0, last);
         if (frames.isEmpty() || frames.last() != RKVideoFrameIndex(frame))
             frames << frame;
     }
