@@ -70,7 +70,10 @@ const Properties kProperties[] = {
     {"ntsc.mp4", "720x480", "-vf setsar=8/9", "720x480 1080x480 1080x480 0 25 1000 h264  "},
     // Terms of 1 leave the size alone.
     {"wide.mp4", "64x48", "-vf setsar=2/1", "64x48 64x48 64x48 0 25 1000 h264  "},
-    {"odd.ogg", "33x17", "-vf scale=33:17,setsar=1 -c:v libtheora", "33x17 33x17 33x17 0 25 1000 theora  "},
+    {"odd.ogg",
+        "33x17",
+        "-vf scale=33:17,setsar=1 -c:v libtheora",
+        "33x17 33x17 33x17 0 25 1000 theora  "},
 };
 
 QStringList logged;
