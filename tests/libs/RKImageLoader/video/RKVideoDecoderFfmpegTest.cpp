@@ -8,10 +8,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <algorithm>
-#include <thread>
-#include <vector>
-
 using namespace RKTestClips;
 
 namespace {
@@ -150,30 +146,6 @@ private Q_SLOTS:
         }
         decoder.freeResources();
         QCOMPARE(openFiles(), before);
-    }
-
-    void threadsShareOneDecoder()
-    {
-        const QTemporaryDir links;
-        const RKVideoDecoderFfmpeg decoder;
-        std::vector<std::thread> threads;
-        std::vector<int> wrong(8);
-        for (int t = 0; t < int(wrong.size()); ++t) {
-            const QString own = linkTo(m_clip, links.path(), QStringLiteral("%1.mts").arg(t));
-            threads.emplace_back([this, &decoder, own, t, &failures = wrong[size_t(t)]] {
-                for (int i = 0; i < 10; ++i) {
-                    const int frame = (t * 7 + i * 13) % 50;
-                    failures += number(decoder.decode(at(m_clip, frame), QSize())) != frame;
-                    failures += number(decoder.decode(at(own, i), QSize())) != i;
-                    failures += decoder.metaData(at(own)).unrotatedSize() != kSize;
-                    if (i == t)
-                        decoder.freeResource(at(m_clip));
-                }
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
-        QCOMPARE(std::count(wrong.cbegin(), wrong.cend(), 0), std::ptrdiff_t(wrong.size()));
     }
 
     void allSampleVideosShowAPicture()
