@@ -93,7 +93,9 @@ QList<qint64> wantedTimes(qint64 durationMs, const FramesRequest& request)
         for (int i = 0; i < *request.count; ++i)
             times << durationMs * (2 * i + 1) / (2 * *request.count);
     } else {
-        for (qint64 time = 0; time < std::max<qint64>(durationMs, 1); time += *request.everyMs)
+        const qint64 end = std::max<qint64>(durationMs, 1);
+        // One more than are taken, to tell that there are more.
+        for (qint64 time = 0; time < end && times.size() <= kMostPictures; time += *request.everyMs)
             times << time;
     }
     return times;
@@ -160,17 +162,10 @@ private:
             if (auto failure = failureOfTarget(m_request.sheet))
                 return failure;
         }
-        const qint64 duration = RKVideoLoader::instance()->durationInMS(m_descriptor);
-        if (m_request.everyMs && duration / *m_request.everyMs >= kMostPictures) {
-            return Failure{
-                m_video, QStringLiteral("these are more than %1 pictures").arg(kMostPictures)};
-        }
         m_frames = wantedFrames(m_descriptor, m_request);
         if (hasSheet() && m_frames.size() > kMostTiles) {
             return Failure{m_request.sheet,
-                QStringLiteral("a sheet holds at most %1 of the %2 pictures")
-                    .arg(kMostTiles)
-                    .arg(m_frames.size())};
+                QStringLiteral("a sheet holds at most %1 pictures").arg(kMostTiles)};
         }
         if (hasFolder() && !QDir().mkpath(m_request.folder))
             return Failure{m_request.folder, QStringLiteral("the folder can't be made")};
@@ -182,7 +177,7 @@ private:
         int exitCode = Output::AllDone;
         int failedInARow = 0;
         ProgressBar progress(m_frames.size());
-        for (const RKVideoFrameIndex& frame : m_frames) {
+        for (const RKVideoFrameIndex& frame : m_frames.mid(0, kMostPictures)) {
             const auto failure = takeFrame(frame);
             progress.step();
             if (!failure) {
@@ -194,7 +189,12 @@ private:
             if (++failedInARow == kMostFailedFrames)
                 break;
         }
-        return exitCode;
+        if (m_frames.size() <= kMostPictures || failedInARow == kMostFailedFrames)
+            return exitCode;
+        progress.hide();
+        return report(
+            {m_video, QStringLiteral("these are the first %1 pictures").arg(kMostPictures)},
+            m_messages);
     }
 
     std::optional<Failure> takeFrame(const RKVideoFrameIndex& frame)
