@@ -42,8 +42,10 @@ constexpr qint64 kMostCodedPixels = qint64(1) << 27;
 // A coded picture of 16000x16 pixels may ask for a display of 16000000x16.
 constexpr int kLongestShownSide = 32767;
 constexpr qint64 kMostShownPixels = qint64(1) << 28;
-// Of a frame number and of a start, so that their sum is a timestamp, too.
-constexpr long long kGreatestTimestamp = 1LL << 61;
+// From the start, and of the start itself, so that their sum is a timestamp.
+constexpr long long kGreatestTicks = 1LL << 61;
+// Of 23.976, 29.97 and 59.94 frames per second.
+constexpr int kNtscDenominator = 1001;
 // Decoding on takes less time than a seek even where the key frames lie closer.
 constexpr int kSoonFrames = 60;
 // The farthest steps back for a key frame, about 18 hours. The start follows.
@@ -298,15 +300,11 @@ bool RKFfmpegBridge::seekFrame(long long frameNumber)
     const QMutexLocker locker(&m_mutex);
     if (!m_isOpen || frameNumber < 0)
         return false;
-    const long long start = startTimestamp();
-    long long timestamp = start + timestampSinceStart(frameNumber);
-    // The number before the one that stands for any is as good: no frame lies between them.
-    if (timestamp == kAnyTimestamp)
-        --timestamp;
+    const long long timestamp = timestampAt(ticksSinceStart(frameNumber));
     if (leadsSoonTo(timestamp))
         return decodeSeekFrame(timestamp);
     const int backward = m_upper > timestamp ? AVSEEK_FLAG_BACKWARD : 0;
-    if (!seek(std::min(start, 0LL), timestamp, AVSEEK_FLAG_FRAME | backward)) {
+    if (!seek(std::min(startTimestamp(), 0LL), timestamp, AVSEEK_FLAG_FRAME | backward)) {
         log(QStringLiteral("failed to seek file"));
         setLastFrameOkay(false);
         return false;
@@ -323,7 +321,7 @@ bool RKFfmpegBridge::leadsSoonTo(long long timestamp) const
         return false;
     if (timestamp <= m_upper)
         return timestamp > m_lower || timestamp == m_upper;
-    return double(timestamp) - double(m_upper) <= kSoonFrames * timeScale();
+    return double(timestamp) - double(m_upper) <= kSoonFrames * ticksPerFrame();
 }
 
 bool RKFfmpegBridge::seek(long long earliest, long long timestamp, int flags)
@@ -344,7 +342,7 @@ bool RKFfmpegBridge::seek(long long earliest, long long timestamp, int flags)
 /// more than half a frame behind that one, or there was none.
 bool RKFfmpegBridge::isBeforeFirstFrame(long long timestamp) const
 {
-    return m_lower == kNoTimestamp || double(m_lower) - double(timestamp) > timeScale() / 2;
+    return m_lower == kNoTimestamp || double(m_lower) - double(timestamp) > ticksPerFrame() / 2;
 }
 
 /// Seeks again, in growing steps and at last to the start. Program and transport streams are
@@ -354,7 +352,7 @@ bool RKFfmpegBridge::seekFurtherBack(long long timestamp)
 {
     const long long start = startTimestamp();
     const auto second
-        = toWhole<long long>(1 / toReal(videoStream()->time_base), 1, kGreatestTimestamp >> 16);
+        = toWhole<long long>(1 / toReal(videoStream()->time_base), 1, kGreatestTicks >> 16);
     for (int seconds = 1; seconds <= kFarthestStepBack; seconds *= 4) {
         const long long earlier = timestamp - seconds * second;
         if (earlier <= start)
@@ -460,14 +458,14 @@ long long RKFfmpegBridge::timeOfPacket() const
     if (m_packet->pts != AV_NOPTS_VALUE)
         return m_packet->pts;
     return m_packetTime == kNoTimestamp ? startTimestamp()
-                                        : av_sat_add64(m_packetTime, timestampSinceStart(1));
+                                        : av_sat_add64(m_packetTime, qRound64(ticksPerFrame()));
 }
 
 long long RKFfmpegBridge::timeOfDrainedFrame() const
 {
     if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE)
         return m_frame->best_effort_timestamp;
-    return av_sat_add64(m_upper, timestampSinceStart(1));
+    return av_sat_add64(m_upper, qRound64(ticksPerFrame()));
 }
 
 bool RKFfmpegBridge::decodeCurrentImage()
@@ -485,13 +483,15 @@ bool RKFfmpegBridge::decodeCurrentImage()
         m_frameRGB = std::move(frameRGB);
     }
     // Not straight into the image: scaling writes beyond the ends of rows, into the padding.
-    sws_scale(scaling.get(),
+    const int rows = sws_scale(scaling.get(),
         m_frame->data,
         m_frame->linesize,
         0,
         height,
         m_frameRGB->data,
         m_frameRGB->linesize);
+    if (rows != height)
+        return false;
     m_image = QImage(width, height, QImage::Format_RGB888);
     if (m_image.isNull())
         return false;
@@ -534,15 +534,14 @@ AVStream* RKFfmpegBridge::videoStream() const
     return m_format->streams[m_streamIndex];
 }
 
-/// Frames per second for timestamps; {0, 1} if unknown. Logged at each use, not kept.
-AVRational RKFfmpegBridge::adjustedFrameRate() const
+/// The time scale of the open file. Kept: denominators of 1001 count as 1000.
+double RKFfmpegBridge::ticksPerFrame() const
 {
     AVRational rate = videoStream()->r_frame_rate;
-    if (rate.den == 1001) {
+    if (rate.den == kNtscDenominator)
         rate.den = 1000;
-        log(QStringLiteral("adjusted r_frame_rate.den from 1001 to 1000"));
-    }
-    return rate;
+    const double framesPerTick = toReal(rate) * toReal(videoStream()->time_base);
+    return framesPerTick > 0.0 ? 1.0 / framesPerTick : 0.0;
 }
 
 double RKFfmpegBridge::timeScale() const
@@ -550,22 +549,32 @@ double RKFfmpegBridge::timeScale() const
     const QMutexLocker locker(&m_mutex);
     if (!m_isOpen)
         return 0.0;
-    const double ticks = toReal(adjustedFrameRate()) * toReal(videoStream()->time_base);
-    return ticks > 0.0 ? 1.0 / ticks : 0.0;
+    if (videoStream()->r_frame_rate.den == kNtscDenominator)
+        log(QStringLiteral("adjusted r_frame_rate.den from 1001 to 1000"));
+    return ticksPerFrame();
 }
 
-long long RKFfmpegBridge::timestampSinceStart(long long frameNumber) const
+long long RKFfmpegBridge::ticksSinceStart(long long frameNumber) const
 {
-    return toWhole<long long>(timeScale() * double(frameNumber), 0, kGreatestTimestamp);
+    return toWhole<long long>(timeScale() * double(frameNumber), 0, kGreatestTicks);
 }
 
+/// The stream's first timestamp, 0 if unknown.
 long long RKFfmpegBridge::startTimestamp() const
 {
-    const QMutexLocker locker(&m_mutex);
-    if (!m_isOpen || videoStream()->start_time == AV_NOPTS_VALUE)
+    if (videoStream()->start_time == AV_NOPTS_VALUE)
         return 0;
-    return std::clamp<long long>(
-        videoStream()->start_time, -kGreatestTimestamp, kGreatestTimestamp);
+    return std::clamp<long long>(videoStream()->start_time, -kGreatestTicks, kGreatestTicks);
+}
+
+long long RKFfmpegBridge::timestampAt(long long ticks) const
+{
+    const QMutexLocker locker(&m_mutex);
+    // Streams of MPEG and some others don't start at 0: without the start, their last frames could
+    // not be reached.
+    const long long timestamp = m_isOpen ? startTimestamp() + ticks : ticks;
+    // The one before is as good: no frame lies between them.
+    return timestamp == kAnyTimestamp ? timestamp - 1 : timestamp;
 }
 
 RKFramesPerSecond RKFfmpegBridge::framesPerSecond() const

@@ -128,10 +128,10 @@ protected:
     /// Forgets (or, with true, trusts) what is known about the timestamps last decoded.
     void setLastFrameOkay(bool isOkay);
 
-    /// The part of a frame's timestamp that follows from its number.
-    long long timestampSinceStart(long long frameNumber) const;
-    /// The stream's first timestamp, 0 if unknown.
-    long long startTimestamp() const;
+    /// Ticks of the stream's time base from its start to a frame.
+    long long ticksSinceStart(long long frameNumber) const;
+    /// The timestamp some ticks after the stream's start; never kAnyTimestamp.
+    long long timestampAt(long long ticks) const;
 
     // Guards all that follows, in derived classes too; ThreadSanitizer can't see Qt's recursive
     // one. Held for a whole decode. Nothing else is locked while it is held.
@@ -161,7 +161,8 @@ private:
     void release();
 
     AVStream* videoStream() const;
-    AVRational adjustedFrameRate() const;
+    double ticksPerFrame() const;
+    long long startTimestamp() const;
     QString metaDataText(const char* key) const;
     int displayMatrixRotation() const;
 

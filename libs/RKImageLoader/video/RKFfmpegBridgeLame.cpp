@@ -39,9 +39,9 @@ QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
     if (m_lastFrame > frameNumber)
         reopenFile();
     m_lastFrame = frameNumber;
-    // Kept: the ticks since the start are cut to 32 bits, 6.6 hours at 90 kHz.
-    const int sinceStart = static_cast<int>(timestampSinceStart(frameNumber));
-    const QImage image = decodeSeekFrame(startTimestamp() + sinceStart) ? getFrame() : QImage();
+    // Kept: the ticks are cut to 32 bits, 6.6 hours at 90 kHz.
+    const int ticks = static_cast<int>(ticksSinceStart(frameNumber));
+    const QImage image = decodeSeekFrame(timestampAt(ticks)) ? getFrame() : QImage();
     recordInCache(frameNumber, image);
     return image;
 }
