@@ -2,6 +2,7 @@
 #include "ConvertCommand.h"
 #include "FacesCommand.h"
 #include "FormatsCommand.h"
+#include "FrameCommands.h"
 #include "InfoCommand.h"
 #include "MessageCollector.h"
 #include "Output.h"
@@ -236,6 +237,69 @@ void addThumb(CLI::App& app, std::vector<std::string>& files, Command& command)
     });
 }
 
+/// The arguments of `rkimage frame` and `rkimage frames` as they come; CLI11 fills them.
+struct FrameArguments
+{
+    std::string video;
+    std::string target;
+    FrameChoice choice;
+    std::string size;
+    std::optional<qint64> everyMs;
+    std::optional<int> count;
+    std::string folder;
+    std::string sheet;
+};
+
+void addFrame(CLI::App& app, FrameArguments& arguments, Command& command)
+{
+    CLI::App* frame = app.add_subcommand("frame", "Save one frame of a video");
+    frame->add_option("VIDEO", arguments.video, "The video")->required();
+    frame->add_option("OUT", arguments.target, "The file to write; its extension is the format")
+        ->required();
+    CLI::Option* number
+        = frame->add_option("--frame", arguments.choice.frame, "The frame's number, from 0")
+              ->check(CLI::NonNegativeNumber);
+    frame->add_option("--ms", arguments.choice.ms, "The frame's time in milliseconds")
+        ->check(CLI::NonNegativeNumber)
+        ->excludes(number);
+    frame->add_option("--size", arguments.size, "Fit into WxH pixels, proportions kept")
+        ->check(checked(parseSize, "a size looks like 800x600"));
+    frame->callback([&arguments, &command] {
+        command = [&arguments](MessageCollector& messages) {
+            return runFrameCommand(toPath(arguments.video),
+                toPath(arguments.target),
+                arguments.choice,
+                parseSize(arguments.size).value_or(QSize()),
+                messages);
+        };
+    });
+}
+
+void addFrames(CLI::App& app, FrameArguments& arguments, Command& command)
+{
+    CLI::App* frames = app.add_subcommand("frames", "Save many frames of a video");
+    frames->add_option("VIDEO", arguments.video, "The video")->required();
+    CLI::Option_group* which = frames->add_option_group("Which frames");
+    which->add_option("--every", arguments.everyMs, "One every so many milliseconds")
+        ->check(CLI::PositiveNumber);
+    which->add_option("--count", arguments.count, "So many, spread evenly")
+        ->check(CLI::Range(1, 10000));
+    which->require_option(1);
+    CLI::Option_group* target = frames->add_option_group("What to write");
+    target->add_option("--out", arguments.folder, "Folder for one JPEG per frame");
+    target->add_option("--sheet", arguments.sheet, "Picture that shows all frames");
+    target->require_option(1, 2);
+    frames->callback([&arguments, &command] {
+        command = [&arguments](MessageCollector& messages) {
+            const FramesRequest request{arguments.everyMs,
+                arguments.count,
+                toPath(arguments.folder),
+                toPath(arguments.sheet)};
+            return runFramesCommand(toPath(arguments.video), request, messages);
+        };
+    });
+}
+
 /// The arguments of `rkimage set` as they come; CLI11 fills them while it parses.
 struct SetArguments
 {
@@ -366,8 +430,9 @@ int main(int argc, char** argv)
     Command command;
     std::vector<std::string> infoFiles;
     std::vector<std::string> thumbFiles;
+    FrameArguments frameArguments;
     SetArguments setArguments;
-    CLI::App app("Opens, measures, converts and describes pictures.", "rkimage");
+    CLI::App app("Opens, measures, converts and describes pictures and videos.", "rkimage");
     app.require_subcommand(1);
     const CLI::Option* verbose
         = app.add_flag("--verbose")->description("Show the library's messages");
@@ -378,6 +443,8 @@ int main(int argc, char** argv)
     addConvert(app, command);
     addClip(app, command);
     addThumb(app, thumbFiles, command);
+    addFrame(app, frameArguments, command);
+    addFrames(app, frameArguments, command);
     addSet(app, setArguments, command);
     addFaces(app, command);
     try {

@@ -1,5 +1,6 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "support/RKTestClips.h"
 #include "support/RKTestPictures.h"
 
 #include <QBuffer>
@@ -281,6 +282,56 @@ private Q_SLOTS:
         QCOMPARE(runTool(words("faces set") + QStringList{file, path("bad.json")}).exitCode, 1);
     }
 
+    void videosAreDescribedAndTakenApart()
+    {
+        if (!RKTestClips::canEncode())
+            QSKIP("the ffmpeg tool is missing");
+        const QString clip = RKTestClips::make({.name = "clip.mp4", .frames = 50}, m_folder.path());
+        const QJsonValue entry = informationOn(clip);
+        QCOMPARE(entry[u"kind"].toString(), QStringLiteral("video"));
+        QCOMPARE(entry[u"size"].toArray(), QJsonArray({176, 144}));
+        QCOMPARE(entry[u"framesPerSecond"].toDouble(), 25.0);
+        QCOMPARE(entry[u"durationMs"].toInt(), 2000);
+        QCOMPARE(entry[u"defaultFrame"].toInt(), 25);
+        QCOMPARE(entry[u"codec"].toString(), QStringLiteral("h264"));
+        QCOMPARE(entry[u"rotation"].toInt(-1), 0);
+
+        const auto run = [this](const QString& arguments) {
+            return runTool(RKTestClips::words(
+                QString(arguments).replace(QStringLiteral("DIR"), m_folder.path())));
+        };
+        const auto frameIn
+            = [this](const char* name) { return RKTestClips::number(QImage(path(name))); };
+        QCOMPARE(run(QStringLiteral("frame DIR/clip.mp4 DIR/d.png --size 88x88")).exitCode, 0);
+        QCOMPARE(QImage(path("d.png")).size(), QSize(88, 72));
+        QCOMPARE(frameIn("d.png"), 25);
+        QCOMPARE(run(QStringLiteral("frame DIR/clip.mp4 DIR/n.jpg --frame 7")).exitCode, 0);
+        QCOMPARE(frameIn("n.jpg"), 7);
+        QCOMPARE(run(QStringLiteral("frame DIR/clip.mp4 DIR/t.png --ms 400")).exitCode, 0);
+        QCOMPARE(frameIn("t.png"), 10);
+        const Run beyond = run(QStringLiteral("frame DIR/clip.mp4 DIR/b.png --frame 50"));
+        QCOMPARE(beyond.exitCode, 1);
+        QVERIFY(beyond.errors.value(0).contains(QStringLiteral("frame 50")));
+        QCOMPARE(run(QStringLiteral("frame DIR/v.svg DIR/b.png")).exitCode, 1);
+        QVERIFY(!QFile::exists(path("b.png")));
+
+        // The last one would begin where the video ends.
+        QCOMPARE(run(QStringLiteral("frames DIR/clip.mp4 --every 495 --out DIR/e")).exitCode, 0);
+        QCOMPARE(QDir(path("e")).entryList(QDir::Files),
+            QStringList({QStringLiteral("clip-0.jpg"),
+                QStringLiteral("clip-12.jpg"),
+                QStringLiteral("clip-25.jpg"),
+                QStringLiteral("clip-37.jpg"),
+                QStringLiteral("clip-49.jpg")}));
+        QCOMPARE(frameIn("e/clip-37.jpg"), 37);
+        QCOMPARE(
+            run(QStringLiteral("frames DIR/clip.mp4 --count 5 --sheet DIR/s.png")).exitCode, 0);
+        const QImage sheet(path("s.png"));
+        QVERIFY(sheet.width() > 3 * 176 && sheet.height() > 2 * 144);
+        QCOMPARE(
+            run(QStringLiteral("frames DIR/clip.mp4 --count 1 --sheet DIR/s.mp4")).exitCode, 1);
+    }
+
     void wrongUsageIsToldApart()
     {
         for (const char* wrong : {"",
@@ -292,7 +343,10 @@ private Q_SLOTS:
                  "clip a.jpg b.png --dpi 300 --production 9x9 --rect 1,2,0,4",
                  "clip a.jpg b.png --dpi 300 --production 9xinf --rect 1,2,3,4",
                  "clip a.jpg b.png --dpi 0 --production 9x9 --rect 1,2,3,4",
-                 "thumb a.jpg --size 60"})
+                 "thumb a.jpg --size 60",
+                 "frame a.mp4 b.png --frame 1 --ms 1",
+                 "frames a.mp4 --out b",
+                 "frames a.mp4 --count 1"})
             QCOMPARE(runTool(words(wrong)).exitCode, 2);
     }
 
