@@ -131,9 +131,11 @@ QImage readThumbnail(const RKPhotoshopFile& file)
     return file.isThumbnailBgr ? image.rgbSwapped() : image;
 }
 
-bool mustUseThumbnail(const RKPhotoshopFile& file)
+bool isPlain(const QImage& image)
 {
-    return !file.hasMergedPicture && !file.thumbnail.isEmpty();
+    const auto* const pixels = reinterpret_cast<const QRgb*>(image.constBits());
+    const qsizetype count = image.sizeInBytes() / qsizetype(sizeof(QRgb));
+    return std::all_of(pixels, pixels + count, [&](QRgb pixel) { return pixel == pixels[0]; });
 }
 
 } // namespace
@@ -161,12 +163,15 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
         return {};
     }
 
-    QImage image;
-    if (mustUseThumbnail(*file)) {
-        qWarning("Photoshop file without merged picture: its thumbnail is shown");
-        image = readThumbnail(*file);
-    } else {
-        image = MergedPicture(*file, readSize).read();
+    QImage image = MergedPicture(*file, readSize).read();
+    // Where Photoshop leaves the merged picture out, it writes a blank one. But some files that say
+    // so have a real one (10x12x16bit-CMYK.psd, whose thumbnail is the blank one).
+    if (!file->hasMergedPicture && isPlain(image)) {
+        const QImage thumbnail = readThumbnail(*file);
+        if (!thumbnail.isNull()) {
+            qWarning("Photoshop file without merged picture: its thumbnail is shown");
+            image = thumbnail;
+        }
     }
     if (image.isNull() || !isValid(wantedSize) || image.size() == target)
         return image;

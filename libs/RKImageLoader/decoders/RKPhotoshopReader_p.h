@@ -9,9 +9,9 @@
 /// Reads the merged picture of Photoshop files, of every mode and depth, in sRGB. Stateless and
 /// thread-safe.
 ///
-/// Layers are not drawn. A file that was saved without the merged picture gives its thumbnail,
-/// with a warning. A smaller picture is made while the file is read and takes no more memory than a
-/// few rows of the large one.
+/// Layers are not drawn. A file that was saved without the merged picture, or with a blank one in
+/// its place, gives its thumbnail, with a warning. A smaller picture is made while the file is read
+/// and takes no more memory than a few rows of the large one.
 class RKIMAGELOADER_TEST_EXPORT RKPhotoshopReader
 {
 public:

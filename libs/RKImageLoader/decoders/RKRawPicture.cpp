@@ -154,6 +154,23 @@ private:
     QSize m_size;
 };
 
+// The file of a scanner holds a finished picture with 8 bits (Nikon Coolscan IV). LibRaw widens its
+// samples to 16 bits, but not its white, so that nearly all would be white; and it would brighten
+// the picture and give it a tone curve once more.
+void keepFinishedPicture(LibRaw& raw)
+{
+    constexpr unsigned kWhite = 255;
+    constexpr int kWideWhite = 65535;
+    const libraw_colordata_t& color = raw.imgdata.color;
+    if (color.maximum != kWhite || color.curve[kWhite] != kWideWhite)
+        return;
+    libraw_output_params_t& params = raw.imgdata.params;
+    params.user_sat = kWideWhite;
+    params.no_auto_bright = 1;
+    params.gamm[0] = 1;
+    params.gamm[1] = 1;
+}
+
 // The pixels copied, and so independent of LibRaw.
 QImage toImage(const libraw_processed_image_t& processed)
 {
@@ -244,6 +261,7 @@ QImage RKRawPicture::developed(const QSize& upright)
     params.use_camera_wb = 1;
     params.half_size = isAtLeast(uprightSize() / 2, upright) ? 1 : 0;
     params.user_qual = isShrunk ? kBilinear : kAhd;
+    keepFinishedPicture(*m_raw);
 
     std::unique_ptr<libraw_processed_image_t, ProcessedDeleter> processed;
     const bool isProcessed = succeeds([&] {
