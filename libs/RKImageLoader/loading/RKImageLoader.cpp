@@ -1,5 +1,6 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 
+#include "RKImageLoader/color/RKColorProfileConverter.h"
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
@@ -236,9 +237,22 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
 }
 
 RKDrawable RKImageLoader::convertColorProfile(
-    const RKMediaDescriptor&, const RKDrawable& drawable) const
+    const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    return drawable;
+    if (!drawable.isBitmap())
+        return drawable;
+    const RKMetaData metaData = copyMetaData(descriptor);
+    if (!metaData.hasIccData())
+        return drawable;
+    bool isConverted = false;
+    const QImage converted
+        = colorProfileConverter()->convert(drawable.image(), metaData, &isConverted);
+    return isConverted ? RKDrawable(converted) : drawable;
+}
+
+RKColorProfileConverter* RKImageLoader::colorProfileConverter() const
+{
+    return RKColorProfileConverter::instance();
 }
 
 QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const

@@ -1,5 +1,6 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 
+#include "RKImageLoader/color/RKColorProfileConverter.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKChildProcess.h"
@@ -8,6 +9,7 @@
 #include "RKCore/RKInitializer.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QGuiApplication>
 #include <QImageReader>
 #include <QTemporaryDir>
@@ -208,6 +210,34 @@ private Q_SLOTS:
         QVERIFY(isNear(loader().bitmap(file, QSize(161, 161)).pixelColor(10, 10), Qt::red));
         const RKImageOption embedded(RKImageOption::UseEmbeddedThumbnail);
         QCOMPARE(loader().drawable(file, QSize(), embedded).size(), QSize(160, 120));
+    }
+
+    void picturesComeInSrgb()
+    {
+        QImage image(200, 100, QImage::Format_RGB32);
+        image.fill(qRgb(200, 100, 50));
+        write(path("plain.png"), encoded(image, "png"));
+        QCOMPARE(loader().bitmap(descriptor("plain.png"), QSize()).pixel(0, 0), image.pixel(0, 0));
+
+        const QByteArray profile = QColorSpace(QColorSpace::AdobeRgb).iccProfile();
+        for (const char* name : {"adobe.png", "adobe.jpg"}) {
+            const RKMediaDescriptor file = descriptor(name);
+            QVERIFY(loader().save(file, image));
+            RKMetaData metaData = loader().copyMetaData(file);
+            metaData.setIccData(profile);
+            metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+            QVERIFY(loader().save(file, metaData));
+
+            const QImage converted = loader().bitmap(file, QSize());
+            QCOMPARE(converted.size(), QSize(100, 200));
+            QVERIFY(isNear(converted.pixelColor(50, 50), QColor(227, 100, 42)));
+            // Saved, it must not be taken for Adobe RGB again.
+            QVERIFY(loader().save(descriptor("converted.png"), converted));
+            QVERIFY(!loader().copyMetaData(descriptor("converted.png")).hasIccData());
+        }
+        const RKMediaDescriptor adobe = descriptor("adobe.png");
+        QVERIFY(loader().convertColorProfile(adobe, RKDrawable()).isNull());
+        QCOMPARE(loader().colorProfileConverter(), RKColorProfileConverter::instance());
     }
 
     void softRotationChangesTheHeldMetadataUntilSaved()
