@@ -28,17 +28,28 @@ struct RKTestPsd
         return QByteArray(reinterpret_cast<const char*>(&swapped), sizeof(Number));
     }
 
-    /// The runs of equal bytes as such, all others as they are.
+    /// Runs of three equal bytes and more as such, all others as they are (TIFF 6.0, section 9).
     static QByteArray packBits(const QByteArray& row)
     {
+        const auto runLength = [&row](qsizetype begin) {
+            qsizetype end = begin + 1;
+            while (end < row.size() && end - begin < 128 && row[end] == row[begin])
+                ++end;
+            return end - begin;
+        };
         QByteArray packed;
         for (qsizetype i = 0; i < row.size();) {
-            qsizetype end = i + 1;
-            while (end < row.size() && end - i < 128 && row[end] == row[i])
-                ++end;
-            packed += end - i > 1 ? char(1 - (end - i)) : char(0);
-            packed += row[i];
-            i = end;
+            qsizetype length = runLength(i);
+            if (length > 2) {
+                packed += char(1 - length);
+                packed += row[i];
+            } else {
+                while (i + length < row.size() && length < 128 && runLength(i + length) < 3)
+                    ++length;
+                packed += char(length - 1);
+                packed += row.mid(i, length);
+            }
+            i += length;
         }
         return packed;
     }
