@@ -5,7 +5,6 @@
 #include "RKImageLoader/decoders/RKPhotoshopReader_p.h"
 #include "benchmarks/Comparison.h"
 #include "support/RKTestDng.h"
-#include "support/RKTestPictures.h"
 #include "support/RKTestPsd.h"
 
 #include <QColorSpace>
@@ -40,10 +39,8 @@ QImage photograph()
 QByteArray rawFile(const QSize& preview)
 {
     RKTestDng file{.scene = photograph()};
-    if (preview.isValid()) {
-        file.preview = RKTestPictures::encoded(file.scene.scaled(preview), "jpg", 90);
-        file.previewSize = preview;
-    }
+    if (preview.isValid())
+        file.preview = file.scene.scaled(preview);
     return file.bytes();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QByteArray>
+#include "support/RKTestPictures.h"
+
 #include <QImage>
 #include <QList>
 #include <QtEndian>
@@ -13,91 +14,89 @@ struct RKTestDng
     /// What the sensor sees, in the order of the sensor's rows.
     QImage scene;
     int orientation = 1;
-    /// A JPEG file; may be empty.
-    QByteArray preview = {};
-    QSize previewSize{1, 1};
+    /// May be null.
+    QImage preview = {};
     /// Marked as Adobe RGB (1998).
     bool isAdobeRgb = false;
 
     QByteArray bytes() const
     {
-        // The previews are in the first directory, the sensor's picture in one of its own. Every
+        // The preview is in the first directory, the sensor's picture in one of its own. Every
         // directory's values lie behind it.
-        QByteArray file("II\x2a\0\x08\0\0\0", 8);
-        const qsizetype places = 2 * 4096;
-        file.resize(places, 0);
-        const quint32 previewOffset = append(file, preview);
-        const quint32 rawOffset = append(file, sensorRows());
-        const Directory exif{{0xa005, 4, 1, longs({kInterop})}};
-        Directory first{{0x00fe, 4, 1, longs({1})},
-            {0x0100, 4, 1, longs({quint32(previewSize.width())})},
-            {0x0101, 4, 1, longs({quint32(previewSize.height())})},
-            {0x0102, 3, 3, shorts({8, 8, 8})},
-            {0x0103, 3, 1, shorts({7})},
-            {0x0106, 3, 1, shorts({6})},
-            {0x010f, 2, 4, "Cam"},
-            {0x0110, 2, 4, "Cam"},
-            {0x0111, 4, 1, longs({previewOffset})},
-            {0x0112, 3, 1, shorts({quint16(orientation)})},
-            {0x0115, 3, 1, shorts({3})},
-            {0x0117, 4, 1, longs({quint32(preview.size())})},
-            {0x014a, 4, 1, longs({kRaw})},
-            {0xc612, 1, 4, QByteArray("\1\4\0\0", 4)},
-            {0xc614, 2, 4, "Cam"},
-            {0xc621, 10, 9, matrix()},
-            {0xc628, 5, 3, longs({1, 1, 1, 1, 1, 1})}};
-        if (isAdobeRgb)
-            first.insert(13, {0x8769, 4, 1, longs({kExif})});
-        const Directory raw{{0x00fe, 4, 1, longs({0})},
-            {0x0100, 4, 1, longs({quint32(scene.width())})},
-            {0x0101, 4, 1, longs({quint32(scene.height())})},
-            {0x0102, 3, 1, shorts({16})},
-            {0x0103, 3, 1, shorts({1})},
-            {0x0106, 3, 1, shorts({32803})},
-            {0x0111, 4, 1, longs({rawOffset})},
-            {0x0115, 3, 1, shorts({1})},
-            {0x0116, 4, 1, longs({quint32(scene.height())})},
-            {0x0117, 4, 1, longs({quint32(scene.width() * scene.height() * 2)})},
-            {0x828d, 3, 2, shorts({2, 2})},
-            {0x828e, 1, 4, QByteArray("\0\1\1\2", 4)},
-            {0xc61d, 4, 1, longs({65535})}};
+        const QByteArray jpeg
+            = preview.isNull() ? QByteArray() : RKTestPictures::encoded(preview, "jpg", 95);
+        const auto jpegSize = quint32(jpeg.size());
+        const Values preview3x8{8, 8, 8};
+        Directory first{{0x00fe, kLong, {1}},
+            {0x0100, kLong, {quint32(preview.width())}},
+            {0x0101, kLong, {quint32(preview.height())}},
+            {0x0102, kShort, preview3x8},
+            {0x0103, kShort, {7}},
+            {0x0106, kShort, {6}},
+            {0x010f, kText, {'C', 'a', 'm', 0}},
+            {0x0110, kText, {'C', 'a', 'm', 0}},
+            {0x0111, kLong, {kPixels}},
+            {0x0112, kShort, {quint32(orientation)}},
+            {0x0115, kShort, {3}},
+            {0x0117, kLong, {jpegSize}},
+            {0x014a, kLong, {kRaw}},
+            {0x8769, kLong, {kExif}},
+            {0xc612, kByte, {1, 4, 0, 0}},
+            // From XYZ to linear sRGB (IEC 61966-2-1), in ten thousandths.
+            {0xc621,
+                kSignedRational,
+                rationals({32406, -15372, -4986, -9689, 18758, 415, 557, -2040, 10570})},
+            {0xc628, kRational, {1, 1, 1, 1, 1, 1}}};
+        const auto width = quint32(scene.width());
+        const auto height = quint32(scene.height());
+        const Directory raw{{0x00fe, kLong, {0}},
+            {0x0100, kLong, {width}},
+            {0x0101, kLong, {height}},
+            {0x0102, kShort, {16}},
+            {0x0103, kShort, {1}},
+            {0x0106, kShort, {32803}},
+            {0x0111, kLong, {kPixels + jpegSize}},
+            {0x0115, kShort, {1}},
+            {0x0116, kLong, {height}},
+            {0x0117, kLong, {width * height * 2}},
+            {0x828d, kShort, {2, 2}},
+            {0x828e, kByte, {0, 1, 1, 2}},
+            {0xc61d, kLong, {65535}}};
+        QByteArray file = QByteArray("II\x2a\0\x08\0\0\0", 8) + QByteArray(kPixels - 8, 0);
         write(file, 8, first);
         write(file, kRaw, raw);
-        write(file, kExif, exif);
-        write(file, kInterop, {{0x0001, 2, 4, "R03"}});
-        return file;
+        write(file, kExif, {{0xa005, kLong, {kInterop}}});
+        if (isAdobeRgb)
+            write(file, kInterop, {{0x0001, kText, {'R', '0', '3', 0}}});
+        return file + jpeg + sensorRows();
     }
 
 private:
+    using Values = QList<quint32>;
+
     struct Entry
     {
         quint16 tag;
         quint16 type;
-        quint32 count;
-        QByteArray value;
+        Values values;
     };
 
     using Directory = QList<Entry>;
 
-    static constexpr quint32 kRaw = 2048;
-    static constexpr quint32 kExif = 4096;
-    static constexpr quint32 kInterop = 6144;
-
-    static QByteArray shorts(std::initializer_list<quint16> values)
+    enum : quint16
     {
-        QByteArray bytes;
-        for (const quint16 value : values)
-            bytes += number(value);
-        return bytes;
-    }
+        kByte = 1,
+        kText = 2,
+        kShort = 3,
+        kLong = 4,
+        kRational = 5,
+        kSignedRational = 10
+    };
 
-    static QByteArray longs(std::initializer_list<quint32> values)
-    {
-        QByteArray bytes;
-        for (const quint32 value : values)
-            bytes += number(value);
-        return bytes;
-    }
+    static constexpr quint32 kRaw = 1024;
+    static constexpr quint32 kExif = 2048;
+    static constexpr quint32 kInterop = 3072;
+    static constexpr quint32 kPixels = 4096;
 
     template <typename Number>
     static QByteArray number(Number value)
@@ -106,20 +105,12 @@ private:
         return QByteArray(reinterpret_cast<const char*>(&swapped), sizeof(Number));
     }
 
-    // From XYZ to linear sRGB (IEC 61966-2-1).
-    static QByteArray matrix()
+    static Values rationals(std::initializer_list<int> numerators)
     {
-        QByteArray bytes;
-        for (const int value : {32406, -15372, -4986, -9689, 18758, 415, 557, -2040, 10570})
-            bytes += number(qint32(value)) + number(qint32(10000));
-        return bytes;
-    }
-
-    static quint32 append(QByteArray& file, const QByteArray& bytes)
-    {
-        const auto offset = quint32(file.size());
-        file += bytes + QByteArray(bytes.size() % 2, 0);
-        return offset;
+        Values values;
+        for (const int numerator : numerators)
+            values << quint32(numerator) << 10000;
+        return values;
     }
 
     // Every sample is one colour of the scene, red and green in even rows, green and blue in odd.
@@ -141,17 +132,25 @@ private:
     {
         QByteArray entries = number(quint16(directory.size()));
         qsizetype valuePlace = place + 2 + 12 * directory.size() + 4;
-        for (const Entry& entry : directory) {
-            entries += number(entry.tag) + number(entry.type) + number(entry.count);
-            if (entry.value.size() <= 4) {
-                entries += entry.value.leftJustified(4, '\0');
+        for (const auto& [tag, type, values] : directory) {
+            QByteArray bytes;
+            for (const quint32 value : values) {
+                if (type == kByte || type == kText)
+                    bytes += char(value);
+                else
+                    bytes += type == kShort ? number(quint16(value)) : number(value);
+            }
+            const bool isRational = type == kRational || type == kSignedRational;
+            entries += number(tag) + number(type)
+                + number(quint32(isRational ? values.size() / 2 : values.size()));
+            if (bytes.size() <= 4) {
+                entries += bytes.leftJustified(4, '\0');
                 continue;
             }
             entries += number(quint32(valuePlace));
-            file.replace(valuePlace, entry.value.size(), entry.value);
-            valuePlace += entry.value.size() + entry.value.size() % 2;
+            file.replace(valuePlace, bytes.size(), bytes);
+            valuePlace += bytes.size();
         }
-        entries += QByteArray(4, 0); // no further directory
         file.replace(place, entries.size(), entries);
     }
 };

@@ -12,7 +12,7 @@ struct RKTestPsd
     QSize size;
     int depth = 8;
     int mode = 3;
-    /// 0 raw, 1 PackBits, 2 zip, 3 zip with rows that are predicted already.
+    /// 0 raw, 1 PackBits, 2 zip.
     int compression = 0;
     QByteArray palette = {};
     /// Identifiers and contents.

@@ -30,12 +30,12 @@ struct RKPhotoshopFile
         Lab = 9
     };
 
+    /// There is also zip with prediction, whose merged pictures nobody has seen or described.
     enum class Compression : quint16
     {
         Raw = 0,
         PackBits = 1,
-        Zip = 2,
-        ZipWithPrediction = 3
+        Zip = 2
     };
 
     bool isLarge = false;

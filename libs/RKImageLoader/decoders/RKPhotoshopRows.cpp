@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <memory>
 
 namespace {
 
@@ -19,6 +18,8 @@ constexpr quint16 kMaxSample = 65535;
 constexpr qint64 kPackBitsRatio = 64;
 // RFC 1951: a match of 258 bytes takes at least two bits.
 constexpr qint64 kDeflateRatio = 1032;
+// Inflated rows are held, unlike others. These are 350 megapixels of RGB with 8 bits.
+constexpr qint64 kMaxInflated = 1 << 30;
 
 qint64 rowSize(const RKPhotoshopFile& file)
 {
@@ -53,66 +54,6 @@ bool unpackBits(QByteArrayView packed, char* row, qint64 size)
         }
     }
     return true;
-}
-
-struct InflateEnd
-{
-    void operator()(z_stream* stream) const
-    {
-        inflateEnd(stream);
-    }
-};
-
-// False when the data are damaged or end too early. What follows, the channels that nobody wants,
-// is left where it is.
-bool inflateInto(QByteArrayView packed, QByteArray& target)
-{
-    // Counted in 32 bits.
-    constexpr qint64 kMostAtOnce = 1 << 30;
-    z_stream state{};
-    if (inflateInit(&state) != Z_OK)
-        return false;
-    const std::unique_ptr<z_stream, InflateEnd> stream(&state);
-    qint64 read = 0;
-    qint64 written = 0;
-    int result = Z_OK;
-    while (result == Z_OK && written < target.size()) {
-        const auto input = uInt(std::min(packed.size() - read, kMostAtOnce));
-        const auto output = uInt(std::min(target.size() - written, kMostAtOnce));
-        stream->next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data() + read));
-        stream->avail_in = input;
-        stream->next_out = reinterpret_cast<Bytef*>(target.data() + written);
-        stream->avail_out = output;
-        result = ::inflate(stream.get(), Z_NO_FLUSH);
-        read += input - stream->avail_in;
-        written += output - stream->avail_out;
-    }
-    return written == target.size();
-}
-
-// Undoes the prediction of a row of zip data: every sample holds the difference to the one before
-// it (TIFF 6.0, section 14). Floating-point samples are split into planes of their bytes before,
-// most significant first (TIFF Technical Note 3).
-void undoPrediction(uchar* row, int width, int depth)
-{
-    if (depth == 16) {
-        quint16 value = 0;
-        for (int x = 0; x < width; ++x) {
-            value = quint16(value + qFromBigEndian<quint16>(row + 2 * qint64(x)));
-            qToBigEndian(value, row + 2 * qint64(x));
-        }
-        return;
-    }
-    const qint64 size = qint64(width) * depth / 8;
-    for (qint64 i = 1; i < size; ++i)
-        row[i] = uchar(row[i] + row[i - 1]);
-    if (depth != 32)
-        return;
-    const std::vector<uchar> planes(row, row + size);
-    for (qint64 x = 0; x < width; ++x) {
-        for (qint64 byte = 0; byte < 4; ++byte)
-            row[4 * x + byte] = planes[size_t(byte * width + x)];
-    }
 }
 
 quint16 fromFloat(quint32 bits)
@@ -167,8 +108,9 @@ std::optional<RKPhotoshopRows> RKPhotoshopRows::open(const RKPhotoshopFile& file
         rows.m_row.resize(rows.m_rowSize);
         break;
     case Compression::Zip:
-    case Compression::ZipWithPrediction:
-        if (size / kDeflateRatio > file.pixels.size() || !rows.inflate(channels))
+        if (size > kMaxInflated || size / kDeflateRatio > file.pixels.size())
+            return {};
+        if (!rows.inflate(size))
             return {};
         break;
     default: return {};
@@ -205,18 +147,16 @@ bool RKPhotoshopRows::findPackedRows(int channels)
     return offset <= m_file.pixels.size();
 }
 
-bool RKPhotoshopRows::inflate(int channels)
+bool RKPhotoshopRows::inflate(qint64 size)
 {
-    const qint64 rows = qint64(m_file.size.height()) * channels;
-    m_inflated.resize(rows * m_rowSize);
-    if (!inflateInto(m_file.pixels, m_inflated))
-        return false;
-    if (m_file.compression == Compression::ZipWithPrediction) {
-        auto* const bytes = reinterpret_cast<uchar*>(m_inflated.data());
-        for (qint64 row = 0; row < rows; ++row)
-            undoPrediction(bytes + row * m_rowSize, m_file.size.width(), m_file.depth);
-    }
-    return true;
+    m_inflated.resize(size);
+    auto length = uLongf(size);
+    // An error where the file has more channels than are wanted; these are here then all the same.
+    uncompress(reinterpret_cast<Bytef*>(m_inflated.data()),
+        &length,
+        reinterpret_cast<const Bytef*>(m_file.pixels.data()),
+        uLong(m_file.pixels.size()));
+    return length == uLongf(size);
 }
 
 QByteArrayView RKPhotoshopRows::rowBytes(qint64 index)
@@ -230,8 +170,7 @@ QByteArrayView RKPhotoshopRows::rowBytes(qint64 index)
                                                            : QByteArrayView();
     }
     case Compression::Raw: return m_file.pixels.sliced(index * m_rowSize, m_rowSize);
-    case Compression::Zip:
-    case Compression::ZipWithPrediction: break;
+    case Compression::Zip: break;
     }
     return QByteArrayView(m_inflated).sliced(index * m_rowSize, m_rowSize);
 }

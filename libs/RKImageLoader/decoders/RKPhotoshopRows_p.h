@@ -24,7 +24,7 @@ public:
 private:
     explicit RKPhotoshopRows(const RKPhotoshopFile& file);
     bool findPackedRows(int channels);
-    bool inflate(int channels);
+    bool inflate(qint64 size);
     QByteArrayView rowBytes(qint64 index);
 
     RKPhotoshopFile m_file;
