@@ -1,8 +1,8 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 
+#include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/decoders/RKMngLoops_p.h"
-#include "RKImageLoader/decoders/RKPlatformFormats_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
@@ -49,10 +49,10 @@ constexpr qint64 kSignatureSize = 8;
 constexpr int kCompressionOption = 1;
 constexpr int kQualityOption = 2;
 
-template <size_t N>
-void removeNames(QList<QByteArray>& names, const std::array<const char*, N>& unwanted)
+template <typename Names>
+void removeNames(QList<QByteArray>& names, const Names& unwanted)
 {
-    for (const char* name : unwanted)
+    for (const auto& name : unwanted)
         names.removeAll(name);
 }
 
@@ -275,7 +275,7 @@ RKMediaFormatList RKBitmapDecoderQt::createReadableImageFileFormats()
 {
     QList<QByteArray> names = QImageReader::supportedImageFormats();
     removeNames(names, kNotRead);
-    removeNames(names, kPlatformFormats);
+    removeNames(names, RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats());
     return RKMediaFormatList(names);
 }
 

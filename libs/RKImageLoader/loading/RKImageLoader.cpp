@@ -234,7 +234,9 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
 RKDrawable RKImageLoader::convertColorProfile(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    if (!drawable.isBitmap())
+    // Photoshop files are in sRGB already: their decoder has used the profile, for nobody can do so
+    // later with inks or Lab.
+    if (!drawable.isBitmap() || descriptor.hasMediaFormat(MEDIA_FORMAT_PSD))
         return drawable;
     const RKMetaData metaData = copyMetaData(descriptor);
     if (!metaData.hasIccData())
