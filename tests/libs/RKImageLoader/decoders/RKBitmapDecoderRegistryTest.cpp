@@ -133,23 +133,32 @@ private Q_SLOTS:
         QVERIFY(registry.supportedMediaFormats().contains(MEDIA_FORMAT_BMP));
     }
 
-    void processKnowsTheFormatsOfQtAndSvg()
+    void processKnowsTheFormatsOfAllDecoders()
     {
         const RKBitmapDecoderRegistry* const registry = RKBitmapDecoderRegistry::instance();
         const RKMediaFormatList formats = registry->supportedMediaFormats();
         const RKMediaFormatList writable = registry->writableImageFileFormats();
-        // Qt's own formats and those of its usual plug-ins, in the order of their values.
+#ifdef Q_OS_MACOS
+        const auto platform = QStringLiteral("macOS CoreGraphics");
+#else
+        const auto platform = QStringLiteral("LibRaw");
+#endif
+        // Qt's own formats, those of its usual plug-ins and the platform's, in the order of their
+        // values.
+        const QStringList expected
+            = QStringLiteral("bmp webp gif ico jpg mng pgm png tiff xbm xpm svg crw cr2 arw nef "
+                             "raf dng rw2 psd")
+                  .split(u' ');
         qsizetype previous = -1;
-        for (const char* name :
-            {"bmp", "webp", "gif", "ico", "jpg", "mng", "pgm", "png", "tiff", "xbm", "xpm", "svg"})
-        {
+        for (const QString& name : expected) {
             const RKMediaFormat format(name);
             const qsizetype index = formats.indexOf(format);
-            QVERIFY2(index > previous, name);
+            QVERIFY2(index > previous, qPrintable(name));
             previous = index;
-            QCOMPARE(names(registry->listOfDecoders(format)),
-                format.isSVG() ? QStringLiteral("SVG") : QStringLiteral("Qt"));
-            const bool isWritten = QByteArrayView("bmp ico jpg png tiff").indexOf(name) >= 0;
+            const bool isPlatforms = format.isRaw() || format == MEDIA_FORMAT_PSD;
+            const QString other = format.isSVG() ? QStringLiteral("SVG") : QStringLiteral("Qt");
+            QCOMPARE(names(registry->listOfDecoders(format)), isPlatforms ? platform : other);
+            const bool isWritten = QStringLiteral("bmp ico jpg png tiff").contains(name);
             QCOMPARE(writable.contains(format), isWritten);
         }
         QVERIFY(!writable.contains(MEDIA_FORMAT_HEIC) && !formats.contains(MEDIA_FORMAT_UNKNOWN));
