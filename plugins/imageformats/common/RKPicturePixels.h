@@ -17,6 +17,17 @@ inline QByteArray profileSpace(const QByteArray& profile)
     return profile.mid(16, 4);
 }
 
+/// Invalid where Qt can't make anything of the profile.
+inline QColorSpace colorSpaceOf(QByteArray profile)
+{
+    // Qt 6.4 knows the classes of displays and of colour spaces. Those of input devices, of which
+    // it reads curves and primaries, mean the same (ICC.1:2010, 8.3 and 8.4).
+    constexpr qsizetype kClass = 12;
+    if (profile.mid(kClass, 4) == "scnr")
+        profile.replace(kClass, 4, "mntr");
+    return QColorSpace::fromIccProfile(profile);
+}
+
 /// Gives the pixels the meaning that the profile says. Those of an RGB profile stay as they are.
 /// Grey ones are converted to sRGB: as RGB pixels they no longer fit the profile.
 inline void applyProfile(const QByteArray& profile, QImage& image)
@@ -25,7 +36,7 @@ inline void applyProfile(const QByteArray& profile, QImage& image)
     const bool isGray = space == "GRAY";
     if (space != "RGB " && !(isGray && image.allGray()))
         return;
-    const QColorSpace colorSpace = QColorSpace::fromIccProfile(profile);
+    const QColorSpace colorSpace = colorSpaceOf(profile);
     if (!colorSpace.isValid())
         return;
     image.setColorSpace(colorSpace);

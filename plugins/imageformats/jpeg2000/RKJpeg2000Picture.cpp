@@ -311,6 +311,12 @@ public:
         return {int(m_image->x1 - m_image->x0), int(m_image->y1 - m_image->y0)};
     }
 
+    // OpenJPEG keeps the parameters of CIELab in the place of a profile, without a length.
+    bool isLab() const
+    {
+        return m_image->icc_profile_buf && m_image->icc_profile_len == 0;
+    }
+
     QByteArray profile() const
     {
         // Without a length it is something else that OpenJPEG keeps there (CIELab).
@@ -379,7 +385,8 @@ std::unique_ptr<RKJpeg2000Picture> RKJpeg2000Picture::open(const QByteArray& fil
     if (!RKJpeg2000Check::isAcceptable(file))
         return nullptr;
     auto decoder = std::make_unique<Decoder>(file);
-    if (!decoder->image() || !RKPictureLimits::isAcceptable(decoder->size()))
+    // Rather none than one in wrong colours.
+    if (!decoder->image() || decoder->isLab() || !RKPictureLimits::isAcceptable(decoder->size()))
         return nullptr;
     const QSize size = decoder->size();
     if (!RKPictureLimits::canHold(file.size(), qint64(size.width()) * size.height()))
