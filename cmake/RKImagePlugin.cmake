@@ -3,9 +3,9 @@ set(RK_QT_PLUGIN_DIR "${QT6_INSTALL_PLUGINS}" CACHE STRING "Folder for Qt plug-i
 
 # rk_add_image_plugin(NAME FOUND condition CODEC name LINK targets... TAKEN_BY words... SOURCES files...)
 # Builds RKNAMEPlugin from RKNAMEPlugin.h and the sources, unless the codec is missing or, with AUTO,
-# Qt has a plug-in for the format already, whose file name contains one of the words. Programs in the
-# build tree's bin folder find it without further ado; others link RKNAMEStaticPlugin and import it
-# with Q_IMPORT_PLUGIN. RKNAMEReader has the code without the plug-in.
+# Qt has a plug-in for the format already, whose file name contains one of the words. Programs with
+# rk_use_image_plugins find it in the build tree; others link RKNAMEStaticPlugin and import it with
+# Q_IMPORT_PLUGIN. RKNAMEReader has the code without the plug-in.
 function(rk_add_image_plugin name)
     cmake_parse_arguments(ARG "" "FOUND;CODEC" "LINK;TAKEN_BY;SOURCES" ${ARGN})
     string(TOUPPER ${name} upper)
@@ -43,8 +43,18 @@ function(rk_add_image_plugin name)
     target_link_libraries(RK${name}StaticPlugin PUBLIC RK${name}Reader PRIVATE rk_options)
     set_target_properties(RK${name}Plugin RK${name}StaticPlugin PROPERTIES AUTOMOC ON
         CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-    # Qt looks beside the program, too.
     set_target_properties(RK${name}Plugin PROPERTIES
         LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin/imageformats")
+    set_property(GLOBAL APPEND PROPERTY RK_IMAGE_PLUGINS RK${name}Plugin)
     install(TARGETS RK${name}Plugin LIBRARY DESTINATION "${RK_QT_PLUGIN_DIR}/imageformats")
+endfunction()
+
+# rk_use_image_plugins(TARGET)
+# Has a program find the plug-ins of the build tree: Qt looks beside the program, too.
+function(rk_use_image_plugins target)
+    set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+    get_property(plugins GLOBAL PROPERTY RK_IMAGE_PLUGINS)
+    if(plugins)
+        add_dependencies(${target} ${plugins})
+    endif()
 endfunction()

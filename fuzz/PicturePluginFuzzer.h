@@ -21,7 +21,7 @@ int readWhole(const uint8_t* data, size_t size)
         handler.setDevice(&buffer);
         const QSize told = handler.option(QImageIOHandler::Size).toSize();
         // Larger ones are no more than slow.
-        constexpr int kMaxPixels = 1 << 22;
+        constexpr int kMaxPixels = 1 << 16;
         if (told.width() * qint64(told.height()) > kMaxPixels)
             continue;
         if (wanted.isValid())

@@ -7,6 +7,7 @@
 #include <QImageIOHandler>
 #include <QVariant>
 
+#include <exception>
 #include <memory>
 
 /// Reads a file of one picture for QImageReader.
@@ -49,7 +50,7 @@ public:
             || !allocateImage(size, QImage::Format_ARGB32, &room))
             return false;
         room = QImage();
-        *image = picture->decode(size);
+        *image = attempt([&] { return picture->decode(size); });
         return !image->isNull();
     }
 
@@ -83,12 +84,23 @@ private:
         Finished, ///< Read, or not readable.
     };
 
+    // The codecs' libraries let exceptions through, as of exhausted memory, and Qt expects none.
+    template <typename Work>
+    static auto attempt(const Work& work) -> decltype(work())
+    {
+        try {
+            return work();
+        } catch (const std::exception&) {
+            return {};
+        }
+    }
+
     // Qt asks for options of a constant handler, and some of them need the header.
     bool open() const
     {
         if (m_state == State::New) {
             if (canRead(device()))
-                m_picture = Picture::open(device()->readAll());
+                m_picture = attempt([&] { return Picture::open(device()->readAll()); });
             m_state = m_picture ? State::Opened : State::Finished;
             if (m_picture)
                 m_size = m_picture->size();

@@ -13,7 +13,9 @@
 
 namespace {
 
+// Tiles are decoded side by side. In small pictures they aren't worth starting threads.
 constexpr int kMaxThreads = 4;
+constexpr qint64 kWorthThreads = 1 << 20;
 
 // ISO/IEC 23008-12, 10.2 and annex B.4. Files of the general brands hold other codings too; these
 // are told when the file is opened.
@@ -32,6 +34,8 @@ struct ImageDeleter
         heif_image_release(image);
     }
 };
+
+using Image = std::unique_ptr<const heif_image, ImageDeleter>;
 
 struct OptionsDeleter
 {
@@ -57,6 +61,41 @@ bool isDone(const heif_error& error)
 QSize sizeOf(const heif_image_handle* handle)
 {
     return {heif_image_handle_get_width(handle), heif_image_handle_get_height(handle)};
+}
+
+// Null where it can't be decoded.
+Image decoded(const heif_image_handle* handle)
+{
+    const std::unique_ptr<heif_decoding_options, OptionsDeleter> options(
+        heif_decoding_options_alloc());
+    options->convert_hdr_to_8bit = 1;
+    heif_image* image = nullptr;
+    const heif_error error = heif_decode_image(
+        handle, &image, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, options.get());
+    Image result(image);
+    return isDone(error) ? std::move(result) : nullptr;
+}
+
+QImage::Format alphaFormat(const heif_image_handle* handle)
+{
+    if (!heif_image_handle_has_alpha_channel(handle))
+        return QImage::Format_RGBX8888;
+    return heif_image_handle_is_premultiplied_alpha(handle) ? QImage::Format_RGBA8888_Premultiplied
+                                                            : QImage::Format_RGBA8888;
+}
+
+// Lasts as long as the image. Null where there is nothing.
+QImage pixelsOf(const heif_image* image, const QSize& size, QImage::Format format)
+{
+    if (!image)
+        return {};
+    int stride = 0;
+    const uchar* const pixels
+        = heif_image_get_plane_readonly(image, heif_channel_interleaved, &stride);
+    // Decoded sizes are even, and more is decoded than belongs to the picture.
+    const QSize area = size.boundedTo({heif_image_get_width(image, heif_channel_interleaved),
+        heif_image_get_height(image, heif_channel_interleaved)});
+    return pixels ? QImage(pixels, area.width(), area.height(), stride, format) : QImage();
 }
 
 QByteArray profileOf(const heif_image_handle* handle)
@@ -154,7 +193,6 @@ RKHeifPicture::RKHeifPicture(const QByteArray& file, const RKHeifCheck& check)
         return;
     m_context.reset(heif_context_alloc());
     heif_context_set_maximum_image_size_limit(m_context.get(), int(RKPictureLimits::kMaxSide));
-    heif_context_set_max_decoding_threads(m_context.get(), kMaxThreads);
     if (!isDone(heif_context_read_from_memory_without_copy(
             m_context.get(), m_file.constData(), size_t(m_file.size()), nullptr)))
         return;
@@ -178,39 +216,14 @@ QImage RKHeifPicture::decode(const QSize& size)
 {
     const Handle thumbnail = thumbnailFor(size);
     const heif_image_handle* const handle = thumbnail ? thumbnail.get() : m_handle.get();
-
-    const std::unique_ptr<heif_decoding_options, OptionsDeleter> options(
-        heif_decoding_options_alloc());
-    options->convert_hdr_to_8bit = 1;
-    heif_image* decoded = nullptr;
-    const heif_error error = heif_decode_image(
-        handle, &decoded, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, options.get());
-    const std::unique_ptr<const heif_image, ImageDeleter> image(decoded);
-    if (!isDone(error) || !image)
-        return {};
-
-    int stride = 0;
-    const uchar* const pixels
-        = heif_image_get_plane_readonly(image.get(), heif_channel_interleaved, &stride);
-    const bool hasAlpha = heif_image_handle_has_alpha_channel(m_handle.get());
-    const bool isPremultiplied
-        = hasAlpha && heif_image_handle_is_premultiplied_alpha(m_handle.get());
-    // Decoded sizes are even, and more is decoded than belongs to the picture.
     const QSize whole = thumbnail ? sizeOf(handle) : this->size();
-    const QSize area = whole.boundedTo({heif_image_get_width(image.get(), heif_channel_interleaved),
-        heif_image_get_height(image.get(), heif_channel_interleaved)});
-    if (!pixels || area.isEmpty())
-        return {};
-    const QImage view(pixels,
-        area.width(),
-        area.height(),
-        stride,
-        isPremultiplied ? QImage::Format_RGBA8888_Premultiplied
-            : hasAlpha  ? QImage::Format_RGBA8888
-                        : QImage::Format_RGBX8888);
+    const bool isLarge = qint64(whole.width()) * whole.height() >= kWorthThreads;
+    heif_context_set_max_decoding_threads(m_context.get(), isLarge ? kMaxThreads : 0);
 
+    const Image image = decoded(handle);
     const QByteArray profile = profileOf(m_handle.get());
-    QImage result = RKPicturePixels::finished(view, size, profile);
+    QImage result = RKPicturePixels::finished(
+        pixelsOf(image.get(), whole, alphaFormat(m_handle.get())), size, profile);
     if (const QColorSpace coded = codedColorSpace(handle); profile.isEmpty() && coded.isValid()) {
         result.setColorSpace(coded);
         result.convertToColorSpace(QColorSpace::SRgb);
