@@ -1,10 +1,12 @@
 // Loading a photograph through the library, against the least work that Qt needs for it.
 
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
 
 #include "RKCore/RKInitializer.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QFile>
 #include <QGuiApplication>
 #include <QImageReader>
@@ -43,6 +45,26 @@ const QString& photoPath()
     return path;
 }
 
+/// The same in Adobe RGB, lying on its side, with a thumbnail.
+const QString& cameraPhotoPath()
+{
+    static const QTemporaryDir folder;
+    static const QString path = [] {
+        QString file = folder.filePath(QStringLiteral("camera.jpg"));
+        QFile::copy(photoPath(), file);
+        RKMetaData metaData{QFileInfo(file)};
+        metaData.setIccData(QColorSpace(QColorSpace::AdobeRgb).iccProfile());
+        metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+        QImage thumbnail(160, 107, QImage::Format_RGB32);
+        thumbnail.fill(Qt::gray);
+        metaData.setThumbnail(thumbnail);
+        if (!metaData.save(QFileInfo(file)))
+            qFatal("can't write a photograph");
+        return file;
+    }();
+    return path;
+}
+
 QImage decodeBare(const QByteArray& bytes)
 {
     QBuffer buffer;
@@ -69,24 +91,45 @@ double median(std::vector<double> values)
 }
 
 /// Both in turns, so that a busy machine slows both; "ratio" is the library's time over Qt's.
-void scaledJpegAgainstBareReader(benchmark::State& state)
+void compareWithBareReader(benchmark::State& state, const QString& path, const QSize& wanted)
 {
-    QFile file(photoPath());
+    QFile file(path);
     file.open(QIODevice::ReadOnly);
     const QByteArray bytes = file.readAll();
-    const RKMediaDescriptor descriptor{QFileInfo(photoPath())};
+    const RKMediaDescriptor descriptor{QFileInfo(path)};
     std::vector<double> ours;
     std::vector<double> bare;
     for (auto _ : state) {
         ours.push_back(seconds([&] {
             benchmark::DoNotOptimize(
-                RKImageLoader::instance()->drawable(descriptor, kWantedSize, RKImageOption()));
+                RKImageLoader::instance()->drawable(descriptor, wanted, RKImageOption()));
         }));
         bare.push_back(seconds([&] { benchmark::DoNotOptimize(decodeBare(bytes)); }));
     }
     state.counters["ours_ms"] = median(ours) * 1e3;
     state.counters["bare_ms"] = median(bare) * 1e3;
     state.counters["ratio"] = median(ours) / median(bare);
+}
+
+void scaledJpegAgainstBareReader(benchmark::State& state)
+{
+    compareWithBareReader(state, photoPath(), kWantedSize);
+}
+
+void turnedAdobeRgbJpegAgainstBareReader(benchmark::State& state)
+{
+    compareWithBareReader(state, cameraPhotoPath(), kWantedSize.transposed());
+}
+
+/// With nothing known of the file, as for a folder that is opened.
+void thumbnailOfJpeg(benchmark::State& state)
+{
+    const RKMediaDescriptor descriptor{QFileInfo(cameraPhotoPath())};
+    for (auto _ : state) {
+        RKImageLoader::instance()->clearMetaDataCache();
+        benchmark::DoNotOptimize(
+            RKImageLoader::instance()->drawable(descriptor, {160, 160}, RKImageOption()));
+    }
 }
 
 void sizeOfJpeg(benchmark::State& state)
@@ -99,6 +142,8 @@ void sizeOfJpeg(benchmark::State& state)
 } // namespace
 
 BENCHMARK(scaledJpegAgainstBareReader)->Unit(benchmark::kMillisecond)->Iterations(15);
+BENCHMARK(turnedAdobeRgbJpegAgainstBareReader)->Unit(benchmark::kMillisecond)->Iterations(15);
+BENCHMARK(thumbnailOfJpeg)->Unit(benchmark::kMillisecond);
 BENCHMARK(sizeOfJpeg)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv)

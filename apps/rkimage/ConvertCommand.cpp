@@ -1,48 +1,92 @@
 #include "ConvertCommand.h"
 
-#include "MessageCollector.h"
-#include "Output.h"
+#include "FileConversion.h"
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
+#include "Thumbnail.h"
 
 namespace {
 
-QString decodingFailure(const QSize& size)
+using Rotation = ConvertOptions::Rotation;
+using Color = ConvertOptions::Color;
+
+RKDrawable read(const RKMediaDescriptor& source, const ConvertOptions& options)
 {
-    if (!size.isValid())
-        return QStringLiteral("this is no picture of that format, or a damaged one");
-    if (!RKDrawable::isAcceptableSize(size)) {
-        return QStringLiteral("%1x%2 pixels are too small or too thin for a picture")
-            .arg(size.width())
-            .arg(size.height());
+    const RKImageLoader& loader = *RKImageLoader::instance();
+    const bool isUpright = options.rotation == Rotation::Upright;
+    // Videos have neither an orientation of their own nor a profile here.
+    if (!loader.hasSupportedMediaFormat(source) || (isUpright && options.color == Color::ToSrgb))
+        return RKMediaLoader::instance()->drawable(source, options.size, RKImageOption());
+    if (options.color == Color::ToSrgb)
+        return loader.unrotatedDrawable(source, options.size, RKImageOption());
+
+    const RKDrawable stored = loader.tryAllDecoders(loader.readBinaryFile(source.fileInfo()),
+        source.fileFormatAsByteArray(),
+        isUpright ? loader.swapSizeRatio(source, options.size) : options.size,
+        source);
+    return isUpright && stored.isBitmap() ? loader.autoRotate(source, stored) : stored;
+}
+
+/// Faces are turned as pixels are.
+RKFacePositions turned(const RKFacePositions& faces, RKImageOrientation orientation)
+{
+    // RKFacePosition::rotated() has these two the other way round.
+    switch (orientation) {
+    case ORIENTATION_LEFT_TOP: return faces.rotated(ORIENTATION_RIGHT_BOTTOM);
+    case ORIENTATION_RIGHT_BOTTOM: return faces.rotated(ORIENTATION_LEFT_TOP);
+    default: return faces.rotated(orientation);
     }
-    return QStringLiteral("the picture can't be decoded");
+}
+
+/// The metadata of the source as those of the picture made of it.
+RKMetaData adapted(
+    const RKMediaDescriptor& source, const QImage& picture, const ConvertOptions& options)
+{
+    RKMetaData metaData = RKImageLoader::instance()->copyMetaData(source);
+    metaData.adaptToPixels(picture.size());
+
+    // Raw pictures are turned by their decoders whatever is asked for, TIFF pictures never.
+    const RKMediaFormat format = source.mediaFormat();
+    const bool isUpright = options.rotation == Rotation::Upright || format.isRaw();
+    const bool isTurned = isUpright && format != MEDIA_FORMAT_TIFF;
+    const RKFacePositions faces = metaData.regionFacePositions();
+    if (!faces.isEmpty()) {
+        metaData.removeFaceRegions();
+        metaData.updateFaces(
+            picture.size(), isTurned ? turned(faces, metaData.imageOrientation()) : faces);
+    }
+    if (isUpright)
+        metaData.setImageOrientation(ORIENTATION_TOP_LEFT);
+    metaData.setThumbnail(Thumbnail::of(picture));
+    // Also the marker of Adobe RGB: the pixels are sRGB now.
+    if (options.color == Color::ToSrgb)
+        metaData.setIccData(QByteArray());
+    return metaData;
 }
 
 } // namespace
 
-int runConvertCommand(
-    const QString& source, const QString& target, const QSize& size, MessageCollector& messages)
+int runConvertCommand(const QString& source,
+    const QString& target,
+    const ConvertOptions& options,
+    MessageCollector& messages)
 {
-    const RKMediaLoader& loader = *RKMediaLoader::instance();
-    const RKMediaDescriptor from{QFileInfo(source)};
-    const RKMediaDescriptor to{QFileInfo(target)};
-    const auto fail = [&messages](const QString& file, const QString& failure) {
-        Output::printFailure(file, Output::withReason(failure, messages.takeWarnings()));
-        return Output::SomeFailed;
+    const bool keepsMetaData = options.metaData == ConvertOptions::MetaData::Keep;
+    RKMetaData metaData;
+    FileConversion conversion;
+    conversion.read = [&](const RKMediaDescriptor& from) {
+        const RKDrawable picture = read(from, options);
+        // Before the target is written, which may be the source.
+        if (keepsMetaData && !picture.isNull())
+            metaData = adapted(from, picture.image(), options);
+        return picture;
     };
-
-    messages.takeWarnings();
-    if (!from.fileInfo().exists())
-        return fail(source, QStringLiteral("there is no such file"));
-    if (!loader.hasSupportedMediaFormat(from))
-        return fail(source, QStringLiteral("the format is not supported"));
-    if (!loader.isSupportedWritableFormat(loader.mediaFormat(to)))
-        return fail(target, QStringLiteral("the format can't be written"));
-
-    const RKDrawable drawable = loader.drawable(from, size, RKImageOption());
-    if (drawable.isNull())
-        return fail(source, decodingFailure(loader.unrotatedSize(from)));
-    if (!loader.save(to, drawable))
-        return fail(target, QStringLiteral("the picture can't be saved"));
-    return Output::AllDone;
+    // Apart from the picture: together, a marker of Adobe RGB would be lost always.
+    if (keepsMetaData)
+        conversion.finish = [&metaData](const RKMediaDescriptor& to) {
+            return RKMediaLoader::instance()->save(to, metaData);
+        };
+    return conversion.run(source, target, messages);
 }

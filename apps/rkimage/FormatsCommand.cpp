@@ -13,6 +13,9 @@ namespace {
 QStringList decoderNames(const RKMediaFormat& format)
 {
     QStringList names;
+    // Asking for them would enter a video format into the lists of pictures.
+    if (format.isVideo())
+        return names;
     const QList<RKBitmapDecoder*> decoders = RKImageLoader::instance()->decoders(format);
     for (const RKBitmapDecoder* decoder : decoders)
         names << decoder->name();
@@ -31,7 +34,8 @@ QJsonObject describe(const RKMediaFormat& format)
 int runFormatsCommand(bool json)
 {
     const RKMediaFormatList readable = RKMediaLoader::instance()->supportedMediaFormats();
-    const RKMediaFormatList writable = RKMediaLoader::instance()->writableMediaFormats();
+    // Not of all loaders, since videos count as writable but never are.
+    const RKMediaFormatList writable = RKImageLoader::instance()->writableMediaFormats();
 
     if (json) {
         QJsonArray readableArray;
@@ -49,12 +53,14 @@ int runFormatsCommand(bool json)
     }
 
     for (const RKMediaFormat& format : readable) {
-        Output::print(
-            QStringLiteral("%1 %2  %3  [%4]")
-                .arg(writable.contains(format) ? QStringLiteral("rw") : QStringLiteral("r "),
-                    format.defaultExtension().leftJustified(5),
-                    format.description(),
-                    decoderNames(format).join(QStringLiteral(", "))));
+        QString line
+            = QStringLiteral("%1 %2  %3")
+                  .arg(writable.contains(format) ? QStringLiteral("rw") : QStringLiteral("r "),
+                      format.defaultExtension().leftJustified(5),
+                      format.description());
+        if (const QStringList names = decoderNames(format); !names.isEmpty())
+            line += QStringLiteral("  [%1]").arg(names.join(QStringLiteral(", ")));
+        Output::print(line);
     }
     return Output::AllDone;
 }

@@ -5,6 +5,8 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/video/RKVideoDecoderRegistry.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -41,6 +43,31 @@ Sizes measure(const RKMediaDescriptor& descriptor)
     return {metaData.imageIsTiltedByMetadata() ? unrotated.transposed() : unrotated, unrotated};
 }
 
+/// What only videos have.
+QJsonObject describeVideo(const RKMediaDescriptor& descriptor)
+{
+    const RKVideoDecoderRegistry& decoders = *RKVideoDecoderRegistry::instance();
+    const RKMetaData metaData = decoders.metaData(descriptor);
+    QJsonObject entry{
+        {QStringLiteral("framesPerSecond"), decoders.framesPerSecond(descriptor).fps()},
+        {QStringLiteral("durationMs"), decoders.durationInMS(descriptor)},
+        {QStringLiteral("defaultFrame"), decoders.defaultFrameIndex(descriptor).frame()},
+        {QStringLiteral("codec"), decoders.usedCodec(descriptor)},
+        {QStringLiteral("cameraModel"), metaData.read(RKMetaDataFieldEnum::exifModel)},
+        {QStringLiteral("rotation"), decoders.rotation(descriptor)}};
+    if (const QDateTime taken = metaData.pictureTaken(); taken.isValid())
+        entry[QStringLiteral("videoTaken")] = taken.toString(Qt::ISODate);
+    return entry;
+}
+
+QDateTime recordingDate(const RKMediaDescriptor& descriptor)
+{
+    // The image loader also knows the dates of pictures that it can't decode.
+    return descriptor.mediaFormat().isVideo()
+        ? RKMediaLoader::instance()->recordingDate(descriptor)
+        : RKImageLoader::instance()->recordingDate(descriptor);
+}
+
 /// All that is known of a file; with the key "error" when it could not be read.
 QJsonObject describe(const QString& file, MetaDataJson::Extent extent, MessageCollector& messages)
 {
@@ -75,8 +102,9 @@ QJsonObject describe(const QString& file, MetaDataJson::Extent extent, MessageCo
     } else {
         entry[QStringLiteral("orientation")] = int(loader.imageOrientation(descriptor));
     }
-    const QDateTime recorded = RKImageLoader::instance()->recordingDate(descriptor);
-    if (recorded.isValid())
+    if (format.isVideo())
+        insertAll(entry, describeVideo(descriptor));
+    if (const QDateTime recorded = recordingDate(descriptor); recorded.isValid())
         entry[QStringLiteral("recordingDate")] = recorded.toString(Qt::ISODate);
     return entry;
 }

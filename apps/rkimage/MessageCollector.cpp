@@ -1,36 +1,19 @@
 #include "MessageCollector.h"
 
-#include <QMutex>
-#include <QMutexLocker>
 #include <QtGlobal>
 
 #include <utility>
 
 namespace {
 
-struct Collected
-{
-    // Guards warnings.
-    QMutex mutex;
-    QStringList warnings;
-};
-
-Collected& collected()
-{
-    static Collected instance;
-    return instance;
-}
-
+thread_local QStringList warnings;
 QtMessageHandler originalHandler = nullptr;
 bool isVerbose = false;
 
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
-    if (type == QtWarningMsg) {
-        Collected& all = collected();
-        const QMutexLocker locker(&all.mutex);
-        all.warnings << text.simplified();
-    }
+    if (type == QtWarningMsg)
+        warnings << text.simplified();
     if (isVerbose || type == QtFatalMsg)
         originalHandler(type, context, text);
 }
@@ -50,7 +33,5 @@ MessageCollector::~MessageCollector()
 
 QStringList MessageCollector::takeWarnings()
 {
-    Collected& all = collected();
-    const QMutexLocker locker(&all.mutex);
-    return std::exchange(all.warnings, {});
+    return std::exchange(warnings, {});
 }

@@ -4,7 +4,8 @@
 #include <QStringList>
 
 /// Keeps the library's messages away from the terminal and holds the warnings, so that a failed
-/// file's one line can tell why it failed. One object per program; thread-safe.
+/// file's one line can tell why it failed. Each thread's warnings are held for itself. One object
+/// per program; thread-safe.
 class MessageCollector
 {
 public:
@@ -15,6 +16,6 @@ public:
     MessageCollector(const MessageCollector&) = delete;
     MessageCollector& operator=(const MessageCollector&) = delete;
 
-    /// The warnings since the last call.
+    /// The warnings of the calling thread since its last call.
     QStringList takeWarnings();
 };

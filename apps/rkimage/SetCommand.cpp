@@ -5,13 +5,11 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "Thumbnail.h"
 
 #include <QFile>
 
 namespace {
-
-// The sides that the Exif standard recommends for thumbnails (DCF 2.0, 3.3.4).
-constexpr QSize kThumbnailSize(160, 120);
 
 void writeText(RKMetaData& metaData, RKMetaDataFieldEnum field, const std::optional<QString>& text)
 {
@@ -32,8 +30,8 @@ QString setThumbnail(
     // A thumbnail lies as the stored picture does.
     RKImageLoader& loader = *RKImageLoader::instance();
     const RKDrawable drawable = isOwn
-        ? RKDrawable(loader.decodeBigDrawable(picture, kThumbnailSize))
-        : loader.drawable(picture, kThumbnailSize, RKImageOption());
+        ? RKDrawable(loader.decodeBigDrawable(picture, Thumbnail::kSize))
+        : loader.drawable(picture, Thumbnail::kSize, RKImageOption());
     if (drawable.isNull())
         return QStringLiteral("no thumbnail can be made of %1").arg(source);
     metaData.setThumbnail(drawable.image());

@@ -1,21 +1,27 @@
+#include "ClipCommand.h"
 #include "ConvertCommand.h"
 #include "FacesCommand.h"
 #include "FormatsCommand.h"
+#include "FrameCommands.h"
 #include "InfoCommand.h"
 #include "MessageCollector.h"
 #include "Output.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "SetCommand.h"
+#include "ThumbCommand.h"
 
 #include "RKCore/RKInitializer.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QRectF>
 #include <QRegularExpression>
+#include <QThread>
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <functional>
 #include <optional>
 #include <string>
@@ -55,6 +61,38 @@ std::optional<QSize> parseSize(const std::string& text)
     if (!match.hasMatch())
         return {};
     return QSize(match.captured(1).toInt(), match.captured(2).toInt());
+}
+
+/// As many numbers as wanted; each of them finite.
+std::optional<QList<double>> parseNumbers(const std::string& text, QChar separator, int count)
+{
+    const QStringList parts = QString::fromStdString(text).split(separator);
+    QList<double> numbers;
+    for (const QString& part : parts) {
+        bool ok = false;
+        numbers << part.toDouble(&ok);
+        if (!ok || !std::isfinite(numbers.last()))
+            return {};
+    }
+    return numbers.size() == count ? std::optional(numbers) : std::nullopt;
+}
+
+/// Pixels as in "100,50,640,480".
+std::optional<QRectF> parseRect(const std::string& text)
+{
+    const auto numbers = parseNumbers(text, u',', 4);
+    if (!numbers || (*numbers)[2] <= 0 || (*numbers)[3] <= 0)
+        return {};
+    return QRectF((*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]);
+}
+
+/// Tenths of a millimetre as in "1500x1000".
+std::optional<QSizeF> parseProduction(const std::string& text)
+{
+    const auto numbers = parseNumbers(text, u'x', 2);
+    if (!numbers || (*numbers)[0] <= 0 || (*numbers)[1] <= 0)
+        return {};
+    return QSizeF((*numbers)[0], (*numbers)[1]);
 }
 
 /// Degrees as in "48.858222,2.2945".
@@ -118,12 +156,146 @@ void addConvert(CLI::App& app, Command& command)
         = convert->add_option("OUT", "The file to write; its extension is the format")->required();
     const CLI::Option* size = convert->add_option("--size", "Fit into WxH pixels, proportions kept")
                                   ->check(checked(parseSize, "a size looks like 800x600"));
-    convert->callback([&command, source, target, size] {
-        const QSize wanted = size->count() > 0 ? *parseSize(size->as<std::string>()) : QSize();
+    const CLI::Option* keepMetaData
+        = convert->add_flag("--keep-metadata")
+              ->description("Copy the metadata, adapted to the picture");
+    const CLI::Option* noRotate
+        = convert->add_flag("--no-rotate")->description("Leave the picture as it is stored");
+    const CLI::Option* noColor
+        = convert->add_flag("--no-color")->description("Leave the colours in their profile");
+    convert->callback([=, &command] {
+        ConvertOptions options;
+        if (size->count() > 0)
+            options.size = *parseSize(size->as<std::string>());
+        if (keepMetaData->count() > 0)
+            options.metaData = ConvertOptions::MetaData::Keep;
+        if (noRotate->count() > 0)
+            options.rotation = ConvertOptions::Rotation::AsStored;
+        if (noColor->count() > 0)
+            options.color = ConvertOptions::Color::AsStored;
         command = [from = toPath(source->as<std::string>()),
                       to = toPath(target->as<std::string>()),
-                      wanted](MessageCollector& messages) {
-            return runConvertCommand(from, to, wanted, messages);
+                      options](MessageCollector& messages) {
+            return runConvertCommand(from, to, options, messages);
+        };
+    });
+}
+
+void addClip(CLI::App& app, Command& command)
+{
+    CLI::App* clip
+        = app.add_subcommand("clip", "Save a part of a picture with the pixels of a print");
+    const CLI::Option* source = clip->add_option("IN", "The file to read")->required();
+    const CLI::Option* target
+        = clip->add_option("OUT", "The file to write; its extension is the format")->required();
+    const CLI::Option* rect
+        = clip->add_option("--rect", "The part as x,y,w,h in pixels of the upright picture")
+              ->required()
+              ->check(checked(parseRect, "a rectangle looks like 100,50,640,480"));
+    const CLI::Option* production
+        = clip->add_option("--production", "Size of the print as WxH in tenths of a millimetre")
+              ->required()
+              ->check(checked(parseProduction, "a print looks like 1500x1000"));
+    const CLI::Option* dpi = clip->add_option("--dpi", "Resolution of the print")
+                                 ->required()
+                                 ->check(CLI::Range(1, 100000));
+    const CLI::Option* upscaling = clip->add_flag("--allow-upscaling")
+                                       ->description("Enlarge bitmaps beyond their own pixels");
+    clip->callback([=, &command] {
+        ClipOptions options;
+        options.rect = *parseRect(rect->as<std::string>());
+        options.production = *parseProduction(production->as<std::string>());
+        options.dpi = dpi->as<int>();
+        if (upscaling->count() > 0)
+            options.upscaling = ClipOptions::Upscaling::Allowed;
+        command = [from = toPath(source->as<std::string>()),
+                      to = toPath(target->as<std::string>()),
+                      options](MessageCollector& messages) {
+            return runClipCommand(from, to, options, messages);
+        };
+    });
+}
+
+void addThumb(CLI::App& app, std::vector<std::string>& files, Command& command)
+{
+    CLI::App* thumb = app.add_subcommand("thumb", "Make thumbnails of files");
+    const CLI::Option* side = thumb->add_option("--size", "Longest side of a thumbnail in pixels")
+                                  ->required()
+                                  ->check(CLI::Range(1, 10000));
+    const CLI::Option* folder = thumb->add_option("--out", "Folder for the thumbnails")->required();
+    const CLI::Option* jobs = thumb->add_option("--jobs", "How many to make at the same time")
+                                  ->check(CLI::Range(1, 256));
+    thumb->add_option("FILES", files, "The files")->required();
+    thumb->callback([=, &files, &command] {
+        ThumbOptions options;
+        options.side = side->as<int>();
+        options.folder = toPath(folder->as<std::string>());
+        options.jobs = jobs->count() > 0 ? jobs->as<int>() : QThread::idealThreadCount();
+        command = [&files, options](MessageCollector& messages) {
+            return runThumbCommand(toPaths(files), options, messages);
+        };
+    });
+}
+
+/// The arguments of `rkimage frame` and `rkimage frames` as they come; CLI11 fills them.
+struct FrameArguments
+{
+    std::string video;
+    std::string target;
+    FrameChoice choice;
+    std::string size;
+    std::optional<qint64> everyMs;
+    std::optional<int> count;
+    std::string folder;
+    std::string sheet;
+};
+
+void addFrame(CLI::App& app, FrameArguments& arguments, Command& command)
+{
+    CLI::App* frame = app.add_subcommand("frame", "Save one frame of a video");
+    frame->add_option("VIDEO", arguments.video, "The video")->required();
+    frame->add_option("OUT", arguments.target, "The file to write; its extension is the format")
+        ->required();
+    CLI::Option* number
+        = frame->add_option("--frame", arguments.choice.frame, "The frame's number, from 0")
+              ->check(CLI::NonNegativeNumber);
+    frame->add_option("--ms", arguments.choice.ms, "The frame's time in milliseconds")
+        ->check(CLI::NonNegativeNumber)
+        ->excludes(number);
+    frame->add_option("--size", arguments.size, "Fit into WxH pixels, proportions kept")
+        ->check(checked(parseSize, "a size looks like 800x600"));
+    frame->callback([&arguments, &command] {
+        command = [&arguments](MessageCollector& messages) {
+            return runFrameCommand(toPath(arguments.video),
+                toPath(arguments.target),
+                arguments.choice,
+                parseSize(arguments.size).value_or(QSize()),
+                messages);
+        };
+    });
+}
+
+void addFrames(CLI::App& app, FrameArguments& arguments, Command& command)
+{
+    CLI::App* frames = app.add_subcommand("frames", "Save many frames of a video");
+    frames->add_option("VIDEO", arguments.video, "The video")->required();
+    CLI::Option_group* which = frames->add_option_group("Which frames");
+    which->add_option("--every", arguments.everyMs, "One every so many milliseconds")
+        ->check(CLI::PositiveNumber);
+    which->add_option("--count", arguments.count, "So many, spread evenly")
+        ->check(CLI::Range(1, 10000));
+    which->require_option(1);
+    CLI::Option_group* target = frames->add_option_group("What to write");
+    target->add_option("--out", arguments.folder, "Folder for one JPEG per frame");
+    target->add_option("--sheet", arguments.sheet, "Picture that shows all frames");
+    target->require_option(1, 2);
+    frames->callback([&arguments, &command] {
+        command = [&arguments](MessageCollector& messages) {
+            const FramesRequest request{arguments.everyMs,
+                arguments.count,
+                toPath(arguments.folder),
+                toPath(arguments.sheet)};
+            return runFramesCommand(toPath(arguments.video), request, messages);
         };
     });
 }
@@ -257,8 +429,10 @@ int main(int argc, char** argv)
 {
     Command command;
     std::vector<std::string> infoFiles;
+    std::vector<std::string> thumbFiles;
+    FrameArguments frameArguments;
     SetArguments setArguments;
-    CLI::App app("Opens, measures, converts and describes pictures.", "rkimage");
+    CLI::App app("Opens, measures, converts and describes pictures and videos.", "rkimage");
     app.require_subcommand(1);
     const CLI::Option* verbose
         = app.add_flag("--verbose")->description("Show the library's messages");
@@ -267,6 +441,10 @@ int main(int argc, char** argv)
     addFormats(app, command);
     addInfo(app, infoFiles, command);
     addConvert(app, command);
+    addClip(app, command);
+    addThumb(app, thumbFiles, command);
+    addFrame(app, frameArguments, command);
+    addFrames(app, frameArguments, command);
     addSet(app, setArguments, command);
     addFaces(app, command);
     try {

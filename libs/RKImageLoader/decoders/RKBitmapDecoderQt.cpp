@@ -1,8 +1,9 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 
+#include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/decoders/RKMngLoops_p.h"
-#include "RKImageLoader/decoders/RKPlatformFormats_p.h"
+#include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/media/RKBinaryFile.h"
@@ -48,10 +49,10 @@ constexpr qint64 kSignatureSize = 8;
 constexpr int kCompressionOption = 1;
 constexpr int kQualityOption = 2;
 
-template <size_t N>
-void removeNames(QList<QByteArray>& names, const std::array<const char*, N>& unwanted)
+template <typename Names>
+void removeNames(QList<QByteArray>& names, const Names& unwanted)
 {
-    for (const char* name : unwanted)
+    for (const auto& name : unwanted)
         names.removeAll(name);
 }
 
@@ -181,7 +182,8 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
 
     // JPEG pictures have no gaps, and they are the ones that have to be fast.
     const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
-    const QImage image = readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage());
+    const QImage image = RKImageAttributes::withoutMetaDataTexts(
+        readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage()));
     if (image.isNull()) {
         reportFailure(data, format);
         return {};
@@ -285,7 +287,7 @@ RKMediaFormatList RKBitmapDecoderQt::createReadableImageFileFormats()
 {
     QList<QByteArray> names = QImageReader::supportedImageFormats();
     removeNames(names, kNotRead);
-    removeNames(names, kPlatformFormats);
+    removeNames(names, RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats());
     return RKMediaFormatList(names);
 }
 

@@ -7,14 +7,21 @@
 #include <QDebug>
 #include <QMutexLocker>
 
+#ifdef Q_OS_MACOS
+#    include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
+using RKBitmapDecoderOfPlatform = RKBitmapDecoderMacCoreGraphics;
+#else
+#    include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
+using RKBitmapDecoderOfPlatform = RKBitmapDecoderLibRaw;
+#endif
+
 RKBitmapDecoderRegistry::RKBitmapDecoderRegistry() = default;
 
 RKBitmapDecoderRegistry::~RKBitmapDecoderRegistry() = default;
 
 QList<RKBitmapDecoder*> RKBitmapDecoderRegistry::createDecoderList() const
 {
-    // A decoder for the formats of RKPlatformFormats_p.h comes last.
-    return {new RKBitmapDecoderQt, new RKBitmapDecoderSVG};
+    return {new RKBitmapDecoderQt, new RKBitmapDecoderSVG, new RKBitmapDecoderOfPlatform};
 }
 
 void RKBitmapDecoderRegistry::setupInstance()

@@ -3,11 +3,11 @@
 #include "RKImageLoader/drawables/RKDrawableImpl.h"
 #include "RKImageLoader/drawables/RKDrawableInterfaceQImage.h"
 #include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer.h"
+#include "RKImageLoader/drawables/RKRounding_p.h"
 
 #include <QDebug>
 
 #include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -18,13 +18,6 @@ constexpr double kGreatestSideRatio = 64.0;
 QString historyKey()
 {
     return QStringLiteral("TAMO-ImagePipeline");
-}
-
-// qRound() for sides that come from a file and need not fit into an int.
-int roundedSide(double side)
-{
-    constexpr double kLimit = std::numeric_limits<int>::max();
-    return qRound(std::clamp(side, -kLimit, kLimit));
 }
 
 QString historyBefore(const QImage& image)
@@ -173,12 +166,12 @@ QSize RKDrawable::size() const
 
 int RKDrawable::width() const
 {
-    return roundedSide(widthF());
+    return RKRounding::toInt(widthF());
 }
 
 int RKDrawable::height() const
 {
-    return roundedSide(heightF());
+    return RKRounding::toInt(heightF());
 }
 
 QImage RKDrawable::image() const

@@ -1,7 +1,9 @@
 #include "RKImageLoader/drawables/RKDrawableInterfaceQImage.h"
 
+#include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKImageTester.h"
+#include "RKImageLoader/drawables/RKRounding_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
 #include <QBuffer>
@@ -10,27 +12,36 @@
 #include <QSvgGenerator>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 namespace {
 
-void deleteImage(void* image)
+// No picture reaches there, and rectangles in whole pixels can't.
+bool isFarAway(const QRectF& rect)
 {
-    delete static_cast<QImage*>(image);
+    constexpr double kLimit = 1e9;
+    const auto isNear = [](double number) { return std::abs(number) < kLimit; };
+    return !isNear(rect.x()) || !isNear(rect.y()) || !isNear(rect.width())
+        || !isNear(rect.height());
 }
 
 // The part of the image as QImage::copy() gives it, but without a copy where the pixels can be used
-// in place. The result keeps the image's pixels alive.
-QImage part(const QImage& image, const QRect& rect)
+// in place. The result keeps the image's pixels alive. Null for a part that isn't feasible.
+QImage part(const QImage& image, const QRectF& source)
 {
+    if (isFarAway(source))
+        return {};
+
     // Kept: copy() takes a rectangle without width and height for the whole image.
+    const QRect rect = source.toRect();
     if (rect.isNull() || rect == image.rect())
         return image;
 
     // Pixels of less than a byte can't be pointed at, and a colour table can't be shared.
     if (rect.isEmpty() || !image.rect().contains(rect) || image.depth() < 8
         || image.colorCount() > 0)
-        return image.copy(rect);
+        return RKImageScaler::isFeasible(rect.size()) ? image.copy(rect) : QImage();
 
     const uchar* firstPixel
         = image.constScanLine(rect.top()) + qsizetype(rect.left()) * (image.depth() / 8);
@@ -39,7 +50,7 @@ QImage part(const QImage& image, const QRect& rect)
         rect.height(),
         image.bytesPerLine(),
         image.format(),
-        deleteImage,
+        RKImageAttributes::deleteImage,
         std::make_unique<QImage>(image).release());
 }
 
@@ -96,7 +107,7 @@ RKDrawableInterfaceQImage* RKDrawableInterfaceQImage::clone() const
 
 RKDrawableInterfaceQImage* RKDrawableInterfaceQImage::scaled(const QSize& size) const
 {
-    if (size.width() < 0 || size.height() < 0)
+    if (!size.isValid())
         return clone();
 
     return new RKDrawableInterfaceQImage(scaleImage(m_image, size, SCALING_SMOOTH));
@@ -144,8 +155,8 @@ bool RKDrawableInterfaceQImage::draw(QPainter* painter,
     if (isNull())
         return false;
 
-    const QSize targetSize(qRound(target.width()), qRound(target.height()));
-    QImage result = scaleImage(part(m_image, source.toRect()), targetSize, option);
+    const QSize targetSize(RKRounding::toInt(target.width()), RKRounding::toInt(target.height()));
+    QImage result = scaleImage(part(m_image, source), targetSize, option);
     if (result.format() == QImage::Format_ARGB32)
         result.convertTo(QImage::Format_ARGB32_Premultiplied);
     if (result.isNull()) {

@@ -33,11 +33,11 @@ struct Factors
     }
 };
 
-// The view box comes from the file, so its numbers may be anything.
-bool isUsable(const QRectF& viewBox)
+// The numbers of a file or a host may be anything.
+bool isUsable(const QRectF& rect)
 {
-    return std::isfinite(viewBox.x()) && std::isfinite(viewBox.y())
-        && std::isfinite(viewBox.width()) && std::isfinite(viewBox.height());
+    return std::isfinite(rect.x()) && std::isfinite(rect.y()) && std::isfinite(rect.width())
+        && std::isfinite(rect.height());
 }
 
 } // namespace
@@ -72,7 +72,7 @@ RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::clone() const
 RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::scaled(const QSize& size) const
 {
     auto* copy = clone();
-    if (size.width() >= 0 && size.height() >= 0)
+    if (size.isValid())
         copy->m_nominalRect.setSize(m_nominalRect.size().scaled(size, Qt::KeepAspectRatio));
     return copy;
 }
@@ -98,8 +98,11 @@ QByteArray RKDrawableInterfaceQSvgRenderer::svg() const
 bool RKDrawableInterfaceQSvgRenderer::draw(
     QPainter* painter, const QRectF& target, const QRectF& source, const RKScalingOption&) const
 {
-    if (isNull() || target.isEmpty() || source.isEmpty() || m_nominalRect.isEmpty())
+    if (isNull() || m_nominalRect.isEmpty() || !isUsable(target) || !isUsable(source))
         return false;
+    // Nothing of the drawing lies there, and that is drawn.
+    if (target.isEmpty() || source.isEmpty())
+        return true;
 
     const QMutexLocker locker(&m_rendererMutex);
     const QRectF viewBox = m_renderer.viewBoxF();

@@ -26,7 +26,8 @@ public:
     /// The bytes as they were given.
     QByteArray svg() const override;
 
-    /// The scaling method plays no part. Nothing is drawn for an empty source or target.
+    /// The scaling method plays no part. An empty source or target is drawn by leaving everything
+    /// as it is.
     bool draw(QPainter* painter,
         const QRectF& target,
         const QRectF& source,

@@ -1,7 +1,5 @@
+#include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
-
-#include <QColorSpace>
-#include <QStringList>
 
 #include <algorithm>
 #include <array>
@@ -362,18 +360,6 @@ void makeOpaque(uchar* row, int columns)
         pixels[i] |= 0xff000000;
 }
 
-// What QImage::scaled() takes over.
-void copyAttributes(const QImage& from, QImage& to)
-{
-    to.setDotsPerMeterX(from.dotsPerMeterX());
-    to.setDotsPerMeterY(from.dotsPerMeterY());
-    to.setDevicePixelRatio(from.devicePixelRatio());
-    to.setColorSpace(from.colorSpace());
-    const QStringList keys = from.textKeys();
-    for (const QString& key : keys)
-        to.setText(key, from.text(key));
-}
-
 template <typename Method>
 QImage scaled(const QImage& image, const QSize& size, QImage::Format format)
 {
@@ -381,7 +367,7 @@ QImage scaled(const QImage& image, const QSize& size, QImage::Format format)
     if (result.isNull())
         return {};
 
-    copyAttributes(image, result);
+    RKImageAttributes::copy(image, result);
     // The fourth byte of RGB32 has no meaning and may be anything.
     const bool isOpaque = image.format() == QImage::Format_RGB32;
     uchar* bits = result.bits();

@@ -1,5 +1,6 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 
+#include "RKImageLoader/color/RKColorProfileConverter.h"
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
@@ -16,11 +17,6 @@
 namespace {
 
 constexpr int kLargestThumbnailSide = 160;
-
-bool isInvalid(const QSize& size)
-{
-    return size.width() < 0 || size.height() < 0;
-}
 
 bool fitsThumbnail(int side)
 {
@@ -206,7 +202,7 @@ QSize RKImageLoader::swapSizeRatio(
 {
     // The orientation comes last: it is the one question that parses the file's metadata. TIFF
     // pictures are never turned, so their size is never swapped.
-    const bool mustSwap = !isInvalid(displayed) && displayed.width() != displayed.height()
+    const bool mustSwap = displayed.isValid() && displayed.width() != displayed.height()
         && !descriptor.fileFormatAsByteArray().startsWith("tif")
         && imageIsTiltedByMetadata(descriptor);
     return mustSwap ? displayed.transposed() : displayed;
@@ -230,15 +226,30 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
     QMutexLocker locker(&extractionMutex);
     const QImage thumbnail = copyMetaData(descriptor).thumbnail(option);
     locker.unlock();
-    if (thumbnail.isNull() || isInvalid(wanted))
+    if (thumbnail.isNull() || !wanted.isValid())
         return thumbnail;
     return thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
 
 RKDrawable RKImageLoader::convertColorProfile(
-    const RKMediaDescriptor&, const RKDrawable& drawable) const
+    const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    return drawable;
+    // Photoshop files are in sRGB already: their decoder has used the profile, for nobody can do so
+    // later with inks or Lab.
+    if (!drawable.isBitmap() || descriptor.hasMediaFormat(MEDIA_FORMAT_PSD))
+        return drawable;
+    const RKMetaData metaData = copyMetaData(descriptor);
+    if (!metaData.hasIccData())
+        return drawable;
+    bool isConverted = false;
+    const QImage converted
+        = colorProfileConverter()->convert(drawable.image(), metaData, &isConverted);
+    return isConverted ? RKDrawable(converted) : drawable;
+}
+
+RKColorProfileConverter* RKImageLoader::colorProfileConverter() const
+{
+    return RKColorProfileConverter::instance();
 }
 
 QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
@@ -250,7 +261,7 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 
     const RKMetaData metaData = copyMetaData(descriptor);
     QSize size = metaData.unrotatedSize();
-    if (isInvalid(size)) {
+    if (!size.isValid()) {
         qWarning().noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
         size = unrotatedSize(descriptor);
     }
@@ -262,7 +273,7 @@ QSize RKImageLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
     const QList<RKBitmapDecoder*> candidates = decoders(mediaFormat(descriptor));
     for (const RKBitmapDecoder* decoder : candidates) {
         const QSize size = decoder->size(descriptor.fileInfo(), descriptor.fileFormatAsByteArray());
-        if (!isInvalid(size))
+        if (size.isValid())
             return size;
     }
     qWarning().noquote() << "Größe nicht bekannt bei" << descriptor.absoluteFilePath();

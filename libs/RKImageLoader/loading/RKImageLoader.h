@@ -15,6 +15,7 @@
 
 class RKBitmapDecoder;
 class RKBitmapDecoderRegistry;
+class RKColorProfileConverter;
 class RKMetaDataCache;
 
 using ImageLoaderFlags = quint32;
@@ -89,9 +90,11 @@ public:
     RKDrawable decodeExifThumbnail(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const;
-    /// The picture converted from the file's colour profile to sRGB.
+    /// The picture converted to sRGB from the file's colour profile or its marker of Adobe RGB
+    /// (1998). Vectors, and pictures whose profile can't be used, stay as they are.
     RKDrawable convertColorProfile(
         const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
+    RKColorProfileConverter* colorProfileConverter() const;
 
     QSize size(const RKMediaDescriptor& descriptor) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;

@@ -1,11 +1,12 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKVideoLoader.h"
 
 #include <algorithm>
 
 RKMediaLoader::RKMediaLoader()
-    : m_loaders{RKImageLoader::instance()}
+    : m_loaders{RKImageLoader::instance(), RKVideoLoader::instance()}
     , m_filters(supportedMediaFormats().fileExtensionFilters())
 {
 }

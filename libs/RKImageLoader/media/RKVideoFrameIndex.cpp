@@ -16,8 +16,8 @@ QString queryKey()
 
 RKVideoFrameIndex normalised(qint64 frame)
 {
-    constexpr qint64 kLast = std::numeric_limits<int>::max();
-    return RKVideoFrameIndex(int(std::clamp<qint64>(frame, kNoFrame, kLast)));
+    const bool fits = frame >= 0 && frame <= std::numeric_limits<int>::max();
+    return fits ? RKVideoFrameIndex(int(frame)) : RKVideoFrameIndex();
 }
 
 } // namespace

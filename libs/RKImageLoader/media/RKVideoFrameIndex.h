@@ -7,8 +7,12 @@
 
 /// The number of one frame of a video, from 0; -1 stands for no frame.
 ///
-/// Every negative number becomes -1, whether given or calculated; results beyond the 32-bit range
-/// become its greatest number, and a division by 0 gives -1. Reentrant.
+/// Every negative number becomes -1, whether given or calculated; so do results beyond the 32-bit
+/// range and divisions by 0.
+///
+/// A number stands for a frame wherever one is expected, so `index + (-3)` adds no frame, -1, and
+/// `index += -3` is what subtracts three. No frame takes part in calculations as -1: adding it
+/// subtracts 1, and negated it is frame 1. Reentrant.
 class RKIMAGELOADER_EXPORT RKVideoFrameIndex
 {
 public:

@@ -745,6 +745,20 @@ void RKExiv2ExifData::eraseThumbnail()
     m_thumbnailChanged = true;
 }
 
+void RKExiv2ExifData::adaptToPixels(const QSize& size)
+{
+    eraseIf(m_exifData,
+        [](const auto& datum) { return isInThumbnail(datum) || describesPixels(datum); });
+    m_secondDirectoryIsPage = false;
+    m_thumbnailChanged = true;
+    const auto adapt = [this](const char* key, int length) {
+        if (findKey(key) != m_exifData.end())
+            setInt(key, length);
+    };
+    adapt("Exif.Photo.PixelXDimension", size.width());
+    adapt("Exif.Photo.PixelYDimension", size.height());
+}
+
 void RKExiv2ExifData::clearAllColorProfileData()
 {
     for (const char* key : kColorKeys) {

@@ -96,6 +96,9 @@ public:
     /// Stores date and time without a time zone; an invalid one as the empty text.
     void setDateTime(const char* key, const QDateTime& dateTime);
     void setRotation(RKImageOrientation orientation);
+    /// Sets the size where one is recorded and drops what described the file's own pixels, and the
+    /// thumbnail.
+    void adaptToPixels(const QSize& size);
     /// An invalid position changes nothing.
     void setGeoPosition(const RKGeoPosition& position);
     /// Stores the bytes of a JPEG; no bytes change nothing.

@@ -74,6 +74,11 @@ void RKExiv2Wrapper::forceSetSize(const QSize& size)
     m_impl->forceSetSize(size);
 }
 
+void RKExiv2Wrapper::adaptToPixels(const QSize& size)
+{
+    m_impl->adaptToPixels(size);
+}
+
 QDateTime RKExiv2Wrapper::pictureTaken() const
 {
     return m_impl->pictureTaken();

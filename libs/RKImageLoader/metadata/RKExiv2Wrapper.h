@@ -80,6 +80,8 @@ public:
     QSize unrotatedSize() const;
     /// Replaces the held size; nothing is written to a file.
     void forceSetSize(const QSize& size);
+    /// See RKMetaData::adaptToPixels().
+    void adaptToPixels(const QSize& size);
 
     /// The moment the picture was taken, in local time, from Exif, else XMP, else IPTC; invalid
     /// when none of them has it.

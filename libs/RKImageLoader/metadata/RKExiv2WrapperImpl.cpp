@@ -451,6 +451,21 @@ void RKExiv2WrapperImpl::forceSetSize(const QSize& size)
     m_size = size;
 }
 
+void RKExiv2WrapperImpl::adaptToPixels(const QSize& size)
+{
+    const QWriteLocker locker(&m_lock);
+    m_size = size;
+    m_exifData.adaptToPixels(size);
+    const auto adapt = [this](const char* key, int length) {
+        if (m_xmpData.hasXMPKey(QString::fromLatin1(key)))
+            m_xmpData.setInt(key, length);
+    };
+    adapt("Xmp.exif.PixelXDimension", size.width());
+    adapt("Xmp.exif.PixelYDimension", size.height());
+    adapt("Xmp.tiff.ImageWidth", size.width());
+    adapt("Xmp.tiff.ImageLength", size.height());
+}
+
 QDateTime RKExiv2WrapperImpl::pictureTaken() const
 {
     const QReadLocker locker(&m_lock);

@@ -49,6 +49,7 @@ public:
     bool imageIsTiltedByMetadata() const;
     QSize unrotatedSize() const;
     void forceSetSize(const QSize& size);
+    void adaptToPixels(const QSize& size);
 
     QDateTime pictureTaken() const;
     void setPictureTaken(const QDateTime& dateTime);

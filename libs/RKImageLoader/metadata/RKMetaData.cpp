@@ -82,6 +82,11 @@ void RKMetaData::forceSetSize(const QSize& size)
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().forceSetSize(size); });
 }
 
+void RKMetaData::adaptToPixels(const QSize& size)
+{
+    change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().adaptToPixels(size); });
+}
+
 RKImageOrientation RKMetaData::imageOrientation() const
 {
     return snapshot()->exiv2Wrapper().imageOrientation();

@@ -62,6 +62,11 @@ public:
     QSize unrotatedSize() const;
     /// Replaces the held size; nothing is written to a file.
     void forceSetSize(const QSize& size);
+    /// Makes them the metadata of other pixels than the ones they were read with, a scaled picture
+    /// for instance: recorded sizes become the given one; the thumbnail, and what a TIFF-based file
+    /// has told of how it stores its own pixels, are dropped. The orientation, the profile and the
+    /// faces are left to the caller.
+    void adaptToPixels(const QSize& size);
 
     /// 1 to 8 (Exif 2.32, 4.6.4, tag 0x0112); 0 where none is recorded.
     RKImageOrientation imageOrientation() const;

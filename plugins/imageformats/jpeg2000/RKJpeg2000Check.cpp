@@ -48,8 +48,9 @@ public:
             const QByteArrayView start = reader.remaining();
             const quint64 marker = reader.number(2);
             if (marker == kSod) {
-                // The next tile-part starts where this one's length says.
-                if (m_tilePartSize == 0 || m_tilePartSize > quint64(tilePart.size()))
+                // The next tile-part starts where this one's length says. Some go to the end.
+                const auto headerSize = quint64(tilePart.size() - reader.rest());
+                if (m_tilePartSize < headerSize || m_tilePartSize > quint64(tilePart.size()))
                     return m_isMeasured;
                 reader = RKBigEndianReader(tilePart.sliced(qint64(m_tilePartSize)));
                 continue;

@@ -1,5 +1,11 @@
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
+#include "support/RKTestClips.h"
 #include "support/RKTestPictures.h"
 
+#include <QBuffer>
+#include <QColorSpace>
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -31,6 +37,11 @@ Run runTool(const QStringList& arguments)
         lines.filter(QRegularExpression(QStringLiteral("^rkimage: ")))};
 }
 
+QStringList words(const char* text)
+{
+    return QString::fromUtf8(text).split(u' ', Qt::SkipEmptyParts);
+}
+
 } // namespace
 
 class RKImageToolTest : public QObject
@@ -50,7 +61,7 @@ private Q_SLOTS:
 
     void formatsAreListed()
     {
-        const Run run = runTool({QStringLiteral("formats"), QStringLiteral("--json")});
+        const Run run = runTool(words("formats --json"));
         QCOMPARE(run.exitCode, 0);
         const QJsonObject all = QJsonDocument::fromJson(run.output).object();
         const auto entry = [&all](const char* list, const char* format) {
@@ -67,19 +78,16 @@ private Q_SLOTS:
         QVERIFY(!entry("writable", "jpg").isEmpty());
         QVERIFY(entry("writable", "gif").isEmpty());
 
-        const Run text = runTool({QStringLiteral("formats")});
+        const Run text = runTool(words("formats"));
         QVERIFY(text.output.contains("rw jpg"));
         QVERIFY(text.output.contains("r  svg"));
     }
 
     void infoTellsOfEveryFile()
     {
-        const Run run = runTool({QStringLiteral("info"),
-            QStringLiteral("--json"),
-            path("bild ä.jpg"),
-            path("missing.jpg"),
-            path("v.svg"),
-            path("broken.png")});
+        const Run run = runTool(words("info --json")
+            + QStringList{
+                path("bild ä.jpg"), path("missing.jpg"), path("v.svg"), path("broken.png")});
         QCOMPARE(run.exitCode, 1);
         const QJsonArray entries = QJsonDocument::fromJson(run.output).array();
         QCOMPARE(entries.size(), 4);
@@ -98,26 +106,107 @@ private Q_SLOTS:
 
     void convertScalesAndChangesTheFormat()
     {
-        const QString target = path("klein ö.png");
-        QCOMPARE(runTool({QStringLiteral("convert"),
-                             path("bild ä.jpg"),
-                             target,
-                             QStringLiteral("--size"),
-                             QStringLiteral("100x100")})
-                     .exitCode,
-            0);
-        QCOMPARE(QImage(target).size(), QSize(100, 75));
+        const QStringList jpg{path("bild ä.jpg"), path("klein ö.png")};
+        QCOMPARE(runTool(words("convert --size 100x100") + jpg).exitCode, 0);
+        QCOMPARE(QImage(jpg[1]).size(), QSize(100, 75));
 
-        QCOMPARE(runTool({QStringLiteral("convert"),
-                             path("v.svg"),
-                             path("v.bmp"),
-                             QStringLiteral("--size"),
-                             QStringLiteral("400x400")})
-                     .exitCode,
-            0);
-        const QImage rendered(path("v.bmp"));
+        const QStringList svg{path("v.svg"), path("v.bmp")};
+        QCOMPARE(runTool(words("convert --size 400x400") + svg).exitCode, 0);
+        const QImage rendered(svg[1]);
         QCOMPARE(rendered.size(), QSize(400, 200));
         QCOMPARE(rendered.pixelColor(399, 199), QColor(Qt::red));
+    }
+
+    void convertKeepsMetadata()
+    {
+        const QRectF storedFace(0.125, 0.25, 0.25, 0.125);
+        const QRectF uprightFace(0.625, 0.125, 0.125, 0.25);
+
+        struct
+        {
+            const char* options;
+            QSize size;
+            int orientation;
+            bool isAdobeRgb;
+            QSize thumbnail;
+            QRectF face;
+        } const cases[]{{"", {200, 400}, 0, false, {0, 0}, {}},
+            {"--keep-metadata", {200, 400}, 1, false, {60, 120}, uprightFace},
+            {"--keep-metadata --size 200x200", {100, 200}, 1, false, {60, 120}, uprightFace},
+            {"--keep-metadata --no-rotate", {400, 200}, 6, false, {160, 80}, storedFace},
+            {"--keep-metadata --no-color", {200, 400}, 1, true, {60, 120}, uprightFace}};
+
+        write(path("photo.jpg"), photograph());
+        for (const auto& item : cases) {
+            const QString target = path("kept.jpg");
+            QCOMPARE(runTool(words("convert") + QStringList{path("photo.jpg"), target}
+                         + words(item.options))
+                         .exitCode,
+                0);
+            const QImage picture(target);
+            QCOMPARE(picture.size(), item.size);
+            const bool isUpright = item.orientation != 6;
+            QCOMPARE(isBlue(picture.pixelColor(5, 5)), isUpright);
+            const RKMetaData metaData{QFileInfo(target)};
+            QCOMPARE(int(metaData.imageOrientation()), item.orientation);
+            QCOMPARE(metaData.isAdobeRGB(), item.isAdobeRgb);
+            QCOMPARE(metaData.thumbnail().size(), item.thumbnail);
+            QCOMPARE(metaData.facePositions().facePositions().value(0).rect(), item.face);
+            if (item.orientation == 0)
+                continue;
+            QCOMPARE(isBlue(metaData.thumbnail().pixelColor(5, 5)), isUpright);
+            QCOMPARE(metaData.regionImageSize(), item.size);
+            const QHash<QString, QString> all = metaData.allData();
+            QCOMPARE(all[QStringLiteral("Exif.Photo.PixelXDimension")].toInt(), item.size.width());
+            QCOMPARE(all[QStringLiteral("Exif.Photo.PixelYDimension")].toInt(), item.size.height());
+            QVERIFY(!all.contains(QStringLiteral("Exif.Image.StripOffsets")));
+        }
+    }
+
+    void convertLeavesTheColours()
+    {
+        QImage picture = quadrants({40, 20});
+        picture.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
+        write(path("wide.png"), encoded(picture, "png"));
+        const QStringList files{path("wide.png"), path("same.png")};
+        QCOMPARE(runTool(words("convert --no-color") + files).exitCode, 0);
+        const QImage same(path("same.png"));
+        QCOMPARE(same.convertToFormat(picture.format()), picture);
+        QVERIFY(!same.colorSpace().iccProfile().isEmpty());
+    }
+
+    void clipRendersAPartOfTheUprightPicture()
+    {
+        write(path("photo.jpg"), photograph());
+        const QStringList arguments
+            = words("clip --rect 0,0,100,200 --production 1000x2000 --dpi 100")
+            + QStringList{path("photo.jpg"), path("clip.png")};
+        QCOMPARE(runTool(arguments).exitCode, 0);
+        QCOMPARE(QImage(path("clip.png")).size(), QSize(100, 200));
+        QCOMPARE(runTool(arguments + words("--allow-upscaling")).exitCode, 0);
+        const QImage enlarged(path("clip.png"));
+        QCOMPARE(enlarged.size(), QSize(394, 787));
+        QVERIFY(isBlue(enlarged.pixelColor(20, 20)) && isBlue(enlarged.pixelColor(370, 770)));
+    }
+
+    void thumbnailsNeverReplaceAFile()
+    {
+        const QDir folder(path("thumbs"));
+        const QString png = folder.filePath(QStringLiteral("other/bild ä.png"));
+        QVERIFY(folder.mkpath(QStringLiteral("other")));
+        write(folder.filePath(QStringLiteral("BILD Ä.txt")), "old");
+        write(png, encoded(QImage(90, 30, QImage::Format_ARGB32), "png"));
+        const QString jpg = path("bild ä.jpg");
+        const Run run = runTool(words("thumb --size 60 --jobs 3 --out") + QStringList{folder.path()}
+            + QStringList{jpg, path("broken.png"), png, jpg, path("v.svg")});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.output, QByteArray("4 thumbnails, 1 failed\n"));
+        QCOMPARE(run.errors.size(), 1);
+        QVERIFY(run.errors[0].contains(path("broken.png")));
+        QCOMPARE(folder.entryList(QDir::Files, QDir::Name | QDir::IgnoreCase).join(u'|'),
+            QStringLiteral("bild ä-2.jpg|bild ä-3.png|bild ä-4.jpg|BILD Ä.txt|v.jpg"));
+        QCOMPARE(QImage(folder.filePath(QStringLiteral("bild ä-4.jpg"))).size(), QSize(60, 45));
+        QCOMPARE(QImage(folder.filePath(QStringLiteral("bild ä-3.png"))).size(), QSize(60, 20));
     }
 
     void failuresLeaveTheTargetAlone()
@@ -143,23 +232,11 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(path("bild ä.jpg"), file));
         const QImage before(file);
         const auto bytes = read(file);
-        const QStringList changes{QStringLiteral("set"),
-            file,
-            QStringLiteral("--rating"),
-            QStringLiteral("4"),
-            QStringLiteral("--orientation"),
-            QStringLiteral("1"),
-            QStringLiteral("--rotate"),
-            QStringLiteral("cw"),
-            QStringLiteral("--taken"),
-            QStringLiteral("2021-07-04T12:30:00"),
-            QStringLiteral("--gps"),
-            QStringLiteral("48.5,-2.25"),
-            QStringLiteral("--title"),
-            QStringLiteral("Grüße"),
-            QStringLiteral("--thumbnail"),
-            QStringLiteral("auto")};
-        QCOMPARE(runTool(changes + QStringList{QStringLiteral("--dry-run")}).exitCode, 0);
+        const QStringList changes
+            = words("set --rating 4 --orientation 1 --rotate cw --taken 2021-07-04T12:30:00 "
+                    "--gps 48.5,-2.25 --title Grüße --thumbnail auto")
+            + QStringList{file};
+        QCOMPARE(runTool(changes + words("--dry-run")).exitCode, 0);
         QCOMPARE(read(file), bytes);
         QCOMPARE(runTool(changes).exitCode, 0);
         QCOMPARE(QImage(file), before);
@@ -175,11 +252,8 @@ private Q_SLOTS:
         QCOMPARE(entry[u"fields"][u"originalFilename"].toString(), QStringLiteral("Grüße"));
         QCOMPARE(entry[u"thumbnail"].toArray(), QJsonArray({160, 120}));
 
-        const Run missing = runTool({QStringLiteral("set"),
-            path("missing.jpg"),
-            file,
-            QStringLiteral("--rating"),
-            QStringLiteral("1")});
+        const Run missing
+            = runTool(words("set --rating 1") + QStringList{path("missing.jpg"), file});
         QCOMPARE(missing.exitCode, 1);
         QCOMPARE(missing.errors.size(), 1);
         QCOMPARE(informationOn(file)[u"adobeRating"].toInt(), 1);
@@ -191,46 +265,89 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(path("bild ä.jpg"), file));
         write(path("faces.json"),
             R"([{"rect": [0.25, 0.5, 0.1, 0.2], "name": "Zoë", "clusterId": 7}])");
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("set"), file, path("faces.json")})
-                     .exitCode,
-            0);
-        const Run list = runTool({QStringLiteral("faces"), QStringLiteral("list"), file});
+        QCOMPARE(runTool(words("faces set") + QStringList{file, path("faces.json")}).exitCode, 0);
+        const Run list = runTool(words("faces list") + QStringList{file});
         const QJsonArray faces = QJsonDocument::fromJson(list.output).array();
         QCOMPARE(faces.size(), 1);
         QCOMPARE(faces[0][u"name"].toString(), QStringLiteral("Zoë"));
         QCOMPARE(faces[0][u"clusterId"].toInt(), 7);
         QCOMPARE(faces[0][u"rect"][0].toDouble(), 0.25);
 
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("draw"), file, path("drawn.png")})
-                     .exitCode,
-            0);
+        QCOMPARE(runTool(words("faces draw") + QStringList{file, path("drawn.png")}).exitCode, 0);
         QCOMPARE(QImage(path("drawn.png")).size(), QSize(400, 300));
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("remove"), file}).exitCode, 0);
+        QCOMPARE(runTool(words("faces remove") + QStringList{file}).exitCode, 0);
         QCOMPARE(informationOn(file)[u"faces"].toArray().size(), 0);
 
         write(path("bad.json"), R"([{"rect": [0.25, 0.5, 0.1]}])");
-        QCOMPARE(runTool({QStringLiteral("faces"), QStringLiteral("set"), file, path("bad.json")})
-                     .exitCode,
-            1);
+        QCOMPARE(runTool(words("faces set") + QStringList{file, path("bad.json")}).exitCode, 1);
     }
 
-    void wrongUsageIsToldApart_data()
+    void videosAreDescribedAndTakenApart()
     {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("nothing") << QStringList();
-        QTest::newRow("unknown command") << QStringList{QStringLiteral("paint")};
-        QTest::newRow("no files") << QStringList{QStringLiteral("info")};
-        QTest::newRow("size") << QStringList{QStringLiteral("convert"),
-            QStringLiteral("a.jpg"),
-            QStringLiteral("b.png"),
-            QStringLiteral("--size"),
-            QStringLiteral("0x9")};
+        if (!RKTestClips::canEncode())
+            QSKIP("the ffmpeg tool is missing");
+        const QString clip = RKTestClips::make({.name = "clip.mp4", .frames = 50}, m_folder.path());
+        const QJsonValue entry = informationOn(clip);
+        QCOMPARE(entry[u"kind"].toString(), QStringLiteral("video"));
+        QCOMPARE(entry[u"size"].toArray(), QJsonArray({176, 144}));
+        QCOMPARE(entry[u"framesPerSecond"].toDouble(), 25.0);
+        QCOMPARE(entry[u"durationMs"].toInt(), 2000);
+        QCOMPARE(entry[u"defaultFrame"].toInt(), 25);
+        QCOMPARE(entry[u"codec"].toString(), QStringLiteral("h264"));
+        QCOMPARE(entry[u"rotation"].toInt(-1), 0);
+
+        const auto run = [this](const QString& arguments) {
+            return runTool(RKTestClips::words(
+                QString(arguments).replace(QStringLiteral("DIR"), m_folder.path())));
+        };
+        const auto frameIn
+            = [this](const char* name) { return RKTestClips::number(QImage(path(name))); };
+        QCOMPARE(run(QStringLiteral("frame DIR/clip.mp4 DIR/d.png --size 88x88")).exitCode, 0);
+        QCOMPARE(QImage(path("d.png")).size(), QSize(88, 72));
+        QCOMPARE(frameIn("d.png"), 25);
+        QCOMPARE(run(QStringLiteral("frame DIR/clip.mp4 DIR/n.jpg --frame 7")).exitCode, 0);
+        QCOMPARE(frameIn("n.jpg"), 7);
+        QCOMPARE(run(QStringLiteral("frame DIR/clip.mp4 DIR/t.png --ms 400")).exitCode, 0);
+        QCOMPARE(frameIn("t.png"), 10);
+        const Run beyond = run(QStringLiteral("frame DIR/clip.mp4 DIR/b.png --frame 50"));
+        QCOMPARE(beyond.exitCode, 1);
+        QVERIFY(beyond.errors.value(0).contains(QStringLiteral("frame 50")));
+        QCOMPARE(run(QStringLiteral("frame DIR/v.svg DIR/b.png")).exitCode, 1);
+        QVERIFY(!QFile::exists(path("b.png")));
+
+        // The last one would begin where the video ends.
+        QCOMPARE(run(QStringLiteral("frames DIR/clip.mp4 --every 495 --out DIR/e")).exitCode, 0);
+        QCOMPARE(QDir(path("e")).entryList(QDir::Files),
+            QStringList({QStringLiteral("clip-0.jpg"),
+                QStringLiteral("clip-12.jpg"),
+                QStringLiteral("clip-25.jpg"),
+                QStringLiteral("clip-37.jpg"),
+                QStringLiteral("clip-49.jpg")}));
+        QCOMPARE(frameIn("e/clip-37.jpg"), 37);
+        QCOMPARE(
+            run(QStringLiteral("frames DIR/clip.mp4 --count 5 --sheet DIR/s.png")).exitCode, 0);
+        const QImage sheet(path("s.png"));
+        QVERIFY(sheet.width() > 3 * 176 && sheet.height() > 2 * 144);
+        QCOMPARE(
+            run(QStringLiteral("frames DIR/clip.mp4 --count 1 --sheet DIR/s.mp4")).exitCode, 1);
     }
 
     void wrongUsageIsToldApart()
     {
-        QFETCH(QStringList, arguments);
-        QCOMPARE(runTool(arguments).exitCode, 2);
+        for (const char* wrong : {"",
+                 "paint",
+                 "info",
+                 "convert a.jpg b.png --size 0x9",
+                 "clip a.jpg b.png",
+                 "clip a.jpg b.png --dpi 300 --production 9x9 --rect 1,2,3",
+                 "clip a.jpg b.png --dpi 300 --production 9x9 --rect 1,2,0,4",
+                 "clip a.jpg b.png --dpi 300 --production 9xinf --rect 1,2,3,4",
+                 "clip a.jpg b.png --dpi 0 --production 9x9 --rect 1,2,3,4",
+                 "thumb a.jpg --size 60",
+                 "frame a.mp4 b.png --frame 1 --ms 1",
+                 "frames a.mp4 --out b",
+                 "frames a.mp4 --count 1"})
+            QCOMPARE(runTool(words(wrong)).exitCode, 2);
     }
 
     void helpIsNoFailure()
@@ -239,6 +356,37 @@ private Q_SLOTS:
     }
 
 private:
+    static bool isBlue(const QColor& color)
+    {
+        return color.blue() > 200 && color.red() < 60;
+    }
+
+    // Stored lying on its side, in Adobe RGB, with its size, a face, an old thumbnail and a tag
+    // that a TIFF file has left there (Exif 2.32, 4.6).
+    static QByteArray photograph()
+    {
+        const QByteArray tiff = QByteArray::fromHex(
+            "49492a0008000000 0300 110104000100000008000000 120103000100000006000000"
+            "698704000100000032000000 00000000 0300 02a004000100000090010000"
+            "03a0040001000000c8000000 05a00400010000005c000000 00000000"
+            "0100 010002000400000052303300 00000000");
+        const QByteArray segment = QByteArrayLiteral("Exif\0\0") + tiff;
+        QByteArray jpeg = encoded(quadrants({400, 200}), "jpg", 95);
+        const char length[] = {char(0xff), char(0xe1), 0, char(segment.size() + 2)};
+        jpeg.insert(2, QByteArray(length, sizeof length) + segment);
+
+        RKMetaData metaData(QFileInfo(), jpeg);
+        QImage old(160, 80, QImage::Format_RGB32);
+        old.fill(Qt::yellow);
+        metaData.setThumbnail(old);
+        metaData.updateFaces({400, 200},
+            RKFacePositions({400, 200}, QRect(50, 50, 100, 25), faceDetectionEngineUnknown));
+        QBuffer buffer(&jpeg);
+        if (!metaData.save(&buffer))
+            qFatal("can't save the metadata");
+        return jpeg;
+    }
+
     static QJsonValue informationOn(const QString& file)
     {
         const Run run = runTool({QStringLiteral("info"), QStringLiteral("--json"), file});

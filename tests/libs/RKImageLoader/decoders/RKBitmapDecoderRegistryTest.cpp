@@ -119,7 +119,7 @@ private Q_SLOTS:
     void supportedFormatsAreKeptAfterTheFirstQuestion();
     void listsBelongToTheRegistryAndStay();
     void severalThreadsAsk();
-    void processKnowsTheFormatsOfQtAndSvg();
+    void processKnowsTheFormatsOfAllDecoders();
     void missingPrimaryEndsTheProcess_data();
     void missingPrimaryEndsTheProcess();
 
@@ -197,11 +197,12 @@ void RKBitmapDecoderRegistryTest::severalThreadsAsk()
     QVERIFY(registry.supportedMediaFormats().contains(MEDIA_FORMAT_BMP));
 }
 
-void RKBitmapDecoderRegistryTest::processKnowsTheFormatsOfQtAndSvg()
+void RKBitmapDecoderRegistryTest::processKnowsTheFormatsOfAllDecoders()
 {
     const RKBitmapDecoderRegistry* const registry = RKBitmapDecoderRegistry::instance();
     const RKMediaFormatList formats = registry->supportedMediaFormats();
-    // Qt's own formats and those of its usual plug-ins, in the order of their values.
+    // Qt's own formats, those of its usual plug-ins and the platform's, in the order of their
+    // values.
     const RKMediaFormatList expected{MEDIA_FORMAT_BMP,
         MEDIA_FORMAT_WEBP,
         MEDIA_FORMAT_GIF,
@@ -213,14 +214,29 @@ void RKBitmapDecoderRegistryTest::processKnowsTheFormatsOfQtAndSvg()
         MEDIA_FORMAT_TIFF,
         MEDIA_FORMAT_XBM,
         MEDIA_FORMAT_XPM,
-        MEDIA_FORMAT_SVG};
+        MEDIA_FORMAT_SVG,
+        MEDIA_FORMAT_CRW,
+        MEDIA_FORMAT_CR2,
+        MEDIA_FORMAT_ARW,
+        MEDIA_FORMAT_NEF,
+        MEDIA_FORMAT_RAF,
+        MEDIA_FORMAT_DNG,
+        MEDIA_FORMAT_RW2,
+        MEDIA_FORMAT_PSD};
+#ifdef Q_OS_MACOS
+    const auto platform = QStringLiteral("macOS CoreGraphics");
+#else
+    const auto platform = QStringLiteral("LibRaw");
+#endif
     qsizetype previous = -1;
     for (const RKMediaFormat& format : expected) {
         const qsizetype index = formats.indexOf(format);
         QVERIFY2(index > previous, qPrintable(format.defaultExtension()));
         previous = index;
-        QCOMPARE(names(registry->listOfDecoders(format)),
-            QStringList(format.isSVG() ? QStringLiteral("SVG") : QStringLiteral("Qt")));
+        const bool isPlatforms = format.isRaw() || format == MEDIA_FORMAT_PSD;
+        const QString other = format.isSVG() ? QStringLiteral("SVG") : QStringLiteral("Qt");
+        QCOMPARE(
+            names(registry->listOfDecoders(format)), QStringList(isPlatforms ? platform : other));
     }
     QVERIFY(!formats.contains(MEDIA_FORMAT_UNKNOWN));
 

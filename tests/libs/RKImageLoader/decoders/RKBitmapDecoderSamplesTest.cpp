@@ -41,8 +41,8 @@ constexpr std::array kUndecodable{"bmp/bmpsuite_q_pal1huff.bmp",
     "tiff/tiger-rgb-strip-contig-02.tif"};
 
 // Their colours can't be compared: transparency that Qt's reader leaves out, YCbCr that the other
-// tool takes for RGB, another frame; and planes, white as zero and 32 bits, which Qt's TIFF reader
-// gets wrong.
+// tool takes for RGB, another frame, Lab of another white; and planes, white as zero and 32 bits,
+// which Qt's TIFF reader gets wrong.
 constexpr std::array kOtherColors{"tiff/cmyka.tif",
     "tiff/palette_8bit_alpha.tiff",
     "tiff/dscf0013.tif",
@@ -51,6 +51,7 @@ constexpr std::array kOtherColors{"tiff/cmyka.tif",
     "tiff/hopper.Lab.tif",
     "misc-formats/mngexample.mng",
     "gif/high-color.gif",
+    "psd/pattern2-8-lab.psd",
     "tiff/gray16.tif",
     "tiff/flower-rgb-planar-32.tif",
     "tiff/tiff_strip_planar_16bit_RGB.tiff"};
@@ -182,8 +183,16 @@ void RKBitmapDecoderSamplesTest::realFilesHaveTheirSizeAndColors_data()
     const QJsonObject all = QJsonDocument::fromJson(
         RKTestPictures::read(m_samples.filePath(QStringLiteral("expected.json"))))
                                 .object();
-    for (const char* folder :
-        {"bmp", "gif", "misc-formats", "jpeg-exif", "png", "svg", "tiff", "webp", "orientation"})
+    for (const char* folder : {"bmp",
+             "gif",
+             "misc-formats",
+             "jpeg-exif",
+             "png",
+             "psd",
+             "svg",
+             "tiff",
+             "webp",
+             "orientation"})
     {
         const QString name = QString::fromLatin1(folder);
         const QStringList files = QDir(m_samples.filePath(name)).entryList(QDir::Files);
@@ -219,7 +228,8 @@ void RKBitmapDecoderSamplesTest::realFilesHaveTheirSizeAndColors()
     // Few drawings tell their size to the other tools.
     if (size.isValid())
         QCOMPARE(measured, size);
-    const bool isDecoded = format.startsWith("svg") || RKDrawable::isAcceptableSize(measured);
+    const bool hasAnySize = format.startsWith("svg") || format == "psd";
+    const bool isDecoded = hasAnySize || RKDrawable::isAcceptableSize(measured);
     QCOMPARE(image.size(), isDecoded ? measured : QSize(0, 0));
 
     // Questionable files have no right colours, and the expected ones follow a picture's gamma.

@@ -1,5 +1,8 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 
+#include "RKImageLoader/color/RKColorProfileConverter.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKChildProcess.h"
@@ -8,14 +11,36 @@
 #include "RKCore/RKInitializer.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QGuiApplication>
 #include <QImageReader>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/stat.h>
 
+#include <array>
+
 using namespace RKTestPictures;
+
+namespace {
+
+// Counts how often a picture was to be decoded, and leaves that to others.
+class CallCounter : public RKBitmapDecoderQt
+{
+public:
+    QImage decode(
+        const QByteArray&, const QByteArray&, const QSize&, const RKMediaDescriptor&) const override
+    {
+        ++calls;
+        return {};
+    }
+
+    mutable int calls = 0;
+};
+
+} // namespace
 
 class RKImageLoaderTest : public QObject
 {
@@ -41,33 +66,6 @@ private Q_SLOTS:
     void setupSwitchesQtsLimitOff()
     {
         QCOMPARE(QImageReader::allocationLimit(), 0);
-    }
-
-    void drawablesFitTheWantedSize_data()
-    {
-        QTest::addColumn<QString>("name");
-        for (const char* format : {"jpg", "png", "bmp", "tiff"}) {
-            const QString name = QStringLiteral("bild ä.") + QLatin1String(format);
-            write(path(name), encoded(quadrants({400, 300}), format, 95));
-            QTest::newRow(format) << name;
-        }
-    }
-
-    void drawablesFitTheWantedSize()
-    {
-        QFETCH(QString, name);
-        const RKMediaDescriptor file = descriptor(name);
-        QCOMPARE(loader().size(file), QSize(400, 300));
-        QCOMPARE(loader().unrotatedSize(file), QSize(400, 300));
-        QCOMPARE(loader().bitmap(file, QSize(200, 200)).size(), QSize(200, 150));
-        QCOMPARE(loader().bitmap(file, QSize(800, 800)).size(), QSize(800, 600));
-
-        const QImage full = loader().bitmap(file, QSize());
-        QCOMPARE(full.size(), QSize(400, 300));
-        QVERIFY(isNear(full.pixelColor(20, 20), Qt::red));
-        QVERIFY(isNear(full.pixelColor(380, 20), Qt::green));
-        QVERIFY(isNear(full.pixelColor(20, 280), Qt::blue));
-        QVERIFY(isNear(full.pixelColor(380, 280), Qt::white));
     }
 
     void vectorsStayVectors()
@@ -157,39 +155,80 @@ private Q_SLOTS:
         QCOMPARE(loader().bitmap(descriptor("small.jpg"), {100, 100}).size(), QSize(100, 75));
     }
 
-    void picturesComeUprightAndTheirSizeIsTheDisplayedOne()
+    void picturesComeUprightInEveryOrientation_data()
     {
-        for (const char* name : {"turned.jpg", "turned.png"}) {
-            const RKMediaDescriptor file = descriptor(name);
-            QVERIFY(loader().save(file, quadrants({400, 200})));
+        QTest::addColumn<bool>("isTurned");
+        QTest::addColumn<bool>("isMeasured");
+        QTest::newRow("jpg") << true << false;
+        QTest::newRow("png") << true << false;
+        // Kept: these two are measured as they are stored, and TIFF pictures are not turned.
+        QTest::newRow("webp") << true << true;
+        QTest::newRow("tiff") << false << true;
+    }
+
+    void picturesComeUprightInEveryOrientation()
+    {
+        QFETCH(const bool, isTurned);
+        QFETCH(const bool, isMeasured);
+        const char* const format = QTest::currentDataTag();
+        constexpr QSize kStored(400, 200);
+        // The quadrants as displayed: top left, top right, bottom left, bottom right (Exif 2.32,
+        // 4.6.4).
+        constexpr std::array kDisplayed{
+            "rgbw", "grwb", "wbgr", "bwrg", "rbgw", "brwg", "wgbr", "gwrb"};
+
+        const RKMediaDescriptor file
+            = descriptor(QStringLiteral("turned.") + QLatin1String(format));
+        const RKMediaDescriptor copy = descriptor("again.png");
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            write(file.absoluteFilePath(), encoded(quadrants(kStored), format, 95));
+            loader().invalidateMetaData(file);
             RKMetaData metaData = loader().copyMetaData(file);
-            metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+            metaData.setImageOrientation(RKImageOrientation(orientation));
             QVERIFY(loader().save(file, metaData));
 
-            QCOMPARE(loader().imageOrientation(file), ORIENTATION_RIGHT_TOP);
-            QVERIFY(loader().imageIsTiltedByMetadata(file));
-            QCOMPARE(loader().size(file), QSize(200, 400));
-            QCOMPARE(loader().unrotatedSize(file), QSize(400, 200));
-            const QImage upright = loader().bitmap(file, QSize(100, 300));
-            QCOMPARE(upright.size(), QSize(100, 200));
-            QVERIFY(isNear(upright.pixelColor(10, 10), Qt::blue));
-            QVERIFY(isNear(upright.pixelColor(90, 10), Qt::red));
-            QVERIFY(isNear(upright.pixelColor(90, 190), Qt::green));
-            const RKDrawable stored = loader().unrotatedDrawable(file, {300, 100}, RKImageOption());
-            QCOMPARE(stored.size(), QSize(200, 100));
+            const bool isTilted = orientation >= 5;
+            QCOMPARE(int(loader().imageOrientation(file)), orientation);
+            QCOMPARE(loader().imageIsTiltedByMetadata(file), isTilted);
+            QCOMPARE(loader().unrotatedSize(file), kStored);
+            QCOMPARE(loader().size(file), isTilted && !isMeasured ? kStored.transposed() : kStored);
+
+            const QImage upright = loader().bitmap(file, QSize());
+            const QSize displayedSize = isTilted && isTurned ? kStored.transposed() : kStored;
+            QCOMPARE(upright.size(), displayedSize);
+            const QSize wanted(500, 900);
+            QCOMPARE(loader().bitmap(file, wanted).size(),
+                displayedSize.scaled(wanted, Qt::KeepAspectRatio));
+            const QString displayed
+                = QLatin1String(kDisplayed[isTurned ? size_t(orientation - 1) : 0]);
+            QCOMPARE(corners(upright), displayed);
+            QVERIFY(loader().save(copy, upright));
+            QCOMPARE(corners(loader().bitmap(copy, {200, 300})), displayed);
+            QCOMPARE(loader().unrotatedDrawable(file, {300, 100}, RKImageOption()).size(),
+                QSize(200, 100));
         }
     }
 
-    void tiffPicturesStayAsTheyAreStored()
+    void metadataThatQtKeepsAsTextTurnAPictureOnce()
     {
-        const RKMediaDescriptor file = descriptor("turned.tiff");
-        QVERIFY(loader().save(file, quadrants({400, 200})));
-        RKMetaData metaData = loader().copyMetaData(file);
-        metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
-        QVERIFY(loader().save(file, metaData));
-        QCOMPARE(loader().imageOrientation(file), ORIENTATION_RIGHT_TOP);
-        QCOMPARE(loader().size(file), QSize(400, 200));
-        QCOMPARE(loader().bitmap(file, QSize(100, 300)).size(), QSize(100, 50));
+        // As ImageMagick writes Exif into PNG: orientation 6 and nothing else.
+        QImage picture = quadrants({400, 200});
+        const QByteArray exif = QByteArray::fromHex(
+            "457869660000 49492a0008000000 0100 120103000100000006000000 00000000");
+        picture.setText(QStringLiteral("Raw profile type exif"),
+            QStringLiteral("\nexif\n%1\n%2\n")
+                .arg(exif.size(), 8)
+                .arg(QString::fromLatin1(exif.toHex())));
+        picture.setText(QStringLiteral("Title"), QStringLiteral("kept"));
+        picture.setDotsPerMeterX(3000);
+        write(path("profile.png"), encoded(picture, "png"));
+
+        const QImage upright = loader().bitmap(descriptor("profile.png"), QSize());
+        QCOMPARE(upright.size(), QSize(200, 400));
+        QCOMPARE(upright.textKeys(), QStringList{QStringLiteral("Title")});
+        QCOMPARE(upright.dotsPerMeterX(), 3000);
+        QVERIFY(loader().save(descriptor("profile again.png"), upright));
+        QCOMPARE(loader().bitmap(descriptor("profile again.png"), QSize()), upright);
     }
 
     void embeddedThumbnailsServeSmallRequests()
@@ -200,14 +239,52 @@ private Q_SLOTS:
         QImage thumbnail(160, 120, QImage::Format_RGB32);
         thumbnail.fill(Qt::yellow);
         metaData.setThumbnail(thumbnail);
+        metaData.setImageOrientation(ORIENTATION_LEFT_BOTTOM);
         QVERIFY(loader().save(file, metaData));
 
-        const QImage small = loader().bitmap(file, QSize(80, 80));
-        QCOMPARE(small.size(), QSize(80, 60));
+        CallCounter counter;
+        auto& decoders = RKBitmapDecoderRegistry::instance()->listOfDecoders(MEDIA_FORMAT_JPG);
+        decoders.prepend(&counter);
+        const auto restore = qScopeGuard([&decoders] { decoders.removeFirst(); });
+
+        const QImage small = loader().bitmap(file, QSize(160, 80));
+        QCOMPARE(small.size(), QSize(60, 80));
         QVERIFY(isNear(small.pixelColor(10, 10), Qt::yellow));
-        QVERIFY(isNear(loader().bitmap(file, QSize(161, 161)).pixelColor(10, 10), Qt::red));
         const RKImageOption embedded(RKImageOption::UseEmbeddedThumbnail);
-        QCOMPARE(loader().drawable(file, QSize(), embedded).size(), QSize(160, 120));
+        QCOMPARE(loader().drawable(file, QSize(), embedded).size(), QSize(120, 160));
+        QCOMPARE(loader().drawable(file, QSize(-1, 40), embedded).size(), QSize(120, 160));
+        QCOMPARE(counter.calls, 0);
+
+        QVERIFY(isNear(loader().bitmap(file, QSize(161, 161)).pixelColor(10, 10), Qt::green));
+        QCOMPARE(counter.calls, 1);
+    }
+
+    void picturesComeInSrgb()
+    {
+        QImage image(200, 100, QImage::Format_RGB32);
+        image.fill(qRgb(200, 100, 50));
+        write(path("plain.png"), encoded(image, "png"));
+        QCOMPARE(loader().bitmap(descriptor("plain.png"), QSize()).pixel(0, 0), image.pixel(0, 0));
+
+        const QByteArray profile = QColorSpace(QColorSpace::AdobeRgb).iccProfile();
+        for (const char* name : {"adobe.png", "adobe.jpg"}) {
+            const RKMediaDescriptor file = descriptor(name);
+            QVERIFY(loader().save(file, image));
+            RKMetaData metaData = loader().copyMetaData(file);
+            metaData.setIccData(profile);
+            metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+            QVERIFY(loader().save(file, metaData));
+
+            const QImage converted = loader().bitmap(file, QSize());
+            QCOMPARE(converted.size(), QSize(100, 200));
+            QVERIFY(isNear(converted.pixelColor(50, 50), QColor(227, 100, 42)));
+            // Saved, it must not be taken for Adobe RGB again.
+            QVERIFY(loader().save(descriptor("converted.png"), converted));
+            QVERIFY(!loader().copyMetaData(descriptor("converted.png")).hasIccData());
+        }
+        const RKMediaDescriptor adobe = descriptor("adobe.png");
+        QVERIFY(loader().convertColorProfile(adobe, RKDrawable()).isNull());
+        QCOMPARE(loader().colorProfileConverter(), RKColorProfileConverter::instance());
     }
 
     void softRotationChangesTheHeldMetadataUntilSaved()
@@ -361,6 +438,23 @@ private:
         return std::abs(a.red() - b.red()) <= kTolerance
             && std::abs(a.green() - b.green()) <= kTolerance
             && std::abs(a.blue() - b.blue()) <= kTolerance;
+    }
+
+    // The initials of the quadrants' colours.
+    static QString corners(const QImage& image)
+    {
+        QString initials;
+        for (const int y : {10, image.height() - 10}) {
+            for (const int x : {10, image.width() - 10}) {
+                const QColor color = image.pixelColor(x, y);
+                initials += isNear(color, Qt::red) ? u'r'
+                    : isNear(color, Qt::green)     ? u'g'
+                    : isNear(color, Qt::blue)      ? u'b'
+                    : isNear(color, Qt::white)     ? u'w'
+                                                   : u'?';
+            }
+        }
+        return initials;
     }
 
     static void expectWarning(const QString& text)

@@ -21,6 +21,8 @@ private Q_SLOTS:
         QCOMPARE((Index(3) - Index(10)).frame(), -1);
         QCOMPARE((-Index(4)).frame(), -1);
         QCOMPARE((Index(4) * -2).frame(), -1);
+        QCOMPARE((Index(4) + (-3)).frame(), 3);
+        QCOMPARE((-Index()).frame(), 1);
     }
 
     void arithmeticStaysInRange()
@@ -38,8 +40,9 @@ private Q_SLOTS:
         index %= 5;
         QCOMPARE(index.frame(), 2);
 
-        QCOMPARE((Index(kMax) + Index(kMax)).frame(), kMax);
-        QCOMPARE((Index(kMax) * kMax).frame(), kMax);
+        QCOMPARE((Index(kMax - 1) + Index(1)).frame(), kMax);
+        QCOMPARE((Index(kMax) + Index(1)).frame(), -1);
+        QCOMPARE((Index(kMax) * kMax).frame(), -1);
         QCOMPARE((Index(7) / 0).frame(), -1);
         QCOMPARE((Index(7) % 0).frame(), -1);
     }

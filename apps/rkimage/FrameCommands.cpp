@@ -1,0 +1,257 @@
+#include "FrameCommands.h"
+
+#include "MessageCollector.h"
+#include "Output.h"
+#include "ProgressBar.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKVideoLoader.h"
+#include "Storyboard.h"
+
+#include <QDir>
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+// Lengths of videos may lie, and each picture is a file.
+constexpr qint64 kMostPictures = 10000;
+constexpr qsizetype kMostTiles = 400;
+// Single frames may be damaged; after so many in a row the video is taken to be over.
+constexpr int kMostFailedFrames = 5;
+
+struct Failure
+{
+    QString file;
+    QString text;
+};
+
+int report(const Failure& failure, MessageCollector& messages)
+{
+    Output::printFailure(failure.file, Output::withReason(failure.text, messages.takeWarnings()));
+    return Output::SomeFailed;
+}
+
+std::optional<Failure> failureOfVideo(const QString& video)
+{
+    const RKVideoLoader& loader = *RKVideoLoader::instance();
+    const RKMediaDescriptor descriptor{QFileInfo(video)};
+    if (!descriptor.fileInfo().exists())
+        return Failure{video, QStringLiteral("there is no such file")};
+    if (!loader.hasSupportedMediaFormat(descriptor))
+        return Failure{video, QStringLiteral("the format is no supported video format")};
+    if (!loader.size(descriptor).isValid())
+        return Failure{video, QStringLiteral("this is no video of that format, or a damaged one")};
+    return {};
+}
+
+std::optional<Failure> failureOfTarget(const QString& picture)
+{
+    const RKMediaFormat format = RKMediaDescriptor(QFileInfo(picture)).mediaFormat();
+    if (!RKImageLoader::instance()->isSupportedWritableFormat(format))
+        return Failure{picture, QStringLiteral("the format can't be written")};
+    return {};
+}
+
+std::optional<Failure> save(const RKDrawable& drawable, const QString& picture)
+{
+    if (!RKImageLoader::instance()->save(RKMediaDescriptor(QFileInfo(picture)), drawable))
+        return Failure{picture, QStringLiteral("the picture can't be saved")};
+    return {};
+}
+
+RKMediaDescriptor withFrame(RKMediaDescriptor descriptor, const RKVideoFrameIndex& frame)
+{
+    descriptor.setFrame(frame);
+    return descriptor;
+}
+
+RKVideoFrameIndex chosenFrame(const RKMediaDescriptor& descriptor, const FrameChoice& choice)
+{
+    const RKVideoLoader& loader = *RKVideoLoader::instance();
+    if (choice.frame)
+        return *choice.frame;
+    if (!choice.ms)
+        return {};
+    // A time beyond all numbers gives no frame, which would stand for the default one.
+    const RKVideoFrameIndex frame = loader.framesPerSecond(descriptor).ms2frameIndex(*choice.ms);
+    return frame.isValid() ? frame : RKVideoFrameIndex(std::numeric_limits<int>::max());
+}
+
+QString missing(const RKVideoFrameIndex& frame)
+{
+    return frame.isValid() ? QStringLiteral("frame %1 can't be decoded").arg(frame.frame())
+                           : QStringLiteral("no frame can be decoded");
+}
+
+QList<qint64> wantedTimes(qint64 durationMs, const FramesRequest& request)
+{
+    QList<qint64> times;
+    if (request.count) {
+        // The middles of equal parts: neither the dark first frame nor the end, which may lie
+        // behind the last one.
+        for (int i = 0; i < *request.count; ++i)
+            times << durationMs * (2 * i + 1) / (2 * *request.count);
+    } else {
+        const qint64 end = std::max<qint64>(durationMs, 1);
+        // One more than are taken, to tell that there are more.
+        for (qint64 time = 0; time < end && times.size() <= kMostPictures; time += *request.everyMs)
+            times << time;
+    }
+    return times;
+}
+
+/// Each frame once, in order.
+QList<RKVideoFrameIndex> wantedFrames(
+    const RKMediaDescriptor& descriptor, const FramesRequest& request)
+{
+    const RKFramesPerSecond rate = RKVideoLoader::instance()->framesPerSecond(descriptor);
+    const qint64 duration = std::max(RKVideoLoader::instance()->durationInMS(descriptor), 0);
+    const int last = std::max(rate.ms2frameIndex(duration).frame() - 1, 0);
+    QList<RKVideoFrameIndex> frames;
+    const QList<qint64> times = wantedTimes(duration, request);
+    for (const qint64 time : times) {
+        const int frame = std::clamp(rate.ms2frameIndex(time).frame(), 0, last);
+        if (frames.isEmpty() || frames.last() != RKVideoFrameIndex(frame))
+            frames << frame;
+    }
+    return frames;
+}
+
+/// Takes the frames of one video, one after the other.
+class FramesExport
+{
+public:
+    FramesExport(const QString& video, const FramesRequest& request, MessageCollector& messages)
+        : m_video(video)
+        , m_request(request)
+        , m_messages(messages)
+        , m_descriptor(QFileInfo(video))
+    {
+        m_messages.takeWarnings();
+    }
+
+    int run()
+    {
+        if (const auto failure = prepare())
+            return report(*failure, m_messages);
+        const int exitCode = takeFrames();
+        if (!hasSheet())
+            return exitCode;
+        const auto failure = save(m_storyboard.image(), m_request.sheet);
+        return failure ? report(*failure, m_messages) : exitCode;
+    }
+
+private:
+    bool hasSheet() const
+    {
+        return !m_request.sheet.isEmpty();
+    }
+
+    bool hasFolder() const
+    {
+        return !m_request.folder.isEmpty();
+    }
+
+    /// All that can go wrong before there is a picture.
+    std::optional<Failure> prepare()
+    {
+        if (auto failure = failureOfVideo(m_video))
+            return failure;
+        if (hasSheet()) {
+            if (auto failure = failureOfTarget(m_request.sheet))
+                return failure;
+        }
+        m_frames = wantedFrames(m_descriptor, m_request);
+        if (hasSheet() && m_frames.size() > kMostTiles) {
+            return Failure{m_request.sheet,
+                QStringLiteral("a sheet holds at most %1 pictures").arg(kMostTiles)};
+        }
+        if (hasFolder() && !QDir().mkpath(m_request.folder))
+            return Failure{m_request.folder, QStringLiteral("the folder can't be made")};
+        return {};
+    }
+
+    int takeFrames()
+    {
+        int exitCode = Output::AllDone;
+        int failedInARow = 0;
+        ProgressBar progress(m_frames.size());
+        for (const RKVideoFrameIndex& frame : m_frames.mid(0, kMostPictures)) {
+            const auto failure = takeFrame(frame);
+            progress.step();
+            if (!failure) {
+                failedInARow = 0;
+                continue;
+            }
+            progress.hide();
+            exitCode = report(*failure, m_messages);
+            if (++failedInARow == kMostFailedFrames)
+                break;
+        }
+        if (m_frames.size() <= kMostPictures || failedInARow == kMostFailedFrames)
+            return exitCode;
+        progress.hide();
+        return report(
+            {m_video, QStringLiteral("these are the first %1 pictures").arg(kMostPictures)},
+            m_messages);
+    }
+
+    std::optional<Failure> takeFrame(const RKVideoFrameIndex& frame)
+    {
+        // Whole frames only where they are saved.
+        const QSize size = hasFolder() ? QSize() : Storyboard::tileSize();
+        const RKDrawable drawable = RKVideoLoader::instance()->drawable(
+            withFrame(m_descriptor, frame), size, RKImageOption());
+        if (drawable.isNull())
+            return Failure{m_video, missing(frame)};
+        if (hasSheet()) {
+            const RKFramesPerSecond rate = RKVideoLoader::instance()->framesPerSecond(m_descriptor);
+            m_storyboard.add(drawable.image(), rate.describe(frame));
+        }
+        return hasFolder() ? save(drawable, pictureOf(frame)) : std::nullopt;
+    }
+
+    QString pictureOf(const RKVideoFrameIndex& frame) const
+    {
+        QString name = m_descriptor.fileInfo().completeBaseName();
+        frame.addToFilename(name);
+        return QDir(m_request.folder).filePath(name + QStringLiteral(".jpg"));
+    }
+
+    QString m_video;
+    FramesRequest m_request;
+    MessageCollector& m_messages;
+    RKMediaDescriptor m_descriptor;
+    QList<RKVideoFrameIndex> m_frames;
+    Storyboard m_storyboard;
+};
+
+} // namespace
+
+int runFrameCommand(const QString& video,
+    const QString& target,
+    const FrameChoice& choice,
+    const QSize& size,
+    MessageCollector& messages)
+{
+    messages.takeWarnings();
+    if (const auto failure = failureOfVideo(video))
+        return report(*failure, messages);
+    if (const auto failure = failureOfTarget(target))
+        return report(*failure, messages);
+
+    const RKMediaDescriptor descriptor{QFileInfo(video)};
+    const RKVideoFrameIndex frame = chosenFrame(descriptor, choice);
+    const RKDrawable drawable
+        = RKVideoLoader::instance()->drawable(withFrame(descriptor, frame), size, RKImageOption());
+    if (drawable.isNull())
+        return report({video, missing(frame)}, messages);
+    const auto failure = save(drawable, target);
+    return failure ? report(*failure, messages) : Output::AllDone;
+}
+
+int runFramesCommand(const QString& video, const FramesRequest& request, MessageCollector& messages)
+{
+    return FramesExport(video, request, messages).run();
+}

@@ -1,0 +1,130 @@
+#include "ThumbCommand.h"
+
+#include "MessageCollector.h"
+#include "Output.h"
+#include "ProgressBar.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
+
+#include <QDir>
+#include <QSet>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+/// Hands out names that differ from each other and from those in a folder, also where the file
+/// system doesn't tell upper from lower case or composed from decomposed letters. Extensions don't
+/// count: which one a thumbnail gets is only known when it is made.
+class UniqueNames
+{
+public:
+    explicit UniqueNames(const QDir& folder)
+    {
+        const QFileInfoList existing = folder.entryInfoList(QDir::AllEntries | QDir::Hidden);
+        for (const QFileInfo& file : existing)
+            m_taken << key(file.completeBaseName());
+    }
+
+    QString next(const QString& wanted)
+    {
+        QString name = wanted;
+        for (int number = 2; m_taken.contains(key(name)); ++number)
+            name = QStringLiteral("%1-%2").arg(wanted, QString::number(number));
+        m_taken << key(name);
+        return name;
+    }
+
+private:
+    static QString key(const QString& name)
+    {
+        return name.normalized(QString::NormalizationForm_C).toCaseFolded();
+    }
+
+    QSet<QString> m_taken;
+};
+
+struct Job
+{
+    QString source;
+    /// Without extension.
+    QString target;
+};
+
+std::vector<Job> jobsOf(const QStringList& files, const QDir& folder)
+{
+    UniqueNames names(folder);
+    std::vector<Job> jobs;
+    for (const QString& file : files) {
+        const QString name = QFileInfo(file).completeBaseName();
+        jobs.push_back({file, folder.filePath(names.next(name))});
+    }
+    return jobs;
+}
+
+/// The failure, or nothing when the thumbnail is saved.
+QString makeThumbnail(const Job& job, int side)
+{
+    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    const RKMediaDescriptor source{QFileInfo(job.source)};
+    if (!source.fileInfo().exists())
+        return QStringLiteral("there is no such file");
+    if (!loader.hasSupportedMediaFormat(source))
+        return QStringLiteral("the format is not supported");
+    const RKDrawable drawable = loader.drawable(source, {side, side}, RKImageOption());
+    const QImage thumbnail = drawable.image();
+    if (thumbnail.isNull())
+        return QStringLiteral("the picture can't be decoded");
+    const auto format = RKDrawable(thumbnail).bestImageFileFormat();
+    const QFileInfo target(job.target + u'.' + format.defaultExtension());
+    if (!loader.save(RKMediaDescriptor(target), thumbnail))
+        return QStringLiteral("the thumbnail can't be saved");
+    return {};
+}
+
+} // namespace
+
+int runThumbCommand(
+    const QStringList& files, const ThumbOptions& options, MessageCollector& messages)
+{
+    const QDir folder(options.folder);
+    if (!folder.mkpath(QStringLiteral("."))) {
+        Output::printFailure(options.folder, QStringLiteral("the folder can't be made"));
+        return Output::SomeFailed;
+    }
+    const std::vector<Job> jobs = jobsOf(files, folder);
+
+    std::atomic<size_t> next = 0;
+    // Guards what follows, and the error stream.
+    std::mutex mutex;
+    int failures = 0;
+    ProgressBar progress(qint64(jobs.size()));
+    const auto work = [&] {
+        for (size_t i = next++; i < jobs.size(); i = next++) {
+            messages.takeWarnings();
+            const QString failure = makeThumbnail(jobs[i], options.side);
+            const std::lock_guard lock(mutex);
+            if (!failure.isEmpty()) {
+                ++failures;
+                progress.hide();
+                Output::printFailure(
+                    jobs[i].source, Output::withReason(failure, messages.takeWarnings()));
+            }
+            progress.step();
+        }
+    };
+    std::vector<std::thread> threads;
+    const size_t wanted = std::min(size_t(options.jobs), jobs.size());
+    while (threads.size() < wanted)
+        threads.emplace_back(work);
+    for (std::thread& thread : threads)
+        thread.join();
+    progress.hide();
+
+    Output::print(
+        QStringLiteral("%1 thumbnails, %2 failed").arg(int(jobs.size()) - failures).arg(failures));
+    return failures == 0 ? Output::AllDone : Output::SomeFailed;
+}

@@ -1,0 +1,295 @@
+// Frames of a video through the bridge, against the least that FFmpeg's libraries need for them, on
+// one thread and with the conversion to RGB, and against its tool.
+
+#include "Comparison.h"
+#include "RKImageLoader/video/RKFfmpegBridge.h"
+
+#include <QLoggingCategory>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libswscale/swscale.h>
+}
+
+#include <sys/resource.h>
+
+#include <chrono>
+#include <vector>
+
+namespace {
+
+constexpr int kRate = 25;
+constexpr int kFrameAt5s = 5 * kRate;
+constexpr int kFrames = 180;
+constexpr int kAsked = 100;
+
+QString made(const char* size)
+{
+    static const QTemporaryDir folder;
+    QString path = folder.filePath(QLatin1String(size) + QStringLiteral(".mp4"));
+    if (!QFile::exists(path)) {
+        const QString arguments = QStringLiteral(
+            "-v error -f lavfi -i testsrc2=s=%1:r=%2 -frames:v %3 -vf noise=alls=6:allf=t "
+            "-c:v libx264 -preset veryfast -bf 2 -g 250 -pix_fmt yuv420p")
+                                      .arg(QLatin1String(size))
+                                      .arg(kRate)
+                                      .arg(kFrames);
+        QProcess::execute(QStringLiteral("ffmpeg"), arguments.split(u' ') << path);
+    }
+    return path;
+}
+
+/// What a program would write that only wants the frames.
+class BarePlayer
+{
+public:
+    explicit BarePlayer(const QString& path)
+    {
+        avformat_open_input(&m_format, path.toUtf8().constData(), nullptr, nullptr);
+        avformat_find_stream_info(m_format, nullptr);
+        const AVCodec* decoder = nullptr;
+        m_index = av_find_best_stream(m_format, AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
+        m_codec = avcodec_alloc_context3(decoder);
+        avcodec_parameters_to_context(m_codec, stream()->codecpar);
+        avcodec_open2(m_codec, decoder, nullptr);
+        m_rgb->format = AV_PIX_FMT_RGB24;
+        m_rgb->width = m_codec->width;
+        m_rgb->height = m_codec->height;
+        av_frame_get_buffer(m_rgb, 0);
+    }
+
+    ~BarePlayer()
+    {
+        sws_freeContext(m_scaling);
+        av_frame_free(&m_rgb);
+        av_frame_free(&m_frame);
+        av_packet_free(&m_packet);
+        avcodec_free_context(&m_codec);
+        avformat_close_input(&m_format);
+    }
+
+    BarePlayer(const BarePlayer&) = delete;
+    BarePlayer& operator=(const BarePlayer&) = delete;
+
+    int seekAndDecode(int frame)
+    {
+        av_seek_frame(m_format, m_index, timestamp(frame), AVSEEK_FLAG_BACKWARD);
+        avcodec_flush_buffers(m_codec);
+        return decodeTo(frame);
+    }
+
+    /// The first byte of the frame, so that nothing can be left out.
+    int decodeTo(int frame)
+    {
+        while (true) {
+            while (avcodec_receive_frame(m_codec, m_frame) == 0) {
+                if (m_frame->pts >= timestamp(frame))
+                    return convert();
+            }
+            if (av_read_frame(m_format, m_packet) < 0)
+                return -1;
+            if (m_packet->stream_index == m_index)
+                avcodec_send_packet(m_codec, m_packet);
+            av_packet_unref(m_packet);
+        }
+    }
+
+private:
+    AVStream* stream() const
+    {
+        return m_format->streams[m_index];
+    }
+
+    int64_t timestamp(int frame) const
+    {
+        return av_rescale_q(frame, {1, kRate}, stream()->time_base);
+    }
+
+    int convert()
+    {
+        m_scaling = sws_getCachedContext(m_scaling,
+            m_frame->width,
+            m_frame->height,
+            static_cast<AVPixelFormat>(m_frame->format),
+            m_rgb->width,
+            m_rgb->height,
+            AV_PIX_FMT_RGB24,
+            SWS_BICUBIC,
+            nullptr,
+            nullptr,
+            nullptr);
+        sws_scale(m_scaling,
+            m_frame->data,
+            m_frame->linesize,
+            0,
+            m_frame->height,
+            m_rgb->data,
+            m_rgb->linesize);
+        return *m_rgb->data[0];
+    }
+
+    AVFormatContext* m_format = nullptr;
+    AVCodecContext* m_codec = nullptr;
+    AVFrame* m_frame = av_frame_alloc();
+    AVFrame* m_rgb = av_frame_alloc();
+    AVPacket* m_packet = av_packet_alloc();
+    SwsContext* m_scaling = nullptr;
+    int m_index = -1;
+};
+
+void frameAt5s(benchmark::State& state, const char* size)
+{
+    const QString path = made(size);
+    compare(
+        state,
+        [&path] { return BarePlayer(path).seekAndDecode(kFrameAt5s); },
+        [&path] { return RKFfmpegBridge(path).decodeFrame(kFrameAt5s); });
+}
+
+/// Seconds on the clock and on the processors, those of finished processes included.
+struct Times
+{
+    double wall = 0.0;
+    double cpu = 0.0;
+
+    static Times now()
+    {
+        const auto toSeconds
+            = [](const timeval& t) { return double(t.tv_sec) + 1e-6 * double(t.tv_usec); };
+        const auto sinceEpoch = std::chrono::steady_clock::now().time_since_epoch();
+        Times times{std::chrono::duration<double>(sinceEpoch).count()};
+        for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+            rusage usage{};
+            getrusage(who, &usage);
+            times.cpu += toSeconds(usage.ru_utime) + toSeconds(usage.ru_stime);
+        }
+        return times;
+    }
+};
+
+/// The least of both kinds. The tool uses all processors, which a busy machine doesn't have.
+template <typename Work>
+void keepLeast(Times& least, const Work& work)
+{
+    const Times start = Times::now();
+    benchmark::DoNotOptimize(work());
+    const Times end = Times::now();
+    least.wall = std::min(least.wall, end.wall - start.wall);
+    least.cpu = std::min(least.cpu, end.cpu - start.cpu);
+}
+
+void frameAt5sAgainstTool(benchmark::State& state, const char* size)
+{
+    const QString path = made(size);
+    const QStringList arguments{QStringLiteral("-v"),
+        QStringLiteral("error"),
+        QStringLiteral("-ss"),
+        QStringLiteral("5"),
+        QStringLiteral("-i"),
+        path,
+        QStringLiteral("-frames:v"),
+        QStringLiteral("1"),
+        QStringLiteral("-f"),
+        QStringLiteral("rawvideo"),
+        QStringLiteral("-pix_fmt"),
+        QStringLiteral("rgb24"),
+        QStringLiteral("-y"),
+        path + QStringLiteral(".rgb")};
+    Times tool{1e9, 1e9};
+    Times ours{1e9, 1e9};
+    for (auto iteration : state) {
+        keepLeast(tool, [&] { return QProcess::execute(QStringLiteral("ffmpeg"), arguments); });
+        keepLeast(ours, [&path] { return RKFfmpegBridge(path).decodeFrame(kFrameAt5s); });
+    }
+    state.counters["reference_ms"] = tool.wall * 1e3;
+    state.counters["ours_ms"] = ours.wall * 1e3;
+    state.counters["ratio"] = tool.wall / ours.wall;
+    state.counters["cpu_ratio"] = tool.cpu / ours.cpu;
+}
+
+int seeks = 0;
+
+void countSeeks(QtMsgType, const QMessageLogContext&, const QString& message)
+{
+    seeks += message.startsWith(QLatin1String("seek to"));
+}
+
+/// The first one is reached before the measurement, so that no seek is left.
+void framesInOrder(benchmark::State& state)
+{
+    BarePlayer bare(made("1920x1080"));
+    RKFfmpegBridge bridge(made("1920x1080"));
+    const auto previousHandler = qInstallMessageHandler(countSeeks);
+    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false\nrk.ffmpeg.debug=true"));
+    int mostSeeks = 0;
+    compare(
+        state,
+        [&bare] {
+            int sum = bare.seekAndDecode(0);
+            for (int n = 1; n <= kAsked; ++n)
+                sum += bare.decodeTo(n);
+            return sum;
+        },
+        [&bridge, &mostSeeks] {
+            QImage image = bridge.decodeFrame(0);
+            seeks = 0;
+            for (int n = 1; n <= kAsked; ++n)
+                image = bridge.decodeFrame(n);
+            mostSeeks = std::max(mostSeeks, seeks);
+            return image;
+        });
+    qInstallMessageHandler(previousHandler);
+    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    state.counters["seeks"] = mostSeeks;
+}
+
+void framesAtRandom(benchmark::State& state)
+{
+    QRandomGenerator random(5);
+    std::vector<int> frames(kAsked);
+    for (int& frame : frames)
+        frame = random.bounded(kFrames);
+    BarePlayer bare(made("1920x1080"));
+    RKFfmpegBridge bridge(made("1920x1080"));
+    compare(
+        state,
+        [&] {
+            int sum = 0;
+            for (const int n : frames)
+                sum += bare.seekAndDecode(n);
+            return sum;
+        },
+        [&] {
+            QImage image;
+            for (const int n : frames)
+                image = bridge.decodeFrame(n);
+            return image;
+        });
+}
+
+} // namespace
+
+BENCHMARK_CAPTURE(frameAt5s, 1080p, "1920x1080")->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK_CAPTURE(frameAt5s, 4K, "3840x2160")->Unit(benchmark::kMillisecond)->Iterations(2);
+BENCHMARK_CAPTURE(frameAt5sAgainstTool, 1080p, "1920x1080")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
+BENCHMARK_CAPTURE(frameAt5sAgainstTool, 4K, "3840x2160")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(2);
+BENCHMARK(framesInOrder)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(framesAtRandom)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+int main(int argc, char** argv)
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

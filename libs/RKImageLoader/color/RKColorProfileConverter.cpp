@@ -1,0 +1,20 @@
+#include "RKImageLoader/color/RKColorProfileConverter.h"
+
+#include "RKImageLoader/color/RKColorProfileConverterImpl_p.h"
+
+RKColorProfileConverter::RKColorProfileConverter()
+    : m_impl(std::make_unique<RKColorProfileConverterImpl>())
+{
+}
+
+RKColorProfileConverter::~RKColorProfileConverter() = default;
+
+QImage RKColorProfileConverter::convert(const QImage& image, const RKMetaData& metaData, bool* ok)
+{
+    return m_impl->convert(image, metaData, ok);
+}
+
+void RKColorProfileConverter::resetCache()
+{
+    m_impl->resetCache();
+}

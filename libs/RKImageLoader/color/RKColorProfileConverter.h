@@ -1,0 +1,38 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include "RKCore/RKSingleton.h"
+
+#include <QImage>
+
+#include <memory>
+
+class RKColorProfileConverterImpl;
+class RKMetaData;
+
+/// Converts pictures from the colour profile in their metadata to sRGB.
+///
+/// The colours of a profile are computed once and remembered, in 64 MiB for each profile seen,
+/// until resetCache(). Thread-safe; conversions take place one after another.
+class RKIMAGELOADER_EXPORT RKColorProfileConverter : public RKSingleton<RKColorProfileConverter>
+{
+public:
+    RKColorProfileConverter();
+    ~RKColorProfileConverter() override;
+
+    /// The picture in sRGB, with the same alpha, texts and resolution and without a colour space.
+    /// RGB32, ARGB32 and premultiplied pictures keep their format, others become ARGB32 or RGB32.
+    ///
+    /// Where there is neither a profile nor the marker of Adobe RGB (1998), or the profile is
+    /// damaged or for another kind of picture, grey among them, the picture comes back as it is and
+    /// `ok` (may be null) is false. A profile of inks is applied to RGB as what a plain separation
+    /// of it gives. A profile comes before the marker.
+    QImage convert(const QImage& image, const RKMetaData& metaData, bool* ok = nullptr);
+
+    /// Frees the remembered colours of all profiles.
+    void resetCache();
+
+private:
+    const std::unique_ptr<RKColorProfileConverterImpl> m_impl;
+};

@@ -1,0 +1,60 @@
+#include "RKImageLoader/color/RKLcms_p.h"
+
+#include <QtEndian>
+
+namespace {
+
+// ICC.1:2022, 7.2 and 7.3: the header, the number of tags, and signature, offset and size of each.
+constexpr qsizetype kHeaderSize = 128;
+constexpr qsizetype kCountSize = 4;
+constexpr qsizetype kEntrySize = 12;
+
+quint32 numberAt(const QByteArray& bytes, qsizetype offset)
+{
+    return qFromBigEndian<quint32>(bytes.constData() + offset);
+}
+
+/// The engine would leave out a tag that lies outside, and convert by what is left.
+bool holdsAllItsTags(const QByteArray& bytes)
+{
+    if (bytes.size() < kHeaderSize + kCountSize)
+        return false;
+    const qsizetype count = numberAt(bytes, kHeaderSize);
+    if (count > (bytes.size() - kHeaderSize - kCountSize) / kEntrySize)
+        return false;
+    for (qsizetype i = 0; i < count; ++i) {
+        const qsizetype entry = kHeaderSize + kCountSize + i * kEntrySize;
+        const qsizetype end
+            = qsizetype(numberAt(bytes, entry + 4)) + qsizetype(numberAt(bytes, entry + 8));
+        if (end > bytes.size())
+            return false;
+    }
+    return true;
+}
+
+bool describesPictures(cmsHPROFILE profile)
+{
+    switch (cmsGetDeviceClass(profile)) {
+    case cmsSigInputClass:
+    case cmsSigDisplayClass:
+    case cmsSigOutputClass:
+    case cmsSigColorSpaceClass: return true;
+    default: return false;
+    }
+}
+
+} // namespace
+
+RKLcms::Context RKLcms::makeContext()
+{
+    return Context(cmsCreateContext(nullptr, nullptr));
+}
+
+RKLcms::Profile RKLcms::openProfile(const Context& context, const QByteArray& bytes)
+{
+    if (!holdsAllItsTags(bytes))
+        return nullptr;
+    Profile profile(
+        cmsOpenProfileFromMemTHR(context.get(), bytes.constData(), cmsUInt32Number(bytes.size())));
+    return profile && describesPictures(profile.get()) ? std::move(profile) : nullptr;
+}

@@ -1,0 +1,121 @@
+#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
+
+#include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
+#include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/decoders/RKPhotoshopReader_p.h"
+#include "RKImageLoader/decoders/RKRawPicture_p.h"
+#include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/media/RKBinaryFile.h"
+
+#include <QDebug>
+#include <QFile>
+
+namespace {
+
+bool isPhotoshop(const QByteArray& format)
+{
+    return RKMediaFormat(format) == MEDIA_FORMAT_PSD;
+}
+
+bool isValid(const QSize& size)
+{
+    return size.width() >= 0 && size.height() >= 0;
+}
+
+} // namespace
+
+RKMediaFormatList RKBitmapDecoderLibRaw::readableImageFileFormats() const
+{
+    static const RKMediaFormatList formats(
+        RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats());
+    return formats;
+}
+
+RKMediaFormatList RKBitmapDecoderLibRaw::writableImageFileFormats() const
+{
+    return {};
+}
+
+QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor&) const
+{
+    if (isPhotoshop(format))
+        return RKPhotoshopReader::read(data, wantedSize);
+
+    RKRawPicture raw(data);
+    if (!raw.isOpen())
+        return {};
+    const QSize upright = raw.uprightSize();
+    if (!isValid(wantedSize))
+        return raw.developed(upright);
+
+    // The wanted size is one of the stored pixels.
+    const QSize box = raw.isTransposed() ? wantedSize.transposed() : wantedSize;
+    const QSize target = calculateRealTargetSize(box, upright);
+    if (!RKImageScaler::isFeasible(target)) {
+        qWarning("Picture refused: the wanted size is too large");
+        return {};
+    }
+    const QImage preview = raw.preview(target);
+    if (!preview.isNull())
+        return preview;
+    const QImage developed = raw.developed(target);
+    if (developed.isNull() || developed.size() == target)
+        return developed;
+    return developed.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+}
+
+bool RKBitmapDecoderLibRaw::save(const QFileInfo&, const RKDrawable&) const
+{
+    return false;
+}
+
+bool RKBitmapDecoderLibRaw::save(QIODevice*, const RKMediaFormat&, const QImage&) const
+{
+    return false;
+}
+
+bool RKBitmapDecoderLibRaw::save(QIODevice*, const RKMediaFormat&, const RKDrawable&) const
+{
+    return false;
+}
+
+QSize RKBitmapDecoderLibRaw::size(QIODevice* device, const QByteArray& format) const
+{
+    const RKDeviceOpener opener(device, QIODevice::ReadOnly);
+    if (!opener.isOpen()) {
+        qWarning().noquote() << "could not open theIODevice" << device->errorString();
+        return {};
+    }
+    return size(device->readAll(), format);
+}
+
+QSize RKBitmapDecoderLibRaw::size(const QByteArray& data, const QByteArray& format) const
+{
+    if (isPhotoshop(format))
+        return RKPhotoshopReader::size(data);
+    const RKRawPicture raw(data);
+    return raw.isOpen() ? raw.storedSize() : QSize();
+}
+
+QSize RKBitmapDecoderLibRaw::size(const QFileInfo& file, const QByteArray& format) const
+{
+    QFile device(file.absoluteFilePath());
+    if (RKBinaryFile::mayBlock(file) || !device.open(QIODevice::ReadOnly)) {
+        qWarning().noquote() << "could not open theIODevice" << device.errorString();
+        return {};
+    }
+    const uchar* const bytes = device.map(0, device.size());
+    if (!bytes)
+        return size(&device, format);
+    return size(
+        QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), qsizetype(device.size())),
+        format);
+}
+
+QString RKBitmapDecoderLibRaw::name() const
+{
+    return QStringLiteral("LibRaw");
+}

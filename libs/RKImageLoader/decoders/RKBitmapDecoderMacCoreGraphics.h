@@ -1,0 +1,60 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/decoders/RKBitmapDecoder.h"
+
+#include <QList>
+
+struct CGImage;
+
+/// Camera raw and Photoshop pictures through the picture services of macOS. Stateless and
+/// thread-safe.
+///
+/// Only the static members exist on other platforms, where another decoder has these formats.
+class RKIMAGELOADER_EXPORT RKBitmapDecoderMacCoreGraphics : public RKBitmapDecoder
+{
+public:
+    using RKBitmapDecoder::save;
+
+    /// The names of the formats that belong to the platform's decoder and that no other may take.
+    static QList<QByteArray> staticReadableImageFileFormats();
+
+    /// A picture so narrow is a raw file's preview, and the file has to be asked in another way.
+    /// False without a file to ask.
+    static bool isOnlyPreview(int width, const RKMediaDescriptor& descriptor);
+    /// The size in which to ask for a file's picture: its own when the wanted one is invalid.
+    static QSize proposedSize(const QSize& wantedSize, const QSize& ownSize);
+    /// The picture fitted into the wanted size with its proportions kept; as it is when that size
+    /// is invalid.
+    static QImage fitted(const QImage& image, const QSize& wantedSize);
+
+    RKMediaFormatList readableImageFileFormats() const override;
+    /// None.
+    RKMediaFormatList writableImageFileFormats() const override;
+
+    /// In sRGB, as ARGB32_Premultiplied.
+    QImage decode(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor) const override;
+    /// A file that the system draws, for instance a PDF document, the same way.
+    QImage decodePDF(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor) const;
+
+    /// False, for nothing is written.
+    bool save(const QFileInfo& file, const RKDrawable& drawable) const override;
+    bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const override;
+    bool save(
+        QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const override;
+
+    QSize size(QIODevice* device, const QByteArray& format) const override;
+    QSize size(const QByteArray& data, const QByteArray& format) const override;
+    QSize size(const QFileInfo& file, const QByteArray& format) const override;
+
+    QString name() const override;
+
+private:
+    static QImage cgImageToQImage(CGImage* cgImage);
+};

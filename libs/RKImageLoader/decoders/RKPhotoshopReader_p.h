@@ -1,0 +1,28 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QSize>
+
+/// Reads the merged picture of Photoshop files, of every mode and depth, in sRGB. Stateless and
+/// thread-safe.
+///
+/// Layers are not drawn. A file that was saved without the merged picture, or with a blank one in
+/// its place, gives its thumbnail, with a warning. A smaller picture is made while the file is read
+/// and takes no more memory than a few rows of the large one.
+class RKIMAGELOADER_TEST_EXPORT RKPhotoshopReader
+{
+public:
+    RKPhotoshopReader() = delete;
+
+    /// The size of the document; invalid when the header can't be read. The first 26 bytes of a
+    /// file are enough.
+    static QSize size(const QByteArray& data);
+
+    /// In RGB32 or, where the picture has an opacity, in ARGB32, fitted into the wanted size with
+    /// its proportions kept; an invalid size means full size, and of a thumbnail its own. Null when
+    /// the data are damaged or cut off.
+    static QImage read(const QByteArray& data, const QSize& wantedSize);
+};

@@ -1,0 +1,284 @@
+#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
+#include "RKImageLoader/decoders/RKRawPicture_p.h"
+#include "RKImageLoader/drawables/RKImageRotator.h"
+#include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
+
+#include <QBuffer>
+#include <QImageReader>
+
+#include <libraw/libraw.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <exception>
+#include <numbers>
+#include <optional>
+
+namespace {
+
+constexpr double kAspectTolerance = 0.02;
+
+// No raw compression gets below a bit for a block of 8x8 pixels (lossy DNG is made of JPEG; ITU-T
+// T.81). A header that promises more would have the memory taken before its data are missed.
+constexpr qint64 kPixelsPerByte = 8 * 64;
+
+// Values of output_color and user_qual.
+constexpr int kSrgb = 1;
+constexpr int kAdobeRgb = 2;
+constexpr int kBilinear = 0;
+constexpr int kAhd = 3;
+
+// The turns that LibRaw writes as bits (1 mirrors left and right, 2 top and bottom, 4 transposes
+// after that), as orientations of Exif 2.32, 4.6.4, tag 0x0112.
+constexpr std::array kOrientations{1, 2, 4, 3, 5, 8, 6, 7};
+constexpr int kTransposed = 4;
+
+struct ProcessedDeleter
+{
+    void operator()(libraw_processed_image_t* image) const
+    {
+        LibRaw::dcraw_clear_mem(image);
+    }
+};
+
+// LibRaw reports failures as numbers, but what it is built on may throw.
+template <typename Step>
+bool succeeds(const Step& step)
+{
+    try {
+        return step() == LIBRAW_SUCCESS;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+bool isAtLeast(const QSize& size, const QSize& other)
+{
+    return size.width() >= other.width() && size.height() >= other.height();
+}
+
+bool hasAspectOf(const QSize& size, const QSize& other)
+{
+    const double ratio
+        = double(size.width()) * other.height() / (double(size.height()) * other.width());
+    return std::abs(ratio - 1) <= kAspectTolerance;
+}
+
+int flip(const LibRaw& raw)
+{
+    // Some makers' files are noted in degrees.
+    switch (raw.imgdata.sizes.flip) {
+    case 90: return 6;
+    case 180: return 3;
+    case 270: return 5;
+    default: return raw.imgdata.sizes.flip & 7;
+    }
+}
+
+// How a preview of the size has to be turned upright; absent when it shows another part of the
+// scene than the picture, for instance with black bars.
+std::optional<RKImageOrientation> orientationOfPreview(
+    const QSize& preview, const QSize& stored, int flip)
+{
+    if (hasAspectOf(preview, stored))
+        return RKImageOrientation(kOrientations[size_t(flip)]);
+    // Some cameras turn their previews.
+    if ((flip & kTransposed) && hasAspectOf(preview, stored.transposed()))
+        return RKImageOrientation(kOrientations[0]);
+    return {};
+}
+
+/// A preview that may be read.
+class Preview
+{
+public:
+    explicit Preview(const libraw_thumbnail_t& thumbnail)
+    {
+        if (!thumbnail.thumb)
+            return;
+        const QByteArray bytes
+            = QByteArray::fromRawData(thumbnail.thumb, qsizetype(thumbnail.tlength));
+        if (thumbnail.tformat == LIBRAW_THUMBNAIL_JPEG)
+            openJpeg(bytes);
+        else if (thumbnail.tformat == LIBRAW_THUMBNAIL_BITMAP)
+            openBitmap(bytes, {thumbnail.twidth, thumbnail.theight});
+    }
+
+    /// Empty when there is no preview.
+    QSize size() const
+    {
+        return m_size;
+    }
+
+    QImage read(const QSize& scaled)
+    {
+        if (!m_bitmap.isNull())
+            return m_bitmap.scaled(scaled, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        m_reader.setScaledSize(scaled);
+        return m_reader.read();
+    }
+
+private:
+    void openJpeg(const QByteArray& bytes)
+    {
+        m_buffer.setData(bytes);
+        m_buffer.open(QIODevice::ReadOnly);
+        m_reader.setDevice(&m_buffer);
+        m_reader.setFormat("jpg");
+        // Some previews have an orientation of their own, which is right or not.
+        m_reader.setAutoTransform(false);
+        const QSize size = m_reader.size();
+        if (!size.isEmpty() && RKPictureHeaderCheck::canHold(bytes, size))
+            m_size = size;
+    }
+
+    void openBitmap(const QByteArray& bytes, const QSize& size)
+    {
+        constexpr qint64 kBytesPerPixel = 3;
+        const qint64 bytesPerLine = kBytesPerPixel * size.width();
+        if (size.isEmpty() || bytesPerLine * size.height() > bytes.size())
+            return;
+        const QImage rows(reinterpret_cast<const uchar*>(bytes.constData()),
+            size.width(),
+            size.height(),
+            bytesPerLine,
+            QImage::Format_RGB888);
+        m_bitmap = rows.convertToFormat(QImage::Format_RGB32);
+        m_size = m_bitmap.size();
+    }
+
+    QBuffer m_buffer;
+    QImageReader m_reader;
+    QImage m_bitmap;
+    QSize m_size;
+};
+
+// The file of a scanner holds a finished picture with 8 bits (Nikon Coolscan IV). LibRaw widens its
+// samples to 16 bits, but not its white, so that nearly all would be white; and it would brighten
+// the picture and give it a tone curve once more.
+void keepFinishedPicture(LibRaw& raw)
+{
+    constexpr unsigned kWhite = 255;
+    constexpr int kWideWhite = 65535;
+    const libraw_colordata_t& color = raw.imgdata.color;
+    if (color.maximum != kWhite || color.curve[kWhite] != kWideWhite)
+        return;
+    libraw_output_params_t& params = raw.imgdata.params;
+    params.user_sat = kWideWhite;
+    params.no_auto_bright = 1;
+    params.gamm[0] = 1;
+    params.gamm[1] = 1;
+}
+
+// The pixels copied, and so independent of LibRaw.
+QImage toImage(const libraw_processed_image_t& processed)
+{
+    const bool isGray = processed.colors == 1;
+    const QImage rows(processed.data,
+        processed.width,
+        processed.height,
+        qsizetype(processed.width) * processed.colors,
+        isGray ? QImage::Format_Grayscale8 : QImage::Format_RGB888);
+    return rows.convertToFormat(QImage::Format_RGB32);
+}
+
+} // namespace
+
+RKRawPicture::RKRawPicture(const QByteArray& data)
+    : m_bytes(data.size())
+    , m_raw(std::make_unique<LibRaw>(
+          LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK))
+{
+    // LibRaw doesn't write to the buffer.
+    m_isOpen = succeeds([&] {
+        return m_raw->open_buffer(const_cast<char*>(data.constData()), size_t(data.size()));
+    });
+    m_isOpen = m_isOpen && !storedSize().isEmpty();
+}
+
+RKRawPicture::~RKRawPicture() = default;
+
+bool RKRawPicture::isOpen() const
+{
+    return m_isOpen;
+}
+
+QSize RKRawPicture::storedSize() const
+{
+    // What adjust_sizes_info_only() says too; but after it, nothing can be developed.
+    const libraw_image_sizes_t& sizes = m_raw->imgdata.sizes;
+    const int diagonal = m_raw->is_fuji_rotated();
+    if (diagonal > 0) {
+        // The rows of these sensors run diagonally through a picture that stands on its corner.
+        constexpr double kRoot = std::numbers::sqrt2;
+        return {int(diagonal * kRoot), int((sizes.height - diagonal) * kRoot)};
+    }
+    const double aspect = sizes.pixel_aspect;
+    const int width = aspect > 1.005 ? int(sizes.width * aspect + 0.5) : sizes.width;
+    const bool isTall = aspect > 0 && aspect < 0.995;
+    return {width, isTall ? int(sizes.height / aspect + 0.5) : sizes.height};
+}
+
+bool RKRawPicture::isTransposed() const
+{
+    return flip(*m_raw) & kTransposed;
+}
+
+QSize RKRawPicture::uprightSize() const
+{
+    return isTransposed() ? storedSize().transposed() : storedSize();
+}
+
+QImage RKRawPicture::preview(const QSize& upright)
+{
+    if (!succeeds([&] { return m_raw->unpack_thumb(); }))
+        return {};
+    Preview preview(m_raw->imgdata.thumbnail);
+    if (preview.size().isEmpty())
+        return {};
+    const auto orientation = orientationOfPreview(preview.size(), storedSize(), flip(*m_raw));
+    if (!orientation)
+        return {};
+    const QSize scaled = isTransposingOrientation(*orientation) ? upright.transposed() : upright;
+    if (!isAtLeast(preview.size(), scaled))
+        return {};
+    return RKImageRotator::rotate(preview.read(scaled), *orientation);
+}
+
+QImage RKRawPicture::developed(const QSize& upright)
+{
+    if (!isPlausible() || !succeeds([&] { return m_raw->unpack(); }))
+        return {};
+    const bool isShrunk = isAtLeast(uprightSize(), upright) && uprightSize() != upright;
+    libraw_output_params_t& params = m_raw->imgdata.params;
+    const int colors = m_raw->imgdata.color.ExifColorSpace;
+    // "Uncalibrated" is how LibRaw notes the marker "R03" of Adobe RGB pictures.
+    const bool isAdobeRgb
+        = colors == LIBRAW_COLORSPACE_AdobeRGB || colors == LIBRAW_COLORSPACE_Uncalibrated;
+    params.output_color = isAdobeRgb ? kAdobeRgb : kSrgb;
+    params.output_bps = 8;
+    params.use_camera_wb = 1;
+    params.half_size = isAtLeast(uprightSize() / 2, upright) ? 1 : 0;
+    params.user_qual = isShrunk ? kBilinear : kAhd;
+    keepFinishedPicture(*m_raw);
+
+    std::unique_ptr<libraw_processed_image_t, ProcessedDeleter> processed;
+    const bool isProcessed = succeeds([&] {
+        const int result = m_raw->dcraw_process();
+        if (result == LIBRAW_SUCCESS)
+            processed.reset(m_raw->dcraw_make_mem_image());
+        return result;
+    });
+    const bool isBitmap = isProcessed && processed && processed->type == LIBRAW_IMAGE_BITMAP
+        && processed->bits == 8 && (processed->colors == 1 || processed->colors == 3);
+    return isBitmap ? toImage(*processed) : QImage();
+}
+
+bool RKRawPicture::isPlausible() const
+{
+    const libraw_image_sizes_t& sizes = m_raw->imgdata.sizes;
+    const qint64 pixels
+        = std::max(qint64(sizes.raw_width) * sizes.raw_height, qint64(sizes.width) * sizes.height);
+    return pixels <= RKBitmapDecoderLibRaw::kMaxPixels && pixels <= kPixelsPerByte * m_bytes;
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+#include <QSize>
+
+#include <memory>
+
+class LibRaw;
+
+/// One camera raw file, read by LibRaw. Not thread-safe, but independent of all others.
+class RKRawPicture
+{
+public:
+    /// Opens the file's bytes, which must outlive the object.
+    explicit RKRawPicture(const QByteArray& data);
+    ~RKRawPicture();
+
+    RKRawPicture(const RKRawPicture&) = delete;
+    RKRawPicture& operator=(const RKRawPicture&) = delete;
+
+    bool isOpen() const;
+
+    /// The size of the developed picture before it is turned.
+    QSize storedSize() const;
+    /// Turning it upright exchanges its sides.
+    bool isTransposed() const;
+    QSize uprightSize() const;
+
+    /// The file's preview, upright, in exactly the size; null when there is none that is at least
+    /// as large and shows the whole picture.
+    QImage preview(const QSize& upright);
+    /// The developed picture, upright. It may be half as large in each direction, or whole, if that
+    /// is enough for the size. Null when the data are damaged. Only one picture can be developed.
+    QImage developed(const QSize& upright);
+
+private:
+    bool isPlausible() const;
+
+    qint64 m_bytes;
+    // On the heap: it has 766 KB, more than the stack of a thread may hold.
+    std::unique_ptr<LibRaw> m_raw;
+    bool m_isOpen = false;
+};

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
+#include "RKImageLoader/video/RKFramesPerSecond.h"
+
+#include "RKCore/RKSingleton.h"
+
+/// Opens and measures videos, frame by frame. Thread-safe.
+///
+/// A descriptor without a frame stands for the default one. Frames come upright; they have no
+/// orientation of their own, no thumbnails and no colour profiles, so that image options change
+/// nothing. Videos are never written.
+class RKIMAGELOADER_EXPORT RKVideoLoader
+    : public RKMediaLoaderAbstract
+    , public RKSingleton<RKVideoLoader>
+{
+public:
+    /// The supported formats, although save() refuses all of them.
+    RKMediaFormatList writableMediaFormats() const override;
+    RKMediaFormatList supportedMediaFormats() const override;
+    bool supportsMediaFormat(const RKMediaFormat& format) const override;
+
+    /// Null where the frame does not exist or can't be decoded; the debug log tells more.
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option) const override;
+    /// The size of the frames as they are given, upright.
+    QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
+    /// The file's creation date. The one recorded inside the video is in the metadata of
+    /// RKVideoDecoderRegistry.
+    QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
+
+    /// All of them return false and do nothing.
+    bool save(
+        QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const override;
+    bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData) const override;
+    bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const override;
+    /// Does nothing. RKVideoDecoderRegistry::freeResource() lets a changed file be read anew.
+    void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
+
+    /// Null when the file can't be opened.
+    RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const;
+    /// The length in milliseconds, as the file claims it; -1 when the file can't be opened.
+    int durationInMS(const RKMediaDescriptor& descriptor) const;
+    /// The frame shown when none is asked for, see RKVideoDecoder::defaultFrameIndex().
+    RKVideoFrameIndex defaultFrameIndex(const RKMediaDescriptor& descriptor) const;
+};

@@ -1,0 +1,208 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/video/RKFramesPerSecond.h"
+
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QImage>
+#include <QSize>
+#include <QString>
+
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+struct AVCodecContext;
+struct AVFormatContext;
+struct AVFrame;
+struct AVPacket;
+struct AVRational;
+struct AVStream;
+
+/// Access to the frames and properties of one video file through FFmpeg.
+///
+/// Frames are addressed by numbers from 0: frame n is the first one whose timestamp, counted from
+/// the start of the video stream, is not below n * timeScale(). With a variable frame rate several
+/// numbers therefore share a frame. Rates of n/1001 count as n/1000, so that at 29.97 frames per
+/// second the numbers from 1001 on give the frame before, those from 2002 on the one before that.
+/// AVI files with B frames carry no display times: they give frame n - 1, and the frame past the
+/// end is the last one.
+///
+/// Frames come upright, at the size of display, in the colours of the file: what it says about its
+/// YCbCr matrix and range is followed (untagged video counts as BT.601), HDR is not tone-mapped,
+/// interlaced video is not deinterlaced. Mirrored display matrices are only rotated.
+///
+/// A file that can't be opened leaves the bridge closed; every query then gives the value named
+/// with it. Failures are one line each in the debug log. Only regular files in the containers of
+/// camcorders, phones and cameras are opened, and never a second file that they refer to.
+///
+/// Keeps the file and the decoder open: 37 MB at 1080p, 160 MB at 4K are usual. What happens to
+/// the file on disk meanwhile is not noticed.
+///
+/// Thread-safe: one bridge decodes one frame at a time, others wait.
+class RKIMAGELOADER_EXPORT RKFfmpegBridge
+{
+public:
+    /// Opens the file. A path inside one of the host's container files is made a plain file first.
+    explicit RKFfmpegBridge(const QString& path);
+    virtual ~RKFfmpegBridge();
+
+    RKFfmpegBridge(const RKFfmpegBridge&) = delete;
+    RKFfmpegBridge& operator=(const RKFfmpegBridge&) = delete;
+
+    /// Whether the file is open afterwards. Gives up after 30 seconds of reading.
+    bool openFile();
+    /// Closes and opens: frames and values are read anew.
+    bool reopenFile();
+    void close();
+    bool isOpenFile() const;
+
+    /// The frame in QImage::Format_RGB888, of videoSize(). Null below 0, past the end, where the
+    /// file is damaged, closed, and for frames that would be wider or higher than 32767 pixels or
+    /// have more than 2^28 of them.
+    ///
+    /// Seeks to the key frame before, unless the frame is the last one given or among the 60 after
+    /// it; the time is that of decoding all frames in between.
+    virtual QImage decodeFrame(long long frameNumber);
+
+    /// Ticks of the stream's time base per frame; 0 if unknown or closed.
+    double timeScale() const;
+    /// Null if unknown or closed. Not adjusted: 30000/1001 is 29.97.
+    RKFramesPerSecond framesPerSecond() const;
+    /// The duration in milliseconds, rounded down; 0 if unknown, -1 if closed.
+    int videoLengthMs() const;
+
+    /// How far frames are turned clockwise to stand upright, in degrees from 0 to 359; 0 if closed.
+    int rotation() const;
+    /// Whether the rotation is a multiple of 90 degrees other than 0. Others are not applied.
+    bool shouldApplyRotation() const;
+
+    /// The size in pixels as coded; (-1, -1) if closed, like the other sizes.
+    QSize sourceVideoSize() const;
+    /// The size of display before the rotation. Where both terms of the sample aspect ratio are at
+    /// least 2, the width is width * display ratio / sample ratio, calculated from the left and
+    /// rounded down; it is the source size otherwise.
+    QSize effectiveVideoSize() const;
+    /// The size of the frames given: the effective one, with its sides swapped by rotations of 90
+    /// and 270 degrees.
+    QSize videoSize() const;
+    /// The shape of a pixel as the decoder tells it, 0/1 if unknown; 0/0 if closed.
+    AVRational sourceAspectRatio() const;
+    /// The shape of the picture; 0/0 if closed.
+    AVRational displayAspectRatio() const;
+
+    /// "creation_time" of the container, as local time; invalid if missing.
+    QDateTime videoTaken() const;
+    /// The model that Apple's devices write, else "Android " and the version; empty if missing.
+    QString cameraModel() const;
+    /// The name of FFmpeg's decoder, such as "h264"; empty if closed.
+    QString usedCodec() const;
+
+    /// Writes all properties to the debug log.
+    void dump() const;
+    /// Writes a message with the file's path to the debug log.
+    void log(const QString& message) const;
+
+    /// The numerator divided by the denominator; 0 for denominator 0.
+    static double toReal(const AVRational& ratio);
+    /// The first date and time in a text such as "2021-07-04T13:45:10.000000Z", as local time; the
+    /// start of the day without a time, invalid without a date.
+    static QDateTime parseDateTime(const QString& text);
+    /// Time bases of broken files with numerators from 1001 and denominator 1 are meant as
+    /// thousandths; all others stay.
+    static AVRational repairedTimeBase(const AVRational& timeBase);
+
+protected:
+    /// Stands for any timestamp: the next frame is the one wanted.
+    static constexpr long long kAnyTimestamp = -1;
+
+    /// Makes the frame the current image: decodes on where that leads to it soon, else seeks.
+    bool seekFrame(long long frameNumber);
+    /// Decodes on to the first frame not before the timestamp. Without one the current image is
+    /// dropped.
+    bool decodeSeekFrame(long long timestamp);
+    /// The current image as it is to be shown; null if there is none.
+    QImage getFrame() const;
+    /// Forgets (or, with true, trusts) what is known about the timestamps last decoded.
+    void setLastFrameOkay(bool isOkay);
+
+    /// Ticks of the stream's time base from its start to a frame.
+    long long ticksSinceStart(long long frameNumber) const;
+    /// The timestamp some ticks after the stream's start; never kAnyTimestamp.
+    long long timestampAt(long long ticks) const;
+
+    // Guards all that follows, in derived classes too; ThreadSanitizer can't see Qt's recursive
+    // one. Held for a whole decode. Nothing else is locked while it is held.
+    mutable std::recursive_mutex m_mutex;
+
+private:
+    struct Deleter
+    {
+        void operator()(AVCodecContext* context) const;
+        void operator()(AVFormatContext* context) const;
+        void operator()(AVFrame* frame) const;
+        void operator()(AVPacket* packet) const;
+    };
+
+    template <typename T>
+    using Handle = std::unique_ptr<T, Deleter>;
+
+    static constexpr long long kNoTimestamp = std::numeric_limits<long long>::min();
+    static constexpr int kUnknownLength = -1;
+    static constexpr int kUnknownRotation = std::numeric_limits<int>::min();
+
+    bool openFormat();
+    bool openCodecContext();
+    bool allocateBuffers();
+    Handle<AVFrame> createAVFrameRGB(int width, int height) const;
+    void repairTimeBase();
+    void release();
+
+    AVStream* videoStream() const;
+    double ticksPerFrame() const;
+    long long startTimestamp() const;
+    QString metaDataText(const char* key) const;
+    int displayMatrixRotation() const;
+
+    bool leadsSoonTo(long long timestamp) const;
+    bool seek(long long earliest, long long timestamp, int flags);
+    bool isBeforeFirstFrame(long long timestamp) const;
+    bool seekFurtherBack(long long timestamp);
+    bool decodePacket(long long timestamp, bool* done, bool* gotImage);
+    void drain(long long timestamp, bool* done, bool* gotImage);
+    bool receiveFrames(
+        std::optional<long long> packetTime, long long timestamp, bool* done, bool* gotImage);
+    long long timeOfPacket() const;
+    long long timeOfDrainedFrame() const;
+    bool decodeCurrentImage();
+
+    const QString m_path;
+    QDeadlineTimer m_openDeadline{QDeadlineTimer::Forever};
+    Handle<AVFormatContext> m_format;
+    Handle<AVCodecContext> m_codec;
+    Handle<AVFrame> m_frame;
+    Handle<AVFrame> m_frameRGB;
+    Handle<AVPacket> m_packet;
+    int m_streamIndex = -1;
+    bool m_isOpen = false;
+
+    // The timestamps of the last two frames decoded; they hold while m_lastFrameOkay does.
+    long long m_lower = kNoTimestamp;
+    long long m_upper = 0;
+    bool m_lastFrameOkay = false;
+    // Of the last packet sent to the decoder since the last seek.
+    long long m_packetTime = kNoTimestamp;
+    // Whether the decoder was told that no packets follow; it takes none until it is flushed.
+    bool m_isDrained = false;
+    QImage m_image;
+
+    mutable int m_videoLengthMs = kUnknownLength;
+    mutable int m_rotation = kUnknownRotation;
+    mutable QSize m_sourceVideoSize;
+    mutable QSize m_effectiveVideoSize;
+    mutable QString m_cameraModel;
+    mutable QDateTime m_videoTaken;
+    mutable RKFramesPerSecond m_framesPerSecond;
+};

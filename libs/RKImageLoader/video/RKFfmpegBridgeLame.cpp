@@ -1,0 +1,57 @@
+#include "RKImageLoader/video/RKFfmpegBridgeLame.h"
+
+#include <QMutexLocker>
+
+#include <cstdlib>
+
+namespace {
+
+constexpr int kLongestWayOn = 10;
+constexpr int kKeptDistance = 10;
+constexpr int kKeptFrames = 21;
+
+} // namespace
+
+QImage RKFfmpegBridgeLame::decodeFrame(long long frameNumber)
+{
+    const QMutexLocker locker(&m_mutex);
+    if (frameNumber < 0)
+        return {};
+    const QImage cached = readFromCache(frameNumber);
+    if (!cached.isNull())
+        return cached;
+    // The frames passed on a short way are probably the next ones asked for.
+    if (m_lastFrame < frameNumber - 1 && frameNumber - kLongestWayOn < m_lastFrame) {
+        for (long long passed = m_lastFrame + 1; passed < frameNumber; ++passed)
+            justDecodeThisFrame(passed);
+    }
+    return justDecodeThisFrame(frameNumber);
+}
+
+QImage RKFfmpegBridgeLame::readFromCache(long long frameNumber) const
+{
+    return m_cache.value(frameNumber);
+}
+
+QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
+{
+    setLastFrameOkay(false);
+    if (m_lastFrame > frameNumber)
+        reopenFile();
+    m_lastFrame = frameNumber;
+    // Kept: the ticks are cut to 32 bits, 6.6 hours at 90 kHz.
+    const int ticks = static_cast<int>(ticksSinceStart(frameNumber));
+    const QImage image = decodeSeekFrame(timestampAt(ticks)) ? getFrame() : QImage();
+    recordInCache(frameNumber, image);
+    return image;
+}
+
+void RKFfmpegBridgeLame::recordInCache(long long frameNumber, const QImage& image)
+{
+    if (m_cache.size() >= kKeptFrames) {
+        m_cache.removeIf([frameNumber](const auto& entry) {
+            return std::llabs(entry.key() - frameNumber) > kKeptDistance;
+        });
+    }
+    m_cache.insert(frameNumber, image);
+}

@@ -1,0 +1,24 @@
+#include "RKImageLoader/video/RKVideoDecoder.h"
+
+#include <algorithm>
+
+RKVideoDecoder::~RKVideoDecoder() = default;
+
+RKDrawable RKVideoDecoder::decodeDrawable(
+    const RKMediaDescriptor& descriptor, const QSize& wanted) const
+{
+    return RKDrawable(decode(descriptor, wanted));
+}
+
+int RKVideoDecoder::rotation(const RKMediaDescriptor&) const
+{
+    return 0;
+}
+
+RKVideoFrameIndex RKVideoDecoder::defaultFrameIndex(const RKMediaDescriptor& descriptor) const
+{
+    constexpr double kLatestSecond = 5.0;
+    const double seconds = durationInMS(descriptor) / 1000.0;
+    const auto ms = static_cast<long long>(std::min(seconds * 0.5, kLatestSecond) * 1000.0);
+    return framesPerSecond(descriptor).ms2frameIndex(ms);
+}

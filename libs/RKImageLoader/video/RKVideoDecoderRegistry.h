@@ -1,0 +1,53 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/video/RKVideoDecoder.h"
+
+#include "RKCore/RKSingleton.h"
+
+#include <map>
+#include <memory>
+#include <vector>
+
+class QFileInfo;
+
+/// Knows which decoder reads which video format and hands requests to it. Thread-safe.
+///
+/// For a format without a decoder the answers are empty values; what they mean otherwise stands at
+/// RKVideoDecoder.
+class RKIMAGELOADER_EXPORT RKVideoDecoderRegistry : public RKSingleton<RKVideoDecoderRegistry>
+{
+public:
+    RKVideoDecoderRegistry();
+    ~RKVideoDecoderRegistry() override;
+
+    /// Every format once, in the order of the decoders.
+    RKMediaFormatList supportedMediaFormats() const;
+    /// The file's name has an extension of a supported format, in lower or upper case.
+    bool hasSupportedFileFormat(const QFileInfo& file) const;
+    /// Null when there is none. It lives as long as the registry.
+    RKVideoDecoder* decoder(const RKMediaFormat& format) const;
+
+    RKDrawable decodeDrawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
+    QSize size(const RKMediaDescriptor& descriptor) const;
+    RKMetaData metaData(const RKMediaDescriptor& descriptor) const;
+    RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const;
+    /// 0 for a format without a decoder.
+    int durationInMS(const RKMediaDescriptor& descriptor) const;
+    QString usedCodec(const RKMediaDescriptor& descriptor) const;
+    int rotation(const RKMediaDescriptor& descriptor) const;
+    /// Frame 0 for a format without a decoder.
+    RKVideoFrameIndex defaultFrameIndex(const RKMediaDescriptor& descriptor) const;
+
+    void freeResources() const;
+    void freeResource(const RKMediaDescriptor& descriptor) const;
+
+private:
+    void init();
+    const RKVideoDecoder* decoderOf(const RKMediaDescriptor& descriptor) const;
+
+    // Nothing of it changes after construction, so there is no lock.
+    std::vector<std::unique_ptr<RKVideoDecoder>> m_ownedDecoders;
+    std::map<RKMediaFormat, RKVideoDecoder*> m_decoders;
+    RKMediaFormatList m_formats;
+};

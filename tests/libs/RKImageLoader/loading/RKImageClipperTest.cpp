@@ -1,0 +1,200 @@
+#include "RKImageLoader/loading/RKImageClipper.h"
+
+#include "RKImageLoader/drawables/RKDrawable.h"
+#include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "RKImageLoader/media/RKMediaDescriptor.h"
+#include "support/RKTestPictures.h"
+
+#include <QPainter>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <limits>
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double kHuge = std::numeric_limits<double>::max();
+
+QRgb colorOfTile(int column, int row)
+{
+    return qRgb(20 + 7 * column, 20 + 11 * row, (column * 37 + row * 59) % 256);
+}
+
+// 30 x 20 tiles of 10 x 10 pixels, each of a colour of its own.
+QImage tiles()
+{
+    QImage image(30, 20, QImage::Format_RGB32);
+    for (int i = 0; i < 600; ++i)
+        image.setPixel(i % 30, i / 30, colorOfTile(i % 30, i / 30));
+    return image.scaled(300, 200);
+}
+
+RKDrawable tilesAsVector()
+{
+    return RKDrawable(RKDrawable(tiles()).svg());
+}
+
+} // namespace
+
+class RKImageClipperTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        const QString config = m_folder.filePath(QStringLiteral("config.xml"));
+        RKTestPictures::write(config, "<c><scaling productionMaxScalePercent='50'/></c>");
+        RKImageLoaderConfig::setConfigFile(QFileInfo(config));
+    }
+
+    void init()
+    {
+        // Decoders warn of missing files in words of their own.
+        if (QTest::currentTestFunction() != QByteArray("unknownSizesAreDiagnosed"))
+            QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    }
+
+    void resultSizes()
+    {
+        struct
+        {
+            QSizeF production;
+            int dpi;
+            QSizeF source;
+            bool isBitmap;
+            bool allowUpscaling;
+            QSizeF expected;
+        } const cases[]{{{1500, 1000}, 300, {3000, 2000}, true, false, {1771.654, 1181.102}},
+            {{5000, 4000}, 300, {3000, 2000}, true, false, {3000, 2000}},
+            {{2600, 900}, 300, {3000, 2000}, true, false, {3000, 2000}},
+            {{5000, 4000}, 300, {3000, 2000}, true, true, {5905.512, 4724.409}},
+            {{5000, 4000}, 300, {3000, 2000}, false, false, {5905.512, 4724.409}},
+            // The detail of 100 mm for smaller prints of large pictures.
+            {{300, 200}, 300, {3000, 2000}, true, false, {1771.654, 1181.102}},
+            {{200, 300}, 300, {3000, 2000}, true, false, {1181.102, 1771.654}},
+            {{300, 200}, 300, {4000, 400}, true, false, {354.331, 236.220}},
+            // The configured share of the height.
+            {{1500, 400}, 300, {3000, 1000}, true, false, {1500, 500}},
+            {{60000, 30000}, 254, {3000, 2000}, false, false, {32767, 16383.5}},
+            // Requests without sense.
+            {{1500, 1000}, 0, {3000, 2000}, true, false, {3000, 2000}},
+            {{1500, 1000}, -300, {3000, 2000}, true, false, {3000, 2000}},
+            {{0, 500}, 300, {3000, 2000}, true, true, {3000, 2000}},
+            {{kNoNumber, 5000}, 300, {3000, 2000}, false, false, {3000, 2000}},
+            {{kInfinity, 5000}, 300, {3000, 2000}, false, false, {3000, 2000}},
+            {{kHuge / 2, kHuge / 2}, 300, {3000, 2000}, false, false, {32767, 32767}}};
+
+        for (const auto& item : cases) {
+            const QSizeF size = RKImageClipper().calcResultImageSize(
+                item.production, item.dpi, item.source, item.isBitmap, item.allowUpscaling);
+            QVERIFY2(qAbs(size.width() - item.expected.width()) < 0.001
+                    && qAbs(size.height() - item.expected.height()) < 0.001,
+                QTest::toString(item.expected));
+        }
+        QCOMPARE(RKImageClipper().ratioWidthByHeight({0, 4}), 0.0);
+        QCOMPARE(RKImageClipper().ratioWidthByHeight({4, 0}), 1.0);
+        QCOMPARE(RKImageClipper().ratioWidthByHeight({-4, 2}), 1.0);
+    }
+
+    void safeSizesAreAtLeastOnePixel()
+    {
+        const RKImageClipper clipper;
+        QCOMPARE(clipper.safeValidSize({2.5, 1.4}), QSize(3, 1));
+        QCOMPARE(clipper.safeValidSize({1e300, -3}), QSize(std::numeric_limits<int>::max(), 1));
+        expectDiagnosis("FIXED:(nanx-7.5) TO:(1x1)");
+        QCOMPARE(clipper.safeValidSize({kNoNumber, -7.5}), QSize(1, 1));
+    }
+
+    void theClippedRegionIsTheRightOne()
+    {
+        for (const RKDrawable& drawable :
+            {RKDrawable(tiles()), tilesAsVector(), tilesAsVector().scaled({900, 600})})
+        {
+            const double tile = drawable.widthF() / 30;
+            const QImage clip = RKImageClipper().clipForProduction(drawable,
+                drawable.sizeF(),
+                {7 * tile, 3 * tile, 12 * tile, 8 * tile},
+                {2400, 1600},
+                25,
+                true);
+            QCOMPARE(clip.size(), QSize(236, 157));
+            QCOMPARE(clip.hasAlphaChannel(), drawable.isVector());
+            for (int i = 0; i < 96; ++i) {
+                const QPoint middle((i % 12 * 2 + 1) * 236 / 24, (i / 12 * 2 + 1) * 157 / 16);
+                QCOMPARE(clip.pixel(middle), colorOfTile(7 + i % 12, 3 + i / 12));
+            }
+        }
+    }
+
+    void rectanglesOutsideCountAsOnePixel()
+    {
+        for (const QRectF& rect : {QRectF(400, 0, 50, 50),
+                 QRectF(kNoNumber, 0, 50, 50),
+                 QRectF(0, 0, kNoNumber, 50),
+                 QRectF(-kInfinity, 0, kInfinity, 50)})
+        {
+            const auto clip = [&](const RKDrawable& drawable, bool allowUpscaling) {
+                expectDiagnosis("FIXED:(0x0) TO:(1x1)");
+                expectDiagnosis(drawable.isBitmap()
+                        ? "DRAWABLE GAVE:(0x0) ISBITMAP:1 ISNULL:0 ISVECTOR:0"
+                        : "DRAWABLE GAVE:(0x0) ISBITMAP:0 ISNULL:0 ISVECTOR:1");
+                return RKImageClipper().clipForProduction(
+                    drawable, {300, 200}, rect, {1270, 2540}, 10, allowUpscaling);
+            };
+            QCOMPARE(clip(tiles(), false).size(), QSize(1, 1));
+            QCOMPARE(clip(tiles(), true).size(), QSize(50, 100));
+            QCOMPARE(clip(tilesAsVector(), false).size(), QSize(50, 100));
+        }
+        // What reaches beyond an edge is cut off.
+        for (const QRectF& rect : {QRectF(250, 150, kInfinity, kHuge), QRectF(300, 200, -50, -50)})
+            QCOMPARE(RKImageClipper().clipForProduction(
+                         tiles(), {300, 200}, rect, {9000, 9000}, 254, false),
+                tiles().copy(250, 150, 50, 50));
+    }
+
+    void whatCanNotBeDrawnIsNull()
+    {
+        const auto clip = [](const RKDrawable& drawable) {
+            return RKImageClipper().clipForProduction(
+                drawable, {300, 200}, {0, 0, 300, 200}, {1e9, 1100}, 254, true);
+        };
+        QVERIFY(clip(RKDrawable()).isNull());
+        // Less than half a pixel high after the reduction to the longest side.
+        QVERIFY(clip(tiles()).isNull());
+        // No part that a picture could have.
+        for (const double far : {kHuge, kNoNumber, 20000.0}) {
+            QImage target(9, 9, QImage::Format_RGB32);
+            QPainter painter(&target);
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("out of memory")));
+            QVERIFY(!RKDrawable(tiles()).draw(
+                &painter, target.rect(), {0, 0, far, 100 * far}, SCALING_FAST));
+        }
+    }
+
+    void unknownSizesAreDiagnosed()
+    {
+        const RKMediaDescriptor missing(QDir(m_folder.path()), QStringLiteral("missing %1.png"));
+        expectDiagnosis("GAVE:(-1x-1) PATH:" + missing.absoluteFilePath().toUtf8());
+        QVERIFY(
+            RKImageClipper().clipForProduction(missing, {0, 0, 1, 1}, {9, 9}, 9, true).isNull());
+    }
+
+private:
+    // In both logs.
+    static void expectDiagnosis(const QByteArray& text)
+    {
+        const QByteArray message = "BUGHUNT 1PIXEL " + text;
+        QTest::ignoreMessage(QtInfoMsg, message.constData());
+        QTest::ignoreMessage(QtDebugMsg, message.constData());
+    }
+
+    QTemporaryDir m_folder;
+};
+
+QTEST_MAIN(RKImageClipperTest)
+
+#include "RKImageClipperTest.moc"

@@ -1,0 +1,68 @@
+#include "RKImageLoader/video/RKFramesPerSecond.h"
+
+#include <QTest>
+
+#include <limits>
+
+using Rate = RKFramesPerSecond;
+
+class RKFramesPerSecondTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void timesAndFramesFollowFromTheRate()
+    {
+        QVERIFY(Rate().isNull() && !Rate().isValid() && Rate(25).isValid());
+        QVERIFY(Rate(25) == Rate(25) && Rate(25) != Rate(25.000001));
+
+        QCOMPARE(Rate(25).ms2frameIndex(5000).frame(), 125);
+        QCOMPARE(Rate(25).ms2frameIndex(59).frame(), 1);
+        QCOMPARE(Rate(25).ms2frameIndex(60).frame(), 2);
+        QCOMPARE(Rate(25).frameIndex2ms(10), 400);
+        QCOMPARE(Rate(30).frameIndex2ms(1), 33);
+        QCOMPARE(Rate(25).moveMs(10, -30).frame(), 9);
+        QCOMPARE(Rate(25).moveMs(0, -20).frame(), 0);
+        QCOMPARE(Rate(25).moveMs(1, -200).frame(), -1);
+
+        QCOMPARE(Rate().ms2frameIndex(5000).frame(), 0);
+        QCOMPARE(Rate().frameIndex2ms(10), 0);
+    }
+
+    void resultsOutOfRangeAreMinusOne()
+    {
+        constexpr double kInfinity = std::numeric_limits<double>::infinity();
+        constexpr int kLast = std::numeric_limits<int>::max();
+        QCOMPARE(Rate(1000).ms2frameIndex(kLast).frame(), kLast);
+        QCOMPARE(Rate(1000).ms2frameIndex(qint64(kLast) + 1).frame(), -1);
+        QCOMPARE(Rate(kInfinity).ms2frameIndex(0).frame(), -1);
+        QCOMPARE(Rate(1e-300).frameIndex2ms(kLast), -1);
+        QCOMPARE(Rate(kInfinity).moveMs(0, 1).frame(), -1);
+    }
+
+    void timeCodesCountWholeFrames_data()
+    {
+        QTest::addColumn<double>("fps");
+        QTest::addColumn<int>("frame");
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("25") << 25.0 << 1510 << QStringLiteral("1:0,10");
+        QTest::newRow("29.97 as 30") << 29.97 << 1510 << QStringLiteral("0:50,10");
+        QTest::newRow("0.9 as 1") << 0.9 << 61 << QStringLiteral("1:1,0");
+        QTest::newRow("null as 1") << 0.0 << 3 << QStringLiteral("0:3,0");
+        QTest::newRow("no number as 1") << qQNaN() << 3 << QStringLiteral("0:3,0");
+        QTest::newRow("no frame") << 25.0 << -1 << QStringLiteral("0:0,-1");
+    }
+
+    void timeCodesCountWholeFrames()
+    {
+        QFETCH(const double, fps);
+        QFETCH(const int, frame);
+        QTEST(Rate(fps).describe(frame), "text");
+    }
+};
+
+QTEST_GUILESS_MAIN(RKFramesPerSecondTest)
+
+#include "RKFramesPerSecondTest.moc"

@@ -1,0 +1,162 @@
+#include "RKImageLoader/video/RKVideoDecoderFfmpeg.h"
+
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "support/RKTestClips.h"
+
+#include <QDir>
+#include <QLoggingCategory>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace RKTestClips;
+
+namespace {
+
+qsizetype openFiles()
+{
+    return QDir(QStringLiteral("/dev/fd")).entryList(QDir::Files | QDir::System).size();
+}
+
+} // namespace
+
+class RKVideoDecoderFfmpegTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        if (!canEncode())
+            QSKIP("the ffmpeg tool is missing");
+        // Every file opened is described there.
+        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+        m_clip = make({.name = "clip.mp4",
+                          .options = "-metadata creation_time=2021-07-04T13:45:10 -movflags "
+                                     "+use_metadata_tags -metadata "
+                                     "com.apple.quicktime.model=iPhone",
+                          .frames = 50},
+            m_folder.path());
+        m_single = make({.name = "single.mkv", .frames = 1}, m_folder.path());
+    }
+
+    void theDefaultFrameIsTheMiddleOrTheFirst()
+    {
+        const RKVideoDecoderFfmpeg decoder;
+        QCOMPARE(decoder.defaultFrameIndex(at(m_clip)).frame(), 25);
+        QCOMPARE(number(decoder.decode(at(m_clip), QSize())), 25);
+        QCOMPARE(number(decoder.decode(at(m_clip, 7), QSize())), 7);
+        QCOMPARE(number(decoder.decode(at(m_clip, 50), QSize())), -1);
+
+        QCOMPARE(decoder.defaultFrameIndex(at(m_single)).frame(), 1);
+        QCOMPARE(number(decoder.decode(at(m_single), QSize())), 0);
+        QCOMPARE(number(decoder.decode(at(m_single, 1), QSize())), -1);
+    }
+
+    void framesAreFittedIntoTheWantedSize()
+    {
+        const RKVideoDecoderFfmpeg decoder;
+        QCOMPARE(decoder.decode(at(m_clip), {88, 200}).size(), QSize(88, 72));
+        QCOMPARE(decoder.decode(at(m_clip), {352, 1000}).size(), QSize(352, 288));
+        QCOMPARE(decoder.decode(at(m_clip), {-1, 20}).size(), kSize);
+        QCOMPARE(number(decoder.decodeDrawable(at(m_clip, 3), {352, 288}).image()), 3);
+    }
+
+    void valuesAreThoseOfTheFile()
+    {
+        const RKVideoDecoderFfmpeg decoder;
+        QCOMPARE(decoder.size(at(m_clip)), kSize);
+        QCOMPARE(decoder.framesPerSecond(at(m_clip)).fps(), 25.0);
+        QCOMPARE(decoder.durationInMS(at(m_clip)), 2000);
+        QCOMPARE(decoder.usedCodec(at(m_clip)), QStringLiteral("h264"));
+
+        const RKMetaData metaData = decoder.metaData(at(m_clip, 12));
+        QCOMPARE(metaData.unrotatedSize(), kSize);
+        QCOMPARE(metaData.pictureTaken(), QDateTime(QDate(2021, 7, 4), QTime(13, 45, 10)));
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), QStringLiteral("iPhone"));
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), QStringLiteral("12"));
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::originalFilename), m_clip);
+
+        const RKMetaData plain = decoder.metaData(at(m_single));
+        QVERIFY(!plain.pictureTaken().isValid());
+        QVERIFY(!plain.allData().contains(QStringLiteral("Exif.Photo.DateTimeOriginal")));
+        QCOMPARE(plain.read(RKMetaDataFieldEnum::exifImageDescription), QStringLiteral("-1"));
+    }
+
+    void filesThatCannotBeOpenedAreTriedAgain()
+    {
+        const RKVideoDecoderFfmpeg decoder;
+        const QString late = m_folder.filePath(QStringLiteral("late.mp4"));
+        QVERIFY(decoder.decode(at(late), QSize()).isNull());
+        QCOMPARE(decoder.size(at(late)), QSize());
+        QVERIFY(decoder.framesPerSecond(at(late)).isNull());
+        QCOMPARE(decoder.durationInMS(at(late)), -1);
+        QCOMPARE(decoder.usedCodec(at(late)), QString());
+        QCOMPARE(decoder.defaultFrameIndex(at(late)).frame(), 0);
+
+        QVERIFY(QFile::copy(m_clip, late));
+        QCOMPARE(number(decoder.decode(at(late, 4), QSize())), 4);
+    }
+
+    void aFreedFileIsReadAnew()
+    {
+        const RKVideoDecoderFfmpeg decoder;
+        const QString file = m_folder.filePath(QStringLiteral("replaced.mkv"));
+        QVERIFY(QFile::copy(m_clip, file));
+        QCOMPARE(decoder.durationInMS(at(file)), 2000);
+        QVERIFY(QFile::remove(file) && QFile::copy(m_single, file));
+        QCOMPARE(number(decoder.decode(at(file, 9), QSize())), 9);
+        decoder.freeResource(at(m_clip));
+        QCOMPARE(decoder.durationInMS(at(file)), 2000);
+        decoder.freeResource(at(file));
+        QCOMPARE(decoder.durationInMS(at(file)), 40);
+    }
+
+    void atMostFiftyFilesStayOpen()
+    {
+        const QTemporaryDir links;
+        const RKVideoDecoderFfmpeg decoder;
+        const qsizetype before = openFiles();
+        for (int i = 1; i <= 200; ++i) {
+            const QString link = links.filePath(QStringLiteral("%1.mkv").arg(i));
+            QVERIFY(QFile::link(m_single, link));
+            QCOMPARE(decoder.size(at(link)), kSize);
+            // The 51st one closes those before it.
+            QCOMPARE(openFiles() - before, (i - 1) % 50 + 1);
+        }
+        decoder.freeResources();
+        QCOMPARE(openFiles(), before);
+    }
+
+    void allSampleVideosShowAPicture()
+    {
+        const QDir samples(QStringLiteral(RK_SAMPLES "/video"));
+        if (!samples.exists())
+            QSKIP("the sample files are missing");
+        const RKVideoDecoderFfmpeg decoder;
+        const QStringList filters = decoder.supportedVideoFileFormats().fileExtensionFilters();
+        const QStringList files = samples.entryList(filters, QDir::Files);
+        QVERIFY(!files.isEmpty());
+        for (const QString& file : files) {
+            const QString path = samples.filePath(file);
+            const bool hasPicture = file != QLatin1String("synth_audio_only.mp4");
+            const QImage picture = decoder.decode(at(path), QSize());
+            QVERIFY2(picture.isNull() != hasPicture, qPrintable(file));
+            QCOMPARE(picture.size(), hasPicture ? decoder.size(at(path)) : QSize(0, 0));
+        }
+    }
+
+private:
+    static RKMediaDescriptor at(const QString& file, const RKVideoFrameIndex& frame = {})
+    {
+        return {QFileInfo(file), frame};
+    }
+
+    QTemporaryDir m_folder;
+    QString m_clip;
+    QString m_single;
+};
+
+QTEST_GUILESS_MAIN(RKVideoDecoderFfmpegTest)
+
+#include "RKVideoDecoderFfmpegTest.moc"

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QSize>
+#include <QtEndian>
+
+/// Writes Photoshop files as simply as the format allows.
+struct RKTestPsd
+{
+    bool isLarge = false;
+    QSize size;
+    int depth = 8;
+    int mode = 3;
+    /// 0 raw, 1 PackBits, 2 zip.
+    int compression = 0;
+    QByteArray palette = {};
+    /// Identifiers and contents.
+    QList<std::pair<int, QByteArray>> resources = {};
+    int layerCount = 0;
+    /// The rows of one channel after the other, most significant byte first.
+    QList<QByteArray> channels = {};
+
+    template <typename Number>
+    static QByteArray number(Number value)
+    {
+        const Number swapped = qToBigEndian(value);
+        return QByteArray(reinterpret_cast<const char*>(&swapped), sizeof(Number));
+    }
+
+    /// Runs of three equal bytes and more as such, all others as they are (TIFF 6.0, section 9).
+    static QByteArray packBits(const QByteArray& row)
+    {
+        const auto runLength = [&row](qsizetype begin) {
+            qsizetype end = begin + 1;
+            while (end < row.size() && end - begin < 128 && row[end] == row[begin])
+                ++end;
+            return end - begin;
+        };
+        QByteArray packed;
+        for (qsizetype i = 0; i < row.size();) {
+            qsizetype length = runLength(i);
+            if (length > 2) {
+                packed += char(1 - length);
+                packed += row[i];
+            } else {
+                while (i + length < row.size() && length < 128 && runLength(i + length) < 3)
+                    ++length;
+                packed += char(length - 1);
+                packed += row.mid(i, length);
+            }
+            i += length;
+        }
+        return packed;
+    }
+
+    QByteArray bytes() const
+    {
+        const auto length = [this](qsizetype count) {
+            return isLarge ? number(quint64(count)) : number(quint32(count));
+        };
+        QByteArray blocks;
+        for (const auto& [id, content] : resources) {
+            blocks += "8BIM" + number(quint16(id)) + QByteArray(2, 0)
+                + number(quint32(content.size())) + content + QByteArray(content.size() % 2, 0);
+        }
+        QByteArray layers;
+        if (layerCount != 0)
+            layers = length(2) + number(qint16(layerCount));
+        return "8BPS" + number(quint16(isLarge ? 2 : 1)) + QByteArray(6, 0)
+            + number(quint16(channels.size())) + number(quint32(size.height()))
+            + number(quint32(size.width())) + number(quint16(depth)) + number(quint16(mode))
+            + number(quint32(palette.size())) + palette + number(quint32(blocks.size())) + blocks
+            + length(layers.size()) + layers + number(quint16(compression)) + pixels();
+    }
+
+private:
+    QByteArray pixels() const
+    {
+        const QByteArray all = channels.join();
+        if (compression == 0)
+            return all;
+        if (compression > 1)
+            return qCompress(all).mid(4);
+        const qsizetype rowSize = all.size() / (size.height() * channels.size());
+        QByteArray counts;
+        QByteArray rows;
+        for (qsizetype i = 0; i < all.size(); i += rowSize) {
+            const QByteArray row = packBits(all.mid(i, rowSize));
+            counts += isLarge ? number(quint32(row.size())) : number(quint16(row.size()));
+            rows += row;
+        }
+        return counts + rows;
+    }
+};

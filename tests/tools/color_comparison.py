@@ -1,0 +1,113 @@
+#!/usr/bin/env python3
+"""Compares the conversion to sRGB with that of ImageMagick, for every picture of a folder.
+
+Usage: color_comparison.py COLOR_PAIR SRGB_PROFILE FOLDER
+
+Both start from the pixels as decoded. Profiles of inks get the separation of the converter, since
+the decoder has given up the real inks. Exits 77 where the folder or ImageMagick is missing.
+"""
+import array
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+SKIPPED = 77
+# 255ths: largest and mean difference allowed. Tables are interpolated in different ways.
+MATRIX, TABLE = (1, 0.05), (9, 0.3)
+# What stays as it is, and why.
+UNCHANGED = {
+    "16-bit-grey-alpha.png": "grey profile",
+    "concert_gray_gamma22.jpg": "grey profile",
+    "exif-empty-icc-profile.jpeg": "no profile",
+    "exif-jfif-app13-app14ycck-3channel.jpg": "no profile",
+    "grayscale-icc.jpg": "grey profile",
+    "Iceland-sRGB.jpg": "no profile",
+    "pil_sample_cmyk.jpg": "no profile",
+    "prophoto_1x1.png": "too small for a picture",
+    "synth_gray_icc_on_rgb.jpg": "grey profile",
+    "synth_truncated_icc.jpg": "cut profile",
+}
+
+
+def has_tables(profile):
+    count = struct.unpack_from(">I", profile, 128)[0]
+    return any(profile[132 + 12 * i:136 + 12 * i] == b"A2B0" for i in range(count))
+
+
+def separated(rgb):
+    """16-bit inks of 8-bit pixels; black becomes black ink alone."""
+    inks = bytearray()
+    known = {}
+    for i in range(0, len(rgb), 3):
+        pixel = rgb[i:i + 3]
+        if pixel not in known:
+            light = max(pixel)
+            inks_of = [round(65535 * (light - v) / light) if light else 0 for v in pixel]
+            known[pixel] = struct.pack("<4H", *inks_of, 65535 - 257 * light)
+        inks += known[pixel]
+    return bytes(inks)
+
+
+def independent(magick, folder, size, stored, profile, srgb):
+    """What ImageMagick makes of the pixels. It gives 16 bits, since it cuts them off to get 8."""
+    is_ink = profile[16:20] == b"CMYK"
+    # Wanted for tables of version 4 only, which have a black of their own.
+    black_point = "-" if profile[8] >= 4 and has_tables(profile) else "+"
+    source = folder / "source.raw"
+    source.write_bytes(separated(stored) if is_ink else stored)
+    command = [magick, "-size", "%dx%d" % size, "-endian", "LSB", "-depth", "16" if is_ink else "8",
+               f"{'cmyk' if is_ink else 'rgb'}:{source}", "-intent", "perceptual",
+               f"{black_point}black-point-compensation", "-define", "profile:highres-transform=true",
+               "-profile", str(folder / "profile.icc"), "-profile", srgb,
+               "-depth", "16", f"rgb:{folder / 'expected.rgb'}"]
+    subprocess.run(command, check=True)
+    values = array.array("H", (folder / "expected.rgb").read_bytes())
+    if sys.byteorder == "big":
+        values.byteswap()
+    return bytes((value + 128) // 257 for value in values)
+
+
+def compare(path, pair, magick, srgb):
+    """The line of the table, and whether it is as it should be."""
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        run = subprocess.run([pair, path, name], stdout=subprocess.PIPE,
+                             stderr=subprocess.DEVNULL, text=True)
+        reason = UNCHANGED.get(path.name)
+        if run.returncode:
+            return f"not decoded: {reason or 'why?'}", reason is not None
+        width, height, is_converted = map(int, run.stdout.split())
+        stored, converted = ((folder / n).read_bytes() for n in ("stored.rgb", "converted.rgb"))
+        if not is_converted:
+            text = f"unchanged: {reason or 'why?'}"
+            return text, reason is not None and stored == converted
+        profile = (folder / "profile.icc").read_bytes()
+        expected = independent(magick, folder, (width, height), stored, profile, srgb)
+        differences = [abs(a - b) for a, b in zip(converted, expected)]
+        largest, mean = max(differences), sum(differences) / len(differences)
+        limits = TABLE if has_tables(profile) else MATRIX
+        good = (reason is None and len(converted) == len(expected) == 3 * width * height
+                and largest <= limits[0] and mean <= limits[1])
+        kind = profile[16:20].decode() + ("table" if has_tables(profile) else "matrix")
+        return f"{kind:<11}{largest:>4}{mean:>9.4f}", good
+
+
+def main(pair, srgb, folder):
+    magick = next(filter(None, map(shutil.which, ("convert-im6.q16", "magick", "convert"))), None)
+    if not magick or not pathlib.Path(folder).is_dir():
+        print("skipped: the samples or ImageMagick are missing")
+        return SKIPPED
+    faults = 0
+    for path in sorted(pathlib.Path(folder).iterdir()):
+        if path.suffix != ".icc":
+            text, good = compare(path, pair, magick, srgb)
+            faults += not good
+            print(f"{path.name:<62}{text}{'' if good else '   <-- FAULT'}", flush=True)
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
