@@ -231,12 +231,17 @@ private Q_SLOTS:
         QVERIFY(m_decoder.decode(broken, "heif", {}, {}).isNull());
         QCOMPARE(spy.count(), 1);
         reporter->reset();
+        // Corrupt files fail when they are measured.
+        QVERIFY(m_decoder.decode("no HEIC", "HEIC", {}, {}).isNull());
+        QCOMPARE(spy.count(), 2);
+        reporter->reset();
 
-        // Neither the guard against shapes nor another format is a failure of HEIC.
+        // No data, the guard against shapes and another format are no failures of HEIC.
+        QVERIFY(m_decoder.decode({}, "heic", {}, {}).isNull());
         QVERIFY(m_decoder.decode(RKTestHeic::file({4, 4}, {}), "heic", {}, {}).isNull());
         QTest::ignoreMessage(QtWarningMsg, kFailed);
         QVERIFY(m_decoder.decode(picture("png").chopped(60), "png", {}, {}).isNull());
-        QCOMPARE(spy.count(), 1);
+        QCOMPARE(spy.count(), 2);
     }
 
     void picturesAreSaved()
