@@ -88,6 +88,9 @@ QMutex* savingMutex(const QString& path)
 QByteArray readImageFile(const QString& path)
 {
     const std::string nativePath = path.toStdString();
+    if (RKBinaryFile::mayBlock(QFileInfo(path)))
+        throw Exiv2::Error(
+            Exiv2::ErrorCode::kerDataSourceOpenFailed, nativePath, "not a regular file");
     if (!RKExiv2Compat::openFile(nativePath))
         throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
     QFile file(path);
@@ -190,6 +193,18 @@ bool isWritable(const Exiv2::Image& image)
 QSize sizeOf(const Exiv2::Image& image)
 {
     return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
+}
+
+/// False where other files may be the reason: two that bind one prefix to different namespaces take
+/// it away from each other while they are read.
+bool hasReadBesideOthers(Exiv2::Image& image)
+{
+    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
+    const bool isRead = RKExiv2Library::valueOr(false, [&] {
+        image.readMetadata();
+        return true;
+    });
+    return isRead && (!image.xmpData().empty() || image.xmpPacket().empty());
 }
 
 /// Throws where the file cannot be written.
@@ -298,7 +313,9 @@ RKExiv2WrapperImpl::~RKExiv2WrapperImpl() = default;
 void RKExiv2WrapperImpl::readMetadata(Exiv2::Image& image)
 {
     const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? &ourTiffMutex : nullptr);
-    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
+    if (hasReadBesideOthers(image))
+        return;
+    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
     image.readMetadata();
 }
 
@@ -311,7 +328,7 @@ void RKExiv2WrapperImpl::readFromExiv2(RKExiv2ImagePtr& image)
     m_size = sizeOf(*image);
     // Bitmaps whose rows are stored from the bottom up have a negative height.
     if (m_size.height() < 0 && m_size.width() >= 1)
-        m_size.setHeight(-m_size.height());
+        m_size.setHeight(-qMax(m_size.height(), -std::numeric_limits<int>::max()));
     m_exifData = RKExiv2ExifData(image);
     m_iptcData = RKExiv2IptcData(image);
     m_xmpData = RKExiv2XmpData(image);
@@ -512,7 +529,8 @@ int RKExiv2WrapperImpl::adobeRating() const
         rating = m_exifData.readInt("Exif.Image.Rating");
     // Kept: a percentage alone is not looked at; a missing rating reads as 0.
     if (rating == -1)
-        rating = (m_exifData.readInt("Exif.Image.RatingPercent") + 1) / 25;
+        rating
+            = static_cast<int>((qint64(m_exifData.readInt("Exif.Image.RatingPercent")) + 1) / 25);
     return toRating(rating);
 }
 
