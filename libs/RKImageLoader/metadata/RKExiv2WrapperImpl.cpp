@@ -717,9 +717,21 @@ bool RKExiv2WrapperImpl::writeIntoImage(
         return false;
 
     try {
+        if (RKExiv2Compat::isSidecar(*image))
+            before.addChangesToXmp(*image);
+        m_xmpData.editPacketOf(*image);
         RKExiv2Library::refreshNamespaces();
         makeSureXmpCanBeEncoded(*image);
+        if (RKExiv2Compat::isSidecar(*image) && image->writeXmpFromPacket()) {
+            if (image->xmpData().empty())
+                throw Exiv2::Error(Exiv2::ErrorCode::kerInvalidXMP);
+            target->content = QByteArray::fromStdString(image->xmpPacket());
+            return true;
+        }
         RKImageFileUpdate update(target->content, before, RKImageFamilies::of(*image));
+        // exiv2 writes no packet as it is into this format, but none.
+        if (RKExiv2Compat::isPhotoshop(*image))
+            image->writeXmpFromPacket(false);
         if (m_iccDataChanged)
             update.setIccProfile(m_iccData.asByteArray());
         if (RKExiv2Compat::isTiffBased(*image)) {

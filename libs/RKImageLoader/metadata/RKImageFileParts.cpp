@@ -55,6 +55,12 @@ public:
         Q_UNUSED(profile)
         return {};
     }
+
+    virtual QByteArray xmpPart(const QByteArray& packet) const
+    {
+        Q_UNUSED(packet)
+        return {};
+    }
 };
 
 namespace {
@@ -388,6 +394,11 @@ public:
         return resource(kIcc, profile);
     }
 
+    QByteArray xmpPart(const QByteArray& packet) const override
+    {
+        return resource(kXmp, packet);
+    }
+
 private:
     static constexpr qsizetype kLengthSize = 4;
     static constexpr quint16 kIptc = 0x0404;
@@ -674,11 +685,20 @@ bool RKImageFileParts::setExifBlock(const QByteArray& block)
     return true;
 }
 
-bool RKImageFileParts::setIccProfile(const QByteArray& profile)
+bool RKImageFileParts::replaceWith(Content content, const QByteArray& part)
 {
-    const QByteArray part = isValid() ? m_format->iccPart(profile) : QByteArray();
     if (part.isEmpty())
         return false;
-    replace(Content::Icc, {part});
+    replace(content, {part});
     return true;
+}
+
+bool RKImageFileParts::setIccProfile(const QByteArray& profile)
+{
+    return isValid() && replaceWith(Content::Icc, m_format->iccPart(profile));
+}
+
+bool RKImageFileParts::setXmpPacket(const QByteArray& packet)
+{
+    return isValid() && replaceWith(Content::Xmp, m_format->xmpPart(packet));
 }

@@ -53,8 +53,12 @@ public:
 
     /// Replaces the colour profile. False for a format that this does not know how to do.
     bool setIccProfile(const QByteArray& profile);
+    /// Replaces the XMP packet; likewise.
+    bool setXmpPacket(const QByteArray& packet);
 
 private:
+    bool replaceWith(Content content, const QByteArray& part);
+
     const Format* m_format = nullptr;
     QList<Part> m_parts;
 };
