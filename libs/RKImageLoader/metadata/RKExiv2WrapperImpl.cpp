@@ -3,6 +3,7 @@
 #include "RKImageLoader/metadata/RKCTime.h"
 #include "RKImageLoader/metadata/RKExiv2Library.h"
 #include "RKImageLoader/metadata/RKExiv2WrapperImpl_p.h"
+#include "RKImageLoader/metadata/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKImageFileUpdate_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/RKXmpRegions.h"
@@ -272,6 +273,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString& path)
     QFile file(path);
     useOrientationOfContainer(&file);
     correctWeirdImageSizes(&file);
+    readPhotoshopProfile(&file);
 }
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray& data)
@@ -293,6 +295,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray& data)
     buffer.setData(data);
     useOrientationOfContainer(&buffer);
     correctWeirdImageSizes(&buffer);
+    readPhotoshopProfile(&buffer);
 }
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
@@ -305,6 +308,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
     m_iccData = other.m_iccData;
     m_size = other.m_size;
     m_isTurnedByContainer = other.m_isTurnedByContainer;
+    m_isPhotoshop = other.m_isPhotoshop;
     m_iccDataChanged = other.m_iccDataChanged;
 }
 
@@ -334,6 +338,7 @@ void RKExiv2WrapperImpl::readFromExiv2(RKExiv2ImagePtr& image)
     m_xmpData = RKExiv2XmpData(image);
     m_iccData = RKExiv2IccData(image, m_exifData);
     m_isTurnedByContainer = RKExiv2Compat::isBmff(*image);
+    m_isPhotoshop = RKExiv2Compat::isPhotoshop(*image);
 }
 
 /// The rotation of an image in boxes is the container's, and the decoder applies it: the size is
@@ -352,6 +357,13 @@ void RKExiv2WrapperImpl::useOrientationOfContainer(QIODevice* file)
     const bool isTransposed
         = reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
     m_size = isTransposed ? reader.size().transposed() : reader.size();
+}
+
+/// exiv2 does not look for it.
+void RKExiv2WrapperImpl::readPhotoshopProfile(QIODevice* file)
+{
+    if (m_isPhotoshop && m_iccData.isEmpty())
+        m_iccData = RKExiv2IccData(RKImageFileParts::photoshopProfile(file));
 }
 
 void RKExiv2WrapperImpl::correctWeirdImageSizes(QIODevice* file)

@@ -7,6 +7,8 @@
 
 #include <memory>
 
+class QIODevice;
+
 /// An image file as the segments, chunks, boxes or resources that it consists of, so that those
 /// with metadata can be exchanged while all others stay as they are, byte for byte.
 ///
@@ -50,6 +52,10 @@ public:
     /// Replaces that structure. False, and nothing changed, where there is none, or the new one is
     /// too large.
     bool setExifBlock(const QByteArray& block);
+
+    /// The colour profile of a Photoshop file, of which only the resources are read; empty without
+    /// one.
+    static QByteArray photoshopProfile(QIODevice* file);
 
     /// Replaces the colour profile. False for a format that this does not know how to do.
     bool setIccProfile(const QByteArray& profile);

@@ -372,8 +372,7 @@ std::string RKXmpPacketEditor::exchanged(
     std::string text;
     size_t at = 0;
     const auto leaveOut = [&](const Range& range) {
-        const size_t last = m_text.find_last_not_of(kBlanks, range.begin - 1);
-        text += m_text.substr(at, last + 1 - at);
+        text += m_text.substr(at, range.begin - at);
         at = range.end;
     };
     for (const Description& description : m_descriptions) {
