@@ -397,7 +397,11 @@ std::string RKXmpPacketEditor::exchanged(
 
     // A packet may keep its size where it ends in blanks (ISO 16684-1, 7.3.2).
     const size_t wrapper = text.rfind("<?xpacket end");
-    if (text.size() > m_text.size() && wrapper != std::string::npos) {
+    if (wrapper == std::string::npos)
+        return text;
+    if (text.size() < m_text.size()) {
+        text.insert(wrapper, m_text.size() - text.size(), ' ');
+    } else {
         const size_t padding = text.find_last_not_of(kBlanks, wrapper - 1) + 1;
         text.erase(padding, std::min(text.size() - m_text.size(), wrapper - padding));
     }

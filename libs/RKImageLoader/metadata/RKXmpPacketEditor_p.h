@@ -31,7 +31,7 @@ public:
     bool isValid() const;
 
     /// The packet in which the named properties are exchanged for those of another packet, where
-    /// that has them. Padding gives way to what is added. Both have to be valid.
+    /// that has them. Padding takes what the length changes by. Both have to be valid.
     std::string exchanged(const std::set<Name>& names, const RKXmpPacketEditor& source) const;
 
     /// exiv2 takes a namespace without its last slash for the one with it.
