@@ -223,6 +223,11 @@ void RKPhotoshopReaderTest::opacityNeedsANegativeNumberOfLayers()
     QCOMPARE(qAlpha(image.pixel(46, 0)), 0);
     QCOMPARE(image.pixel(0, 32), 0xff0000ff);
 
+    for (const bool isLarge : {false, true}) {
+        file.isLarge = isLarge;
+        file.areLayersInBlock = true;
+        QCOMPARE(RKPhotoshopReader::read(file.bytes(), {}), image);
+    }
     file.layerCount = 1;
     QCOMPARE(RKPhotoshopReader::read(file.bytes(), {}).pixel(0, 0), 0xffffcccc);
 }
