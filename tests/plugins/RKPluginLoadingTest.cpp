@@ -107,11 +107,13 @@ void RKPluginLoadingTest::samplesHaveTheirColors()
               .object()
         : QJsonObject();
     const QJsonObject expected = all.value(name).toObject();
-    // The other tool doesn't apply profiles, and takes ink for light.
+    // The other tool takes ink for light and loses columns; and one profile has no red and no blue.
+    static const QStringList wrong{QStringLiteral("jp2/testcard_cmyk.jp2"),
+        QStringLiteral("jp2/00r1_graya_la.jp2"),
+        QStringLiteral("jp2/relax.jp2")};
     const QStringList colors
         = expected.value(QLatin1String("quad")).toString().split(u' ', Qt::SkipEmptyParts);
-    if (colors.size() != 4 || expected.contains(QLatin1String("icc"))
-        || name.contains(QLatin1String("cmyk")))
+    if (colors.size() != 4 || expected.contains(QLatin1String("icc")) || wrong.contains(name))
         return;
 
     const QImage image
