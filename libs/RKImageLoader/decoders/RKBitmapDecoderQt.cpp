@@ -158,7 +158,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const RKMediaDescriptor&) const
 {
     const QSize stored = size(data, format);
-    if (!isValid(stored))
+    if (stored.isEmpty())
         reportFailure(data, format);
     if (!RKDrawable::isAcceptableSize(stored) || !canHold(data, stored))
         return {};
