@@ -26,6 +26,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     RKExiv2XmpData data;
     if (!data.setXmpPacket(packet))
         return 0;
+    RKExiv2XmpData rated = data;
+    rated.setInt("Xmp.xmp.Rating", 3);
+    rated.xmpPacket();
     const auto before = data.allData();
     const QSize imageSize(400, 300);
     RKFacePositions faces(imageSize, QRect(40, 30, 80, 60), faceDetectionEngineHP);

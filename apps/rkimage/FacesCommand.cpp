@@ -55,7 +55,7 @@ std::optional<RKFacePositions> parseFaces(const QByteArray& json)
         return {};
     RKFacePositions faces;
     const QJsonArray values = document.array();
-    for (const QJsonValue& value : values) {
+    for (const auto& value : values) {
         const std::optional<RKFacePosition> face = parseFace(value);
         if (!face)
             return {};

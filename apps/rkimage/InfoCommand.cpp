@@ -115,7 +115,7 @@ QString toText(const QJsonValue& value)
     case QJsonValue::Array: {
         QStringList parts;
         const QJsonArray array = value.toArray();
-        for (const QJsonValue& part : array)
+        for (const auto& part : array)
             parts << toText(part);
         return parts.join(u' ');
     }

@@ -7,6 +7,9 @@
 #include <QImage>
 #include <QString>
 
+#include <cstdlib>
+#include <utility>
+
 /// Pictures and files that several tests need.
 namespace RKTestPictures {
 
@@ -24,6 +27,22 @@ inline QImage quadrants(const QSize& size, QImage::Format format = QImage::Forma
         }
     }
     return image.convertToFormat(format);
+}
+
+/// The quadrants of both pictures have the same colours, as near as a JPEG of the best quality.
+inline bool haveSameQuadrants(const QImage& a, const QImage& b)
+{
+    constexpr int kTolerance = 12;
+    const auto isNear = [](int x, int y) { return std::abs(x - y) < kTolerance; };
+    for (const auto& [x, y] : {std::pair(1, 1), std::pair(7, 1), std::pair(1, 7), std::pair(7, 7)})
+    {
+        const QRgb first = a.pixel(a.width() * x / 8, a.height() * y / 8);
+        const QRgb second = b.pixel(b.width() * x / 8, b.height() * y / 8);
+        if (!isNear(qRed(first), qRed(second)) || !isNear(qGreen(first), qGreen(second))
+            || !isNear(qBlue(first), qBlue(second)))
+            return false;
+    }
+    return true;
 }
 
 inline QByteArray encoded(const QImage& image, const char* format, int quality = -1)

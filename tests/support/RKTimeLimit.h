@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <ctime>
+
 /// Limits of time for tests. They hold for the program as it is released; sanitizers, which slow it
 /// down several times over, get ten times as much.
 namespace RKTimeLimit {
@@ -15,6 +17,13 @@ inline constexpr qint64 kSanitizerFactor = 1;
 constexpr qint64 milliseconds(qint64 released)
 {
     return released * kSanitizerFactor;
+}
+
+/// What this process has worked since an earlier answer, in milliseconds: on a busy machine, less
+/// than the time that has passed.
+inline qint64 worked(qint64 since = 0)
+{
+    return std::clock() / (CLOCKS_PER_SEC / 1000) - since;
 }
 
 } // namespace RKTimeLimit

@@ -115,6 +115,18 @@ QImage readImage(QImageReader& reader, QImage&& target)
     return image;
 }
 
+bool isHeic(const QByteArray& format)
+{
+    return format.toLower().startsWith("hei");
+}
+
+// The host is told of a HEIC picture that the reader could neither measure nor read.
+void reportFailure(const QByteArray& data, const QByteArray& format)
+{
+    if (isHeic(format) && !data.isEmpty())
+        RKImageLoadingReporter::instance()->reportHeicError();
+}
+
 // The bytes of a device, whose position stays.
 QByteArray allBytes(QIODevice* device)
 {
@@ -146,6 +158,8 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const RKMediaDescriptor&) const
 {
     const QSize stored = size(data, format);
+    if (!isValid(stored))
+        reportFailure(data, format);
     if (!RKDrawable::isAcceptableSize(stored) || !canHold(data, stored))
         return {};
     if (isValid(wantedSize)
@@ -155,13 +169,12 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     }
 
     const QByteArray name = format.toLower();
-    const bool isHeic = name.startsWith("hei");
     // Measuring may have read the picture, and few readers read it twice.
     QBuffer buffer;
     buffer.setData(RKMngLoops::removed(data));
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, format);
-    if (isHeic)
+    if (isHeic(format))
         reader.setAutoTransform(true);
     // The size of a TIFF picture may be that of another directory of the file.
     const bool isScaled
@@ -172,8 +185,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QImage image = RKImageAttributes::withoutMetaDataTexts(
         readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage()));
     if (image.isNull()) {
-        if (isHeic)
-            RKImageLoadingReporter::instance()->reportHeicError();
+        reportFailure(data, format);
         return {};
     }
     const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();

@@ -19,8 +19,8 @@ public:
 
     /// Where the format allows, the picture is made smaller while it is decoded. HEIC pictures come
     /// upright, all others as they are stored. A picture with a side below 8 pixels or one 64 times
-    /// as long as the other is refused in silence. An HEIC picture that can't be decoded is
-    /// reported to RKImageLoadingReporter.
+    /// as long as the other is refused in silence. A HEIC picture that can't be measured or decoded
+    /// is reported to RKImageLoadingReporter.
     QImage decode(const QByteArray& data,
         const QByteArray& format,
         const QSize& wantedSize,

@@ -16,6 +16,8 @@ template <typename Derived>
 class RKIMAGELOADER_EXPORT RKIdentifier
 {
 public:
+    virtual ~RKIdentifier() = default;
+
     int id() const
     {
         return m_id;
@@ -86,7 +88,6 @@ protected:
     RKIdentifier(RKIdentifier&&) noexcept = default;
     RKIdentifier& operator=(const RKIdentifier&) = default;
     RKIdentifier& operator=(RKIdentifier&&) noexcept = default;
-    virtual ~RKIdentifier() = default;
 
 private:
     int m_id = -1;

@@ -151,6 +151,8 @@ bool RKImageLoader::shouldIUseTheExifThumbnail(
 RKDrawable RKImageLoader::decodeBigDrawable(
     const RKMediaDescriptor& descriptor, const QSize& wanted) const
 {
+    // The file may be replaced while its old bytes are decoded.
+    const quint64 changesBefore = metaDataCache()->changeCount();
     const QByteArray data = readBinaryFile(descriptor.fileInfo());
     const RKDrawable decoded
         = tryAllDecoders(data, descriptor.fileFormatAsByteArray(), wanted, descriptor);
@@ -159,7 +161,7 @@ RKDrawable RKImageLoader::decodeBigDrawable(
     // Also of pictures that can't be decoded, so that the file is not read again. A file that could
     // not be read is tried again next time.
     if (!data.isEmpty())
-        metaDataCache()->metaDataValue(descriptor.fileInfo(), data);
+        metaDataCache()->metaDataValue(descriptor.fileInfo(), data, changesBefore);
     return convertColorProfile(descriptor, decoded);
 }
 
@@ -263,6 +265,7 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
     QSize size = metaData.unrotatedSize();
     if (!size.isValid()) {
         qWarning().noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
+        // Drawings and some pictures have no size in their metadata, but their decoder knows it.
         size = unrotatedSize(descriptor);
     }
     return metaData.imageIsTiltedByMetadata() ? size.transposed() : size;
@@ -384,7 +387,7 @@ QString RKImageLoader::removeImageSuffixFromPath(const QString& path) const
 
 void RKImageLoader::dumpSupportedFormats() const
 {
-    const RKMediaFormatList formats = supportedMediaFormats();
+    const RKMediaFormatList formats = bitmapDecoders()->supportedMediaFormats();
     QStringList names;
     for (const RKMediaFormat& format : formats)
         names << format.defaultExtension();

@@ -6,7 +6,7 @@
 
 namespace {
 
-const RKImageLoaderInitializer theInitializer;
+const RKImageLoaderInitializer kInitializer;
 
 } // namespace
 

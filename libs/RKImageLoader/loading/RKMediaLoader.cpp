@@ -7,7 +7,7 @@
 
 RKMediaLoader::RKMediaLoader()
     : m_loaders{RKImageLoader::instance(), RKVideoLoader::instance()}
-    , m_filters(supportedMediaFormats().fileExtensionFilters())
+    , m_filters(RKMediaLoader::supportedMediaFormats().fileExtensionFilters())
 {
 }
 

@@ -109,6 +109,17 @@ inline bool isTiffBased(const Exiv2::Image& image)
         || image.imageType() == Exiv2::ImageType::orf || image.imageType() == Exiv2::ImageType::rw2;
 }
 
+/// A file of its own with the XMP of another one.
+inline bool isSidecar(const Exiv2::Image& image)
+{
+    return image.imageType() == Exiv2::ImageType::xmp;
+}
+
+inline bool isPhotoshop(const Exiv2::Image& image)
+{
+    return image.imageType() == Exiv2::ImageType::psd;
+}
+
 inline bool isCrw(const Exiv2::Image& image)
 {
     return image.imageType() == Exiv2::ImageType::crw;
@@ -187,6 +198,14 @@ inline void setIccProfile(Exiv2::Image& image, const QByteArray& profile)
 #else
     image.setIccProfile(buffer);
 #endif
+}
+
+/// Has the image write the packet as it is, instead of its XMP data.
+inline void setXmpPacket(Exiv2::Image& image, const std::string& packet)
+{
+    image.xmpPacket() = packet;
+    image.xmpData().setPacket(packet);
+    image.writeXmpFromPacket(true);
 }
 
 /// The key of a datum.

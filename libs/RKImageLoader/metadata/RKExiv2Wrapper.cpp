@@ -5,6 +5,7 @@
 #include "RKImageLoader/metadata/RKExiv2WrapperImpl_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -317,7 +318,8 @@ bool RKExiv2Wrapper::save(QBuffer* buffer) const
 
 QString RKExiv2Wrapper::copyright()
 {
-    return QStringLiteral("%1 © 2004-2018 Andreas Huggel").arg(QStringLiteral("exiv2 0.26"));
+    return QCoreApplication::translate("RKExiv2Wrapper", "%1 © 2004-2018 Andreas Huggel")
+        .arg(QStringLiteral("exiv2 0.26"));
 }
 
 void RKExiv2Wrapper::initialize()

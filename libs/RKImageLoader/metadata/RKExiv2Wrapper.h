@@ -26,9 +26,8 @@ class RKMetaDataField;
 /// its target anew and merges the held metadata into it: data of the target that are not held here
 /// stay, except those that were removed here on purpose (thumbnail, face regions, colour entries).
 ///
-/// Cheap to copy; a copy shares the data until one of both is changed. Nothing throws. Readers
-/// return an empty or default value for what the image does not hold; writers of single data never
-/// report an error, save() does.
+/// What RKMetaData forwards here is described there: what the operations mean, and that they return
+/// empty or default values and never throw. Here stands only where the data are kept.
 ///
 /// Reentrant, and thread-safe where one object is only read and saved: readers of shared copies may
 /// run in parallel with writers of other copies. An object that was moved from may only be
@@ -36,17 +35,13 @@ class RKMetaDataField;
 class RKIMAGELOADER_EXPORT RKExiv2Wrapper
 {
 public:
-    /// No metadata, size (-1, -1).
     RKExiv2Wrapper();
-
-    /// Reads a file. One that cannot be read gives empty metadata; that is logged, except for a
-    /// file that is no image of a known type.
     explicit RKExiv2Wrapper(const QFileInfo& file);
 
     /// Reads the file at a local path, taken as it stands: no URLs, no normalisation.
     explicit RKExiv2Wrapper(const QString& path);
 
-    /// Reads an image file's bytes. Empty bytes give empty metadata.
+    /// Reads an image file's bytes.
     explicit RKExiv2Wrapper(const QByteArray& data);
 
     RKExiv2Wrapper(const RKExiv2Wrapper& other);
@@ -69,44 +64,33 @@ public:
     /// Sets the orientation in Exif and XMP.
     void setImageOrientation(RKImageOrientation orientation);
 
-    /// Turns the displayed picture by 90 degrees through its orientation. Mirrored orientations (2,
-    /// 4, 5, 7) are left as they are.
     void rotate(bool clockwise);
 
-    /// The orientation exchanges width and height.
     bool imageIsTiltedByMetadata() const;
 
-    /// The size in pixels as stored, before the orientation is applied; (-1, -1) when unknown.
     QSize unrotatedSize() const;
-    /// Replaces the held size; nothing is written to a file.
     void forceSetSize(const QSize& size);
     /// See RKMetaData::adaptToPixels().
     void adaptToPixels(const QSize& size);
 
-    /// The moment the picture was taken, in local time, from Exif, else XMP, else IPTC; invalid
-    /// when none of them has it.
+    /// From Exif, else XMP, else IPTC.
     QDateTime pictureTaken() const;
     /// Writes the local date and time to Exif and IPTC.
     void setPictureTaken(const QDateTime& dateTime);
 
-    /// The place in Exif; invalid where there is none.
+    /// In Exif.
     RKGeoPosition geoPosition() const;
-    /// Writes the place to Exif; an invalid one changes nothing.
     void setGeoPosition(const RKGeoPosition& position);
 
-    /// At least 1.0, also where nothing is recorded.
     double digitalZoomRatio() const;
-    /// Stored in steps of 1/10000.
     void setDigitalZoomRatio(double ratio);
 
-    /// The rating 0 to 5 that photo applications share: XMP, else Exif.
+    /// From XMP, else Exif.
     int adobeRating() const;
-    /// Writes the rating, limited to 0 to 5, and the percentage that belongs to it to XMP and Exif.
+    /// Writes the rating and the percentage that belongs to it to XMP and Exif.
     void setAdobeRating(int rating);
 
-    /// Our own rating, 0 to 5.
     int tamoRating() const;
-    /// Limited to 0 to 5.
     void setTamoRating(int rating);
 
     int tamoStaticScore() const;
@@ -115,9 +99,8 @@ public:
     int tamoDynamicScore() const;
     void setTamoDynamicScore(int score);
 
-    /// The flash fired.
     bool flashUsed() const;
-    /// Stores 1 or 0; what else was known about the flash is lost.
+    /// Stores 1 or 0.
     void setFlashUsed(bool used);
 
     bool redEyeCorrectionUsed() const;
@@ -137,7 +120,7 @@ public:
     void setIsFilmStrip(bool isFilmStrip);
 
     QString myTalikoPhotoId() const;
-    /// Invalid when never exported. The stored number is taken as 32-bit milliseconds since 1970.
+    /// The stored number is taken as 32-bit milliseconds since 1970.
     QDateTime myTalikoExportDate() const;
 
     /// The ICC profile embedded in the image, or the one in Exif; empty where there is none.
@@ -151,29 +134,19 @@ public:
     /// Exif marks the colours as Adobe RGB (1998) (DCF 2.0, interoperability index "R03").
     bool isAdobeRGB() const;
 
-    /// The thumbnail in Exif, not turned; null where there is none.
+    /// As it is in Exif, black bars included.
     QImage thumbnail() const;
     /// The encoded thumbnail; false, and no bytes, where there is none.
     bool extractThumbnailData(QByteArray& data) const;
-    /// Stores the bytes of a JPEG as the thumbnail.
     void writeThumbnail(const QByteArray& jpeg);
     void eraseThumbnail();
 
-    /// The face regions in XMP where they are a complete survey, else the faces that the camera
-    /// has recorded.
     RKFacePositions facePositions() const;
-    /// The face regions in XMP.
     RKFacePositions regionFacePositions() const;
-    /// The size in pixels that the face regions in XMP refer to; (-1, -1) where there is none.
     QSize regionImageSize() const;
-    /// The number of regions in XMP, those of other things than faces included.
     int numberOfRegions() const;
-    /// Merges the faces into the regions in XMP; those of another image size than the given one are
-    /// dropped. False, and nothing changed, for no faces, an invalid size or XMP that cannot be
-    /// parsed.
     bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
-    /// Removes all face regions, from the target of a save too. False for XMP that cannot be
-    /// parsed.
+    /// From the target of a save too.
     bool removeFaceRegions();
 
     /// Writes the XMP packet to a file of its own, replacing it. False when it cannot be written.

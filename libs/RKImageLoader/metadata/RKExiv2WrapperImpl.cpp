@@ -3,6 +3,7 @@
 #include "RKImageLoader/metadata/RKCTime.h"
 #include "RKImageLoader/metadata/RKExiv2Library.h"
 #include "RKImageLoader/metadata/RKExiv2WrapperImpl_p.h"
+#include "RKImageLoader/metadata/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKImageFileUpdate_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/RKXmpRegions.h"
@@ -88,6 +89,9 @@ QMutex* savingMutex(const QString& path)
 QByteArray readImageFile(const QString& path)
 {
     const std::string nativePath = path.toStdString();
+    if (RKBinaryFile::mayBlock(QFileInfo(path)))
+        throw Exiv2::Error(
+            Exiv2::ErrorCode::kerDataSourceOpenFailed, nativePath, "not a regular file");
     if (!RKExiv2Compat::openFile(nativePath))
         throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
     QFile file(path);
@@ -192,6 +196,18 @@ QSize sizeOf(const Exiv2::Image& image)
     return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
 }
 
+/// False where other files may be the reason: two that bind one prefix to different namespaces take
+/// it away from each other while they are read.
+bool hasReadBesideOthers(Exiv2::Image& image)
+{
+    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
+    const bool isRead = RKExiv2Library::valueOr(false, [&] {
+        image.readMetadata();
+        return true;
+    });
+    return isRead && (!image.xmpData().empty() || image.xmpPacket().empty());
+}
+
 /// Throws where the file cannot be written.
 void replaceFile(const QString& path, const QByteArray& content)
 {
@@ -257,6 +273,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString& path)
     QFile file(path);
     useOrientationOfContainer(&file);
     correctWeirdImageSizes(&file);
+    readPhotoshopProfile(&file);
 }
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray& data)
@@ -278,6 +295,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray& data)
     buffer.setData(data);
     useOrientationOfContainer(&buffer);
     correctWeirdImageSizes(&buffer);
+    readPhotoshopProfile(&buffer);
 }
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
@@ -290,6 +308,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
     m_iccData = other.m_iccData;
     m_size = other.m_size;
     m_isTurnedByContainer = other.m_isTurnedByContainer;
+    m_isPhotoshop = other.m_isPhotoshop;
     m_iccDataChanged = other.m_iccDataChanged;
 }
 
@@ -298,7 +317,9 @@ RKExiv2WrapperImpl::~RKExiv2WrapperImpl() = default;
 void RKExiv2WrapperImpl::readMetadata(Exiv2::Image& image)
 {
     const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? &ourTiffMutex : nullptr);
-    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
+    if (hasReadBesideOthers(image))
+        return;
+    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
     image.readMetadata();
 }
 
@@ -311,12 +332,13 @@ void RKExiv2WrapperImpl::readFromExiv2(RKExiv2ImagePtr& image)
     m_size = sizeOf(*image);
     // Bitmaps whose rows are stored from the bottom up have a negative height.
     if (m_size.height() < 0 && m_size.width() >= 1)
-        m_size.setHeight(-m_size.height());
+        m_size.setHeight(-qMax(m_size.height(), -std::numeric_limits<int>::max()));
     m_exifData = RKExiv2ExifData(image);
     m_iptcData = RKExiv2IptcData(image);
     m_xmpData = RKExiv2XmpData(image);
     m_iccData = RKExiv2IccData(image, m_exifData);
     m_isTurnedByContainer = RKExiv2Compat::isBmff(*image);
+    m_isPhotoshop = RKExiv2Compat::isPhotoshop(*image);
 }
 
 /// The rotation of an image in boxes is the container's, and the decoder applies it: the size is
@@ -335,6 +357,13 @@ void RKExiv2WrapperImpl::useOrientationOfContainer(QIODevice* file)
     const bool isTransposed
         = reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
     m_size = isTransposed ? reader.size().transposed() : reader.size();
+}
+
+/// exiv2 does not look for it.
+void RKExiv2WrapperImpl::readPhotoshopProfile(QIODevice* file)
+{
+    if (m_isPhotoshop && m_iccData.isEmpty())
+        m_iccData = RKExiv2IccData(RKImageFileParts::photoshopProfile(file));
 }
 
 void RKExiv2WrapperImpl::correctWeirdImageSizes(QIODevice* file)
@@ -527,7 +556,8 @@ int RKExiv2WrapperImpl::adobeRating() const
         rating = m_exifData.readInt("Exif.Image.Rating");
     // Kept: a percentage alone is not looked at; a missing rating reads as 0.
     if (rating == -1)
-        rating = (m_exifData.readInt("Exif.Image.RatingPercent") + 1) / 25;
+        rating
+            = static_cast<int>((qint64(m_exifData.readInt("Exif.Image.RatingPercent")) + 1) / 25);
     return toRating(rating);
 }
 
@@ -714,9 +744,21 @@ bool RKExiv2WrapperImpl::writeIntoImage(
         return false;
 
     try {
+        if (RKExiv2Compat::isSidecar(*image))
+            before.addChangesToXmp(*image);
+        m_xmpData.editPacketOf(*image);
         RKExiv2Library::refreshNamespaces();
         makeSureXmpCanBeEncoded(*image);
+        if (RKExiv2Compat::isSidecar(*image) && image->writeXmpFromPacket()) {
+            if (image->xmpData().empty())
+                throw Exiv2::Error(Exiv2::ErrorCode::kerInvalidXMP);
+            target->content = QByteArray::fromStdString(image->xmpPacket());
+            return true;
+        }
         RKImageFileUpdate update(target->content, before, RKImageFamilies::of(*image));
+        // exiv2 writes no packet as it is into this format, but none.
+        if (RKExiv2Compat::isPhotoshop(*image))
+            image->writeXmpFromPacket(false);
         if (m_iccDataChanged)
             update.setIccProfile(m_iccData.asByteArray());
         if (RKExiv2Compat::isTiffBased(*image)) {

@@ -106,6 +106,7 @@ private:
     void readFromExiv2(RKExiv2ImagePtr& image);
     void useOrientationOfContainer(QIODevice* file);
     void correctWeirdImageSizes(QIODevice* file);
+    void readPhotoshopProfile(QIODevice* file);
     void setRotation(int orientation);
     QString readKey(const QString& key) const;
 
@@ -135,6 +136,7 @@ private:
     QSize m_size;
     // The container turns the picture, and the decoder has done so.
     bool m_isTurnedByContainer = false;
+    bool m_isPhotoshop = false;
     // The profile was set here, so that a target has to get it.
     bool m_iccDataChanged = false;
     // Guards all members but the reference count. Recursive; no other lock of this library is taken

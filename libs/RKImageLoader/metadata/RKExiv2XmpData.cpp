@@ -3,6 +3,7 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKExiv2LanguageText.h"
 #include "RKImageLoader/metadata/RKExiv2Library.h"
+#include "RKImageLoader/metadata/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/metadata/RKXmpPacketParser_p.h"
 #include "RKImageLoader/metadata/RKXmpRegions.h"
 
@@ -11,7 +12,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <numeric>
+#include <optional>
+#include <set>
+#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -152,6 +157,73 @@ bool isUndecodable(const Exiv2::Image& image)
     const std::string packet = packetOf(image);
     Exiv2::XmpData scratch;
     return image.xmpData().empty() && !packet.empty() && decode(packet, &scratch) != 0;
+}
+
+using Contents = std::map<std::string, std::vector<std::tuple<std::string, int, std::string>>>;
+
+/// All that belongs to each property.
+Contents contentsOf(const Exiv2::XmpData& data)
+{
+    Contents contents;
+    for (const Exiv2::Xmpdatum& datum : data) {
+        const std::string text
+            = RKExiv2Library::valueOr(std::string(), [&] { return datum.toString(); });
+        contents[propertyKey(datum.key())].emplace_back(datum.key(), datum.typeId(), text);
+    }
+    return contents;
+}
+
+/// The keys of the properties in which the data differ.
+std::vector<std::string> differences(const Exiv2::XmpData& left, const Exiv2::XmpData& right)
+{
+    Contents contents = contentsOf(left);
+    std::vector<std::string> keys;
+    for (const auto& [key, content] : contentsOf(right)) {
+        const auto same = contents.find(key);
+        if (same == contents.end() || same->second != content)
+            keys.push_back(key);
+        if (same != contents.end())
+            contents.erase(same);
+    }
+    for (const auto& [key, content] : contents)
+        keys.push_back(key);
+    return keys;
+}
+
+RKXmpPacketEditor::Name nameOf(const std::string& propertyKey)
+{
+    const Exiv2::XmpKey key(propertyKey);
+    return {
+        RKXmpPacketEditor::withoutSlash(Exiv2::XmpProperties::ns(key.groupName())), key.tagName()};
+}
+
+/// The packet with its properties changed to those of the data, which are taken from a source that
+/// has them. Nothing where exiv2 would not read the data from the result.
+std::optional<std::string> edited(
+    const std::string& packet, const Exiv2::XmpData& wanted, const std::string& source)
+{
+    return RKExiv2Library::valueOr(
+        std::optional<std::string>(), [&]() -> decltype(edited({}, {}, {})) {
+            std::string known = packet;
+            Exiv2::XmpData held;
+            if (decodeWithKnownPrefixes(&known, &held) != 0)
+                return {};
+            const RKXmpPacketEditor target(packet);
+            const RKXmpPacketEditor editorOfSource(source);
+            std::set<RKXmpPacketEditor::Name> names;
+            for (const std::string& key : differences(held, wanted))
+                names.insert(nameOf(key));
+            if (names.empty())
+                return packet;
+            if (!target.isValid() || !editorOfSource.isValid())
+                return {};
+            const std::string result = target.exchanged(names, editorOfSource);
+            Exiv2::XmpData decoded;
+            known = result;
+            const bool isAsWanted = decodeWithKnownPrefixes(&known, &decoded) == 0
+                && differences(decoded, wanted).empty();
+            return isAsWanted ? std::optional(result) : std::nullopt;
+        });
 }
 
 /// The keys without which exiv2 cannot encode a datum: the structure or array that it is part of,
@@ -434,8 +506,10 @@ bool RKExiv2XmpData::currentPacket(std::string* packet) const
     }
     const QWriteLocker locker(RKExiv2Library::xmpLock());
     registerNamespaces();
-    if (encode(m_data, packet))
+    if (encode(m_data, packet)) {
+        *packet = edited(m_packet, m_data, *packet).value_or(*packet);
         return true;
+    }
     qWarning() << "failed to encode XMP data";
     return false;
 }
@@ -509,6 +583,29 @@ bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
     if (RKExiv2Compat::isJpegFamily(*image))
         removeLargest(image->xmpData(), kJpegPacketLimit);
     return true;
+}
+
+void RKExiv2XmpData::editPacketOf(Exiv2::Image& image) const
+{
+    const bool writesXmp = (image.checkMode(Exiv2::mdXmp) & Exiv2::amWrite) != 0;
+    if (!writesXmp || image.writeXmpFromPacket() || image.xmpData().empty())
+        return;
+    const std::string packet = packetOf(image);
+    // The held packet has more of the held data than exiv2 knows; the other one has all that exiv2
+    // has made of both.
+    std::string own;
+    std::string all;
+    currentPacket(&own);
+    registerNamespaces();
+    encode(image.xmpData(), &all);
+    const std::string& base = packet.empty() ? own : packet;
+    auto result = edited(base, image.xmpData(), own);
+    if (!result)
+        result = edited(base, image.xmpData(), all);
+    const bool fits
+        = !RKExiv2Compat::isJpegFamily(image) || (result && result->size() < kJpegPacketLimit);
+    if (result && fits)
+        RKExiv2Compat::setXmpPacket(image, *result);
 }
 
 void RKExiv2XmpData::mergeInto(Exiv2::XmpData& target) const

@@ -1,5 +1,6 @@
 #include "RKImageLoader/metadata/RKImageFileParts_p.h"
 
+#include <QIODevice>
 #include <QtEndian>
 
 #include <zlib.h>
@@ -53,6 +54,12 @@ public:
     virtual QByteArray iccPart(const QByteArray& profile) const
     {
         Q_UNUSED(profile)
+        return {};
+    }
+
+    virtual QByteArray xmpPart(const QByteArray& packet) const
+    {
+        Q_UNUSED(packet)
         return {};
     }
 };
@@ -336,7 +343,6 @@ public:
     std::optional<QList<Part>> split(const QByteArray& file) const override
     {
         // Header, colour table, resources, and then layers and pixels.
-        constexpr qsizetype kTable = 26;
         if (file.size() < kTable + kLengthSize)
             return {};
         const qsizetype resources = kTable + kLengthSize + number32(file, kTable);
@@ -388,8 +394,22 @@ public:
         return resource(kIcc, profile);
     }
 
-private:
+    QByteArray xmpPart(const QByteArray& packet) const override
+    {
+        return resource(kXmp, packet);
+    }
+
+    static constexpr qsizetype kTable = 26;
     static constexpr qsizetype kLengthSize = 4;
+
+    /// The data of a resource.
+    static QByteArray dataOf(const QByteArray& part)
+    {
+        const qsizetype start = dataInResource(part, 0);
+        return part.mid(start, number32(part, start - kLengthSize));
+    }
+
+private:
     static constexpr quint16 kIptc = 0x0404;
     static constexpr quint16 kIcc = 0x040f;
     static constexpr quint16 kExif = 0x0422;
@@ -674,11 +694,38 @@ bool RKImageFileParts::setExifBlock(const QByteArray& block)
     return true;
 }
 
-bool RKImageFileParts::setIccProfile(const QByteArray& profile)
+QByteArray RKImageFileParts::photoshopProfile(QIODevice* file)
 {
-    const QByteArray part = isValid() ? m_format->iccPart(profile) : QByteArray();
+    // Of real files at most some megabytes: previews, paths and XMP.
+    constexpr qint64 kMostResources = 64 * 1024 * 1024;
+    if ((!file->isOpen() && !file->open(QIODevice::ReadOnly)) || !file->seek(0))
+        return {};
+    QByteArray start = file->read(PhotoshopFormat::kTable + PhotoshopFormat::kLengthSize);
+    if (start.size() < PhotoshopFormat::kTable + PhotoshopFormat::kLengthSize)
+        return {};
+    const qint64 table = number32(start, PhotoshopFormat::kTable);
+    start += file->read(qMin(table, kMostResources) + PhotoshopFormat::kLengthSize);
+    const qint64 resources = start.size() - PhotoshopFormat::kLengthSize;
+    start += file->read(qMin<qint64>(number32(start, resources), kMostResources));
+
+    const QList<QByteArray> found = RKImageFileParts(start).parts(Content::Icc);
+    return found.isEmpty() ? QByteArray() : PhotoshopFormat::dataOf(found.constFirst());
+}
+
+bool RKImageFileParts::replaceWith(Content content, const QByteArray& part)
+{
     if (part.isEmpty())
         return false;
-    replace(Content::Icc, {part});
+    replace(content, {part});
     return true;
+}
+
+bool RKImageFileParts::setIccProfile(const QByteArray& profile)
+{
+    return isValid() && replaceWith(Content::Icc, m_format->iccPart(profile));
+}
+
+bool RKImageFileParts::setXmpPacket(const QByteArray& packet)
+{
+    return isValid() && replaceWith(Content::Xmp, m_format->xmpPart(packet));
 }

@@ -7,6 +7,8 @@
 
 #include <memory>
 
+class QIODevice;
+
 /// An image file as the segments, chunks, boxes or resources that it consists of, so that those
 /// with metadata can be exchanged while all others stay as they are, byte for byte.
 ///
@@ -51,10 +53,18 @@ public:
     /// too large.
     bool setExifBlock(const QByteArray& block);
 
+    /// The colour profile of a Photoshop file, of which only the resources are read; empty without
+    /// one.
+    static QByteArray photoshopProfile(QIODevice* file);
+
     /// Replaces the colour profile. False for a format that this does not know how to do.
     bool setIccProfile(const QByteArray& profile);
+    /// Replaces the XMP packet; likewise.
+    bool setXmpPacket(const QByteArray& packet);
 
 private:
+    bool replaceWith(Content content, const QByteArray& part);
+
     const Format* m_format = nullptr;
     QList<Part> m_parts;
 };

@@ -101,16 +101,17 @@ std::vector<Item> itemsOf(const Exiv2::ExifData& data, const std::string& group)
     return items;
 }
 
+Item textOf(const Exiv2::Metadatum& datum)
+{
+    return {datum.key(), datum.typeId(), QByteArray::fromStdString(datum.toString())};
+}
+
 template <typename Data>
 std::vector<Item> textsOf(const Data& data)
 {
     std::vector<Item> items;
-    for (const auto& datum : data) {
-        const std::string text = datum.toString();
-        items.push_back({datum.key(),
-            datum.typeId(),
-            QByteArray(text.data(), static_cast<qsizetype>(text.size()))});
-    }
+    for (const auto& datum : data)
+        items.push_back(textOf(datum));
     sortByKey(items);
     return items;
 }
@@ -221,7 +222,26 @@ RKExiv2ImagePtr opened(const QByteArray& file)
 
 RKImageFamilies RKImageFamilies::of(Exiv2::Image& image)
 {
-    return {image.exifData(), image.iptcData(), image.xmpData()};
+    return {image.exifData(),
+        image.iptcData(),
+        image.xmpData(),
+        image.writeXmpFromPacket() ? image.xmpPacket() : std::string()};
+}
+
+void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
+{
+    const auto changes = [](const auto& before, const auto& after) {
+        const auto old = textsOf(before);
+        std::decay_t<decltype(after)> changed;
+        for (const auto& datum : after) {
+            const Item item = textOf(datum);
+            if (std::find(old.begin(), old.end(), item) == old.end())
+                changed.add(datum);
+        }
+        return changed;
+    };
+    Exiv2::copyExifToXmp(changes(exif, image.exifData()), image.xmpData());
+    Exiv2::copyIptcToXmp(changes(iptc, image.iptcData()), image.xmpData());
 }
 
 bool RKImageFamilies::hasSameExif(Exiv2::Image& image) const
@@ -283,7 +303,8 @@ bool RKImageFileUpdate::editXmp(RKTiffEditor& editor, std::string* packet) const
         return editor.change(Directory::Image, {}, {kXmpTag});
     constexpr auto kFlags = static_cast<uint16_t>(
         Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::omitAllFormatting);
-    if (Exiv2::XmpParser::encode(*packet, m_after.xmp, kFlags) != 0)
+    *packet = m_after.xmpPacket;
+    if (packet->empty() && Exiv2::XmpParser::encode(*packet, m_after.xmp, kFlags) != 0)
         return false;
     const Tag old = editor.tag(kXmpTag).value_or(Tag());
     // Blanks before its end let a packet keep its place (ISO 16684-1, 7.3.2).
@@ -373,10 +394,13 @@ std::optional<QByteArray> RKImageFileUpdate::updated(const QByteArray& written) 
         result.replace(Content::Iptc, source.parts(Content::Iptc));
     else
         wanted.iptc = m_before.iptc;
-    if (m_hasXmpChanged)
-        result.replace(Content::Xmp, source.parts(Content::Xmp));
-    else
+    const QByteArray packet = QByteArray::fromStdString(m_after.xmpPacket);
+    if (!m_hasXmpChanged)
         wanted.xmp = m_before.xmp;
+    else if (!packet.isEmpty() && result.setXmpPacket(packet))
+        Exiv2::XmpParser::decode(wanted.xmp, m_after.xmpPacket);
+    else
+        result.replace(Content::Xmp, source.parts(Content::Xmp));
     if (!m_iccProfile.isEmpty() && !result.setIccProfile(m_iccProfile))
         result.replace(Content::Icc, source.parts(Content::Icc));
 

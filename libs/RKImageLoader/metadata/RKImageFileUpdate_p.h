@@ -15,8 +15,14 @@ struct RKIMAGELOADER_TEST_EXPORT RKImageFamilies
     Exiv2::ExifData exif;
     Exiv2::IptcData iptc;
     Exiv2::XmpData xmp;
+    // To be written as it is; empty where the XMP data are to be encoded.
+    std::string xmpPacket;
 
     static RKImageFamilies of(Exiv2::Image& image);
+
+    /// Adds what has changed in the image's Exif and IPTC data to its XMP data, for a file that has
+    /// no other.
+    void addChangesToXmp(Exiv2::Image& image) const;
 
     bool hasSameExif(Exiv2::Image& image) const;
 };

@@ -1,5 +1,6 @@
 #include "RKImageLoader/metadata/RKXmpRegions.h"
 
+#include "RKImageLoader/media/RKSafeFileWriter.h"
 #include "RKImageLoader/metadata/RKExiv2XmpData.h"
 #include "RKImageLoader/metadata/RKRdfStructure_p.h"
 #include "RKImageLoader/metadata/RKXmpPacketParser_p.h"
@@ -9,7 +10,6 @@
 #include <QDebug>
 #include <QFileInfo>
 #include <QHash>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <cmath>
@@ -520,14 +520,11 @@ bool RKXmpRegions::writeXmpData(const RKExiv2XmpData& data, const QFileInfo& fil
     std::string packet;
     if (!data.currentPacket(&packet))
         return false;
-    QSaveFile target(file.absoluteFilePath());
-    const auto size = static_cast<qint64>(packet.size());
-    // A full disk shows as a short write, which commit() takes for success.
-    if (target.open(QIODevice::WriteOnly) && target.write(packet.data(), size) == size
-        && target.commit())
+    RKSafeFileWriter writer(file.absoluteFilePath());
+    if (writer.write(QByteArray::fromStdString(packet)) == RKSafeFileWriter::Result::Done)
         return true;
     qWarning().noquote() << "failed to write XMP data to" << file.absoluteFilePath() << ":"
-                         << target.errorString();
+                         << writer.errorString();
     return false;
 }
 

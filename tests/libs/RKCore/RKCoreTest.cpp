@@ -64,12 +64,8 @@ private Q_SLOTS:
         initializer.removeInitializer(&first);
         initializer.setup(RKInitializerOption::Application);
 
-        const QStringList expected{QStringLiteral("setup a 2"),
-            QStringLiteral("setup b 2"),
-            QStringLiteral("teardown b"),
-            QStringLiteral("teardown a"),
-            QStringLiteral("setup b 0")};
-        QCOMPARE(notes, expected);
+        QCOMPARE(notes.join(u';'),
+            QStringLiteral("setup a 2;setup b 2;teardown b;teardown a;setup b 0"));
     }
 
     void legacyLogReachesQtAndTheSink()
@@ -97,11 +93,9 @@ private Q_SLOTS:
     void externalizeAsksTheResolverForAllButLocalFiles()
     {
         QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("bild ä#1.jpg"));
-        QFile file(path);
+        QFile file(folder.filePath(QStringLiteral("bild ä#1.jpg")));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
-        const QUrl local = QUrl::fromLocalFile(path);
+        const QUrl local = QUrl::fromLocalFile(file.fileName());
         const QUrl missing = QUrl::fromLocalFile(folder.filePath(QStringLiteral("album/1.jpg")));
         const QUrl inContainer(QStringLiteral("container://album/1.jpg"));
 
@@ -141,14 +135,9 @@ private Q_SLOTS:
 
     void stringsThatAreNoIntegersAreSkipped()
     {
-        const QStringList texts{QStringLiteral(" 7 "),
-            QStringLiteral("0x10"),
-            QString(),
-            QStringLiteral("-2147483648"),
-            QStringLiteral("2147483648"),
-            QStringLiteral("010")};
+        const QString texts = QStringLiteral(" 7 ;0x10;;-2147483648;2147483648;010");
         const QList<int> expected{7, std::numeric_limits<int>::min(), 10};
-        QCOMPARE(RKStringHelper::stringListToIntList(texts), expected);
+        QCOMPARE(RKStringHelper::stringListToIntList(texts.split(u';')), expected);
     }
 };
 

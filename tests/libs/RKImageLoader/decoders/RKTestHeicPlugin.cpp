@@ -2,74 +2,59 @@
 
 #include "support/RKTestPictures.h"
 
-#include <QDataStream>
-#include <QIODevice>
 #include <QVariant>
 
 namespace {
 
-const QByteArray kSignature = "made-up HEIC";
-
+// A PNG file behind the transformation and the trait.
 class Handler : public QImageIOHandler
 {
 public:
     bool canRead() const override
     {
-        return device()->peek(kSignature.size()) == kSignature;
+        return !stored().isNull();
     }
 
     bool read(QImage* image) override
     {
-        if (!readHeader() || m_trait == RKTestHeic::Trait::Broken)
-            return false;
-        *image = RKTestPictures::quadrants(m_size);
         // Like a real one, this doesn't care for the proportions.
-        if (m_scaledSize.isValid())
-            *image = image->scaled(m_scaledSize);
-        return true;
+        *image = m_scaledSize.isValid() ? stored().scaled(m_scaledSize) : stored();
+        return trait() != RKTestHeic::Trait::Broken;
     }
 
     bool supportsOption(ImageOption option) const override
     {
-        const_cast<Handler*>(this)->readHeader();
         return option == ScaledSize || option == ImageTransformation
-            || (option == Size && m_trait != RKTestHeic::Trait::Unmeasurable);
+            || (option == Size && trait() != RKTestHeic::Trait::Unmeasurable);
     }
 
     QVariant option(ImageOption option) const override
     {
-        const_cast<Handler*>(this)->readHeader();
-        switch (option) {
-        case Size: return m_size;
-        case ImageTransformation: return int(m_transformation);
-        default: return {};
-        }
+        return option == Size ? QVariant(stored().size()) : QVariant(int(bytes().at(0)));
     }
 
-    void setOption(ImageOption option, const QVariant& value) override
+    void setOption(ImageOption, const QVariant& value) override
     {
-        if (option == ScaledSize)
-            m_scaledSize = value.toSize();
+        m_scaledSize = value.toSize();
     }
 
 private:
-    bool readHeader()
+    QByteArray bytes() const
     {
-        if (m_size.isValid())
-            return true;
-        if (device()->read(kSignature.size()) != kSignature)
-            return false;
-        QDataStream stream(device());
-        qint32 transformation = 0;
-        stream >> m_size >> transformation >> m_trait;
-        m_transformation = Transformations(transformation);
-        return stream.status() == QDataStream::Ok;
+        return device()->peek(device()->size()).leftJustified(2);
     }
 
-    QSize m_size;
+    RKTestHeic::Trait trait() const
+    {
+        return RKTestHeic::Trait(bytes().at(1));
+    }
+
+    QImage stored() const
+    {
+        return QImage::fromData(bytes().sliced(2));
+    }
+
     QSize m_scaledSize;
-    Transformations m_transformation;
-    RKTestHeic::Trait m_trait = RKTestHeic::Trait::None;
 };
 
 } // namespace
@@ -77,20 +62,14 @@ private:
 QByteArray RKTestHeic::file(
     const QSize& stored, QImageIOHandler::Transformations transformation, Trait trait)
 {
-    QByteArray header;
-    QDataStream stream(&header, QIODevice::WriteOnly);
-    stream << stored << qint32(transformation.toInt()) << trait;
-    return kSignature + header;
+    const QByteArray png = RKTestPictures::encoded(RKTestPictures::quadrants(stored), "PNG");
+    return QByteArray(1, char(transformation.toInt())) + char(trait) + png;
 }
 
 QImageIOPlugin::Capabilities RKTestHeicPlugin::capabilities(
-    QIODevice* device, const QByteArray& format) const
+    QIODevice*, const QByteArray& format) const
 {
-    if (format == "heic" || format == "heif")
-        return CanRead;
-    const bool isOurs = format.isEmpty() && device && device->isReadable()
-        && device->peek(kSignature.size()) == kSignature;
-    return isOurs ? Capabilities(CanRead) : Capabilities();
+    return format == "heic" || format == "heif" ? Capabilities(CanRead) : Capabilities();
 }
 
 QImageIOHandler* RKTestHeicPlugin::create(QIODevice* device, const QByteArray& format) const

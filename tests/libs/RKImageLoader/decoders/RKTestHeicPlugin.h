@@ -9,11 +9,11 @@
 /// decodes, and leaves the turning to Qt.
 namespace RKTestHeic {
 
-enum class Trait : quint8
+enum class Trait : char
 {
-    None = 0,
-    Broken = 1, ///< The picture can be measured but not decoded.
-    Unmeasurable = 2, ///< The size shows only when the picture is decoded.
+    None,
+    Broken, ///< The picture can be measured but not decoded.
+    Unmeasurable, ///< The size shows only when the picture is decoded.
 };
 
 /// A file with quadrants of the stored size (see RKTestPictures), to be turned for display.

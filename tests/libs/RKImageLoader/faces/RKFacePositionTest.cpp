@@ -26,146 +26,124 @@ class RKFacePositionTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void defaultIsInvalid();
-    void equalityComparesEveryField();
-    void pixelsAreCutTowardsZero();
-    void hostileNumbersStayWithinAnInt();
-    void rotationMapsTheCentre_data();
-    void rotationMapsTheCentre();
-    void overlapNeedsMoreThanThreeQuarters();
-    void textKeepsPlaceholdersInNames();
-    void xmlRoundTripKeepsRectAndEngine();
-    void coverImageEpochTakesTheClock();
+
+    void defaultIsInvalid()
+    {
+        RKFacePosition position;
+        QVERIFY(!position.isValid() && !position.isXmpRegionIndexValid());
+        QVERIFY(!position.isCoverImageEpochValid() && !position.faceId().isValid());
+        QVERIFY(!at(0, 0, 1, 0).isValid() && !at(0, 0, std::nan(""), 1).isValid());
+        QVERIFY(at(-3, 5, 0.1, 0.1).isValid());
+
+        // Only -1 is none.
+        position.setXmpRegionIndex(-2);
+        position.setCoverImageEpoch(-2);
+        QVERIFY(position.isXmpRegionIndexValid() && position.isCoverImageEpochValid());
+        const qint64 before = QDateTime::currentMSecsSinceEpoch();
+        position.setCoverImageEpochToCurrentTime();
+        QVERIFY(position.coverImageEpoch() >= before);
+        QVERIFY(position.coverImageEpoch() <= QDateTime::currentMSecsSinceEpoch());
+    }
+
+    void equalityComparesEveryField()
+    {
+        const QRectF rect(0.1, 0.2, 0.3, 0.4);
+        const RKFacePosition base(
+            rect, faceDetectionEngineHP, RKFaceId(1), RKClusterId(2), 3, QStringLiteral("n"), 4);
+        const auto with = [&](int field) {
+            return RKFacePosition(field == 0 ? rect.translated(0.1, 0) : rect,
+                field == 1 ? faceDetectionEngineIphoto : faceDetectionEngineHP,
+                RKFaceId(field == 2 ? 9 : 1),
+                RKClusterId(field == 3 ? 9 : 2),
+                field == 4 ? 9 : 3,
+                field == 5 ? QString() : QStringLiteral("n"),
+                field == 6 ? 9 : 4);
+        };
+        QVERIFY(base == with(-1));
+        QCOMPARE(qHash(base, 5), qHash(1, 5));
+        for (int field = 0; field < 7; ++field)
+            QVERIFY2(base != with(field), qPrintable(QString::number(field)));
+    }
+
+    void pixelsAreCutTowardsZero()
+    {
+        const QSize hundred(100, 100);
+        const RKFacePosition face = at(0.119, -0.019, 0.329, 0.55);
+        QCOMPARE(face.rectStretched(hundred), QRect(11, -1, 32, 55));
+        QCOMPARE(face.centerStretched(hundred), QPoint(28, 25));
+        QCOMPARE(at(0, -0.5, 0, 0.01).centerStretched(hundred), QPoint(0, -49));
+
+        // Hostile numbers stay within an int.
+        constexpr double kInfinity = std::numeric_limits<double>::infinity();
+        constexpr int kLimit = 500'000'000;
+        const QRect rect = at(1e300, std::nan(""), -kInfinity, kInfinity).rectStretched(hundred);
+        QCOMPARE(rect, QRect(QPoint(kLimit, 0), QSize(-kLimit, kLimit)));
+        const QPoint center = at(-kInfinity, kInfinity, 1, kInfinity).centerStretched(hundred);
+        QCOMPARE(center, QPoint(-kLimit, kLimit));
+    }
+
+    void rotationMapsTheCentre()
+    {
+        const QRectF same(0.1, 0.2, 0.3, 0.4);
+        // By orientation; 0 and 9 are none.
+        const QRectF expected[] = {same,
+            same,
+            {0.6, 0.2, 0.3, 0.4},
+            {0.6, 0.4, 0.3, 0.4},
+            {0.1, 0.4, 0.3, 0.4},
+            {0.4, 0.6, 0.4, 0.3},
+            {0.4, 0.1, 0.4, 0.3},
+            {0.2, 0.1, 0.4, 0.3},
+            {0.2, 0.6, 0.4, 0.3},
+            same};
+        const RKFacePosition face = at(0.1, 0.2, 0.3, 0.4);
+        for (int i = 0; i <= 9; ++i) {
+            const RKFacePosition turned = face.rotated(RKImageOrientation(i));
+            QCOMPARE(turned.rect(), expected[i]);
+            QCOMPARE(turned.name(), face.name());
+            QCOMPARE(turned.xmpRegionIndex(), face.xmpRegionIndex());
+        }
+    }
+
+    void overlapNeedsMoreThanThreeQuarters()
+    {
+        const RKFacePosition face = at(0, 0, 1, 0.5);
+        QVERIFY(!face.isSeriouslyOverlapping(at(0.25, 0, 1, 0.5)));
+        QVERIFY(face.isSeriouslyOverlapping(at(0.125, 0, 1, 0.5)));
+        // A small face inside is enough, whichever is asked.
+        const RKFacePosition small = at(0.5, 0.25, 0.125, 0.125);
+        QVERIFY(face.isSeriouslyOverlapping(small) && small.isSeriouslyOverlapping(face));
+        QVERIFY(!RKFacePosition().isSeriouslyOverlapping(RKFacePosition()));
+    }
+
+    void textKeepsPlaceholdersInNames()
+    {
+        QCOMPARE(at(0.1, 1.0 / 3, 1e-7, 0.4).toString(),
+            QStringLiteral("faceId 3, faceRect 0.1, 0.333333 1e-07x0.4, engine 5, clusterId -100, "
+                           "name 100 %9 Anna, xmpRegionIndex 2, coverImageEpoch -1"));
+    }
+
+    void xmlRoundTripKeepsRectAndEngine()
+    {
+        QDomDocument document;
+        QDomElement element = document.createElement(QStringLiteral("face"));
+        document.appendChild(element);
+        at(0.1, 0.25, 1.0 / 3, 0.4).toXml(element);
+        QCOMPARE(document.toString(-1),
+            QStringLiteral("<face><engine>faceDetectionEngineHP</engine><rect><x>0.1</x><y>0.25</y>"
+                           "<width>0.333333</width><height>0.4</height></rect></face>"));
+
+        const RKFacePosition read(element);
+        QCOMPARE(read.rect(), QRectF(0.1, 0.25, 0.333333, 0.4));
+        QCOMPARE(read.engine(), faceDetectionEngineHP);
+        QVERIFY(!read.faceId().isValid() && read.name().isEmpty());
+
+        QVERIFY(document.setContent(QByteArray(
+            "<face><engine>none</engine><rect><x>0,5</x><width>1e999</width></rect></face>")));
+        QCOMPARE(RKFacePosition(document.documentElement()), RKFacePosition());
+        QCOMPARE(RKFacePosition(QDomElement()), RKFacePosition());
+    }
 };
-
-void RKFacePositionTest::defaultIsInvalid()
-{
-    const RKFacePosition position;
-    QVERIFY(!position.isValid() && !position.isXmpRegionIndexValid());
-    QVERIFY(!position.isCoverImageEpochValid() && !position.faceId().isValid());
-    QVERIFY(!at(0, 0, 1, 0).isValid() && !at(0, 0, std::nan(""), 1).isValid());
-    QVERIFY(at(-3, 5, 0.1, 0.1).isValid());
-
-    RKFacePosition odd;
-    odd.setXmpRegionIndex(-2);
-    odd.setCoverImageEpoch(-2);
-    QVERIFY(odd.isXmpRegionIndexValid() && odd.isCoverImageEpochValid());
-}
-
-void RKFacePositionTest::equalityComparesEveryField()
-{
-    const QRectF rect(0.1, 0.2, 0.3, 0.4);
-    const RKFacePosition base(
-        rect, faceDetectionEngineHP, RKFaceId(1), RKClusterId(2), 3, QStringLiteral("n"), 4);
-    const auto with = [&](int field) {
-        return RKFacePosition(field == 0 ? rect.translated(0.1, 0) : rect,
-            field == 1 ? faceDetectionEngineIphoto : faceDetectionEngineHP,
-            RKFaceId(field == 2 ? 9 : 1),
-            RKClusterId(field == 3 ? 9 : 2),
-            field == 4 ? 9 : 3,
-            field == 5 ? QString() : QStringLiteral("n"),
-            field == 6 ? 9 : 4);
-    };
-    QVERIFY(base == with(-1));
-    QCOMPARE(qHash(base, 5), qHash(1, 5));
-    for (int field = 0; field < 7; ++field)
-        QVERIFY2(base != with(field), qPrintable(QString::number(field)));
-}
-
-void RKFacePositionTest::pixelsAreCutTowardsZero()
-{
-    const RKFacePosition face = at(0.119, -0.019, 0.329, 0.55);
-    QCOMPARE(face.rectStretched(QSize(100, 100)), QRect(11, -1, 32, 55));
-    QCOMPARE(face.centerStretched(QSize(100, 100)), QPoint(28, 25));
-    QCOMPARE(at(0, -0.5, 0, 0.01).centerStretched(QSize(100, 100)), QPoint(0, -49));
-}
-
-void RKFacePositionTest::hostileNumbersStayWithinAnInt()
-{
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    constexpr int kLimit = 500'000'000;
-    const QSize size(6000, 4000);
-    const QRect rect = at(1e300, std::nan(""), -kInfinity, kInfinity).rectStretched(size);
-    QCOMPARE(rect.topLeft(), QPoint(kLimit, 0));
-    QCOMPARE(rect.size(), QSize(-kLimit, kLimit));
-    QCOMPARE(
-        at(-kInfinity, kInfinity, 1, kInfinity).centerStretched(size), QPoint(-kLimit, kLimit));
-}
-
-void RKFacePositionTest::rotationMapsTheCentre_data()
-{
-    QTest::addColumn<int>("orientation");
-    QTest::addColumn<QRectF>("expected");
-    QTest::newRow("none") << 0 << QRectF(0.1, 0.2, 0.3, 0.4);
-    QTest::newRow("upright") << 1 << QRectF(0.1, 0.2, 0.3, 0.4);
-    QTest::newRow("mirrored") << 2 << QRectF(0.6, 0.2, 0.3, 0.4);
-    QTest::newRow("half turn") << 3 << QRectF(0.6, 0.4, 0.3, 0.4);
-    QTest::newRow("flipped") << 4 << QRectF(0.1, 0.4, 0.3, 0.4);
-    QTest::newRow("anti-diagonal") << 5 << QRectF(0.4, 0.6, 0.4, 0.3);
-    QTest::newRow("clockwise") << 6 << QRectF(0.4, 0.1, 0.4, 0.3);
-    QTest::newRow("main diagonal") << 7 << QRectF(0.2, 0.1, 0.4, 0.3);
-    QTest::newRow("counter-clockwise") << 8 << QRectF(0.2, 0.6, 0.4, 0.3);
-    QTest::newRow("beyond") << 9 << QRectF(0.1, 0.2, 0.3, 0.4);
-}
-
-void RKFacePositionTest::rotationMapsTheCentre()
-{
-    QFETCH(int, orientation);
-    QFETCH(QRectF, expected);
-    const RKFacePosition face = at(0.1, 0.2, 0.3, 0.4);
-    const RKFacePosition turned = face.rotated(RKImageOrientation(orientation));
-    QCOMPARE(turned.rect(), expected);
-    QCOMPARE(turned.toString().section(QLatin1String(", engine"), 1),
-        face.toString().section(QLatin1String(", engine"), 1));
-}
-
-void RKFacePositionTest::overlapNeedsMoreThanThreeQuarters()
-{
-    const RKFacePosition face = at(0, 0, 1, 0.5);
-    QVERIFY(!face.isSeriouslyOverlapping(at(0.25, 0, 1, 0.5)));
-    QVERIFY(face.isSeriouslyOverlapping(at(0.125, 0, 1, 0.5)));
-    // A small face inside is enough, whichever is asked.
-    const RKFacePosition small = at(0.5, 0.25, 0.125, 0.125);
-    QVERIFY(face.isSeriouslyOverlapping(small) && small.isSeriouslyOverlapping(face));
-    QVERIFY(!RKFacePosition().isSeriouslyOverlapping(RKFacePosition()));
-}
-
-void RKFacePositionTest::textKeepsPlaceholdersInNames()
-{
-    QCOMPARE(at(0.1, 1.0 / 3, 1e-7, 0.4).toString(),
-        QStringLiteral("faceId 3, faceRect 0.1, 0.333333 1e-07x0.4, engine 5, clusterId -100, "
-                       "name 100 %9 Anna, xmpRegionIndex 2, coverImageEpoch -1"));
-}
-
-void RKFacePositionTest::xmlRoundTripKeepsRectAndEngine()
-{
-    QDomDocument document;
-    QDomElement element = document.createElement(QStringLiteral("face"));
-    document.appendChild(element);
-    at(0.1, 0.25, 1.0 / 3, 0.4).toXml(element);
-    QCOMPARE(document.toString(-1),
-        QStringLiteral("<face><engine>faceDetectionEngineHP</engine><rect><x>0.1</x><y>0.25</y>"
-                       "<width>0.333333</width><height>0.4</height></rect></face>"));
-
-    const RKFacePosition read(element);
-    QCOMPARE(read.rect(), QRectF(0.1, 0.25, 0.333333, 0.4));
-    QCOMPARE(read.engine(), faceDetectionEngineHP);
-    QVERIFY(!read.faceId().isValid() && read.name().isEmpty());
-
-    QVERIFY(document.setContent(QByteArray(
-        "<face><engine>none</engine><rect><x>0,5</x><width>1e999</width></rect></face>")));
-    QCOMPARE(RKFacePosition(document.documentElement()), RKFacePosition());
-    QCOMPARE(RKFacePosition(QDomElement()), RKFacePosition());
-}
-
-void RKFacePositionTest::coverImageEpochTakesTheClock()
-{
-    const qint64 before = QDateTime::currentMSecsSinceEpoch();
-    RKFacePosition face;
-    face.setCoverImageEpochToCurrentTime();
-    QVERIFY(face.coverImageEpoch() >= before);
-    QVERIFY(face.coverImageEpoch() <= QDateTime::currentMSecsSinceEpoch());
-}
 
 QTEST_APPLESS_MAIN(RKFacePositionTest)
 

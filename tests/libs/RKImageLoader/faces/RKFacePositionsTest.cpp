@@ -43,252 +43,239 @@ class RKFacePositionsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void onlyTheDefaultIsNotSurveyed();
-    void centresGuessARectangleInTheImage();
-    void pixelRectanglesAreNotClipped();
-    void catalogueEntriesAreSorted();
-    void pixelsFollowTheFrame();
-    void unitedAndBiggestRectangle();
-    void coveredShareIsCapped();
-    void hostileRectanglesAreHarmless();
-    void bestMatchIsTheFirstFreeRegion();
-    void eachRegionIsMappedOnce();
-    void overlapComparesWholeLists();
-    void listsKeepTheirFlag();
-    void onlyTheFirstPositionOfAFaceBecomesTheCover();
-    void overlayDrawsEveryFace();
-    void xmlRoundTripIsSurveyed();
+
+    void onlyTheDefaultIsNotSurveyed()
+    {
+        RKFacePositions list;
+        QVERIFY(!list.isSurveyComplete() && list.isEmpty() && list.isValid());
+        list.add(RKFacePositions());
+        QVERIFY(!list.isSurveyComplete());
+        QVERIFY(RKFacePositions(QSize(10, 10), QList<QPoint>(), {}).isSurveyComplete());
+        list.add(RKFacePositions(QSize(10, 10), QList<RKFaceRectEntry>(), faceDetectionEngineHP));
+        QVERIFY(list.isSurveyComplete() && list.isEmpty());
+        QVERIFY(list != RKFacePositions());
+
+        QVERIFY(listOf({RKFacePosition()}).isSurveyComplete());
+        QVERIFY(!listOf({RKFacePosition()}).isValid());
+    }
+
+    void centresGuessARectangleInTheImage()
+    {
+        const QSize size(100, 50);
+        const RKFacePositions list(size,
+            {QPoint(0, 0), QPoint(50, 25), QPoint(500, 10)},
+            {faceDetectionEngineExifCanon, faceDetectionEngineExifFuji});
+        const QList<RKFacePosition> faces = list.facePositions();
+        QCOMPARE(faces.size(), 3);
+        QCOMPARE(faces[0].rect(), QRectF(0, 0, 0.05, 0.06));
+        QCOMPARE(faces[1].rect(), QRectF(0.45, 0.46, 0.1, 0.1));
+        QVERIFY(!faces[2].isValid());
+        QCOMPARE(list.faceDetectionEngineTypes(),
+            QList<RKFaceDetectionEngineType>({faceDetectionEngineExifCanon,
+                faceDetectionEngineExifFuji,
+                faceDetectionEngineUnknown}));
+        constexpr int kFar = std::numeric_limits<int>::min();
+        QVERIFY(!RKFacePositions(size, QList<QPoint>{{kFar, kFar}}, {}).isValid());
+        QVERIFY(!RKFacePositions(QSize(), QList<QPoint>{{0, 0}}, {}).isValid());
+
+        // Rectangles are not clipped.
+        const QRect rect(-10, 25, 150, 5);
+        const RKFacePositions one(size, rect, faceDetectionEngineHP);
+        QCOMPARE(one.facePositions().value(0).rect(), QRectF(-0.1, 0.5, 1.5, 0.1));
+        QCOMPARE(RKFacePositions(size, QList<QRect>{rect}, {faceDetectionEngineHP}), one);
+        QVERIFY(!RKFacePositions(QSize(0, 100), rect, faceDetectionEngineHP).isValid());
+    }
+
+    void catalogueEntriesAreSorted()
+    {
+        const QRect left(10, 20, 10, 10);
+        const QRect lower(10, 30, 10, 10);
+        const RKFacePositions list(QSize(100, 100),
+            QList<RKFaceRectEntry>{entry(5, left),
+                entry(-1, lower),
+                entry(2, lower),
+                entry(2, left),
+                RKFaceRectEntry()},
+            faceDetectionEngineIphoto);
+        QStringList order;
+        for (const RKFacePosition& face : list.facePositions())
+            order << face.name() + u'@' + QString::number(face.rect().y());
+        QCOMPARE(order.join(u' '), QStringLiteral("@0 -1@0.3 2@0.2 2@0.3 5@0.2"));
+        QVERIFY(list.facePositions().constLast().clusterId() == RKClusterId(50));
+
+        QVERIFY(entry(0, left).isValid() && !entry(-1, left).isValid());
+        QVERIFY(!entry(0, QRect(3, 3, 0, 4)).isValid() && !RKFaceRectEntry().isValid());
+    }
+
+    void pixelsFollowTheFrame()
+    {
+        const RKFacePositions list = listOf({region(0, QRectF(0.25, 0.5, 0.5, 0.26))});
+        QCOMPARE(list.rects(QSize(100, 50)).constFirst(), QRect(25, 25, 50, 13));
+        QCOMPARE(list.rects(QRect(1000, -7, 100, 50)).constFirst(), QRect(1025, 18, 50, 13));
+        QCOMPARE(list.centers(QSize(100, 50)).constFirst(), QPoint(50, 31));
+
+        // The rounded frame is (10, 20, 101, 51).
+        const QRectF frame(10.4, 19.5, 100.4, 50.9);
+        const RKFacePosition placed = list.positions(frame).constFirst();
+        QCOMPARE(placed.rect(), QRectF(10 + 25, 20 + 25, 50, 13));
+        QCOMPARE(placed.xmpRegionIndex(), 0);
+        QCOMPARE(list.positions(QRect(10, 20, 101, 51)).constFirst(), placed);
+    }
+
+    void unitedAndBiggestRectangle()
+    {
+        const RKFacePositions list = listOf({region(0, QRectF(0.5, 0.5, 0.1, 0.1)),
+            region(1, QRectF(0.1, 0.2, 0.3, 0.2)),
+            region(2, QRectF(0.7, 0.1, 0.1, 0.3))});
+        const QSize size(100, 100);
+        QCOMPARE(list.biggestRect(size), QRect(10, 20, 30, 20));
+        QCOMPARE(list.unitedRect(size), QRect(10, 10, 70, 50));
+        QCOMPARE(list.percentCoverdByFaces(), 0.1);
+        QCOMPARE(RKFacePositions().biggestRect(size), QRect());
+        QCOMPARE(RKFacePositions().unitedRect(size), QRect());
+        QCOMPARE(RKFacePositions().percentCoverdByFaces(), 0.0);
+    }
+
+    void hostileRectanglesAreHarmless()
+    {
+        constexpr double kHuge = std::numeric_limits<double>::max();
+        constexpr double kInfinity = std::numeric_limits<double>::infinity();
+        const RKFacePositions list
+            = listOf({region(0, QRectF(-kHuge, -kHuge, kInfinity, kInfinity)),
+                region(1, QRectF(kHuge, kHuge, kHuge, kHuge)),
+                region(2, QRectF(kInfinity, kHuge, -kHuge, -kInfinity))});
+        const QSize size(6000, 4000);
+        QVERIFY(list.biggestRect(size).width() > 0);
+        QVERIFY(list.unitedRect(size).width() > 0);
+        QCOMPARE(list.rects(QRect(QPoint(2'000'000'000, 0), size)).size(), 3);
+        QCOMPARE(list.percentCoverdByFaces(), 1.0);
+        QCOMPARE(list.positions(QRectF(kInfinity, -kHuge, kHuge, kHuge)).size(), 3);
+        QVERIFY(!list.rotated(ORIENTATION_RIGHT_TOP).isEmpty());
+    }
+
+    void bestMatchIsTheFirstFreeRegion()
+    {
+        const RKFacePositions regions
+            = listOf({region(4, QRectF(0, 0, 0.5, 0.5)), region(7, QRectF(0.25, 0.25, 0.5, 0.5))});
+        const RKFacePosition inBoth = region(-1, QRectF(0.25, 0.25, 0.25, 0.25));
+        QCOMPARE(regions.bestMatch(inBoth, {}), 4);
+        QCOMPARE(regions.bestMatch(inBoth, {4}), 7);
+        QCOMPARE(regions.bestMatch(inBoth, {4, 7}), -1);
+        // The centre lies on the edge of the second region.
+        QCOMPARE(regions.bestMatch(region(-1, QRectF(0.5, 0.5, 0.5, 0.25)), {}), 7);
+        QCOMPARE(regions.bestMatch(region(-1, QRectF(0.5, 0.75, 0.51, 0.25)), {}), -1);
+    }
+
+    void eachRegionIsMappedOnce()
+    {
+        const RKFacePosition target = region(4, QRectF(0, 0, 0.5, 0.5), 11);
+        const RKFacePosition first = region(-1, QRectF(0.1, 0.1, 0.2, 0.2), 1);
+        const RKFacePosition second = region(-1, QRectF(0.2, 0.1, 0.2, 0.2), 2);
+        const auto map = listOf({target}).mapFacePositionsHPtoXMP(listOf({first, second}));
+        QCOMPARE(map.size(), 2);
+        RKFacePosition matched = first;
+        matched.setXmpRegionIndex(4);
+        QCOMPARE(map.value(matched), target);
+        QVERIFY(map.contains(second));
+        QCOMPARE(map.value(second), RKFacePosition());
+    }
+
+    void overlapComparesWholeLists()
+    {
+        const RKFacePosition a = region(0, QRectF(0, 0, 0.5, 0.5));
+        const RKFacePosition b = region(1, QRectF(0.5, 0.5, 0.5, 0.5));
+        QVERIFY(RKFacePositions().isSeriouslyOverlapping(RKFacePositions()));
+        QVERIFY(!listOf({a}).isSeriouslyOverlapping(listOf({a, a})));
+        QVERIFY(listOf({a, a}).isSeriouslyOverlapping(listOf({b, a})));
+        QVERIFY(!listOf({b, a}).isSeriouslyOverlapping(listOf({a, a})));
+        QVERIFY(
+            listOf({a, b}).anySeriouslyOverlapping(b) && !listOf({a}).anySeriouslyOverlapping(b));
+    }
+
+    void listsKeepTheirFlag()
+    {
+        RKFacePositions list = listOf(
+            {region(3, QRectF(0.1, 0.2, 0.3, 0.4)), region(-1, QRectF(0.1, 0.2, 0.3, 0.4))});
+        list.setSurveyComplete(false);
+        QCOMPARE(list.rotated(ORIENTATION_TOP_LEFT), list);
+        const RKFacePositions turned = list.rotated(ORIENTATION_RIGHT_TOP);
+        QVERIFY(!turned.isSurveyComplete());
+        QCOMPARE(turned.facePositions().constFirst().rect(), QRectF(0.4, 0.1, 0.4, 0.3));
+
+        QVERIFY(!list.forEngine(faceDetectionEngineHP).isSurveyComplete());
+        const RKFacePositions found = list.forEngine(faceDetectionEngineHPbyXMP);
+        QVERIFY(found.isSurveyComplete());
+        QCOMPARE(found.facePositions(), list.facePositions());
+
+        QCOMPARE(list.xmpRegionIndices(), QSet<int>{3});
+        QCOMPARE(list.facePositionForXmpRegionIndex(3), list.facePositions().constFirst());
+        QVERIFY(!list.facePositionForXmpRegionIndex(8).isValid());
+
+        RKFacePositions text;
+        QCOMPARE(text.toString(), QStringLiteral("survey complete 0"));
+        text.append(RKFacePosition());
+        QCOMPARE(
+            text.toString(), QLatin1String("survey complete 1, ") + RKFacePosition().toString());
+    }
+
+    void onlyTheFirstPositionOfAFaceBecomesTheCover()
+    {
+        RKFacePositions list
+            = listOf({region(0, {}, -1), region(1, {}, 6), region(2, {}, 6), region(3, {}, 7)});
+        const RKFacePositions before = list;
+        list.setCoverImageEpochToCurrentTime(RKFaceId());
+        QCOMPARE(list, before);
+        list.setCoverImageEpochToCurrentTime(RKFaceId(6));
+        const QList<RKFacePosition> faces = list.facePositions();
+        for (int i = 0; i < faces.size(); ++i)
+            QCOMPARE(faces[i].isCoverImageEpochValid(), i == 1);
+    }
+
+    void overlayDrawsEveryFace()
+    {
+        const RKFacePositions list(QSize(100, 100),
+            QList<QRect>{{10, 10, 20, 20}, {60, 60, 20, 20}},
+            {faceDetectionEngineExifFuji, faceDetectionEngineHP});
+        QImage image(100, 100, QImage::Format_RGB32);
+        image.fill(Qt::white);
+        const QImage blank = image;
+        RKFacePositions().renderInto(&image);
+        listOf({RKFacePosition()}).renderInto(&image);
+        QCOMPARE(image, blank);
+        list.renderInto(&image);
+        QCOMPARE(image.pixelColor(10, 10), QColor(Qt::blue));
+        QCOMPARE(image.pixelColor(60, 60), QColor(Qt::darkGreen));
+        QCOMPARE(image.pixelColor(45, 45), QColor(Qt::white));
+        list.renderInto(nullptr);
+
+        const Qt::GlobalColor colors[] = {Qt::magenta,
+            Qt::blue,
+            Qt::green,
+            Qt::magenta,
+            Qt::yellow,
+            Qt::darkGreen,
+            Qt::darkBlue,
+            Qt::black};
+        for (int i = 0; i < 8; ++i) {
+            const auto engine = RKFaceDetectionEngineType(i);
+            QCOMPARE(RKFacePositions::faceRectColor(engine), QColor(colors[i]));
+        }
+    }
+
+    void xmlRoundTripIsSurveyed()
+    {
+        const RKFacePositions list(QSize(100, 100),
+            QList<QRect>{{10, 10, 20, 20}, {60, 60, 20, 20}},
+            {faceDetectionEngineExifFuji, faceDetectionEngineHP});
+        QDomDocument document;
+        QDomElement root = document.createElement(QStringLiteral("faces"));
+        root.appendChild(document.createElement(QStringLiteral("other")));
+        list.toXml(root);
+        QCOMPARE(RKFacePositions(root), list);
+        const RKFacePositions none{QDomElement()};
+        QVERIFY(none.isEmpty() && none.isSurveyComplete());
+    }
 };
-
-void RKFacePositionsTest::onlyTheDefaultIsNotSurveyed()
-{
-    RKFacePositions list;
-    QVERIFY(!list.isSurveyComplete() && list.isEmpty() && list.isValid());
-    list.add(RKFacePositions());
-    QVERIFY(!list.isSurveyComplete());
-    QVERIFY(RKFacePositions(QSize(10, 10), QList<QPoint>(), {}).isSurveyComplete());
-    list.add(RKFacePositions(QSize(10, 10), QList<RKFaceRectEntry>(), faceDetectionEngineHP));
-    QVERIFY(list.isSurveyComplete() && list.isEmpty());
-    QVERIFY(list != RKFacePositions());
-
-    QVERIFY(listOf({RKFacePosition()}).isSurveyComplete());
-    QVERIFY(!listOf({RKFacePosition()}).isValid());
-}
-
-void RKFacePositionsTest::centresGuessARectangleInTheImage()
-{
-    const RKFacePositions list(QSize(100, 50),
-        {QPoint(0, 0), QPoint(50, 25), QPoint(500, 10)},
-        {faceDetectionEngineExifCanon, faceDetectionEngineExifFuji});
-    const QList<RKFacePosition> faces = list.facePositions();
-    QCOMPARE(faces.size(), 3);
-    QCOMPARE(faces[0].rect(), QRectF(0, 0, 0.05, 0.06));
-    QCOMPARE(faces[1].rect(), QRectF(0.45, 0.46, 0.1, 0.1));
-    QVERIFY(!faces[2].isValid());
-    QCOMPARE(list.faceDetectionEngineTypes(),
-        QList<RKFaceDetectionEngineType>({faceDetectionEngineExifCanon,
-            faceDetectionEngineExifFuji,
-            faceDetectionEngineUnknown}));
-
-    constexpr int kFar = std::numeric_limits<int>::min();
-    QVERIFY(!RKFacePositions(QSize(100, 50), QList<QPoint>{{kFar, kFar}}, {}).isValid());
-    QVERIFY(!RKFacePositions(QSize(), QList<QPoint>{{0, 0}}, {}).isValid());
-}
-
-void RKFacePositionsTest::pixelRectanglesAreNotClipped()
-{
-    const RKFacePositions one(QSize(200, 100), QRect(-20, 50, 300, 25), faceDetectionEngineHP);
-    QCOMPARE(one.facePositions().value(0).rect(), QRectF(-0.1, 0.5, 1.5, 0.25));
-    const RKFacePositions same(
-        QSize(200, 100), QList<QRect>{QRect(-20, 50, 300, 25)}, {faceDetectionEngineHP});
-    QCOMPARE(same, one);
-    QVERIFY(!RKFacePositions(QSize(0, 100), QRect(0, 0, 5, 5), faceDetectionEngineHP).isValid());
-}
-
-void RKFacePositionsTest::catalogueEntriesAreSorted()
-{
-    const QRect left(10, 20, 10, 10);
-    const QRect lower(10, 30, 10, 10);
-    const RKFacePositions list(QSize(100, 100),
-        QList<RKFaceRectEntry>{
-            entry(5, left), entry(-1, lower), entry(2, lower), entry(2, left), RKFaceRectEntry()},
-        faceDetectionEngineIphoto);
-    QStringList order;
-    for (const RKFacePosition& face : list.facePositions())
-        order << face.name() + u'@' + QString::number(face.rect().y());
-    QCOMPARE(order.join(u' '), QStringLiteral("@0 -1@0.3 2@0.2 2@0.3 5@0.2"));
-    QVERIFY(list.facePositions().constLast().clusterId() == RKClusterId(50));
-
-    QVERIFY(entry(0, left).isValid() && !entry(-1, left).isValid());
-    QVERIFY(!entry(0, QRect(3, 3, 0, 4)).isValid() && !RKFaceRectEntry().isValid());
-}
-
-void RKFacePositionsTest::pixelsFollowTheFrame()
-{
-    const RKFacePositions list = listOf({region(0, QRectF(0.25, 0.5, 0.5, 0.26))});
-    QCOMPARE(list.rects(QSize(100, 50)).constFirst(), QRect(25, 25, 50, 13));
-    QCOMPARE(list.rects(QRect(1000, -7, 100, 50)).constFirst(), QRect(1025, 18, 50, 13));
-    QCOMPARE(list.centers(QSize(100, 50)).constFirst(), QPoint(50, 31));
-
-    // The rounded frame is (10, 20, 101, 51).
-    const QRectF frame(10.4, 19.5, 100.4, 50.9);
-    const RKFacePosition placed = list.positions(frame).constFirst();
-    QCOMPARE(placed.rect(), QRectF(10 + 25, 20 + 25, 50, 13));
-    QCOMPARE(placed.xmpRegionIndex(), 0);
-    QCOMPARE(list.positions(QRect(10, 20, 101, 51)).constFirst(), placed);
-}
-
-void RKFacePositionsTest::unitedAndBiggestRectangle()
-{
-    const RKFacePositions list = listOf({region(0, QRectF(0.5, 0.5, 0.1, 0.1)),
-        region(1, QRectF(0.1, 0.2, 0.3, 0.2)),
-        region(2, QRectF(0.7, 0.1, 0.1, 0.3))});
-    QCOMPARE(list.biggestRect(QSize(100, 100)), QRect(10, 20, 30, 20));
-    QCOMPARE(list.unitedRect(QSize(100, 100)), QRect(10, 10, 70, 50));
-    QCOMPARE(RKFacePositions().biggestRect(QSize(100, 100)), QRect());
-    QCOMPARE(RKFacePositions().unitedRect(QSize(100, 100)), QRect());
-}
-
-void RKFacePositionsTest::coveredShareIsCapped()
-{
-    RKFacePositions list;
-    QCOMPARE(list.percentCoverdByFaces(), 0.0);
-    list.append(region(0, QRectF(0, 0, 0.6, 1)));
-    QCOMPARE(list.percentCoverdByFaces(), 0.6);
-    list.append(region(1, QRectF(0, 0, 0.6, 1)));
-    QCOMPARE(list.percentCoverdByFaces(), 1.0);
-}
-
-void RKFacePositionsTest::hostileRectanglesAreHarmless()
-{
-    constexpr double kHuge = std::numeric_limits<double>::max();
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    const RKFacePositions list = listOf({region(0, QRectF(-kHuge, -kHuge, kInfinity, kInfinity)),
-        region(1, QRectF(kHuge, kHuge, kHuge, kHuge)),
-        region(2, QRectF(kInfinity, kHuge, -kHuge, -kInfinity))});
-    const QSize size(6000, 4000);
-    QVERIFY(list.biggestRect(size).width() > 0);
-    QVERIFY(list.unitedRect(size).width() > 0);
-    QCOMPARE(list.rects(QRect(QPoint(2'000'000'000, 0), size)).size(), 3);
-    QCOMPARE(list.percentCoverdByFaces(), 1.0);
-    QCOMPARE(list.positions(QRectF(kInfinity, -kHuge, kHuge, kHuge)).size(), 3);
-    QVERIFY(!list.rotated(ORIENTATION_RIGHT_TOP).isEmpty());
-}
-
-void RKFacePositionsTest::bestMatchIsTheFirstFreeRegion()
-{
-    const RKFacePositions regions
-        = listOf({region(4, QRectF(0, 0, 0.5, 0.5)), region(7, QRectF(0.25, 0.25, 0.5, 0.5))});
-    const RKFacePosition inBoth = region(-1, QRectF(0.25, 0.25, 0.25, 0.25));
-    QCOMPARE(regions.bestMatch(inBoth, {}), 4);
-    QCOMPARE(regions.bestMatch(inBoth, {4}), 7);
-    QCOMPARE(regions.bestMatch(inBoth, {4, 7}), -1);
-    // The centre lies on the edge of the second region.
-    QCOMPARE(regions.bestMatch(region(-1, QRectF(0.5, 0.5, 0.5, 0.25)), {}), 7);
-    QCOMPARE(regions.bestMatch(region(-1, QRectF(0.5, 0.75, 0.51, 0.25)), {}), -1);
-}
-
-void RKFacePositionsTest::eachRegionIsMappedOnce()
-{
-    const RKFacePosition target = region(4, QRectF(0, 0, 0.5, 0.5), 11);
-    const RKFacePosition first = region(-1, QRectF(0.1, 0.1, 0.2, 0.2), 1);
-    const RKFacePosition second = region(-1, QRectF(0.2, 0.1, 0.2, 0.2), 2);
-    const auto map = listOf({target}).mapFacePositionsHPtoXMP(listOf({first, second}));
-    QCOMPARE(map.size(), 2);
-    RKFacePosition matched = first;
-    matched.setXmpRegionIndex(4);
-    QCOMPARE(map.value(matched), target);
-    QVERIFY(map.contains(second));
-    QCOMPARE(map.value(second), RKFacePosition());
-}
-
-void RKFacePositionsTest::overlapComparesWholeLists()
-{
-    const RKFacePosition a = region(0, QRectF(0, 0, 0.5, 0.5));
-    const RKFacePosition b = region(1, QRectF(0.5, 0.5, 0.5, 0.5));
-    QVERIFY(RKFacePositions().isSeriouslyOverlapping(RKFacePositions()));
-    QVERIFY(!listOf({a}).isSeriouslyOverlapping(listOf({a, a})));
-    QVERIFY(listOf({a, a}).isSeriouslyOverlapping(listOf({b, a})));
-    QVERIFY(!listOf({b, a}).isSeriouslyOverlapping(listOf({a, a})));
-    QVERIFY(listOf({a, b}).anySeriouslyOverlapping(b) && !listOf({a}).anySeriouslyOverlapping(b));
-}
-
-void RKFacePositionsTest::listsKeepTheirFlag()
-{
-    RKFacePositions list
-        = listOf({region(3, QRectF(0.1, 0.2, 0.3, 0.4)), region(-1, QRectF(0.1, 0.2, 0.3, 0.4))});
-    list.setSurveyComplete(false);
-    QCOMPARE(list.rotated(ORIENTATION_TOP_LEFT), list);
-    const RKFacePositions turned = list.rotated(ORIENTATION_RIGHT_TOP);
-    QVERIFY(!turned.isSurveyComplete());
-    QCOMPARE(turned.facePositions().constFirst().rect(), QRectF(0.4, 0.1, 0.4, 0.3));
-
-    QVERIFY(!list.forEngine(faceDetectionEngineHP).isSurveyComplete());
-    const RKFacePositions found = list.forEngine(faceDetectionEngineHPbyXMP);
-    QVERIFY(found.isSurveyComplete());
-    QCOMPARE(found.facePositions(), list.facePositions());
-
-    QCOMPARE(list.xmpRegionIndices(), QSet<int>{3});
-    QCOMPARE(list.facePositionForXmpRegionIndex(3), list.facePositions().constFirst());
-    QVERIFY(!list.facePositionForXmpRegionIndex(8).isValid());
-
-    RKFacePositions text;
-    QCOMPARE(text.toString(), QStringLiteral("survey complete 0"));
-    text.append(RKFacePosition());
-    QCOMPARE(text.toString(), QLatin1String("survey complete 1, ") + RKFacePosition().toString());
-}
-
-void RKFacePositionsTest::onlyTheFirstPositionOfAFaceBecomesTheCover()
-{
-    RKFacePositions list
-        = listOf({region(0, {}, -1), region(1, {}, 6), region(2, {}, 6), region(3, {}, 7)});
-    const RKFacePositions before = list;
-    list.setCoverImageEpochToCurrentTime(RKFaceId());
-    QCOMPARE(list, before);
-    list.setCoverImageEpochToCurrentTime(RKFaceId(6));
-    const QList<RKFacePosition> faces = list.facePositions();
-    for (int i = 0; i < faces.size(); ++i)
-        QCOMPARE(faces[i].isCoverImageEpochValid(), i == 1);
-}
-
-void RKFacePositionsTest::overlayDrawsEveryFace()
-{
-    RKFacePositions list(QSize(100, 100), QRect(10, 10, 20, 20), faceDetectionEngineExifFuji);
-    list.add(RKFacePositions(QSize(100, 100), QRect(60, 60, 20, 20), faceDetectionEngineHP));
-    QImage image(100, 100, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    const QImage blank = image;
-    list.renderInto(&image);
-    QCOMPARE(image.pixelColor(10, 10), QColor(Qt::blue));
-    QCOMPARE(image.pixelColor(60, 60), QColor(Qt::darkGreen));
-    QCOMPARE(image.pixelColor(45, 45), QColor(Qt::white));
-
-    QImage untouched = blank;
-    RKFacePositions().renderInto(&untouched);
-    listOf({RKFacePosition()}).renderInto(&untouched);
-    QCOMPARE(untouched, blank);
-    QImage null;
-    list.renderInto(&null);
-    list.renderInto(nullptr);
-
-    QCOMPARE(RKFacePositions::faceRectColor(faceDetectionEngineUnknown), QColor(Qt::magenta));
-    QCOMPARE(RKFacePositions::faceRectColor(faceDetectionEngineHPbyXMP), QColor(Qt::darkBlue));
-}
-
-void RKFacePositionsTest::xmlRoundTripIsSurveyed()
-{
-    RKFacePositions list(QSize(100, 100), QRect(10, 10, 20, 20), faceDetectionEngineExifFuji);
-    list.add(RKFacePositions(QSize(100, 100), QRect(60, 60, 20, 20), faceDetectionEngineHP));
-    QDomDocument document;
-    QDomElement root = document.createElement(QStringLiteral("faces"));
-    document.appendChild(root);
-    root.appendChild(document.createElement(QStringLiteral("other")));
-    list.toXml(root);
-    QCOMPARE(RKFacePositions(root), list);
-
-    const RKFacePositions none{QDomElement()};
-    QVERIFY(none.isEmpty() && none.isSurveyComplete());
-}
 
 QTEST_MAIN(RKFacePositionsTest)
 

@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/media/RKMediaFormat.h"
 #include "support/RKChildProcess.h"
+#include "support/RKTestPictures.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -17,38 +18,36 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     }
 
-    void valuesComeFromTheFirstElementOfEachName_data()
-    {
-        QTest::addColumn<QString>("xml");
-        QTest::addColumn<int>("extended");
-        QTest::addColumn<int>("quality");
-        QTest::addColumn<double>("factor");
-        const auto row = [](const char* name, const char* xml, int extended, double factor) {
-            QTest::newRow(name) << QString::fromLatin1(xml) << extended << std::abs(extended)
-                                << factor;
-        };
-        row("defaults", "<c/>", 90, 0.0);
-        row("empty elements", "<c><jpg/><scaling/></c>", 90, 0.0);
-        row("negative", "<c><jpg compression='-75'/></c>", -75, 0.0);
-        row("too large", "<c><jpg compression='150'/></c>", 100, 0.0);
-        row("too small", "<c><jpg compression='-500'/></c>", -99, 0.0);
-        row("text", "<c><jpg compression='abc'/></c>", 0, 0.0);
-        row("beyond 32 bits", "<c><jpg compression='99999999999'/></c>", 0, 0.0);
-        row("first only", "<c><x/><jpg compression='1'/><jpg compression='2'/></c>", 1, 0.0);
-        row("percent", "<c><scaling productionMaxScalePercent='25'/></c>", 90, 0.25);
-        row("no integer", "<c><scaling productionMaxScalePercent='12.5'/></c>", 90, 0.0);
-        row("nested too deep", "<c><d><jpg compression='1'/></d></c>", 90, 0.0);
-    }
-
     void valuesComeFromTheFirstElementOfEachName()
     {
-        QFETCH(QString, xml);
-        RKImageLoaderConfig::setConfigFile(write(xml.toUtf8()));
-        const RKImageLoaderConfig config;
-        QTEST(config.jpgQualityExtended(), "extended");
-        QTEST(config.jpgQuality(), "quality");
-        QTEST(config.scalingMinFactor(), "factor");
-        QVERIFY(config.scalingOption() == SCALING_SMOOTH);
+        struct Case
+        {
+            const char* xml;
+            int quality = 90;
+            double factor = 0;
+        };
+
+        constexpr Case kCases[] = {
+            {"<c/>"},
+            {"<c><jpg/><scaling/></c>"},
+            {"<c><jpg compression='-75'/></c>", -75},
+            {"<c><jpg compression='150'/></c>", 100},
+            {"<c><jpg compression='-500'/></c>", -99},
+            {"<c><jpg compression='abc'/></c>", 0},
+            {"<c><jpg compression='99999999999'/></c>", 0},
+            {"<c><x/><jpg compression='1'/><jpg compression='2'/></c>", 1},
+            {"<c><scaling productionMaxScalePercent='25'/></c>", 90, 0.25},
+            {"<c><scaling productionMaxScalePercent='12.5'/></c>"},
+            {"<c><d><jpg compression='1'/></d></c>"},
+        };
+        for (const Case& c : kCases) {
+            RKImageLoaderConfig::setConfigFile(write(c.xml));
+            const RKImageLoaderConfig config;
+            QCOMPARE(config.jpgQualityExtended(), c.quality);
+            QCOMPARE(config.jpgQuality(), std::abs(c.quality));
+            QCOMPARE(config.scalingMinFactor(), c.factor);
+            QVERIFY(config.scalingOption() == SCALING_SMOOTH);
+        }
     }
 
     void malformedXmlIsReportedWithItsPlace()
@@ -93,10 +92,9 @@ private Q_SLOTS:
 private:
     QFileInfo write(const QByteArray& xml)
     {
-        QFile file(m_folder.filePath(QStringLiteral("config%1.xml").arg(++m_count)));
-        if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size())
-            qFatal("can't write the configuration");
-        return QFileInfo(file);
+        const QString path = m_folder.filePath(QStringLiteral("config%1.xml").arg(++m_count));
+        RKTestPictures::write(path, xml);
+        return QFileInfo(path);
     }
 
     QTemporaryDir m_folder;

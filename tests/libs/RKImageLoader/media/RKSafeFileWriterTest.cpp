@@ -2,6 +2,7 @@
 
 #include "support/RKChildProcess.h"
 #include "support/RKRestrictions.h"
+#include "support/RKTestPictures.h"
 
 #include <QTest>
 
@@ -16,36 +17,28 @@ using namespace RKRestrictions;
 
 namespace {
 
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void put(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(content), content.size());
-}
-
 const QByteArray kOld(20000, 'o');
 const QByteArray kNew(30000, 'n');
 
 /// What the test program does as its own child, named "RESTRICTION PATH".
 int writeAsChild(const QString& role)
 {
-    const QString restriction = role.section(QLatin1Char(' '), 0, 0);
+    const QString restriction = role.section(u' ', 0, 0);
     const bool isRestricted
         = restriction == QLatin1String("limit") ? limitFileSize(25000) : becomeOrdinaryUser();
     if (!isRestricted)
         return -1;
-    return static_cast<int>(RKSafeFileWriter(role.section(QLatin1Char(' '), 1)).write(kNew));
+    return static_cast<int>(RKSafeFileWriter(role.section(u' ', 1)).write(kNew));
 }
 
-int resultInChild(const char* restriction, const QString& path)
+Result resultInChild(const char* restriction, const QString& path)
 {
-    return RKChildProcess::run(QLatin1String(restriction) + QLatin1Char(' ') + path).exitCode;
+    return Result(RKChildProcess::run(QLatin1String(restriction) + u' ' + path).exitCode);
+}
+
+bool addLink(const QString& path, const QString& other)
+{
+    return ::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()) == 0;
 }
 
 } // namespace
@@ -55,164 +48,126 @@ class RKSafeFileWriterTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
 
-    void createsFilesAndReplacesThem();
-    void followsLinks();
-    void hardLinksAndAttributesStay();
-    void whatIsNoFileIsNotWritten();
-    void processLimitLeavesTheOldFile_data();
-    void processLimitLeavesTheOldFile();
-    void fullDiskLeavesTheOldFile_data();
-    void fullDiskLeavesTheOldFile();
-    void modesAreObeyed();
-};
-
-void RKSafeFileWriterTest::init()
-{
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
-void RKSafeFileWriterTest::createsFilesAndReplacesThem()
-{
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("ä %1.jpg"));
-    RKSafeFileWriter writer(path);
-    for (const QByteArray& content : {kOld, kNew, QByteArray(), kOld}) {
-        QCOMPARE(writer.write(content), Result::Done);
-        QCOMPARE(contentOf(path), content);
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     }
-    QCOMPARE(dir.entries().size(), 1);
-    QVERIFY(writer.errorString().isEmpty());
-}
 
-void RKSafeFileWriterTest::followsLinks()
-{
-    const OpenDir dir;
-    const QString file = dir.filePath(QStringLiteral("file"));
-    const QString link = dir.filePath(QStringLiteral("link"));
-    QVERIFY(QFile::link(QStringLiteral("file"), link));
-    for (const QByteArray& content : {kOld, kNew}) {
-        QCOMPARE(RKSafeFileWriter(link).write(content), Result::Done);
+    void createsFilesAndReplacesThem()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("ä %1.jpg"));
+        const QString link = dir.filePath(QStringLiteral("link"));
+        RKSafeFileWriter writer(path);
+        for (const QByteArray& content : {kOld, kNew, QByteArray(), kOld}) {
+            QCOMPARE(writer.write(content), Result::Done);
+            QCOMPARE(RKTestPictures::read(path), content);
+        }
+        QVERIFY(writer.errorString().isEmpty());
+
+        QVERIFY(QFile::link(path, link));
+        QCOMPARE(RKSafeFileWriter(link).write(kNew), Result::Done);
         QVERIFY(QFileInfo(link).isSymLink());
-        QCOMPARE(contentOf(file), content);
+        QCOMPARE(RKTestPictures::read(path), kNew);
+        QCOMPARE(dir.entries().size(), 2);
     }
-}
 
-void RKSafeFileWriterTest::hardLinksAndAttributesStay()
-{
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("file"));
-    const QString other = dir.filePath(QStringLiteral("other"));
-    put(path, kOld);
-    QVERIFY(setMode(path, 02640));
-#ifdef Q_OS_LINUX
-    const QByteArray native = QFile::encodeName(path);
-    const bool hasAttributes = ::setxattr(native.constData(), "user.note", "kept", 4, 0) == 0;
-#endif
-    QCOMPARE(RKSafeFileWriter(path).write(kNew), Result::Done);
-    QCOMPARE(status(path).st_mode & 07777, mode_t(02640));
-#ifdef Q_OS_LINUX
-    QByteArray note(4, ' ');
-    QVERIFY(!hasAttributes || ::getxattr(native.constData(), "user.note", note.data(), 4) == 4);
-    QVERIFY(!hasAttributes || note == "kept");
-#endif
-
-    QCOMPARE(::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()), 0);
-    for (const QByteArray& content : {kOld, kNew}) {
-        QCOMPARE(RKSafeFileWriter(path).write(content), Result::Done);
-        QCOMPARE(contentOf(other), content);
-    }
-    QCOMPARE(status(path).st_nlink, nlink_t(2));
-    QCOMPARE(dir.entries().size(), 2);
-}
-
-void RKSafeFileWriterTest::whatIsNoFileIsNotWritten()
-{
-    const OpenDir dir;
-    RKSafeFileWriter writer(dir.path());
-    QCOMPARE(writer.write(kNew), Result::NotWritable);
-    QVERIFY(!writer.errorString().isEmpty());
-
-    const QString pipe = dir.filePath(QStringLiteral("pipe"));
-    QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    QCOMPARE(RKSafeFileWriter(pipe).write(kNew), Result::NotWritable);
-    QCOMPARE(
-        RKSafeFileWriter(dir.filePath(QStringLiteral("missing/file"))).write(kNew), Result::Failed);
-}
-
-void RKSafeFileWriterTest::processLimitLeavesTheOldFile_data()
-{
-    QTest::addColumn<bool>("hasHardLink");
-    QTest::newRow("replaced") << false;
-    QTest::newRow("overwritten") << true;
-}
-
-void RKSafeFileWriterTest::processLimitLeavesTheOldFile()
-{
-    QFETCH(bool, hasHardLink);
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("file"));
-    put(path, kOld);
-    if (hasHardLink) {
+    void hardLinksAndAttributesStay()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("file"));
         const QString other = dir.filePath(QStringLiteral("other"));
-        QCOMPARE(
-            ::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()), 0);
+        RKTestPictures::write(path, kOld);
+        QVERIFY(setMode(path, 02640));
+#ifdef Q_OS_LINUX
+        const QByteArray native = QFile::encodeName(path);
+        const bool hasAttributes = ::setxattr(native.constData(), "user.note", "kept", 4, 0) == 0;
+#endif
+        QCOMPARE(RKSafeFileWriter(path).write(kNew), Result::Done);
+        QCOMPARE(status(path).st_mode & 07777, mode_t(02640));
+#ifdef Q_OS_LINUX
+        QByteArray note(4, ' ');
+        QVERIFY(!hasAttributes || ::getxattr(native.constData(), "user.note", note.data(), 4) == 4);
+        QVERIFY(!hasAttributes || note == "kept");
+#endif
+        QVERIFY(addLink(path, other));
+        for (const QByteArray& content : {kOld, kNew}) {
+            QCOMPARE(RKSafeFileWriter(path).write(content), Result::Done);
+            QCOMPARE(RKTestPictures::read(other), content);
+        }
+        QCOMPARE(status(path).st_nlink, nlink_t(2));
+        QCOMPARE(dir.entries().size(), 2);
     }
-    const QStringList before = dir.entries();
 
-    QCOMPARE(resultInChild("limit", path), static_cast<int>(Result::Failed));
-    QCOMPARE(contentOf(path), kOld);
-    QCOMPARE(dir.entries(), before);
-}
-
-void RKSafeFileWriterTest::fullDiskLeavesTheOldFile_data()
-{
-    processLimitLeavesTheOldFile_data();
-}
-
-void RKSafeFileWriterTest::fullDiskLeavesTheOldFile()
-{
-    QFETCH(bool, hasHardLink);
-    const SmallDisk disk(256);
-    if (!disk.isMounted())
-        QSKIP("No file system may be mounted here.");
-    const QString path = disk.filePath(QStringLiteral("file"));
-    put(path, kOld);
-    if (hasHardLink) {
-        const QString other = disk.filePath(QStringLiteral("other"));
-        QCOMPARE(
-            ::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()), 0);
+    void whatIsNoFileIsNotWritten()
+    {
+        const OpenDir dir;
+        RKSafeFileWriter writer(dir.path());
+        QCOMPARE(writer.write(kNew), Result::NotWritable);
+        QVERIFY(!writer.errorString().isEmpty());
+        const QString pipe = dir.filePath(QStringLiteral("pipe"));
+        QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        QCOMPARE(RKSafeFileWriter(pipe).write(kNew), Result::NotWritable);
+        const QString missing = dir.filePath(QStringLiteral("missing/file"));
+        QCOMPARE(RKSafeFileWriter(missing).write(kNew), Result::Failed);
     }
-    disk.fill();
-    const QStringList before = disk.entries();
 
-    RKSafeFileWriter writer(path);
-    QCOMPARE(writer.write(kNew), Result::Failed);
-    QVERIFY(!writer.errorString().isEmpty());
-    QCOMPARE(contentOf(path), kOld);
-    QCOMPARE(disk.entries(), before);
-}
+    void failuresLeaveTheOldFile_data()
+    {
+        QTest::addColumn<bool>("isDiskFull");
+        QTest::addColumn<bool>("hasHardLink");
+        QTest::newRow("process limit, replaced") << false << false;
+        QTest::newRow("process limit, overwritten") << false << true;
+        QTest::newRow("full disk, replaced") << true << false;
+        QTest::newRow("full disk, overwritten") << true << true;
+    }
 
-void RKSafeFileWriterTest::modesAreObeyed()
-{
-    const OpenDir dir;
-    const QString readOnly = dir.filePath(QStringLiteral("read-only"));
-    put(readOnly, kOld);
-    QVERIFY(setMode(readOnly, 0444));
-    QCOMPARE(resultInChild("user", readOnly), static_cast<int>(Result::NotWritable));
-    QCOMPARE(contentOf(readOnly), kOld);
+    void failuresLeaveTheOldFile()
+    {
+        QFETCH(bool, isDiskFull);
+        QFETCH(bool, hasHardLink);
+        const OpenDir dir;
+        const SmallDisk disk(256);
+        if (isDiskFull && !disk.isMounted())
+            QSKIP("No file system may be mounted here.");
+        const auto inFolder = [&](const char* name) {
+            const QString file = QString::fromLatin1(name);
+            return isDiskFull ? disk.filePath(file) : dir.filePath(file);
+        };
+        const QString path = inFolder("file");
+        RKTestPictures::write(path, kOld);
+        QVERIFY(!hasHardLink || addLink(path, inFolder("other")));
+        if (isDiskFull)
+            disk.fill();
+        const QStringList before = isDiskFull ? disk.entries() : dir.entries();
 
-    const QString directory = dir.filePath(QStringLiteral("closed"));
-    QVERIFY(QDir().mkdir(directory));
-    const QString inside = directory + QStringLiteral("/file");
-    put(inside, kOld);
-    QVERIFY(setMode(inside, 0666));
-    QVERIFY(setMode(directory, 0555));
-    QCOMPARE(resultInChild("user", inside), static_cast<int>(Result::Done));
-    QCOMPARE(contentOf(inside), kNew);
-    QVERIFY(setMode(directory, 0755));
-}
+        RKSafeFileWriter writer(path);
+        QCOMPARE(isDiskFull ? writer.write(kNew) : resultInChild("limit", path), Result::Failed);
+        QCOMPARE(writer.errorString().isEmpty(), !isDiskFull);
+        QCOMPARE(RKTestPictures::read(path), kOld);
+        QCOMPARE(isDiskFull ? disk.entries() : dir.entries(), before);
+    }
+
+    void modesAreObeyed()
+    {
+        const OpenDir dir;
+        const QString readOnly = dir.filePath(QStringLiteral("read-only"));
+        RKTestPictures::write(readOnly, kOld);
+        QVERIFY(setMode(readOnly, 0444));
+        QCOMPARE(resultInChild("user", readOnly), Result::NotWritable);
+        QCOMPARE(RKTestPictures::read(readOnly), kOld);
+
+        const QString directory = dir.filePath(QStringLiteral("closed"));
+        QVERIFY(QDir().mkdir(directory));
+        const QString inside = directory + QStringLiteral("/file");
+        RKTestPictures::write(inside, kOld);
+        QVERIFY(setMode(inside, 0666) && setMode(directory, 0555));
+        QCOMPARE(resultInChild("user", inside), Result::Done);
+        QCOMPARE(RKTestPictures::read(inside), kNew);
+        QVERIFY(setMode(directory, 0755));
+    }
+};
 
 int main(int argc, char** argv)
 {

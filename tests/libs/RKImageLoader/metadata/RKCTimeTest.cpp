@@ -21,8 +21,6 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void modificationTimeCanBeSet();
-    void writeProtectedFileCanBeSetToo();
-    void invalidTimesChangeNothing();
     void missingFileHasNoTimes();
     void creationTimeIsGivenBackWherePossible();
 
@@ -52,24 +50,6 @@ void RKCTimeTest::modificationTimeCanBeSet()
     QCOMPARE(mtimeInternal(m_path), kMoment);
     QCOMPARE(timeInternal(m_path, 1), kMoment);
     QCOMPARE(timeInternal(m_path, 0), created);
-    QCOMPARE(ctimeInternal(m_path), created);
-}
-
-void RKCTimeTest::writeProtectedFileCanBeSetToo()
-{
-    QVERIFY(QFile::setPermissions(m_path, QFileDevice::ReadOwner));
-    setMtimeInternal(m_path, kMoment);
-    QCOMPARE(mtimeInternal(m_path), kMoment);
-}
-
-void RKCTimeTest::invalidTimesChangeNothing()
-{
-    const QDateTime modified = mtimeInternal(m_path);
-    const QDateTime created = ctimeInternal(m_path);
-    setMtimeInternal(m_path, QDateTime());
-    setCtimeInternal(m_path, QDateTime());
-    RKCTime().writeTo(m_path);
-    QCOMPARE(mtimeInternal(m_path), modified);
     QCOMPARE(ctimeInternal(m_path), created);
 }
 

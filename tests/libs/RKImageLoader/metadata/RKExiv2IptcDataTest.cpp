@@ -55,14 +55,9 @@ private Q_SLOTS:
     void init();
 
     void repeatedSetsSurviveASave();
-    void writingReplacesAllSetsOfAKey();
     void textsReadInBothEncodings();
     void characterSetIsMarkedWhereItIsTrue();
-    void mixedCharacterSetsAreEvenedOut();
     void datesAreLocalTime();
-    void badTextsChangeNothing();
-    void languageMarkersAreRemoved();
-    void formatWithoutIptcTakesNothing();
     void iccProfileIsTheImagesOwnOrThatOfExif();
 };
 
@@ -84,21 +79,6 @@ void RKExiv2IptcDataTest::repeatedSetsSurviveASave()
         {{kKeywords, "1"}, {kKeywords, "2"}, {kKeywords, "3"}, {kKeywords, "4"}, {kCity, "y"}});
     QCOMPARE(dataIn(saved(data, other)).allData(), data.allData());
     QCOMPARE(dataIn(saved(RKExiv2IptcData(), other)).allData(), dataIn(other).allData());
-}
-
-void RKExiv2IptcDataTest::writingReplacesAllSetsOfAKey()
-{
-    const QByteArray file = jpegWith({{kKeywords, "a"}, {kCaption, "c"}, {kKeywords, "b"}});
-    RKExiv2IptcData data = dataIn(file);
-    data.writeString(kKeywords, QStringLiteral("n"));
-    QCOMPARE(data.readString(kKeywords), QStringLiteral("n"));
-    QCOMPARE(dataIn(saved(data, file)).readString(kKeywords), QStringLiteral("n"));
-    QCOMPARE(data.readString(kCaption), QStringLiteral("c"));
-
-    data.setInt("Iptc.Envelope.ModelVersion", 4);
-    QCOMPARE(data.readString("Iptc.Envelope.ModelVersion"), QStringLiteral("4"));
-    data.clear();
-    QVERIFY(data.allData().isEmpty());
 }
 
 void RKExiv2IptcDataTest::textsReadInBothEncodings()
@@ -133,30 +113,6 @@ void RKExiv2IptcDataTest::characterSetIsMarkedWhereItIsTrue()
     QCOMPARE(latin.readString(kCaption), QStringLiteral("Grüße"));
 }
 
-void RKExiv2IptcDataTest::mixedCharacterSetsAreEvenedOut()
-{
-    const QByteArray latin = jpegWith({{kCaption,
-        "Gr\xFC\xDF"
-        "e"}});
-    const QByteArray utf8 = jpegWith({{kCharacterSet, "\x1b%G"}, {kCity, "Z\xC3\xBCrich"}});
-    for (const auto& [from, to] : {std::pair(latin, utf8), std::pair(utf8, latin)}) {
-        const RKExiv2ImagePtr image = [&, from = from, to = to] {
-            static QByteArray bytes;
-            bytes = saved(dataIn(from), to);
-            return open(bytes);
-        }();
-        const Exiv2::IptcData& sets = image->iptcData();
-        QCOMPARE(sets.findKey(Exiv2::IptcKey(kCharacterSet))->toString(), std::string("\x1b%G"));
-        QCOMPARE(sets.findKey(Exiv2::IptcKey(kCaption))->toString(),
-            std::string("Gr\xC3\xBC\xC3\x9F"
-                        "e"));
-        QCOMPARE(sets.findKey(Exiv2::IptcKey(kCity))->toString(), std::string("Z\xC3\xBCrich"));
-    }
-    // A plain save changes no byte, right or wrong.
-    const QByteArray wrong = jpegWith({{kCharacterSet, "\x1b%G"}, {kCity, "Z\xFCrich"}});
-    QCOMPARE(saved(dataIn(wrong), wrong), wrong);
-}
-
 void RKExiv2IptcDataTest::datesAreLocalTime()
 {
     RKExiv2IptcData data;
@@ -171,50 +127,6 @@ void RKExiv2IptcDataTest::datesAreLocalTime()
     QCOMPARE(data.dateTime(kDate, kTime), time);
     QCOMPARE(data.dateTime(kDate, kCity), QDateTime(time.date(), QTime(0, 0)));
     QVERIFY(!data.dateTime(kCity, kTime).isValid());
-}
-
-void RKExiv2IptcDataTest::badTextsChangeNothing()
-{
-    RKExiv2IptcData data;
-    data.writeString(kDate, QStringLiteral("2021-07-04"));
-    const QHash<QString, QString> before = data.allData();
-    QTest::ignoreMessage(QtWarningMsg, "Iptc.Application2.DateCreated July %1 does not work");
-    data.writeString(kDate, QStringLiteral("July %1"));
-    QTest::ignoreMessage(QtWarningMsg, "Iptc.Application2.TimeCreated noon does not work");
-    data.writeString(kTime, QStringLiteral("noon"));
-    QTest::ignoreMessage(QtWarningMsg,
-        QRegularExpression(QStringLiteral(
-            "^void RKExiv2IptcData::writeString\\(const char \\*, const QString &\\) caught "
-            "exception with errorCode=\\d+ msg=.+")));
-    QTest::ignoreMessage(QtWarningMsg, "Parameters: Iptc.Application2.NoSuchSet text");
-    data.writeString("Iptc.Application2.NoSuchSet", QStringLiteral("text"));
-    QCOMPARE(data.allData(), before);
-}
-
-void RKExiv2IptcDataTest::languageMarkersAreRemoved()
-{
-    RKExiv2IptcData data;
-    data.writeStringWithLocale(kCaption, QStringLiteral("Hello"));
-    QCOMPARE(data.readString(kCaption), QStringLiteral("Hello"));
-    QCOMPARE(data.stringWithLocale(kCaption), QStringLiteral("Hello"));
-    data.writeString(kCaption, QStringLiteral("lang=\"x-default\" Hi, lang=\"x-repair\" rest"));
-    QCOMPARE(data.stringWithLocale(kCaption), QStringLiteral("Hi"));
-    data.writeString(kCaption, QStringLiteral("lang=\"odd"));
-    QCOMPARE(data.stringWithLocale(kCaption), QStringLiteral("lang=\"odd"));
-}
-
-void RKExiv2IptcDataTest::formatWithoutIptcTakesNothing()
-{
-    RKExiv2IptcData data;
-    data.writeString(kCity, QStringLiteral("Bern"));
-    for (const char* format : {"BMP", "WEBP"}) {
-        const QByteArray bytes = imageFile(format);
-        if (bytes.isEmpty())
-            continue;
-        RKExiv2ImagePtr image = open(bytes);
-        QVERIFY(!data.mergeTo(image));
-        QVERIFY(image->iptcData().empty());
-    }
 }
 
 void RKExiv2IptcDataTest::iccProfileIsTheImagesOwnOrThatOfExif()

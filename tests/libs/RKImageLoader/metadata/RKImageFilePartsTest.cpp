@@ -34,15 +34,8 @@ private Q_SLOTS:
 
     void partsMakeUpTheFile_data();
     void partsMakeUpTheFile();
-    void metadataAreExchanged_data();
-    void metadataAreExchanged();
-    void profileIsEmbedded_data();
-    void profileIsEmbedded();
-    void blockThatIsTooLargeIsRefused();
-    void firstOfTwoExifSegmentsCounts();
     void damagedFilesDoNoHarm_data();
     void damagedFilesDoNoHarm();
-    void samplesKeepEveryByte();
 };
 
 void RKImageFilePartsTest::init()
@@ -70,90 +63,6 @@ void RKImageFilePartsTest::partsMakeUpTheFile()
     QCOMPARE(parts.parts(Content::Xmp).size(), 1);
     QVERIFY(!RKImageFileParts(imageFile("BMP")).isValid());
     QVERIFY(!RKImageFileParts(QByteArray()).isValid());
-}
-
-void RKImageFilePartsTest::metadataAreExchanged_data()
-{
-    partsMakeUpTheFile_data();
-}
-
-void RKImageFilePartsTest::metadataAreExchanged()
-{
-    QFETCH(QByteArray, format);
-    const QByteArray file = fileWithMetadata(format.constData());
-    if (file.isEmpty())
-        QSKIP("Qt cannot write the format here.");
-    const QImage pixels = QImage::fromData(file);
-    const RKImageFileParts source(file);
-
-    RKImageFileParts parts(file);
-    for (const Content content : kMetadata)
-        parts.replace(content, {});
-    QVERIFY(open(parts.file())->exifData().empty());
-    QVERIFY(open(parts.file())->xmpData().empty());
-    QCOMPARE(QImage::fromData(parts.file()), pixels);
-
-    for (const Content content : kMetadata)
-        parts.replace(content, source.parts(content));
-    const QByteArray restored = parts.file();
-    QCOMPARE(QImage::fromData(restored), pixels);
-    const RKExiv2ImagePtr image = open(restored);
-    QCOMPARE(image->exifData().count(), 1);
-    QCOMPARE(image->xmpData().count(), 1);
-    QCOMPARE(image->iptcData().count(), open(file)->iptcData().count());
-}
-
-void RKImageFilePartsTest::profileIsEmbedded_data()
-{
-    partsMakeUpTheFile_data();
-}
-
-void RKImageFilePartsTest::profileIsEmbedded()
-{
-    QFETCH(QByteArray, format);
-    const QByteArray file = imageFile(format.constData());
-    if (file.isEmpty())
-        QSKIP("Qt cannot write the format here.");
-    const QByteArray profile = QColorSpace(QColorSpace::DisplayP3).iccProfile();
-    RKImageFileParts parts(file);
-    if (!parts.setIccProfile(profile)) {
-        QCOMPARE(format, QByteArray("JPG"));
-        return;
-    }
-    QCOMPARE(RKExiv2Compat::iccProfile(*open(parts.file())), profile);
-    const QImage image = QImage::fromData(parts.file());
-    QCOMPARE(image.size(), QSize(48, 32));
-    QCOMPARE(image.colorSpace(), QColorSpace(QColorSpace::DisplayP3));
-}
-
-void RKImageFilePartsTest::blockThatIsTooLargeIsRefused()
-{
-    const QByteArray file = fileWithMetadata("JPG");
-    RKImageFileParts parts(file);
-    const QByteArray block = parts.exifBlock();
-    QVERIFY(block.startsWith("II*"));
-    QVERIFY(parts.setExifBlock(block + QByteArray(65527 - block.size(), '\0')));
-    QCOMPARE(open(parts.file())->exifData().count(), 1);
-    QVERIFY(!parts.setExifBlock(QByteArray(65528, '\0')));
-    QCOMPARE(parts.exifBlock().size(), 65527);
-    QVERIFY(!RKImageFileParts(imageFile("JPG")).setExifBlock(block));
-}
-
-void RKImageFilePartsTest::firstOfTwoExifSegmentsCounts()
-{
-    const QByteArray file = fileWithMetadata("JPG");
-    RKImageFileParts parts(file);
-    const QByteArray first = parts.parts(Content::Exif).first();
-    QByteArray second = first;
-    second.replace("a long name", "other names");
-    parts.replace(Content::Exif, {first, second});
-    QVERIFY(parts.exifBlock().contains("a long name"));
-    QByteArray changed = parts.exifBlock();
-    changed.replace("a long name", "a better one");
-    QVERIFY(parts.setExifBlock(changed));
-    QCOMPARE(parts.parts(Content::Exif).size(), 2);
-    QVERIFY(parts.parts(Content::Exif).at(0).contains("a better one"));
-    QCOMPARE(parts.parts(Content::Exif).at(1), second);
 }
 
 void RKImageFilePartsTest::damagedFilesDoNoHarm_data()
@@ -196,25 +105,6 @@ void RKImageFilePartsTest::damagedFilesDoNoHarm()
             parts.file();
         }
     }
-}
-
-void RKImageFilePartsTest::samplesKeepEveryByte()
-{
-    QDirIterator samples(QStringLiteral(RK_SAMPLES), QDir::Files, QDirIterator::Subdirectories);
-    if (!samples.hasNext())
-        QSKIP("The samples are missing.");
-    int valid = 0;
-    while (samples.hasNext()) {
-        QFile file(samples.next());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
-        const RKImageFileParts parts(bytes);
-        if (!parts.isValid() || file.fileName().contains(QLatin1String("broken")))
-            continue;
-        QVERIFY2(parts.file() == bytes, qPrintable(file.fileName()));
-        ++valid;
-    }
-    QVERIFY(valid > 100);
 }
 
 QTEST_MAIN(RKImageFilePartsTest)

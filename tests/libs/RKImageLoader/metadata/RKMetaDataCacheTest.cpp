@@ -41,13 +41,9 @@ private Q_SLOTS:
     void oneObjectPerAbsolutePath();
     void missingFileIsLoggedAndNotHeld();
     void unreadableFileIsNotHeld();
-    void bytesAreHeldWhateverTheirSize();
     void obsoleteBytesAreNotHeld();
-    void valuesAreCopies();
     void invalidatedFileIsReadAgain();
     void droppedObjectsLiveAsLongAsTheCache();
-    void objectThatComesBackIsOwnedOnce();
-    void clearedCacheIsEmpty();
 
 private:
     QString m_workingDirectory;
@@ -120,16 +116,6 @@ void RKMetaDataCacheTest::unreadableFileIsNotHeld()
     QVERIFY(cache.contains(text));
 }
 
-void RKMetaDataCacheTest::bytesAreHeldWhateverTheirSize()
-{
-    RKMetaDataCache cache;
-    QCOMPARE(cache.metaData(m_file, QByteArray())->unrotatedSize(), QSize(-1, -1));
-    QVERIFY(cache.contains(m_file));
-    cache.invalidate(m_file);
-    QCOMPARE(cache.metaDataValue(m_file, QByteArray()).unrotatedSize(), QSize(-1, -1));
-    QCOMPARE(cache.metaDataValue(m_file).unrotatedSize(), QSize(-1, -1));
-}
-
 void RKMetaDataCacheTest::obsoleteBytesAreNotHeld()
 {
     RKMetaDataCache cache;
@@ -140,17 +126,6 @@ void RKMetaDataCacheTest::obsoleteBytesAreNotHeld()
     QVERIFY(!cache.contains(m_file));
     cache.metaDataValue(m_file, bytes, cache.changeCount());
     QVERIFY(cache.contains(m_file));
-}
-
-void RKMetaDataCacheTest::valuesAreCopies()
-{
-    RKMetaDataCache cache;
-    RKMetaData value = cache.metaDataValue(m_file);
-    value.setAdobeRating(1);
-    QCOMPARE(cache.metaDataValue(m_file).adobeRating(), 0);
-    cache.metaData(m_file)->setAdobeRating(5);
-    QCOMPARE(cache.metaDataValue(m_file).adobeRating(), 5);
-    QCOMPARE(value.adobeRating(), 1);
 }
 
 void RKMetaDataCacheTest::invalidatedFileIsReadAgain()
@@ -193,32 +168,6 @@ void RKMetaDataCacheTest::droppedObjectsLiveAsLongAsTheCache()
         QCOMPARE(alive, 2);
     }
     QCOMPARE(alive, 0);
-}
-
-void RKMetaDataCacheTest::objectThatComesBackIsOwnedOnce()
-{
-    int alive = 0;
-    {
-        RKMetaDataCache cache;
-        auto* metaData = new Watched(&alive);
-        cache.insert(m_file, metaData);
-        cache.invalidate(m_file);
-        cache.insert(m_file, metaData);
-        QCOMPARE(cache.retrieve(m_file), metaData);
-        cache.clear();
-        QCOMPARE(alive, 0);
-    }
-    QCOMPARE(alive, 0);
-}
-
-void RKMetaDataCacheTest::clearedCacheIsEmpty()
-{
-    RKMetaDataCache cache;
-    int alive = 0;
-    cache.insert(m_file, new Watched(&alive));
-    cache.clear();
-    QCOMPARE(alive, 0);
-    QVERIFY(!cache.contains(m_file) && !cache.retrieve(m_file));
 }
 
 QTEST_APPLESS_MAIN(RKMetaDataCacheTest)

@@ -38,10 +38,6 @@ private Q_SLOTS:
     void init();
     void blackBarsAreCut_data();
     void blackBarsAreCut();
-    void darkPictureEdgeBesidesTheBarsIsKept();
-    void edgeDetectorFindsWhatIsNotBlack();
-    void thumbnailBytesAreRemembered();
-    void softwareIsTheSoftwareField();
 };
 
 void RKMetaDataImplTest::init()
@@ -79,56 +75,6 @@ void RKMetaDataImplTest::blackBarsAreCut()
     QFETCH(QSize, imageSize);
     QFETCH(QSize, expected);
     QCOMPARE(extracted(thumbnailWith(picture), imageSize).size(), expected);
-}
-
-void RKMetaDataImplTest::darkPictureEdgeBesidesTheBarsIsKept()
-{
-    const QImage image = extracted(thumbnailWith(QRect(30, 7, 130, 106)), QSize(6000, 4000));
-    QCOMPARE(image.size(), QSize(160, 106));
-    QVERIFY(qGray(image.pixel(10, 50)) < 32);
-}
-
-void RKMetaDataImplTest::edgeDetectorFindsWhatIsNotBlack()
-{
-    QRect found;
-    const QImage nearlyBlack = thumbnailWith(QRect(3, 4, 50, 60), QColor(32, 32, 32));
-    QVERIFY(RKMetaDataImpl::thumbnailEdgeDetector(nearlyBlack, &found));
-    QCOMPARE(found, QRect(3, 4, 50, 60));
-
-    found = QRect(1, 2, 3, 4);
-    const QImage grey = thumbnailWith(QRect(3, 4, 50, 60), QColor(0, 33, 0));
-    QVERIFY(!RKMetaDataImpl::thumbnailEdgeDetector(grey, &found));
-    QVERIFY(!RKMetaDataImpl::thumbnailEdgeDetector(thumbnailWith(QRect()), &found));
-    QVERIFY(!RKMetaDataImpl::thumbnailEdgeDetector(QImage(), &found));
-    QCOMPARE(found, QRect(1, 2, 3, 4));
-
-    QImage dot = thumbnailWith(QRect());
-    dot.setPixel(159, 0, qRgb(0, 0, 33));
-    QVERIFY(RKMetaDataImpl::thumbnailEdgeDetector(dot, &found));
-    QCOMPARE(found, QRect(159, 0, 1, 1));
-}
-
-void RKMetaDataImplTest::thumbnailBytesAreRemembered()
-{
-    RKMetaDataImpl impl;
-    QVERIFY(impl.thumbnailData().isEmpty());
-    QVERIFY(impl.extractThumbnail(QSize(400, 300), RKImageOption()).isNull());
-    const QByteArray jpeg = RKTestPictures::encoded(thumbnailWith(QRect()), "JPEG");
-    impl.writeThumbnail(jpeg);
-    QCOMPARE(impl.thumbnailData(), jpeg);
-    impl.eraseThumbnail();
-    QVERIFY(impl.thumbnailData().isEmpty());
-    QVERIFY(impl.extractThumbnail(QSize(400, 300), RKImageOption()).isNull());
-}
-
-void RKMetaDataImplTest::softwareIsTheSoftwareField()
-{
-    RKMetaDataImpl impl;
-    impl.setUsedPhotoSoftware(QStringLiteral("Developer 3"));
-    QCOMPARE(impl.usedPhotoSoftware(), QStringLiteral("Developer 3"));
-    QCOMPARE(
-        impl.exiv2Wrapper().read(RKMetaDataFieldEnum::exifSoftware), QStringLiteral("Developer 3"));
-    QVERIFY(impl.debugOutput().join(u'\n').contains(QLatin1String("Exif.Image.Software")));
 }
 
 QTEST_APPLESS_MAIN(RKMetaDataImplTest)

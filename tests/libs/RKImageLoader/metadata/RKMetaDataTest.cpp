@@ -32,32 +32,15 @@ class RKMetaDataTest : public QObject
 
 private Q_SLOTS:
     void init();
-    void emptyHasNothing();
     void changedCopyLeavesTheOriginal();
     void fieldMapGivesTextsAndPosition();
-    void fieldMapWithoutPositionLeavesItUnset();
     void everythingSurvivesTheFile();
-    void bufferIsSaved();
     void thumbnailIsEncodedOrKept();
-    void facesAreMergedAndRemoved();
 };
 
 void RKMetaDataTest::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
-void RKMetaDataTest::emptyHasNothing()
-{
-    const QList<RKMetaData> all{
-        RKMetaData(), fromBytes(QByteArray()), RKMetaData(QMap<QString, QVariant>())};
-    for (const RKMetaData& metaData : all) {
-        QCOMPARE(metaData.unrotatedSize(), QSize(-1, -1));
-        QVERIFY(metaData.allData().isEmpty());
-        QVERIFY(!metaData.pictureTaken().isValid() && !metaData.geoPosition().isValid());
-        QVERIFY(metaData.thumbnail().isNull());
-        QVERIFY(!metaData.save(nullptr));
-    }
 }
 
 void RKMetaDataTest::changedCopyLeavesTheOriginal()
@@ -109,16 +92,6 @@ void RKMetaDataTest::fieldMapGivesTextsAndPosition()
     QCOMPARE(metaData.geoPosition().longitude().degrees(), 0.0);
 }
 
-void RKMetaDataTest::fieldMapWithoutPositionLeavesItUnset()
-{
-    const RKMetaData metaData(QMap<QString, QVariant>{
-        {QStringLiteral("exifMake"), QStringLiteral("Maker")},
-        {QStringLiteral("gpsLongitudeInDegreesEast"), QString()},
-    });
-    QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifMake), QStringLiteral("Maker"));
-    QVERIFY(!metaData.geoPosition().isValid());
-}
-
 void RKMetaDataTest::everythingSurvivesTheFile()
 {
     const QTemporaryDir folder;
@@ -166,16 +139,6 @@ void RKMetaDataTest::everythingSurvivesTheFile()
     QVERIFY(!read.allData().isEmpty());
 }
 
-void RKMetaDataTest::bufferIsSaved()
-{
-    QBuffer buffer;
-    buffer.setData(jpeg());
-    RKMetaData metaData;
-    metaData.setAdobeRating(5);
-    QVERIFY(metaData.save(&buffer));
-    QCOMPARE(fromBytes(buffer.data()).adobeRating(), 5);
-}
-
 void RKMetaDataTest::thumbnailIsEncodedOrKept()
 {
     RKMetaData metaData = fromBytes(jpeg());
@@ -192,23 +155,6 @@ void RKMetaDataTest::thumbnailIsEncodedOrKept()
     other.eraseThumbnail();
     QVERIFY(other.thumbnail().isNull());
     QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
-}
-
-void RKMetaDataTest::facesAreMergedAndRemoved()
-{
-    RKMetaData metaData = fromBytes(jpeg());
-    QVERIFY(!metaData.updateFaces(kSize, RKFacePositions()));
-    const RKFacePositions faces(kSize, QRect(10, 10, 8, 9), faceDetectionEngineHP);
-    QVERIFY(metaData.updateFaces(kSize, faces));
-    QCOMPARE(metaData.numberOfRegions(), 1);
-    QCOMPARE(metaData.regionImageSize(), kSize);
-    QCOMPARE(metaData.facePositions().count(), 1);
-    QCOMPARE(metaData.regionFacePositions().count(), 1);
-
-    RKMetaData without = metaData;
-    QVERIFY(without.removeFaceRegions());
-    QVERIFY(without.facePositions().isEmpty());
-    QCOMPARE(metaData.facePositions().count(), 1);
 }
 
 QTEST_APPLESS_MAIN(RKMetaDataTest)

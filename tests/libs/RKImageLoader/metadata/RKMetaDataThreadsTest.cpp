@@ -1,6 +1,10 @@
+#include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKMetadataFixtures.h"
 #include "support/RKTestPictures.h"
 
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -8,14 +12,28 @@
 #include <filesystem>
 #include <thread>
 
+using namespace RKMetadataFixtures;
+
 namespace {
 
 constexpr int kThreads = 8;
-constexpr int kFiles = 4;
+constexpr int kFiles = 20;
+constexpr int kRounds = 60;
 
 QSize sizeOfFile(int number)
 {
     return QSize(16 + number, 12);
+}
+
+QByteArray fileOf(int number)
+{
+    constexpr const char* kFormats[] = {"JPG", "PNG", "TIFF"};
+    return withMetadata(
+        imageFile(kFormats[number % 3], sizeOfFile(number)), [number](Exiv2::Image& image) {
+            image.exifData()["Exif.Image.Artist"] = std::string("artist");
+            image.xmpData()["Xmp.xmp.Rating"] = std::string("1");
+            image.xmpData()["Xmp.TAMO.Rating"] = std::to_string(number % 6);
+        });
 }
 
 template <typename Work>
@@ -36,7 +54,7 @@ class RKMetaDataThreadsTest : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void cacheServesAllThreads();
+    void filesAreReadHeldAndSavedAtOnce();
     void oneObjectServesAllThreads();
     void lastVersionOfAFileWins();
 
@@ -48,41 +66,65 @@ private:
 
 QString RKMetaDataThreadsTest::path(int number) const
 {
-    return m_folder.filePath(QString::number(number) + QLatin1String(".jpg"));
+    return m_folder.filePath(QString::number(number));
 }
 
 void RKMetaDataThreadsTest::initTestCase()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    for (int i = 0; i < kFiles; ++i) {
-        const QImage picture = RKTestPictures::quadrants(sizeOfFile(i));
-        RKTestPictures::write(path(i), RKTestPictures::encoded(picture, "JPEG"));
-    }
+    for (int i = 0; i < kFiles; ++i)
+        RKTestPictures::write(path(i), fileOf(i));
 }
 
-void RKMetaDataThreadsTest::cacheServesAllThreads()
+void RKMetaDataThreadsTest::filesAreReadHeldAndSavedAtOnce()
 {
+    QList<QImage> pixels;
+    for (int i = 0; i < kFiles; ++i)
+        pixels.append(QImage(path(i)));
+    // Both bind a prefix of ours, and each to a namespace of its own.
+    const std::array<QByteArray, 2> foreign{
+        fileOf(0).replace("\"namespaceTAMO/\"", "\"anotherNamespa\""),
+        fileOf(0).replace("\"namespaceTAMO/\"", "\"furtherNamespa\"")};
     RKMetaDataCache cache;
     std::atomic<int> faults = 0;
     runOnThreads([&](int thread) {
-        for (int i = 0; i < 60; ++i) {
-            const int number = (thread + i) % kFiles;
+        QRandomGenerator random(thread);
+        for (int round = 0; round < kRounds; ++round) {
+            const int number = random.bounded(kFiles);
             const QFileInfo file(path(number));
-            RKMetaData value = i % 5 == 0
-                ? cache.metaDataValue(file, RKTestPictures::read(file.filePath()))
-                : cache.metaDataValue(file);
-            faults += value.unrotatedSize() != sizeOfFile(number);
-            value.setAdobeRating(1 + i % 5);
-            value.setImageOrientation(ORIENTATION_BOTTOM_RIGHT);
-            faults += value.adobeRating() != 1 + i % 5;
-            faults += cache.metaDataValue(file).adobeRating() != 0;
-            if (i % 7 == thread % 7)
+            RKMetaData metaData = cache.metaDataValue(file);
+            // Whoever saves leaves a whole file behind.
+            faults += metaData.unrotatedSize() != sizeOfFile(number);
+            faults += metaData.tamoRating() != number % 6;
+            switch (random.bounded(4)) {
+            case 0:
+                metaData.setAdobeRating(random.bounded(1, 6));
                 cache.invalidate(file);
-            if (i % 23 == thread)
+                faults += !metaData.save(file);
+                cache.invalidate(file);
+                break;
+            case 1:
+                metaData.rotate(true);
+                metaData.setFlashUsed(true);
+                faults += !metaData.save(file);
                 cache.clear();
+                break;
+            case 2:
+                for (const QByteArray& bytes : foreign)
+                    faults += RKExiv2Wrapper(bytes).adobeRating() != 1;
+                break;
+            default: faults += metaData.allData().isEmpty(); break;
+            }
         }
     });
-    QCOMPARE(faults, 0);
+    QCOMPARE(faults.load(), 0);
+    for (int i = 0; i < kFiles; ++i) {
+        const RKMetaData metaData{QFileInfo(path(i))};
+        QVERIFY(metaData.adobeRating() >= 1 && metaData.adobeRating() <= 5);
+        QCOMPARE(metaData.tamoRating(), i % 6);
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::author), QStringLiteral("artist"));
+        QCOMPARE(QImage(path(i)), pixels.at(i));
+    }
 }
 
 void RKMetaDataThreadsTest::oneObjectServesAllThreads()

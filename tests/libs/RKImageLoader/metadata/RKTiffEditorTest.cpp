@@ -56,50 +56,15 @@ class RKTiffEditorTest : public QObject
 private Q_SLOTS:
     void init();
 
-    void otherDataAreInvalid_data();
-    void otherDataAreInvalid();
     void pagesStayWhereTheyAre();
-    void valuesThatFitStayInTheirPlace();
-    void lastValueGrowsInItsPlace();
     void valuesOfTwoTagsAreNotOverwritten();
-    void directoriesAreMade();
-    void tagsAreRemoved();
-    void tagsThatAreThereTwiceAreLeftAlone();
     void bigEndianStructuresStaySo();
-    void thumbnailIsReplacedAndRemoved();
     void damagedStructuresDoNoHarm();
 };
 
 void RKTiffEditorTest::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
-void RKTiffEditorTest::otherDataAreInvalid_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    const QByteArray whole = tiffOfPages(1);
-    QTest::newRow("nothing") << QByteArray();
-    QTest::newRow("header only") << whole.left(8);
-    QTest::newRow("one byte short") << whole.chopped(1);
-    QTest::newRow("JPEG") << imageFile("JPG");
-    QTest::newRow("BigTIFF") << QByteArray("II\x2b\0\x08\0\0\0\x10\0\0\0\0\0\0\0", 16);
-    QTest::newRow("directory in the header")
-        << QByteArray("II\x2a\0\x04\0\0\0\0\0\0\0\0\0\0\0", 16);
-    QTest::newRow("directory outside")
-        << QByteArray("II\x2a\0\xff\xff\xff\xff\0\0\0\0\0\0\0\0", 16);
-}
-
-void RKTiffEditorTest::otherDataAreInvalid()
-{
-    QFETCH(QByteArray, bytes);
-    RKTiffEditor editor(bytes);
-    QVERIFY(!editor.isValid());
-    QVERIFY(!editor.change(Directory::Image, {shortTag(kRating, 1)}, {}));
-    QVERIFY(!editor.setThumbnail({}, "jpeg"));
-    QVERIFY(!editor.removeThumbnail());
-    QVERIFY(!editor.tag(kMake));
-    QCOMPARE(editor.structure(), bytes);
 }
 
 void RKTiffEditorTest::pagesStayWhereTheyAre()
@@ -131,33 +96,6 @@ void RKTiffEditorTest::pagesStayWhereTheyAre()
     QVERIFY(edited.size() <= file.size() + kDirectorySize + 2 * 12 + 12 + 1);
 }
 
-void RKTiffEditorTest::valuesThatFitStayInTheirPlace()
-{
-    RKTiffEditor editor(tiffOfPages(2));
-    QVERIFY(editor.change(Directory::Image,
-        {shortTag(kRating, 1), {kMake, kAscii, QByteArray("a long name\0", 12)}},
-        {}));
-    const qsizetype size = editor.structure().size();
-    for (quint16 rating = 2; rating < 6; ++rating) {
-        const QByteArray name = QByteArray("name ") + QByteArray(6 - rating, 'x') + '\0';
-        QVERIFY(editor.change(
-            Directory::Image, {shortTag(kRating, rating), {kMake, kAscii, name}}, {}));
-        QCOMPARE(editor.tag(kMake)->value, name);
-    }
-    QCOMPARE(editor.structure().size(), size);
-}
-
-void RKTiffEditorTest::lastValueGrowsInItsPlace()
-{
-    const QByteArray file = tiffOfPages(2);
-    RKTiffEditor editor(file);
-    for (int size : {100, 50, 1000, 300}) {
-        QVERIFY(editor.change(Directory::Image, {{kXmp, kByte, QByteArray(size, 'x')}}, {}));
-        QCOMPARE(editor.tag(kXmp)->value, QByteArray(size, 'x'));
-    }
-    QVERIFY(editor.structure().size() < file.size() + 1000 + 2 * (2 + 10 * 12 + 4));
-}
-
 void RKTiffEditorTest::valuesOfTwoTagsAreNotOverwritten()
 {
     RKTiffEditor editor(tiffOfPages(1));
@@ -181,49 +119,6 @@ void RKTiffEditorTest::valuesOfTwoTagsAreNotOverwritten()
         shared.change(Directory::Image, {{kMake, kAscii, QByteArray("other value\0", 12)}}, {}));
     QCOMPARE(shared.tag(kModel)->value, value);
     QCOMPARE(shared.tag(kMake)->value, QByteArray("other value\0", 12));
-}
-
-void RKTiffEditorTest::directoriesAreMade()
-{
-    RKTiffEditor editor(tiffOfPages(3));
-    QVERIFY(editor.change(Directory::Photo, {}, {kFlash}));
-    QCOMPARE(editor.structure(), tiffOfPages(3));
-
-    QVERIFY(
-        editor.change(Directory::Interoperability, {{kIndex, kAscii, QByteArray("R98\0", 4)}}, {}));
-    QVERIFY(editor.change(Directory::Photo, {shortTag(kFlash, 1)}, {}));
-    QVERIFY(editor.change(Directory::GpsInfo, {{kLatitudeRef, kAscii, QByteArray("N\0", 2)}}, {}));
-    const QByteArray edited = editor.structure();
-    const Exiv2::ExifData exif = exifOf(edited);
-    QCOMPARE(text(exif, "Exif.Iop.InteroperabilityIndex"), QStringLiteral("R98"));
-    QCOMPARE(text(exif, "Exif.Photo.Flash"), QStringLiteral("1"));
-    QCOMPARE(text(exif, "Exif.GPSInfo.GPSLatitudeRef"), QStringLiteral("N"));
-    QCOMPARE(pixelsOf(edited, "Exif.Image2.StripOffsets"), QByteArray(12, 3));
-}
-
-void RKTiffEditorTest::tagsAreRemoved()
-{
-    RKTiffEditor editor(tiffOfPages(2));
-    QVERIFY(editor.change(Directory::Image, {shortTag(kRating, 1), shortTag(kXmp, 2)}, {}));
-    QVERIFY(editor.change(Directory::Image, {}, {kRating, kMake}));
-    QVERIFY(!editor.tag(kRating));
-    QVERIFY(editor.tag(kXmp));
-    const Exiv2::ExifData exif = exifOf(editor.structure());
-    QCOMPARE(text(exif, "Exif.Image.Rating"), QString());
-    QVERIFY(!text(exif, "Exif.Thumbnail.ImageWidth").isEmpty());
-}
-
-void RKTiffEditorTest::tagsThatAreThereTwiceAreLeftAlone()
-{
-    QByteArray file = tiffOfPages(1);
-    // The width's second place was that of the length.
-    constexpr qsizetype kSecondEntry = 20 + 2 + 12;
-    qToLittleEndian<quint16>(0x0100, file.data() + kSecondEntry);
-    RKTiffEditor editor(file);
-    QVERIFY(!editor.change(Directory::Image, {shortTag(0x0100, 7)}, {}));
-    QVERIFY(!editor.change(Directory::Image, {}, {0x0100}));
-    QCOMPARE(editor.structure(), file);
-    QVERIFY(editor.change(Directory::Image, {shortTag(kRating, 1)}, {}));
 }
 
 void RKTiffEditorTest::bigEndianStructuresStaySo()
@@ -250,27 +145,6 @@ void RKTiffEditorTest::bigEndianStructuresStaySo()
     QCOMPARE(text(read, "Exif.Image.Rating"), QStringLiteral("4"));
     QCOMPARE(text(read, "Exif.Photo.Flash"), QStringLiteral("9"));
     QCOMPARE(text(read, "Exif.Image.Make"), QStringLiteral("a long name"));
-}
-
-void RKTiffEditorTest::thumbnailIsReplacedAndRemoved()
-{
-    RKTiffEditor editor(tiffOfPages(1));
-    const QByteArray jpeg = imageFile("JPG", QSize(16, 12));
-    for (int i = 0; i < 2; ++i) {
-        QVERIFY(editor.setThumbnail({shortTag(0x0103, 6)}, jpeg));
-        const Exiv2::ExifData exif = exifOf(editor.structure());
-        QCOMPARE(RKExiv2Compat::toByteArray(Exiv2::ExifThumbC(exif).copy()), jpeg);
-    }
-    QCOMPARE(editor.numberOfDirectories(), 2);
-    QVERIFY(editor.removeThumbnail());
-    QCOMPARE(editor.numberOfDirectories(), 1);
-    QCOMPARE(pixelsOf(editor.structure(), "Exif.Image.StripOffsets"), QByteArray(12, 1));
-
-    // A third directory moves up.
-    RKTiffEditor pages(tiffOfPages(3));
-    QVERIFY(pages.removeThumbnail());
-    QCOMPARE(pages.numberOfDirectories(), 2);
-    QCOMPARE(pixelsOf(pages.structure(), "Exif.Thumbnail.StripOffsets"), QByteArray(12, 3));
 }
 
 void RKTiffEditorTest::damagedStructuresDoNoHarm()

@@ -1,0 +1,115 @@
+#pragma once
+
+#include "imageformats/common/RKPictureLimits.h"
+
+#include <QByteArray>
+#include <QIODevice>
+#include <QImageIOHandler>
+#include <QVariant>
+
+#include <exception>
+#include <memory>
+
+/// Reads a file of one picture for QImageReader.
+///
+/// The picture knows its size before it is decoded, comes upright, and is made smaller on request.
+/// `Picture` is a file whose header has been read:
+/// - `static constexpr qint64 kStartSize` and `static bool isRecognized(const QByteArray& start)`:
+///   whether a file that begins like that is of the format;
+/// - `static std::unique_ptr<Picture> open(const QByteArray& file)`: null where the header is not
+///   valid or asks for too much;
+/// - `QSize size() const`: of the upright picture, in pixels;
+/// - `QImage decode(const QSize& size)`: the picture in exactly that size, with 32 bits a pixel;
+/// null
+///   where it can't be decoded.
+template <typename Picture>
+class RKPictureHandler : public QImageIOHandler
+{
+public:
+    static bool canRead(QIODevice* device)
+    {
+        return device && device->isReadable()
+            && Picture::isRecognized(device->peek(Picture::kStartSize));
+    }
+
+    bool canRead() const override
+    {
+        return m_state == State::Opened || (m_state == State::New && canRead(device()));
+    }
+
+    bool read(QImage* image) override
+    {
+        if (!open())
+            return false;
+        m_state = State::Finished;
+        const std::unique_ptr<Picture> picture = std::move(m_picture);
+        const QSize size = m_scaledSize.isValid() ? m_scaledSize : m_size;
+        // Only to have Qt's limit of memory respected before any time is spent.
+        QImage room;
+        if (!RKPictureLimits::isAcceptable(size)
+            || !allocateImage(size, QImage::Format_ARGB32, &room))
+            return false;
+        room = QImage();
+        *image = attempt([&] { return picture->decode(size); });
+        return !image->isNull();
+    }
+
+    bool supportsOption(ImageOption option) const override
+    {
+        return option == Size || option == ScaledSize || option == ImageTransformation;
+    }
+
+    QVariant option(ImageOption option) const override
+    {
+        switch (option) {
+        case Size: open(); return m_size;
+        case ScaledSize: return m_scaledSize;
+        // The picture is turned while it is decoded, and nobody shall turn it again.
+        case ImageTransformation: return int(TransformationNone);
+        default: return {};
+        }
+    }
+
+    void setOption(ImageOption option, const QVariant& value) override
+    {
+        if (option == ScaledSize)
+            m_scaledSize = value.toSize();
+    }
+
+private:
+    enum class State
+    {
+        New,
+        Opened,
+        Finished, ///< Read, or not readable.
+    };
+
+    // The codecs' libraries let exceptions through, as of exhausted memory, and Qt expects none.
+    template <typename Work>
+    static auto attempt(const Work& work) -> decltype(work())
+    {
+        try {
+            return work();
+        } catch (const std::exception&) {
+            return {};
+        }
+    }
+
+    // Qt asks for options of a constant handler, and some of them need the header.
+    bool open() const
+    {
+        if (m_state == State::New) {
+            if (canRead(device()))
+                m_picture = attempt([&] { return Picture::open(device()->readAll()); });
+            m_state = m_picture ? State::Opened : State::Finished;
+            if (m_picture)
+                m_size = m_picture->size();
+        }
+        return m_state == State::Opened;
+    }
+
+    mutable State m_state = State::New;
+    mutable std::unique_ptr<Picture> m_picture;
+    mutable QSize m_size;
+    QSize m_scaledSize;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "imageformats/common/RKPictureHandler.h"
+
+#include <QImageIOPlugin>
+
+#include <algorithm>
+
+/// Offers a format of RKPictureHandler to Qt. Files are told by their content, so that one with a
+/// wrong extension is left to the reader that knows it.
+template <typename Picture>
+class RKPicturePlugin : public QImageIOPlugin
+{
+public:
+    Capabilities capabilities(QIODevice* device, const QByteArray& format) const override
+    {
+        if (device)
+            return RKPictureHandler<Picture>::canRead(device) ? CanRead : Capabilities();
+        const auto& keys = Picture::kKeys;
+        return std::find(keys.begin(), keys.end(), format) != keys.end() ? CanRead : Capabilities();
+    }
+
+    QImageIOHandler* create(QIODevice* device, const QByteArray& format) const override
+    {
+        auto* const handler = new RKPictureHandler<Picture>;
+        handler->setDevice(device);
+        handler->setFormat(format.isEmpty() ? QByteArray(Picture::kKeys[0]) : format);
+        return handler;
+    }
+};

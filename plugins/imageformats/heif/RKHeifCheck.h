@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QHash>
+#include <QList>
+#include <QSize>
+
+/// Looks through the boxes of a HEIF file before libheif does, and tells files that would cost it
+/// or its decoder more memory and time than their picture is worth, or that would break it.
+///
+/// What is needed to decode the primary image, its transparency and its thumbnails is followed:
+/// items, where their data lies, how they are made of one another, and the sizes in the streams.
+/// Files that no camera and no program writes are refused (ISO/IEC 23008-12, ISO/IEC 14496-12).
+class RKHeifCheck
+{
+public:
+    /// The bytes must outlive the check.
+    explicit RKHeifCheck(QByteArrayView file);
+
+    bool isAcceptable() const
+    {
+        return m_isAcceptable;
+    }
+
+    /// The primary image's size is stated as after its turning, not before it, as libheif 1.15 and
+    /// older wrote it.
+    bool isSizeTransposed() const;
+
+    /// The thumbnails of the primary image that are turned and mirrored as it is.
+    const QList<quint32>& thumbnails() const
+    {
+        return m_thumbnails;
+    }
+
+private:
+    struct Property
+    {
+        QByteArray type;
+        QByteArrayView content;
+    };
+
+    struct Item
+    {
+        QByteArray type;
+        QList<QByteArrayView> extents;
+        QList<Property> properties;
+        QList<quint32> sources; ///< What it is derived from.
+        QList<quint32> masters; ///< What it is auxiliary to or a thumbnail of.
+        bool isThumbnail = false;
+    };
+
+    bool readFile(QByteArrayView file);
+    bool readItems(QByteArrayView box);
+    bool readItem(QByteArrayView box);
+    bool readLocations(QByteArrayView box, QByteArrayView file, QByteArrayView itemData);
+    bool readProperties(QByteArrayView box);
+    bool readAssociations(QByteArrayView box, const QList<Property>& properties);
+    bool readReferences(QByteArrayView box);
+
+    bool isAcyclic(quint32 id, QHash<quint32, int>& states, int depth) const;
+    bool isImageAcceptable(quint32 id, int depth, qint64& pixels) const;
+    bool isCodedAcceptable(const Item& item) const;
+    bool isGridAcceptable(const Item& item) const;
+    bool isOverlayAcceptable(const Item& item) const;
+    bool areDependentsAcceptable();
+
+    const Property* property(const Item& item, QByteArrayView type) const;
+    QSize statedSize(const Item& item) const;
+    QList<QByteArrayView> turning(const Item& item) const;
+
+    bool m_isAcceptable = false;
+    quint32 m_primary = 0;
+    QHash<quint32, Item> m_items;
+    QList<quint32> m_thumbnails;
+};

@@ -1,0 +1,251 @@
+#include "imageformats/heif/RKHeifPicture.h"
+
+#include "imageformats/common/RKBoxReader.h"
+#include "imageformats/common/RKPictureLimits.h"
+#include "imageformats/common/RKPicturePixels.h"
+#include "imageformats/heif/RKHeifCheck.h"
+
+#include <libheif/heif.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+// Tiles are decoded side by side. In small pictures they aren't worth starting threads.
+constexpr int kMaxThreads = 4;
+constexpr qint64 kWorthThreads = 1 << 20;
+
+// ISO/IEC 23008-12, 10.2 and annex B.4. Files of the general brands hold other codings too; these
+// are told when the file is opened.
+constexpr std::array kBrands{"heic", "heix", "heim", "heis", "hevc", "hevx", "mif1", "msf1"};
+
+// ITU-T H.273, tables 2 and 3.
+constexpr int kPrimariesBt2020 = 9;
+constexpr int kPrimariesP3 = 12;
+constexpr int kTransferPq = 16;
+constexpr int kTransferHlg = 18;
+
+struct ImageDeleter
+{
+    void operator()(const heif_image* image) const
+    {
+        heif_image_release(image);
+    }
+};
+
+using Image = std::unique_ptr<const heif_image, ImageDeleter>;
+
+struct OptionsDeleter
+{
+    void operator()(heif_decoding_options* options) const
+    {
+        heif_decoding_options_free(options);
+    }
+};
+
+struct NclxDeleter
+{
+    void operator()(heif_color_profile_nclx* profile) const
+    {
+        heif_nclx_color_profile_free(profile);
+    }
+};
+
+bool isDone(const heif_error& error)
+{
+    return error.code == heif_error_Ok;
+}
+
+QSize sizeOf(const heif_image_handle* handle)
+{
+    return {heif_image_handle_get_width(handle), heif_image_handle_get_height(handle)};
+}
+
+// Null where it can't be decoded.
+Image decoded(const heif_image_handle* handle)
+{
+    const std::unique_ptr<heif_decoding_options, OptionsDeleter> options(
+        heif_decoding_options_alloc());
+    options->convert_hdr_to_8bit = 1;
+    heif_image* image = nullptr;
+    const heif_error error = heif_decode_image(
+        handle, &image, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, options.get());
+    Image result(image);
+    return isDone(error) ? std::move(result) : nullptr;
+}
+
+QImage::Format alphaFormat(const heif_image_handle* handle)
+{
+    if (!heif_image_handle_has_alpha_channel(handle))
+        return QImage::Format_RGBX8888;
+    return heif_image_handle_is_premultiplied_alpha(handle) ? QImage::Format_RGBA8888_Premultiplied
+                                                            : QImage::Format_RGBA8888;
+}
+
+// Lasts as long as the image. Null where there is nothing.
+QImage pixelsOf(const heif_image* image, const QSize& size, QImage::Format format)
+{
+    if (!image)
+        return {};
+    int stride = 0;
+    const uchar* const pixels
+        = heif_image_get_plane_readonly(image, heif_channel_interleaved, &stride);
+    // Decoded sizes are even, and more is decoded than belongs to the picture.
+    const QSize area = size.boundedTo({heif_image_get_width(image, heif_channel_interleaved),
+        heif_image_get_height(image, heif_channel_interleaved)});
+    return pixels ? QImage(pixels, area.width(), area.height(), stride, format) : QImage();
+}
+
+QByteArray profileOf(const heif_image_handle* handle)
+{
+    const size_t size = heif_image_handle_get_raw_color_profile_size(handle);
+    if (size == 0 || size > size_t(RKPicturePixels::kMaxProfileSize))
+        return {};
+    QByteArray profile(qsizetype(size), Qt::Uninitialized);
+    return isDone(heif_image_handle_get_raw_color_profile(handle, profile.data())) ? profile
+                                                                                   : QByteArray();
+}
+
+// The colour space that a picture without an ICC profile says it has, where it isn't about sRGB.
+QColorSpace codedColorSpace(const heif_image_handle* handle)
+{
+    heif_color_profile_nclx* found = nullptr;
+    if (!isDone(heif_image_handle_get_nclx_color_profile(handle, &found)) || !found)
+        return {};
+    const std::unique_ptr<heif_color_profile_nclx, NclxDeleter> profile(found);
+    const int transfer = profile->transfer_characteristics;
+    if (transfer == kTransferPq || transfer == kTransferHlg)
+        return {};
+    switch (int(profile->color_primaries)) {
+    case kPrimariesP3: return QColorSpace(QColorSpace::DisplayP3);
+    case kPrimariesBt2020:
+        // ITU-R BT.2020-2, table 3. Pictures for screens have about sRGB's curve.
+        return QColorSpace({0.3127, 0.3290},
+            {0.708, 0.292},
+            {0.170, 0.797},
+            {0.131, 0.046},
+            QColorSpace::TransferFunction::SRgb);
+    default: return {};
+    }
+}
+
+bool hasAspectOf(const QSize& size, const QSize& picture)
+{
+    constexpr double kTolerance = 0.02;
+    const double ratio
+        = double(size.width()) * picture.height() / (double(size.height()) * picture.width());
+    return std::abs(ratio - 1) <= kTolerance;
+}
+
+} // namespace
+
+void RKHeifPicture::Deleter::operator()(heif_context* context) const
+{
+    heif_context_free(context);
+}
+
+void RKHeifPicture::Deleter::operator()(const heif_image_handle* handle) const
+{
+    heif_image_handle_release(handle);
+}
+
+bool RKHeifPicture::isRecognized(const QByteArray& start)
+{
+    // ISO/IEC 14496-12, 4.3: a major brand, its version, and the compatible ones.
+    RKBigEndianReader reader(start);
+    const quint64 size = reader.number(4);
+    if (reader.bytes(4) != "ftyp")
+        return false;
+    const QByteArrayView brands
+        = QByteArrayView(start).first(qint64(std::min(size, quint64(start.size()))));
+    constexpr qsizetype kMajorBrand = 8;
+    constexpr qsizetype kBrandSize = 4;
+    // AVIF is for readers of its own.
+    if (start.mid(kMajorBrand, kBrandSize).startsWith("avi"))
+        return false;
+    for (qsizetype at = kMajorBrand; at + kBrandSize <= brands.size(); at += kBrandSize) {
+        const QByteArrayView brand = brands.sliced(at, kBrandSize);
+        if (std::find(kBrands.begin(), kBrands.end(), brand) != kBrands.end())
+            return true;
+    }
+    return false;
+}
+
+std::unique_ptr<RKHeifPicture> RKHeifPicture::open(const QByteArray& file)
+{
+    const RKHeifCheck check(file);
+    if (!check.isAcceptable())
+        return nullptr;
+    std::unique_ptr<RKHeifPicture> picture(new RKHeifPicture(file, check));
+    return picture->isOpen() ? std::move(picture) : nullptr;
+}
+
+RKHeifPicture::RKHeifPicture(const QByteArray& file, const RKHeifCheck& check)
+    : m_file(file)
+    , m_thumbnails(check.thumbnails())
+    , m_isSizeTransposed(check.isSizeTransposed())
+{
+    // Once in the process: libheif counts the calls and loads its codecs at the first.
+    static const heif_error initialization = heif_init(nullptr);
+    if (!isDone(initialization))
+        return;
+    m_context.reset(heif_context_alloc());
+    heif_context_set_maximum_image_size_limit(m_context.get(), int(RKPictureLimits::kMaxSide));
+    if (!isDone(heif_context_read_from_memory_without_copy(
+            m_context.get(), m_file.constData(), size_t(m_file.size()), nullptr)))
+        return;
+    heif_image_handle* handle = nullptr;
+    if (isDone(heif_context_get_primary_image_handle(m_context.get(), &handle)))
+        m_handle.reset(handle);
+}
+
+bool RKHeifPicture::isOpen() const
+{
+    return m_handle && RKPictureLimits::isAcceptable(size());
+}
+
+QSize RKHeifPicture::size() const
+{
+    const QSize stated = sizeOf(m_handle.get());
+    return m_isSizeTransposed ? stated.transposed() : stated;
+}
+
+QImage RKHeifPicture::decode(const QSize& size)
+{
+    const Handle thumbnail = thumbnailFor(size);
+    const heif_image_handle* const handle = thumbnail ? thumbnail.get() : m_handle.get();
+    const QSize whole = thumbnail ? sizeOf(handle) : this->size();
+    const bool isLarge = qint64(whole.width()) * whole.height() >= kWorthThreads;
+    heif_context_set_max_decoding_threads(m_context.get(), isLarge ? kMaxThreads : 0);
+
+    const Image image = decoded(handle);
+    const QByteArray profile = profileOf(m_handle.get());
+    QImage result = RKPicturePixels::finished(
+        pixelsOf(image.get(), whole, alphaFormat(m_handle.get())), size, profile);
+    if (const QColorSpace coded = codedColorSpace(handle); profile.isEmpty() && coded.isValid()) {
+        result.setColorSpace(coded);
+        result.convertToColorSpace(QColorSpace::SRgb);
+    }
+    return result;
+}
+
+RKHeifPicture::Handle RKHeifPicture::thumbnailFor(const QSize& size) const
+{
+    for (const quint32 id : m_thumbnails) {
+        heif_image_handle* found = nullptr;
+        if (!isDone(heif_image_handle_get_thumbnail(m_handle.get(), id, &found)))
+            continue;
+        Handle thumbnail(found);
+        const QSize available = sizeOf(found);
+        const bool isEnough
+            = available.width() >= size.width() && available.height() >= size.height();
+        const bool hasAllChannels = heif_image_handle_has_alpha_channel(found)
+            || !heif_image_handle_has_alpha_channel(m_handle.get());
+        if (isEnough && hasAllChannels && !available.isEmpty()
+            && hasAspectOf(available, this->size()))
+            return thumbnail;
+    }
+    return nullptr;
+}

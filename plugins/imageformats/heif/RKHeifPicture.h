@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+#include <QSize>
+
+#include <array>
+#include <memory>
+
+class RKHeifCheck;
+struct heif_context;
+struct heif_image_handle;
+
+/// The primary image of a HEIF file that is coded with HEVC, read with libheif.
+///
+/// It comes turned, mirrored and cropped as the file's boxes say; an Exif orientation is no more
+/// than information there. Pixels of a file with an RGB profile stay as they are, and the profile
+/// is the image's colour space. Without one, Display P3 and BT.2020 are converted to sRGB. HDR
+/// pictures (PQ, HLG) are brought to 8 bits as they are.
+class RKHeifPicture
+{
+public:
+    static constexpr std::array kKeys{"heic", "heif", "heics", "heifs"};
+    /// Where the list of brands is expected to end.
+    static constexpr qint64 kStartSize = 512;
+
+    static bool isRecognized(const QByteArray& start);
+    static std::unique_ptr<RKHeifPicture> open(const QByteArray& file);
+
+    QSize size() const;
+
+    /// A thumbnail of the file is used where it is large enough.
+    QImage decode(const QSize& size);
+
+private:
+    struct Deleter
+    {
+        void operator()(heif_context* context) const;
+        void operator()(const heif_image_handle* handle) const;
+    };
+
+    using Context = std::unique_ptr<heif_context, Deleter>;
+    using Handle = std::unique_ptr<heif_image_handle, Deleter>;
+
+    RKHeifPicture(const QByteArray& file, const RKHeifCheck& check);
+    bool isOpen() const;
+    Handle thumbnailFor(const QSize& size) const;
+
+    QByteArray m_file; // The context reads from it.
+    Context m_context;
+    Handle m_handle;
+    QList<quint32> m_thumbnails;
+    bool m_isSizeTransposed;
+};

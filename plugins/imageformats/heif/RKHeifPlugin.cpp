@@ -1,0 +1,1 @@
+#include "imageformats/heif/RKHeifPlugin.h"

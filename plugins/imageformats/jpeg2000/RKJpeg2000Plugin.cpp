@@ -1,0 +1,1 @@
+#include "imageformats/jpeg2000/RKJpeg2000Plugin.h"

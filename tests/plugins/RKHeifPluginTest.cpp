@@ -1,0 +1,501 @@
+#include "RKPluginReading.h"
+
+#include <QColorSpace>
+#include <QTransform>
+#include <QtPlugin>
+
+#include <map>
+
+Q_IMPORT_PLUGIN(RKHeifPlugin)
+
+using namespace RKPluginReading;
+
+namespace {
+
+constexpr int kCodingError = 12;
+
+QByteArray number(quint64 value, int bytes)
+{
+    QByteArray result;
+    for (int i = bytes - 1; i >= 0; --i)
+        result.append(char(value >> (8 * i)));
+    return result;
+}
+
+QByteArray box(const char* type, const QByteArray& content)
+{
+    return number(quint64(content.size()) + 8, 4) + QByteArray(type, 4) + content;
+}
+
+QByteArray fullBox(const char* type, const QByteArray& content, int version = 0)
+{
+    return box(type, number(quint64(version), 1) + number(0, 3) + content);
+}
+
+QByteArray stated(quint64 width, quint64 height)
+{
+    return fullBox("ispe", number(width, 4) + number(height, 4));
+}
+
+QByteArray fractions(const QList<int>& numbers)
+{
+    QByteArray result;
+    for (const int value : numbers)
+        result += number(quint32(value), 4);
+    return box("clap", result);
+}
+
+QByteArray grid(int rows, int columns, quint64 width, quint64 height)
+{
+    return number(0, 2) + number(quint64(rows - 1), 1) + number(quint64(columns - 1), 1)
+        + number(width, 2) + number(height, 2);
+}
+
+QByteArray coded(int primaries, int transfer)
+{
+    return box("colr",
+        "nclx" + number(quint64(primaries), 2) + number(quint64(transfer), 2) + number(6, 2)
+            + '\x80');
+}
+
+// A HEIF file made of items, as a camera writes it: with its turning and without turned sizes.
+struct File
+{
+    struct Item
+    {
+        QByteArray type;
+        QByteArray data;
+        QList<QByteArray> properties;
+        int copiesOfData = 1;
+    };
+
+    struct Reference
+    {
+        const char* type;
+        quint64 from;
+        QList<quint64> to;
+    };
+
+    std::map<quint64, Item> items;
+    QList<Reference> references;
+    quint64 primary = 1;
+    quint64 shift = 0; // of the data's places
+    QByteArray brands = "heic0000mif1heic";
+
+    QByteArray bytes() const
+    {
+        QByteArray data;
+        QByteArray entries;
+        QByteArray locations;
+        QByteArray container;
+        QByteArray associations;
+        int properties = 0;
+        const QByteArray type = box("ftyp", brands);
+        const quint64 start = quint64(type.size()) + 8 + shift;
+        for (const auto& [id, item] : items) {
+            entries += fullBox("infe", number(id, 2) + number(0, 2) + item.type + '\0', 2);
+            locations += number(id, 2) + number(0, 2) + number(quint64(item.copiesOfData), 2);
+            for (int i = 0; i < item.copiesOfData; ++i) {
+                locations += number(start + quint64(data.size()), 4)
+                    + number(quint64(item.data.size()), 4);
+            }
+            data += item.data;
+            associations += number(id, 2) + number(quint64(item.properties.size()), 1);
+            for (const QByteArray& property : item.properties) {
+                container += property;
+                associations += number(quint64(++properties), 1);
+            }
+        }
+        QByteArray links;
+        for (const Reference& reference : references) {
+            QByteArray to;
+            for (const quint64 id : reference.to)
+                to += number(id, 2);
+            links += box(reference.type,
+                number(reference.from, 2) + number(quint64(reference.to.size()), 2) + to);
+        }
+        const QByteArray count = number(items.size(), 2);
+        return type + box("mdat", data)
+            + fullBox("meta",
+                fullBox("hdlr", number(0, 4) + "pict" + number(0, 13))
+                    + fullBox("pitm", number(primary, 2)) + fullBox("iinf", count + entries)
+                    + fullBox("iloc", "\x44" + number(0, 1) + count + locations)
+                    + fullBox("iref", links)
+                    + box("iprp",
+                        box("ipco", container)
+                            + fullBox("ipma", number(items.size(), 4) + associations)));
+    }
+};
+
+QByteArray fixture(const char* name)
+{
+    return RKTestPictures::read(QStringLiteral(RK_TEST_DATA "/heif/") + QLatin1String(name));
+}
+
+// Quadrants of 128x64 pixels, coded.
+File::Item tile()
+{
+    static const QByteArray file = fixture("quadrants.heic");
+    const auto boxAt = [](const char* type) {
+        const qsizetype at = file.indexOf(type) - 4;
+        return file.mid(at, qsizetype(file.mid(at, 4).toHex().toLongLong(nullptr, 16)));
+    };
+    return {"hvc1", boxAt("mdat").mid(8), {boxAt("hvcC"), stated(128, 64)}};
+}
+
+File withProperties(const QList<QByteArray>& properties)
+{
+    File file;
+    file.items[1] = tile();
+    file.items[1].properties += properties;
+    return file;
+}
+
+// Two by two tiles, and one of them once more as the thumbnail.
+File gridWithThumbnail(const QList<QByteArray>& turning = {}, bool isThumbnailTurned = true)
+{
+    File file;
+    file.items[1] = {"grid", grid(2, 2, 256, 120), QList<QByteArray>{stated(256, 120)} + turning};
+    file.items[2] = tile();
+    file.items[3] = tile();
+    file.items[3].properties += fractions({128, 1, 60, 1, 0, 1, 0, 1});
+    if (isThumbnailTurned)
+        file.items[3].properties += turning;
+    file.references = {{"dimg", 1, {2, 2, 2, 2}}, {"thmb", 3, {1}}};
+    return file;
+}
+
+// The four quadrants and not four times four.
+bool isThumbnail(const QImage& image)
+{
+    const QRgb atCorner = image.pixel(2, 2);
+    const QRgb beside = image.pixel(image.width() * 3 / 8, 2);
+    return std::abs(qGreen(atCorner) - qGreen(beside)) < 64
+        && std::abs(qRed(atCorner) - qRed(beside)) < 64;
+}
+
+QImage quadrants()
+{
+    return RKTestPictures::quadrants({128, 64});
+}
+
+} // namespace
+
+class RKHeifPluginTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void offersOnlyKnownFormats();
+    void contentDecides_data();
+    void contentDecides();
+    void readsOnce();
+    void picturesComeUprightAndCropped_data();
+    void picturesComeUprightAndCropped();
+    void sizesTurnedByMistakeAreMended();
+    void transparencyIsKept();
+    void colorsAreConvertedOnceOnly_data();
+    void colorsAreConvertedOnceOnly();
+    void thumbnailsServeSmallSizes();
+    void hostileFilesAreRefused_data();
+    void hostileFilesAreRefused();
+    void cutFilesAreRefused();
+    void threadsDoNotDisturbEachOther();
+    void samplesHaveTheirSize_data();
+    void samplesHaveTheirSize();
+    void orientedSamplesAreAlike_data();
+    void orientedSamplesAreAlike();
+    void brokenSamplesAreRefused_data();
+    void brokenSamplesAreRefused();
+};
+
+void RKHeifPluginTest::offersOnlyKnownFormats()
+{
+    const QList<QByteArray> formats = QImageReader::supportedImageFormats();
+    for (const char* name : {"heic", "heif", "heics", "heifs"})
+        QVERIFY(formats.contains(name));
+    for (const char* name : {"hif", "avif"})
+        QVERIFY(!formats.contains(name));
+}
+
+void RKHeifPluginTest::contentDecides_data()
+{
+    QTest::addColumn<QByteArray>("brands");
+    QTest::addColumn<bool>("isOurs");
+    for (const char* brand : {"heic", "heix", "heim", "heis", "hevc", "hevx", "mif1", "msf1"}) {
+        QTest::newRow(brand) << QByteArray(brand) + "0000" << true;
+        QTest::addRow("%s, compatible", brand) << QByteArray("isom0000mp42") + brand << true;
+    }
+    QTest::newRow("AVIF") << QByteArray("avif0000mif1heic") << false;
+    QTest::newRow("video") << QByteArray("isom0000mp42") << false;
+}
+
+void RKHeifPluginTest::contentDecides()
+{
+    QFETCH(QByteArray, brands);
+    QFETCH(bool, isOurs);
+
+    File file = withProperties({});
+    file.brands = brands;
+    QBuffer buffer;
+    buffer.setData(file.bytes());
+    QCOMPARE(QImageReader(&buffer).canRead(), isOurs);
+}
+
+void RKHeifPluginTest::readsOnce()
+{
+    // A JPEG with the wrong name is left to its own reader.
+    QBuffer jpeg;
+    jpeg.setData(RKTestPictures::encoded(quadrants(), "JPG"));
+    QImageReader other(&jpeg, "heic");
+    QVERIFY(!other.read().isNull());
+
+    QBuffer heif;
+    heif.setData(fixture("quadrants.heic"));
+    QImageReader reader(&heif, "heic");
+    QVERIFY(reader.canRead());
+    QCOMPARE(heif.pos(), 0);
+    QCOMPARE(reader.transformation(), QImageIOHandler::TransformationNone);
+    QVERIFY(!reader.read().isNull());
+    QVERIFY(!reader.canRead());
+    QVERIFY(reader.read().isNull());
+}
+
+void RKHeifPluginTest::picturesComeUprightAndCropped_data()
+{
+    QTest::addColumn<QList<QByteArray>>("properties");
+    QTest::addColumn<QImage>("expected");
+
+    const QImage stored = quadrants();
+    using Boxes = QList<QByteArray>;
+    QTest::newRow("as it is") << Boxes{} << stored;
+    // Turned to the left, ISO/IEC 23008-12, 6.5.10.
+    for (int turns = 1; turns < 4; ++turns) {
+        QTest::addRow("irot %d", turns) << Boxes{box("irot", number(quint64(turns), 1))}
+                                        << stored.transformed(QTransform().rotate(-90 * turns));
+    }
+    // Top and bottom are exchanged, 6.5.12.
+    QTest::newRow("imir 0") << Boxes{box("imir", number(0, 1))} << stored.mirrored(false, true);
+    const Boxes cropped{fractions({40, 1, 30, 1, 44, 1, 17, 1})};
+    const QImage corner = stored.copy(88, 34, 40, 30);
+    QTest::newRow("clap") << cropped << corner;
+    QTest::newRow("clap and irot") << cropped + Boxes{box("irot", number(1, 1))}
+                                   << corner.transformed(QTransform().rotate(-90));
+    QTest::newRow("less than decoded")
+        << Boxes{fractions({127, 1, 61, 1, -1, 2, -3, 2})} << stored.copy(0, 0, 127, 61);
+}
+
+void RKHeifPluginTest::picturesComeUprightAndCropped()
+{
+    QFETCH(QList<QByteArray>, properties);
+    QFETCH(QImage, expected);
+
+    const QByteArray file = withProperties(properties).bytes();
+    QCOMPARE(size(file), expected.size());
+    const QImage whole = read(file);
+    QCOMPARE(whole.format(), QImage::Format_RGB32);
+    QVERIFY(difference(whole, expected) <= kCodingError);
+    const QSize half = expected.size() / 2;
+    QVERIFY(difference(read(file, half), whole.scaled(half, {}, Qt::SmoothTransformation)) <= 1);
+}
+
+void RKHeifPluginTest::sizesTurnedByMistakeAreMended()
+{
+    // libheif 1.15 stated the size of the turned picture instead of the stored one's.
+    const QByteArray turned = box("irot", number(1, 1));
+    File file = withProperties({turned});
+    file.items[1].properties[1] = stated(64, 128);
+    QCOMPARE(size(file.bytes()), QSize(64, 128));
+    QCOMPARE(read(file.bytes()), read(withProperties({turned}).bytes()));
+}
+
+void RKHeifPluginTest::transparencyIsKept()
+{
+    const QImage image = read(fixture("alpha.heic"));
+    QCOMPARE(image.format(), QImage::Format_ARGB32);
+    QVERIFY(qAlpha(image.pixel(10, 10)) >= 255 - kCodingError);
+    QVERIFY(qRed(image.pixel(10, 10)) >= 255 - kCodingError);
+    QVERIFY(qAlpha(image.pixel(50, 10)) <= kCodingError);
+}
+
+void RKHeifPluginTest::colorsAreConvertedOnceOnly_data()
+{
+    QTest::addColumn<QByteArray>("property");
+    QTest::addColumn<QColorSpace>("converted"); // from it to sRGB
+    QTest::addColumn<QColorSpace>("result");
+
+    const QColorSpace p3(QColorSpace::DisplayP3);
+    const QColorSpace srgb(QColorSpace::SRgb);
+    const QColorSpace none;
+    QTest::newRow("P3 profile") << box("colr", "prof" + p3.iccProfile()) << none << p3;
+    QTest::newRow("damaged profile")
+        << box("colr", "prof" + p3.iccProfile().first(200)) << none << none;
+    QTest::newRow("BT.709") << coded(1, 13) << none << none;
+    QTest::newRow("P3") << coded(12, 13) << p3 << srgb;
+    QTest::newRow("P3, HLG") << coded(12, 18) << none << none;
+    QTest::newRow("BT.2020") << coded(9, 14)
+                             << QColorSpace({0.3127, 0.3290},
+                                    {0.708, 0.292},
+                                    {0.170, 0.797},
+                                    {0.131, 0.046},
+                                    QColorSpace::TransferFunction::SRgb)
+                             << srgb;
+}
+
+void RKHeifPluginTest::colorsAreConvertedOnceOnly()
+{
+    QFETCH(QByteArray, property);
+    QFETCH(QColorSpace, converted);
+    QFETCH(QColorSpace, result);
+
+    QImage expected = read(withProperties({}).bytes());
+    if (converted.isValid()) {
+        expected.setColorSpace(converted);
+        expected.convertToColorSpace(QColorSpace::SRgb);
+    }
+    const QImage image = read(withProperties({property}).bytes());
+    QCOMPARE(image.colorSpace(), result);
+    QVERIFY(difference(image, expected) <= 1);
+}
+
+void RKHeifPluginTest::thumbnailsServeSmallSizes()
+{
+    const QByteArray file = gridWithThumbnail().bytes();
+    QCOMPARE(size(file), QSize(256, 120));
+    QVERIFY(!isThumbnail(read(file)));
+    QVERIFY(isThumbnail(read(file, {128, 60})));
+    QVERIFY(!isThumbnail(read(file, {130, 61})));
+
+    // One that would appear the wrong way round.
+    const QList<QByteArray> upsideDown{box("irot", number(2, 1))};
+    QVERIFY(isThumbnail(read(gridWithThumbnail(upsideDown).bytes(), {64, 30})));
+    QVERIFY(!isThumbnail(read(gridWithThumbnail(upsideDown, false).bytes(), {64, 30})));
+}
+
+void RKHeifPluginTest::hostileFilesAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    const auto add
+        = [](const char* name, const File& file) { QTest::newRow(name) << file.bytes(); };
+
+    File file = withProperties({});
+    file.primary = 7;
+    add("no primary", file);
+    file = withProperties({});
+    file.shift = 100'000;
+    add("data outside", file);
+    for (const QList<int>& numbers : {QList<int>{128, 0, 64, 1, 0, 1, 0, 1},
+             QList<int>{128, 1, 64, 1, 0, 0, 0, 1},
+             QList<int>{-128, 1, 64, 1, 0, 1, 0, 1},
+             QList<int>{INT_MAX, INT_MAX - 1, 64, 1, 0, 1, 0, 1}})
+    {
+        add("aperture", withProperties({fractions(numbers)}));
+    }
+    file = withProperties({});
+    file.items[1].properties[1] = stated(40000, 40000);
+    add("size", file);
+    file.items[1].properties[1] = stated(20000, 20000);
+    add("pixels", file);
+    file.items[1].properties[1] = {};
+    add("no size", file);
+    file = withProperties({});
+    file.items[1].copiesOfData = 1000;
+    add("data again and again", file);
+    // Pictures after pictures, each of which would be decoded.
+    file = withProperties({});
+    file.items[1].data = tile().data.repeated(50);
+    add("many pictures", file);
+
+    const File::Item derived{"iden", {}, {stated(128, 64)}};
+    file = {};
+    file.items = {{1, derived}, {2, derived}};
+    file.references = {{"dimg", 1, {2}}, {"dimg", 2, {1}}};
+    add("circle", file);
+    file.references = {{"dimg", 1, {1}}};
+    add("of itself", file);
+    file = {};
+    for (quint64 id = 1; id < 60; ++id) {
+        file.items[id] = derived;
+        file.references << File::Reference{"dimg", id, {id + 1}};
+    }
+    file.items[60] = tile();
+    add("deep", file);
+
+    file = gridWithThumbnail();
+    file.references[0].to.removeLast();
+    add("tile missing", file);
+    file = gridWithThumbnail();
+    file.items[1].data = grid(2, 2, 20000, 20000);
+    add("large grid", file);
+    file.items[1].data = grid(2, 2, 128, 64);
+    add("superfluous tiles", file);
+    file.items[1].data = grid(2, 2, 257, 120);
+    add("gap between tiles", file);
+    file = gridWithThumbnail();
+    file.items[4] = {"hvc1", tile().data, {tile().properties[0], stated(120, 64)}};
+    file.references[0].to = {2, 2, 2, 4};
+    add("unequal tiles", file);
+}
+
+void RKHeifPluginTest::hostileFilesAreRefused()
+{
+    QFETCH(QByteArray, file);
+    QVERIFY(read(file).isNull());
+    QVERIFY(!size(file).isValid());
+}
+
+void RKHeifPluginTest::cutFilesAreRefused()
+{
+    const QByteArray file = fixture("quadrants.heic");
+    QVERIFY(areBeginningsRefused(file, file.size()));
+}
+
+void RKHeifPluginTest::threadsDoNotDisturbEachOther()
+{
+    checkThreads(fixture("alpha.heic"));
+}
+
+void RKHeifPluginTest::samplesHaveTheirSize_data()
+{
+    addSamples(QStringLiteral("heic"));
+}
+
+void RKHeifPluginTest::samplesHaveTheirSize()
+{
+    QFETCH(QString, path);
+    checkSample(path);
+}
+
+void RKHeifPluginTest::orientedSamplesAreAlike_data()
+{
+    addSamples(QStringLiteral("heic"), {QStringLiteral("orientation?.heic")});
+}
+
+void RKHeifPluginTest::orientedSamplesAreAlike()
+{
+    QFETCH(QString, path);
+    QString upright = path;
+    upright.replace(upright.size() - 6, 1, QLatin1Char('1'));
+    const QSize small(120, 40);
+    constexpr int kCodedAnew = 24;
+    QVERIFY(difference(
+                read(RKTestPictures::read(path), small), read(RKTestPictures::read(upright), small))
+        <= kCodedAnew);
+}
+
+void RKHeifPluginTest::brokenSamplesAreRefused_data()
+{
+    addSamples(QStringLiteral("broken"), {QStringLiteral("*.hei?")});
+}
+
+void RKHeifPluginTest::brokenSamplesAreRefused()
+{
+    QFETCH(QString, path);
+    // JPEG pictures by a wrong name are none of ours.
+    if (path.contains(QLatin1String("jpeg_named")))
+        return;
+    checkBrokenSample(path);
+}
+
+QTEST_GUILESS_MAIN(RKHeifPluginTest)
+#include "RKHeifPluginTest.moc"
