@@ -18,6 +18,8 @@ struct RKTestPsd
     /// Identifiers and contents.
     QList<std::pair<int, QByteArray>> resources = {};
     int layerCount = 0;
+    /// Where files with 16 bits have their layers.
+    bool areLayersInBlock = false;
     /// The rows of one channel after the other, most significant byte first.
     QList<QByteArray> channels = {};
 
@@ -67,6 +69,8 @@ struct RKTestPsd
         QByteArray layers;
         if (layerCount != 0)
             layers = length(2) + number(qint16(layerCount));
+        if (areLayersInBlock)
+            layers = length(0) + number(quint32(0)) + "8BIMLr16" + layers;
         return "8BPS" + number(quint16(isLarge ? 2 : 1)) + QByteArray(6, 0)
             + number(quint16(channels.size())) + number(quint32(size.height()))
             + number(quint32(size.width())) + number(quint16(depth)) + number(quint16(mode))

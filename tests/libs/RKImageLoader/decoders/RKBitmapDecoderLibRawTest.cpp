@@ -62,7 +62,6 @@ class RKBitmapDecoderLibRawTest : public QObject
 private Q_SLOTS:
     void init();
 
-    void picturesComeUprightInTheFrameOfTheStoredPixels_data();
     void picturesComeUprightInTheFrameOfTheStoredPixels();
     void previewIsTakenWhereItIsLargeEnough();
     void colorsMarkedAsAdobeRgbAreConvertedLater();
@@ -77,38 +76,28 @@ void RKBitmapDecoderLibRawTest::init()
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 
-void RKBitmapDecoderLibRawTest::picturesComeUprightInTheFrameOfTheStoredPixels_data()
-{
-    QTest::addColumn<int>("orientation");
-    for (int orientation = 1; orientation <= 8; ++orientation)
-        QTest::newRow(qPrintable(QString::number(orientation))) << orientation;
-}
-
 void RKBitmapDecoderLibRawTest::picturesComeUprightInTheFrameOfTheStoredPixels()
 {
-    QFETCH(int, orientation);
+    for (int orientation = 1; orientation <= 8; ++orientation) {
+        QImage scene = RKImageRotator::rotate(
+            RKTestPictures::quadrants(kSize), RKImageOrientation(orientation));
+        const auto upright
+            = [&](const QSize& size) { return orientation >= 5 ? size.transposed() : size; };
 
-    const QByteArray expected = quadrants(
-        RKImageRotator::rotate(RKTestPictures::quadrants(kSize), RKImageOrientation(orientation)));
-    const bool isTurned = orientation >= 5;
-    const auto upright = [&](const QSize& size) { return isTurned ? size.transposed() : size; };
-
-    const RKBitmapDecoderLibRaw decoder;
-    QCOMPARE(decoder.size(dng(orientation).bytes(), kDng), kSize);
-    // Whole, at half size, scaled, and enlarged; the wanted sizes are those of stored pixels.
-    for (const QSize& wanted : {QSize(), kSize / 2, QSize(60, 40), kSize * 2}) {
-        const QImage image = decode(dng(orientation), wanted);
-        QCOMPARE(image.format(), QImage::Format_RGB32);
-        QCOMPARE(image.size(), upright(wanted.isValid() ? wanted : kSize));
-        QCOMPARE(quadrants(image), expected);
+        QCOMPARE(RKBitmapDecoderLibRaw().size(dng(orientation).bytes(), kDng), kSize);
+        // Whole, at half size, scaled, and enlarged; the wanted sizes are those of stored pixels.
+        for (const QSize& wanted : {QSize(), kSize / 2, QSize(60, 40), kSize * 2}) {
+            const QImage image = decode(dng(orientation), wanted);
+            QCOMPARE(image.format(), QImage::Format_RGB32);
+            QCOMPARE(image.size(), upright(wanted.isValid() ? wanted : kSize));
+            QCOMPARE(quadrants(image), quadrants(scene));
+        }
+        // The preview is turned as well.
+        scene.invertPixels();
+        const QImage preview = decode(withPreview({48, 32}, orientation), {36, 300});
+        QCOMPARE(preview.size(), upright({36, 24}));
+        QCOMPARE(quadrants(preview), quadrants(scene));
     }
-    // The preview is turned as well.
-    QImage inverted
-        = RKImageRotator::rotate(RKTestPictures::quadrants(kSize), RKImageOrientation(orientation));
-    inverted.invertPixels();
-    const QImage preview = decode(withPreview({48, 32}, orientation), {36, 300});
-    QCOMPARE(preview.size(), upright({36, 24}));
-    QCOMPARE(quadrants(preview), quadrants(inverted));
 }
 
 void RKBitmapDecoderLibRawTest::previewIsTakenWhereItIsLargeEnough()

@@ -60,21 +60,17 @@ int quadrant(int x, int y, const QSize& size)
     return (y >= size.height() / 2 ? 2 : 0) + (x >= size.width() / 2 ? 1 : 0);
 }
 
-QByteArray plane(const Colors& colors, size_t channel, int depth, const QSize& size = kSize)
-{
-    QByteArray plane;
-    for (int y = 0; y < size.height(); ++y) {
-        for (int x = 0; x < size.width(); ++x)
-            plane += encoded(colors.samples[size_t(quadrant(x, y, size))][channel], depth);
-    }
-    return plane;
-}
-
 RKTestPsd psd(int mode, int depth, int compression, const Colors& colors, size_t channels)
 {
     RKTestPsd file{.size = kSize, .depth = depth, .mode = mode, .compression = compression};
-    for (size_t channel = 0; channel < channels; ++channel)
-        file.channels += plane(colors, channel, depth);
+    for (size_t channel = 0; channel < channels; ++channel) {
+        QByteArray plane;
+        for (int i = 0; i < kSize.width() * kSize.height(); ++i) {
+            const int place = quadrant(i % kSize.width(), i / kSize.width(), kSize);
+            plane += encoded(colors.samples[size_t(place)][channel], depth);
+        }
+        file.channels += plane;
+    }
     return file;
 }
 
@@ -227,6 +223,11 @@ void RKPhotoshopReaderTest::opacityNeedsANegativeNumberOfLayers()
     QCOMPARE(qAlpha(image.pixel(46, 0)), 0);
     QCOMPARE(image.pixel(0, 32), 0xff0000ff);
 
+    for (const bool isLarge : {false, true}) {
+        file.isLarge = isLarge;
+        file.areLayersInBlock = true;
+        QCOMPARE(RKPhotoshopReader::read(file.bytes(), {}), image);
+    }
     file.layerCount = 1;
     QCOMPARE(RKPhotoshopReader::read(file.bytes(), {}).pixel(0, 0), 0xffffcccc);
 }
