@@ -324,11 +324,10 @@ bool RKFfmpegBridge::leadsSoonTo(long long timestamp) const
     return double(timestamp) - double(m_upper) <= kSoonFrames * ticksPerFrame();
 }
 
-bool RKFfmpegBridge::seek(long long earliest, long long timestamp, int flags)
+bool RKFfmpegBridge::seek(long long lowest, long long target, int flags)
 {
-    qCDebug(rkFfmpeg) << "seek to" << timestamp << "in" << m_path;
-    if (avformat_seek_file(m_format.get(), m_streamIndex, earliest, timestamp, timestamp, flags)
-        < 0)
+    qCDebug(rkFfmpeg) << "seek to" << target << "in" << m_path;
+    if (avformat_seek_file(m_format.get(), m_streamIndex, lowest, target, target, flags) < 0)
         return false;
     avcodec_flush_buffers(m_codec.get());
     m_lower = kNoTimestamp;

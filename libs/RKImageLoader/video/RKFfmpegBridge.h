@@ -167,7 +167,7 @@ private:
     int displayMatrixRotation() const;
 
     bool leadsSoonTo(long long timestamp) const;
-    bool seek(long long earliest, long long timestamp, int flags);
+    bool seek(long long lowest, long long target, int flags);
     bool isBeforeFirstFrame(long long timestamp) const;
     bool seekFurtherBack(long long timestamp);
     bool decodePacket(long long timestamp, bool* done, bool* gotImage);

@@ -17,7 +17,7 @@ QImage RKFfmpegBridgeLame::decodeFrame(long long frameNumber)
     const QMutexLocker locker(&m_mutex);
     if (frameNumber < 0)
         return {};
-    const QImage cached = readFromCache(frameNumber);
+    QImage cached = readFromCache(frameNumber);
     if (!cached.isNull())
         return cached;
     // The frames passed on a short way are probably the next ones asked for.
@@ -41,7 +41,7 @@ QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
     m_lastFrame = frameNumber;
     // Kept: the ticks are cut to 32 bits, 6.6 hours at 90 kHz.
     const int ticks = static_cast<int>(ticksSinceStart(frameNumber));
-    const QImage image = decodeSeekFrame(timestampAt(ticks)) ? getFrame() : QImage();
+    QImage image = decodeSeekFrame(timestampAt(ticks)) ? getFrame() : QImage();
     recordInCache(frameNumber, image);
     return image;
 }
