@@ -117,7 +117,7 @@ struct File
         const QByteArray count = number(items.size(), 2);
         return type + box("mdat", data)
             + fullBox("meta",
-                fullBox("hdlr", number(0, 4) + "pict" + number(0, 13))
+                fullBox("hdlr", number(0, 4) + "pict" + QByteArray(13, '\0'))
                     + fullBox("pitm", number(primary, 2)) + fullBox("iinf", count + entries)
                     + fullBox("iloc", "\x44" + number(0, 1) + count + locations)
                     + fullBox("iref", links)
