@@ -44,7 +44,7 @@ inline void ffmpeg(const QStringList& arguments, const QByteArray& input = {})
             + arguments);
     process.write(input);
     process.closeWriteChannel();
-    if (!process.waitForFinished(60000) || process.exitCode() != 0)
+    if (!process.waitForFinished(300000) || process.exitCode() != 0)
         qFatal("ffmpeg: %s", process.readAllStandardError().constData());
 }
 

@@ -194,11 +194,6 @@ std::optional<RKPixelTransform> RKPixelTransform::fromLab()
     return engine ? std::optional(RKPixelTransform(std::move(engine))) : std::nullopt;
 }
 
-int RKPixelTransform::channels() const
-{
-    return m_engine->channels;
-}
-
 void RKPixelTransform::convertRow(const quint16* source, QRgb* target, int pixels) const
 {
     for (int done = 0; done < pixels; done += kBlock) {

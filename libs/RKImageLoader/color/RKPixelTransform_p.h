@@ -38,9 +38,6 @@ public:
     /// From CIE Lab relative to D50, which needs no profile. Nothing when memory is short.
     static std::optional<RKPixelTransform> fromLab();
 
-    /// Samples per pixel of the source.
-    int channels() const;
-
     /// Converts `pixels` pixels of interleaved channels, 0 to 65535 each. Inks: 0 is none, 65535
     /// full cover. Lab as in ICC profiles of version 4 (ICC.1:2022, 6.3.4): L 0 to 100 as 0 to
     /// 65535, a and b -128 to 127 as 0 to 65535, so that 0 is 0x8080. The target is opaque.
