@@ -10,6 +10,11 @@ constexpr std::string_view kRdf = "http://www.w3.org/1999/02/22-rdf-syntax-ns#";
 constexpr std::string_view kDeclaration = "xmlns";
 constexpr std::string_view kBlanks = " \t\r\n";
 
+// Real packets have some dozens of each. Every description has a copy of the namespaces around it,
+// so that the two multiply.
+constexpr size_t kMostDeclarations = 1000;
+constexpr size_t kMostDescriptions = 1000;
+
 struct Attribute
 {
     std::string_view name;
@@ -204,9 +209,21 @@ private:
         const std::optional<Tag> tag = m_reader.next();
         if (!tag)
             return {};
-        for (const auto& [prefix, uri] : declaredIn(*tag, {}))
+        for (const auto& [prefix, uri] : declaredIn(*tag, {})) {
             m_editor.m_prefixes.emplace(uri, prefix);
+            if (++m_declarations > kMostDeclarations)
+                return {};
+        }
         return tag;
+    }
+
+    Name nameOf(const Tag& tag, const Namespaces& scope) const
+    {
+        const auto& attributes = tag.attributes;
+        const bool declares = std::any_of(attributes.begin(),
+            attributes.end(),
+            [](const Attribute& attribute) { return isDeclaration(attribute.name); });
+        return declares ? nameOf(tag.name, declaredIn(tag, scope)) : nameOf(tag.name, scope);
     }
 
     static Namespaces declaredIn(const Tag& tag, Namespaces namespaces)
@@ -238,6 +255,8 @@ private:
         while (const std::optional<Tag> tag = next()) {
             if (tag->kind == Tag::Kind::End)
                 return tag->begin;
+            if (m_editor.m_descriptions.size() >= kMostDescriptions)
+                return {};
             const Namespaces namespaces = declaredIn(*tag, m_editor.m_namespaces);
             const bool isRead = isRdf(nameOf(tag->name, namespaces), "Description")
                 ? readDescription(*tag, namespaces)
@@ -274,7 +293,7 @@ private:
         while (const std::optional<Tag> tag = next()) {
             if (tag->kind == Tag::Kind::End)
                 return tag->end;
-            const Name name = nameOf(tag->name, declaredIn(*tag, description->namespaces));
+            const Name name = nameOf(*tag, description->namespaces);
             const std::optional<size_t> end = endOf(*tag);
             if (!end)
                 return {};
@@ -300,6 +319,7 @@ private:
 
     RKXmpPacketEditor& m_editor;
     TagReader m_reader;
+    size_t m_declarations = 0;
 };
 
 bool RKXmpPacketEditor::Name::operator<(const Name& other) const

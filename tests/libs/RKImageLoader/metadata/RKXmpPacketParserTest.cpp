@@ -1,3 +1,4 @@
+#include "RKImageLoader/metadata/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/metadata/RKXmpPacketParser_p.h"
 
 #include <QTest>
@@ -55,6 +56,7 @@ private Q_SLOTS:
     void attributesAreLimited();
     void sizeIsLimited();
     void documentTypesAreRefused();
+    void editorFollowsLimitedPackets();
     void prefixesBecomeTheKnownOnes_data();
     void prefixesBecomeTheKnownOnes();
     void validTextHasAPlaceInXml();
@@ -108,6 +110,23 @@ void RKXmpPacketParserTest::sizeIsLimited()
     QVERIFY(refusal(packet).isEmpty());
     packet.insert(3, 1, 'x');
     QCOMPARE(refusal(packet), QStringLiteral("the packet is too large"));
+}
+
+void RKXmpPacketParserTest::editorFollowsLimitedPackets()
+{
+    const auto follows = [](int declarations, int descriptions) {
+        std::string packet = "<rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'";
+        for (int i = 1; i < declarations; ++i)
+            packet += " xmlns:a" + std::to_string(i) + "='b'";
+        packet += '>';
+        for (int i = 0; i < descriptions; ++i)
+            packet += "<rdf:Description/>";
+        return RKXmpPacketEditor(packet + "</rdf:RDF>").isValid();
+    };
+    QVERIFY(follows(1000, 1000));
+    QVERIFY(!follows(1001, 1));
+    QVERIFY(!follows(1, 1001));
+    QVERIFY(!RKXmpPacketEditor("<rdf:RDF").isValid());
 }
 
 void RKXmpPacketParserTest::documentTypesAreRefused()
