@@ -27,6 +27,18 @@ std::string namespaceOf(const std::string& prefix)
     }
 }
 
+/// Tells the toolkit the namespaces that exiv2 knows from files. Every encoding begins with that,
+/// and it takes away the prefix that the toolkit has seen last with such a namespace, be it "dc".
+void registerNamespacesOfFiles()
+{
+    RKExiv2Library::valueOr(0, [] {
+        Exiv2::XmpData data;
+        data["Xmp.xmp.Rating"] = std::string("0");
+        std::string packet;
+        return Exiv2::XmpParser::encode(packet, data);
+    });
+}
+
 using PrefixTable = std::map<std::string, std::string>;
 
 /// Tells the toolkit the namespaces that are built into exiv2 and lists all that it knows.
@@ -101,6 +113,7 @@ void RKExiv2Library::restoreKnownPrefixes()
 void RKExiv2Library::refreshNamespaces()
 {
     restoreKnownPrefixes();
+    registerNamespacesOfFiles();
     registerBuiltInNamespaces();
     // The toolkit forgets a prefix of our own when a file binds it to another namespace.
     Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
