@@ -108,19 +108,32 @@ bool encode(const Exiv2::XmpData& data, std::string* packet)
         [&] { return Exiv2::XmpParser::encode(*packet, data, kEncodeFlags, kPadding) == 0; });
 }
 
+/// One of the prefixes is in the key: of the property, or of a part of it, as in
+/// "Xmp.dc.subject[1]/?xml:lang".
+bool usesPrefix(const Exiv2::Xmpdatum& datum, const std::set<std::string>& prefixes)
+{
+    if (prefixes.count(datum.groupName()) != 0)
+        return true;
+    const std::string key = datum.key();
+    for (size_t at = key.find('/'); at != std::string::npos; at = key.find('/', at)) {
+        at += key.compare(at, 2, "/?") == 0 ? 2 : 1;
+        const size_t length = key.find(':', at) - at;
+        if (prefixes.count(key.substr(at, length)) != 0)
+            return true;
+    }
+    return false;
+}
+
 /// Decoding has put prefixes of the packet into the keys that exiv2 does not know, or knows for
 /// something else: they are good only until the next file is read.
 bool hasForeignKeys(const Exiv2::XmpData& data, const std::string& packet)
 {
-    const std::vector<std::string> prefixes = RKXmpPacketParser::replacedPrefixes(packet);
-    return std::any_of(prefixes.begin(), prefixes.end(), [&data](const std::string& prefix) {
-        // As the toolkit calls the default namespace.
-        const std::string name = prefix.empty() ? "_dflt_" : prefix;
-        return std::any_of(data.begin(), data.end(), [&name](const Exiv2::Xmpdatum& datum) {
-            const std::string key = datum.key();
-            return key.find('/' + name + ':') != std::string::npos
-                || key.find("/?" + name + ':') != std::string::npos || datum.groupName() == name;
-        });
+    std::set<std::string> prefixes = RKXmpPacketParser::replacedPrefixes(packet);
+    // As the toolkit calls the default namespace.
+    if (prefixes.erase(std::string()) != 0)
+        prefixes.insert("_dflt_");
+    return !prefixes.empty() && std::any_of(data.begin(), data.end(), [&](const auto& datum) {
+        return usesPrefix(datum, prefixes);
     });
 }
 
@@ -606,6 +619,8 @@ void RKExiv2XmpData::editPacketOf(Exiv2::Image& image) const
         = !RKExiv2Compat::isJpegFamily(image) || (result && result->size() < kJpegPacketLimit);
     if (result && fits)
         RKExiv2Compat::setXmpPacket(image, *result);
+    else if (!packet.empty())
+        qWarning() << "the XMP packet is encoded anew, without what exiv2 does not know of it";
 }
 
 void RKExiv2XmpData::mergeInto(Exiv2::XmpData& target) const

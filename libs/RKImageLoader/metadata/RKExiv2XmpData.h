@@ -98,9 +98,9 @@ public:
     /// An image whose XMP exiv2 cannot decode keeps it as it is and takes nothing; that is logged.
     bool mergeTo(RKExiv2ImagePtr& image) const override;
     /// After mergeTo(): has the image write its own packet in which only the properties have
-    /// changed that differ now; all that exiv2 would drop or write differently stays. Does nothing
-    /// where that does not work, or would not fit, so that exiv2 encodes the properties. The caller
-    /// holds xmpLock() exclusively.
+    /// changed that differ now; all that exiv2 would drop or write differently stays. Where that
+    /// does not work, or would not fit, exiv2 encodes the properties anew, which is logged. The
+    /// caller holds xmpLock() exclusively.
     void editPacketOf(Exiv2::Image& image) const;
     /// Adds the properties to others. The caller holds xmpLock() exclusively.
     void mergeInto(Exiv2::XmpData& target) const;

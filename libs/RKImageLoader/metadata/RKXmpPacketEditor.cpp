@@ -10,7 +10,7 @@ constexpr std::string_view kRdf = "http://www.w3.org/1999/02/22-rdf-syntax-ns#";
 constexpr std::string_view kDeclaration = "xmlns";
 constexpr std::string_view kBlanks = " \t\r\n";
 
-// Real packets have some dozens of each. Every description has a copy of the namespaces around it,
+// Real packets have some dozens of each. Every description that is copied asks for all namespaces,
 // so that the two multiply.
 constexpr size_t kMostDeclarations = 1000;
 constexpr size_t kMostDescriptions = 1000;
@@ -191,12 +191,11 @@ public:
 
     void parse()
     {
-        Namespaces namespaces;
         while (const std::optional<Tag> tag = next()) {
-            namespaces = declaredIn(*tag, namespaces);
-            if (tag->kind != Tag::Kind::Start || !isRdf(nameOf(tag->name, namespaces), "RDF"))
+            for (const auto& [prefix, uri] : declaredIn(*tag))
+                m_editor.m_namespaces[prefix] = uri;
+            if (tag->kind != Tag::Kind::Start || !isRdf(nameOf(tag->name, {}, {}), "RDF"))
                 continue;
-            m_editor.m_namespaces = namespaces;
             if (const std::optional<size_t> end = readNodes())
                 m_editor.m_end = end;
             return;
@@ -209,25 +208,19 @@ private:
         const std::optional<Tag> tag = m_reader.next();
         if (!tag)
             return {};
-        for (const auto& [prefix, uri] : declaredIn(*tag, {})) {
-            m_editor.m_prefixes.emplace(uri, prefix);
+        for (const auto& [prefix, uri] : declaredIn(*tag)) {
+            // The default namespace is none for attributes.
+            if (!prefix.empty())
+                m_editor.m_prefixes.emplace(uri, prefix);
             if (++m_declarations > kMostDeclarations)
                 return {};
         }
         return tag;
     }
 
-    Name nameOf(const Tag& tag, const Namespaces& scope) const
+    static Namespaces declaredIn(const Tag& tag)
     {
-        const auto& attributes = tag.attributes;
-        const bool declares = std::any_of(attributes.begin(),
-            attributes.end(),
-            [](const Attribute& attribute) { return isDeclaration(attribute.name); });
-        return declares ? nameOf(tag.name, declaredIn(tag, scope)) : nameOf(tag.name, scope);
-    }
-
-    static Namespaces declaredIn(const Tag& tag, Namespaces namespaces)
-    {
+        Namespaces namespaces;
         for (const Attribute& attribute : tag.attributes) {
             if (attribute.name == kDeclaration)
                 namespaces[{}] = attribute.value;
@@ -237,11 +230,17 @@ private:
         return namespaces;
     }
 
-    static Name nameOf(std::string_view name, const Namespaces& namespaces)
+    /// The name of an element or attribute with its own namespaces and those of the element around
+    /// it, in rdf:RDF.
+    Name nameOf(std::string_view name, const Namespaces& own, const Namespaces& outer) const
     {
-        const auto uri = namespaces.find(std::string(prefixOf(name)));
-        return {uri == namespaces.end() ? std::string() : withoutSlash(uri->second),
-            std::string(localName(name))};
+        const std::string prefix(prefixOf(name));
+        const Namespaces& around = m_editor.m_namespaces;
+        for (const Namespaces* namespaces : {&own, &outer, &around}) {
+            if (const auto found = namespaces->find(prefix); found != namespaces->end())
+                return {withoutSlash(found->second), std::string(localName(name))};
+        }
+        return {{}, std::string(localName(name))};
     }
 
     static bool isRdf(const Name& name, std::string_view local)
@@ -257,9 +256,8 @@ private:
                 return tag->begin;
             if (m_editor.m_descriptions.size() >= kMostDescriptions)
                 return {};
-            const Namespaces namespaces = declaredIn(*tag, m_editor.m_namespaces);
-            const bool isRead = isRdf(nameOf(tag->name, namespaces), "Description")
-                ? readDescription(*tag, namespaces)
+            const bool isRead = isRdf(nameOf(tag->name, declaredIn(*tag), {}), "Description")
+                ? readDescription(*tag)
                 : endOf(*tag).has_value();
             if (!isRead)
                 return {};
@@ -267,12 +265,12 @@ private:
         return {};
     }
 
-    bool readDescription(const Tag& start, const Namespaces& namespaces)
+    bool readDescription(const Tag& start)
     {
         Description description;
-        description.namespaces = namespaces;
+        description.namespaces = declaredIn(start);
         for (const Attribute& attribute : start.attributes) {
-            const Name name = nameOf(attribute.name, namespaces);
+            const Name name = nameOf(attribute.name, description.namespaces, {});
             if (isRdf(name, "about") || attribute.name == "about")
                 description.about = attribute.value;
             else if (name.uri == kRdf || prefixOf(attribute.name) == "xml")
@@ -293,7 +291,7 @@ private:
         while (const std::optional<Tag> tag = next()) {
             if (tag->kind == Tag::Kind::End)
                 return tag->end;
-            const Name name = nameOf(*tag, description->namespaces);
+            const Name name = nameOf(tag->name, declaredIn(*tag), description->namespaces);
             const std::optional<size_t> end = endOf(*tag);
             if (!end)
                 return {};
@@ -358,6 +356,7 @@ std::string RKXmpPacketEditor::described(
         return {};
 
     Namespaces used = source.namespaces;
+    used.insert(m_namespaces.begin(), m_namespaces.end());
     used["rdf"] = kRdf;
     std::string declarations;
     std::map<std::string, std::string> otherPrefixes;

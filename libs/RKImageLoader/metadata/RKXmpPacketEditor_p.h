@@ -62,6 +62,7 @@ private:
         Range range;
         // Its subject; all descriptions of one packet have the same. As it is spelled in the text.
         std::string about;
+        // Its own ones.
         Namespaces namespaces;
         std::vector<Property> properties;
         // Has nothing but properties, a subject and namespaces.
@@ -73,9 +74,9 @@ private:
         const RKXmpPacketEditor& target) const;
 
     const std::string m_text;
-    // Of rdf:RDF.
+    // Of rdf:RDF and what is around it.
     Namespaces m_namespaces;
-    // From each namespace that is declared anywhere to its prefix.
+    // From each namespace that is declared anywhere to its first prefix.
     std::map<std::string, std::string> m_prefixes;
     std::vector<Description> m_descriptions;
     // Where the end tag of rdf:RDF begins.

@@ -343,9 +343,9 @@ bool RKXmpPacketParser::fail(qint64 line, qint64 column, const QString& message)
     return false;
 }
 
-std::vector<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& packet)
+std::set<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& packet)
 {
-    std::vector<std::string> replaced;
+    std::set<std::string> replaced;
     static constexpr std::string_view kXmlns = "xmlns";
     const std::string_view text = packet;
     for (size_t at = text.find(kXmlns); at != std::string_view::npos; at = text.find(kXmlns, at)) {
@@ -361,7 +361,7 @@ std::vector<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& 
             = QString::fromUtf8(text.data() + open + 1, static_cast<qsizetype>(close - open - 1));
         const QString declared = localName(name.left(name.indexOf(QLatin1Char('=')))).trimmed();
         if (usedPrefix(declared, uri) != declared)
-            replaced.push_back(declared.toStdString());
+            replaced.insert(declared.toStdString());
         at = close;
     }
     return replaced;

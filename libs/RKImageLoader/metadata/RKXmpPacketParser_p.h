@@ -5,8 +5,8 @@
 #include <QDomDocument>
 #include <QString>
 
+#include <set>
 #include <string>
-#include <vector>
 
 /// Parses an XMP packet, which comes from a file and may be hostile, into a DOM document.
 ///
@@ -47,7 +47,7 @@ public:
     QString errorMessage() const;
 
     /// The prefixes in the packet that parse() replaces; empty for the default namespace.
-    static std::vector<std::string> replacedPrefixes(const std::string& packet);
+    static std::set<std::string> replacedPrefixes(const std::string& packet);
 
     /// The text without what XML 1.0, 2.2 has no place for: control characters become blanks,
     /// others U+FFFD. One such character in a value makes the whole packet unreadable.

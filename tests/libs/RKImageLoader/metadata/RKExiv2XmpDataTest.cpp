@@ -5,6 +5,7 @@
 #include "RKImageLoader/metadata/RKXmpRegions.h"
 #include "RKMetadataFixtures.h"
 #include "RKXmpFixtures.h"
+#include "support/RKTimeLimit.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -106,6 +107,9 @@ private Q_SLOTS:
     void changesBeforeAFaceUpdateAreKept();
     void failedPacketKeepsTheOldData_data();
     void failedPacketKeepsTheOldData();
+
+    void changedPropertyLeavesTheRestOfThePacket();
+    void hostilePacketsTakeLittleTime();
 
     void mergingReplacesPropertiesAsAWhole();
 
@@ -211,6 +215,67 @@ void RKExiv2XmpDataTest::failedPacketKeepsTheOldData()
     QCOMPARE(dataOf(data.xmpPacket()).allData(), before);
 }
 
+void RKExiv2XmpDataTest::changedPropertyLeavesTheRestOfThePacket()
+{
+    // The rating in every spelling, beside something that exiv2 does not keep.
+    const std::string kept = "<!-- <xmp:Rating> -->";
+    const std::string remark = kept + "<k:k xmlns:k='http://k/'></k:k>";
+    const std::string xmp = "xmlns:xmp='http://ns.adobe.com/xap/1.0/'";
+    const std::string description = "</rdf:Description><rdf:Description rdf:about='' ";
+    const std::string packets[] = {
+        packetOf(xmp + " xmp:Rating = '1' xmp:Label=\"a > 'b' &amp; &quot;\"", remark),
+        packetOf(xmp, remark + "<xmp:Rating>1</xmp:Rating><xmp:Label><![CDATA[<]]></xmp:Label>"),
+        packetOf("", remark + description + xmp + ">" + "<xmp:Rating\n>1</xmp:Rating>"),
+        packetOf("", remark + description + xmp + " xmp:Rating='1'>"),
+        packetOf("", remark + "<q:Rating xmlns:q='http://ns.adobe.com/xap/1.0/'>1</q:Rating>"),
+        packetOf("", remark + "<Rating xmlns='http://ns.adobe.com/xap/1.0/'>1</Rating>"),
+        packetOf("rdf:about='\"&amp;' xmlns:q='http://ns.adobe.com/xap/1.0/' q:Rating='1'", remark),
+        packetOf(xmp + " xmlns:TAMO='namespaceTAMO' TAMO:Rating='2'",
+            remark + "<xmp:Rating rdf:parseType='Resource'><rdf:value>1</rdf:value></xmp:Rating>"),
+        packetOf(xmp + " xmlns:q='http://q/'", remark + "<q:a xmlns:xmp='http://r/' xmp:b='1'/>"),
+    };
+    const QString source = QStringLiteral("<ä & \"b\" ']]>");
+    for (const std::string& packet : packets) {
+        RKExiv2XmpData data = dataOf(packet);
+        data.setInt("Xmp.xmp.Rating", 4);
+        data.setInt("Xmp.TAMO.Rating", 3);
+        data.setString("Xmp.dc.source", source);
+        const std::string changed = data.xmpPacket();
+        QVERIFY2(changed.find(kept) != std::string::npos, packet.c_str());
+        const RKExiv2XmpData read = dataOf(changed);
+        QCOMPARE(read.readInt("Xmp.xmp.Rating"), 4);
+        QCOMPARE(read.readInt("Xmp.TAMO.Rating"), 3);
+        QCOMPARE(read.readString("Xmp.dc.source"), source);
+        QCOMPARE(read.allData(), data.allData());
+    }
+}
+
+void RKExiv2XmpDataTest::hostilePacketsTakeLittleTime()
+{
+    const auto repeated = [](int count, const std::string& start, const std::string& end) {
+        std::string text;
+        for (int i = 0; i < count; ++i)
+            text += start + std::to_string(i) + end;
+        return text;
+    };
+    const std::string declarations = repeated(900, " xmlns:a", "='b'") + " xmlns:d='http://d/'";
+    const std::string rdf = "<rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'";
+    const std::string description = "<rdf:Description rdf:about='' ";
+    const std::string packets[] = {"<r" + declarations + ">" + repeated(40000, "<q", "/>") + rdf
+            + ">" + description + "d:a='x'/></rdf:RDF></r>",
+        rdf + declarations + ">" + repeated(900, description + "d:a", "='x'/>") + "</rdf:RDF>",
+        rdf + " xmlns:d='http://d/'>"
+            + repeated(2000, description + "xmlns:dc='http://q/' d:a", "='x'/>") + "</rdf:RDF>"};
+    for (const std::string& packet : packets) {
+        const qint64 start = RKTimeLimit::worked();
+        RKExiv2XmpData data = dataOf(packet);
+        data.setInt("Xmp.xmp.Rating", 4);
+        QCOMPARE(dataOf(data.xmpPacket()).adobeRating(), 4);
+        const qint64 worked = RKTimeLimit::worked(start);
+        QVERIFY2(worked < RKTimeLimit::milliseconds(2000), qPrintable(QString::number(worked)));
+    }
+}
+
 void RKExiv2XmpDataTest::mergingReplacesPropertiesAsAWhole()
 {
     const auto list = [](int count) {
@@ -220,6 +285,9 @@ void RKExiv2XmpDataTest::mergingReplacesPropertiesAsAWhole()
                 + std::to_string(count * 10 + i) + "</dc:format></rdf:li>";
         return "<dc:relation><rdf:Bag>" + items + "</rdf:Bag></dc:relation>";
     };
+    // Other files that share a namespace of their own, which one of them calls "dc".
+    dataOf(packetOf("xmlns:q='http://q/'", "<q:a>x</q:a>"));
+    dataOf(packetOf("xmlns:dc='http://q/'", "<dc:a>x</dc:a>"));
     const QByteArray target = jpegWith(dublinCore(list(3)
         + "<dc:source>stays</dc:source>"
           "<dc:format>goes</dc:format>"));
