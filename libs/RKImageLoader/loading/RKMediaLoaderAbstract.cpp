@@ -1,6 +1,6 @@
 #include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
 
-#include "RKImageLoader/metadata/RKCTime.h"
+#include "RKImageLoader/metadata/RKFileTimes.h"
 
 RKMediaLoaderAbstract::~RKMediaLoaderAbstract() = default;
 
@@ -59,9 +59,5 @@ RKMediaFormatList RKMediaLoaderAbstract::convertableFormats(const RKMediaFormat&
 
 QDateTime RKMediaLoaderAbstract::fileCreationDate(const RKMediaDescriptor& descriptor) const
 {
-    const QFileInfo file = descriptor.fileInfo();
-    QDateTime created = RKCTime().readFrom(file.absoluteFilePath());
-    if (!created.isValid())
-        created = file.birthTime();
-    return created.isValid() ? created : file.lastModified();
+    return ctimeInternal(descriptor.fileInfo().absoluteFilePath());
 }
