@@ -2,7 +2,6 @@
 
 #include "RKMetadataFixtures.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 using namespace RKMetadataFixtures;
@@ -70,17 +69,14 @@ class RKExiv2ExifDataTest : public QObject
 private Q_SLOTS:
     void init();
 
-    void integersKeepTheTypeOfTheirTag_data();
     void integersKeepTheTypeOfTheirTag();
     void textThatDoesNotParseChangesNothing();
-    void datesReadInAnySpelling_data();
     void datesReadInAnySpelling();
 
-    void positionSurvivesTheFile_data();
     void positionSurvivesTheFile();
+    void arcsOfOtherWritersAreRead();
 
     void canonFacesAreCentres();
-    void canonRecordsThatAreNoneGiveNoFaces_data();
     void canonRecordsThatAreNoneGiveNoFaces();
     void fujifilmFacesAreRectangles();
 
@@ -96,42 +92,35 @@ void RKExiv2ExifDataTest::init()
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 
-void RKExiv2ExifDataTest::integersKeepTheTypeOfTheirTag_data()
-{
-    QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<QList<int>>("values");
-    QTest::addColumn<int>("type");
-
-    QTest::newRow("short") << QByteArray("Exif.Photo.Flash") << QList<int>{1}
-                           << int(Exiv2::unsignedShort);
-    QTest::newRow("negative in a short")
-        << QByteArray("Exif.Image.Rating") << QList<int>{-1} << int(Exiv2::signedLong);
-    QTest::newRow("largest short")
-        << QByteArray("Exif.Photo.Flash") << QList<int>{65535} << int(Exiv2::unsignedShort);
-    QTest::newRow("beyond a short")
-        << QByteArray("Exif.Photo.Flash") << QList<int>{65536} << int(Exiv2::signedLong);
-    QTest::newRow("long") << QByteArray("Exif.Image.ImageWidth") << QList<int>{70000}
-                          << int(Exiv2::unsignedLong);
-    QTest::newRow("tag of text") << QByteArray("Exif.Fujifilm.0x4103") << QList<int>{1, 2, 3, 4}
-                                 << int(Exiv2::unsignedShort);
-    QTest::newRow("tag of text, large")
-        << QByteArray("Exif.Fujifilm.0x4103") << QList<int>{1, 70000} << int(Exiv2::signedLong);
-}
-
 void RKExiv2ExifDataTest::integersKeepTheTypeOfTheirTag()
 {
-    QFETCH(QByteArray, key);
-    QFETCH(QList<int>, values);
-    QFETCH(int, type);
+    struct Row
+    {
+        const char* key;
+        QList<int> values;
+        Exiv2::TypeId type;
+    };
 
-    RKExiv2ExifData exif;
-    exif.setIntList(key.constData(), values);
-    QCOMPARE(exif.readIntList(key.constData()), values);
-    QCOMPARE(exif.readInt(key.constData()), values.first());
-    QCOMPARE(int(exif.findKey(key.constData())->typeId()), type);
+    const Row rows[] = {
+        {"Exif.Photo.Flash", {1}, Exiv2::unsignedShort},
+        {"Exif.Image.Rating", {-1}, Exiv2::signedLong},
+        {"Exif.Photo.Flash", {65535}, Exiv2::unsignedShort},
+        {"Exif.Photo.Flash", {65536}, Exiv2::signedLong},
+        {"Exif.Image.ImageWidth", {70000}, Exiv2::unsignedLong},
+        // A tag of text.
+        {"Exif.Fujifilm.0x4103", {1, 2, 3, 4}, Exiv2::unsignedShort},
+        {"Exif.Fujifilm.0x4103", {1, 70000}, Exiv2::signedLong},
+    };
+    for (const Row& row : rows) {
+        RKExiv2ExifData exif;
+        exif.setIntList(row.key, row.values);
+        QCOMPARE(exif.readIntList(row.key), row.values);
+        QCOMPARE(exif.readInt(row.key), row.values.first());
+        QCOMPARE(int(exif.findKey(row.key)->typeId()), int(row.type));
 
-    exif.setIntList(key.constData(), {});
-    QVERIFY(merged(exif).empty());
+        exif.setIntList(row.key, {});
+        QVERIFY(merged(exif).empty());
+    }
 }
 
 void RKExiv2ExifDataTest::textThatDoesNotParseChangesNothing()
@@ -154,67 +143,86 @@ void RKExiv2ExifDataTest::textThatDoesNotParseChangesNothing()
     QCOMPARE(merged(exif).count(), 1);
 }
 
-void RKExiv2ExifDataTest::datesReadInAnySpelling_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QDateTime>("dateTime");
-
-    const QDateTime noon(QDate(2021, 7, 4), QTime(12, 30));
-    QTest::newRow("colons") << QStringLiteral("2021:07:04 12:30:00") << noon;
-    QTest::newRow("trailing blank") << QStringLiteral("2021:07:04 12:30:00 ") << noon;
-    QTest::newRow("ISO") << QStringLiteral("2021-07-04T12:30:00") << noon;
-    QTest::newRow("dots") << QStringLiteral("2021.07.04 12:30:00") << noon;
-    QTest::newRow("fraction") << QStringLiteral("2021:07:04 12:30:00.250") << noon.addMSecs(250);
-    QTest::newRow("Z is local") << QStringLiteral("2019:02:03 04:05:06Z")
-                                << QDateTime(QDate(2019, 2, 3), QTime(4, 5, 6));
-    QTest::newRow("unset clock") << QStringLiteral("0000:00:00 00:00:00") << QDateTime();
-    QTest::newRow("blank") << QStringLiteral("    :  :     :  :  ") << QDateTime();
-    QTest::newRow("empty") << QString() << QDateTime();
-}
-
 void RKExiv2ExifDataTest::datesReadInAnySpelling()
 {
-    QFETCH(QString, text);
-    QFETCH(QDateTime, dateTime);
-
-    RKExiv2ExifData exif;
-    exif.setString("Exif.Photo.DateTimeOriginal", text);
-    const QDateTime read = exif.dateTime("Exif.Photo.DateTimeOriginal");
-    QCOMPARE(read, dateTime);
-    QCOMPARE(read.timeSpec(), Qt::LocalTime);
-}
-
-void RKExiv2ExifDataTest::positionSurvivesTheFile_data()
-{
-    QTest::addColumn<double>("latitude");
-    QTest::addColumn<double>("longitude");
-
-    QTest::newRow("north east") << 48.858222 << 2.2945;
-    QTest::newRow("south west") << -33.856784 << -70.65;
-    QTest::newRow("null island") << 0.0 << 0.0;
-    QTest::newRow("pole") << -90.0 << 180.0;
-    QTest::newRow("carry") << 59.99999999999 << -0.00001;
+    const QDateTime noon(QDate(2021, 7, 4), QTime(12, 30));
+    const QList<QPair<const char*, QDateTime>> spellings{
+        {"2021:07:04 12:30:00", noon},
+        {"2021:07:04 12:30:00 ", noon},
+        {"2021-07-04T12:30:00", noon},
+        {"2021.07.04 12:30:00", noon},
+        {"2021:07:04 12:30:00.250", noon.addMSecs(250)},
+        {"2021:07:04 12:30:00Z", noon}, // local all the same
+        {"0000:00:00 00:00:00", QDateTime()},
+        {"    :  :     :  :  ", QDateTime()},
+        {"", QDateTime()},
+    };
+    for (const auto& [text, dateTime] : spellings) {
+        RKExiv2ExifData exif;
+        exif.setString("Exif.Photo.DateTimeOriginal", QLatin1String(text));
+        const QDateTime read = exif.dateTime("Exif.Photo.DateTimeOriginal");
+        QCOMPARE(read, dateTime);
+        QCOMPARE(read.timeSpec(), Qt::LocalTime);
+    }
 }
 
 void RKExiv2ExifDataTest::positionSurvivesTheFile()
 {
-    QFETCH(double, latitude);
-    QFETCH(double, longitude);
+    const QList<RKGeoPosition> positions{
+        {48.858222, 2.2945}, {-33.856784, -70.65}, {0, 0}, {-90, 180}, {59.99999999999, -0.00001}};
+    for (const RKGeoPosition& written : positions) {
+        RKExiv2ExifData exif;
+        exif.setGeoPosition(written);
+        exif.setGeoPosition(RKGeoPosition()); // changes nothing
+        const QByteArray file = withMetadata(
+            imageFile("JPG"), [&exif](Exiv2::Image& image) { exif.mergeInto(image.exifData()); });
 
-    RKExiv2ExifData exif;
-    exif.setGeoPosition(RKGeoPosition(latitude, longitude));
-    const QByteArray file = withMetadata(
-        imageFile("JPG"), [&exif](Exiv2::Image& image) { exif.mergeInto(image.exifData()); });
+        const RKGeoPosition read = RKExiv2ExifData(open(file)).geoPosition();
+        QVERIFY(read.isValid());
+        // A millionth of a second of arc, as the seconds are stored.
+        constexpr double kStep = 1.0 / 3600 / 1000000;
+        const auto isNear = [](const RKGeoArc& left, const RKGeoArc& right) {
+            return qAbs(left.degrees() - right.degrees()) <= kStep;
+        };
+        QVERIFY(isNear(read.latitude(), written.latitude()));
+        QVERIFY(isNear(read.longitude(), written.longitude()));
+    }
+}
 
-    const RKGeoPosition read = RKExiv2ExifData(open(file)).geoPosition();
-    QVERIFY(read.isValid());
-    // A millionth of a second of arc, as the seconds are stored.
-    constexpr double kStep = 1.0 / 3600 / 1000000;
-    QVERIFY(qAbs(read.latitude().degrees() - latitude) <= kStep);
-    QVERIFY(qAbs(read.longitude().degrees() - longitude) <= kStep);
+void RKExiv2ExifDataTest::arcsOfOtherWritersAreRead()
+{
+    struct Row
+    {
+        Exiv2::TypeId type;
+        const char* arc;
+        const char* ref;
+        double degrees; // NaN: no position
+    };
 
-    exif.setGeoPosition(RKGeoPosition());
-    QVERIFY(exif.geoPosition().isValid());
+    const double none = qQNaN();
+    const Row rows[] = {
+        {Exiv2::unsignedRational, "48/1 51/1 36/1", "N", 48.86},
+        {Exiv2::unsignedRational, "48/1 51/1 36/1", "South", -48.86},
+        {Exiv2::unsignedRational, "48/1 51/1 36/1", "", 48.86},
+        {Exiv2::unsignedRational, "48/1 516/10 0/1", "N", 48.86},
+        {Exiv2::unsignedRational, "4886/100 0/1 0/1", "S", -48.86},
+        {Exiv2::signedRational, "48/1 51/1 36/1", "N", 48.86},
+        {Exiv2::unsignedRational, "48/1 51/1 0/0", "N", none},
+        {Exiv2::unsignedRational, "48/1 51/1", "N", none},
+        {Exiv2::unsignedRational, "4294967295/1 0/1 0/1", "N", none},
+        {Exiv2::unsignedShort, "48 51 36", "N", none},
+        {Exiv2::asciiString, "48.86", "N", none},
+    };
+    for (const Row& row : rows) {
+        Exiv2::ExifData data = dataWith("Exif.GPSInfo.GPSLatitude", row.type, row.arc);
+        add(data, "Exif.GPSInfo.GPSLatitudeRef", Exiv2::asciiString, row.ref);
+        QVERIFY(!exifOf(data).geoPosition().isValid());
+        add(data, "Exif.GPSInfo.GPSLongitude", Exiv2::unsignedRational, "180/1 0/1 0/1");
+        const RKGeoPosition position = exifOf(data).geoPosition();
+        QCOMPARE(position.isValid(), !qIsNaN(row.degrees));
+        if (position.isValid())
+            QCOMPARE(position.latitude().degrees(), row.degrees);
+    }
 }
 
 void RKExiv2ExifDataTest::canonFacesAreCentres()
@@ -236,32 +244,23 @@ void RKExiv2ExifDataTest::canonFacesAreCentres()
     }
 }
 
-void RKExiv2ExifDataTest::canonRecordsThatAreNoneGiveNoFaces_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QByteArray>("record");
-
-    const int type = Exiv2::unsignedShort;
-    QTest::newRow("not looked for") << type << QByteArray("156 35 65535 320 240 1 1 16 0 0");
-    QTest::newRow("ten faces") << type << QByteArray("156 35 10 320 240 1 1 16 0 0");
-    QTest::newRow("no face") << type << QByteArray("156 35 0 320 240 1 1 16 0 0");
-    QTest::newRow("too short for its number") << type << QByteArray("156 35 1 320 240 1 1 16 0");
-    QTest::newRow("no frame") << type << QByteArray("156 35 1 0 240 1 1 16 0 0");
-    QTest::newRow("four numbers") << type << QByteArray("156 35 1 320");
-    QTest::newRow("outside") << type << QByteArray("156 35 1 320 240 1 1 16 160 0");
-    QTest::newRow("text") << int(Exiv2::asciiString) << QByteArray("156 35 1 320 240 1 1 16 0 0");
-}
-
 void RKExiv2ExifDataTest::canonRecordsThatAreNoneGiveNoFaces()
 {
-    QFETCH(int, type);
-    QFETCH(QByteArray, record);
-
-    const RKFacePositions faces
-        = exifOf(dataWith(kCanonFaces, Exiv2::TypeId(type), record.toStdString()))
-              .facePositions(QSize(100, 100));
-    QVERIFY(faces.isEmpty());
-    QVERIFY(!faces.isSurveyComplete());
+    const QList<QPair<Exiv2::TypeId, const char*>> records{
+        {Exiv2::unsignedShort, "156 35 65535 320 240 1 1 16 0 0"}, // not looked for
+        {Exiv2::unsignedShort, "156 35 10 320 240 1 1 16 0 0"},
+        {Exiv2::unsignedShort, "156 35 0 320 240 1 1 16 0 0"},
+        {Exiv2::unsignedShort, "156 35 1 320 240 1 1 16 0"}, // too short for its number
+        {Exiv2::unsignedShort, "156 35 1 0 240 1 1 16 0 0"},
+        {Exiv2::unsignedShort, "156 35 1 320"},
+        {Exiv2::unsignedShort, "156 35 1 320 240 1 1 16 160 0"}, // outside
+        {Exiv2::asciiString, "156 35 1 320 240 1 1 16 0 0"},
+    };
+    for (const auto& [type, record] : records) {
+        const RKFacePositions faces
+            = exifOf(dataWith(kCanonFaces, type, record)).facePositions(QSize(100, 100));
+        QVERIFY2(faces.isEmpty() && !faces.isSurveyComplete(), record);
+    }
 }
 
 void RKExiv2ExifDataTest::fujifilmFacesAreRectangles()

@@ -29,7 +29,10 @@ RKExiv2Wrapper wrapperWith(const QList<QPair<const char*, const char*>>& values)
     return RKExiv2Wrapper(withMetadata(imageFile("JPG"), [&values](Exiv2::Image& image) {
         for (const auto& [key, value] : values) {
             const QByteArray name(key);
-            if (name.startsWith("Exif"))
+            // The tags' own type has neither negative nor large numbers.
+            if (name.startsWith("Exif.Image.Rating"))
+                image.exifData()[key] = static_cast<int32_t>(QByteArray(value).toInt());
+            else if (name.startsWith("Exif"))
                 image.exifData()[key] = std::string(value);
             else if (name.startsWith("Xmp"))
                 image.xmpData()[key] = std::string(value);
@@ -63,9 +66,8 @@ private Q_SLOTS:
     void picturesInBoxesAreUpright();
 
     void firstValidDateWins();
-    void ratingsComeFromXmpThenExif_data();
+    void quarterTurnsFollowTheOrientation();
     void ratingsComeFromXmpThenExif();
-    void ratingsAreLimitedAndWrittenFourTimes_data();
     void ratingsAreLimitedAndWrittenFourTimes();
 
     void fieldsTakeTheFirstTextOfTheirKeys_data();
@@ -205,74 +207,101 @@ void RKExiv2WrapperTest::firstValidDateWins()
         QStringLiteral("2024-02-29"));
 }
 
-void RKExiv2WrapperTest::ratingsComeFromXmpThenExif_data()
+void RKExiv2WrapperTest::quarterTurnsFollowTheOrientation()
 {
-    QTest::addColumn<QByteArray>("xmp");
-    QTest::addColumn<QByteArray>("exif");
-    QTest::addColumn<QByteArray>("percent");
-    QTest::addColumn<int>("rating");
+    struct Row
+    {
+        int orientation;
+        int clockwise;
+        int counterClockwise;
+    };
 
-    QTest::newRow("XMP wins") << QByteArray("0") << QByteArray("4") << QByteArray("99") << 0;
-    QTest::newRow("rejected, so Exif") << QByteArray("-1") << QByteArray("4") << QByteArray() << 4;
-    QTest::newRow("Exif") << QByteArray() << QByteArray("3") << QByteArray() << 3;
-    QTest::newRow("percentage alone") << QByteArray() << QByteArray() << QByteArray("50") << 0;
-    QTest::newRow("too large") << QByteArray("17") << QByteArray() << QByteArray() << 5;
-    QTest::newRow("largest percentage")
-        << QByteArray() << QByteArray("-1") << QByteArray("2147483647") << 5;
-    QTest::newRow("with a fraction") << QByteArray("3.0") << QByteArray() << QByteArray() << 3;
+    constexpr Row rows[] = {{0, 6, 8},
+        {1, 6, 8},
+        {2, 2, 2},
+        {3, 8, 6},
+        {4, 4, 4},
+        {5, 5, 5},
+        {6, 3, 1},
+        {7, 7, 7},
+        {8, 1, 3},
+        {9, 9, 9}};
+    for (const Row& row : rows) {
+        for (const bool clockwise : {true, false}) {
+            RKExiv2Wrapper wrapper;
+            wrapper.setImageOrientation(RKImageOrientation(row.orientation));
+            wrapper.rotate(clockwise);
+            const int expected = clockwise ? row.clockwise : row.counterClockwise;
+            QCOMPARE(int(wrapper.imageOrientation()), expected);
+            QCOMPARE(
+                wrapper.allData().value(QStringLiteral("Xmp.tiff.Orientation")).toInt(), expected);
+            QCOMPARE(wrapper.imageIsTiltedByMetadata(), expected >= 5 && expected <= 8);
+        }
+    }
 }
 
 void RKExiv2WrapperTest::ratingsComeFromXmpThenExif()
 {
-    QFETCH(QByteArray, xmp);
-    QFETCH(QByteArray, exif);
-    QFETCH(QByteArray, percent);
-    QFETCH(int, rating);
+    const char* const keys[] = {"Xmp.xmp.Rating", "Exif.Image.Rating", "Exif.Image.RatingPercent"};
 
-    QList<QPair<const char*, const char*>> values;
-    if (!xmp.isEmpty())
-        values.emplaceBack("Xmp.xmp.Rating", xmp.constData());
-    if (!exif.isEmpty())
-        values.emplaceBack("Exif.Image.Rating", exif.constData());
-    if (!percent.isEmpty())
-        values.emplaceBack("Exif.Image.RatingPercent", percent.constData());
-    QCOMPARE(wrapperWith(values).adobeRating(), rating);
-}
+    struct Row
+    {
+        const char* texts[3]; // of the keys, null without one
+        int rating;
+    };
 
-void RKExiv2WrapperTest::ratingsAreLimitedAndWrittenFourTimes_data()
-{
-    QTest::addColumn<int>("rating");
-    QTest::addColumn<int>("stored");
-    QTest::addColumn<int>("percent");
-
-    QTest::newRow("negative") << -3 << 0 << 0;
-    QTest::newRow("0") << 0 << 0 << 0;
-    QTest::newRow("1") << 1 << 1 << 1;
-    QTest::newRow("2") << 2 << 2 << 25;
-    QTest::newRow("3") << 3 << 3 << 50;
-    QTest::newRow("4") << 4 << 4 << 75;
-    QTest::newRow("5") << 5 << 5 << 99;
-    QTest::newRow("too large") << 7 << 5 << 99;
+    constexpr Row rows[] = {
+        {{"0", "4", "99"}, 0},
+        {{"-1", "4", nullptr}, 4},
+        {{nullptr, "3", nullptr}, 3},
+        {{nullptr, nullptr, "50"}, 0},
+        {{"17", nullptr, nullptr}, 5},
+        {{nullptr, "-1", "74"}, 3},
+        {{nullptr, "-1", "2147483647"}, 5},
+        {{"3.0", nullptr, nullptr}, 3},
+    };
+    for (const Row& row : rows) {
+        QList<QPair<const char*, const char*>> values;
+        for (int i = 0; i < 3; ++i) {
+            if (row.texts[i])
+                values.emplaceBack(keys[i], row.texts[i]);
+        }
+        QCOMPARE(wrapperWith(values).adobeRating(), row.rating);
+    }
 }
 
 void RKExiv2WrapperTest::ratingsAreLimitedAndWrittenFourTimes()
 {
-    QFETCH(int, rating);
-    QFETCH(int, stored);
-    QFETCH(int, percent);
+    struct Row
+    {
+        int rating;
+        int stored;
+        int percent;
+    };
 
-    RKExiv2Wrapper wrapper;
-    wrapper.setAdobeRating(rating);
-    wrapper.setTamoRating(rating);
-    QCOMPARE(wrapper.adobeRating(), stored);
-    QCOMPARE(wrapper.tamoRating(), stored);
-    const QHash<QString, QString> expected{
-        {QStringLiteral("Xmp.xmp.Rating"), QString::number(stored)},
-        {QStringLiteral("Exif.Image.Rating"), QString::number(stored)},
-        {QStringLiteral("Exif.Image.RatingPercent"), QString::number(percent)},
-        {QStringLiteral("Xmp.MicrosoftPhoto.Rating"), QString::number(percent)},
-        {QStringLiteral("Xmp.TAMO.Rating"), QString::number(stored)}};
-    QCOMPARE(wrapper.allData(), expected);
+    constexpr Row rows[] = {{-3, 0, 0},
+        {0, 0, 0},
+        {1, 1, 1},
+        {2, 2, 25},
+        {3, 3, 50},
+        {4, 4, 75},
+        {5, 5, 99},
+        {7, 5, 99}};
+    for (const Row& row : rows) {
+        RKExiv2Wrapper wrapper;
+        wrapper.setAdobeRating(row.rating);
+        wrapper.setTamoRating(row.rating);
+        QCOMPARE(wrapper.adobeRating(), row.stored);
+        QCOMPARE(wrapper.tamoRating(), row.stored);
+        const QString stored = QString::number(row.stored);
+        const QString percent = QString::number(row.percent);
+        const QHash<QString, QString> expected{{QStringLiteral("Xmp.xmp.Rating"), stored},
+            {QStringLiteral("Exif.Image.Rating"), stored},
+            {QStringLiteral("Exif.Image.RatingPercent"), percent},
+            {QStringLiteral("Xmp.MicrosoftPhoto.Rating"), percent},
+            {QStringLiteral("Xmp.TAMO.Rating"), stored}};
+        QCOMPARE(wrapper.allData(), expected);
+    }
 }
 
 void RKExiv2WrapperTest::fieldsTakeTheFirstTextOfTheirKeys_data()
@@ -352,12 +381,23 @@ void RKExiv2WrapperTest::profileReplacesTheColorHints()
 
 void RKExiv2WrapperTest::facesOfTheCameraGiveWayToRegions()
 {
-    const QByteArray file = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
-        image.exifData()["Exif.Image.Make"] = std::string("Canon");
-        Exiv2::UShortValue record;
-        record.read("156 35 1 320 240 1 1 16 0 0");
-        image.exifData().add(Exiv2::ExifKey("Exif.Canon.0x0024"), &record);
-    });
+    using Records = QList<QPair<const char*, const char*>>;
+    const auto fileOf = [](const char* maker, const Records& records) {
+        return withMetadata(imageFile("JPG"), [&](Exiv2::Image& image) {
+            image.exifData()["Exif.Image.Make"] = std::string(maker);
+            for (const auto& [key, text] : records) {
+                Exiv2::UShortValue record;
+                record.read(text);
+                image.exifData().add(Exiv2::ExifKey(key), &record);
+            }
+        });
+    };
+    const RKExiv2Wrapper fujifilm(fileOf(
+        "FUJIFILM", {{"Exif.Fujifilm.0x4100", "1"}, {"Exif.Fujifilm.0x4103", "10 5 29 14"}}));
+    QCOMPARE(fujifilm.facePositions().rects(fujifilm.unrotatedSize()),
+        QList<QRect>{QRect(10, 5, 20, 10)});
+
+    const QByteArray file = fileOf("Canon", {{"Exif.Canon.0x0024", "156 35 1 320 240 1 1 16 0 0"}});
     RKExiv2Wrapper wrapper(file);
     QCOMPARE(wrapper.facePositions().count(), 1);
     QCOMPARE(

@@ -151,6 +151,7 @@ private Q_SLOTS:
 
     void everySpellingIsUpdatedInPlace_data();
     void everySpellingIsUpdatedInPlace();
+    void missingFieldsAreAddedLegally();
     void facesAreAddedToAnImageWithoutXmp();
     void unmatchedRegionsStay();
     void otherImageSizeDropsTheOldFaces();
@@ -297,6 +298,41 @@ void RKXmpRegionsTest::everySpellingIsUpdatedInPlace()
         QCOMPARE(saved.facePositions(), data.facePositions());
         QCOMPARE(RKXmpRegions().appliedToImageSize(&saved), kImageSize);
         data = saved;
+    }
+}
+
+void RKXmpRegionsTest::missingFieldsAreAddedLegally()
+{
+    // exiv2 refuses a whole packet that has one element with both attributes and elements.
+    const std::string place = area("0.3", "0.5", "0.2", "0.4");
+    const std::string regions[] = {
+        "<rdf:li><rdf:Description mwg-rs:Type=\"Face\" mwg-rs:Name=\"Ann\">" + place
+            + "</rdf:Description></rdf:li>",
+        "<rdf:li><rdf:Description><mwg-rs:Type>Face</mwg-rs:Type><mwg-rs:Name>Ann</mwg-rs:Name>"
+            + place + "</rdf:Description></rdf:li>",
+        region("Face", place + "<mwg-rs:Name/>"),
+        region("Face", place + "<mwg-rs:Name>A</mwg-rs:Name><mwg-rs:Extensions/>"),
+        region("Face", place + "<mwg-rs:Name>A</mwg-rs:Name><mwg-rs:Extensions dc:type=\"t\"/>"),
+        region("Face",
+            place
+                + "<mwg-rs:Name>A</mwg-rs:Name><mwg-rs:Extensions rdf:parseType=\"Resource\">"
+                  "<dc:type>t</dc:type></mwg-rs:Extensions>"),
+        region("Face",
+            place
+                + "<mwg-rs:Name>A</mwg-rs:Name><mwg-rs:Extensions><rdf:Description>"
+                  "<dc:type>t</dc:type></rdf:Description></mwg-rs:Extensions>"),
+    };
+    for (const std::string& text : regions) {
+        RKExiv2XmpData data = dataOf(packetWith(text));
+        const bool hasType = text.find("dc:type") != std::string::npos;
+        QVERIFY2(update(data, {newFace(kArea, 8, QStringLiteral("Bob"), 100)}), text.c_str());
+        data = savedAndRead(data);
+        const QList<RKFacePosition> faces = facesIn(data);
+        QCOMPARE(faces.size(), 1);
+        QCOMPARE(faces.at(0).clusterId().id(), 8);
+        QCOMPARE(faces.at(0).coverImageEpoch(), 100);
+        QCOMPARE(faces.at(0).name(), QStringLiteral("Bob"));
+        QCOMPARE(field(data, 1, "mwg-rs:Extensions/dc:type"), QLatin1String(hasType ? "t" : ""));
     }
 }
 
