@@ -224,6 +224,8 @@ void RKExiv2XmpDataTest::changedPropertyLeavesTheRestOfThePacket()
         packetOf(xmp + " xmlns:TAMO='namespaceTAMO' TAMO:Rating='2'",
             remark + "<xmp:Rating rdf:parseType='Resource'><rdf:value>1</rdf:value></xmp:Rating>"),
         packetOf(xmp + " xmlns:q='http://q/'", remark + "<q:a xmlns:xmp='http://r/' xmp:b='1'/>"),
+        packetOf(xmp + " xmlns:dc='http://q/' xmp:Rating='1'", remark),
+        packetOf(xmp + " xmlns:dc='http://q/' xmp:Rating='1' dc:source='other'", remark),
     };
     const QString source = QStringLiteral("<ä & \"b\" ']]>");
     for (const std::string& packet : packets) {
