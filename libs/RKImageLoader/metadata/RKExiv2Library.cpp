@@ -114,9 +114,13 @@ void RKExiv2Library::refreshNamespaces()
 {
     restoreKnownPrefixes();
     registerNamespacesOfFiles();
-    registerBuiltInNamespaces();
-    // The toolkit forgets a prefix of our own when a file binds it to another namespace.
-    Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+    // Each registration likewise takes away the prefix that a file has called the namespace by,
+    // which may be a known one that has just come back. The second time nothing is taken away.
+    for (int i = 0; i < 2; ++i) {
+        registerBuiltInNamespaces();
+        // The toolkit forgets a prefix of our own when a file binds it to another namespace.
+        Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+    }
 }
 
 void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& error)

@@ -108,6 +108,7 @@ private Q_SLOTS:
     void failedPacketKeepsTheOldData();
 
     void changedPropertyLeavesTheRestOfThePacket();
+    void prefixesOfOtherFilesTakeNoneAway();
     void hostilePacketsTakeLittleTime();
 
     void mergingReplacesPropertiesAsAWhole();
@@ -243,6 +244,27 @@ void RKExiv2XmpDataTest::changedPropertyLeavesTheRestOfThePacket()
     }
 }
 
+void RKExiv2XmpDataTest::prefixesOfOtherFilesTakeNoneAway()
+{
+    const std::string structure = "<dc:relation rdf:parseType='Resource'><dc:type>1</dc:type>"
+                                  "</dc:relation>";
+    const RKExiv2XmpData own = withFaces(dataOf(dublinCore(structure)), 1);
+    const std::string uris[] = {kDublinCore, kMwg, "http://q/", "namespaceTAMO"};
+    for (const std::string& uri : uris) {
+        for (const std::string prefix : {"q", "mwg-rs", "TAMO", "dc", "r"}) {
+            // Used, or only declared.
+            for (const std::string& used : {prefix, std::string("z")}) {
+                dataOf(packetOf("xmlns:z='http://z/' xmlns:" + prefix + "='" + uri + "'",
+                    "<" + used + ":c>x</" + used + ":c>"));
+            }
+            RKExiv2XmpData data = own;
+            data.setInt("Xmp.xmp.Rating", 4);
+            const RKExiv2XmpData read = dataOf(data.xmpPacket());
+            QCOMPARE(read.allData(), data.allData());
+        }
+    }
+}
+
 void RKExiv2XmpDataTest::hostilePacketsTakeLittleTime()
 {
     const auto repeated = [](int count, const std::string& start, const std::string& end) {
@@ -278,9 +300,6 @@ void RKExiv2XmpDataTest::mergingReplacesPropertiesAsAWhole()
                 + std::to_string(count * 10 + i) + "</dc:format></rdf:li>";
         return "<dc:relation><rdf:Bag>" + items + "</rdf:Bag></dc:relation>";
     };
-    // Other files that share a namespace of their own, which one of them calls "dc".
-    dataOf(packetOf("xmlns:q='http://q/'", "<q:a>x</q:a>"));
-    dataOf(packetOf("xmlns:dc='http://q/'", "<dc:a>x</dc:a>"));
     const QByteArray target = jpegWith(dublinCore(list(3)
         + "<dc:source>stays</dc:source>"
           "<dc:format>goes</dc:format>"));
