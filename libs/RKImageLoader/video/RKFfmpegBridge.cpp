@@ -522,15 +522,22 @@ QImage RKFfmpegBridge::getFrame() const
 void RKFfmpegBridge::setLastFrameOkay(bool isOkay)
 {
     const QMutexLocker locker(&m_mutex);
-    m_lastFrameOkay = isOkay;
-    if (!isOkay)
+    // The range of timestamps is worth nothing without the image that belongs to it.
+    m_lastFrameOkay = isOkay && m_lastFrameOkay && !m_image.isNull();
+    if (!m_lastFrameOkay)
         m_image = {};
 }
 
-/// Only while the file is open.
-AVStream* RKFfmpegBridge::videoStream() const
+long long RKFfmpegBridge::lastTimestamp() const
 {
-    return m_format->streams[m_streamIndex];
+    const QMutexLocker locker(&m_mutex);
+    return m_upper;
+}
+
+const AVStream* RKFfmpegBridge::videoStream() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_isOpen ? m_format->streams[m_streamIndex] : nullptr;
 }
 
 /// The time scale of the open file. Kept: denominators of 1001 count as 1000.

@@ -36,12 +36,14 @@ QImage RKFfmpegBridgeLame::readFromCache(long long frameNumber) const
 QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
 {
     setLastFrameOkay(false);
-    if (m_lastFrame > frameNumber)
+    // Also where the single steps of the base class have moved on.
+    if (isOpenFile() && (m_lastFrame > frameNumber || m_lastTimestamp != lastTimestamp()))
         reopenFile();
     m_lastFrame = frameNumber;
     // Kept: the ticks are cut to 32 bits, 6.6 hours at 90 kHz.
     const int ticks = static_cast<int>(ticksSinceStart(frameNumber));
     QImage image = decodeSeekFrame(timestampAt(ticks)) ? getFrame() : QImage();
+    m_lastTimestamp = lastTimestamp();
     recordInCache(frameNumber, image);
     return image;
 }
