@@ -138,6 +138,9 @@ public:
 protected:
     /// The timestamp of the last frame decoded; 0 before the first one.
     long long lastTimestamp() const;
+    /// Whether the current image lasts for several frame numbers and so is also the one to show at
+    /// this timestamp, which is above those it was decoded for.
+    bool lastsUntil(long long timestamp) const;
     /// Ticks of the stream's time base from its start to a frame.
     long long ticksSinceStart(long long frameNumber) const;
     /// The timestamp some ticks after the stream's start; never kAnyTimestamp.
@@ -201,6 +204,8 @@ private:
     long long m_lower = kNoTimestamp;
     long long m_upper = 0;
     bool m_lastFrameOkay = false;
+    // From the frame before to the last one; 0 if there was none since the last seek.
+    long long m_lastDistance = 0;
     // Of the last packet sent to the decoder since the last seek.
     long long m_packetTime = kNoTimestamp;
     // Whether the decoder was told that no packets follow; it takes none until it is flushed.

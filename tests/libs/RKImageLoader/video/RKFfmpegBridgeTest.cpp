@@ -197,6 +197,21 @@ private Q_SLOTS:
         QCOMPARE(number(bridge.decodeFrame(30)), 30);
     }
 
+    void framesOfTheForwardBridgeMayHaveSeveralNumbers() const
+    {
+        // Like interlaced video, in which the fields are counted.
+        RKFfmpegBridgeLame bridge(make({.name = "half.mts",
+                                           .options = "-vf select=lt(n\\,4)+not(mod(n\\,2)) "
+                                                      "-vsync vfr -bf 0",
+                                           .rate = "50",
+                                           .frames = 60},
+            m_folder.path()));
+        QString numbers;
+        for (const int n : {0, 1, 2, 3, 4, 5, 6, 7, 8, 15, 16, 40, 41, 42})
+            numbers += QString::number(number(bridge.decodeFrame(n))) + u' ';
+        QCOMPARE(numbers, QStringLiteral("0 1 2 3 4 6 6 8 8 16 16 40 42 42 "));
+    }
+
     void stepsCanBeTakenSingly() const
     {
         RKFfmpegBridge bridge(QStringLiteral(RK_TEST_DATA "/mp4/numbered.mp4"));
