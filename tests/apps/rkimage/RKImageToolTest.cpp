@@ -165,14 +165,18 @@ private Q_SLOTS:
 
     void convertLeavesTheColours()
     {
-        QImage picture = quadrants({40, 20});
+        QImage picture(40, 20, QImage::Format_RGB32);
+        picture.fill(qRgb(200, 100, 50));
         picture.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
         write(path("wide.png"), encoded(picture, "png"));
         const QStringList files{path("wide.png"), path("same.png")};
-        QCOMPARE(runTool(words("convert --no-color") + files).exitCode, 0);
+        QCOMPARE(runTool(words("convert --no-color --keep-metadata") + files).exitCode, 0);
         const QImage same(path("same.png"));
         QCOMPARE(same.convertToFormat(picture.format()), picture);
         QVERIFY(!same.colorSpace().iccProfile().isEmpty());
+        // Shown without a conversion.
+        const QImage thumbnail = RKMetaData(QFileInfo(files[1])).thumbnail();
+        QVERIFY(qAbs(qRed(thumbnail.pixel(9, 9)) - 227) <= 5);
     }
 
     void clipRendersAPartOfTheUprightPicture()
