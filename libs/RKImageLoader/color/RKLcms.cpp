@@ -49,8 +49,9 @@ bool hasUsableMatrix(cmsHPROFILE profile)
     cmsMAT3 inverse;
     for (size_t i = 0; i < kColorants.size(); ++i) {
         const auto* color = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile, kColorants[i]));
+        // Then it has other tables, or the engine refuses it.
         if (!color)
-            return false;
+            return true;
         matrix.v[i] = {{color->X, color->Y, color->Z}};
     }
     return _cmsMAT3inverse(&matrix, &inverse);
