@@ -226,11 +226,15 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
     // One at a time in the process; the metadata's own locks are taken under it.
     static QMutex extractionMutex;
     QMutexLocker locker(&extractionMutex);
-    const QImage thumbnail = copyMetaData(descriptor).thumbnail(option);
+    const RKMetaData metaData = copyMetaData(descriptor);
+    QImage thumbnail = metaData.thumbnail(option);
     locker.unlock();
-    if (thumbnail.isNull() || !wanted.isValid())
-        return thumbnail;
-    return thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    if (!thumbnail.isNull() && wanted.isValid())
+        thumbnail = thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    // Decoders give camera raw pictures upright, so nobody turns them later.
+    return mediaFormat(descriptor).isRaw()
+        ? RKImageRotator::rotate(thumbnail, metaData.imageOrientation())
+        : thumbnail;
 }
 
 RKDrawable RKImageLoader::convertColorProfile(
@@ -243,9 +247,15 @@ RKDrawable RKImageLoader::convertColorProfile(
     const RKMetaData metaData = copyMetaData(descriptor);
     if (!metaData.hasIccData())
         return drawable;
+    // Some files hold colours multiplied with their alpha, but profiles are about colours as they
+    // are: converted all the same, some would become greater than their alpha.
+    const QImage image = drawable.image();
+    const bool isMultiplied = image.format() == QImage::Format_ARGB32_Premultiplied;
     bool isConverted = false;
-    const QImage converted
-        = colorProfileConverter()->convert(drawable.image(), metaData, &isConverted);
+    const QImage converted = colorProfileConverter()->convert(
+        isMultiplied ? image.convertToFormat(QImage::Format_ARGB32) : image,
+        metaData,
+        &isConverted);
     return isConverted ? RKDrawable(converted) : drawable;
 }
 
