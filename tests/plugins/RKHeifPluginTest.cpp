@@ -405,6 +405,8 @@ void RKHeifPluginTest::hostileFilesAreRefused_data()
     file = gridWithThumbnail();
     file.references[0].to.removeLast();
     add("tile missing", file);
+    file.references[0].to.append(99);
+    add("tile unknown", file);
     file = gridWithThumbnail();
     file.items[1].data = grid(2, 2, 20000, 20000);
     add("large grid", file);

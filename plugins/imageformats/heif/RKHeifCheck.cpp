@@ -404,8 +404,8 @@ bool RKHeifCheck::isGridAcceptable(const Item& item) const
         return false;
     const QSize tile = statedSize(m_items.value(item.sources[0]));
     const auto isTile = [&](quint32 source) {
-        const Item& other = *m_items.constFind(source);
-        return other.type == "hvc1" && statedSize(other) == tile;
+        const auto other = m_items.constFind(source);
+        return other != m_items.cend() && other->type == "hvc1" && statedSize(*other) == tile;
     };
     const auto covers = [](qint64 count, qint64 side, qint64 whole) {
         return side > 0 && count * side >= whole && (count - 1) * side < whole;
