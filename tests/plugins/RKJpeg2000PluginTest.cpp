@@ -155,10 +155,6 @@ private Q_SLOTS:
     void hostileFilesAreRefused();
     void cutFilesAreRefused();
     void threadsDoNotDisturbEachOther();
-    void samplesHaveTheirSize_data();
-    void samplesHaveTheirSize();
-    void brokenSamplesAreRefused_data();
-    void brokenSamplesAreRefused();
 };
 
 void RKJpeg2000PluginTest::componentsBecomeColors_data()
@@ -326,30 +322,6 @@ void RKJpeg2000PluginTest::cutFilesAreRefused()
 void RKJpeg2000PluginTest::threadsDoNotDisturbEachOther()
 {
     checkThreads(rgb());
-}
-
-void RKJpeg2000PluginTest::samplesHaveTheirSize_data()
-{
-    addSamples(QStringLiteral("jp2"));
-}
-
-void RKJpeg2000PluginTest::samplesHaveTheirSize()
-{
-    QFETCH(QString, path);
-    checkSample(path);
-}
-
-void RKJpeg2000PluginTest::brokenSamplesAreRefused_data()
-{
-    addSamples(QStringLiteral("broken"), {QStringLiteral("*.jp2"), QStringLiteral("*.j2k")});
-}
-
-void RKJpeg2000PluginTest::brokenSamplesAreRefused()
-{
-    QFETCH(QString, path);
-    // A picture whose 25 bits break another reader.
-    if (!path.contains(QLatin1String("pillow_crash_4fb0")))
-        checkBrokenSample(path);
 }
 
 QTEST_GUILESS_MAIN(RKJpeg2000PluginTest)
