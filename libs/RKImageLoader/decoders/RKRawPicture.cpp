@@ -178,8 +178,8 @@ QColorSpace statedColorSpace(const libraw_colordata_t& color)
 {
     // ICC.1:2010, 7.2.5. Those of the input class are about the sensor.
     constexpr qsizetype kClass = 12;
-    const QByteArray profile = QByteArray::fromRawData(
-        static_cast<const char*>(color.profile), color.profile ? qsizetype(color.profile_length) : 0);
+    const QByteArray profile = QByteArray::fromRawData(static_cast<const char*>(color.profile),
+        color.profile ? qsizetype(color.profile_length) : 0);
     if (profile.mid(kClass, 4) == "mntr")
         return QColorSpace::fromIccProfile(profile);
     // "Uncalibrated" is how LibRaw notes the marker "R03" of Adobe RGB pictures.
@@ -272,8 +272,7 @@ QImage RKRawPicture::preview(const QSize& upright)
     const QSize scaled = isTransposingOrientation(*orientation) ? upright.transposed() : upright;
     if (!isAtLeast(preview.size(), scaled))
         return {};
-    return RKImageRotator::rotate(
-        inSrgb(preview.read(scaled), m_raw->imgdata.color), *orientation);
+    return RKImageRotator::rotate(inSrgb(preview.read(scaled), m_raw->imgdata.color), *orientation);
 }
 
 QImage RKRawPicture::developed(const QSize& upright)
