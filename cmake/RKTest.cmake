@@ -1,3 +1,6 @@
+# All tests with the label threads: what the thread sanitizer has to see.
+add_custom_target(rk_threads_tests)
+
 # rk_add_test(SOURCE [LINK targets...] [LABELS labels...] [SOURCES more...])
 # Builds one Qt Test program, named after its source, and registers it with CTest.
 function(rk_add_test source)
@@ -10,6 +13,9 @@ function(rk_add_test source)
     target_compile_definitions(${name} PRIVATE
         RK_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"
         RK_SAMPLES="${RK_SAMPLES}")
+    if("threads" IN_LIST ARG_LABELS)
+        add_dependencies(rk_threads_tests ${name})
+    endif()
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;TZ=Pacific/Chatham;QT_LOGGING_RULES=")
