@@ -240,9 +240,11 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
 RKDrawable RKImageLoader::convertColorProfile(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    // Photoshop files are in sRGB already: their decoder has used the profile, for nobody can do so
-    // later with inks or Lab.
-    if (!drawable.isBitmap() || descriptor.hasMediaFormat(MEDIA_FORMAT_PSD))
+    // These are in sRGB already. The decoder of Photoshop files has used the profile, for nobody
+    // can do so later with inks or Lab; and what the metadata of a raw file say of colours is about
+    // its previews and not about what is developed from the sensor.
+    if (!drawable.isBitmap() || descriptor.hasMediaFormat(MEDIA_FORMAT_PSD)
+        || mediaFormat(descriptor).isRaw())
         return drawable;
     const RKMetaData metaData = copyMetaData(descriptor);
     if (!metaData.hasIccData())
