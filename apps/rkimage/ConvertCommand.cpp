@@ -59,10 +59,16 @@ RKMetaData adapted(
     }
     if (isUpright)
         metaData.setImageOrientation(ORIENTATION_TOP_LEFT);
-    metaData.setThumbnail(Thumbnail::of(picture));
-    // Also the marker of Adobe RGB: the pixels are sRGB now.
-    if (options.color == Color::ToSrgb)
+    const QImage thumbnail = Thumbnail::of(picture);
+    if (options.color == Color::ToSrgb) {
+        metaData.setThumbnail(thumbnail);
+        // Also the marker of Adobe RGB: the pixels are sRGB now.
         metaData.setIccData(QByteArray());
+    } else {
+        // Nobody converts thumbnails, so they are in sRGB whatever the picture is in.
+        metaData.setThumbnail(
+            RKImageLoader::instance()->convertColorProfile(source, thumbnail).image());
+    }
     return metaData;
 }
 

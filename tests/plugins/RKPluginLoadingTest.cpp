@@ -4,6 +4,7 @@
 
 #include "RKCore/RKInitializer.h"
 
+#include <QDir>
 #include <QDirIterator>
 #include <QLoggingCategory>
 
@@ -16,6 +17,8 @@ private Q_SLOTS:
     void initTestCase();
     void picturesHaveTheirSizeAndAreTurnedOnce_data();
     void picturesHaveTheirSizeAndAreTurnedOnce();
+    void brokenFilesGiveNothing_data();
+    void brokenFilesGiveNothing();
 };
 
 namespace {
@@ -69,6 +72,32 @@ void RKPluginLoadingTest::picturesHaveTheirSizeAndAreTurnedOnce()
         size.scaled(wanted, Qt::KeepAspectRatio));
     if (!path.contains(QLatin1String("/jp2/")))
         QCOMPARE(loader->imageOrientation(descriptor(path)), ORIENTATION_TOP_LEFT);
+}
+
+void RKPluginLoadingTest::brokenFilesGiveNothing_data()
+{
+    QTest::addColumn<QString>("path");
+    const QDir folder(QStringLiteral(RK_SAMPLES "/broken"));
+    if (!folder.exists())
+        QSKIP("The samples are missing.");
+    const QStringList files = folder.entryList(QStringLiteral("*.hei? *.jp2 *.j2k").split(u' '));
+    for (const QString& file : files) {
+        // JPEG pictures by a wrong name, and one whose 25 bits break another reader.
+        if (!file.contains(QLatin1String("jpeg_named"))
+            && !file.contains(QLatin1String("pillow_crash_4fb0")))
+            QTest::newRow(qPrintable(file)) << folder.filePath(file);
+    }
+}
+
+void RKPluginLoadingTest::brokenFilesGiveNothing()
+{
+    QFETCH(QString, path);
+
+    QElapsedTimer timer;
+    timer.start();
+    for (const QSize& wanted : {QSize(), QSize(80, 60)})
+        QVERIFY(RKImageLoader::instance()->drawable(descriptor(path), wanted, {}).isNull());
+    QVERIFY(timer.elapsed() < RKTimeLimit::milliseconds(RKPluginReading::kSoon));
 }
 
 QTEST_MAIN(RKPluginLoadingTest)

@@ -4,7 +4,6 @@
 #include "support/RKTimeLimit.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QImage>
 #include <QImageReader>
@@ -69,42 +68,6 @@ inline bool areBeginningsRefused(const QByteArray& file, qsizetype end)
             return false;
     }
     return timer.elapsed() < RKTimeLimit::milliseconds(kSoon);
-}
-
-/// Rows of a test over the samples of a folder; skips it where they are missing.
-inline void addSamples(const QString& folder, const QStringList& patterns = {})
-{
-    QTest::addColumn<QString>("path");
-    const QDir samples(QStringLiteral(RK_SAMPLES) + QLatin1Char('/') + folder);
-    if (!samples.exists())
-        QSKIP("The samples are missing.");
-    const QStringList files = samples.entryList(patterns, QDir::Files);
-    for (const QString& file : files)
-        QTest::newRow(qPrintable(file)) << samples.filePath(file);
-}
-
-/// The size that is told is the picture's, and scaled it has the size that is asked for.
-inline void checkSample(const QString& path)
-{
-    const QByteArray file = RKTestPictures::read(path);
-    const QSize told = size(file);
-    const QImage whole = read(file);
-    QVERIFY(!whole.isNull());
-    QCOMPARE(whole.size(), told);
-    const QSize wanted = told.scaled(200, 150, Qt::KeepAspectRatio).expandedTo({1, 1});
-    const QImage small = read(file, wanted);
-    QCOMPARE(small.size(), wanted);
-    QVERIFY(small.format() == QImage::Format_RGB32 || small.format() == QImage::Format_ARGB32);
-}
-
-inline void checkBrokenSample(const QString& path)
-{
-    const QByteArray file = RKTestPictures::read(path);
-    QElapsedTimer timer;
-    timer.start();
-    QVERIFY(read(file).isNull());
-    QVERIFY(read(file, {80, 60}).isNull());
-    QVERIFY(timer.elapsed() < RKTimeLimit::milliseconds(kSoon));
 }
 
 /// Many threads read the same file, and all get the same picture.

@@ -18,6 +18,8 @@ struct RKTestDng
     QImage preview = {};
     /// Marked as Adobe RGB (1998).
     bool isAdobeRgb = false;
+    /// An ICC profile; may be empty.
+    QByteArray profile = {};
 
     QByteArray bytes() const
     {
@@ -41,6 +43,7 @@ struct RKTestDng
             {0x0117, kLong, {jpegSize}},
             {0x014a, kLong, {kRaw}},
             {0x8769, kLong, {kExif}},
+            {0x8773, kByte, Values(profile.begin(), profile.end())},
             {0xc612, kByte, {1, 4, 0, 0}},
             // From XYZ to linear sRGB (IEC 61966-2-1), in ten thousandths.
             {0xc621,
@@ -93,9 +96,9 @@ private:
         kSignedRational = 10
     };
 
-    static constexpr quint32 kRaw = 1024;
-    static constexpr quint32 kExif = 2048;
-    static constexpr quint32 kInterop = 3072;
+    static constexpr quint32 kRaw = 2048;
+    static constexpr quint32 kExif = 3072;
+    static constexpr quint32 kInterop = 3584;
     static constexpr quint32 kPixels = 4096;
 
     template <typename Number>

@@ -82,6 +82,7 @@ void RKColorProfileConverterImpl::resetCache()
 {
     const QMutexLocker locker(&s_mutex);
     m_cache.reset();
+    m_prepared.cmm.reset();
 }
 
 QImage RKColorProfileConverterImpl::prepareSource(const QImage& image) const

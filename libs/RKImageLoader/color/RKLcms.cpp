@@ -2,6 +2,10 @@
 
 #include <QtEndian>
 
+#include <lcms2_plugin.h>
+
+#include <array>
+
 namespace {
 
 // ICC.1:2022, 7.2 and 7.3: the header, the number of tags, and signature, offset and size of each.
@@ -32,6 +36,27 @@ bool holdsAllItsTags(const QByteArray& bytes)
     return true;
 }
 
+/// Whether the colorants of a profile without tables span a space. Damaged ones make one colour of
+/// all: the engine doesn't mind, for it inverts the matrix of a destination only.
+bool hasUsableMatrix(cmsHPROFILE profile)
+{
+    constexpr std::array kColorants
+        = {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag};
+    if (cmsGetColorSpace(profile) != cmsSigRgbData || cmsIsTag(profile, cmsSigAToB0Tag)
+        || cmsIsTag(profile, cmsSigDToB0Tag))
+        return true;
+    cmsMAT3 matrix;
+    cmsMAT3 inverse;
+    for (size_t i = 0; i < kColorants.size(); ++i) {
+        const auto* color = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile, kColorants[i]));
+        // Then it has other tables, or the engine refuses it.
+        if (!color)
+            return true;
+        matrix.v[i] = {{color->X, color->Y, color->Z}};
+    }
+    return _cmsMAT3inverse(&matrix, &inverse);
+}
+
 bool describesPictures(cmsHPROFILE profile)
 {
     switch (cmsGetDeviceClass(profile)) {
@@ -56,5 +81,7 @@ RKLcms::Profile RKLcms::openProfile(const Context& context, const QByteArray& by
         return nullptr;
     Profile profile(
         cmsOpenProfileFromMemTHR(context.get(), bytes.constData(), cmsUInt32Number(bytes.size())));
-    return profile && describesPictures(profile.get()) ? std::move(profile) : nullptr;
+    const bool isUsable
+        = profile && describesPictures(profile.get()) && hasUsableMatrix(profile.get());
+    return isUsable ? std::move(profile) : nullptr;
 }

@@ -43,8 +43,8 @@ using Transform = std::unique_ptr<void, TransformDeleter>;
 Context makeContext();
 
 /// A profile that describes the colours of a picture, for input, display or output. Null for bytes
-/// that are none or are cut off, for device links, named and abstract colours. The bytes are not
-/// needed afterwards.
+/// that are none, are cut off or have a matrix that can't be inverted, for device links, named and
+/// abstract colours. The bytes are not needed afterwards.
 Profile openProfile(const Context& context, const QByteArray& bytes);
 
 } // namespace RKLcms

@@ -17,11 +17,6 @@ bool isPhotoshop(const QByteArray& format)
     return RKMediaFormat(format) == MEDIA_FORMAT_PSD;
 }
 
-bool isValid(const QSize& size)
-{
-    return size.width() >= 0 && size.height() >= 0;
-}
-
 } // namespace
 
 RKMediaFormatList RKBitmapDecoderLibRaw::readableImageFileFormats() const
@@ -48,7 +43,7 @@ QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
     if (!raw.isOpen())
         return {};
     const QSize upright = raw.uprightSize();
-    if (!isValid(wantedSize))
+    if (!wantedSize.isValid())
         return raw.developed(upright);
 
     // The wanted size is one of the stored pixels.

@@ -11,8 +11,8 @@
 /// pictures. The measured size is that of the developed picture, which may differ by the margins of
 /// the sensor from what the file's metadata say.
 ///
-/// The colours are sRGB, or Adobe RGB (1998) where the file's metadata mark them so, for then they
-/// are converted later.
+/// The colours are sRGB. A profile or the marker of Adobe RGB (1998) in a raw file's metadata is
+/// about its previews, which are converted here.
 class RKIMAGELOADER_TEST_EXPORT RKBitmapDecoderLibRaw : public RKBitmapDecoder
 {
 public:

@@ -5,11 +5,6 @@ namespace {
 
 constexpr int kNarrowestPicture = 200;
 
-bool isValid(const QSize& size)
-{
-    return size.width() >= 0 && size.height() >= 0;
-}
-
 } // namespace
 
 QList<QByteArray> RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats()
@@ -24,12 +19,12 @@ bool RKBitmapDecoderMacCoreGraphics::isOnlyPreview(int width, const RKMediaDescr
 
 QSize RKBitmapDecoderMacCoreGraphics::proposedSize(const QSize& wantedSize, const QSize& ownSize)
 {
-    return isValid(wantedSize) ? wantedSize : ownSize;
+    return wantedSize.isValid() ? wantedSize : ownSize;
 }
 
 QImage RKBitmapDecoderMacCoreGraphics::fitted(const QImage& image, const QSize& wantedSize)
 {
-    if (image.isNull() || !isValid(wantedSize))
+    if (image.isNull() || !wantedSize.isValid())
         return image;
     return image.scaled(calculateRealTargetSize(wantedSize, image.size()),
         Qt::IgnoreAspectRatio,

@@ -56,11 +56,6 @@ void removeNames(QList<QByteArray>& names, const Names& unwanted)
         names.removeAll(name);
 }
 
-bool isValid(const QSize& size)
-{
-    return size.width() >= 0 && size.height() >= 0;
-}
-
 bool canHold(const QByteArray& data, const QSize& size)
 {
     if (RKPictureHeaderCheck::canHold(data, size))
@@ -77,7 +72,7 @@ bool turnsByAQuarter(const QImageReader& reader)
 // Has the reader scale while it decodes; false where it can't.
 bool requestScaling(QImageReader& reader, const QSize& wanted)
 {
-    if (!reader.supportsOption(QImageIOHandler::ScaledSize) || !isValid(reader.size()))
+    if (!reader.supportsOption(QImageIOHandler::ScaledSize) || !reader.size().isValid())
         return false;
     // Readers scale before they turn.
     const bool isTurned = reader.autoTransform() && turnsByAQuarter(reader);
@@ -162,7 +157,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         reportFailure(data, format);
     if (!RKDrawable::isAcceptableSize(stored) || !canHold(data, stored))
         return {};
-    if (isValid(wantedSize)
+    if (wantedSize.isValid()
         && !RKImageScaler::isFeasible(calculateRealTargetSize(wantedSize, stored))) {
         qWarning("Picture refused: the wanted size is too large");
         return {};
@@ -178,7 +173,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         reader.setAutoTransform(true);
     // The size of a TIFF picture may be that of another directory of the file.
     const bool isScaled
-        = isValid(wantedSize) && !name.startsWith("tif") && requestScaling(reader, wantedSize);
+        = wantedSize.isValid() && !name.startsWith("tif") && requestScaling(reader, wantedSize);
 
     // JPEG pictures have no gaps, and they are the ones that have to be fast.
     const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
@@ -189,7 +184,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         return {};
     }
     const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();
-    if (!isValid(wantedSize) || (isScaled && fits))
+    if (!wantedSize.isValid() || (isScaled && fits))
         return image;
     return image.scaled(wantedSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
@@ -271,7 +266,7 @@ QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const
     // HEIC files say how far the picture has to be turned, and the reader turns it.
     const bool mustSwap = reader.format() == "heic" && turnsByAQuarter(reader);
     QSize size = reader.supportsOption(QImageIOHandler::Size) ? reader.size() : QSize();
-    if (!isValid(size)) {
+    if (!size.isValid()) {
         const QImage image = canHold(allBytes(reader.device()), QSize()) ? reader.read() : QImage();
         size = image.isNull() ? QSize() : image.size();
     }

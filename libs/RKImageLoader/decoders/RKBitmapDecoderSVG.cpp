@@ -15,11 +15,6 @@
 
 namespace {
 
-bool isValid(const QSize& size)
-{
-    return size.width() >= 0 && size.height() >= 0;
-}
-
 // Serialises every use of the renderer. Nothing else is locked while it is held.
 QMutex& rendererMutex()
 {
@@ -57,9 +52,9 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
     QSvgRenderer renderer;
     load(renderer, safeSvg);
     const QSize ownSize = renderer.defaultSize();
-    if (!renderer.isValid() || !isValid(ownSize))
+    if (!renderer.isValid() || !ownSize.isValid())
         return {};
-    const bool isOwnSize = !isValid(wantedSize);
+    const bool isOwnSize = !wantedSize.isValid();
     const QSize target = calculateRealTargetSize(isOwnSize ? ownSize : wantedSize, ownSize);
     if (!RKImageScaler::isFeasible(target)
         || (isOwnSize && qint64(ownSize.width()) * ownSize.height() > kMaxPixels))
@@ -83,7 +78,7 @@ RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
     const RKMediaDescriptor&) const
 {
     const RKDrawable drawable(data);
-    return isValid(wantedSize) ? drawable.scaled(wantedSize) : drawable;
+    return wantedSize.isValid() ? drawable.scaled(wantedSize) : drawable;
 }
 
 bool RKBitmapDecoderSVG::save(const QFileInfo& file, const RKDrawable& drawable) const

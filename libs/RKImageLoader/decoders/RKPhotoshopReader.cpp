@@ -20,11 +20,6 @@ using Row = RKPhotoshopColors::Row;
 
 constexpr size_t kPaletteColors = 256;
 
-bool isValid(const QSize& size)
-{
-    return size.width() >= 0 && size.height() >= 0;
-}
-
 /// The merged picture, row by row: decoded, made smaller, converted.
 class MergedPicture
 {
@@ -151,7 +146,7 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
     const auto file = RKPhotoshopFile::parse(data);
     if (!file || (file->mode == Mode::Indexed && file->palette.isEmpty()))
         return {};
-    const QSize target = isValid(wantedSize)
+    const QSize target = wantedSize.isValid()
         ? RKBitmapDecoder::calculateRealTargetSize(wantedSize, file->size)
         : file->size;
     // Pictures are made smaller while they are read, but not larger.
@@ -173,7 +168,7 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
             image = thumbnail;
         }
     }
-    if (image.isNull() || !isValid(wantedSize) || image.size() == target)
+    if (image.isNull() || !wantedSize.isValid() || image.size() == target)
         return image;
     return image.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
 }

@@ -4,6 +4,7 @@
 #include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QImageReader>
 
 #include <libraw/libraw.h>
@@ -25,7 +26,6 @@ constexpr qint64 kPixelsPerByte = 8 * 64;
 
 // Values of output_color and user_qual.
 constexpr int kSrgb = 1;
-constexpr int kAdobeRgb = 2;
 constexpr int kBilinear = 0;
 constexpr int kAhd = 3;
 
@@ -154,21 +154,50 @@ private:
     QSize m_size;
 };
 
-// The file of a scanner holds a finished picture with 8 bits (Nikon Coolscan IV). LibRaw widens its
-// samples to 16 bits, but not its white, so that nearly all would be white; and it would brighten
-// the picture and give it a tone curve once more.
-void keepFinishedPicture(LibRaw& raw)
+// The file of a scanner holds a finished picture with 8 bits (Nikon Coolscan IV).
+bool isFinished(const LibRaw& raw)
 {
     constexpr unsigned kWhite = 255;
     constexpr int kWideWhite = 65535;
     const libraw_colordata_t& color = raw.imgdata.color;
-    if (color.maximum != kWhite || color.curve[kWhite] != kWideWhite)
-        return;
-    libraw_output_params_t& params = raw.imgdata.params;
-    params.user_sat = kWideWhite;
+    return color.maximum == kWhite && color.curve[kWhite] == kWideWhite;
+}
+
+// LibRaw widens the samples to 16 bits, but not their white, so that nearly all would be white; and
+// it would brighten the picture and give it a tone curve once more.
+void keepFinishedPicture(libraw_output_params_t& params)
+{
+    params.user_sat = 65535;
     params.no_auto_bright = 1;
     params.gamm[0] = 1;
     params.gamm[1] = 1;
+}
+
+// The colours that a file says its finished pictures have. Invalid where they are those of sRGB.
+QColorSpace statedColorSpace(const libraw_colordata_t& color)
+{
+    // ICC.1:2010, 7.2.5. Those of the input class are about the sensor.
+    constexpr qsizetype kClass = 12;
+    const QByteArray profile = QByteArray::fromRawData(static_cast<const char*>(color.profile),
+        color.profile ? qsizetype(color.profile_length) : 0);
+    if (profile.mid(kClass, 4) == "mntr")
+        return QColorSpace::fromIccProfile(profile);
+    // "Uncalibrated" is how LibRaw notes the marker "R03" of Adobe RGB pictures.
+    const bool isAdobeRgb = color.ExifColorSpace == LIBRAW_COLORSPACE_AdobeRGB
+        || color.ExifColorSpace == LIBRAW_COLORSPACE_Uncalibrated;
+    return isAdobeRgb ? QColorSpace(QColorSpace::AdobeRgb) : QColorSpace();
+}
+
+// Of a picture that was finished by the camera or its software. A profile of its own comes first.
+QImage inSrgb(const QImage& finished, const libraw_colordata_t& color)
+{
+    QImage image = finished.convertToFormat(QImage::Format_RGB32);
+    if (!image.colorSpace().isValid())
+        image.setColorSpace(statedColorSpace(color));
+    if (image.colorSpace().isValid())
+        image.convertToColorSpace(QColorSpace::SRgb);
+    image.setColorSpace({});
+    return image;
 }
 
 // The pixels copied, and so independent of LibRaw.
@@ -243,7 +272,7 @@ QImage RKRawPicture::preview(const QSize& upright)
     const QSize scaled = isTransposingOrientation(*orientation) ? upright.transposed() : upright;
     if (!isAtLeast(preview.size(), scaled))
         return {};
-    return RKImageRotator::rotate(preview.read(scaled), *orientation);
+    return RKImageRotator::rotate(inSrgb(preview.read(scaled), m_raw->imgdata.color), *orientation);
 }
 
 QImage RKRawPicture::developed(const QSize& upright)
@@ -252,16 +281,14 @@ QImage RKRawPicture::developed(const QSize& upright)
         return {};
     const bool isShrunk = isAtLeast(uprightSize(), upright) && uprightSize() != upright;
     libraw_output_params_t& params = m_raw->imgdata.params;
-    const int colors = m_raw->imgdata.color.ExifColorSpace;
-    // "Uncalibrated" is how LibRaw notes the marker "R03" of Adobe RGB pictures.
-    const bool isAdobeRgb
-        = colors == LIBRAW_COLORSPACE_AdobeRGB || colors == LIBRAW_COLORSPACE_Uncalibrated;
-    params.output_color = isAdobeRgb ? kAdobeRgb : kSrgb;
+    params.output_color = kSrgb;
     params.output_bps = 8;
     params.use_camera_wb = 1;
     params.half_size = isAtLeast(uprightSize() / 2, upright) ? 1 : 0;
     params.user_qual = isShrunk ? kBilinear : kAhd;
-    keepFinishedPicture(*m_raw);
+    const bool isScan = isFinished(*m_raw);
+    if (isScan)
+        keepFinishedPicture(params);
 
     std::unique_ptr<libraw_processed_image_t, ProcessedDeleter> processed;
     const bool isProcessed = succeeds([&] {
@@ -272,7 +299,10 @@ QImage RKRawPicture::developed(const QSize& upright)
     });
     const bool isBitmap = isProcessed && processed && processed->type == LIBRAW_IMAGE_BITMAP
         && processed->bits == 8 && (processed->colors == 1 || processed->colors == 3);
-    return isBitmap ? toImage(*processed) : QImage();
+    if (!isBitmap)
+        return {};
+    const QImage image = toImage(*processed);
+    return isScan ? inSrgb(image, m_raw->imgdata.color) : image;
 }
 
 bool RKRawPicture::isPlausible() const

@@ -226,26 +226,38 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
     // One at a time in the process; the metadata's own locks are taken under it.
     static QMutex extractionMutex;
     QMutexLocker locker(&extractionMutex);
-    const QImage thumbnail = copyMetaData(descriptor).thumbnail(option);
+    const RKMetaData metaData = copyMetaData(descriptor);
+    QImage thumbnail = metaData.thumbnail(option);
     locker.unlock();
-    if (thumbnail.isNull() || !wanted.isValid())
-        return thumbnail;
-    return thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    if (!thumbnail.isNull() && wanted.isValid())
+        thumbnail = thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    // Decoders give camera raw pictures upright, so nobody turns them later.
+    return mediaFormat(descriptor).isRaw()
+        ? RKImageRotator::rotate(thumbnail, metaData.imageOrientation())
+        : thumbnail;
 }
 
 RKDrawable RKImageLoader::convertColorProfile(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    // Photoshop files are in sRGB already: their decoder has used the profile, for nobody can do so
-    // later with inks or Lab.
-    if (!drawable.isBitmap() || descriptor.hasMediaFormat(MEDIA_FORMAT_PSD))
+    // These are in sRGB already. The decoder of Photoshop files has used the profile, for nobody
+    // can do so later with inks or Lab; and what the metadata of a raw file say of colours is about
+    // its previews and not about what is developed from the sensor.
+    if (!drawable.isBitmap() || descriptor.hasMediaFormat(MEDIA_FORMAT_PSD)
+        || mediaFormat(descriptor).isRaw())
         return drawable;
     const RKMetaData metaData = copyMetaData(descriptor);
     if (!metaData.hasIccData())
         return drawable;
+    // Some files hold colours multiplied with their alpha, but profiles are about colours as they
+    // are: converted all the same, some would become greater than their alpha.
+    const QImage image = drawable.image();
+    const bool isMultiplied = image.format() == QImage::Format_ARGB32_Premultiplied;
     bool isConverted = false;
-    const QImage converted
-        = colorProfileConverter()->convert(drawable.image(), metaData, &isConverted);
+    const QImage converted = colorProfileConverter()->convert(
+        isMultiplied ? image.convertToFormat(QImage::Format_ARGB32) : image,
+        metaData,
+        &isConverted);
     return isConverted ? RKDrawable(converted) : drawable;
 }
 

@@ -86,7 +86,8 @@ public:
 
     /// The picture turned by the file's orientation; TIFF and camera raw pictures stay as they are.
     RKDrawable autoRotate(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
-    /// The embedded thumbnail, fitted into the wanted size; a null drawable if there is none.
+    /// The embedded thumbnail, fitted into the wanted size; a null drawable if there is none. That
+    /// of a camera raw picture is upright, as its decoded picture is.
     RKDrawable decodeExifThumbnail(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const;

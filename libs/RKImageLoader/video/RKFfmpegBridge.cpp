@@ -437,6 +437,7 @@ bool RKFfmpegBridge::receiveFrames(
         // The decoder gives as many frames as it is sent packets, in order of display: the decoding
         // time of the packet just sent is the display time of the frame it makes the decoder give.
         const long long time = packetTime ? *packetTime : timeOfDrainedFrame();
+        m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, m_upper);
         m_lower = m_lastFrameOkay ? m_upper : time;
         m_upper = time;
         m_lastFrameOkay = true;
@@ -522,15 +523,29 @@ QImage RKFfmpegBridge::getFrame() const
 void RKFfmpegBridge::setLastFrameOkay(bool isOkay)
 {
     const QMutexLocker locker(&m_mutex);
-    m_lastFrameOkay = isOkay;
-    if (!isOkay)
+    // The range of timestamps is worth nothing without the image that belongs to it.
+    m_lastFrameOkay = isOkay && m_lastFrameOkay && !m_image.isNull();
+    if (!m_lastFrameOkay)
         m_image = {};
 }
 
-/// Only while the file is open.
-AVStream* RKFfmpegBridge::videoStream() const
+long long RKFfmpegBridge::lastTimestamp() const
 {
-    return m_format->streams[m_streamIndex];
+    const QMutexLocker locker(&m_mutex);
+    return m_upper;
+}
+
+bool RKFfmpegBridge::lastsUntil(long long timestamp) const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_isOpen && m_lastFrameOkay && timestamp <= m_upper
+        && double(m_lastDistance) > 1.5 * ticksPerFrame();
+}
+
+const AVStream* RKFfmpegBridge::videoStream() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_isOpen ? m_format->streams[m_streamIndex] : nullptr;
 }
 
 /// The time scale of the open file. Kept: denominators of 1001 count as 1000.

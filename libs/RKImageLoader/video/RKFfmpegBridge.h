@@ -67,6 +67,27 @@ public:
     /// it; the time is that of decoding all frames in between.
     virtual QImage decodeFrame(long long frameNumber);
 
+    /// Stands for any timestamp: the next frame is the one wanted.
+    static constexpr long long kAnyTimestamp = -1;
+
+    /// The steps of decodeFrame(), which takes them under one lock. Between single ones other
+    /// threads may move the bridge to another frame.
+    ///
+    /// Makes the frame the current image: decodes on where that leads to it soon, else seeks.
+    /// Without one the current image is dropped.
+    bool seekFrame(long long frameNumber);
+    /// Decodes on, never back, to the first frame whose timestamp, in ticks of the stream, is not
+    /// below the given one; true at once where that lies between those of the last two frames.
+    /// Without a frame the current image is dropped.
+    bool decodeSeekFrame(long long timestamp);
+    /// The current image as it is to be shown; null if there is none.
+    QImage getFrame() const;
+    /// False drops the current image, so that the next frame is sought; true keeps it, if there is
+    /// one.
+    void setLastFrameOkay(bool isOkay);
+    /// The stream that is decoded, until the file is closed or opened again; null if closed.
+    const AVStream* videoStream() const;
+
     /// Ticks of the stream's time base per frame; 0 if unknown or closed.
     double timeScale() const;
     /// Null if unknown or closed. Not adjusted: 30000/1001 is 29.97.
@@ -115,19 +136,11 @@ public:
     static AVRational repairedTimeBase(const AVRational& timeBase);
 
 protected:
-    /// Stands for any timestamp: the next frame is the one wanted.
-    static constexpr long long kAnyTimestamp = -1;
-
-    /// Makes the frame the current image: decodes on where that leads to it soon, else seeks.
-    bool seekFrame(long long frameNumber);
-    /// Decodes on to the first frame not before the timestamp. Without one the current image is
-    /// dropped.
-    bool decodeSeekFrame(long long timestamp);
-    /// The current image as it is to be shown; null if there is none.
-    QImage getFrame() const;
-    /// Forgets (or, with true, trusts) what is known about the timestamps last decoded.
-    void setLastFrameOkay(bool isOkay);
-
+    /// The timestamp of the last frame decoded; 0 before the first one.
+    long long lastTimestamp() const;
+    /// Whether the current image lasts for several frame numbers and so is also the one to show at
+    /// this timestamp, which is above those it was decoded for.
+    bool lastsUntil(long long timestamp) const;
     /// Ticks of the stream's time base from its start to a frame.
     long long ticksSinceStart(long long frameNumber) const;
     /// The timestamp some ticks after the stream's start; never kAnyTimestamp.
@@ -160,7 +173,6 @@ private:
     void repairTimeBase();
     void release();
 
-    AVStream* videoStream() const;
     double ticksPerFrame() const;
     long long startTimestamp() const;
     QString metaDataText(const char* key) const;
@@ -192,6 +204,8 @@ private:
     long long m_lower = kNoTimestamp;
     long long m_upper = 0;
     bool m_lastFrameOkay = false;
+    // From the frame before to the last one; 0 if there was none since the last seek.
+    long long m_lastDistance = 0;
     // Of the last packet sent to the decoder since the last seek.
     long long m_packetTime = kNoTimestamp;
     // Whether the decoder was told that no packets follow; it takes none until it is flushed.

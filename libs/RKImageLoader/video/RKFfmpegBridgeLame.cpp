@@ -35,13 +35,20 @@ QImage RKFfmpegBridgeLame::readFromCache(long long frameNumber) const
 
 QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
 {
-    setLastFrameOkay(false);
-    if (m_lastFrame > frameNumber)
+    // Also where the single steps of the base class have moved on.
+    if (isOpenFile() && (m_lastFrame > frameNumber || m_lastTimestamp != lastTimestamp()))
         reopenFile();
     m_lastFrame = frameNumber;
     // Kept: the ticks are cut to 32 bits, 6.6 hours at 90 kHz.
     const int ticks = static_cast<int>(ticksSinceStart(frameNumber));
-    QImage image = decodeSeekFrame(timestampAt(ticks)) ? getFrame() : QImage();
+    const long long timestamp = timestampAt(ticks);
+    // Interlaced video counts its fields: two numbers share a frame. Decoding on for each of them
+    // would go through it at twice its speed.
+    const bool isCurrent = lastsUntil(timestamp);
+    if (!isCurrent)
+        setLastFrameOkay(false);
+    QImage image = isCurrent || decodeSeekFrame(timestamp) ? getFrame() : QImage();
+    m_lastTimestamp = lastTimestamp();
     recordInCache(frameNumber, image);
     return image;
 }

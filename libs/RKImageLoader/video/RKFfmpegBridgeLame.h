@@ -8,7 +8,7 @@
 
 /// Access to video files in which seeking is unreliable, such as AVCHD camcorders' .mts: frames are
 /// only ever decoded forwards, from the start where need be, and those around the last one asked
-/// for are kept (up to 21, 130 MB at 1080p).
+/// for are kept (up to 21, 130 MB at 1080p), also after the file was closed.
 ///
 /// The time of a frame is that of decoding all frames since the last one, or since the start:
 /// frame 45000 of a file just opened decodes half an hour of video, and other threads wait for it.
@@ -27,5 +27,6 @@ private:
     void recordInCache(long long frameNumber, const QImage& image);
 
     long long m_lastFrame = -1;
+    long long m_lastTimestamp = 0;
     QHash<long long, QImage> m_cache;
 };

@@ -18,6 +18,10 @@ constexpr int kMaxDepth = 6;
 // All items together may refer to the bytes of the file a few times over.
 constexpr qint64 kMaxDataFactor = 4;
 constexpr qint64 kMaxOverlays = 256;
+// What grids and overlays say of themselves; overlays have 8 bytes for an image.
+constexpr qint64 kMaxDerivation = 4096;
+// In pixels: what an image takes however small it is. A few overlays of overlays are millions.
+constexpr qint64 kLeastWork = 1 << 16;
 // Coded sizes are multiples of the coding block's.
 constexpr int kMaxPadding = 64;
 // ITU-T H.265, table A.8.
@@ -42,6 +46,18 @@ QByteArray joined(const QList<QByteArrayView>& extents)
     QByteArray data;
     for (const QByteArrayView extent : extents)
         data.append(extent);
+    return data;
+}
+
+// Empty where it is too long.
+QByteArray derivation(const QList<QByteArrayView>& extents)
+{
+    QByteArray data;
+    for (const QByteArrayView extent : extents) {
+        if (data.size() + extent.size() > kMaxDerivation)
+            return {};
+        data.append(extent);
+    }
     return data;
 }
 
@@ -137,14 +153,14 @@ int sizeBytes(quint64 flags)
 RKHeifCheck::RKHeifCheck(QByteArrayView file)
 {
     QHash<quint32, int> states;
-    qint64 pixels = 0;
+    Work work;
     const auto isChainAcceptable = [&](quint32 id) { return isAcyclic(id, states, 0); };
     if (!readFile(file) || !m_items.contains(m_primary))
         return;
     const QList<quint32> ids = m_items.keys();
     m_isAcceptable = std::all_of(ids.begin(), ids.end(), isChainAcceptable)
-        && isImageAcceptable(m_primary, 0, pixels) && RKPictureLimits::canHold(file.size(), pixels)
-        && areDependentsAcceptable();
+        && isImageAcceptable(m_primary, 0, work)
+        && RKPictureLimits::canHold(file.size(), work.pixels) && areDependentsAcceptable();
 }
 
 bool RKHeifCheck::isSizeTransposed() const
@@ -356,8 +372,7 @@ bool RKHeifCheck::isAcyclic(quint32 id, QHash<quint32, int>& states, int depth) 
     return true;
 }
 
-// Adds up the pixels that have to be decoded.
-bool RKHeifCheck::isImageAcceptable(quint32 id, int depth, qint64& pixels) const
+bool RKHeifCheck::isImageAcceptable(quint32 id, int depth, Work& work) const
 {
     const auto found = m_items.constFind(id);
     if (found == m_items.end() || depth > kMaxDepth)
@@ -366,15 +381,23 @@ bool RKHeifCheck::isImageAcceptable(quint32 id, int depth, qint64& pixels) const
     const QSize size = statedSize(item);
     if (!RKPictureLimits::isAcceptable(size))
         return false;
-    if (item.type == "hvc1") {
-        pixels += qint64(size.width()) * size.height();
-        return pixels <= 2 * RKPictureLimits::kMaxPixels && isCodedAcceptable(item);
+    const bool isCoded = item.type == "hvc1";
+    const qint64 pixels = isCoded ? qint64(size.width()) * size.height() : 0;
+    work.pixels += pixels;
+    work.effort += std::max(pixels, kLeastWork);
+    if (work.effort > 2 * RKPictureLimits::kMaxPixels)
+        return false;
+    if (isCoded) {
+        const bool isAcceptable = work.checked.contains(id) || isCodedAcceptable(item);
+        if (isAcceptable)
+            work.checked.insert(id);
+        return isAcceptable;
     }
     const bool isDerived = (item.type == "iden" && item.sources.size() == 1)
         || (item.type == "grid" && isGridAcceptable(item))
         || (item.type == "iovl" && isOverlayAcceptable(item));
     return isDerived && std::all_of(item.sources.begin(), item.sources.end(), [&](quint32 source) {
-        return isImageAcceptable(source, depth + 1, pixels);
+        return isImageAcceptable(source, depth + 1, work);
     });
 }
 
@@ -391,7 +414,7 @@ bool RKHeifCheck::isCodedAcceptable(const Item& item) const
 // ISO/IEC 23008-12, 6.6.2.3: equal tiles cover the picture, and none is superfluous.
 bool RKHeifCheck::isGridAcceptable(const Item& item) const
 {
-    const QByteArray data = joined(item.extents);
+    const QByteArray data = derivation(item.extents);
     RKBigEndianReader reader(data);
     reader.number(1);
     const int bytes = sizeBytes(reader.number(1));
@@ -404,8 +427,8 @@ bool RKHeifCheck::isGridAcceptable(const Item& item) const
         return false;
     const QSize tile = statedSize(m_items.value(item.sources[0]));
     const auto isTile = [&](quint32 source) {
-        const Item& other = *m_items.constFind(source);
-        return other.type == "hvc1" && statedSize(other) == tile;
+        const auto other = m_items.constFind(source);
+        return other != m_items.cend() && other->type == "hvc1" && statedSize(*other) == tile;
     };
     const auto covers = [](qint64 count, qint64 side, qint64 whole) {
         return side > 0 && count * side >= whole && (count - 1) * side < whole;
@@ -418,7 +441,7 @@ bool RKHeifCheck::isGridAcceptable(const Item& item) const
 bool RKHeifCheck::isOverlayAcceptable(const Item& item) const
 {
     constexpr quint64 kFillColor = 8;
-    const QByteArray data = joined(item.extents);
+    const QByteArray data = derivation(item.extents);
     RKBigEndianReader reader(data);
     reader.number(1);
     const int bytes = sizeBytes(reader.number(1));
@@ -432,12 +455,12 @@ bool RKHeifCheck::isOverlayAcceptable(const Item& item) const
 // Transparency is decoded with the picture; thumbnails are needed only where they are in order.
 bool RKHeifCheck::areDependentsAcceptable()
 {
+    Work work;
     const QList<QByteArrayView> primaryTurning = turning(*m_items.constFind(m_primary));
     for (auto item = m_items.constBegin(); item != m_items.constEnd(); ++item) {
         if (!item->masters.contains(m_primary))
             continue;
-        qint64 pixels = 0;
-        const bool isAcceptable = isImageAcceptable(item.key(), 0, pixels);
+        const bool isAcceptable = isImageAcceptable(item.key(), 0, work);
         const Property* const kind = property(*item, "auxC");
         const bool isTransparency = kind
             && (kind->content.toByteArray().contains("alpha")

@@ -4,6 +4,7 @@
 #include <QByteArrayView>
 #include <QHash>
 #include <QList>
+#include <QSet>
 #include <QSize>
 
 /// Looks through the boxes of a HEIF file before libheif does, and tells files that would cost it
@@ -50,6 +51,14 @@ private:
         bool isThumbnail = false;
     };
 
+    /// What has to be done to decode an image.
+    struct Work
+    {
+        qint64 pixels = 0;
+        qint64 effort = 0; ///< With something for every image, also in pixels.
+        QSet<quint32> checked; ///< Coded items that are acceptable.
+    };
+
     bool readFile(QByteArrayView file);
     bool readItems(QByteArrayView box);
     bool readItem(QByteArrayView box);
@@ -59,7 +68,7 @@ private:
     bool readReferences(QByteArrayView box);
 
     bool isAcyclic(quint32 id, QHash<quint32, int>& states, int depth) const;
-    bool isImageAcceptable(quint32 id, int depth, qint64& pixels) const;
+    bool isImageAcceptable(quint32 id, int depth, Work& work) const;
     bool isCodedAcceptable(const Item& item) const;
     bool isGridAcceptable(const Item& item) const;
     bool isOverlayAcceptable(const Item& item) const;

@@ -224,7 +224,11 @@ QImage RKHeifPicture::decode(const QSize& size)
     const QByteArray profile = profileOf(m_handle.get());
     QImage result = RKPicturePixels::finished(
         pixelsOf(image.get(), whole, alphaFormat(m_handle.get())), size, profile);
-    if (const QColorSpace coded = codedColorSpace(handle); profile.isEmpty() && coded.isValid()) {
+    // Thumbnails that say nothing of colours have those of the picture.
+    const bool hasOwnColors
+        = heif_image_handle_get_color_profile_type(handle) != heif_color_profile_type_not_present;
+    const QColorSpace coded = codedColorSpace(hasOwnColors ? handle : m_handle.get());
+    if (profile.isEmpty() && coded.isValid()) {
         result.setColorSpace(coded);
         result.convertToColorSpace(QColorSpace::SRgb);
     }

@@ -1,5 +1,6 @@
 #include "imageformats/jpeg2000/RKJpeg2000Picture.h"
 
+#include "imageformats/common/RKBoxReader.h"
 #include "imageformats/common/RKPictureLimits.h"
 #include "imageformats/common/RKPicturePixels.h"
 #include "imageformats/jpeg2000/RKJpeg2000Check.h"
@@ -188,6 +189,28 @@ size_t channelsOf(ColorModel model)
     case ColorModel::Cmyk: return 4;
     default: return 3;
     }
+}
+
+// OpenJPEG passes over colours that a profile of any kind describes (ITU-T T.801, M.11.7.3), the
+// way of Photoshop's files. Their box differs by one number from that of a simple profile.
+QByteArray withPlainProfile(const QByteArray& file)
+{
+    constexpr char kSimple = 2;
+    constexpr char kAny = 3;
+    RKBoxReader boxes(file);
+    while (boxes.next()) {
+        if (!boxes.is("jp2h"))
+            continue;
+        RKBoxReader parts(boxes.content());
+        while (parts.next()) {
+            if (!parts.is("colr") || !parts.content().startsWith(QByteArrayView(&kAny, 1)))
+                continue;
+            QByteArray result = file;
+            result.data()[parts.content().data() - file.constData()] = kSimple;
+            return result;
+        }
+    }
+    return file;
 }
 
 // Premultiplied transparency (ITU-T T.800, table I.16).
@@ -384,14 +407,15 @@ std::unique_ptr<RKJpeg2000Picture> RKJpeg2000Picture::open(const QByteArray& fil
 {
     if (!RKJpeg2000Check::isAcceptable(file))
         return nullptr;
-    auto decoder = std::make_unique<Decoder>(file);
+    const QByteArray readable = withPlainProfile(file);
+    auto decoder = std::make_unique<Decoder>(readable);
     // Rather none than one in wrong colours.
     if (!decoder->image() || decoder->isLab() || !RKPictureLimits::isAcceptable(decoder->size()))
         return nullptr;
     const QSize size = decoder->size();
     if (!RKPictureLimits::canHold(file.size(), qint64(size.width()) * size.height()))
         return nullptr;
-    return std::unique_ptr<RKJpeg2000Picture>(new RKJpeg2000Picture(std::move(decoder), file));
+    return std::unique_ptr<RKJpeg2000Picture>(new RKJpeg2000Picture(std::move(decoder), readable));
 }
 
 QSize RKJpeg2000Picture::size() const

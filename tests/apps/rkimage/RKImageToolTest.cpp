@@ -165,14 +165,18 @@ private Q_SLOTS:
 
     void convertLeavesTheColours()
     {
-        QImage picture = quadrants({40, 20});
+        QImage picture(40, 20, QImage::Format_RGB32);
+        picture.fill(qRgb(200, 100, 50));
         picture.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
         write(path("wide.png"), encoded(picture, "png"));
         const QStringList files{path("wide.png"), path("same.png")};
-        QCOMPARE(runTool(words("convert --no-color") + files).exitCode, 0);
+        QCOMPARE(runTool(words("convert --no-color --keep-metadata") + files).exitCode, 0);
         const QImage same(path("same.png"));
         QCOMPARE(same.convertToFormat(picture.format()), picture);
         QVERIFY(!same.colorSpace().iccProfile().isEmpty());
+        // Shown without a conversion.
+        const QImage thumbnail = RKMetaData(QFileInfo(files[1])).thumbnail();
+        QVERIFY(qAbs(qRed(thumbnail.pixel(9, 9)) - 227) <= 5);
     }
 
     void clipRendersAPartOfTheUprightPicture()
@@ -273,8 +277,17 @@ private Q_SLOTS:
         QCOMPARE(faces[0][u"clusterId"].toInt(), 7);
         QCOMPARE(faces[0][u"rect"][0].toDouble(), 0.25);
 
-        QCOMPARE(runTool(words("faces draw") + QStringList{file, path("drawn.png")}).exitCode, 0);
-        QCOMPARE(QImage(path("drawn.png")).size(), QSize(400, 300));
+        // Kept: TIFF pictures are shown as they are stored.
+        const QString tiff = path("faces.tiff");
+        write(tiff, encoded(quadrants({400, 300}), "tiff"));
+        QCOMPARE(runTool(words("set --orientation 6") + QStringList{tiff}).exitCode, 0);
+        QCOMPARE(runTool(words("faces set") + QStringList{tiff, path("faces.json")}).exitCode, 0);
+        for (const QString& name : {file, tiff}) {
+            const QStringList files{name, path("drawn.png")};
+            QCOMPARE(runTool(words("faces draw") + files).exitCode, 0);
+            QCOMPARE(QImage(files[1]).size(), QSize(400, 300));
+            QCOMPARE(QImage(files[1]).pixelColor(100, 150), QColor(Qt::darkBlue));
+        }
         QCOMPARE(runTool(words("faces remove") + QStringList{file}).exitCode, 0);
         QCOMPARE(informationOn(file)[u"faces"].toArray().size(), 0);
 

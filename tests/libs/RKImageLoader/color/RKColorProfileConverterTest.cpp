@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 #include <IccCmm.h>
 
@@ -55,11 +56,11 @@ RKMetaData markedAsAdobeRgb()
     return RKMetaData(QFileInfo(QStringLiteral("a.jpg")), file);
 }
 
-QImage onePixel(QRgb color, QImage::Format format = QImage::Format_ARGB32)
+QImage onePixel(QRgb color)
 {
     QImage image(1, 1, QImage::Format_ARGB32);
     image.setPixel(0, 0, color);
-    return image.convertToFormat(format);
+    return image;
 }
 
 /// The bytes with others at an offset.
@@ -182,6 +183,8 @@ void RKColorProfileConverterTest::unusableProfilesLeaveThePicture_data()
     QTest::newRow("wrong signature") << patched(rgb, 36, "asdf");
     QTest::newRow("four thousand million tags") << patched(rgb, 128, QByteArray(4, '\xff'));
     QTest::newRow("no green curve") << patched(rgb, rgb.indexOf("gTRC"), QByteArray("xTRC"));
+    const auto red = qFromBigEndian<quint32>(rgb.constData() + rgb.indexOf("rXYZ") + 4);
+    QTest::newRow("no red") << patched(rgb, red + 8, QByteArray(12, '\0'));
     QTest::newRow("grey") << RKTestProfiles::grey(2.2);
     QTest::newRow("device link") << RKTestProfiles::bytesOf(
         cmsCreateInkLimitingDeviceLink(cmsSigCmykData, 200));

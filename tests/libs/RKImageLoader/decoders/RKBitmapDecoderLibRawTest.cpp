@@ -2,10 +2,13 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKTestDng.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestPsd.h"
 
+#include <QColorSpace>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -64,7 +67,7 @@ private Q_SLOTS:
 
     void picturesComeUprightInTheFrameOfTheStoredPixels();
     void previewIsTakenWhereItIsLargeEnough();
-    void colorsMarkedAsAdobeRgbAreConvertedLater();
+    void profilesAreThoseOfThePreviews();
     void damagedFilesGiveNothing();
     void photoshopFilesHaveTheirOwnReader();
     void severalThreadsDecode();
@@ -123,15 +126,29 @@ void RKBitmapDecoderLibRawTest::previewIsTakenWhereItIsLargeEnough()
     }
 }
 
-void RKBitmapDecoderLibRawTest::colorsMarkedAsAdobeRgbAreConvertedLater()
+void RKBitmapDecoderLibRawTest::profilesAreThoseOfThePreviews()
 {
+    // Told from the sensor's picture by its one colour, and then by what that is in sRGB.
     RKTestDng file = dng();
-    const QColor standard = decode(file).pixelColor(72, 16);
+    const QImage developed = decode(file, kSize / 2);
+    file.preview = QImage(kSize / 2, QImage::Format_RGB32);
+    file.preview.fill(qRgb(200, 100, 50));
+    const auto preview = [&] { return decode(file, kSize / 2).pixelColor(5, 5); };
+    QVERIFY(std::abs(preview().red() - 200) <= 3);
     file.isAdobeRgb = true;
-    // The green of sRGB has some red in Adobe RGB (1998).
-    const QColor adobe = decode(file).pixelColor(72, 16);
-    QVERIFY(standard.red() < 20);
-    QVERIFY2(adobe.red() > 100, qPrintable(adobe.name()));
+    QVERIFY(std::abs(preview().red() - 227) <= 3);
+    file.profile = QColorSpace(QColorSpace::DisplayP3).iccProfile();
+    QVERIFY(std::abs(preview().red() - 215) <= 3);
+
+    file.preview = {};
+    QCOMPARE(decode(file, kSize / 2), developed);
+    // Nobody converts what was developed once more.
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("a.dng"));
+    RKTestPictures::write(path, file.bytes());
+    const RKMediaDescriptor descriptor{QFileInfo(path)};
+    QVERIFY(RKImageLoader::instance()->copyMetaData(descriptor).hasIccData());
+    QCOMPARE(RKImageLoader::instance()->bitmap(descriptor, kSize / 2), developed);
 }
 
 void RKBitmapDecoderLibRawTest::damagedFilesGiveNothing()

@@ -257,6 +257,11 @@ private Q_SLOTS:
 
         QVERIFY(isNear(loader().bitmap(file, QSize(161, 161)).pixelColor(10, 10), Qt::green));
         QCOMPARE(counter.calls, 1);
+
+        // Decoders give these upright, so their thumbnails must be, too.
+        QVERIFY(QFile::copy(path("thumb.jpg"), path("thumb.nef")));
+        const RKMediaDescriptor raw = descriptor("thumb.nef");
+        QCOMPARE(loader().drawable(raw, QSize(80, 160), embedded).size(), QSize(80, 106));
     }
 
     void picturesComeInSrgb()
@@ -282,6 +287,15 @@ private Q_SLOTS:
             QVERIFY(loader().save(descriptor("converted.png"), converted));
             QVERIFY(!loader().copyMetaData(descriptor("converted.png")).hasIccData());
         }
+        // TIFF pictures come with their colours multiplied with alpha.
+        QImage half(200, 100, QImage::Format_ARGB32);
+        half.fill(qRgba(128, 128, 128, 128));
+        half.setColorSpace(QColorSpace::SRgbLinear);
+        write(path("half.tiff"), encoded(half, "tiff"));
+        const QColor grey = loader().bitmap(descriptor("half.tiff"), QSize()).pixelColor(9, 9);
+        QVERIFY(isNear(grey, QColor(188, 188, 188)));
+        QCOMPARE(grey.alpha(), 128);
+
         const RKMediaDescriptor adobe = descriptor("adobe.png");
         QVERIFY(loader().convertColorProfile(adobe, RKDrawable()).isNull());
         QCOMPARE(loader().colorProfileConverter(), RKColorProfileConverter::instance());

@@ -9,6 +9,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+extern "C" {
+#include <libavutil/rational.h>
+}
+
 #include <sys/stat.h>
 
 using namespace RKTestClips;
@@ -189,6 +193,53 @@ private Q_SLOTS:
         bridge.openFile();
         for (const int n : {60, 61, 70, 82, 90, 3})
             QCOMPARE(number(bridge.decodeFrame(n)), n);
+        QVERIFY(bridge.seekFrame(120));
+        QCOMPARE(number(bridge.decodeFrame(30)), 30);
+    }
+
+    void framesOfTheForwardBridgeMayHaveSeveralNumbers() const
+    {
+        // Like interlaced video, in which the fields are counted.
+        RKFfmpegBridgeLame bridge(make({.name = "half.mts",
+                                           .options = "-vf select=lt(n\\,4)+not(mod(n\\,2)) "
+                                                      "-vsync vfr -bf 0",
+                                           .rate = "50",
+                                           .frames = 60},
+            m_folder.path()));
+        QString numbers;
+        for (const int n : {0, 1, 2, 3, 4, 5, 6, 7, 8, 15, 16, 40, 41, 42})
+            numbers += QString::number(number(bridge.decodeFrame(n))) + u' ';
+        QCOMPARE(numbers, QStringLiteral("0 1 2 3 4 6 6 8 8 16 16 40 42 42 "));
+    }
+
+    void stepsCanBeTakenSingly() const
+    {
+        RKFfmpegBridge bridge(QStringLiteral(RK_TEST_DATA "/mp4/numbered.mp4"));
+        QVERIFY(bridge.videoStream());
+        bridge.setLastFrameOkay(true);
+        QCOMPARE(number(bridge.decodeFrame(0)), 0);
+        QVERIFY(bridge.seekFrame(12) && bridge.decodeSeekFrame(RKFfmpegBridge::kAnyTimestamp));
+        QCOMPARE(number(bridge.getFrame()), 13);
+        bridge.setLastFrameOkay(false);
+        QVERIFY(bridge.getFrame().isNull());
+        bridge.close();
+        QVERIFY(!bridge.videoStream() && !bridge.decodeSeekFrame(0));
+    }
+
+    void whatIsAdjustedIsLogged() const
+    {
+        const auto repaired = [](int num, int den) {
+            const AVRational base = RKFfmpegBridge::repairedTimeBase({num, den});
+            return QStringLiteral("%1/%2").arg(base.num).arg(base.den);
+        };
+        QCOMPARE(repaired(1001, 1), QStringLiteral("1001/1000"));
+        QCOMPARE(repaired(1001, 2), QStringLiteral("1001/2"));
+        QCOMPARE(repaired(1000, 1), QStringLiteral("1000/1"));
+        QVERIFY(messagesOfOpening(makeColor("gray", "slow.ogg", "-r 1/1001 -c:v libtheora"))
+                    .contains(QStringLiteral(": \"adjusted time_base.den from 1 to 1000\"\n")));
+        QVERIFY(messagesOfOpening(makeColor("gray", "ntsc.mp4", "-r 30000/1001"))
+                    .contains(QStringLiteral(": \"adjusted r_frame_rate.den from 1001 to 1000\"\n"
+                                             "  time scale: 1000\n")));
     }
 
     void onlyRegularVideoFilesAreOpened() const
@@ -206,12 +257,18 @@ private Q_SLOTS:
             QCOMPARE(text(bridge, bridge.videoTaken()), QStringLiteral("0 fps, -1 ms, , , "));
             QCOMPARE(bridge.timeScale(), 0.0);
         }
-        QVERIFY(messagesOfOpening(path("sound.mp4"))
-                    .startsWith(QStringLiteral("FFmpegBridge: file \"%1\" : \"unable to find stream"
-                                               "\"\nFFmpegBridge: file \"%1\" : \"ctor\"\n")
-                                    .arg(path("sound.mp4"))));
-        QVERIFY(
-            messagesOfOpening(clip).contains(QStringLiteral("\n  video size: QSize(64, 48)\n")));
+        const auto log
+            = QStringLiteral("FFmpegBridge: file \"%1\" : \"unable to find stream\"\n"
+                             "FFmpegBridge: file \"%1\" : \"ctor\"\nRKFfmpegBridge::dump\n"
+                             "  file: \"%1\"\n  isOpen: false\n  camera model: \"\"\n"
+                             "  frames per second: 0\n  time scale: 0\n  used codec: \"\"\n"
+                             "  video length milliseconds: -1\n  video size: QSize(-1, -1)\n"
+                             "  source video size: QSize(-1, -1)\n"
+                             "  effective video size: QSize(-1, -1)\n"
+                             "  source aspect ratio: 0 / 0\n  display aspect ratio: 0 / 0\n"
+                             "  video taken: \"\"\n  rotation: 0\n"
+                             "  should apply rotation: false\n");
+        QCOMPARE(messagesOfOpening(path("sound.mp4")), log.arg(path("sound.mp4")));
 
         // Neither a protocol nor a place that only the host knows.
         QVERIFY(QFile::copy(clip, path("concat:x.mp4")));

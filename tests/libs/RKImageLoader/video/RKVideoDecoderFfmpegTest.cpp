@@ -128,24 +128,6 @@ private Q_SLOTS:
         QCOMPARE(openFiles(), before);
     }
 
-    void allSampleVideosShowAPicture()
-    {
-        const QDir samples(QStringLiteral(RK_SAMPLES "/video"));
-        if (!samples.exists())
-            QSKIP("the sample files are missing");
-        const RKVideoDecoderFfmpeg decoder;
-        const QStringList filters = decoder.supportedVideoFileFormats().fileExtensionFilters();
-        const QStringList files = samples.entryList(filters, QDir::Files);
-        QVERIFY(!files.isEmpty());
-        for (const QString& file : files) {
-            const QString path = samples.filePath(file);
-            const bool hasPicture = file != QLatin1String("synth_audio_only.mp4");
-            const QImage picture = decoder.decode(at(path), QSize());
-            QVERIFY2(picture.isNull() != hasPicture, qPrintable(file));
-            QCOMPARE(picture.size(), hasPicture ? decoder.size(at(path)) : QSize(0, 0));
-        }
-    }
-
 private:
     static RKMediaDescriptor at(const QString& file, const RKVideoFrameIndex& frame = {})
     {
