@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 
 namespace {
 
@@ -183,52 +184,56 @@ bool RKHeifCheck::isSizeTransposed() const
     return false;
 }
 
-// ISO/IEC 14496-12, 8.11.1.
+// ISO/IEC 14496-12, 8.11.1. Readers differ in which of two they take.
 bool RKHeifCheck::readFile(QByteArrayView file)
 {
+    std::optional<QByteArrayView> meta;
     RKBoxReader boxes(file);
     while (boxes.next()) {
         if (!boxes.is("meta"))
             continue;
-        const FullBox meta(boxes.content());
-        QByteArrayView itemData;
-        QByteArrayView locations;
-        QByteArrayView properties;
-        QByteArrayView references;
-        RKBoxReader parts(meta.reader.remaining());
-        while (parts.next()) {
-            if (parts.is("pitm")) {
-                FullBox box(parts.content());
-                m_primary = quint32(box.reader.number(box.version == 0 ? 2 : 4));
-            } else if (parts.is("iinf") && !readItems(parts.content())) {
-                return false;
-            } else if (parts.is("iloc")) {
-                locations = parts.content();
-            } else if (parts.is("iprp")) {
-                properties = parts.content();
-            } else if (parts.is("iref")) {
-                references = parts.content();
-            } else if (parts.is("idat")) {
-                itemData = parts.content();
-            }
-        }
-        return readLocations(locations, file, itemData) && readProperties(properties)
-            && (references.isEmpty() || readReferences(references));
+        if (meta)
+            return false;
+        meta = boxes.content();
     }
-    return false;
+    return meta && readMeta(*meta, file);
 }
 
-// ISO/IEC 14496-12, 8.11.6.
+bool RKHeifCheck::readMeta(QByteArrayView box, QByteArrayView file)
+{
+    const QByteArrayList kinds{"iinf", "iloc", "iprp", "iref", "idat", "pitm"};
+    const FullBox meta(box);
+    QHash<QByteArray, QByteArrayView> parts;
+    RKBoxReader boxes(meta.reader.remaining());
+    while (boxes.next()) {
+        const QByteArray kind = boxes.type().toByteArray();
+        if (parts.contains(kind))
+            return false;
+        if (kinds.contains(kind))
+            parts.insert(kind, boxes.content());
+    }
+    FullBox primary(parts.value("pitm"));
+    m_primary = quint32(primary.reader.number(primary.version == 0 ? 2 : 4));
+    return readItems(parts.value("iinf"))
+        && readLocations(parts.value("iloc"), file, parts.value("idat"))
+        && readProperties(parts.value("iprp"))
+        && (!parts.contains("iref") || readReferences(parts.value("iref")));
+}
+
+// ISO/IEC 14496-12, 8.11.6. What is no entry, libheif doesn't take for an item, and it doesn't look
+// at their number.
 bool RKHeifCheck::readItems(QByteArrayView box)
 {
     FullBox info(box);
-    info.reader.number(info.version == 0 ? 2 : 4);
+    const quint64 stated = info.reader.number(info.version == 0 ? 2 : 4);
+    quint64 count = 0;
     RKBoxReader entries(info.reader.remaining());
     while (entries.next()) {
-        if (!readItem(entries.content()) || m_items.size() > kMaxItems)
+        if (!entries.is("infe") || !readItem(entries.content()) || m_items.size() > kMaxItems)
             return false;
+        ++count;
     }
-    return true;
+    return count == stated;
 }
 
 bool RKHeifCheck::readItem(QByteArrayView box)
@@ -292,6 +297,8 @@ bool RKHeifCheck::readProperties(QByteArrayView box)
             associations.append(parts.content());
         if (!parts.is("ipco"))
             continue;
+        if (!properties.isEmpty())
+            return false;
         RKBoxReader container(parts.content());
         while (container.next()) {
             properties.append({container.type().toByteArray(), container.content()});

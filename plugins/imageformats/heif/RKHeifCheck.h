@@ -60,6 +60,7 @@ private:
     };
 
     bool readFile(QByteArrayView file);
+    bool readMeta(QByteArrayView box, QByteArrayView file);
     bool readItems(QByteArrayView box);
     bool readItem(QByteArrayView box);
     bool readLocations(QByteArrayView box, QByteArrayView file, QByteArrayView itemData);
