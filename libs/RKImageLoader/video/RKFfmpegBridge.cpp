@@ -9,6 +9,7 @@
 #include <QDebug>
 #include <QFileInfo>
 #include <QMutexLocker>
+#include <QThread>
 #include <QTransform>
 #include <QUrl>
 
@@ -37,6 +38,8 @@ constexpr char kContainers[]
     = "avi,mov,matroska,asf,mpeg,mpegts,mpegvideo,ogg,flv,h264,hevc,m4v,dv";
 // Bounds the reading of what claims to be a video, or lies on a slow drive.
 constexpr int kOpeningMs = 30000;
+// Each holds frames of its own.
+constexpr int kMostDecoderThreads = 4;
 // 8K video has 33 million; 24 bits of these are 400 MB.
 constexpr qint64 kMostCodedPixels = qint64(1) << 27;
 // A coded picture of 16000x16 pixels may ask for a display of 16000000x16.
@@ -50,6 +53,12 @@ constexpr int kNtscDenominator = 1001;
 constexpr int kSoonFrames = 60;
 // The farthest steps back for a key frame, about 18 hours. The start follows.
 constexpr int kFarthestStepBack = 1 << 16;
+
+/// A damaged packet costs its own frame, not those after it.
+bool canGoOnAfter(int result)
+{
+    return result >= 0 || result == AVERROR_INVALIDDATA;
+}
 
 int hasExpired(void* deadline)
 {
@@ -211,8 +220,6 @@ bool RKFfmpegBridge::openCodecContext()
         log(QStringLiteral("failed to find codec"));
         return false;
     }
-    // One thread, as FFmpeg has it by default: frame threads delay the frames, and with them the
-    // packets whose timestamps they are told by.
     m_codec.reset(avcodec_alloc_context3(decoder));
     if (!m_codec) {
         log(QStringLiteral("failed to allocate codec context"));
@@ -223,6 +230,11 @@ bool RKFfmpegBridge::openCodecContext()
         return false;
     }
     m_codec->max_pixels = kMostCodedPixels;
+    // Not libdav1d, whose threads keep the last frames for themselves in FFmpeg 5.
+    if (!(decoder->capabilities & AV_CODEC_CAP_OTHER_THREADS))
+        m_codec->thread_count = qEnvironmentVariableIsSet("RKT")
+            ? qEnvironmentVariableIntValue("RKT")
+            : std::clamp(QThread::idealThreadCount(), 1, kMostDecoderThreads);
     if (avcodec_open2(m_codec.get(), decoder, nullptr) < 0) {
         log(QStringLiteral("failed to open codec"));
         return false;
@@ -399,19 +411,19 @@ bool RKFfmpegBridge::decodeSeekFrame(long long timestamp)
 bool RKFfmpegBridge::decodePacket(long long timestamp, bool* done, bool* gotImage)
 {
     m_packetTime = timeOfPacket();
+    m_packet->dts = m_packetTime;
     int sent = avcodec_send_packet(m_codec.get(), m_packet.get());
     if (sent == AVERROR(EAGAIN)) {
         // Frames were left in the decoder after the last one wanted.
-        if (!receiveFrames(m_packetTime, timestamp, done, gotImage))
+        if (!canGoOnAfter(receiveFrames(timestamp, done, gotImage)))
             return false;
         sent = avcodec_send_packet(m_codec.get(), m_packet.get());
     }
     if (sent < 0) {
         log(QStringLiteral("send packet failed"));
-        // A damaged packet costs its own frame, not those after it.
-        return sent == AVERROR_INVALIDDATA;
+        return canGoOnAfter(sent);
     }
-    return *done || receiveFrames(m_packetTime, timestamp, done, gotImage);
+    return canGoOnAfter(receiveFrames(timestamp, done, gotImage));
 }
 
 /// Takes the frames that the decoder holds back at the end of the file.
@@ -420,23 +432,24 @@ void RKFfmpegBridge::drain(long long timestamp, bool* done, bool* gotImage)
     if (!m_isDrained)
         avcodec_send_packet(m_codec.get(), nullptr);
     m_isDrained = true;
-    receiveFrames({}, timestamp, done, gotImage);
+    // Each of the decoder's threads may still have a damaged frame.
+    int attempts = m_codec->thread_count + 1;
+    while (receiveFrames(timestamp, done, gotImage) == AVERROR_INVALIDDATA && --attempts > 0) {
+    }
 }
 
-bool RKFfmpegBridge::receiveFrames(
-    std::optional<long long> packetTime, long long timestamp, bool* done, bool* gotImage)
+/// Takes frames up to the one wanted; FFmpeg's error, or 0.
+int RKFfmpegBridge::receiveFrames(long long timestamp, bool* done, bool* gotImage)
 {
     while (!*done) {
         const int received = avcodec_receive_frame(m_codec.get(), m_frame.get());
         if (received == AVERROR_EOF || received == AVERROR(EAGAIN))
-            return true;
+            return 0;
         if (received < 0) {
             log(QStringLiteral("error during decoding"));
-            return received == AVERROR_INVALIDDATA;
+            return received;
         }
-        // The decoder gives as many frames as it is sent packets, in order of display: the decoding
-        // time of the packet just sent is the display time of the frame it makes the decoder give.
-        const long long time = packetTime ? *packetTime : timeOfDrainedFrame();
+        const long long time = timeOfFrame();
         m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, m_upper);
         m_lower = m_lastFrameOkay ? m_upper : time;
         m_upper = time;
@@ -447,7 +460,7 @@ bool RKFfmpegBridge::receiveFrames(
         }
         av_frame_unref(m_frame.get());
     }
-    return true;
+    return 0;
 }
 
 /// The packet's decoding time, or what comes nearest to it.
@@ -461,8 +474,14 @@ long long RKFfmpegBridge::timeOfPacket() const
                                         : av_sat_add64(m_packetTime, qRound64(ticksPerFrame()));
 }
 
-long long RKFfmpegBridge::timeOfDrainedFrame() const
+/// The decoder gives as many frames as it is sent packets, in order of display: the decoding time
+/// of the packet that makes it give a frame is the frame's display time. Not that of the packet
+/// just sent: the decoder's threads work on several.
+long long RKFfmpegBridge::timeOfFrame() const
 {
+    if (m_frame->pkt_dts != AV_NOPTS_VALUE)
+        return m_frame->pkt_dts;
+    // There was no packet: the decoder held the frame back until the end.
     if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE)
         return m_frame->best_effort_timestamp;
     return av_sat_add64(m_upper, qRound64(ticksPerFrame()));

@@ -14,8 +14,8 @@ class RKFfmpegBridge;
 /// Decodes videos through FFmpeg. Thread-safe, but one request is served at a time.
 ///
 /// Up to 50 files stay open, so that going through a video doesn't open it again and again; the
-/// next one closes all of them. An open 1080p file takes some 40 MB, one of 4K some 160 MB, so
-/// hosts should free what they are done with.
+/// next one closes all of them. An open 1080p file takes some 40 MB and up to four
+/// idle threads, one of 4K some 160 MB, so hosts should free what they are done with.
 ///
 /// A file of the format MTS can't be entered at a frame: it is decoded from the start up to it.
 class RKIMAGELOADER_EXPORT RKVideoDecoderFfmpeg : public RKVideoDecoder

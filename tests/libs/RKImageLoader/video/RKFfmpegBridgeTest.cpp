@@ -157,11 +157,7 @@ private Q_SLOTS:
         const QString damaged
             = make({.name = "damaged.avi", .codec = "mpeg4", .options = "-q:v 4", .frames = 100},
                 m_folder.path());
-        QByteArray bytes = read(damaged);
-        qsizetype packet = bytes.indexOf("movi");
-        for (int n = 0; n <= 30; ++n)
-            packet = bytes.indexOf("00dc", packet) + 4;
-        bytes.replace(packet + 4, 16, QByteArray(16, '\0'));
+        const QByteArray bytes = withDamagedPackets(damaged, 30, 30);
         write(damaged, bytes.first(bytes.size() * 3 / 4));
         RKFfmpegBridge bridge(damaged);
         QCOMPARE(number(bridge.decodeFrame(29)), 29);
@@ -171,6 +167,12 @@ private Q_SLOTS:
             QVERIFY(bridge.decodeFrame(n).isNull());
             QCOMPARE(number(bridge.decodeFrame(55)), 55);
         }
+        // The decoder's threads still hold the damaged ones when the file ends.
+        const QString nearEnd
+            = make({.name = "end.avi", .codec = "mpeg4", .options = "-q:v 4 -g 1", .frames = 100},
+                m_folder.path());
+        write(nearEnd, withDamagedPackets(nearEnd, 96, 98));
+        QCOMPARE(number(RKFfmpegBridge(nearEnd).decodeFrame(99)), 99);
     }
 
     void aTrimmedClipStartsAtItsFirstFrame() const
@@ -294,6 +296,19 @@ private Q_SLOTS:
     }
 
 private:
+    /// An AVI file with nothing at the start of some of its pictures.
+    static QByteArray withDamagedPackets(const QString& path, int first, int last)
+    {
+        QByteArray bytes = read(path);
+        qsizetype packet = bytes.indexOf("movi");
+        for (int n = 0; n <= last; ++n) {
+            packet = bytes.indexOf("00dc", packet) + 4;
+            if (n >= first)
+                bytes.replace(packet + 4, 16, QByteArray(16, '\0'));
+        }
+        return bytes;
+    }
+
     QString path(const char* name) const
     {
         return m_folder.filePath(QString::fromLatin1(name));
