@@ -18,62 +18,57 @@ class RKCTimeTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void modificationTimeCanBeSet();
-    void missingFileHasNoTimes();
-    void creationTimeIsGivenBackWherePossible();
+
+    void initTestCase()
+    {
+        QVERIFY(m_directory.isValid());
+        m_path = m_directory.filePath(QStringLiteral("b\u00e4r.jpg"));
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        QFile::remove(m_path);
+        QFile file(m_path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
+    }
+
+    void modificationTimeCanBeSet()
+    {
+        const QDateTime created = ctimeInternal(m_path);
+        setMtimeInternal(m_path, kMoment);
+        QCOMPARE(mtimeInternal(m_path), kMoment);
+        QCOMPARE(timeInternal(m_path, 1), kMoment);
+        QCOMPARE(timeInternal(m_path, 0), created);
+        QCOMPARE(ctimeInternal(m_path), created);
+    }
+
+    void missingFileHasNoTimes()
+    {
+        const QString missing = m_directory.filePath(QStringLiteral("missing"));
+        QVERIFY(!mtimeInternal(missing).isValid() && !ctimeInternal(missing).isValid());
+        setMtimeInternal(missing, kMoment);
+        QVERIFY(!QFile::exists(missing));
+        QVERIFY(!RKCTime(missing).readFrom(missing).isValid());
+    }
+
+    void creationTimeIsGivenBackWherePossible()
+    {
+        QCOMPARE(RKCTimeHandler::instance(), RKCTimeHandler::instance());
+        RKCTime(kMoment).writeTo(m_path);
+#ifdef Q_OS_MACOS
+        QCOMPARE(ctimeInternal(m_path), kMoment);
+        QCOMPARE(RKCTime().readFrom(m_path), kMoment);
+#else
+        QVERIFY(ctimeInternal(m_path) != kMoment);
+        QVERIFY(!RKCTime().readFrom(m_path).isValid());
+#endif
+    }
 
 private:
     QTemporaryDir m_directory;
     QString m_path;
 };
-
-void RKCTimeTest::initTestCase()
-{
-    QVERIFY(m_directory.isValid());
-    m_path = m_directory.filePath(QStringLiteral("b\u00e4r.jpg"));
-}
-
-void RKCTimeTest::init()
-{
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    QFile::remove(m_path);
-    QFile file(m_path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
-}
-
-void RKCTimeTest::modificationTimeCanBeSet()
-{
-    const QDateTime created = ctimeInternal(m_path);
-    setMtimeInternal(m_path, kMoment);
-    QCOMPARE(mtimeInternal(m_path), kMoment);
-    QCOMPARE(timeInternal(m_path, 1), kMoment);
-    QCOMPARE(timeInternal(m_path, 0), created);
-    QCOMPARE(ctimeInternal(m_path), created);
-}
-
-void RKCTimeTest::missingFileHasNoTimes()
-{
-    const QString missing = m_directory.filePath(QStringLiteral("missing"));
-    QVERIFY(!mtimeInternal(missing).isValid() && !ctimeInternal(missing).isValid());
-    setMtimeInternal(missing, kMoment);
-    QVERIFY(!QFile::exists(missing));
-    QVERIFY(!RKCTime(missing).readFrom(missing).isValid());
-}
-
-void RKCTimeTest::creationTimeIsGivenBackWherePossible()
-{
-    QCOMPARE(RKCTimeHandler::instance(), RKCTimeHandler::instance());
-    RKCTime(kMoment).writeTo(m_path);
-#ifdef Q_OS_MACOS
-    QCOMPARE(ctimeInternal(m_path), kMoment);
-    QCOMPARE(RKCTime().readFrom(m_path), kMoment);
-#else
-    QVERIFY(ctimeInternal(m_path) != kMoment);
-    QVERIFY(!RKCTime().readFrom(m_path).isValid());
-#endif
-}
 
 QTEST_APPLESS_MAIN(RKCTimeTest)
 

@@ -54,40 +54,40 @@ class RKMetaDataSamplesTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void everyFileIsReadAndSavedWithinLimits();
-};
 
-void RKMetaDataSamplesTest::everyFileIsReadAndSavedWithinLimits()
-{
-    QDirIterator files(
-        QStringLiteral(RK_SAMPLES), QDir::Files | QDir::NoSymLinks, QDirIterator::Subdirectories);
-    if (!files.hasNext())
-        QSKIP("The samples are missing.");
-    QStringList faults;
-    while (files.hasNext()) {
-        QFile file(files.next());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
-        peakOfMemory();
-        QElapsedTimer timer;
-        timer.start();
-        askEverything(RKExiv2Wrapper(file.fileName()));
-        RKExiv2Wrapper wrapper(bytes);
-        askEverything(wrapper);
-        wrapper.setAdobeRating(4);
-        QBuffer buffer;
-        buffer.setData(bytes);
-        // What is there afterwards has to be readable.
-        if (wrapper.save(&buffer) && !wrapper.allData().isEmpty()
-            && wrapper.unrotatedSize() != RKExiv2Wrapper(buffer.data()).unrotatedSize())
-            faults.append(file.fileName() + QStringLiteral(": changed its size"));
-        if (timer.elapsed() > kLongest)
-            faults.append(file.fileName() + QStringLiteral(": %1 ms").arg(timer.elapsed()));
-        if (const qint64 peak = peakOfMemory(); peak > kMostKilobytes)
-            faults.append(file.fileName() + QStringLiteral(": %1 kB").arg(peak));
+    void everyFileIsReadAndSavedWithinLimits()
+    {
+        QDirIterator files(QStringLiteral(RK_SAMPLES),
+            QDir::Files | QDir::NoSymLinks,
+            QDirIterator::Subdirectories);
+        if (!files.hasNext())
+            QSKIP("The samples are missing.");
+        QStringList faults;
+        while (files.hasNext()) {
+            QFile file(files.next());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QByteArray bytes = file.readAll();
+            peakOfMemory();
+            QElapsedTimer timer;
+            timer.start();
+            askEverything(RKExiv2Wrapper(file.fileName()));
+            RKExiv2Wrapper wrapper(bytes);
+            askEverything(wrapper);
+            wrapper.setAdobeRating(4);
+            QBuffer buffer;
+            buffer.setData(bytes);
+            // What is there afterwards has to be readable.
+            if (wrapper.save(&buffer) && !wrapper.allData().isEmpty()
+                && wrapper.unrotatedSize() != RKExiv2Wrapper(buffer.data()).unrotatedSize())
+                faults.append(file.fileName() + QStringLiteral(": changed its size"));
+            if (timer.elapsed() > kLongest)
+                faults.append(file.fileName() + QStringLiteral(": %1 ms").arg(timer.elapsed()));
+            if (const qint64 peak = peakOfMemory(); peak > kMostKilobytes)
+                faults.append(file.fileName() + QStringLiteral(": %1 kB").arg(peak));
+        }
+        QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
     }
-    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
-}
+};
 
 QTEST_GUILESS_MAIN(RKMetaDataSamplesTest)
 
