@@ -53,7 +53,6 @@ private Q_SLOTS:
         const auto lab = RKPixelTransform::fromLab();
         QVERIFY(lab);
         QVERIFY(isNear(converted(lab, {32768, 0x8080, 0x8080}), 0xff777777));
-        QVERIFY(isNear(converted(lab, {65535, 0x8080, 0x8080}), 0xffffffff));
         // Pure red is (54.29, 80.82, 69.88).
         QVERIFY(isNear(converted(lab, {35580, 53665, 50855}), 0xffff0000));
 
@@ -61,7 +60,6 @@ private Q_SLOTS:
         QVERIFY(cmyk);
         QVERIFY(isNear(converted(cmyk, {0, 0, 0, 0}), 0xffffffff));
         QVERIFY(isNear(converted(cmyk, {0, 0, 0, 32768}), 0xff777777));
-        QVERIFY(isNear(converted(cmyk, {0, 0, 0, 65535}), 0xff000000));
 
         const auto grey = RKPixelTransform::fromProfile(RKTestProfiles::grey(1.0), Source::Gray);
         QVERIFY(grey);
