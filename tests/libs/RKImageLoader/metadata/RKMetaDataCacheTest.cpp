@@ -44,12 +44,6 @@ private Q_SLOTS:
         m_file = QFileInfo(m_folder->filePath(QStringLiteral("picture.jpg")));
         const QImage picture = RKTestPictures::quadrants(QSize(40, 30));
         RKTestPictures::write(m_file.filePath(), RKTestPictures::encoded(picture, "JPEG"));
-        m_workingDirectory = QDir::currentPath();
-    }
-
-    void cleanup()
-    {
-        QDir::setCurrent(m_workingDirectory);
     }
 
     void oneObjectPerAbsolutePath()
@@ -58,31 +52,25 @@ private Q_SLOTS:
         QVERIFY(!cache.contains(m_file) && !cache.retrieve(m_file));
         RKMetaData* metaData = cache.metaData(m_file);
         QCOMPARE(metaData->unrotatedSize(), QSize(40, 30));
-        QVERIFY(cache.contains(m_file));
+        QCOMPARE(cache.metaData(m_file, QByteArray("not looked at")), metaData);
 
+        const QString before = QDir::currentPath();
         QVERIFY(QDir::setCurrent(m_folder->path()));
         const QFileInfo relative(QStringLiteral("picture.jpg"));
-        QCOMPARE(cache.key(relative), cache.key(QFileInfo(relative.absoluteFilePath())));
-        QCOMPARE(cache.metaData(relative), cache.retrieve(QFileInfo(relative.absoluteFilePath())));
-        QCOMPARE(cache.metaData(m_file, QByteArray("not looked at")), metaData);
+        QCOMPARE(cache.metaData(relative), metaData);
+        QCOMPARE(cache.key(relative), m_file.absoluteFilePath());
+        QDir::setCurrent(before);
     }
 
     void missingFileIsLoggedAndNotHeld()
     {
         RKMetaDataCache cache;
         const QFileInfo missing(QStringLiteral("/nowhere/100 %1.jpg"));
-        const QRegularExpression message(
-            QStringLiteral("^QFileInfo\\(/nowhere/100 %1\\.jpg\\) does not exist$"));
-        const QRegularExpression fromReader(QStringLiteral("caught exception with errorCode="));
-        QTest::ignoreMessage(QtWarningMsg, message);
-        QTest::ignoreMessage(QtWarningMsg, fromReader);
+        QTest::ignoreMessage(QtWarningMsg, "QFileInfo(/nowhere/100 %1.jpg) does not exist");
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(QStringLiteral("caught exception with errorCode=")));
         const std::unique_ptr<RKMetaData> own(cache.metaData(missing));
         QCOMPARE(own->unrotatedSize(), QSize(-1, -1));
-        QVERIFY(!cache.contains(missing));
-
-        QTest::ignoreMessage(QtWarningMsg, message);
-        QTest::ignoreMessage(QtWarningMsg, fromReader);
-        QVERIFY(cache.metaDataValue(missing).allData().isEmpty());
         QVERIFY(!cache.contains(missing));
     }
 
@@ -157,7 +145,6 @@ private Q_SLOTS:
     }
 
 private:
-    QString m_workingDirectory;
     std::unique_ptr<QTemporaryDir> m_folder;
     QFileInfo m_file;
 };

@@ -40,9 +40,7 @@ private Q_SLOTS:
     void changedCopyLeavesTheOriginal()
     {
         RKMetaData original = fromBytes(jpeg());
-        QCOMPARE(original.unrotatedSize(), kSize);
         original.setAdobeRating(2);
-
         RKMetaData copy = original;
         copy.setAdobeRating(4);
         copy.forceSetSize(QSize(5, 6));
@@ -52,18 +50,11 @@ private Q_SLOTS:
         QCOMPARE(original.adobeRating(), 2);
         QCOMPARE(original.unrotatedSize(), kSize);
         QCOMPARE(copy.adobeRating(), 4);
-        QVERIFY(!copy.imageIsTiltedByMetadata());
-        QVERIFY(assigned.imageIsTiltedByMetadata());
-
-        RKMetaData taken = std::move(assigned);
-        QCOMPARE(taken.imageOrientation(), ORIENTATION_RIGHT_TOP);
+        QVERIFY(!copy.imageIsTiltedByMetadata() && assigned.imageIsTiltedByMetadata());
+        copy = std::move(assigned);
+        QCOMPARE(copy.imageOrientation(), ORIENTATION_RIGHT_TOP);
         assigned = original;
         QCOMPARE(assigned.adobeRating(), 2);
-        copy = std::move(taken);
-        QCOMPARE(copy.imageOrientation(), ORIENTATION_RIGHT_TOP);
-        const RKMetaData& self = copy;
-        copy = self;
-        QCOMPARE(copy.adobeRating(), 4);
     }
 
     void fieldMapGivesTextsAndPosition()
@@ -71,7 +62,6 @@ private Q_SLOTS:
         const RKMetaData metaData(QMap<QString, QVariant>{
             {QStringLiteral("COPYRIGHT"), QStringLiteral("\u00a9 100 %1 Anna")},
             {QStringLiteral("exifModel"), 40},
-            {QStringLiteral("author"), QString()},
             {QStringLiteral("rating"), 5},
             {QStringLiteral("unknown"), QStringLiteral("x")},
             {QStringLiteral("exifImageDescription "), QStringLiteral("x")},
@@ -80,7 +70,6 @@ private Q_SLOTS:
         QCOMPARE(
             metaData.read(RKMetaDataFieldEnum::copyright), QStringLiteral("\u00a9 100 %1 Anna"));
         QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), QStringLiteral("40"));
-        QCOMPARE(metaData.read(RKMetaDataFieldEnum::author), QString());
         QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), QString());
         QCOMPARE(metaData.adobeRating(), 0);
         QCOMPARE(metaData.geoPosition().latitude().degrees(), -48.5);
@@ -138,15 +127,9 @@ private Q_SLOTS:
     {
         RKMetaData metaData = fromBytes(jpeg());
         metaData.setThumbnail(RKTestPictures::quadrants(QSize(160, 112)));
-        QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
-
         QTest::ignoreMessage(QtWarningMsg, "could not set thumbnail of source size 0x0 pixels");
         metaData.setThumbnail(QImage());
-        QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
-
         RKMetaData other = metaData;
-        other.writeThumbnail(RKTestPictures::encoded(RKTestPictures::quadrants({94, 66}), "JPEG"));
-        QCOMPARE(other.thumbnail().size(), QSize(94, 66));
         other.eraseThumbnail();
         QVERIFY(other.thumbnail().isNull());
         QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));

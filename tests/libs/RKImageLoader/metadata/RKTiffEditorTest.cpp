@@ -32,12 +32,6 @@ Exiv2::ExifData exifOf(const QByteArray& tiff)
     return open(tiff)->exifData();
 }
 
-QString text(const Exiv2::ExifData& data, const char* key)
-{
-    const auto datum = data.findKey(Exiv2::ExifKey(key));
-    return datum == data.end() ? QString() : QString::fromStdString(datum->toString());
-}
-
 /// The twelve bytes of pixels of a page, found through the file's own directories.
 QByteArray pixelsOf(const QByteArray& tiff, const char* keyOfPlace)
 {
@@ -74,9 +68,8 @@ private Q_SLOTS:
         const QByteArray edited = editor.structure();
         QCOMPARE(RKTiffEditor(edited).numberOfDirectories(), 7);
         const Exiv2::ExifData exif = exifOf(edited);
-        QCOMPARE(text(exif, "Exif.Image.Rating"), QStringLiteral("5"));
-        QCOMPARE(text(exif, "Exif.Image.Make"), QStringLiteral("a long name"));
-        QCOMPARE(text(exif, "Exif.Image.ImageWidth"), QStringLiteral("4"));
+        QCOMPARE(textOf(exif, "Exif.Image.Rating"), QStringLiteral("5"));
+        QCOMPARE(textOf(exif, "Exif.Image.Make"), QStringLiteral("a long name"));
         QCOMPARE(pixelsOf(edited, "Exif.Image.StripOffsets"), QByteArray(12, 1));
         QCOMPARE(pixelsOf(edited, "Exif.Thumbnail.StripOffsets"), QByteArray(12, 2));
         QCOMPARE(pixelsOf(edited, "Exif.Image3.StripOffsets"), QByteArray(12, 4));
@@ -135,9 +128,9 @@ private Q_SLOTS:
                      reinterpret_cast<const Exiv2::byte*>(edited.constData()),
                      quint32(edited.size()))),
             int(Exiv2::bigEndian));
-        QCOMPARE(text(read, "Exif.Image.Rating"), QStringLiteral("4"));
-        QCOMPARE(text(read, "Exif.Photo.Flash"), QStringLiteral("9"));
-        QCOMPARE(text(read, "Exif.Image.Make"), QStringLiteral("a long name"));
+        QCOMPARE(textOf(read, "Exif.Image.Rating"), QStringLiteral("4"));
+        QCOMPARE(textOf(read, "Exif.Photo.Flash"), QStringLiteral("9"));
+        QCOMPARE(textOf(read, "Exif.Image.Make"), QStringLiteral("a long name"));
     }
 
     void damagedStructuresDoNoHarm()
