@@ -1,8 +1,6 @@
 #include "RKImageLoader/metadata/RKImageFileParts_p.h"
 #include "RKMetadataFixtures.h"
 
-#include <QColorSpace>
-#include <QDirIterator>
 #include <QGuiApplication>
 #include <QTest>
 
@@ -10,8 +8,6 @@ using namespace RKMetadataFixtures;
 using Content = RKImageFileParts::Content;
 
 namespace {
-
-constexpr Content kMetadata[] = {Content::Exif, Content::Iptc, Content::Xmp};
 
 QByteArray fileWithMetadata(const char* format)
 {
@@ -36,24 +32,18 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     }
 
-    void partsMakeUpTheFile_data()
-    {
-        QTest::addColumn<QByteArray>("format");
-        for (const char* format : {"JPG", "PNG", "WEBP"})
-            QTest::newRow(format) << QByteArray(format);
-    }
-
     void partsMakeUpTheFile()
     {
-        QFETCH(QByteArray, format);
-        const QByteArray file = fileWithMetadata(format.constData());
-        if (file.isEmpty())
-            QSKIP("Qt cannot write the format here.");
-        const RKImageFileParts parts(file);
-        QVERIFY(parts.isValid());
-        QCOMPARE(parts.file(), file);
-        QCOMPARE(parts.parts(Content::Exif).size(), 1);
-        QCOMPARE(parts.parts(Content::Xmp).size(), 1);
+        for (const char* format : {"JPG", "PNG", "WEBP"}) {
+            const QByteArray file = fileWithMetadata(format);
+            if (file.isEmpty())
+                continue; // Qt cannot write the format here.
+            const RKImageFileParts parts(file);
+            QVERIFY2(parts.isValid(), format);
+            QCOMPARE(parts.file(), file);
+            QCOMPARE(parts.parts(Content::Exif).size(), 1);
+            QCOMPARE(parts.parts(Content::Xmp).size(), 1);
+        }
         QVERIFY(!RKImageFileParts(imageFile("BMP")).isValid());
         QVERIFY(!RKImageFileParts(QByteArray()).isValid());
     }
