@@ -68,54 +68,45 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     }
 
-    void colorsComeOutInSrgb_data()
-    {
-        QTest::addColumn<RKMetaData>("metaData");
-        QTest::addColumn<QRgb>("source");
-        QTest::addColumn<QRgb>("expected");
-
-        // By the published primaries and curves; the greatest green of Adobe RGB lies outside of
-        // sRGB.
-        const RKMetaData marked = markedAsAdobeRgb();
-        QTest::newRow("marker") << marked << 0xffc86432U << 0xffe3642aU;
-        QTest::newRow("outside") << marked << 0xff00ff00U << 0xff00ff00U;
-        QTest::newRow("alpha") << marked << 0x40788c5aU << 0x406f8d56U;
-        const RKMetaData embedded = withProfile(RKTestProfiles::rgb(kAdobeGamma));
-        QTest::newRow("profile") << embedded << 0xffc86432U << 0xffe3642aU;
-        QTest::newRow("unknown entry") << embedded << 0xfff1f1f1U << 0xfff1f1f1U;
-        QTest::newRow("swapped") << withProfile(RKTestProfiles::rgb(kAdobeGamma, true))
-                                 << 0xff64c832U << 0xffe3642aU;
-        // The real curve of the one, and the straight piece of the other.
-        const RKMetaData srgb = withProfile(QColorSpace(QColorSpace::SRgb).iccProfile());
-        QTest::newRow("sRGB") << srgb << 0xff0a80feU << 0xff0a80feU;
-        QTest::newRow("linear") << withProfile(QColorSpace(QColorSpace::SRgbLinear).iccProfile())
-                                << 0xff010080U << 0xff0d00bcU;
-
-        const RKMetaData inks = withProfile(RKTestProfiles::cmyk());
-        QTest::newRow("paper") << inks << 0xffffffffU << 0xffffffffU;
-        QTest::newRow("black ink, L = 50.2") << inks << 0xff808080U << 0xff777777U;
-        QTest::newRow("two thirds of all inks") << inks << 0xff0000ffU << 0xff4e4e4eU;
-        QTest::newRow("black") << inks << 0xff000000U << 0xff000000U;
-        // a and b of 128 are no hue.
-        const QByteArray lab
-            = patched(RKTestProfiles::bytesOf(cmsCreateLab2Profile(nullptr)), 12, "spac");
-        QTest::newRow("Lab, L = 50.2") << withProfile(lab) << 0xff808080U << 0xff777777U;
-    }
-
     void colorsComeOutInSrgb()
     {
-        QFETCH(const RKMetaData, metaData);
-        QFETCH(const QRgb, source);
-        QFETCH(const QRgb, expected);
-        bool ok = false;
-        const QImage converted
-            = RKColorProfileConverter::instance()->convert(onePixel(source), metaData, &ok);
-        QVERIFY(ok);
-        const QRgb actual = converted.pixel(0, 0);
-        QVERIFY2(qAbs(qRed(actual) - qRed(expected)) <= 1
-                && qAbs(qGreen(actual) - qGreen(expected)) <= 1
-                && qAbs(qBlue(actual) - qBlue(expected)) <= 1 && qAlpha(actual) == qAlpha(expected),
-            qPrintable(QString::number(actual, 16)));
+        const RKMetaData marked = markedAsAdobeRgb();
+        const RKMetaData embedded = withProfile(RKTestProfiles::rgb(kAdobeGamma));
+        const RKMetaData swapped = withProfile(RKTestProfiles::rgb(kAdobeGamma, true));
+        // The real curve of the one, and the straight piece of the other.
+        const RKMetaData srgb = withProfile(QColorSpace(QColorSpace::SRgb).iccProfile());
+        const RKMetaData linear = withProfile(QColorSpace(QColorSpace::SRgbLinear).iccProfile());
+        const RKMetaData inks = withProfile(RKTestProfiles::cmyk());
+        const RKMetaData lab = withProfile(
+            patched(RKTestProfiles::bytesOf(cmsCreateLab2Profile(nullptr)), 12, "spac"));
+        // By the published primaries and curves.
+        const std::tuple<const char*, RKMetaData, QRgb, QRgb> rows[] = {
+            {"marker", marked, 0xffc86432, 0xffe3642a},
+            {"outside of sRGB", marked, 0xff00ff00, 0xff00ff00},
+            {"alpha", marked, 0x40788c5a, 0x406f8d56},
+            {"profile", embedded, 0xffc86432, 0xffe3642a},
+            {"unknown entry", embedded, 0xfff1f1f1, 0xfff1f1f1},
+            {"swapped", swapped, 0xff64c832, 0xffe3642a},
+            {"sRGB", srgb, 0xff0a80fe, 0xff0a80fe},
+            {"linear", linear, 0xff010080, 0xff0d00bc},
+            {"paper", inks, 0xffffffff, 0xffffffff},
+            {"black ink, L = 50.2", inks, 0xff808080, 0xff777777},
+            {"two thirds of all inks", inks, 0xff0000ff, 0xff4e4e4e},
+            {"black", inks, 0xff000000, 0xff000000},
+            // a and b of 128 are no hue.
+            {"Lab, L = 50.2", lab, 0xff808080, 0xff777777},
+        };
+        for (const auto& [name, metaData, source, expected] : rows) {
+            bool ok = false;
+            const QImage converted
+                = RKColorProfileConverter::instance()->convert(onePixel(source), metaData, &ok);
+            const QRgb actual = converted.pixel(0, 0);
+            QVERIFY2(ok && qAbs(qRed(actual) - qRed(expected)) <= 1
+                    && qAbs(qGreen(actual) - qGreen(expected)) <= 1
+                    && qAbs(qBlue(actual) - qBlue(expected)) <= 1
+                    && qAlpha(actual) == qAlpha(expected),
+                name);
+        }
     }
 
     void formatsKeepWhatBelongsToThePicture()
