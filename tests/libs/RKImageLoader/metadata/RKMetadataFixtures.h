@@ -2,34 +2,23 @@
 
 #include "RKImageLoader/metadata/RKExiv2Compat.h"
 #include "RKImageLoader/metadata/RKExiv2Library.h"
+#include "support/RKTestPictures.h"
 
 #include <QBuffer>
 #include <QByteArray>
 #include <QDataStream>
-#include <QImage>
 #include <QtEndian>
 
 /// Image files made in memory, with metadata written by exiv2 itself. For one thread.
 namespace RKMetadataFixtures {
 
-/// A picture whose pixels all differ from their neighbours.
-inline QImage picture(const QSize& size)
-{
-    QImage image(size, QImage::Format_RGB32);
-    for (int y = 0; y < size.height(); ++y) {
-        for (int x = 0; x < size.width(); ++x)
-            image.setPixel(x, y, qRgb(x * 5 % 256, y * 7 % 256, (x + y) * 3 % 256));
-    }
-    return image;
-}
-
+/// A picture in a file; empty where Qt cannot write the format.
 inline QByteArray imageFile(const char* format, const QSize& size = {48, 32})
 {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
+    QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
-    picture(size).save(&buffer, format);
-    return bytes;
+    RKTestPictures::quadrants(size).save(&buffer, format);
+    return buffer.data();
 }
 
 /// An opened image with its metadata read. The bytes have to outlive it.

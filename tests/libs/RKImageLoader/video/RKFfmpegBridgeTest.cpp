@@ -33,7 +33,6 @@ struct Properties
 };
 
 const Properties kProperties[] = {
-    {"96x54", "-vf setsar=1", "96x54 96x54 96x54 0"},
     {"33x17", "-vf scale=33:17,setsar=1 -pix_fmt yuv444p", "33x17 33x17 33x17 0"},
     {"720x576", "-vf setsar=64/45", "720x576 900x576 576x900 90", displayMatrix(90)},
     {"720x480", "-vf setsar=8/9", "720x480 1080x480 1080x480 0"},
