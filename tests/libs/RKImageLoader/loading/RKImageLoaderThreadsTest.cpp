@@ -2,13 +2,12 @@
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTestThreads.h"
 
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 using namespace RKTestPictures;
 
@@ -33,23 +32,18 @@ private Q_SLOTS:
 
         const RKImageLoader& loader = *RKImageLoader::instance();
         std::atomic<int> good{0};
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 8; ++i) {
-            threads.emplace_back([&loader, &folder, &good, i] {
-                for (const char* name : {"t.jpg", "t.png", "t.svg"}) {
-                    const RKMediaDescriptor file(QDir(folder.path()), QString::fromLatin1(name));
-                    good += loader.size(file) == QSize(200, 100);
-                    good += loader.bitmap(file, {50, 50}).size() == QSize(50, 25);
-                }
-                // One file is changed while others load it.
-                const RKMediaDescriptor file(QDir(folder.path()), QStringLiteral("t.jpg"));
-                RKMetaData metaData = loader.copyMetaData(file);
-                metaData.setAdobeRating(1 + i % 5);
-                good += loader.save(file, metaData);
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
+        RKTestThreads::run(8, [&](int i) {
+            for (const char* name : {"t.jpg", "t.png", "t.svg"}) {
+                const RKMediaDescriptor file(QDir(folder.path()), QString::fromLatin1(name));
+                good += loader.size(file) == QSize(200, 100);
+                good += loader.bitmap(file, {50, 50}).size() == QSize(50, 25);
+            }
+            // One file is changed while others load it.
+            const RKMediaDescriptor file(QDir(folder.path()), QStringLiteral("t.jpg"));
+            RKMetaData metaData = loader.copyMetaData(file);
+            metaData.setAdobeRating(1 + i % 5);
+            good += loader.save(file, metaData);
+        });
         QCOMPARE(good.load(), 8 * (3 * 2 + 1));
         const RKMediaDescriptor file(QDir(folder.path()), QStringLiteral("t.jpg"));
         QVERIFY(loader.copyMetaData(file).adobeRating() >= 1);
