@@ -1,13 +1,17 @@
 #include "support/RKQuietTest.h"
+#include "support/RKTestThreads.h"
 
 #include "RKCore/RKInitializer.h"
 #include "RKCore/RKLogger.h"
 #include "RKCore/RKMonolithFile.h"
 #include "RKCore/RKRational.h"
 #include "RKCore/RKRegularExpression.h"
+#include "RKCore/RKSingleton.h"
 #include "RKCore/RKStringHelper.h"
 
 #include <QTemporaryDir>
+
+#include <atomic>
 
 namespace {
 
@@ -35,6 +39,27 @@ private:
     QStringList& m_notes;
 };
 
+std::atomic<int> setups = 0;
+
+class Service : public RKSingleton<Service>
+{
+public:
+    int value() const
+    {
+        return m_value;
+    }
+
+protected:
+    void setupInstance() override
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        m_value = ++setups;
+    }
+
+private:
+    int m_value = 0;
+};
+
 } // namespace
 
 class RKCoreTest : public RKQuietTest
@@ -60,6 +85,14 @@ private Q_SLOTS:
 
         QCOMPARE(notes.join(u';'),
             QStringLiteral("setup a 2;setup b 2;teardown b;teardown a;setup b 0"));
+    }
+
+    void everyThreadGetsTheOneObjectSetUp()
+    {
+        std::atomic<int> good = 0;
+        RKTestThreads::run(8, [&](int) { good += Service::instance()->value() == 1; });
+        QCOMPARE(good.load(), 8);
+        QCOMPARE(Service().value(), 0);
     }
 
     void legacyLogReachesQtAndTheSink()

@@ -5,6 +5,7 @@
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTestThreads.h"
 
 #include "RKCore/RKInitializer.h"
 
@@ -18,6 +19,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <atomic>
 
 using namespace RKTestPictures;
 
@@ -336,6 +338,25 @@ private Q_SLOTS:
         QCOMPARE(stripped("/a.b/c.d.JPG"), QStringLiteral("/a.b/c.d"));
         QCOMPARE(stripped("/a.jpg/c"), QStringLiteral("/a.jpg/c"));
         QCOMPARE(stripped("/a/c.txt"), QStringLiteral("/a/c.txt"));
+    }
+
+    void severalThreadsLoadAndSaveAtOnce()
+    {
+        write(path("t.jpg"), encoded(quadrants({200, 100}), "jpg"));
+        write(path("t.png"), encoded(quadrants({200, 100}), "png"));
+        std::atomic<int> good = 0;
+        RKTestThreads::run(8, [&](int i) {
+            for (const char* name : {"t.jpg", "t.png"}) {
+                good += loader().size(descriptor(name)) == QSize(200, 100);
+                good += loader().bitmap(descriptor(name), {50, 50}).size() == QSize(50, 25);
+            }
+            // One file is changed while others load it.
+            RKMetaData metaData = loader().copyMetaData(descriptor("t.jpg"));
+            metaData.setAdobeRating(1 + i % 5);
+            good += loader().save(descriptor("t.jpg"), metaData);
+        });
+        QCOMPARE(good.load(), 8 * (2 * 2 + 1));
+        QVERIFY(loader().copyMetaData(descriptor("t.jpg")).adobeRating() >= 1);
     }
 
 private:
