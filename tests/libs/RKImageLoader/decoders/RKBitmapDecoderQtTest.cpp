@@ -2,12 +2,13 @@
 
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
-#include "RKTestHeicPlugin.h"
 #include "support/RKDecoderChecks.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 
 #include <QBuffer>
+#include <QImageIOHandler>
+#include <QImageIOPlugin>
 #include <QImageReader>
 #include <QImageWriter>
 #include <QLoggingCategory>
@@ -16,9 +17,75 @@
 #include <QtEndian>
 #include <QtPlugin>
 
-Q_IMPORT_PLUGIN(RKTestHeicPlugin)
-
 namespace {
+
+enum class Trait : char
+{
+    None,
+    Broken, // The picture can be measured but not decoded.
+    Unmeasurable, // The size shows only when the picture is decoded.
+};
+
+// Reads a made-up HEIC format, a PNG file behind the transformation and the trait, with the
+// abilities of a real reader: it knows the size, scales while it decodes, and leaves the turning to
+// Qt.
+class HeicHandler : public QImageIOHandler
+{
+public:
+    bool canRead() const override
+    {
+        return !stored().isNull();
+    }
+
+    bool read(QImage* image) override
+    {
+        // Like a real one, this doesn't care for the proportions.
+        *image = m_scaledSize.isValid() ? stored().scaled(m_scaledSize) : stored();
+        return trait() != Trait::Broken;
+    }
+
+    bool supportsOption(ImageOption option) const override
+    {
+        return option == ScaledSize || option == ImageTransformation
+            || (option == Size && trait() != Trait::Unmeasurable);
+    }
+
+    QVariant option(ImageOption option) const override
+    {
+        return option == Size ? QVariant(stored().size()) : QVariant(int(bytes().at(0)));
+    }
+
+    void setOption(ImageOption, const QVariant& value) override
+    {
+        m_scaledSize = value.toSize();
+    }
+
+private:
+    QByteArray bytes() const
+    {
+        return device()->peek(device()->size()).leftJustified(2);
+    }
+
+    Trait trait() const
+    {
+        return Trait(bytes().at(1));
+    }
+
+    QImage stored() const
+    {
+        return QImage::fromData(bytes().sliced(2));
+    }
+
+    QSize m_scaledSize;
+};
+
+// Quadrants of the stored size, to be turned for display.
+QByteArray heic(
+    const QSize& stored, QImageIOHandler::Transformations transformation, Trait trait = Trait::None)
+{
+    const QByteArray png = RKTestPictures::encoded(RKTestPictures::quadrants(stored), "PNG");
+    return QByteArray(1, char(transformation.toInt())) + char(trait) + png;
+}
 
 constexpr int kJpegQuality = 20;
 constexpr const char* kRefused = "Picture refused: its header promises more than its data can hold";
@@ -49,6 +116,28 @@ public:
 };
 
 } // namespace
+
+class RKTestHeicPlugin : public QImageIOPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID QImageIOHandlerFactoryInterface_iid FILE "RKTestHeicPlugin.json")
+
+public:
+    Capabilities capabilities(QIODevice*, const QByteArray& format) const override
+    {
+        return format == "heic" || format == "heif" ? Capabilities(CanRead) : Capabilities();
+    }
+
+    QImageIOHandler* create(QIODevice* device, const QByteArray& format) const override
+    {
+        auto* const handler = new HeicHandler;
+        handler->setDevice(device);
+        handler->setFormat(format);
+        return handler;
+    }
+};
+
+Q_IMPORT_PLUGIN(RKTestHeicPlugin)
 
 class RKBitmapDecoderQtTest : public RKQuietTest
 {
@@ -182,9 +271,8 @@ private Q_SLOTS:
         // Qt's eight ways of turning; the ninth file tells its size only when it is decoded.
         for (int i = 0; i < 9; ++i) {
             const QImageIOHandler::Transformations transformation(i % 8 + i / 8 * 4);
-            const QByteArray data = RKTestHeic::file(stored,
-                transformation,
-                i == 8 ? RKTestHeic::Trait::Unmeasurable : RKTestHeic::Trait::None);
+            const QByteArray data
+                = heic(stored, transformation, i == 8 ? Trait::Unmeasurable : Trait::None);
             // What Qt makes of it without scaling.
             QBuffer buffer;
             buffer.setData(data);
@@ -207,7 +295,7 @@ private Q_SLOTS:
     {
         auto* const reporter = RKImageLoadingReporter::instance();
         const QSignalSpy spy(reporter, &RKImageLoadingReporter::heicErrorReported);
-        const QByteArray broken = RKTestHeic::file({64, 64}, {}, RKTestHeic::Trait::Broken);
+        const QByteArray broken = heic({64, 64}, {}, Trait::Broken);
         QTest::ignoreMessage(QtWarningMsg, kFailed);
         QVERIFY(m_decoder.decode(broken, "heif", {}, {}).isNull());
         QCOMPARE(spy.count(), 1);
@@ -219,7 +307,7 @@ private Q_SLOTS:
 
         // No data, the guard against shapes and another format are no failures of HEIC.
         QVERIFY(m_decoder.decode({}, "heic", {}, {}).isNull());
-        QVERIFY(m_decoder.decode(RKTestHeic::file({4, 4}, {}), "heic", {}, {}).isNull());
+        QVERIFY(m_decoder.decode(heic({4, 4}, {}), "heic", {}, {}).isNull());
         QTest::ignoreMessage(QtWarningMsg, kFailed);
         QVERIFY(m_decoder.decode(picture("png").chopped(60), "png", {}, {}).isNull());
         QCOMPARE(spy.count(), 2);
