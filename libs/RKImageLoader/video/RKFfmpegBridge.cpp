@@ -232,9 +232,7 @@ bool RKFfmpegBridge::openCodecContext()
     m_codec->max_pixels = kMostCodedPixels;
     // Not libdav1d, whose threads keep the last frames for themselves in FFmpeg 5.
     if (!(decoder->capabilities & AV_CODEC_CAP_OTHER_THREADS))
-        m_codec->thread_count = qEnvironmentVariableIsSet("RKT")
-            ? qEnvironmentVariableIntValue("RKT")
-            : std::clamp(QThread::idealThreadCount(), 1, kMostDecoderThreads);
+        m_codec->thread_count = std::clamp(QThread::idealThreadCount(), 1, kMostDecoderThreads);
     if (avcodec_open2(m_codec.get(), decoder, nullptr) < 0) {
         log(QStringLiteral("failed to open codec"));
         return false;
