@@ -482,7 +482,9 @@ long long RKFfmpegBridge::timeOfFrame() const
     // There was no packet: the decoder held the frame back until the end.
     if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE)
         return m_frame->best_effort_timestamp;
-    return av_sat_add64(m_upper, qRound64(ticksPerFrame()));
+    // AVI has none for B frames. Where no frame came since the seek, the last one is another one's.
+    const long long before = m_lower == kNoTimestamp ? m_packetTime : m_upper;
+    return av_sat_add64(before, qRound64(ticksPerFrame()));
 }
 
 bool RKFfmpegBridge::decodeCurrentImage()
