@@ -29,7 +29,9 @@ struct Row
 constexpr Row kRows[] = {
     {.clip = {.name = "plain.mp4", .options = "-bf 0"}},
     {.clip = {.name = "b.mp4", .options = "-bf 2"}},
-    {.clip = {.name = "pyramid.mp4", .options = "-bf 3 -b_strategy 2 -refs 4"}},
+    // In open groups, so that the last frames are some that the decoder takes for damaged.
+    {.clip = {.name = "pyramid.mp4",
+         .options = "-bf 3 -b_strategy 2 -refs 4 -x264-params open-gop=1"}},
     {.clip = {.name = "no_edit_list.mp4", .options = "-bf 2 -use_editlist 0"}},
     {.clip = {.name = "fragments.mp4", .options = "-movflags frag_keyframe+empty_moov"}},
     {.clip = {.name = "starts_at_2s.mp4", .options = "-output_ts_offset 2"}},
