@@ -1,5 +1,6 @@
 #include "RKImageLoader/metadata/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/metadata/RKXmpPacketParser_p.h"
+#include "support/RKTimeLimit.h"
 
 #include <QTest>
 
@@ -63,8 +64,14 @@ private Q_SLOTS:
 
 void RKXmpPacketParserTest::blanksAreKeptWhereTheyAreTheValue()
 {
-    const std::string kept = "<r><a> </a><b>  <![CDATA[]]></b><c>x</c></r>";
-    QCOMPARE(parsed(" <r>\n <a> </a>\n <b>  <![CDATA[]]></b> <c>x</c>\n</r>\n "), kept);
+    const std::string kept = "<r><a> </a><b>  <![CDATA[]]></b><c>x<!---->&#13;y</c></r>";
+    QCOMPARE(
+        parsed(" <r>\n <a> </a>\n <b>  <![CDATA[]]></b> <c>x<!---->&#13;y</c>\n</r>\n "), kept);
+    // Took minutes.
+    const std::string escaped = "<r>" + repeated("a&amp;", 1'000'000) + "</r>";
+    const qint64 start = RKTimeLimit::worked();
+    QVERIFY(parsed(escaped) == escaped);
+    QVERIFY(RKTimeLimit::worked(start) < RKTimeLimit::milliseconds(10000));
 }
 
 void RKXmpPacketParserTest::depthIsLimited()
@@ -83,6 +90,9 @@ void RKXmpPacketParserTest::nodesAreLimited()
     QVERIFY(refusal(flat(RKXmpPacketParser::kMaxNodes / 2 - 1)).isEmpty());
     QCOMPARE(refusal(flat(RKXmpPacketParser::kMaxNodes / 2)),
         QStringLiteral("too many elements and attributes"));
+    // 16 MB of these took 800 MB.
+    for (const char* node : {"<!---->", "<?a?>", "<![CDATA[]]>"})
+        QVERIFY(!refusal("<r>" + repeated(node, RKXmpPacketParser::kMaxNodes) + "</r>").isEmpty());
 }
 
 void RKXmpPacketParserTest::attributesAreLimited()
