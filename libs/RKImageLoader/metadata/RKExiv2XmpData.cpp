@@ -248,7 +248,7 @@ std::vector<std::string> requiredKeys(const std::string& key)
         return {};
     std::vector<std::string> keys{key.substr(0, branch)};
     if (key[branch] == '[') {
-        const int index = std::atoi(key.c_str() + branch + 1);
+        const long index = std::strtol(key.c_str() + branch + 1, nullptr, 10);
         keys.push_back(keys.front() + '[' + std::to_string(index - 1) + ']');
     }
     return keys;
