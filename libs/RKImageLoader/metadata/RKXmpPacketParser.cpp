@@ -56,7 +56,8 @@ QString withoutLastSlash(QString uri)
     return uri;
 }
 
-/// The known namespaces, without their last slash, and those of RDF itself, with their prefixes.
+/// The known namespaces, without their last slash, and those of RDF and of what is around it, with
+/// their prefixes.
 const PrefixOfNamespace& prefixesOfNamespaces()
 {
     static const PrefixOfNamespace table = [] {
@@ -68,6 +69,7 @@ const PrefixOfNamespace& prefixesOfNamespaces()
             QStringLiteral("http://www.w3.org/1999/02/22-rdf-syntax-ns#"), QStringLiteral("rdf"));
         prefixes.insert(
             QStringLiteral("http://www.w3.org/2000/01/rdf-schema#"), QStringLiteral("rdfs"));
+        prefixes.insert(QStringLiteral("adobe:ns:meta"), QStringLiteral("x"));
         return prefixes;
     }();
     return table;
@@ -82,14 +84,20 @@ bool isPrefixOfRegions(const QString& prefix)
         || prefix == QLatin1String("rdf");
 }
 
+/// Whether exiv2 has no prefix of its own for a namespace.
+bool isForeign(const QString& declared, const QString& uri)
+{
+    return !prefixesOfNamespaces().contains(withoutLastSlash(uri)) && !isPrefixOfRegions(declared);
+}
+
 /// The prefix to use for a namespace that a packet declares under a prefix.
 QString usedPrefix(const QString& declared, const QString& uri)
 {
-    const QString known = prefixesOfNamespaces().value(withoutLastSlash(uri));
-    if (!known.isEmpty())
-        return known;
-    const bool isKnown = RKExiv2Library::knownNamespaces().count(declared.toStdString()) != 0;
-    return isKnown && !isPrefixOfRegions(declared) ? declared + QLatin1Char('0') : declared;
+    const QString plain = withoutLastSlash(uri);
+    if (!isForeign(declared, uri))
+        return prefixesOfNamespaces().value(plain, declared);
+    return QString::fromStdString(
+        RKExiv2Library::foreignPrefix(plain.toStdString(), declared.toStdString()));
 }
 
 /// The prefixes of the element that is being read, where they are to be replaced.
@@ -343,12 +351,15 @@ bool RKXmpPacketParser::fail(qint64 line, qint64 column, const QString& message)
     return false;
 }
 
-std::set<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& packet)
+std::vector<RKXmpPacketParser::Namespace> RKXmpPacketParser::namespaces(const std::string& packet)
 {
-    std::set<std::string> replaced;
+    std::vector<Namespace> found;
     static constexpr std::string_view kXmlns = "xmlns";
     const std::string_view text = packet;
-    for (size_t at = text.find(kXmlns); at != std::string_view::npos; at = text.find(kXmlns, at)) {
+    for (size_t at = text.find(kXmlns);
+         at != std::string_view::npos && found.size() < kMaxNamespaces;
+         at = text.find(kXmlns, at))
+    {
         at += kXmlns.size();
         const size_t open = text.find_first_of("\"'", at);
         if (open == std::string_view::npos)
@@ -360,11 +371,13 @@ std::set<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& pac
         const QString uri
             = QString::fromUtf8(text.data() + open + 1, static_cast<qsizetype>(close - open - 1));
         const QString declared = localName(name.left(name.indexOf(QLatin1Char('=')))).trimmed();
-        if (usedPrefix(declared, uri) != declared)
-            replaced.insert(declared.toStdString());
+        found.push_back({declared.toStdString(),
+            usedPrefix(declared, uri).toStdString(),
+            uri.toStdString(),
+            isForeign(declared, uri)});
         at = close;
     }
-    return replaced;
+    return found;
 }
 
 QString RKXmpPacketParser::validText(const QString& text)
