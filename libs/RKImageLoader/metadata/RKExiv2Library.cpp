@@ -124,14 +124,15 @@ std::string RKExiv2Library::foreignPrefix(const std::string& uri, const std::str
     const std::lock_guard lock(mutex);
     if (const auto own = prefixes->find(uri); own != prefixes->end())
         return own->second;
-    if (prefix.empty() || prefixes->size() >= kMostNamespaces
-        || uri.size() + prefix.size() > kLongest)
+    if (prefix.empty())
         return prefix;
     std::string own = prefix;
     for (int i = 0; knownNamespaces().count(own) != 0 || taken->count(own) != 0; ++i)
         own = prefix + std::to_string(i);
-    prefixes->emplace(uri, own);
-    taken->insert(own);
+    if (prefixes->size() < kMostNamespaces && uri.size() + own.size() < kLongest) {
+        prefixes->emplace(uri, own);
+        taken->insert(own);
+    }
     return own;
 }
 

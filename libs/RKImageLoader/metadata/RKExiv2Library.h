@@ -45,8 +45,7 @@ public:
 
     /// The prefix by which keys name a namespace that is not known: the one of the first call with
     /// it, with digits appended where another namespace has it. So each has one of its own,
-    /// whatever files call it. The prefix itself where it is empty, and after a thousand
-    /// namespaces.
+    /// whatever files call it. A thousand are remembered; an empty prefix stays.
     static std::string foreignPrefix(const std::string& uri, const std::string& prefix);
 
     /// Makes exiv2 know a namespace under its foreignPrefix(), so that it names it so in keys and

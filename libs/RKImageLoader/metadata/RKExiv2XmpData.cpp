@@ -129,6 +129,8 @@ bool usesPrefix(const Exiv2::Xmpdatum& datum, const std::set<std::string>& prefi
 bool hasForeignKeys(
     const Exiv2::XmpData& data, const std::vector<RKXmpPacketParser::Namespace>& namespaces)
 {
+    if (namespaces.empty())
+        return false;
     std::set<std::string> used;
     std::set<std::string> replaced;
     for (const RKXmpPacketParser::Namespace& declared : namespaces) {
@@ -157,7 +159,7 @@ void registerForeign(const std::vector<RKXmpPacketParser::Namespace>& namespaces
 int decodeWithKnownPrefixes(std::string* packet, Exiv2::XmpData* data)
 {
     // Before exiv2 registers those of the packet, which would take away others.
-    const auto namespaces = RKXmpPacketParser::namespaces(*packet);
+    const auto namespaces = RKXmpPacketParser::ownNamespaces(*packet);
     registerForeign(namespaces);
     if (const int failure = decode(*packet, data); failure != 0)
         return failure;
@@ -334,7 +336,7 @@ RKExiv2XmpData::RKExiv2XmpData(const RKExiv2ImagePtr& image)
     : m_data(image->xmpData())
     , m_packet(packetOf(*image))
 {
-    if (hasForeignKeys(m_data, RKXmpPacketParser::namespaces(m_packet)))
+    if (hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet)))
         setXmpPacket(m_packet);
     m_changed = m_packet.empty() && !m_data.empty();
 }
@@ -523,7 +525,7 @@ bool RKExiv2XmpData::setXmpPacket(const std::string& packet)
 void RKExiv2XmpData::registerNamespaces() const
 {
     // Other files may have bound its prefixes anew since it was read.
-    registerForeign(RKXmpPacketParser::namespaces(m_packet));
+    registerForeign(RKXmpPacketParser::ownNamespaces(m_packet));
     Exiv2::XmpData scratch;
     if (!m_packet.empty())
         decode(m_packet, &scratch);
@@ -606,7 +608,7 @@ bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
     }
     registerNamespaces();
     std::string packet = packetOf(*image);
-    const auto namespaces = RKXmpPacketParser::namespaces(packet);
+    const auto namespaces = RKXmpPacketParser::ownNamespaces(packet);
     registerForeign(namespaces);
     if (hasForeignKeys(image->xmpData(), namespaces))
         decodeWithKnownPrefixes(&packet, &image->xmpData());

@@ -52,17 +52,17 @@ public:
     {
         /// Empty for the default namespace.
         std::string declaredPrefix;
-        /// The one that parse() replaces it by; mostly the same.
+        /// The one that parse() replaces it by; may be the same.
         std::string usedPrefix;
         std::string uri;
         /// exiv2 has no prefix of its own for it.
         bool isForeign = false;
     };
 
-    /// Most declarations of namespaces that are looked at; real packets have some dozens.
+    /// Most namespaces of its own that a packet may have; real ones have some dozens.
     static constexpr size_t kMaxNamespaces = 1'000;
-    /// All that look like one, in order.
-    static std::vector<Namespace> namespaces(const std::string& packet);
+    /// Those that exiv2 does not know, and those that it calls otherwise.
+    static std::vector<Namespace> ownNamespaces(const std::string& packet);
 
     /// The text without what XML 1.0, 2.2 has no place for: control characters become blanks,
     /// others U+FFFD. One such character in a value makes the whole packet unreadable.

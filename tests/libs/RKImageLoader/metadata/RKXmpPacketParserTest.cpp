@@ -47,7 +47,7 @@ QString refusal(const std::string& packet)
 
 bool replacesPrefixes(const char* packet)
 {
-    const auto namespaces = RKXmpPacketParser::namespaces(packet);
+    const auto namespaces = RKXmpPacketParser::ownNamespaces(packet);
     return std::any_of(namespaces.begin(), namespaces.end(), [](const auto& declared) {
         return declared.usedPrefix != declared.declaredPrefix;
     });
