@@ -7,8 +7,10 @@
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
-#include <algorithm>
+#include <functional>
+#include <map>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -47,28 +49,24 @@ QString declarationOf(const QString& prefix)
     return prefix.isEmpty() ? QString(kDeclaration) : qualified(QString(kDeclaration), prefix);
 }
 
-using PrefixOfNamespace = QHash<QString, QString>;
-
 /// exiv2 takes a namespace without its last slash for the one with it, and adds the slash.
-QString withoutLastSlash(QString uri)
+std::string_view withoutLastSlash(std::string_view uri)
 {
-    if (uri.endsWith(QLatin1Char('/')))
-        uri.chop(1);
-    return uri;
+    return uri.substr(0, uri.size() - (!uri.empty() && uri.back() == '/' ? 1 : 0));
 }
 
-/// The known namespaces, without their last slash, and those of RDF itself, with their prefixes.
+using PrefixOfNamespace = std::map<std::string, std::string, std::less<>>;
+
+/// The known namespaces, without their last slash, and those of RDF and of what is around it, with
+/// their prefixes.
 const PrefixOfNamespace& prefixesOfNamespaces()
 {
     static const PrefixOfNamespace table = [] {
-        PrefixOfNamespace prefixes;
+        PrefixOfNamespace prefixes{{"http://www.w3.org/1999/02/22-rdf-syntax-ns#", "rdf"},
+            {"http://www.w3.org/2000/01/rdf-schema#", "rdfs"},
+            {"adobe:ns:meta", "x"}};
         for (const auto& [prefix, uri] : RKExiv2Library::knownNamespaces())
-            prefixes.insert(
-                withoutLastSlash(QString::fromStdString(uri)), QString::fromStdString(prefix));
-        prefixes.insert(
-            QStringLiteral("http://www.w3.org/1999/02/22-rdf-syntax-ns#"), QStringLiteral("rdf"));
-        prefixes.insert(
-            QStringLiteral("http://www.w3.org/2000/01/rdf-schema#"), QStringLiteral("rdfs"));
+            prefixes.emplace(withoutLastSlash(uri), prefix);
         return prefixes;
     }();
     return table;
@@ -76,21 +74,32 @@ const PrefixOfNamespace& prefixesOfNamespaces()
 
 /// Writers have bound these to outdated namespaces, as jpeg-region-of-interest.jpg of GNOME's tests
 /// does with stArea; everybody reads them by their prefix.
-bool isPrefixOfRegions(const QString& prefix)
+bool isPrefixOfRegions(std::string_view prefix)
 {
-    return prefix == QLatin1String("mwg-rs") || prefix == QLatin1String("stArea")
-        || prefix == QLatin1String("stDim") || prefix == QLatin1String("rdfs")
-        || prefix == QLatin1String("rdf");
+    return prefix == "mwg-rs" || prefix == "stArea" || prefix == "stDim" || prefix == "rdfs"
+        || prefix == "rdf";
 }
 
-/// The prefix to use for a namespace that a packet declares under a prefix.
-QString usedPrefix(const QString& declared, const QString& uri)
+RKXmpPacketParser::Namespace namespaceFor(std::string_view declared, std::string_view uri)
 {
-    const QString known = prefixesOfNamespaces().value(withoutLastSlash(uri));
-    if (!known.isEmpty())
-        return known;
-    const bool isKnown = RKExiv2Library::knownNamespaces().count(declared.toStdString()) != 0;
-    return isKnown && !isPrefixOfRegions(declared) ? declared + QLatin1Char('0') : declared;
+    RKXmpPacketParser::Namespace result{
+        std::string(declared), std::string(declared), std::string(uri)};
+    const std::string_view plain = withoutLastSlash(uri);
+    if (const auto known = prefixesOfNamespaces().find(plain);
+        known != prefixesOfNamespaces().end()) {
+        result.usedPrefix = known->second;
+    } else if (!isPrefixOfRegions(declared)) {
+        result.usedPrefix
+            = RKExiv2Library::foreignPrefix(std::string(plain), result.declaredPrefix);
+        result.isForeign = true;
+    }
+    return result;
+}
+
+QString usedPrefix(const QString& declared, QStringView uri)
+{
+    return QString::fromStdString(
+        namespaceFor(declared.toStdString(), uri.toUtf8().toStdString()).usedPrefix);
 }
 
 /// The prefixes of the element that is being read, where they are to be replaced.
@@ -106,7 +115,7 @@ public:
             if (!isDeclaration(name))
                 continue;
             const QString declared = declaredPrefix(name);
-            const QString used = usedPrefix(declared, attribute.value().toString());
+            const QString used = usedPrefix(declared, attribute.value());
             // Also an equal prefix hides what an outer element made of it.
             if (used == declared && !m_used.contains(declared))
                 continue;
@@ -411,12 +420,16 @@ bool RKXmpPacketParser::fail(qint64 line, qint64 column, const QString& message)
     return false;
 }
 
-std::set<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& packet)
+std::vector<RKXmpPacketParser::Namespace> RKXmpPacketParser::ownNamespaces(
+    const std::string& packet)
 {
-    std::set<std::string> replaced;
+    std::vector<Namespace> found;
     static constexpr std::string_view kXmlns = "xmlns";
     const std::string_view text = packet;
-    for (size_t at = text.find(kXmlns); at != std::string_view::npos; at = text.find(kXmlns, at)) {
+    for (size_t at = text.find(kXmlns);
+         at != std::string_view::npos && found.size() < kMaxNamespaces;
+         at = text.find(kXmlns, at))
+    {
         at += kXmlns.size();
         const size_t open = text.find_first_of("\"'", at);
         if (open == std::string_view::npos)
@@ -424,15 +437,16 @@ std::set<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& pac
         const size_t close = text.find(text[open], open + 1);
         if (close == std::string_view::npos)
             break;
-        const QString name = QString::fromUtf8(text.data() + at, static_cast<qsizetype>(open - at));
-        const QString uri
-            = QString::fromUtf8(text.data() + open + 1, static_cast<qsizetype>(close - open - 1));
-        const QString declared = localName(name.left(name.indexOf(QLatin1Char('=')))).trimmed();
-        if (usedPrefix(declared, uri) != declared)
-            replaced.insert(declared.toStdString());
+        // ":PREFIX =", or without a prefix.
+        std::string_view declared = text.substr(at, open - at);
+        declared = declared.substr(0, declared.find_first_of("= \t\r\n"));
+        declared.remove_prefix(declared.empty() ? 0 : 1);
+        Namespace entry = namespaceFor(declared, text.substr(open + 1, close - open - 1));
+        if (entry.isForeign || entry.usedPrefix != entry.declaredPrefix)
+            found.push_back(std::move(entry));
         at = close;
     }
-    return replaced;
+    return found;
 }
 
 QString RKXmpPacketParser::validText(const QString& text)

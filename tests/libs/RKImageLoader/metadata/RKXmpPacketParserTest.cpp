@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+#include <algorithm>
+
 namespace {
 
 std::string repeated(const std::string& text, int count)
@@ -42,6 +44,14 @@ QString refusal(const std::string& packet)
 {
     RKXmpPacketParser parser;
     return parser.parse(packet) ? QString() : parser.errorMessage();
+}
+
+bool replacesPrefixes(const char* packet)
+{
+    const auto namespaces = RKXmpPacketParser::ownNamespaces(packet);
+    return std::any_of(namespaces.begin(), namespaces.end(), [](const auto& declared) {
+        return declared.usedPrefix != declared.declaredPrefix;
+    });
 }
 
 } // namespace
@@ -175,7 +185,12 @@ void RKXmpPacketParserTest::prefixesBecomeTheKnownOnes()
             "<r><dc:a xmlns:dc=\"http://purl.org/dc/elements/1.1/\"><q:b xmlns:q=\"http://q/\"/>"
             "<dc:c/></dc:a><q:d/></r>"},
         // Known prefix of another namespace.
-        {"<dc:a xmlns:dc=\"http://q/\" dc:b=\"\"/>", "<dc0:a dc0:b=\"\" xmlns:dc0=\"http://q/\"/>"},
+        {"<dc:a xmlns:dc=\"http://r/\" dc:b=\"\"/>", "<dc0:a dc0:b=\"\" xmlns:dc0=\"http://r/\"/>"},
+        // An unknown namespace that has had a prefix, one that has had another namespace, and both.
+        {"<r:a xmlns:r=\"http://q/\"/>", "<q:a xmlns:q=\"http://q/\"/>"},
+        {"<q:a xmlns:q=\"http://s/\"/>", "<q0:a xmlns:q0=\"http://s/\"/>"},
+        {"<q:a xmlns:q=\"http://s\" xmlns:s=\"http://q/\" s:b=\"\"/>",
+            "<q0:a xmlns:q0=\"http://s\" xmlns:q=\"http://q/\" q:b=\"\"/>"},
         // Outdated namespace of regions.
         {"<stArea:a xmlns:stArea=\"http://ns.adobe.com/xap/1.0/sType/Area#\"/>", nullptr},
     };
@@ -186,8 +201,8 @@ void RKXmpPacketParserTest::prefixesBecomeTheKnownOnes()
         RKXmpPacketParser parser;
         QVERIFY(parser.parse(packet));
         QCOMPARE(outline(parser.document().documentElement()), outline(wanted.documentElement()));
-        QCOMPARE(RKXmpPacketParser::replacedPrefixes(packet).empty(), !changed);
-        QVERIFY(RKXmpPacketParser::replacedPrefixes(expected).empty());
+        QCOMPARE(replacesPrefixes(packet), changed != nullptr);
+        QVERIFY(!replacesPrefixes(expected));
     }
 }
 
