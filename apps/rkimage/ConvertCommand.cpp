@@ -90,9 +90,10 @@ int runConvertCommand(const QString& source,
         return picture;
     };
     // Apart from the picture: together, a marker of Adobe RGB would be lost always.
-    if (keepsMetaData)
+    if (keepsMetaData) {
         conversion.finish = [&metaData](const RKMediaDescriptor& to) {
             return RKMediaLoader::instance()->save(to, metaData);
         };
+    }
     return conversion.run(source, target, messages);
 }

@@ -31,7 +31,8 @@ bool addProfile(CIccCmm* cmm, std::unique_ptr<CIccProfile> profile)
                profile.get(), icPerceptual, icInterpLinear, icXformLutColor, true, nullptr)
             != icCmmStatOk)
         return false;
-    profile.release();
+    // It is the engine's now.
+    static_cast<void>(profile.release());
     return true;
 }
 
@@ -125,7 +126,9 @@ std::unique_ptr<CIccProfile> RKColorProfileConverterImpl::createSourceProfile(
     const QByteArray embedded = metaData.iccData();
     if (!embedded.isEmpty())
         return readProfileFromByteArray(embedded);
-    return metaData.isAdobeRGB() ? adobeRGBProfile() : nullptr;
+    if (!metaData.isAdobeRGB())
+        return nullptr;
+    return adobeRGBProfile();
 }
 
 bool RKColorProfileConverterImpl::initCmm(CIccCmm* cmm, std::unique_ptr<CIccProfile> source) const

@@ -87,19 +87,19 @@ inline bool isVideo(const Exiv2::Image& image)
 {
 #if EXIV2_TEST_VERSION(0, 28, 0)
     using namespace Exiv2;
-    constexpr auto asf = ImageType::asf;
-    constexpr auto mkv = ImageType::mkv;
-    constexpr auto qtime = ImageType::qtime;
-    constexpr auto riff = ImageType::riff;
+    constexpr auto kAsf = ImageType::asf;
+    constexpr auto kMkv = ImageType::mkv;
+    constexpr auto kQtime = ImageType::qtime;
+    constexpr auto kRiff = ImageType::riff;
 #else
     // The headers that define them do not compile outside exiv2.
-    constexpr int asf = 24;
-    constexpr int mkv = 21;
-    constexpr int qtime = 22;
-    constexpr int riff = 20;
+    constexpr int kAsf = 24;
+    constexpr int kMkv = 21;
+    constexpr int kQtime = 22;
+    constexpr int kRiff = 20;
 #endif
     const auto type = image.imageType();
-    return type == asf || type == mkv || type == qtime || type == riff;
+    return type == kAsf || type == kMkv || type == kQtime || type == kRiff;
 }
 
 /// The formats whose directories describe the pictures of the file itself.

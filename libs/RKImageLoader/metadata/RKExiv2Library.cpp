@@ -4,6 +4,7 @@
 
 #include <map>
 #include <mutex>
+#include <set>
 
 namespace {
 
@@ -108,6 +109,41 @@ void RKExiv2Library::restoreKnownPrefixes()
         if (namespaceOf(prefix) != uri)
             Exiv2::XmpProperties::registerNs(uri, prefix);
     }
+}
+
+std::string RKExiv2Library::foreignPrefix(const std::string& uri, const std::string& prefix)
+{
+    // Real files have some dozens, of some dozens of bytes; hostile ones must not fill the memory.
+    constexpr size_t kMostNamespaces = 1000;
+    constexpr size_t kLongest = 1024;
+    static std::mutex mutex;
+    // Never destroyed: threads may still read metadata while the process ends.
+    static auto* const prefixes = new std::map<std::string, std::string>;
+    static auto* const taken = new std::set<std::string>;
+
+    const std::lock_guard lock(mutex);
+    if (const auto own = prefixes->find(uri); own != prefixes->end())
+        return own->second;
+    if (prefix.empty())
+        return prefix;
+    std::string own = prefix;
+    for (int i = 0; knownNamespaces().count(own) != 0 || taken->count(own) != 0; ++i)
+        own = prefix + std::to_string(i);
+    if (prefixes->size() < kMostNamespaces && uri.size() + own.size() < kLongest) {
+        prefixes->emplace(uri, own);
+        taken->insert(own);
+    }
+    return own;
+}
+
+void RKExiv2Library::registerForeignNamespace(const std::string& uri, const std::string& prefix)
+{
+    valueOr(false, [&] {
+        const std::string registered = namespaceOf(prefix);
+        if (registered != uri && registered != uri + '/')
+            Exiv2::XmpProperties::registerNs(uri, prefix);
+        return true;
+    });
 }
 
 void RKExiv2Library::refreshNamespaces()

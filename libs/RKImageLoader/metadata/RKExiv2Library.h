@@ -43,6 +43,15 @@ public:
     /// XmpData is changed, with xmpLock() held exclusively.
     static void restoreKnownPrefixes();
 
+    /// The prefix by which keys name a namespace that is not known: the one of the first call with
+    /// it, with digits appended where another namespace has it. So each has one of its own,
+    /// whatever files call it. A thousand are remembered; an empty prefix stays.
+    static std::string foreignPrefix(const std::string& uri, const std::string& prefix);
+
+    /// Makes exiv2 know a namespace under its foreignPrefix(), so that it names it so in keys and
+    /// can encode them, also those of parts of structures. Called with xmpLock() held exclusively.
+    static void registerForeignNamespace(const std::string& uri, const std::string& prefix);
+
     /// Makes the toolkit write the known namespaces under their known prefixes again: reading a
     /// file that binds another prefix to such a namespace changes what every later save of any file
     /// writes. Includes restoreKnownPrefixes(). Called before XMP is encoded or an image is

@@ -95,10 +95,11 @@ QByteArray readImageFile(const QString& path)
     if (!RKExiv2Compat::openFile(nativePath))
         throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly)) {
         throw Exiv2::Error(Exiv2::ErrorCode::kerDataSourceOpenFailed,
             nativePath,
             file.errorString().toStdString());
+    }
     QByteArray bytes = file.readAll();
     if (bytes.size() != file.size())
         throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
@@ -826,16 +827,16 @@ bool RKExiv2WrapperImpl::writeInto(Target* target) const
     if (!isWritable(*image) || !writeIntoImage(image, false, target))
         return false;
 
-    const Exiv2::Error failure(Exiv2::ErrorCode::kerImageWriteFailed);
+    constexpr auto kFailed = Exiv2::ErrorCode::kerImageWriteFailed;
     if (target->content.isEmpty())
-        throw failure;
+        throw Exiv2::Error(kFailed);
     const RKExiv2ImagePtr written = RKExiv2Compat::openMemory(target->content);
     readMetadata(*written);
     if (written->imageType() != image->imageType() || sizeOf(*written) != target->size)
-        throw failure;
+        throw Exiv2::Error(kFailed);
     // exiv2 has no place for most data in this format, and says nothing.
     if (RKExiv2Compat::isCrw(*image) && !RKImageFamilies::of(*written).hasSameExif(*image))
-        throw failure;
+        throw Exiv2::Error(kFailed);
     return true;
 }
 

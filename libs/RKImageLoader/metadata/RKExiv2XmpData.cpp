@@ -124,26 +124,47 @@ bool usesPrefix(const Exiv2::Xmpdatum& datum, const std::set<std::string>& prefi
     return false;
 }
 
-/// Decoding has put prefixes of the packet into the keys that exiv2 does not know, or knows for
-/// something else: they are good only until the next file is read.
-bool hasForeignKeys(const Exiv2::XmpData& data, const std::string& packet)
+/// Decoding has put prefixes of this packet, or of another one, into the keys that are not those to
+/// use: they are good only until the next file is read.
+bool hasForeignKeys(
+    const Exiv2::XmpData& data, const std::vector<RKXmpPacketParser::Namespace>& namespaces)
 {
-    std::set<std::string> prefixes = RKXmpPacketParser::replacedPrefixes(packet);
-    // As the toolkit calls the default namespace.
-    if (prefixes.erase(std::string()) != 0)
-        prefixes.insert("_dflt_");
-    return !prefixes.empty() && std::any_of(data.begin(), data.end(), [&](const auto& datum) {
-        return usesPrefix(datum, prefixes);
+    if (namespaces.empty())
+        return false;
+    std::set<std::string> used;
+    std::set<std::string> replaced;
+    for (const RKXmpPacketParser::Namespace& declared : namespaces) {
+        used.insert(declared.usedPrefix);
+        // As the toolkit calls the default namespace.
+        if (declared.usedPrefix != declared.declaredPrefix)
+            replaced.insert(declared.declaredPrefix.empty() ? "_dflt_" : declared.declaredPrefix);
+    }
+    const auto& known = RKExiv2Library::knownNamespaces();
+    return std::any_of(data.begin(), data.end(), [&](const Exiv2::Xmpdatum& datum) {
+        const std::string group = datum.groupName();
+        return usesPrefix(datum, replaced) || (known.count(group) == 0 && used.count(group) == 0);
     });
 }
 
-/// Decodes a packet with the prefixes that exiv2 knows, and changes the packet likewise.
+void registerForeign(const std::vector<RKXmpPacketParser::Namespace>& namespaces)
+{
+    for (const RKXmpPacketParser::Namespace& declared : namespaces) {
+        if (declared.isForeign && !declared.usedPrefix.empty())
+            RKExiv2Library::registerForeignNamespace(declared.uri, declared.usedPrefix);
+    }
+}
+
+/// Decodes a packet with the prefixes to use (see RKXmpPacketParser), and changes the packet
+/// likewise.
 int decodeWithKnownPrefixes(std::string* packet, Exiv2::XmpData* data)
 {
+    // Before exiv2 registers those of the packet, which would take away others.
+    const auto namespaces = RKXmpPacketParser::ownNamespaces(*packet);
+    registerForeign(namespaces);
     if (const int failure = decode(*packet, data); failure != 0)
         return failure;
     RKXmpPacketParser parser;
-    if (!hasForeignKeys(*data, *packet) || !parser.parse(*packet))
+    if (!hasForeignKeys(*data, namespaces) || !parser.parse(*packet))
         return 0;
     std::string renamed = RKXmpPacketParser::serialize(parser.document());
     RKExiv2Library::refreshNamespaces();
@@ -248,7 +269,7 @@ std::vector<std::string> requiredKeys(const std::string& key)
         return {};
     std::vector<std::string> keys{key.substr(0, branch)};
     if (key[branch] == '[') {
-        const int index = std::atoi(key.c_str() + branch + 1);
+        const long index = std::strtol(key.c_str() + branch + 1, nullptr, 10);
         keys.push_back(keys.front() + '[' + std::to_string(index - 1) + ']');
     }
     return keys;
@@ -315,7 +336,7 @@ RKExiv2XmpData::RKExiv2XmpData(const RKExiv2ImagePtr& image)
     : m_data(image->xmpData())
     , m_packet(packetOf(*image))
 {
-    if (hasForeignKeys(m_data, m_packet))
+    if (hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet)))
         setXmpPacket(m_packet);
     m_changed = m_packet.empty() && !m_data.empty();
 }
@@ -503,8 +524,8 @@ bool RKExiv2XmpData::setXmpPacket(const std::string& packet)
 
 void RKExiv2XmpData::registerNamespaces() const
 {
-    // Decoding registers the namespaces of the file that are not known; another file may have bound
-    // their prefixes anew meanwhile.
+    // Other files may have bound its prefixes anew since it was read.
+    registerForeign(RKXmpPacketParser::ownNamespaces(m_packet));
     Exiv2::XmpData scratch;
     if (!m_packet.empty())
         decode(m_packet, &scratch);
@@ -587,7 +608,9 @@ bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
     }
     registerNamespaces();
     std::string packet = packetOf(*image);
-    if (hasForeignKeys(image->xmpData(), packet))
+    const auto namespaces = RKXmpPacketParser::ownNamespaces(packet);
+    registerForeign(namespaces);
+    if (hasForeignKeys(image->xmpData(), namespaces))
         decodeWithKnownPrefixes(&packet, &image->xmpData());
     if (RKXmpRegions::containsXmpData(m_data))
         RKXmpRegions::stripRegions(image->xmpData());

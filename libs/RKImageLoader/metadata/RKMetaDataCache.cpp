@@ -36,7 +36,9 @@ RKMetaData* RKMetaDataCache::metaData(const QFileInfo& file)
     // An image that could not be measured is not held: it may be readable the next time.
     if (!hasSize(*made))
         return made.release();
-    return hold(key(file), std::move(made), changesBefore, Owner::HandedOut);
+    RKMetaData* const handedOut = made.get();
+    hold(key(file), std::move(made), changesBefore, Owner::HandedOut);
+    return handedOut;
 }
 
 RKMetaData* RKMetaDataCache::metaData(const QFileInfo& file, const QByteArray& bytes)
@@ -48,7 +50,9 @@ RKMetaData* RKMetaDataCache::metaData(const QFileInfo& file, const QByteArray& b
 
     // Kept: held without regard to its size, which would be the same the next time.
     auto made = std::make_unique<RKMetaData>(file, bytes);
-    return hold(key(file), std::move(made), changesBefore, Owner::HandedOut);
+    RKMetaData* const handedOut = made.get();
+    hold(key(file), std::move(made), changesBefore, Owner::HandedOut);
+    return handedOut;
 }
 
 RKMetaData RKMetaDataCache::metaDataValue(const QFileInfo& file)
@@ -168,10 +172,9 @@ std::optional<RKMetaData> RKMetaDataCache::copyOfHeld(const QString& key) const
 
 // Takes what was just read, unless it may be obsolete. A copy for a value does not displace an
 // object that came in meanwhile, which somebody may be changing through its pointer.
-RKMetaData* RKMetaDataCache::hold(
+void RKMetaDataCache::hold(
     const QString& key, std::unique_ptr<RKMetaData> made, quint64 changeCount, Owner owner)
 {
-    RKMetaData* const metaData = made.get();
     std::unique_ptr<RKMetaData> unused;
     const QWriteLocker locker(&m_lock);
     const bool isLate = owner == Owner::CacheOnly && m_entries.find(key) != m_entries.cend();
@@ -179,7 +182,6 @@ RKMetaData* RKMetaDataCache::hold(
         unused = put(key, std::move(made), owner);
     else
         unused = retire(std::move(made), owner);
-    return metaData;
 }
 
 // Returns the object that was held before if nobody needs it any more, to be deleted once the lock

@@ -87,7 +87,7 @@ private:
     };
 
     std::optional<RKMetaData> copyOfHeld(const QString& key) const;
-    RKMetaData* hold(
+    void hold(
         const QString& key, std::unique_ptr<RKMetaData> made, quint64 changeCount, Owner owner);
     std::unique_ptr<RKMetaData> put(
         const QString& key, std::unique_ptr<RKMetaData> metaData, Owner owner);

@@ -9,7 +9,7 @@ using Field = RKMetaDataFieldEnum;
 struct Keyword
 {
     QLatin1String text;
-    Field field;
+    Field field = Field::none;
 };
 
 constexpr Keyword kKeywords[] = {

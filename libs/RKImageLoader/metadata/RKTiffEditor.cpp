@@ -38,8 +38,8 @@ constexpr qsizetype kMostDirectories = 10000;
 
 quint32 sizeOfType(quint16 type)
 {
-    static constexpr std::array<quint8, 14> sizes = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
-    return type < sizes.size() ? sizes[type] : 0;
+    static constexpr std::array<quint8, 14> kSizes = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
+    return type < kSizes.size() ? kSizes[type] : 0;
 }
 
 /// TIFF, and the raw files of Olympus.
@@ -271,11 +271,12 @@ std::optional<RKTiffEditor::Tag> RKTiffEditor::tag(quint16 number) const
             continue;
         Tag found = entry.tag;
         const quint64 size = quint64(entry.count) * sizeOfType(found.type);
-        if (const auto range = valueRange(entry))
+        if (const auto range = valueRange(entry)) {
             found.value
                 = m_bytes.mid(static_cast<qsizetype>(range->start), static_cast<qsizetype>(size));
-        else
+        } else {
             found.value = entry.field.left(static_cast<qsizetype>(qMin<quint64>(size, kFieldSize)));
+        }
         return found;
     }
     return {};

@@ -5,9 +5,12 @@
 #include <QList>
 #include <QStringList>
 #include <QXmlStreamReader>
+#include <QXmlStreamWriter>
 
-#include <algorithm>
+#include <functional>
+#include <map>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -46,28 +49,24 @@ QString declarationOf(const QString& prefix)
     return prefix.isEmpty() ? QString(kDeclaration) : qualified(QString(kDeclaration), prefix);
 }
 
-using PrefixOfNamespace = QHash<QString, QString>;
-
 /// exiv2 takes a namespace without its last slash for the one with it, and adds the slash.
-QString withoutLastSlash(QString uri)
+std::string_view withoutLastSlash(std::string_view uri)
 {
-    if (uri.endsWith(QLatin1Char('/')))
-        uri.chop(1);
-    return uri;
+    return uri.substr(0, uri.size() - (!uri.empty() && uri.back() == '/' ? 1 : 0));
 }
 
-/// The known namespaces, without their last slash, and those of RDF itself, with their prefixes.
+using PrefixOfNamespace = std::map<std::string, std::string, std::less<>>;
+
+/// The known namespaces, without their last slash, and those of RDF and of what is around it, with
+/// their prefixes.
 const PrefixOfNamespace& prefixesOfNamespaces()
 {
     static const PrefixOfNamespace table = [] {
-        PrefixOfNamespace prefixes;
+        PrefixOfNamespace prefixes{{"http://www.w3.org/1999/02/22-rdf-syntax-ns#", "rdf"},
+            {"http://www.w3.org/2000/01/rdf-schema#", "rdfs"},
+            {"adobe:ns:meta", "x"}};
         for (const auto& [prefix, uri] : RKExiv2Library::knownNamespaces())
-            prefixes.insert(
-                withoutLastSlash(QString::fromStdString(uri)), QString::fromStdString(prefix));
-        prefixes.insert(
-            QStringLiteral("http://www.w3.org/1999/02/22-rdf-syntax-ns#"), QStringLiteral("rdf"));
-        prefixes.insert(
-            QStringLiteral("http://www.w3.org/2000/01/rdf-schema#"), QStringLiteral("rdfs"));
+            prefixes.emplace(withoutLastSlash(uri), prefix);
         return prefixes;
     }();
     return table;
@@ -75,21 +74,32 @@ const PrefixOfNamespace& prefixesOfNamespaces()
 
 /// Writers have bound these to outdated namespaces, as jpeg-region-of-interest.jpg of GNOME's tests
 /// does with stArea; everybody reads them by their prefix.
-bool isPrefixOfRegions(const QString& prefix)
+bool isPrefixOfRegions(std::string_view prefix)
 {
-    return prefix == QLatin1String("mwg-rs") || prefix == QLatin1String("stArea")
-        || prefix == QLatin1String("stDim") || prefix == QLatin1String("rdfs")
-        || prefix == QLatin1String("rdf");
+    return prefix == "mwg-rs" || prefix == "stArea" || prefix == "stDim" || prefix == "rdfs"
+        || prefix == "rdf";
 }
 
-/// The prefix to use for a namespace that a packet declares under a prefix.
-QString usedPrefix(const QString& declared, const QString& uri)
+RKXmpPacketParser::Namespace namespaceFor(std::string_view declared, std::string_view uri)
 {
-    const QString known = prefixesOfNamespaces().value(withoutLastSlash(uri));
-    if (!known.isEmpty())
-        return known;
-    const bool isKnown = RKExiv2Library::knownNamespaces().count(declared.toStdString()) != 0;
-    return isKnown && !isPrefixOfRegions(declared) ? declared + QLatin1Char('0') : declared;
+    RKXmpPacketParser::Namespace result{
+        std::string(declared), std::string(declared), std::string(uri)};
+    const std::string_view plain = withoutLastSlash(uri);
+    if (const auto known = prefixesOfNamespaces().find(plain);
+        known != prefixesOfNamespaces().end()) {
+        result.usedPrefix = known->second;
+    } else if (!isPrefixOfRegions(declared)) {
+        result.usedPrefix
+            = RKExiv2Library::foreignPrefix(std::string(plain), result.declaredPrefix);
+        result.isForeign = true;
+    }
+    return result;
+}
+
+QString usedPrefix(const QString& declared, QStringView uri)
+{
+    return QString::fromStdString(
+        namespaceFor(declared.toStdString(), uri.toUtf8().toStdString()).usedPrefix);
 }
 
 /// The prefixes of the element that is being read, where they are to be replaced.
@@ -105,7 +115,7 @@ public:
             if (!isDeclaration(name))
                 continue;
             const QString declared = declaredPrefix(name);
-            const QString used = usedPrefix(declared, attribute.value().toString());
+            const QString used = usedPrefix(declared, attribute.value());
             // Also an equal prefix hides what an outer element made of it.
             if (used == declared && !m_used.contains(declared))
                 continue;
@@ -181,12 +191,15 @@ public:
         case QXmlStreamReader::EndElement: endElement(); break;
         case QXmlStreamReader::Characters: characters(); break;
         case QXmlStreamReader::Comment:
-            m_current.appendChild(m_document.createComment(m_reader->text().toString()));
+            if (hasRoomFor(1))
+                m_current.appendChild(m_document.createComment(m_reader->text().toString()));
             break;
         case QXmlStreamReader::ProcessingInstruction:
-            m_current.appendChild(m_document.createProcessingInstruction(
-                m_reader->processingInstructionTarget().toString(),
-                m_reader->processingInstructionData().toString()));
+            if (hasRoomFor(1)) {
+                m_current.appendChild(m_document.createProcessingInstruction(
+                    m_reader->processingInstructionTarget().toString(),
+                    m_reader->processingInstructionData().toString()));
+            }
             break;
         case QXmlStreamReader::DTD:
             // Declares entities, which may grow without bound when they are expanded.
@@ -197,19 +210,25 @@ public:
     }
 
 private:
+    /// Whether there may be so many nodes more.
+    bool hasRoomFor(qsizetype nodes)
+    {
+        m_nodes += nodes;
+        if (m_nodes > RKXmpPacketParser::kMaxNodes)
+            m_reader->raiseError(QStringLiteral("too many elements and attributes"));
+        return !m_reader->hasError();
+    }
+
     void startElement()
     {
         const QXmlStreamAttributes attributes = m_reader->attributes();
         ++m_depth;
-        m_nodes += 1 + attributes.size();
         if (m_depth > RKXmpPacketParser::kMaxDepth) {
             m_reader->raiseError(QStringLiteral("elements are nested too deeply"));
             return;
         }
-        if (m_nodes > RKXmpPacketParser::kMaxNodes) {
-            m_reader->raiseError(QStringLiteral("too many elements and attributes"));
+        if (!hasRoomFor(1 + attributes.size()))
             return;
-        }
         m_blanks.clear();
         m_scopes.enter(attributes);
         QDomElement element
@@ -238,10 +257,10 @@ private:
         }
         takeBlanks();
         const QString text = m_reader->text().toString();
-        if (m_reader->isCDATA())
-            m_current.appendChild(m_document.createCDATASection(text));
-        else
+        if (!m_reader->isCDATA())
             m_current.appendChild(m_document.createTextNode(text));
+        else if (hasRoomFor(1))
+            m_current.appendChild(m_document.createCDATASection(text));
     }
 
     void takeBlanks()
@@ -259,6 +278,64 @@ private:
     QString m_blanks;
     qsizetype m_nodes = 0;
     int m_depth = 0;
+};
+
+/// Writes a document. QDomDocument's own way moves the rest of a text for each character that it
+/// escapes: it takes 14 s for a value of 2 MB in which every second one is "&".
+class DocumentWriter
+{
+public:
+    explicit DocumentWriter(QByteArray* bytes)
+        : m_writer(bytes)
+    {
+    }
+
+    void write(const QDomNode& node)
+    {
+        switch (node.nodeType()) {
+        case QDomNode::DocumentNode: writeChildren(node); break;
+        case QDomNode::ElementNode: writeElement(node.toElement()); break;
+        case QDomNode::TextNode: writeText(node.nodeValue()); break;
+        case QDomNode::CDATASectionNode: m_writer.writeCDATA(node.nodeValue()); break;
+        case QDomNode::CommentNode: m_writer.writeComment(node.nodeValue()); break;
+        case QDomNode::ProcessingInstructionNode:
+            m_writer.writeProcessingInstruction(node.nodeName(), node.nodeValue());
+            break;
+        default: break;
+        }
+    }
+
+private:
+    void writeChildren(const QDomNode& parent)
+    {
+        for (QDomNode node = parent.firstChild(); !node.isNull(); node = node.nextSibling())
+            write(node);
+    }
+
+    void writeElement(const QDomElement& element)
+    {
+        m_writer.writeStartElement(element.tagName());
+        const QDomNamedNodeMap attributes = element.attributes();
+        for (int i = 0; i < attributes.count(); ++i) {
+            const QDomNode attribute = attributes.item(i);
+            m_writer.writeAttribute(attribute.nodeName(), attribute.nodeValue());
+        }
+        writeChildren(element);
+        m_writer.writeEndElement();
+    }
+
+    void writeText(const QString& text)
+    {
+        // Read as it is, a carriage return would become a line feed (XML 1.0, 2.11).
+        const QStringList lines = text.split(u'\r');
+        for (qsizetype i = 0; i < lines.size(); ++i) {
+            if (i > 0)
+                m_writer.writeEntityReference(QStringLiteral("#13"));
+            m_writer.writeCharacters(lines[i]);
+        }
+    }
+
+    QXmlStreamWriter m_writer;
 };
 
 /// An element of the packet may have more attributes than is sensible: there are more quotes after
@@ -343,12 +420,16 @@ bool RKXmpPacketParser::fail(qint64 line, qint64 column, const QString& message)
     return false;
 }
 
-std::set<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& packet)
+std::vector<RKXmpPacketParser::Namespace> RKXmpPacketParser::ownNamespaces(
+    const std::string& packet)
 {
-    std::set<std::string> replaced;
+    std::vector<Namespace> found;
     static constexpr std::string_view kXmlns = "xmlns";
     const std::string_view text = packet;
-    for (size_t at = text.find(kXmlns); at != std::string_view::npos; at = text.find(kXmlns, at)) {
+    for (size_t at = text.find(kXmlns);
+         at != std::string_view::npos && found.size() < kMaxNamespaces;
+         at = text.find(kXmlns, at))
+    {
         at += kXmlns.size();
         const size_t open = text.find_first_of("\"'", at);
         if (open == std::string_view::npos)
@@ -356,15 +437,16 @@ std::set<std::string> RKXmpPacketParser::replacedPrefixes(const std::string& pac
         const size_t close = text.find(text[open], open + 1);
         if (close == std::string_view::npos)
             break;
-        const QString name = QString::fromUtf8(text.data() + at, static_cast<qsizetype>(open - at));
-        const QString uri
-            = QString::fromUtf8(text.data() + open + 1, static_cast<qsizetype>(close - open - 1));
-        const QString declared = localName(name.left(name.indexOf(QLatin1Char('=')))).trimmed();
-        if (usedPrefix(declared, uri) != declared)
-            replaced.insert(declared.toStdString());
+        // ":PREFIX =", or without a prefix.
+        std::string_view declared = text.substr(at, open - at);
+        declared = declared.substr(0, declared.find_first_of("= \t\r\n"));
+        declared.remove_prefix(declared.empty() ? 0 : 1);
+        Namespace entry = namespaceFor(declared, text.substr(open + 1, close - open - 1));
+        if (entry.isForeign || entry.usedPrefix != entry.declaredPrefix)
+            found.push_back(std::move(entry));
         at = close;
     }
-    return replaced;
+    return found;
 }
 
 QString RKXmpPacketParser::validText(const QString& text)
@@ -385,5 +467,7 @@ QString RKXmpPacketParser::validText(const QString& text)
 
 std::string RKXmpPacketParser::serialize(const QDomDocument& document)
 {
-    return document.toByteArray(-1).toStdString();
+    QByteArray bytes;
+    DocumentWriter(&bytes).write(document);
+    return bytes.toStdString();
 }

@@ -5,15 +5,16 @@
 #include <QDomDocument>
 #include <QString>
 
-#include <set>
 #include <string>
+#include <vector>
 
 /// Parses an XMP packet, which comes from a file and may be hostile, into a DOM document.
 ///
 /// The document names everything by qualified names. Namespaces that exiv2 knows appear under the
 /// prefixes that exiv2 writes, whatever the packet calls them; a known prefix that the packet binds
 /// to a namespace of its own gets a digit appended, except where a face region would be lost by
-/// that.
+/// that. Other namespaces have one prefix for all files of the process: that of the first file,
+/// with digits appended where another namespace has it.
 ///
 /// Unlike QDomDocument::setContent() it keeps the blanks of a value that is nothing but blanks, and
 /// it refuses what would exhaust stack, memory or time: document type declarations (and with them
@@ -28,7 +29,8 @@ public:
     /// Deepest nesting of elements: QDomDocument recurses, and takes half a second for a nesting of
     /// 10 000. Real packets stay below 30.
     static constexpr int kMaxDepth = 128;
-    /// Most elements and attributes together; 100 000 of each take 250 MB.
+    /// Most elements and attributes, with comments, instructions and CDATA sections; 100 000 of
+    /// each of the first two take 250 MB.
     static constexpr int kMaxNodes = 50'000;
     /// Most attributes of one element: QXmlStreamReader compares each with each, and takes a
     /// quarter of a second for 10 000.
@@ -46,8 +48,22 @@ public:
     qint64 errorColumn() const;
     QString errorMessage() const;
 
-    /// The prefixes in the packet that parse() replaces; empty for the default namespace.
-    static std::set<std::string> replacedPrefixes(const std::string& packet);
+    /// A namespace that a packet declares.
+    struct Namespace
+    {
+        /// Empty for the default namespace.
+        std::string declaredPrefix;
+        /// The one that parse() replaces it by; may be the same.
+        std::string usedPrefix;
+        std::string uri;
+        /// exiv2 has no prefix of its own for it.
+        bool isForeign = false;
+    };
+
+    /// Most namespaces of its own that a packet may have; real ones have some dozens.
+    static constexpr size_t kMaxNamespaces = 1'000;
+    /// Those that exiv2 does not know, and those that it calls otherwise.
+    static std::vector<Namespace> ownNamespaces(const std::string& packet);
 
     /// The text without what XML 1.0, 2.2 has no place for: control characters become blanks,
     /// others U+FFFD. One such character in a value makes the whole packet unreadable.

@@ -60,6 +60,15 @@ bool canGoOnAfter(int result)
     return result >= 0 || result == AVERROR_INVALIDDATA;
 }
 
+bool isKeyFrame(const AVFrame& frame)
+{
+#ifdef AV_FRAME_FLAG_KEY
+    return frame.flags & AV_FRAME_FLAG_KEY;
+#else
+    return frame.key_frame;
+#endif
+}
+
 int hasExpired(void* deadline)
 {
     return static_cast<const QDeadlineTimer*>(deadline)->hasExpired() ? 1 : 0;
@@ -232,9 +241,10 @@ bool RKFfmpegBridge::openCodecContext()
     m_codec->max_pixels = kMostCodedPixels;
     // Not libdav1d, whose threads keep the last frames for themselves in FFmpeg 5.
     if (!(decoder->capabilities & AV_CODEC_CAP_OTHER_THREADS))
-        m_codec->thread_count = qEnvironmentVariableIsSet("RKT")
-            ? qEnvironmentVariableIntValue("RKT")
-            : std::clamp(QThread::idealThreadCount(), 1, kMostDecoderThreads);
+        m_codec->thread_count = std::clamp(QThread::idealThreadCount(), 1, kMostDecoderThreads);
+    // See isDecodable().
+    if (decoder->id == AV_CODEC_ID_H264)
+        m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
     if (avcodec_open2(m_codec.get(), decoder, nullptr) < 0) {
         log(QStringLiteral("failed to open codec"));
         return false;
@@ -449,6 +459,8 @@ int RKFfmpegBridge::receiveFrames(long long timestamp, bool* done, bool* gotImag
             log(QStringLiteral("error during decoding"));
             return received;
         }
+        if (!isDecodable())
+            continue;
         const long long time = timeOfFrame();
         m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, m_upper);
         m_lower = m_lastFrameOkay ? m_upper : time;
@@ -461,6 +473,20 @@ int RKFfmpegBridge::receiveFrames(long long timestamp, bool* done, bool* gotImag
         av_frame_unref(m_frame.get());
     }
     return 0;
+}
+
+/// Whether all that the frame was predicted from was decoded since the last seek. By itself,
+/// H.264's decoder keeps frames of which it doesn't know that, and at the end of a file it doesn't:
+/// where the last key frame begins an open group, it loses the frames that it still holds back.
+bool RKFfmpegBridge::isDecodable() const
+{
+    if (m_codec->codec_id != AV_CODEC_ID_H264)
+        return true;
+    if (m_frame->flags & AV_FRAME_FLAG_CORRUPT)
+        return false;
+    const bool isFromTheEnd = m_frame->pkt_dts == AV_NOPTS_VALUE;
+    // What follows a frame that is decodable is, too.
+    return !isFromTheEnd || isKeyFrame(*m_frame) || m_lower != kNoTimestamp;
 }
 
 /// The packet's decoding time, or what comes nearest to it.
@@ -484,7 +510,9 @@ long long RKFfmpegBridge::timeOfFrame() const
     // There was no packet: the decoder held the frame back until the end.
     if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE)
         return m_frame->best_effort_timestamp;
-    return av_sat_add64(m_upper, qRound64(ticksPerFrame()));
+    // AVI has none for B frames. Where no frame came since the seek, the last one is another one's.
+    const long long before = m_lower == kNoTimestamp ? m_packetTime : m_upper;
+    return av_sat_add64(before, qRound64(ticksPerFrame()));
 }
 
 bool RKFfmpegBridge::decodeCurrentImage()

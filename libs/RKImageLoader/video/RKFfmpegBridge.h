@@ -186,6 +186,7 @@ private:
     bool decodePacket(long long timestamp, bool* done, bool* gotImage);
     void drain(long long timestamp, bool* done, bool* gotImage);
     int receiveFrames(long long timestamp, bool* done, bool* gotImage);
+    bool isDecodable() const;
     long long timeOfPacket() const;
     long long timeOfFrame() const;
     bool decodeCurrentImage();

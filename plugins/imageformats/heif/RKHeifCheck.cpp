@@ -27,6 +27,9 @@ constexpr qint64 kLeastWork = 1 << 16;
 constexpr int kMaxPadding = 64;
 // ITU-T H.265, table A.8.
 constexpr int kMaxSlices = 600;
+// ISO/IEC 14496-12, 8.11.3.1: construction methods.
+constexpr quint64 kInFile = 0;
+constexpr quint64 kInItemData = 1;
 
 struct FullBox
 {
@@ -41,6 +44,16 @@ struct FullBox
     quint64 version;
     quint64 flags;
 };
+
+/// Where the bytes of an item are; empty for what is not followed.
+QByteArrayView sourceOf(quint64 method, QByteArrayView file, QByteArrayView itemData)
+{
+    switch (method) {
+    case kInFile: return file;
+    case kInItemData: return itemData;
+    default: return {};
+    }
+}
 
 QByteArray joined(const QList<QByteArrayView>& extents)
 {
@@ -250,9 +263,6 @@ bool RKHeifCheck::readItem(QByteArrayView box)
 // ISO/IEC 14496-12, 8.11.3.
 bool RKHeifCheck::readLocations(QByteArrayView box, QByteArrayView file, QByteArrayView itemData)
 {
-    constexpr quint64 kInFile = 0;
-    constexpr quint64 kInItemData = 1;
-
     FullBox locations(box);
     RKBigEndianReader& reader = locations.reader;
     const auto sizes = int(reader.number(2));
@@ -268,9 +278,7 @@ bool RKHeifCheck::readLocations(QByteArrayView box, QByteArrayView file, QByteAr
         const auto item = m_items.find(id);
         if (item == m_items.end() || !item->extents.isEmpty())
             return false;
-        const QByteArrayView source = method == kInFile ? file
-            : method == kInItemData                     ? itemData
-                                                        : QByteArrayView();
+        const QByteArrayView source = sourceOf(method, file, itemData);
         for (quint64 j = 0; j < extents && reader.isGood(); ++j) {
             reader.number(indexSize);
             const quint64 offset = base + reader.number(sizes >> 12 & 15);

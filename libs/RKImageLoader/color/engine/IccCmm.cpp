@@ -50,8 +50,8 @@ struct CIccCmm::Engine
 {
     RKLcms::Context context;
     RKLcms::Transform transform;
-    const Encoding* source;
-    const Encoding* target;
+    const Encoding* source = nullptr;
+    const Encoding* target = nullptr;
 };
 
 CIccCmm::CIccCmm(icColorSpaceSignature nSrcSpace, icColorSpaceSignature nDestSpace, bool)

@@ -218,6 +218,40 @@ private Q_SLOTS:
         }
     }
 
+    void aNamespaceMayHaveOtherPrefixesInOtherFiles()
+    {
+        // As in photographs with a gain map: a structure of two namespaces that exiv2 does not
+        // know.
+        const std::pair<const char*, const char*> prefixes[] = {
+            {"a", "b"}, {"b", "a"}, {"c", "b"}, {"a", "d"}, {"dc", "a"}, {"b", "dc"}, {"a", "b"}};
+        QHash<QString, QString> keys;
+        QByteArray other = imageFile("JPEG");
+        for (const auto& [outer, inner] : prefixes) {
+            const QString structure = QStringLiteral("<%1:S rdf:parseType='Resource'><%2:P>v</%2:P>"
+                                                     "<%1:Q %2:R='w'/></%1:S>")
+                                          .arg(QLatin1String(outer), QLatin1String(inner));
+            const QString declarations = QStringLiteral("xmlns:%1='http://a/' xmlns:%2='http://b/'")
+                                             .arg(QLatin1String(outer), QLatin1String(inner));
+            const std::string original
+                = packetOf(declarations.toStdString(), structure.toStdString());
+            RKExiv2XmpData data = dataOf(original);
+            data.setInt("Xmp.xmp.Rating", 4);
+            if (keys.isEmpty())
+                keys = data.allData();
+            QCOMPARE(data.allData(), keys);
+            QCOMPARE(dataOf(data.xmpPacket()).allData(), keys);
+            // Into a file that calls them otherwise.
+            QCOMPARE(dataIn(saved(data, other)).allData(), keys);
+            other = jpegWith(original);
+            // Its own file keeps its prefixes.
+            const QWriteLocker locker(RKExiv2Library::xmpLock());
+            RKExiv2ImagePtr own = open(other);
+            QVERIFY(data.mergeTo(own));
+            data.editPacketOf(*own);
+            QVERIFY(own->xmpPacket().find(structure.toStdString()) != std::string::npos);
+        }
+    }
+
     void hostilePacketsTakeLittleTime()
     {
         const auto repeated = [](int count, const std::string& start, const std::string& end) {

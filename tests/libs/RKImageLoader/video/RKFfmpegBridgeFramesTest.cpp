@@ -28,7 +28,9 @@ struct Row
 
 constexpr Row kRows[] = {
     {.clip = {.name = "b.mp4", .options = "-bf 2"}},
-    {.clip = {.name = "pyramid.mp4", .options = "-bf 3 -b_strategy 2 -refs 4"}},
+    // In open groups, so that the last frames are some that the decoder takes for damaged.
+    {.clip = {.name = "pyramid.mp4",
+         .options = "-bf 3 -b_strategy 2 -refs 4 -x264-params open-gop=1"}},
     {.clip = {.name = "fragments.mp4", .options = "-movflags frag_keyframe+empty_moov"}},
     {.clip = {.name = "starts_at_2s.mp4", .options = "-output_ts_offset 2"}},
     {.clip = {.name = "ntsc.mp4", .options = "-bf 2", .rate = "30000/1001"}},
@@ -50,8 +52,11 @@ constexpr Row kRows[] = {
         .requests = {0, 1, 1000, 1001, 1002, 1102}},
     // Two frames that the decoder holds back until the end.
     {.clip = {.name = "two.mp4", .frames = 2}, .delivered = "0 1 -1 -1 -1 -1"},
-    // AVI has no display times, so that B frames shift the numbers by one.
-    {.clip = {.name = "b.avi", .codec = "mpeg4", .options = "-q:v 4 -bf 2"},
+    // AVI has no display times, so that B frames shift the numbers by one. After the last key frame
+    // there are fewer frames than the decoder holds back.
+    {.clip = {.name = "b.avi",
+         .codec = "mpeg4",
+         .options = "-q:v 4 -bf 2 -force_key_frames expr:eq(n,149)"},
         .delivered = "0 0 9 124 148 149"},
     {.clip = {.name = "plain.wmv", .codec = "wmv2", .options = "-q:v 4"}},
     {.clip = {.name = "plain.3gp", .codec = "h263", .options = "-q:v 4"}},
