@@ -204,6 +204,13 @@ void RKXmpPacketParserTest::prefixesBecomeTheKnownOnes()
         QCOMPARE(replacesPrefixes(packet), changed != nullptr);
         QVERIFY(!replacesPrefixes(expected));
     }
+    // More namespaces under one prefix than are remembered; took a minute.
+    std::string packet = "<r>";
+    for (int i = 0; i < RKXmpPacketParser::kMaxNodes / 2 - 1; ++i)
+        packet += "<a:b xmlns:a=\"u" + std::to_string(i) + "\"/>";
+    const qint64 start = RKTimeLimit::worked();
+    QVERIFY(refusal(packet + "</r>").isEmpty());
+    QVERIFY(RKTimeLimit::worked(start) < RKTimeLimit::milliseconds(10000));
 }
 
 void RKXmpPacketParserTest::validTextHasAPlaceInXml()
