@@ -146,183 +146,175 @@ class RKJpeg2000PluginTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void componentsBecomeColors_data();
-    void componentsBecomeColors();
-    void palettesAreApplied();
-    void rgbProfilesStayAndGrayOnesAreApplied();
-    void smallPicturesLeaveLevelsOut();
-    void hostileFilesAreRefused_data();
-    void hostileFilesAreRefused();
-    void cutFilesAreRefused();
-    void threadsDoNotDisturbEachOther();
-};
 
-void RKJpeg2000PluginTest::componentsBecomeColors_data()
-{
-    QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<QImage>("expected");
-
-    const QImage color = quadrants();
-    const QImage gray
-        = color.convertToFormat(QImage::Format_Grayscale8).convertToFormat(QImage::Format_RGB32);
-    const auto halfOf = [](const QImage& image) {
-        QImage result = image;
-        QImage alpha(result.size(), QImage::Format_Alpha8);
-        alpha.fill(128);
-        result.setAlphaChannel(alpha);
-        return result.convertToFormat(QImage::Format_ARGB32);
-    };
-    const Coding ycc{.colors = OPJ_CLRSPC_SYCC};
-    const Component y{weighted(0.299, 0.587, 0.114, 0)};
-    const Component cb{weighted(-0.168736, -0.331264, 0.5, 128)};
-    const Component cr{weighted(0.5, -0.418688, -0.081312, 128)};
-    const auto coarse = [](Component component) {
-        component.step = 2;
-        return component;
-    };
-    const auto add = [&](const char* name,
-                         const QImage& expected,
-                         const QList<Component>& components,
-                         const Coding& coding = {}) {
-        const QImage& source = coding.colors == OPJ_CLRSPC_GRAY ? gray : color;
-        QTest::newRow(name) << encoded(source, components, coding) << expected;
-    };
-    add("RGB", color, {{kRed}, {kGreen}, {kBlue}});
-    add("bare", color, {{kRed}, {kGreen}, {kBlue}}, {.isBare = true});
-    add("tiles", color, {{kRed}, {kGreen}, {kBlue}}, {.tile = 32});
-    add("16 bits", color, {{kRed, 16}, {kGreen, 16}, {kBlue, 16}});
-    add("signed", color, {{kRed, 8, true}, {kGreen, 12, true}, {kBlue, 8, true}});
-    add("few bits", color, {{kRed, 1}, {kGreen, 2}, {kBlue, 4}});
-    add("grey", gray, {{kRed}}, {.colors = OPJ_CLRSPC_GRAY});
-    add("grey, transparent",
-        halfOf(gray),
-        {{kRed}, {kHalf, 8, false, 1, 1}},
-        {.colors = OPJ_CLRSPC_GRAY});
-    add("transparent", halfOf(color), {{kRed}, {kGreen}, {kBlue}, {kHalf, 8, false, 1, 1}});
-    add("transparent, bare", halfOf(color), {{kRed}, {kGreen}, {kBlue}, {kHalf}}, {.isBare = true});
-    add("YCC", color, {y, cb, cr}, ycc);
-    add("YCC, coarse colours", color, {y, coarse(cb), coarse(cr)}, ycc);
-    add("YCC that does not say so", color, {y, coarse(cb), coarse(cr)});
-    // OpenJPEG doesn't write the number of CMYK (ITU-T T.801, table M.25).
-    const Component black{[](QRgb) { return 0; }};
-    const QByteArray inks = encoded(color, {{ink(kRed)}, {ink(kGreen)}, {ink(kBlue)}, black});
-    QTest::newRow("CMYK") << withBoxes(inks, box("colr", QByteArray("\1\0\0\0\0\0\x0c", 7)))
-                          << color;
-}
-
-void RKJpeg2000PluginTest::componentsBecomeColors()
-{
-    QFETCH(QByteArray, file);
-    QFETCH(QImage, expected);
-
-    constexpr int kRounding = 2;
-    QCOMPARE(size(file), kSize);
-    const QImage image = read(file);
-    QCOMPARE(image.format(), expected.format());
-    QVERIFY(difference(image, expected) <= kRounding);
-}
-
-void RKJpeg2000PluginTest::palettesAreApplied()
-{
-    // ITU-T T.800, I.5.3.4 and I.5.3.5: two colours for three channels.
-    const QByteArray palette = box("pclr", QByteArray::fromHex("000203070707102030a0b0c0"))
-        + box("cmap", QByteArray::fromHex("000001000000010100000102"));
-    const Component index{[](QRgb color) { return qGreen(color) ? 1 : 0; }};
-    const QImage image = read(withBoxes(encoded(quadrants(), {index}), palette));
-    QCOMPARE(image.size(), kSize);
-    QCOMPARE(image.pixelColor(1, 1), QColor(0x10, 0x20, 0x30));
-    QCOMPARE(image.pixelColor(60, 1), QColor(0xa0, 0xb0, 0xc0));
-}
-
-void RKJpeg2000PluginTest::rgbProfilesStayAndGrayOnesAreApplied()
-{
-    const QColorSpace p3(QColorSpace::DisplayP3);
-    const QImage image = read(withBoxes(rgb(), profileBox(p3.iccProfile(), 2)));
-    QCOMPARE(image.colorSpace(), p3);
-    QCOMPARE(difference(image, quadrants()), 0);
-
-    // Linear light, of an input device (ICC.1:2010, 8.3.4).
-    const QByteArray white = number32(0xf6d6) + number32(0x10000) + number32(0xd32d);
-    const QByteArray tags = number32(2) + "wtpt" + number32(156) + number32(20) + "kTRC"
-        + number32(176) + number32(12) + "XYZ " + number32(0) + white + "curv" + number32(0)
-        + number32(0);
-    const QByteArray profile = number32(quint64(128 + tags.size())) + number32(0)
-        + number32(0x02200000) + "scnrGRAYXYZ " + QByteArray(12, '\0') + "acsp"
-        + QByteArray(28, '\0') + white + QByteArray(48, '\0') + tags;
-    const QByteArray file = encoded(quadrants(), {{kHalf}}, {.colors = OPJ_CLRSPC_GRAY});
-    const QImage gray = read(withBoxes(file, profileBox(profile, 3)));
-    QCOMPARE(gray.colorSpace(), QColorSpace(QColorSpace::SRgb));
-    QVERIFY(std::abs(qRed(gray.pixel(5, 5)) - 188) <= 1);
-}
-
-void RKJpeg2000PluginTest::smallPicturesLeaveLevelsOut()
-{
-    const QImage large = quadrants().scaled(801, 602);
-    const QByteArray file = encoded(large, {{kRed}, {kGreen}, {kBlue}}, {.tile = 256});
-    const QImage expected = large.scaled(50, 37, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    const QImage small = read(file, {50, 37});
-    QCOMPARE(small.size(), QSize(50, 37));
-    // Away from the edges, where filters differ.
-    for (const QPoint& point : {QPoint(5, 5), QPoint(45, 5), QPoint(5, 32), QPoint(45, 32)})
-        QVERIFY(
-            difference(small.copy({point, QSize(1, 1)}), expected.copy({point, QSize(1, 1)})) <= 2);
-}
-
-void RKJpeg2000PluginTest::hostileFilesAreRefused_data()
-{
-    QTest::addColumn<QByteArray>("file");
-
-    struct Change
+    void componentsBecomeColors_data()
     {
-        const char* name;
-        qsizetype offset; // from the marker
-        const char* bytes;
-    };
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QImage>("expected");
 
-    // The size (ITU-T T.800, A.5.1), then the coding (A.6.1).
-    for (const Change& change : {Change{"width", 6, "7fffffff"},
-             Change{"pixels", 6, "0000700000007000"},
-             Change{"no width", 6, "00000000"},
-             Change{"many tiles", 6, "000010000000100000000000000000000000000100000001"},
-             Change{"no tiles", 22, "0000000000000000"},
-             Change{"components", 38, "4000"}})
-    {
-        QByteArray changed = rgb({.isBare = true});
-        const QByteArray bytes = QByteArray::fromHex(change.bytes);
-        QTest::newRow(change.name)
-            << changed.replace(changed.indexOf("\xff\x51") + change.offset, bytes.size(), bytes);
+        const QImage color = quadrants();
+        const QImage gray = color.convertToFormat(QImage::Format_Grayscale8)
+                                .convertToFormat(QImage::Format_RGB32);
+        const auto halfOf = [](const QImage& image) {
+            QImage result = image;
+            QImage alpha(result.size(), QImage::Format_Alpha8);
+            alpha.fill(128);
+            result.setAlphaChannel(alpha);
+            return result.convertToFormat(QImage::Format_ARGB32);
+        };
+        const Coding ycc{.colors = OPJ_CLRSPC_SYCC};
+        const Component y{weighted(0.299, 0.587, 0.114, 0)};
+        const Component cb{weighted(-0.168736, -0.331264, 0.5, 128)};
+        const Component cr{weighted(0.5, -0.418688, -0.081312, 128)};
+        const auto coarse = [](Component component) {
+            component.step = 2;
+            return component;
+        };
+        const auto add = [&](const char* name,
+                             const QImage& expected,
+                             const QList<Component>& components,
+                             const Coding& coding = {}) {
+            const QImage& source = coding.colors == OPJ_CLRSPC_GRAY ? gray : color;
+            QTest::newRow(name) << encoded(source, components, coding) << expected;
+        };
+        add("RGB", color, {{kRed}, {kGreen}, {kBlue}});
+        add("bare", color, {{kRed}, {kGreen}, {kBlue}}, {.isBare = true});
+        add("tiles", color, {{kRed}, {kGreen}, {kBlue}}, {.tile = 32});
+        add("16 bits", color, {{kRed, 16}, {kGreen, 16}, {kBlue, 16}});
+        add("signed", color, {{kRed, 8, true}, {kGreen, 12, true}, {kBlue, 8, true}});
+        add("few bits", color, {{kRed, 1}, {kGreen, 2}, {kBlue, 4}});
+        add("grey", gray, {{kRed}}, {.colors = OPJ_CLRSPC_GRAY});
+        add("grey, transparent",
+            halfOf(gray),
+            {{kRed}, {kHalf, 8, false, 1, 1}},
+            {.colors = OPJ_CLRSPC_GRAY});
+        add("transparent", halfOf(color), {{kRed}, {kGreen}, {kBlue}, {kHalf, 8, false, 1, 1}});
+        add("transparent, bare",
+            halfOf(color),
+            {{kRed}, {kGreen}, {kBlue}, {kHalf}},
+            {.isBare = true});
+        add("YCC", color, {y, cb, cr}, ycc);
+        add("YCC, coarse colours", color, {y, coarse(cb), coarse(cr)}, ycc);
+        add("YCC that does not say so", color, {y, coarse(cb), coarse(cr)});
+        // OpenJPEG doesn't write the number of CMYK (ITU-T T.801, table M.25).
+        const Component black{[](QRgb) { return 0; }};
+        const QByteArray inks = encoded(color, {{ink(kRed)}, {ink(kGreen)}, {ink(kBlue)}, black});
+        QTest::newRow("CMYK") << withBoxes(inks, box("colr", QByteArray("\1\0\0\0\0\0\x0c", 7)))
+                              << color;
     }
-    // Many layers of many precincts.
-    QByteArray file = encoded(quadrants().scaled(1600, 1600), {{kRed}}, {.isBare = true});
-    const qsizetype coding = file.indexOf("\xff\x52");
-    file.insert(coding + 14, QByteArray(6, '\x44'));
-    file.replace(coding + 2, 3, QByteArray::fromHex("001201"));
-    QTest::newRow("packets") << file.replace(coding + 6, 2, "\xff\xff");
-    QTest::newRow("palette for 255 components")
-        << withBoxes(rgb(), box("pclr", QByteArray::fromHex("0001ff07")));
-}
 
-void RKJpeg2000PluginTest::hostileFilesAreRefused()
-{
-    QFETCH(QByteArray, file);
-    QElapsedTimer timer;
-    timer.start();
-    QVERIFY(!size(file).isValid());
-    QVERIFY(read(file).isNull());
-    QVERIFY(timer.elapsed() < RKTimeLimit::milliseconds(kSoon));
-}
+    void componentsBecomeColors()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QImage, expected);
 
-void RKJpeg2000PluginTest::cutFilesAreRefused()
-{
-    // The last bytes are the end marker, which nobody misses, and some of the finest details.
-    const QByteArray file = rgb();
-    QVERIFY(areBeginningsRefused(file, file.size() / 2));
-}
+        constexpr int kRounding = 2;
+        QCOMPARE(size(file), kSize);
+        const QImage image = read(file);
+        QCOMPARE(image.format(), expected.format());
+        QVERIFY(difference(image, expected) <= kRounding);
+    }
 
-void RKJpeg2000PluginTest::threadsDoNotDisturbEachOther()
-{
-    checkThreads(rgb());
-}
+    void palettesAreApplied()
+    {
+        // ITU-T T.800, I.5.3.4 and I.5.3.5: two colours for three channels.
+        const QByteArray palette = box("pclr", QByteArray::fromHex("000203070707102030a0b0c0"))
+            + box("cmap", QByteArray::fromHex("000001000000010100000102"));
+        const Component index{[](QRgb color) { return qGreen(color) ? 1 : 0; }};
+        const QImage image = read(withBoxes(encoded(quadrants(), {index}), palette));
+        QCOMPARE(image.size(), kSize);
+        QCOMPARE(image.pixelColor(1, 1), QColor(0x10, 0x20, 0x30));
+        QCOMPARE(image.pixelColor(60, 1), QColor(0xa0, 0xb0, 0xc0));
+    }
+
+    void rgbProfilesStayAndGrayOnesAreApplied()
+    {
+        const QColorSpace p3(QColorSpace::DisplayP3);
+        const QImage image = read(withBoxes(rgb(), profileBox(p3.iccProfile(), 2)));
+        QCOMPARE(image.colorSpace(), p3);
+        QCOMPARE(difference(image, quadrants()), 0);
+
+        // Linear light, of an input device (ICC.1:2010, 8.3.4).
+        const QByteArray white = number32(0xf6d6) + number32(0x10000) + number32(0xd32d);
+        const QByteArray tags = number32(2) + "wtpt" + number32(156) + number32(20) + "kTRC"
+            + number32(176) + number32(12) + "XYZ " + number32(0) + white + "curv" + number32(0)
+            + number32(0);
+        const QByteArray profile = number32(quint64(128 + tags.size())) + number32(0)
+            + number32(0x02200000) + "scnrGRAYXYZ " + QByteArray(12, '\0') + "acsp"
+            + QByteArray(28, '\0') + white + QByteArray(48, '\0') + tags;
+        const QByteArray file = encoded(quadrants(), {{kHalf}}, {.colors = OPJ_CLRSPC_GRAY});
+        const QImage gray = read(withBoxes(file, profileBox(profile, 3)));
+        QCOMPARE(gray.colorSpace(), QColorSpace(QColorSpace::SRgb));
+        QVERIFY(std::abs(qRed(gray.pixel(5, 5)) - 188) <= 1);
+    }
+
+    void smallPicturesLeaveLevelsOut()
+    {
+        const QImage large = quadrants().scaled(801, 602);
+        const QByteArray file = encoded(large, {{kRed}, {kGreen}, {kBlue}}, {.tile = 256});
+        const QImage expected
+            = large.scaled(50, 37, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        const QImage small = read(file, {50, 37});
+        QCOMPARE(small.size(), QSize(50, 37));
+        // Away from the edges, where filters differ.
+        for (const QPoint& point : {QPoint(5, 5), QPoint(45, 5), QPoint(5, 32), QPoint(45, 32)})
+            QVERIFY(
+                difference(small.copy({point, QSize(1, 1)}), expected.copy({point, QSize(1, 1)}))
+                <= 2);
+    }
+
+    void hostileFilesAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+
+        struct Change
+        {
+            const char* name;
+            qsizetype offset; // from the marker
+            const char* bytes;
+        };
+
+        // The size (ITU-T T.800, A.5.1), then the coding (A.6.1).
+        for (const Change& change : {Change{"width", 6, "7fffffff"},
+                 Change{"pixels", 6, "0000700000007000"},
+                 Change{"no tiles", 22, "0000000000000000"},
+                 Change{"components", 38, "4000"}})
+        {
+            QByteArray changed = rgb({.isBare = true});
+            const QByteArray bytes = QByteArray::fromHex(change.bytes);
+            QTest::newRow(change.name) << changed.replace(
+                changed.indexOf("\xff\x51") + change.offset, bytes.size(), bytes);
+        }
+        // Many layers of many precincts.
+        QByteArray file = encoded(quadrants().scaled(1600, 1600), {{kRed}}, {.isBare = true});
+        const qsizetype coding = file.indexOf("\xff\x52");
+        file.insert(coding + 14, QByteArray(6, '\x44'));
+        file.replace(coding + 2, 3, QByteArray::fromHex("001201"));
+        QTest::newRow("packets") << file.replace(coding + 6, 2, "\xff\xff");
+    }
+
+    void hostileFilesAreRefused()
+    {
+        QFETCH(QByteArray, file);
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!size(file).isValid());
+        QVERIFY(read(file).isNull());
+        QVERIFY(timer.elapsed() < RKTimeLimit::milliseconds(kSoon));
+    }
+
+    void cutFilesAreRefused()
+    {
+        // The last bytes are the end marker, which nobody misses, and some of the finest details.
+        const QByteArray file = rgb();
+        QVERIFY(areBeginningsRefused(file, file.size() / 2));
+    }
+
+    void threadsDoNotDisturbEachOther()
+    {
+        checkThreads(rgb());
+    }
+};
 
 QTEST_GUILESS_MAIN(RKJpeg2000PluginTest)
 #include "RKJpeg2000PluginTest.moc"

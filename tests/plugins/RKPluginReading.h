@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/RKTestPictures.h"
+#include "support/RKTestThreads.h"
 #include "support/RKTimeLimit.h"
 
 #include <QBuffer>
@@ -9,13 +10,12 @@
 #include <QImageReader>
 #include <QTest>
 
-#include <algorithm>
 #include <atomic>
-#include <thread>
-#include <vector>
 
 /// Reads files with a plug-in that is linked to the test, as any program would.
 namespace RKPluginReading {
+
+using RKTestPictures::difference;
 
 inline constexpr qint64 kSoon = 2000;
 
@@ -38,26 +38,6 @@ inline QSize size(const QByteArray& file)
     return QImageReader(&buffer).size();
 }
 
-/// The largest difference of a channel.
-inline int difference(const QImage& a, const QImage& b)
-{
-    if (a.size() != b.size())
-        return 256;
-    int largest = 0;
-    for (int y = 0; y < a.height(); ++y) {
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb p = a.pixel(x, y);
-            const QRgb q = b.pixel(x, y);
-            largest = std::max({largest,
-                std::abs(qRed(p) - qRed(q)),
-                std::abs(qGreen(p) - qGreen(q)),
-                std::abs(qBlue(p) - qBlue(q)),
-                std::abs(qAlpha(p) - qAlpha(q))});
-        }
-    }
-    return largest;
-}
-
 /// Every beginning of the file is refused, and soon.
 inline bool areBeginningsRefused(const QByteArray& file, qsizetype end)
 {
@@ -77,15 +57,10 @@ inline void checkThreads(const QByteArray& file)
     const QImage expected = read(file);
     QVERIFY(!expected.isNull());
     std::atomic<int> same = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int j = 0; j < 4; ++j)
-                same += read(file) == expected;
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    RKTestThreads::run(kThreads, [&](int) {
+        for (int i = 0; i < 4; ++i)
+            same += read(file) == expected;
+    });
     QCOMPARE(same.load(), kThreads * 4);
 }
 

@@ -73,8 +73,8 @@ private:
     QTemporaryDir m_dir;
 };
 
-/// A file system in memory of a given size, where the process may mount one.
-class SmallDisk
+/// A directory that is a file system in memory of a given size, where the process may mount one.
+class SmallDisk : public OpenDir
 {
     Q_DISABLE_COPY_MOVE(SmallDisk)
 
@@ -83,11 +83,9 @@ public:
     {
 #ifdef Q_OS_LINUX
         const QByteArray options = "size=" + QByteArray::number(kilobytes) + 'k';
-        m_isMounted = ::mount("none",
-                          QFile::encodeName(m_dir.path()).constData(),
-                          "tmpfs",
-                          0,
-                          options.constData())
+        m_isMounted
+            = ::mount(
+                  "none", QFile::encodeName(path()).constData(), "tmpfs", 0, options.constData())
             == 0;
 #endif
     }
@@ -96,23 +94,13 @@ public:
     {
 #ifdef Q_OS_LINUX
         if (m_isMounted)
-            ::umount2(QFile::encodeName(m_dir.path()).constData(), MNT_DETACH);
+            ::umount2(QFile::encodeName(path()).constData(), MNT_DETACH);
 #endif
     }
 
     bool isMounted() const
     {
         return m_isMounted;
-    }
-
-    QString filePath(const QString& name) const
-    {
-        return m_dir.filePath(name);
-    }
-
-    QStringList entries() const
-    {
-        return QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     }
 
     /// Leaves no room for another byte.
@@ -127,7 +115,6 @@ public:
     }
 
 private:
-    QTemporaryDir m_dir;
     bool m_isMounted = false;
 };
 

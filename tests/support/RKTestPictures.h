@@ -7,8 +7,8 @@
 #include <QImage>
 #include <QString>
 
+#include <algorithm>
 #include <cstdlib>
-#include <utility>
 
 /// Pictures and files that several tests need.
 namespace RKTestPictures {
@@ -29,20 +29,48 @@ inline QImage quadrants(const QSize& size, QImage::Format format = QImage::Forma
     return image.convertToFormat(format);
 }
 
-/// The quadrants of both pictures have the same colours, as near as a JPEG of the best quality.
-inline bool haveSameQuadrants(const QImage& a, const QImage& b)
+/// An opaque picture whose pixels all differ, up to sides of 51.
+inline QImage numbered(int width, int height, QImage::Format format = QImage::Format_RGB32)
 {
-    constexpr int kTolerance = 12;
-    const auto isNear = [](int x, int y) { return std::abs(x - y) < kTolerance; };
-    for (const auto& [x, y] : {std::pair(1, 1), std::pair(7, 1), std::pair(1, 7), std::pair(7, 7)})
-    {
-        const QRgb first = a.pixel(a.width() * x / 8, a.height() * y / 8);
-        const QRgb second = b.pixel(b.width() * x / 8, b.height() * y / 8);
-        if (!isNear(qRed(first), qRed(second)) || !isNear(qGreen(first), qGreen(second))
-            || !isNear(qBlue(first), qBlue(second)))
-            return false;
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width;
+        const int y = i / width;
+        image.setPixel(x, y, qRgb(x * 5, y * 5, 0x40 + x + y));
     }
-    return true;
+    return image.convertToFormat(format);
+}
+
+/// The largest difference of a channel; 256 for pictures of different sizes.
+inline int difference(const QImage& a, const QImage& b)
+{
+    int largest = a.size() == b.size() ? 0 : 256;
+    for (int i = 0; largest < 256 && i < a.width() * a.height(); ++i) {
+        const QPoint place(i % a.width(), i / a.width());
+        const QRgb p = a.pixel(place);
+        const QRgb q = b.pixel(place);
+        largest = std::max({largest,
+            std::abs(qRed(p) - qRed(q)),
+            std::abs(qGreen(p) - qGreen(q)),
+            std::abs(qBlue(p) - qBlue(q)),
+            std::abs(qAlpha(p) - qAlpha(q))});
+    }
+    return largest;
+}
+
+/// The nearest pure colours in the middle of the quadrants, as initials ("k" is black) from top
+/// left to bottom right: "rgbw" for quadrants().
+inline QByteArray quadrantColors(const QImage& image)
+{
+    QByteArray initials;
+    for (int i = 0; i < 4; ++i) {
+        const QRgb pixel = image.pixel(
+            (2 * (i % 2) + 1) * image.width() / 4, (2 * (i / 2) + 1) * image.height() / 4);
+        const int bits = (qRed(pixel) > 127 ? 4 : 0) + (qGreen(pixel) > 127 ? 2 : 0)
+            + (qBlue(pixel) > 127 ? 1 : 0);
+        initials += "kbgcrmyw"[bits];
+    }
+    return initials;
 }
 
 inline QByteArray encoded(const QImage& image, const char* format, int quality = -1)

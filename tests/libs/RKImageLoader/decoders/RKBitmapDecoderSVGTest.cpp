@@ -1,13 +1,13 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
 
 #include "support/RKDecoderChecks.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTestThreads.h"
 
 #include <QBuffer>
-#include <QTest>
 
-#include <thread>
-#include <vector>
+#include <atomic>
 
 namespace {
 
@@ -23,16 +23,11 @@ QByteArray sized(const QByteArray& size)
 
 } // namespace
 
-class RKBitmapDecoderSVGTest : public QObject
+class RKBitmapDecoderSVGTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void documentsAreRenderedToFit()
     {
@@ -63,13 +58,11 @@ private Q_SLOTS:
         const QByteArray metric = sized("width='40mm' height='20mm'");
         QCOMPARE(m_decoder.size(metric, "svg"), QSize(141, 70));
         QCOMPARE(m_decoder.size(sized("viewBox='0 0 30 20'"), "svg"), QSize(30, 20));
-        QCOMPARE(m_decoder.size("GIF89a", "svg"), QSize());
     }
 
     void garbageGivesNothing()
     {
         QVERIFY(m_decoder.decode("<svg", "svg", {10, 10}, {}).isNull());
-        QVERIFY(m_decoder.decodeDrawable("<svg", "svg", {10, 10}, {}).isNull());
 
         // What no renderer may see is refused before one does.
         const QByteArray refused = sized(QByteArray("a='\0'", 5));
@@ -88,34 +81,25 @@ private Q_SLOTS:
     void severalThreadsRender()
     {
         const QImage expected = m_decoder.decode(kWide, "svg", {}, {});
-        std::vector<QImage> images(4);
-        std::vector<std::thread> threads;
-        for (QImage& image : images) {
-            threads.emplace_back([&] {
-                for (int i = 0; i < 20; ++i)
-                    image = m_decoder.decode(kWide, "svg", {}, {});
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
-        for (const QImage& image : images)
-            QCOMPARE(image, expected);
+        std::atomic<int> same = 0;
+        RKTestThreads::run(4, [&](int) {
+            for (int i = 0; i < 20; ++i)
+                same += m_decoder.decode(kWide, "svg", {}, {}) == expected;
+        });
+        QCOMPARE(same.load(), 4 * 20);
     }
 
     void drawingsAreSavedAsTheyAreAndBitmapsWrapped()
     {
         QBuffer buffer;
-        QVERIFY(m_decoder.save(&buffer, MEDIA_FORMAT_SVG, RKDrawable(kWide)));
-        QCOMPARE(buffer.data(), kWide);
         RKDecoderChecks::saving(m_decoder, MEDIA_FORMAT_SVG, RKDrawable(kWide));
 
         const QImage image = RKTestPictures::quadrants({40, 30});
-        buffer.setData(QByteArray());
         QVERIFY(m_decoder.save(&buffer, MEDIA_FORMAT_SVG, image));
         QVERIFY(buffer.data().contains("<title>converted QImage of RKBitmapDecoderSVG</title>"));
         const RKDrawable drawable = m_decoder.decodeDrawable(buffer.data(), "svg", {}, {});
         QCOMPARE(drawable.size(), image.size());
-        QVERIFY(RKTestPictures::haveSameQuadrants(drawable.image(), image));
+        QCOMPARE(RKTestPictures::quadrantColors(drawable.image()), QByteArray("rgbw"));
         QVERIFY(!m_decoder.save(&buffer, MEDIA_FORMAT_SVG, QImage()));
     }
 

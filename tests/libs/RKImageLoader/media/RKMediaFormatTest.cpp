@@ -1,113 +1,99 @@
 #include "RKImageLoader/media/RKMediaFormat.h"
 
 #include "RKImageLoader/media/RKMediaFormatList.h"
+#include "support/RKQuietTest.h"
 
-#include <QMap>
-#include <QTest>
 #include <QUuid>
 
-#include <type_traits>
-
-static_assert(std::is_nothrow_move_constructible_v<RKMediaFormatList>);
+#include <functional>
 
 namespace {
 
-// The number of the format's bit; the keywords; a letter a trait: b(itmap), v(ideo), r(aw),
-// m(etadata), f(ast copy), c(onvert), s(oft rotate), e(xiv2); the alpha rank; the description.
-constexpr const char* kRows[] = {
-    "1|bmp|be|1|BMP - Windows Bitmap (Bitmap)",
-    "2|webp|be|4|WebP (Bitmap mit Transparenzen)",
-    "3|gif|be|2|GIF - Graphics Interchange Format (Bitmap mit binärer Transparenz)",
-    "4|hdp|be|4|hdp-Format (Bitmap mit Transparenzen)",
-    "5|ico|be|1|ICO - Windows Icon Datei (Bitmap)",
-    "6|j2k jp2|bme|4|j2k-Format (Bitmap mit Transparenzen)",
-    "7|jpc|be|0|jpc-Format (Bitmap)",
-    "8|jpg jpeg|bmse|1|JPEG - Joint Photographics Experts Group (Bitmap)",
-    "9|mng|be|4|mng-Format (Bitmap mit Transparenzen)",
-    "11|pgm|be|0|pgm-Format (Bitmap)",
-    "12|png|bmse|4|PNG - Portable Network Graphics (Bitmap mit Transparenzen)",
-    "19|svg svgz|e|4|SVG - Scalable Vector Graphics (Vektorformat mit Transparenzen)",
-    "13|tiff tif|bm|4|TIFF - Tagged Image File Format (Bitmap mit Transparenzen)",
-    "15|xbm|be|1|xbm-Format (Bitmap)",
-    "16|xpm|be|2|xpm-Format (Bitmap mit binärer Transparenz)",
-    "27|avi|vfce|1|avi-Format (Video)",
-    "28|3gp|vfce|1|3gp-Format (Video)",
-    "21|mpg mpeg|vfce|1|mpg-Format (Video)",
-    "22|wmv|vfce|0|wmv-Format (Video)",
-    "23|mp4|vfe|0|mp4-Format (Video)",
-    "24|mov quicktime|vfe|0|mov-Format (Video)",
-    "20|mod|vfce|1|mod-Format (Video)",
-    "25|m4v|vfce|0|m4v-Format (Video)",
-    "26|mts|vfce|0|mts-Format (Video)",
-    "29|vro|vfce|1|vro-Format (Video)",
-    "30|vob|vfce|1|vob-Format (Video)",
-    "31|crw|brfe|0|crw-Format (Bitmap)",
-    "32|cr2|brfe|0|cr2-Format (Bitmap)",
-    "33|arw|brfe|0|arw-Format (Bitmap)",
-    "34|nef|brfe|0|nef-Format (Bitmap)",
-    "35|raf|brfe|0|raf-Format (Bitmap)",
-    "36|dng|brfe|0|dng-Format (Bitmap)",
-    "42|rw2|brfe|0|rw2-Format (Bitmap)",
-    "43|mkv|vfce|1|mkv-Format (Video)",
-    "44|ogg|vfce|1|ogg-Format (Video)",
-    "38|heic heif heics heifs|bf|0|HEIC - High Efficiency Image Coding (Bitmap)",
-    "45|psd|be|0|psd-Format (Bitmap)",
-};
+// Keywords, in the order of their formats' bits; those behind the first one of a format after '/'.
+const QString kKeywords = QStringLiteral(
+    "1 bmp 2 webp 3 gif 4 hdp 5 ico 6 j2k/jp2 7 jpc 8 jpg/jpeg 9 mng 11 pgm 12 png 13 tiff/tif "
+    "15 xbm 16 xpm 19 svg/svgz 20 mod 21 mpg/mpeg 22 wmv 23 mp4 24 mov/quicktime 25 m4v 26 mts "
+    "27 avi 28 3gp 29 vro 30 vob 31 crw 32 cr2 33 arw 34 nef 35 raf 36 dng "
+    "38 heic/heif/heics/heifs 42 rw2 43 mkv 44 ogg 45 psd");
 
-QString traitsOf(const RKMediaFormat& format)
+// Those of the formats that have the trait, in the order of their bits.
+template <typename Trait>
+QString formatsWith(const Trait& trait)
 {
-    QString traits;
-    const auto add = [&traits](bool has, char letter) {
-        if (has)
-            traits += QLatin1Char(letter);
-    };
-    add(format.isBitmap(), 'b');
-    add(format.isVideo(), 'v');
-    add(format.isRaw(), 'r');
-    add(format.canHandleMetadata(), 'm');
-    add(format.preferFastCopy(), 'f');
-    add(format.mustConvertVideo(), 'c');
-    add(format.supportsSoftRotate(), 's');
-    add(format.exiv2Supported(), 'e');
-    return traits;
+    QStringList keywords;
+    for (int bit = 0; bit < 63; ++bit) {
+        const RKMediaFormat format(RKMediaFormatEnum(1LL << bit));
+        if (!format.fileExtensions().isEmpty() && std::invoke(trait, format))
+            keywords << format.defaultExtension();
+    }
+    return keywords.join(u' ');
+}
+
+QString formatsOfRank(RKMediaFormatAlphaChannelEnum rank)
+{
+    return formatsWith(
+        [rank](const RKMediaFormat& format) { return format.supportedAlphaCannel() == rank; });
 }
 
 } // namespace
 
-class RKMediaFormatTest : public QObject
+class RKMediaFormatTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
 
-    void init()
+    void everyFormatHasItsBitAndKeywords()
     {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
-
-    void everyFormatHasItsProperties()
-    {
-        qint64 all = 0;
-        for (const char* row : kRows) {
-            const QStringList columns = QString::fromUtf8(row).split(u'|');
-            const RKMediaFormat format(RKMediaFormatEnum(1LL << columns[0].toInt()));
-            const QStringList keywords = columns[1].split(u' ');
-            QCOMPARE(format.fileExtensions(), keywords);
-            QCOMPARE(format.defaultExtension(), keywords.first());
-            QCOMPARE(traitsOf(format), columns[2]);
-            QCOMPARE(int(format.supportedAlphaCannel()), columns[3].toInt());
-            QCOMPARE(format.description(), columns[4]);
-            QCOMPARE(format.isSVG(), format == MEDIA_FORMAT_SVG);
+        QStringList found;
+        for (int bit = 0; bit < 63; ++bit) {
+            const RKMediaFormat format(RKMediaFormatEnum(1LL << bit));
+            const QStringList keywords = format.fileExtensions();
+            if (!keywords.isEmpty())
+                found << QString::number(bit) << keywords.join(u'/');
             for (const QString& keyword : keywords)
                 QVERIFY(RKMediaFormat(keyword) == format);
-            all |= format.value();
         }
-        QCOMPARE(traitsOf(RKMediaFormat()), QStringLiteral("e"));
-        QCOMPARE(RKMediaFormat().description(), QStringLiteral("-Format"));
-        // All formats, and no others, stand in the table above.
-        for (int bit = 0; bit < 63; ++bit) {
-            const auto value = RKMediaFormatEnum(1LL << bit);
-            QCOMPARE(RKMediaFormat(value).fileExtensions().isEmpty(), (all & value) == 0);
+        QCOMPARE(found.join(u' '), kKeywords);
+    }
+
+    void everyFormatHasItsTraits()
+    {
+        using Format = RKMediaFormat;
+        const auto isVideo = QStringLiteral("mod mpg wmv mp4 mov m4v mts avi 3gp vro vob mkv ogg");
+        const auto isRaw = QStringLiteral("crw cr2 arw nef raf dng rw2");
+        QCOMPARE(formatsWith(&Format::isBitmap),
+            QStringLiteral("bmp webp gif hdp ico j2k jpc jpg mng pgm png tiff xbm xpm crw cr2 arw "
+                           "nef raf dng heic rw2 psd"));
+        QCOMPARE(formatsWith(&Format::isVideo), isVideo);
+        QCOMPARE(formatsWith(&Format::isRaw), isRaw);
+        QCOMPARE(formatsWith(&Format::isSVG), QStringLiteral("svg"));
+        QCOMPARE(formatsWith(&Format::canHandleMetadata), QStringLiteral("j2k jpg png tiff"));
+        QCOMPARE(formatsWith(&Format::supportsSoftRotate), QStringLiteral("jpg png"));
+        QCOMPARE(formatsWith(std::not_fn(&Format::exiv2Supported)), QStringLiteral("tiff heic"));
+        QCOMPARE(formatsWith(&Format::mustConvertVideo),
+            QString(isVideo).remove(QLatin1String("mp4 mov ")));
+        QCOMPARE(
+            formatsOfRank(ALPHA_CHANNEL_FULL), QStringLiteral("webp hdp j2k mng png tiff svg"));
+        QCOMPARE(formatsOfRank(ALPHA_CHANNEL_BINARY), QStringLiteral("gif xpm"));
+        QCOMPARE(formatsOfRank(ALPHA_CHANNEL_NONE),
+            QStringLiteral("bmp ico jpg xbm mod mpg avi 3gp vro vob mkv ogg"));
+        QVERIFY(Format(MEDIA_FORMAT_HEIC).preferFastCopy());
+        QVERIFY(!Format(MEDIA_FORMAT_JPG).preferFastCopy());
+    }
+
+    void descriptionsTellTheKind()
+    {
+        for (const char* text :
+            {"GIF - Graphics Interchange Format (Bitmap mit binärer Transparenz)",
+                "SVG - Scalable Vector Graphics (Vektorformat mit Transparenzen)",
+                "HEIC - High Efficiency Image Coding (Bitmap)",
+                "avi-Format (Video)"})
+        {
+            const QString expected = QString::fromUtf8(text);
+            const RKMediaFormat format(
+                expected.section(QRegularExpression(QStringLiteral("[ -]")), 0, 0));
+            QCOMPARE(format.description(), expected);
         }
     }
 
@@ -115,15 +101,12 @@ private Q_SLOTS:
     {
         QVERIFY(RKMediaFormat(" JPEG ") == MEDIA_FORMAT_JPG);
         QVERIFY(RKMediaFormat("*.tif") == MEDIA_FORMAT_TIFF);
-        QVERIFY(RKMediaFormat(QByteArray("Png")) == MEDIA_FORMAT_PNG);
         QVERIFY(RKMediaFormat(QFileInfo(QStringLiteral("/a/b.c.JPG"))) == MEDIA_FORMAT_JPG);
 
         const RKMediaFormat both("jpg,,*.png");
-        QCOMPARE(qint64(both.value()), qint64(0x1100));
         QCOMPARE(both.description(), QStringLiteral("jpg-Format"));
         QCOMPARE(both.fileExtensions().join(u' '), QStringLiteral("jpg jpeg png"));
-        QVERIFY(both.defaultExtension().isEmpty());
-        QVERIFY(!both.isBitmap());
+        QVERIFY(both.defaultExtension().isEmpty() && !both.isBitmap());
 
         for (const char* unknown : {"pbm", "ppm", "xyz", "*.", "jp g"}) {
             QTest::ignoreMessage(QtWarningMsg,
@@ -143,27 +126,19 @@ private Q_SLOTS:
         QCOMPARE(decoded("image/jpeg"), MEDIA_FORMAT_JPG);
         QCOMPARE(decoded("video/quicktime"), MEDIA_FORMAT_MOV);
         QCOMPARE(decoded("image/svg+xml"), MEDIA_FORMAT_GIF);
-        QCOMPARE(decoded("image"), MEDIA_FORMAT_GIF);
         QCOMPARE(decoded("video/x-unknown"), MEDIA_FORMAT_MP4);
         QCOMPARE(decoded("text/plain"), MEDIA_FORMAT_UNKNOWN);
-        QCOMPARE(decoded(""), MEDIA_FORMAT_UNKNOWN);
     }
 
-    void bitOperatorsWorkWithWrappersAndEnumerators()
+    void bitsCombineAndOrder()
     {
         RKMediaFormat format(MEDIA_FORMAT_JPG);
         format |= MEDIA_FORMAT_PNG;
-        format |= RKMediaFormat(MEDIA_FORMAT_GIF);
-        QCOMPARE(qint64(format.value()), qint64(0x1108));
         QVERIFY(format.reducedTo(MEDIA_FORMAT_PNG) == MEDIA_FORMAT_PNG);
         format &= RKMediaFormat(MEDIA_FORMAT_JPG);
-        QVERIFY(format == MEDIA_FORMAT_JPG && format != MEDIA_FORMAT_PNG);
-        QCOMPARE(qint64(format | MEDIA_FORMAT_BMP), qint64(0x102));
-        QVERIFY(RKMediaFormat(MEDIA_FORMAT_BMP) < format && format > RKMediaFormat());
+        QVERIFY(format == MEDIA_FORMAT_JPG);
         // A raw format's value does not fit into 32 bits; the order must not suffer from that.
         QVERIFY(RKMediaFormat(MEDIA_FORMAT_CRW) < RKMediaFormat(MEDIA_FORMAT_PSD));
-        const QMap<RKMediaFormat, int> map{{MEDIA_FORMAT_PSD, 1}, {MEDIA_FORMAT_BMP, 2}};
-        QCOMPARE(map.first(), 2);
     }
 
     void saveFormatsKeepTransparency()
@@ -174,25 +149,8 @@ private Q_SLOTS:
         QCOMPARE(saved(MEDIA_FORMAT_GIF), MEDIA_FORMAT_PNG);
         QCOMPARE(saved(MEDIA_FORMAT_BMP), MEDIA_FORMAT_JPG);
         QCOMPARE(saved(MEDIA_FORMAT_HEIC), MEDIA_FORMAT_JPG);
-        QCOMPARE(saved(MEDIA_FORMAT_NEF), MEDIA_FORMAT_JPG);
         QCOMPARE(saved(MEDIA_FORMAT_SVG), MEDIA_FORMAT_SVG);
         QCOMPARE(saved(MEDIA_FORMAT_MP4), MEDIA_FORMAT_MP4);
-        QVERIFY(RKMediaFormat(MEDIA_FORMAT_PNG).isAlphaChannelAsGoodAs(MEDIA_FORMAT_GIF));
-        QVERIFY(!RKMediaFormat(MEDIA_FORMAT_JPG).isAlphaChannelAsGoodAs(ALPHA_CHANNEL_BINARY));
-    }
-
-    void encodersHaveFixedSettings()
-    {
-        const RKMediaFormat png(MEDIA_FORMAT_PNG);
-        QCOMPARE(png.preferredEncoderOptionEnum(), 2);
-        QCOMPARE(png.preferredEncoderCompression(), 9);
-        QCOMPARE(png.preferredEncoderQuality(), 50);
-        QCOMPARE(RKMediaFormat(MEDIA_FORMAT_JPG).preferredEncoderOptionEnum(), 2);
-        const RKMediaFormat bmp(MEDIA_FORMAT_BMP);
-        QCOMPARE(bmp.preferredEncoderOptionEnum(), 0);
-        QCOMPARE(bmp.preferredEncoderQuality(), 100);
-        QCOMPARE(png.toUti(), QStringLiteral("public.png"));
-        QCOMPARE(bmp.toUti(), QStringLiteral("public.image"));
     }
 
     void fileNamesAreCleaned()
@@ -219,8 +177,6 @@ private Q_SLOTS:
         const RKMediaFormatList list(QList<QByteArray>{"jpg", "xcf", "jpeg", "kra", "png"});
         QCOMPARE(
             list, RKMediaFormatList({MEDIA_FORMAT_JPG, MEDIA_FORMAT_UNKNOWN, MEDIA_FORMAT_PNG}));
-        QCOMPARE(RKMediaFormatList({MEDIA_FORMAT_JPG, MEDIA_FORMAT_JPG}).size(), 2);
-        QCOMPARE(RKMediaFormatList(QList<RKMediaFormat>(3, MEDIA_FORMAT_JPG)).size(), 1);
     }
 
     void listsFillFileDialogs()
@@ -236,22 +192,13 @@ private Q_SLOTS:
         QCOMPARE(RKMediaFormat(MEDIA_FORMAT_JPG).fileExtensionFilterEntry(), entry);
         QCOMPARE(list.createFileFilterString().section(QStringLiteral(";;"), 0, 0), entry);
         QVERIFY(list.formatByExtensionFilter(entry) == MEDIA_FORMAT_JPG);
-        QVERIFY(!list.formatByExtensionFilter(QStringLiteral("?")).isValid());
     }
 
     void sortingPutsThePreferredFormatFirst()
     {
-        RKMediaFormatList list{MEDIA_FORMAT_BMP,
-            MEDIA_FORMAT_SVG,
-            MEDIA_FORMAT_TIFF,
-            MEDIA_FORMAT_JPG,
-            MEDIA_FORMAT_PNG};
+        RKMediaFormatList list(QList<QByteArray>{"svg", "tiff", "jpg", "png"});
         list.sort(MEDIA_FORMAT_TIFF);
-        QCOMPARE(list.first().value(), MEDIA_FORMAT_TIFF);
-        QCOMPARE(list.mid(1, 3),
-            QList<RKMediaFormat>({MEDIA_FORMAT_PNG, MEDIA_FORMAT_JPG, MEDIA_FORMAT_SVG}));
-        list.sort(MEDIA_FORMAT_GIF);
-        QCOMPARE(list.first().value(), MEDIA_FORMAT_PNG);
+        QCOMPARE(list, RKMediaFormatList(QList<QByteArray>{"tiff", "png", "jpg", "svg"}));
     }
 };
 

@@ -1,10 +1,9 @@
 #include "RKImageLoader/media/RKSafeFileWriter.h"
 
 #include "support/RKChildProcess.h"
+#include "support/RKQuietTest.h"
 #include "support/RKRestrictions.h"
 #include "support/RKTestPictures.h"
-
-#include <QTest>
 
 #include <cstdlib>
 
@@ -43,16 +42,11 @@ bool addLink(const QString& path, const QString& other)
 
 } // namespace
 
-class RKSafeFileWriterTest : public QObject
+class RKSafeFileWriterTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void createsFilesAndReplacesThem()
     {
@@ -127,26 +121,24 @@ private Q_SLOTS:
     {
         QFETCH(bool, isDiskFull);
         QFETCH(bool, hasHardLink);
-        const OpenDir dir;
         const SmallDisk disk(256);
         if (isDiskFull && !disk.isMounted())
             QSKIP("No file system may be mounted here.");
-        const auto inFolder = [&](const char* name) {
-            const QString file = QString::fromLatin1(name);
-            return isDiskFull ? disk.filePath(file) : dir.filePath(file);
-        };
-        const QString path = inFolder("file");
+        // Not a disk in memory for both: that one refuses to grow a file before it is touched.
+        const OpenDir large;
+        const OpenDir& dir = isDiskFull ? disk : large;
+        const QString path = dir.filePath(QStringLiteral("file"));
         RKTestPictures::write(path, kOld);
-        QVERIFY(!hasHardLink || addLink(path, inFolder("other")));
+        QVERIFY(!hasHardLink || addLink(path, dir.filePath(QStringLiteral("other"))));
         if (isDiskFull)
             disk.fill();
-        const QStringList before = isDiskFull ? disk.entries() : dir.entries();
+        const QStringList before = dir.entries();
 
         RKSafeFileWriter writer(path);
         QCOMPARE(isDiskFull ? writer.write(kNew) : resultInChild("limit", path), Result::Failed);
         QCOMPARE(writer.errorString().isEmpty(), !isDiskFull);
         QCOMPARE(RKTestPictures::read(path), kOld);
-        QCOMPARE(isDiskFull ? disk.entries() : dir.entries(), before);
+        QCOMPARE(dir.entries(), before);
     }
 
     void modesAreObeyed()

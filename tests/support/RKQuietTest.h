@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QRegularExpression>
+#include <QTest>
+
+/// A test that fails at every warning it doesn't expect.
+class RKQuietTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    }
+};
