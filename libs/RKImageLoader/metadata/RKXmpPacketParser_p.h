@@ -29,8 +29,8 @@ public:
     /// Deepest nesting of elements: QDomDocument recurses, and takes half a second for a nesting of
     /// 10 000. Real packets stay below 30.
     static constexpr int kMaxDepth = 128;
-    /// Most elements and attributes, with comments, instructions and CDATA; 100 000 of each of the
-    /// first two take 250 MB.
+    /// Most elements and attributes, with comments, instructions and CDATA sections; 100 000 of
+    /// each of the first two take 250 MB.
     static constexpr int kMaxNodes = 50'000;
     /// Most attributes of one element: QXmlStreamReader compares each with each, and takes a
     /// quarter of a second for 10 000.
