@@ -120,6 +120,12 @@ std::string RKExiv2Library::foreignPrefix(const std::string& uri, const std::str
     // Never destroyed: threads may still read metadata while the process ends.
     static auto* const prefixes = new std::map<std::string, std::string>;
     static auto* const taken = new std::set<std::string>;
+    // For each prefix that is taken the digits that may be free. Trying all of them for each
+    // namespace took a minute for a packet of 500 kB.
+    static auto* const nextDigits = new std::map<std::string, int>;
+    const auto isTaken = [](const std::string& name) {
+        return knownNamespaces().count(name) != 0 || taken->count(name) != 0;
+    };
 
     const std::lock_guard lock(mutex);
     if (const auto own = prefixes->find(uri); own != prefixes->end())
@@ -127,8 +133,12 @@ std::string RKExiv2Library::foreignPrefix(const std::string& uri, const std::str
     if (prefix.empty())
         return prefix;
     std::string own = prefix;
-    for (int i = 0; knownNamespaces().count(own) != 0 || taken->count(own) != 0; ++i)
-        own = prefix + std::to_string(i);
+    if (isTaken(own)) {
+        int& digits = (*nextDigits)[prefix];
+        while (isTaken(prefix + std::to_string(digits)))
+            ++digits;
+        own += std::to_string(digits);
+    }
     if (prefixes->size() < kMostNamespaces && uri.size() + own.size() < kLongest) {
         prefixes->emplace(uri, own);
         taken->insert(own);
