@@ -1,13 +1,12 @@
 // Every decoder survives every file. The first byte chooses the format.
+#include "Fuzzing.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
 
 #include <QGuiApplication>
 #include <QImageReader>
-#include <QLoggingCategory>
 
 #include <array>
-#include <cstdint>
 
 namespace {
 
@@ -22,7 +21,6 @@ void setUp()
     static std::array<char*, 2> arguments{name, nullptr};
     qputenv("QT_QPA_PLATFORM", "offscreen");
     static const QGuiApplication application(argumentCount, arguments.data());
-    QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
     // As the library sets it up in a host.
     QImageReader::setAllocationLimit(0);
 }
@@ -37,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
 
     const QByteArray format = kFormats[data[0] % kFormats.size()];
-    const QByteArray file(reinterpret_cast<const char*>(data) + 1, qsizetype(size - 1));
+    const QByteArray file = quietInput(data + 1, size - 1);
     const RKBitmapDecoderQt qt;
     const RKBitmapDecoderSVG svg;
     const RKBitmapDecoder& decoder

@@ -1,14 +1,12 @@
 // A colour profile: read, set up as the source of a conversion, and used for a few colours; every
 // eighth size also by the decoders' transform, which takes its time to prepare.
+#include "Fuzzing.h"
 #include "RKImageLoader/color/RKColorProfileConverterImpl_p.h"
 #include "RKImageLoader/color/RKPixelTransform_p.h"
-
-#include <QLoggingCategory>
 
 #include <IccCmm.h>
 
 #include <array>
-#include <cstdint>
 
 namespace {
 
@@ -49,14 +47,7 @@ void convertRows(const QByteArray& profile)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
-    static const bool isSilent = [] {
-        QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
-        return true;
-    }();
-    Q_UNUSED(isSilent)
-
-    // Of this size exactly: reading beyond is seen.
-    const QByteArray profile(reinterpret_cast<const char*>(bytes), qsizetype(size));
+    const QByteArray profile = quietInput(bytes, size);
     const RKColorProfileConverterImpl converter;
     CIccCmm cmm(icSigUnknownData, icSigUnknownData, true);
     if (converter.initCmm(&cmm, converter.readProfileFromByteArray(profile)))

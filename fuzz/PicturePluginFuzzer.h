@@ -1,18 +1,18 @@
 #pragma once
 
+#include "Fuzzing.h"
 #include "imageformats/common/RKPictureHandler.h"
 
 #include <QBuffer>
 #include <QImage>
 
-#include <cstdint>
 #include <cstdlib>
 
 /// Measures and reads a file of a plug-in, whole and small. The picture has the size that was told.
 template <typename Picture>
 int readWhole(const uint8_t* data, size_t size)
 {
-    const QByteArray file(reinterpret_cast<const char*>(data), qsizetype(size));
+    const QByteArray file = quietInput(data, size);
     for (const QSize& wanted : {QSize(), QSize(16, 16)}) {
         QBuffer buffer;
         buffer.setData(file);

@@ -1,14 +1,10 @@
 // Every raw file is measured, and decoded with and without its preview.
+#include "Fuzzing.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
-
-#include <QLoggingCategory>
-
-#include <cstdint>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
-    const auto file = QByteArray::fromRawData(reinterpret_cast<const char*>(data), qsizetype(size));
+    const QByteArray file = quietInput(data, size);
     const RKBitmapDecoderLibRaw decoder;
     decoder.size(file, "dng");
     decoder.decode(file, "dng", {40, 30}, {});

@@ -1,21 +1,11 @@
 // What comes out of the sanitizer is well-formed, refers to nothing outside, and stays as it is
 // when it is sanitized again.
+#include "Fuzzing.h"
 #include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
 
-#include <QLoggingCategory>
 #include <QXmlStreamReader>
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-
 namespace {
-
-[[noreturn]] void fail(const char* problem, const QByteArray& document)
-{
-    std::fprintf(stderr, "%s:\n%s\n", problem, document.constData());
-    std::abort();
-}
 
 void checkReferences(const QByteArray& document)
 {
@@ -23,35 +13,28 @@ void checkReferences(const QByteArray& document)
     reader.setNamespaceProcessing(false);
     while (!reader.atEnd()) {
         if (reader.readNext() == QXmlStreamReader::DTD)
-            fail("document type", document);
+            qFatal("document type: %s", document.constData());
         const QXmlStreamAttributes attributes = reader.attributes();
         for (const QXmlStreamAttribute& attribute : attributes) {
             const QStringView value = attribute.value();
             if (attribute.name().compare(QLatin1String("href"), Qt::CaseInsensitive) == 0
                 && !value.startsWith(u'#') && !value.startsWith(QLatin1String("data:")))
-                fail("outside reference", document);
+                qFatal("outside reference: %s", document.constData());
         }
     }
     if (reader.hasError())
-        fail("not well-formed", document);
+        qFatal("not well-formed: %s", document.constData());
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const bool isSilent = [] {
-        QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
-        return true;
-    }();
-    Q_UNUSED(isSilent)
-
-    const QByteArray input(reinterpret_cast<const char*>(data), qsizetype(size));
-    const QByteArray document = RKSvgSanitizer::sanitized(input);
+    const QByteArray document = RKSvgSanitizer::sanitized(quietInput(data, size));
     if (document.isEmpty())
         return 0;
     checkReferences(document);
     if (RKSvgSanitizer::sanitized(document) != document)
-        fail("changed by the second time", document);
+        qFatal("changed by the second time: %s", document.constData());
     return 0;
 }

@@ -1,4 +1,5 @@
 // Opens a video from bytes and asks for its properties and frames.
+#include "Fuzzing.h"
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 #include "RKImageLoader/video/RKFfmpegBridgeLame.h"
 
@@ -6,17 +7,7 @@
 #include <QString>
 #include <QTemporaryFile>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-
 namespace {
-
-void ignoreMessage(QtMsgType, const QMessageLogContext&, const QString&)
-{
-}
 
 template <typename Bridge>
 void readAll(const QString& path)
@@ -32,11 +23,8 @@ void readAll(const QString& path)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const auto previousHandler = qInstallMessageHandler(ignoreMessage);
-    Q_UNUSED(previousHandler)
     QTemporaryFile file;
-    if (!file.open() || file.write(reinterpret_cast<const char*>(data), qint64(size)) < 0
-        || !file.flush())
+    if (!file.open() || file.write(quietInput(data, size)) < 0 || !file.flush())
         return 0;
     readAll<RKFfmpegBridge>(file.fileName());
     readAll<RKFfmpegBridgeLame>(file.fileName());

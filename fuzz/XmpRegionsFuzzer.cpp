@@ -1,23 +1,14 @@
 // An XMP packet: parsed, decoded, its face regions read, and two faces merged into them.
+#include "Fuzzing.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKExiv2XmpData.h"
 #include "RKImageLoader/metadata/RKXmpRegions.h"
 
-#include <QtGlobal>
-
-#include <cstddef>
-#include <cstdint>
 #include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
-    static const bool isQuiet = [] {
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-        return true;
-    }();
-    Q_UNUSED(isQuiet)
-
-    const std::string packet(reinterpret_cast<const char*>(bytes), size);
+    const std::string packet = quietInput(bytes, size).toStdString();
     RKXmpRegions regions;
     regions.parseXmpData(packet);
     regions.facePositionsByXMP(nullptr);

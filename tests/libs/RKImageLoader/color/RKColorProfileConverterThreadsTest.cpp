@@ -15,44 +15,43 @@ class RKColorProfileConverterThreadsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void twoProfilesAndResetsOnSeveralThreads();
-};
 
-void RKColorProfileConverterThreadsTest::twoProfilesAndResetsOnSeveralThreads()
-{
-    RKMetaData keep;
-    keep.setIccData(RKTestProfiles::rgb(2.2));
-    RKMetaData swap;
-    swap.setIccData(RKTestProfiles::rgb(2.2, true));
-    const QImage image = RKTestPictures::quadrants({64, 48});
-    const auto transform = RKPixelTransform::fromProfile(
-        RKTestProfiles::rgb(2.2, true), RKPixelTransform::Source::Rgb);
-    RKColorProfileConverter* const converter = RKColorProfileConverter::instance();
+    void twoProfilesAndResetsOnSeveralThreads()
+    {
+        RKMetaData keep;
+        keep.setIccData(RKTestProfiles::rgb(2.2));
+        RKMetaData swap;
+        swap.setIccData(RKTestProfiles::rgb(2.2, true));
+        const QImage image = RKTestPictures::quadrants({64, 48});
+        const auto transform = RKPixelTransform::fromProfile(
+            RKTestProfiles::rgb(2.2, true), RKPixelTransform::Source::Rgb);
+        RKColorProfileConverter* const converter = RKColorProfileConverter::instance();
 
-    constexpr int kThreads = 6;
-    constexpr int kRounds = 8;
-    std::atomic<int> good{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&, i] {
-            for (int round = 0; round < kRounds; ++round) {
-                const bool swaps = (i + round) % 2;
-                bool ok = false;
-                const QImage result = converter->convert(image, swaps ? swap : keep, &ok);
-                good += ok && result.pixel(0, 0) == (swaps ? 0xff00ff00 : 0xffff0000);
-                const quint16 red[3] = {65535, 0, 0};
-                QRgb pixel = 0;
-                transform->convertRow(red, &pixel, 1);
-                good += pixel == 0xff00ff00;
-                if (i == 0)
-                    converter->resetCache();
-            }
-        });
+        constexpr int kThreads = 6;
+        constexpr int kRounds = 8;
+        std::atomic<int> good{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kThreads; ++i) {
+            threads.emplace_back([&, i] {
+                for (int round = 0; round < kRounds; ++round) {
+                    const bool swaps = (i + round) % 2;
+                    bool ok = false;
+                    const QImage result = converter->convert(image, swaps ? swap : keep, &ok);
+                    good += ok && result.pixel(0, 0) == (swaps ? 0xff00ff00 : 0xffff0000);
+                    const quint16 red[3] = {65535, 0, 0};
+                    QRgb pixel = 0;
+                    transform->convertRow(red, &pixel, 1);
+                    good += pixel == 0xff00ff00;
+                    if (i == 0)
+                        converter->resetCache();
+                }
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        QCOMPARE(good.load(), 2 * kThreads * kRounds);
     }
-    for (std::thread& thread : threads)
-        thread.join();
-    QCOMPARE(good.load(), 2 * kThreads * kRounds);
-}
+};
 
 QTEST_GUILESS_MAIN(RKColorProfileConverterThreadsTest)
 #include "RKColorProfileConverterThreadsTest.moc"

@@ -8,16 +8,6 @@
 
 using Source = RKPixelTransform::Source;
 
-class RKPixelTransformTest : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void pixelsComeOutInSrgb();
-    void rowsOfAnyLengthAndDepthAgree();
-    void unusableProfilesGiveNothing();
-};
-
 namespace {
 
 QRgb converted(
@@ -40,64 +30,70 @@ bool isNear(QRgb actual, QRgb expected)
 
 } // namespace
 
-void RKPixelTransformTest::pixelsComeOutInSrgb()
+class RKPixelTransformTest : public QObject
 {
-    // Adobe RGB to sRGB by the published matrices and curves; pure green lies outside.
-    const auto rgb = RKPixelTransform::fromProfile(RKTestProfiles::rgb(563 / 256.), Source::Rgb);
-    QVERIFY(rgb);
-    QVERIFY(isNear(converted(rgb, {200 * 257, 100 * 257, 50 * 257}), 0xffe3642a));
-    QVERIFY(isNear(converted(rgb, {0, 65535, 0}), 0xff00ff00));
+    Q_OBJECT
 
-    const auto linear = RKPixelTransform::fromProfile(RKTestProfiles::rgb(1.0), Source::Rgb);
-    QVERIFY(linear);
-    QVERIFY(isNear(converted(linear, {65, 65, 65}), 0xff030303));
+private Q_SLOTS:
 
-    // L = 50 is a luminance of 0.184, in sRGB 119.
-    const auto lab = RKPixelTransform::fromLab();
-    QVERIFY(lab);
-    QVERIFY(isNear(converted(lab, {32768, 0x8080, 0x8080}), 0xff777777));
-    QVERIFY(isNear(converted(lab, {65535, 0x8080, 0x8080}), 0xffffffff));
-    // Pure red is (54.29, 80.82, 69.88).
-    QVERIFY(isNear(converted(lab, {35580, 53665, 50855}), 0xffff0000));
+    void pixelsComeOutInSrgb()
+    {
+        // Adobe RGB to sRGB by the published matrices and curves; pure green lies outside.
+        const auto rgb
+            = RKPixelTransform::fromProfile(RKTestProfiles::rgb(563 / 256.), Source::Rgb);
+        QVERIFY(rgb);
+        QVERIFY(isNear(converted(rgb, {200 * 257, 100 * 257, 50 * 257}), 0xffe3642a));
+        QVERIFY(isNear(converted(rgb, {0, 65535, 0}), 0xff00ff00));
 
-    const auto cmyk = RKPixelTransform::fromProfile(RKTestProfiles::cmyk(), Source::Cmyk);
-    QVERIFY(cmyk);
-    QVERIFY(isNear(converted(cmyk, {0, 0, 0, 0}), 0xffffffff));
-    QVERIFY(isNear(converted(cmyk, {0, 0, 0, 32768}), 0xff777777));
-    QVERIFY(isNear(converted(cmyk, {0, 0, 0, 65535}), 0xff000000));
+        const auto linear = RKPixelTransform::fromProfile(RKTestProfiles::rgb(1.0), Source::Rgb);
+        QVERIFY(linear);
+        QVERIFY(isNear(converted(linear, {65, 65, 65}), 0xff030303));
 
-    const auto grey = RKPixelTransform::fromProfile(RKTestProfiles::grey(1.0), Source::Gray);
-    QVERIFY(grey);
-    QVERIFY(isNear(converted(grey, {32768}), 0xffbcbcbc));
-    QVERIFY(isNear(converted(grey, {65}), 0xff030303));
-}
+        // L = 50 is a luminance of 0.184, in sRGB 119.
+        const auto lab = RKPixelTransform::fromLab();
+        QVERIFY(lab);
+        QVERIFY(isNear(converted(lab, {32768, 0x8080, 0x8080}), 0xff777777));
+        // Pure red is (54.29, 80.82, 69.88).
+        QVERIFY(isNear(converted(lab, {35580, 53665, 50855}), 0xffff0000));
 
-void RKPixelTransformTest::rowsOfAnyLengthAndDepthAgree()
-{
-    const auto transform = RKPixelTransform::fromProfile(RKTestProfiles::rgb(1.8), Source::Rgb);
-    QVERIFY(transform);
-    // Longer than a block; the last sample alone has 16 bits.
-    std::vector<quint16> samples(3 * 1001);
-    for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = quint16((70 + i % 120) * 257);
-    samples.back() = quint16(samples.back() + 1);
-    std::vector<QRgb> row(1002, 42);
-    transform->convertRow(samples.data(), row.data(), 1001);
-    for (size_t i = 0; i < 1001; ++i) {
-        QRgb alone = 0;
-        transform->convertRow(&samples[3 * i], &alone, 1);
-        QVERIFY(isNear(row[i], alone));
+        const auto cmyk = RKPixelTransform::fromProfile(RKTestProfiles::cmyk(), Source::Cmyk);
+        QVERIFY(cmyk);
+        QVERIFY(isNear(converted(cmyk, {0, 0, 0, 0}), 0xffffffff));
+        QVERIFY(isNear(converted(cmyk, {0, 0, 0, 32768}), 0xff777777));
+
+        const auto grey = RKPixelTransform::fromProfile(RKTestProfiles::grey(1.0), Source::Gray);
+        QVERIFY(grey);
+        QVERIFY(isNear(converted(grey, {32768}), 0xffbcbcbc));
+        QVERIFY(isNear(converted(grey, {65}), 0xff030303));
     }
-    QCOMPARE(row[1001], QRgb(42));
-}
 
-void RKPixelTransformTest::unusableProfilesGiveNothing()
-{
-    const QByteArray rgb = RKTestProfiles::rgb(2.2);
-    QVERIFY(!RKPixelTransform::fromProfile(QByteArray(), Source::Rgb));
-    QVERIFY(!RKPixelTransform::fromProfile(rgb.chopped(1), Source::Rgb));
-    QVERIFY(!RKPixelTransform::fromProfile(rgb, Source::Cmyk));
-}
+    void rowsOfAnyLengthAndDepthAgree()
+    {
+        const auto transform = RKPixelTransform::fromProfile(RKTestProfiles::rgb(1.8), Source::Rgb);
+        QVERIFY(transform);
+        // Longer than a block; the last sample alone has 16 bits.
+        std::vector<quint16> samples(3 * 1001);
+        for (size_t i = 0; i < samples.size(); ++i)
+            samples[i] = quint16((70 + i % 120) * 257);
+        samples.back() = quint16(samples.back() + 1);
+        std::vector<QRgb> row(1002, 42);
+        transform->convertRow(samples.data(), row.data(), 1001);
+        for (size_t i = 0; i < 1001; ++i) {
+            QRgb alone = 0;
+            transform->convertRow(&samples[3 * i], &alone, 1);
+            QVERIFY(isNear(row[i], alone));
+        }
+        QCOMPARE(row[1001], QRgb(42));
+    }
+
+    void unusableProfilesGiveNothing()
+    {
+        const QByteArray rgb = RKTestProfiles::rgb(2.2);
+        QVERIFY(!RKPixelTransform::fromProfile(QByteArray(), Source::Rgb));
+        QVERIFY(!RKPixelTransform::fromProfile(rgb.chopped(1), Source::Rgb));
+        QVERIFY(!RKPixelTransform::fromProfile(rgb, Source::Cmyk));
+    }
+};
 
 QTEST_GUILESS_MAIN(RKPixelTransformTest)
 #include "RKPixelTransformTest.moc"

@@ -5,6 +5,7 @@
 #include "RKMetadataFixtures.h"
 #include "support/RKChildProcess.h"
 #include "support/RKRestrictions.h"
+#include "support/RKTestPictures.h"
 
 #include <QColorSpace>
 #include <QRandomGenerator>
@@ -14,25 +15,14 @@
 
 using namespace RKMetadataFixtures;
 using namespace RKRestrictions;
+using RKTestPictures::read;
+using RKTestPictures::write;
 using Field = RKMetaDataFieldEnum;
 
 namespace {
 
 constexpr int kOldRating = 1;
 constexpr int kNewRating = 5;
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void put(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), content.size());
-}
 
 /// A file that holds all families, with the old rating.
 QByteArray ratedFile(const char* format)
@@ -72,7 +62,7 @@ int runAsChild(const QString& role)
     const QString task = role.section(QLatin1Char(' '), 0, 0);
     const QString path = role.section(QLatin1Char(' '), 1);
     if (task == QLatin1String("limited"))
-        return limitFileSize(contentOf(path).size() / 2) && rate(path, kNewRating);
+        return limitFileSize(read(path).size() / 2) && rate(path, kNewRating);
     if (task == QLatin1String("ordinary"))
         return becomeOrdinaryUser() && rate(path, kNewRating);
     // Saves until it is killed, and tells of each.
@@ -85,14 +75,6 @@ int runAsChild(const QString& role)
     }
 }
 
-const QString kSaveError = QStringLiteral("^caught exception with errorCode=%1 msg=.* image=%2$");
-
-QRegularExpression saveError(const QString& path, Exiv2::ErrorCode code)
-{
-    return QRegularExpression(
-        kSaveError.arg(QString::number(static_cast<int>(code)), QRegularExpression::escape(path)));
-}
-
 } // namespace
 
 class RKExiv2WrapperSaveTest : public QObject
@@ -100,352 +82,297 @@ class RKExiv2WrapperSaveTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
 
-    void everyFormatKeepsPixelsAndOtherData_data();
-    void everyFormatKeepsPixelsAndOtherData();
-    void formatsWithoutMetadataAreLeftAlone_data();
-    void formatsWithoutMetadataAreLeftAlone();
-    void bufferIsClosedAndHoldsTheNewImage();
-    void removedDataLeaveTheFile();
-    void xmpThatCannotBeReadStays();
-    void unknownPartsOfXmpStay();
-    void foreignPrefixesDoNotReachOtherFiles();
-
-    void processLimitLeavesTheOldFile();
-    void fullDiskLeavesTheOldFile();
-    void readOnlyFileIsNotReplaced();
-    void linksAndModeStay();
-    void pipeIsNotWaitedFor();
-    void killedSavesLeaveAWholeFile();
-};
-
-void RKExiv2WrapperSaveTest::init()
-{
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
-void RKExiv2WrapperSaveTest::everyFormatKeepsPixelsAndOtherData_data()
-{
-    QTest::addColumn<QByteArray>("format");
-    for (const char* format : {"JPG", "PNG", "TIFF", "WEBP"})
-        QTest::newRow(format) << QByteArray(format);
-}
-
-void RKExiv2WrapperSaveTest::everyFormatKeepsPixelsAndOtherData()
-{
-    QFETCH(QByteArray, format);
-    if (imageFile(format.constData()).isEmpty())
-        QSKIP("Qt cannot write the format here.");
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("ä %1"));
-    put(path, ratedFile(format.constData()));
-    const QHash<QString, QString> before = RKExiv2Wrapper(path).allData();
-    const QImage pixels(path);
-
-    QVERIFY(RKExiv2Wrapper(path).save(QFileInfo(path)));
-    QCOMPARE(RKExiv2Wrapper(path).allData(), before);
-    QVERIFY(rate(path, kNewRating));
-    RKExiv2Wrapper after(path);
-    QCOMPARE(after.adobeRating(), kNewRating);
-    QCOMPARE(QImage(path), pixels);
-    for (auto datum = before.begin(); datum != before.end(); ++datum) {
-        if (!datum.key().contains(QLatin1String("Rating"))
-            && datum.key() != QLatin1String("Exif.Image.XMLPacket"))
-            QCOMPARE(after.allData().value(datum.key()), datum.value());
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     }
-    const QByteArray profile = QColorSpace(QColorSpace::DisplayP3).iccProfile();
-    after.setIccData(profile);
-    QVERIFY(after.save(QFileInfo(path)));
-    after.setIccData(QByteArray()); // leaves the file's own
-    QVERIFY(after.save(QFileInfo(path)));
-    QCOMPARE(RKExiv2Wrapper(path).iccData(), profile);
-    QCOMPARE(dir.entries().size(), 1);
-}
 
-void RKExiv2WrapperSaveTest::formatsWithoutMetadataAreLeftAlone_data()
-{
-    QTest::addColumn<QByteArray>("file");
-    QTest::newRow("BMP") << imageFile("BMP");
-    const QByteArray boxes("\0\0\0\x18"
-                           "ftypheic\0\0\0\0mif1heic",
-        24);
-    QTest::newRow("HEIC") << QByteArray(boxes + QByteArray(200, '\0'));
-}
+    void everyFormatKeepsPixelsAndOtherData()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("ä %1"));
+        for (const char* format : {"JPG", "PNG", "TIFF", "WEBP"}) {
+            if (imageFile(format).isEmpty())
+                continue; // Qt cannot write the format here.
+            write(path, ratedFile(format));
+            const QHash<QString, QString> before = RKExiv2Wrapper(path).allData();
+            const QImage pixels(path);
 
-void RKExiv2WrapperSaveTest::formatsWithoutMetadataAreLeftAlone()
-{
-    QFETCH(QByteArray, file);
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("file"));
-    put(path, file);
-    const QDateTime past = QDateTime::currentDateTime().addDays(-1);
-    QFile touched(path);
-    QVERIFY(touched.open(QIODevice::ReadWrite)
-        && touched.setFileTime(past, QFileDevice::FileModificationTime));
-    touched.close();
+            QVERIFY2(RKExiv2Wrapper(path).save(QFileInfo(path)), format);
+            QCOMPARE(RKExiv2Wrapper(path).allData(), before);
+            QVERIFY(rate(path, kNewRating));
+            RKExiv2Wrapper after(path);
+            QCOMPARE(after.adobeRating(), kNewRating);
+            QCOMPARE(QImage(path), pixels);
+            for (auto datum = before.begin(); datum != before.end(); ++datum) {
+                if (!datum.key().contains(QLatin1String("Rating"))
+                    && datum.key() != QLatin1String("Exif.Image.XMLPacket"))
+                    QCOMPARE(after.allData().value(datum.key()), datum.value());
+            }
+            const QByteArray profile = QColorSpace(QColorSpace::DisplayP3).iccProfile();
+            after.setIccData(profile);
+            QVERIFY(after.save(QFileInfo(path)));
+            after.setIccData(QByteArray()); // leaves the file's own
+            QVERIFY(after.save(QFileInfo(path)));
+            QCOMPARE(RKExiv2Wrapper(path).iccData(), profile);
+            QCOMPARE(dir.entries().size(), 1);
+        }
+    }
 
-    RKExiv2Wrapper wrapper;
-    wrapper.setAdobeRating(kNewRating);
-    QVERIFY(!wrapper.save(QFileInfo(path)));
-    QCOMPARE(contentOf(path), file);
-    QCOMPARE(QFileInfo(path).lastModified().toSecsSinceEpoch(), past.toSecsSinceEpoch());
-}
+    void formatsWithoutMetadataAreLeftAlone()
+    {
+        const QByteArray boxes("\0\0\0\x18"
+                               "ftypheic\0\0\0\0mif1heic",
+            24);
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("file"));
+        RKExiv2Wrapper wrapper;
+        wrapper.setAdobeRating(kNewRating);
+        for (const QByteArray& file : {imageFile("BMP"), QByteArray(boxes + QByteArray(200, '\0'))})
+        {
+            write(path, file);
+            QVERIFY(!wrapper.save(QFileInfo(path)));
+            QCOMPARE(read(path), file);
+            QBuffer buffer;
+            buffer.setData(file);
+            QVERIFY(!wrapper.save(&buffer));
+            QCOMPARE(buffer.data(), file);
+        }
+    }
 
-void RKExiv2WrapperSaveTest::bufferIsClosedAndHoldsTheNewImage()
-{
-    const QByteArray file = ratedFile("JPG");
-    RKExiv2Wrapper wrapper(file);
-    wrapper.setAdobeRating(kNewRating);
-    QVERIFY(!wrapper.save(static_cast<QBuffer*>(nullptr)));
+    void bufferIsClosedAndHoldsTheNewImage()
+    {
+        const QByteArray file = ratedFile("JPG");
+        RKExiv2Wrapper wrapper(file);
+        wrapper.setAdobeRating(kNewRating);
+        QVERIFY(!wrapper.save(static_cast<QBuffer*>(nullptr)));
 
-    QByteArray shared = file;
-    QBuffer buffer(&shared);
-    QVERIFY(buffer.open(QIODevice::ReadWrite));
-    QVERIFY(wrapper.save(&buffer));
-    QVERIFY(!buffer.isOpen());
-    QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), kNewRating);
-    QCOMPARE(RKExiv2Wrapper(file).adobeRating(), kOldRating);
-
-    // exiv2 changes TIFF files in place: the copy must not change with them.
-    const QByteArray tiff = ratedFile("TIFF");
-    QBuffer other;
-    other.setData(tiff);
-    QVERIFY(wrapper.save(&other));
-    QCOMPARE(RKExiv2Wrapper(tiff).adobeRating(), kOldRating);
-
-    QBuffer bitmap;
-    bitmap.setData(imageFile("BMP"));
-    QVERIFY(!wrapper.save(&bitmap));
-    QCOMPARE(bitmap.data(), imageFile("BMP"));
-}
-
-void RKExiv2WrapperSaveTest::removedDataLeaveTheFile()
-{
-    const QSize size(200, 150);
-    RKExiv2Wrapper full(ratedFile("JPG"));
-    full.writeThumbnail(imageFile("JPG", QSize(20, 15)));
-    full.updateFaces(size, RKFacePositions(size, QRect(10, 10, 40, 40), faceDetectionEngineHP));
-    QBuffer buffer;
-    buffer.setData(ratedFile("JPG"));
-    QVERIFY(full.save(&buffer));
-
-    RKExiv2Wrapper wrapper(buffer.data());
-    QCOMPARE(wrapper.thumbnail().size(), QSize(20, 15));
-    QCOMPARE(wrapper.numberOfRegions(), 1);
-    wrapper.eraseThumbnail();
-    QVERIFY(wrapper.removeFaceRegions());
-    QVERIFY(wrapper.save(&buffer));
-    const RKExiv2Wrapper after(buffer.data());
-    QVERIFY(after.thumbnail().isNull());
-    QCOMPARE(after.numberOfRegions(), 0);
-    QCOMPARE(after.adobeRating(), kOldRating);
-}
-
-void RKExiv2WrapperSaveTest::xmpThatCannotBeReadStays()
-{
-    QByteArray file = withMetadata(imageFile("JPG"),
-        [](Exiv2::Image& image) { image.xmpData()["Xmp.dc.format"] = std::string("image/jpeg"); });
-    // A prefix that nobody has declared.
-    file.replace("dc:format=", "xx:format=");
-    const QByteArray packet = file.mid(file.indexOf("<?xpacket begin"),
-        file.indexOf("<?xpacket end") - file.indexOf("<?xpacket begin"));
-    QVERIFY(packet.contains("xx:format"));
-    QBuffer buffer;
-    buffer.setData(file);
-    RKExiv2Wrapper wrapper;
-    wrapper.setFlashUsed(true);
-    QVERIFY(wrapper.save(&buffer));
-    QVERIFY(buffer.data().contains(packet));
-    QVERIFY(RKExiv2Wrapper(buffer.data()).flashUsed());
-}
-
-void RKExiv2WrapperSaveTest::unknownPartsOfXmpStay()
-{
-    // What exiv2 loses when it encodes them anew, in a packet that calls its namespaces otherwise.
-    const QByteArrayList parts{" rdf:about=\"uuid:1\"",
-        "<a:RegionList><rdf:Bag><rdf:li><rdf:Bag><rdf:li>nested</rdf:li></rdf:Bag></rdf:li>",
-        "<a:Empty></a:Empty>",
-        "<!-- remark -->",
-        "<a:Told rdf:ID=\"id\">text</a:Told>",
-        "xap:CreatorTool='tool'"};
-    const std::string packet
-        = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF"
-          " xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description"
-          " rdf:about=\"uuid:1\" xmlns:xap='http://ns.adobe.com/xap/1.0/' xmlns:a='http://a/'"
-          " xap:CreatorTool='tool' xap:Rating='1'><!-- remark --><a:Empty></a:Empty>"
-          "<a:Told rdf:ID=\"id\">text</a:Told><a:RegionList><rdf:Bag><rdf:li><rdf:Bag><rdf:li>nested"
-          "</rdf:li></rdf:Bag></rdf:li></rdf:Bag></a:RegionList></rdf:Description></rdf:RDF>"
-          "</x:xmpmeta>"
-        + std::string(900, ' ') + "<?xpacket end='w'?>";
-    QBuffer buffer;
-    buffer.setData(withMetadata(imageFile("JPG"), [&](Exiv2::Image& image) {
-        image.writeXmpFromPacket(true);
-        image.xmpPacket() = packet;
-    }));
-    QByteArrayList files;
-    for (const int rating : {4, 1, 4, 1}) {
-        RKExiv2Wrapper wrapper(buffer.data());
-        wrapper.setAdobeRating(rating);
-        wrapper.write(RKMetaDataField(Field::exifImageDescription), QStringLiteral("text"));
+        QByteArray shared = file;
+        QBuffer buffer(&shared);
+        QVERIFY(buffer.open(QIODevice::ReadWrite));
         QVERIFY(wrapper.save(&buffer));
-        QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), rating);
-        for (const QByteArray& part : parts)
-            QVERIFY2(buffer.data().contains(part), part.constData());
-        QVERIFY(buffer.data().contains(QByteArray(" xap:Rating=\"" + QByteArray::number(rating))));
-        QCOMPARE(buffer.data().count("Rating"), 2);
-        files.append(buffer.data());
-    }
-    // The padding has taken what was added, and nothing piles up.
-    QCOMPARE(files.at(3), files.at(1));
-}
+        QVERIFY(!buffer.isOpen());
+        QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), kNewRating);
+        QCOMPARE(RKExiv2Wrapper(file).adobeRating(), kOldRating);
 
-void RKExiv2WrapperSaveTest::foreignPrefixesDoNotReachOtherFiles()
-{
-    QByteArray poison = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
-        image.xmpData()["Xmp.dc.format"] = std::string("image/jpeg");
-        image.xmpData()["Xmp.TAMO.Rating"] = std::string("4");
-        image.xmpData()["Xmp.mwg-rs.Any"] = std::string("2");
-    });
-    poison.replace("http://purl.org/dc/elements/1.1/", "http://purl.org/xx/elements/1.1/");
-    poison.replace("\"namespaceTAMO/\"", "\"anotherNamespa\"");
-    poison.replace("mwg-rs:", "mwg_rs:").replace("xmlns:mwg-rs", "xmlns:mwg_rs");
-    QVERIFY(poison.contains("xmlns:mwg_rs"));
-    const QByteArray plain = imageFile("JPG");
-    const QSize size(48, 32);
-    for (const bool readBefore : {true, false}) {
-        RKExiv2Wrapper wrapper(plain);
-        if (readBefore)
-            QVERIFY(!RKExiv2Wrapper(poison).allData().isEmpty());
-        wrapper.setTamoRating(3);
-        wrapper.write(RKMetaDataField(Field::exifImageDescription), QStringLiteral("text"));
-        wrapper.updateFaces(size, RKFacePositions(size, QRect(0, 0, 9, 9), faceDetectionEngineHP));
-        if (!readBefore)
-            QVERIFY(!RKExiv2Wrapper(poison).allData().isEmpty());
+        // exiv2 changes TIFF files in place: the copy must not change with them.
+        const QByteArray tiff = ratedFile("TIFF");
+        QBuffer other;
+        other.setData(tiff);
+        QVERIFY(wrapper.save(&other));
+        QCOMPARE(RKExiv2Wrapper(tiff).adobeRating(), kOldRating);
+    }
+
+    void removedDataLeaveTheFile()
+    {
+        const QSize size(200, 150);
+        RKExiv2Wrapper full(ratedFile("JPG"));
+        full.writeThumbnail(imageFile("JPG", QSize(20, 15)));
+        full.updateFaces(size, RKFacePositions(size, QRect(10, 10, 40, 40), faceDetectionEngineHP));
         QBuffer buffer;
-        buffer.setData(plain);
+        buffer.setData(ratedFile("JPG"));
+        QVERIFY(full.save(&buffer));
+
+        RKExiv2Wrapper wrapper(buffer.data());
+        QCOMPARE(wrapper.thumbnail().size(), QSize(20, 15));
+        QCOMPARE(wrapper.numberOfRegions(), 1);
+        wrapper.eraseThumbnail();
+        QVERIFY(wrapper.removeFaceRegions());
         QVERIFY(wrapper.save(&buffer));
-
-        const QByteArray& file = buffer.data();
-        QVERIFY(file.contains("xmlns:dc=\"http://purl.org/dc/elements/1.1/\""));
-        QVERIFY(file.contains("xmlns:TAMO=\"namespaceTAMO/\""));
-        QVERIFY(file.contains("mwg-rs:Regions"));
-        QVERIFY(!file.contains("xx/elements"));
-        QVERIFY(!file.contains("anotherNamespa"));
-        QVERIFY(!file.contains("mwg_rs"));
-        const RKExiv2Wrapper read(file);
-        QCOMPARE(read.tamoRating(), 3);
-        QCOMPARE(read.numberOfRegions(), 1);
-        QCOMPARE(read.read(RKMetaDataField(Field::exifImageDescription)), QStringLiteral("text"));
+        const RKExiv2Wrapper after(buffer.data());
+        QVERIFY(after.thumbnail().isNull());
+        QCOMPARE(after.numberOfRegions(), 0);
+        QCOMPARE(after.adobeRating(), kOldRating);
     }
-}
 
-void RKExiv2WrapperSaveTest::processLimitLeavesTheOldFile()
-{
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("file.jpg"));
-    const QByteArray file = ratedFile("JPG");
-    put(path, file);
-    const RKChildProcess::Result result = RKChildProcess::run(QStringLiteral("limited ") + path);
-    QVERIFY(!result.crashed);
-    QCOMPARE(result.exitCode, 0);
-    QVERIFY2(result.messages.contains(
-                 saveError(path, Exiv2::ErrorCode::kerTransferFailed).pattern().mid(1, 20)),
-        qPrintable(result.messages));
-    QCOMPARE(contentOf(path), file);
-    QCOMPARE(dir.entries().size(), 1);
-}
-
-void RKExiv2WrapperSaveTest::fullDiskLeavesTheOldFile()
-{
-    const SmallDisk disk(256);
-    if (!disk.isMounted())
-        QSKIP("No file system may be mounted here.");
-    const QString path = disk.filePath(QStringLiteral("file.jpg"));
-    const QByteArray file = ratedFile("JPG");
-    put(path, file);
-    disk.fill();
-    const QStringList before = disk.entries();
-    QTest::ignoreMessage(QtWarningMsg, saveError(path, Exiv2::ErrorCode::kerTransferFailed));
-    QVERIFY(!rate(path, kNewRating));
-    QCOMPARE(contentOf(path), file);
-    QCOMPARE(disk.entries(), before);
-}
-
-void RKExiv2WrapperSaveTest::readOnlyFileIsNotReplaced()
-{
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("file.jpg"));
-    const QByteArray file = ratedFile("JPG");
-    put(path, file);
-    QVERIFY(setMode(path, 0444));
-    const RKChildProcess::Result result = RKChildProcess::run(QStringLiteral("ordinary ") + path);
-    QCOMPARE(result.exitCode, 0);
-    QVERIFY2(
-        result.messages.contains(QStringLiteral("errorCode=%1 ")
-                                     .arg(static_cast<int>(Exiv2::ErrorCode::kerFileOpenFailed))),
-        qPrintable(result.messages));
-    QCOMPARE(contentOf(path), file);
-}
-
-void RKExiv2WrapperSaveTest::linksAndModeStay()
-{
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("file.jpg"));
-    const QString symbolic = dir.filePath(QStringLiteral("symbolic.jpg"));
-    const QString hard = dir.filePath(QStringLiteral("hard.jpg"));
-    put(path, ratedFile("JPG"));
-    QVERIFY(setMode(path, 0640));
-    QVERIFY(QFile::link(path, symbolic));
-    QVERIFY(rate(symbolic, 2));
-    QVERIFY(QFileInfo(symbolic).isSymLink());
-    QCOMPARE(RKExiv2Wrapper(path).adobeRating(), 2);
-    QCOMPARE(status(path).st_mode & 07777, mode_t(0640));
-
-    QCOMPARE(::link(QFile::encodeName(path).constData(), QFile::encodeName(hard).constData()), 0);
-    QVERIFY(rate(path, 3));
-    QCOMPARE(RKExiv2Wrapper(hard).adobeRating(), 3);
-    QCOMPARE(status(hard).st_ino, status(path).st_ino);
-}
-
-void RKExiv2WrapperSaveTest::pipeIsNotWaitedFor()
-{
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("pipe.jpg"));
-    QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0666), 0);
-    RKExiv2Wrapper wrapper(ratedFile("JPG"));
-    QTest::ignoreMessage(QtWarningMsg, saveError(path, Exiv2::ErrorCode::kerDataSourceOpenFailed));
-    QVERIFY(!wrapper.save(QFileInfo(path)));
-}
-
-void RKExiv2WrapperSaveTest::killedSavesLeaveAWholeFile()
-{
-    const OpenDir dir;
-    const QString path = dir.filePath(QStringLiteral("file.jpg"));
-    QList<QByteArray> versions{ratedFile("JPG")};
-    put(path, versions.first());
-    for (int i = 0; i < 4; ++i)
-        versions.append(rated(versions.last(), i % 2 == 0 ? kNewRating : kOldRating));
-
-    constexpr int kSaves = 300;
-    constexpr int kKills = 20;
-    int saves = 0;
-    int kills = 0;
-    while (saves < kSaves || kills < kKills) {
-        QProcess child;
-        RKChildProcess::start(child, QStringLiteral("loop ") + path);
-        QVERIFY(child.waitForReadyRead());
-        QTest::qWait(QRandomGenerator::global()->bounded(60));
-        child.kill();
-        QVERIFY(child.waitForFinished());
-        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
-        ++kills;
-        saves += int(child.readAllStandardOutput().size());
-
-        const QByteArray content = contentOf(path);
-        QVERIFY2(versions.contains(content), qPrintable(QString::number(content.size())));
+    void xmpThatCannotBeReadStays()
+    {
+        QByteArray file = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
+            image.xmpData()["Xmp.dc.format"] = std::string("image/jpeg");
+        });
+        // A prefix that nobody has declared.
+        file.replace("dc:format=", "xx:format=");
+        const QByteArray packet = file.mid(file.indexOf("<?xpacket begin"),
+            file.indexOf("<?xpacket end") - file.indexOf("<?xpacket begin"));
+        QVERIFY(packet.contains("xx:format"));
+        QBuffer buffer;
+        buffer.setData(file);
+        RKExiv2Wrapper wrapper;
+        wrapper.setFlashUsed(true);
+        QVERIFY(wrapper.save(&buffer));
+        QVERIFY(buffer.data().contains(packet));
+        QVERIFY(RKExiv2Wrapper(buffer.data()).flashUsed());
     }
-}
+
+    void unknownPartsOfXmpStay()
+    {
+        // What exiv2 loses when it encodes them anew, in a packet that calls its namespaces
+        // otherwise.
+        const QByteArrayList parts{" rdf:about=\"uuid:1\"",
+            "<a:RegionList><rdf:Bag><rdf:li><rdf:Bag><rdf:li>nested</rdf:li></rdf:Bag></rdf:li>",
+            "<a:Empty></a:Empty>",
+            "<!-- remark -->",
+            "<a:Told rdf:ID=\"id\">text</a:Told>",
+            "xap:CreatorTool='tool'"};
+        const std::string packet
+            = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF"
+              " xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description"
+              " rdf:about=\"uuid:1\" xmlns:xap='http://ns.adobe.com/xap/1.0/' xmlns:a='http://a/'"
+              " xap:CreatorTool='tool' xap:Rating='1'><!-- remark --><a:Empty></a:Empty>"
+              "<a:Told rdf:ID=\"id\">text</a:Told><a:RegionList><rdf:Bag><rdf:li><rdf:Bag><rdf:li>nested"
+              "</rdf:li></rdf:Bag></rdf:li></rdf:Bag></a:RegionList></rdf:Description></rdf:RDF>"
+              "</x:xmpmeta>"
+            + std::string(900, ' ') + "<?xpacket end='w'?>";
+        QBuffer buffer;
+        buffer.setData(withMetadata(imageFile("JPG"), [&](Exiv2::Image& image) {
+            image.writeXmpFromPacket(true);
+            image.xmpPacket() = packet;
+        }));
+        QByteArrayList files;
+        for (const int rating : {4, 1, 4, 1}) {
+            RKExiv2Wrapper wrapper(buffer.data());
+            wrapper.setAdobeRating(rating);
+            wrapper.write(RKMetaDataField(Field::exifImageDescription), QStringLiteral("text"));
+            QVERIFY(wrapper.save(&buffer));
+            QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), rating);
+            for (const QByteArray& part : parts)
+                QVERIFY2(buffer.data().contains(part), part.constData());
+            QVERIFY(
+                buffer.data().contains(QByteArray(" xap:Rating=\"" + QByteArray::number(rating))));
+            QCOMPARE(buffer.data().count("Rating"), 2);
+            files.append(buffer.data());
+        }
+        // The padding has taken what was added, and nothing piles up.
+        QCOMPARE(files.at(3), files.at(1));
+    }
+
+    void foreignPrefixesDoNotReachOtherFiles()
+    {
+        QByteArray poison = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
+            image.xmpData()["Xmp.dc.format"] = std::string("image/jpeg");
+            image.xmpData()["Xmp.TAMO.Rating"] = std::string("4");
+            image.xmpData()["Xmp.mwg-rs.Any"] = std::string("2");
+        });
+        poison.replace("http://purl.org/dc/elements/1.1/", "http://purl.org/xx/elements/1.1/");
+        poison.replace("\"namespaceTAMO/\"", "\"anotherNamespa\"");
+        poison.replace("mwg-rs:", "mwg_rs:").replace("xmlns:mwg-rs", "xmlns:mwg_rs");
+        QVERIFY(poison.contains("xmlns:mwg_rs"));
+        const QByteArray plain = imageFile("JPG");
+        const QSize size(48, 32);
+        for (const bool readBefore : {true, false}) {
+            RKExiv2Wrapper wrapper(plain);
+            if (readBefore)
+                QVERIFY(!RKExiv2Wrapper(poison).allData().isEmpty());
+            wrapper.setTamoRating(3);
+            wrapper.write(RKMetaDataField(Field::exifImageDescription), QStringLiteral("text"));
+            wrapper.updateFaces(
+                size, RKFacePositions(size, QRect(0, 0, 9, 9), faceDetectionEngineHP));
+            if (!readBefore)
+                QVERIFY(!RKExiv2Wrapper(poison).allData().isEmpty());
+            QBuffer buffer;
+            buffer.setData(plain);
+            QVERIFY(wrapper.save(&buffer));
+
+            const QByteArray& file = buffer.data();
+            QVERIFY(file.contains("xmlns:dc=\"http://purl.org/dc/elements/1.1/\""));
+            QVERIFY(file.contains("xmlns:TAMO=\"namespaceTAMO/\""));
+            QVERIFY(file.contains("mwg-rs:Regions"));
+            QVERIFY(!file.contains("xx/elements"));
+            QVERIFY(!file.contains("anotherNamespa"));
+            QVERIFY(!file.contains("mwg_rs"));
+            const RKExiv2Wrapper read(file);
+            QCOMPARE(read.tamoRating(), 3);
+            QCOMPARE(read.numberOfRegions(), 1);
+            QCOMPARE(
+                read.read(RKMetaDataField(Field::exifImageDescription)), QStringLiteral("text"));
+        }
+    }
+
+    void failuresLeaveTheOldFile()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("file.jpg"));
+        const QByteArray file = ratedFile("JPG");
+        write(path, file);
+        const std::tuple<const char*, mode_t, Exiv2::ErrorCode> rows[]
+            = {{"limited ", 0644, Exiv2::ErrorCode::kerTransferFailed},
+                {"ordinary ", 0444, Exiv2::ErrorCode::kerFileOpenFailed}};
+        for (const auto& [task, mode, code] : rows) {
+            QVERIFY(setMode(path, mode));
+            const RKChildProcess::Result result = RKChildProcess::run(QLatin1String(task) + path);
+            QCOMPARE(result.exitCode, 0);
+            const QString told = QStringLiteral("errorCode=%1 ").arg(static_cast<int>(code));
+            QVERIFY2(result.messages.contains(told), qPrintable(result.messages));
+            QCOMPARE(read(path), file);
+            QCOMPARE(dir.entries().size(), 1);
+        }
+    }
+
+    void linksAndModeStay()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("file.jpg"));
+        const QString symbolic = dir.filePath(QStringLiteral("symbolic.jpg"));
+        const QString hard = dir.filePath(QStringLiteral("hard.jpg"));
+        write(path, ratedFile("JPG"));
+        QVERIFY(setMode(path, 0640));
+        QVERIFY(QFile::link(path, symbolic));
+        QVERIFY(rate(symbolic, 2));
+        QVERIFY(QFileInfo(symbolic).isSymLink());
+        QCOMPARE(RKExiv2Wrapper(path).adobeRating(), 2);
+        QCOMPARE(status(path).st_mode & 07777, mode_t(0640));
+
+        QCOMPARE(
+            ::link(QFile::encodeName(path).constData(), QFile::encodeName(hard).constData()), 0);
+        QVERIFY(rate(path, 3));
+        QCOMPARE(RKExiv2Wrapper(hard).adobeRating(), 3);
+        QCOMPARE(status(hard).st_ino, status(path).st_ino);
+    }
+
+    void pipeIsNotWaitedFor()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("pipe.jpg"));
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0666), 0);
+        RKExiv2Wrapper wrapper(ratedFile("JPG"));
+        const QString message
+            = QStringLiteral("^caught exception with errorCode=%1 msg=.*pipe\\.jpg$");
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(
+                message.arg(static_cast<int>(Exiv2::ErrorCode::kerDataSourceOpenFailed))));
+        QVERIFY(!wrapper.save(QFileInfo(path)));
+    }
+
+    void killedSavesLeaveAWholeFile()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("file.jpg"));
+        QList<QByteArray> versions{ratedFile("JPG")};
+        write(path, versions.first());
+        for (int i = 0; i < 4; ++i)
+            versions.append(rated(versions.last(), i % 2 == 0 ? kNewRating : kOldRating));
+
+        constexpr int kSaves = 300;
+        constexpr int kKills = 20;
+        int saves = 0;
+        int kills = 0;
+        while (saves < kSaves || kills < kKills) {
+            QProcess child;
+            RKChildProcess::start(child, QStringLiteral("loop ") + path);
+            QVERIFY(child.waitForReadyRead());
+            QTest::qWait(QRandomGenerator::global()->bounded(60));
+            child.kill();
+            QVERIFY(child.waitForFinished());
+            QCOMPARE(child.exitStatus(), QProcess::CrashExit);
+            ++kills;
+            saves += int(child.readAllStandardOutput().size());
+
+            const QByteArray content = read(path);
+            QVERIFY2(versions.contains(content), qPrintable(QString::number(content.size())));
+        }
+    }
+};
 
 int main(int argc, char** argv)
 {

@@ -36,139 +36,118 @@ class RKMetaDataCacheTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
-    void oneObjectPerAbsolutePath();
-    void missingFileIsLoggedAndNotHeld();
-    void unreadableFileIsNotHeld();
-    void obsoleteBytesAreNotHeld();
-    void invalidatedFileIsReadAgain();
-    void droppedObjectsLiveAsLongAsTheCache();
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_file = QFileInfo(m_folder->filePath(QStringLiteral("picture.jpg")));
+        const QImage picture = RKTestPictures::quadrants(QSize(40, 30));
+        RKTestPictures::write(m_file.filePath(), RKTestPictures::encoded(picture, "JPEG"));
+    }
+
+    void oneObjectPerAbsolutePath()
+    {
+        RKMetaDataCache cache;
+        QVERIFY(!cache.contains(m_file) && !cache.retrieve(m_file));
+        RKMetaData* metaData = cache.metaData(m_file);
+        QCOMPARE(metaData->unrotatedSize(), QSize(40, 30));
+        QCOMPARE(cache.metaData(m_file, QByteArray("not looked at")), metaData);
+
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        const QFileInfo relative(QStringLiteral("picture.jpg"));
+        QCOMPARE(cache.metaData(relative), metaData);
+        QCOMPARE(cache.key(relative), m_file.absoluteFilePath());
+        QDir::setCurrent(before);
+    }
+
+    void missingFileIsLoggedAndNotHeld()
+    {
+        RKMetaDataCache cache;
+        const QFileInfo missing(QStringLiteral("/nowhere/100 %1.jpg"));
+        QTest::ignoreMessage(QtWarningMsg, "QFileInfo(/nowhere/100 %1.jpg) does not exist");
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(QStringLiteral("caught exception with errorCode=")));
+        const std::unique_ptr<RKMetaData> own(cache.metaData(missing));
+        QCOMPARE(own->unrotatedSize(), QSize(-1, -1));
+        QVERIFY(!cache.contains(missing));
+    }
+
+    void unreadableFileIsNotHeld()
+    {
+        const QFileInfo text(m_folder->filePath(QStringLiteral("text.jpg")));
+        RKTestPictures::write(text.filePath(), QByteArray(500, 'x'));
+        RKMetaDataCache cache;
+        const std::unique_ptr<RKMetaData> first(cache.metaData(text));
+        const std::unique_ptr<RKMetaData> second(cache.metaData(text));
+        QVERIFY(first && second && first != second);
+        QVERIFY(!cache.contains(text));
+
+        // Once it can be read, it is.
+        RKTestPictures::write(text.filePath(), RKTestPictures::read(m_file.filePath()));
+        QCOMPARE(cache.metaDataValue(text).unrotatedSize(), QSize(40, 30));
+        QVERIFY(cache.contains(text));
+    }
+
+    void obsoleteBytesAreNotHeld()
+    {
+        RKMetaDataCache cache;
+        const quint64 before = cache.changeCount();
+        const QByteArray bytes = RKTestPictures::read(m_file.filePath());
+        cache.invalidate(m_file);
+        QCOMPARE(cache.metaDataValue(m_file, bytes, before).unrotatedSize(), QSize(40, 30));
+        QVERIFY(!cache.contains(m_file));
+        cache.metaDataValue(m_file, bytes, cache.changeCount());
+        QVERIFY(cache.contains(m_file));
+    }
+
+    void invalidatedFileIsReadAgain()
+    {
+        RKMetaDataCache cache;
+        RKMetaData* old = cache.metaData(m_file);
+        RKMetaData changed = *old;
+        changed.setAdobeRating(4);
+        QVERIFY(changed.save(m_file));
+        QCOMPARE(cache.metaDataValue(m_file).adobeRating(), 0);
+
+        cache.invalidate(m_file);
+        QVERIFY(!cache.contains(m_file));
+        QCOMPARE(cache.metaDataValue(m_file).adobeRating(), 4);
+        QVERIFY(cache.metaData(m_file) != old);
+        QCOMPARE(old->adobeRating(), 0);
+
+        // Never handed out: freed at once, which only a leak checker sees.
+        RKMetaDataCache values;
+        values.metaDataValue(m_file);
+        values.invalidate(m_file);
+        QCOMPARE(values.metaDataValue(m_file).adobeRating(), 4);
+    }
+
+    void droppedObjectsLiveAsLongAsTheCache()
+    {
+        int alive = 0;
+        {
+            RKMetaDataCache cache;
+            auto* first = new Watched(&alive);
+            auto* second = new Watched(&alive);
+            cache.insert(m_file, first);
+            cache.insert(m_file, first);
+            cache.insert(m_file, nullptr);
+            QCOMPARE(cache.retrieve(m_file), first);
+            cache.insert(m_file, second);
+            QCOMPARE(cache.metaData(m_file), second);
+            cache.invalidate(m_file);
+            cache.invalidate(m_file);
+            QCOMPARE(alive, 2);
+        }
+        QCOMPARE(alive, 0);
+    }
 
 private:
-    QString m_workingDirectory;
     std::unique_ptr<QTemporaryDir> m_folder;
     QFileInfo m_file;
 };
-
-void RKMetaDataCacheTest::init()
-{
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    m_folder = std::make_unique<QTemporaryDir>();
-    m_file = QFileInfo(m_folder->filePath(QStringLiteral("picture.jpg")));
-    const QImage picture = RKTestPictures::quadrants(QSize(40, 30));
-    RKTestPictures::write(m_file.filePath(), RKTestPictures::encoded(picture, "JPEG"));
-    m_workingDirectory = QDir::currentPath();
-}
-
-void RKMetaDataCacheTest::cleanup()
-{
-    QDir::setCurrent(m_workingDirectory);
-}
-
-void RKMetaDataCacheTest::oneObjectPerAbsolutePath()
-{
-    RKMetaDataCache cache;
-    QVERIFY(!cache.contains(m_file) && !cache.retrieve(m_file));
-    RKMetaData* metaData = cache.metaData(m_file);
-    QCOMPARE(metaData->unrotatedSize(), QSize(40, 30));
-    QVERIFY(cache.contains(m_file));
-
-    QVERIFY(QDir::setCurrent(m_folder->path()));
-    const QFileInfo relative(QStringLiteral("picture.jpg"));
-    QCOMPARE(cache.key(relative), cache.key(QFileInfo(relative.absoluteFilePath())));
-    QCOMPARE(cache.metaData(relative), cache.retrieve(QFileInfo(relative.absoluteFilePath())));
-    QCOMPARE(cache.metaData(m_file, QByteArray("not looked at")), metaData);
-}
-
-void RKMetaDataCacheTest::missingFileIsLoggedAndNotHeld()
-{
-    RKMetaDataCache cache;
-    const QFileInfo missing(QStringLiteral("/nowhere/100 %1.jpg"));
-    const QRegularExpression message(
-        QStringLiteral("^QFileInfo\\(/nowhere/100 %1\\.jpg\\) does not exist$"));
-    const QRegularExpression fromReader(QStringLiteral("caught exception with errorCode="));
-    QTest::ignoreMessage(QtWarningMsg, message);
-    QTest::ignoreMessage(QtWarningMsg, fromReader);
-    const std::unique_ptr<RKMetaData> own(cache.metaData(missing));
-    QCOMPARE(own->unrotatedSize(), QSize(-1, -1));
-    QVERIFY(!cache.contains(missing));
-
-    QTest::ignoreMessage(QtWarningMsg, message);
-    QTest::ignoreMessage(QtWarningMsg, fromReader);
-    QVERIFY(cache.metaDataValue(missing).allData().isEmpty());
-    QVERIFY(!cache.contains(missing));
-}
-
-void RKMetaDataCacheTest::unreadableFileIsNotHeld()
-{
-    const QFileInfo text(m_folder->filePath(QStringLiteral("text.jpg")));
-    RKTestPictures::write(text.filePath(), QByteArray(500, 'x'));
-    RKMetaDataCache cache;
-    const std::unique_ptr<RKMetaData> first(cache.metaData(text));
-    const std::unique_ptr<RKMetaData> second(cache.metaData(text));
-    QVERIFY(first && second && first != second);
-    QVERIFY(!cache.contains(text));
-
-    // Once it can be read, it is.
-    RKTestPictures::write(text.filePath(), RKTestPictures::read(m_file.filePath()));
-    QCOMPARE(cache.metaDataValue(text).unrotatedSize(), QSize(40, 30));
-    QVERIFY(cache.contains(text));
-}
-
-void RKMetaDataCacheTest::obsoleteBytesAreNotHeld()
-{
-    RKMetaDataCache cache;
-    const quint64 before = cache.changeCount();
-    const QByteArray bytes = RKTestPictures::read(m_file.filePath());
-    cache.invalidate(m_file);
-    QCOMPARE(cache.metaDataValue(m_file, bytes, before).unrotatedSize(), QSize(40, 30));
-    QVERIFY(!cache.contains(m_file));
-    cache.metaDataValue(m_file, bytes, cache.changeCount());
-    QVERIFY(cache.contains(m_file));
-}
-
-void RKMetaDataCacheTest::invalidatedFileIsReadAgain()
-{
-    RKMetaDataCache cache;
-    RKMetaData* old = cache.metaData(m_file);
-    RKMetaData changed = *old;
-    changed.setAdobeRating(4);
-    QVERIFY(changed.save(m_file));
-    QCOMPARE(cache.metaDataValue(m_file).adobeRating(), 0);
-
-    cache.invalidate(m_file);
-    QVERIFY(!cache.contains(m_file));
-    QCOMPARE(cache.metaDataValue(m_file).adobeRating(), 4);
-    QVERIFY(cache.metaData(m_file) != old);
-    QCOMPARE(old->adobeRating(), 0);
-
-    // Never handed out: freed at once, which only a leak checker sees.
-    RKMetaDataCache values;
-    values.metaDataValue(m_file);
-    values.invalidate(m_file);
-    QCOMPARE(values.metaDataValue(m_file).adobeRating(), 4);
-}
-
-void RKMetaDataCacheTest::droppedObjectsLiveAsLongAsTheCache()
-{
-    int alive = 0;
-    {
-        RKMetaDataCache cache;
-        auto* first = new Watched(&alive);
-        auto* second = new Watched(&alive);
-        cache.insert(m_file, first);
-        cache.insert(m_file, first);
-        cache.insert(m_file, nullptr);
-        QCOMPARE(cache.retrieve(m_file), first);
-        cache.insert(m_file, second);
-        QCOMPARE(cache.metaData(m_file), second);
-        cache.invalidate(m_file);
-        cache.invalidate(m_file);
-        QCOMPARE(alive, 2);
-    }
-    QCOMPARE(alive, 0);
-}
 
 QTEST_APPLESS_MAIN(RKMetaDataCacheTest)
 

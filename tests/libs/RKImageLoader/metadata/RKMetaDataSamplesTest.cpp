@@ -31,18 +31,12 @@ qint64 peakOfMemory()
     return peak;
 }
 
-void askEverything(const RKExiv2Wrapper& wrapper)
+void askAboutAllFamilies(const RKExiv2Wrapper& wrapper)
 {
     wrapper.pictureTaken();
-    wrapper.geoPosition();
-    wrapper.adobeRating();
-    wrapper.digitalZoomRatio();
-    wrapper.iccData();
     wrapper.thumbnail();
     wrapper.facePositions();
-    wrapper.regionImageSize();
     wrapper.allData();
-    wrapper.debugOutput();
     for (qint64 field = 1; field <= qint64(RKMetaDataFieldEnum::exifModel); field *= 2)
         wrapper.read(RKMetaDataField(RKMetaDataFieldEnum(field)));
 }
@@ -54,40 +48,40 @@ class RKMetaDataSamplesTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void everyFileIsReadAndSavedWithinLimits();
-};
 
-void RKMetaDataSamplesTest::everyFileIsReadAndSavedWithinLimits()
-{
-    QDirIterator files(
-        QStringLiteral(RK_SAMPLES), QDir::Files | QDir::NoSymLinks, QDirIterator::Subdirectories);
-    if (!files.hasNext())
-        QSKIP("The samples are missing.");
-    QStringList faults;
-    while (files.hasNext()) {
-        QFile file(files.next());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
-        peakOfMemory();
-        QElapsedTimer timer;
-        timer.start();
-        askEverything(RKExiv2Wrapper(file.fileName()));
-        RKExiv2Wrapper wrapper(bytes);
-        askEverything(wrapper);
-        wrapper.setAdobeRating(4);
-        QBuffer buffer;
-        buffer.setData(bytes);
-        // What is there afterwards has to be readable.
-        if (wrapper.save(&buffer) && !wrapper.allData().isEmpty()
-            && wrapper.unrotatedSize() != RKExiv2Wrapper(buffer.data()).unrotatedSize())
-            faults.append(file.fileName() + QStringLiteral(": changed its size"));
-        if (timer.elapsed() > kLongest)
-            faults.append(file.fileName() + QStringLiteral(": %1 ms").arg(timer.elapsed()));
-        if (const qint64 peak = peakOfMemory(); peak > kMostKilobytes)
-            faults.append(file.fileName() + QStringLiteral(": %1 kB").arg(peak));
+    void everyFileIsReadAndSavedWithinLimits()
+    {
+        QDirIterator files(QStringLiteral(RK_SAMPLES),
+            QDir::Files | QDir::NoSymLinks,
+            QDirIterator::Subdirectories);
+        if (!files.hasNext())
+            QSKIP("The samples are missing.");
+        QStringList faults;
+        while (files.hasNext()) {
+            QFile file(files.next());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QByteArray bytes = file.readAll();
+            peakOfMemory();
+            QElapsedTimer timer;
+            timer.start();
+            askAboutAllFamilies(RKExiv2Wrapper(file.fileName()));
+            RKExiv2Wrapper wrapper(bytes);
+            askAboutAllFamilies(wrapper);
+            wrapper.setAdobeRating(4);
+            QBuffer buffer;
+            buffer.setData(bytes);
+            // What is there afterwards has to be readable.
+            if (wrapper.save(&buffer) && !wrapper.allData().isEmpty()
+                && wrapper.unrotatedSize() != RKExiv2Wrapper(buffer.data()).unrotatedSize())
+                faults.append(file.fileName() + QStringLiteral(": changed its size"));
+            if (timer.elapsed() > kLongest)
+                faults.append(file.fileName() + QStringLiteral(": %1 ms").arg(timer.elapsed()));
+            if (const qint64 peak = peakOfMemory(); peak > kMostKilobytes)
+                faults.append(file.fileName() + QStringLiteral(": %1 kB").arg(peak));
+        }
+        QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
     }
-    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
-}
+};
 
 QTEST_GUILESS_MAIN(RKMetaDataSamplesTest)
 

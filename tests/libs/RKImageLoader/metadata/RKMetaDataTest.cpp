@@ -31,131 +31,110 @@ class RKMetaDataTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void changedCopyLeavesTheOriginal();
-    void fieldMapGivesTextsAndPosition();
-    void everythingSurvivesTheFile();
-    void thumbnailIsEncodedOrKept();
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    }
+
+    void changedCopyLeavesTheOriginal()
+    {
+        RKMetaData original = fromBytes(jpeg());
+        original.setAdobeRating(2);
+        RKMetaData copy = original;
+        copy.setAdobeRating(4);
+        copy.forceSetSize(QSize(5, 6));
+        RKMetaData assigned;
+        assigned = copy;
+        assigned.rotate(true);
+        QCOMPARE(original.adobeRating(), 2);
+        QCOMPARE(original.unrotatedSize(), kSize);
+        QCOMPARE(copy.adobeRating(), 4);
+        QVERIFY(!copy.imageIsTiltedByMetadata() && assigned.imageIsTiltedByMetadata());
+        copy = std::move(assigned);
+        QCOMPARE(copy.imageOrientation(), ORIENTATION_RIGHT_TOP);
+        assigned = original;
+        QCOMPARE(assigned.adobeRating(), 2);
+    }
+
+    void fieldMapGivesTextsAndPosition()
+    {
+        const RKMetaData metaData(QMap<QString, QVariant>{
+            {QStringLiteral("COPYRIGHT"), QStringLiteral("\u00a9 100 %1 Anna")},
+            {QStringLiteral("exifModel"), 40},
+            {QStringLiteral("rating"), 5},
+            {QStringLiteral("unknown"), QStringLiteral("x")},
+            {QStringLiteral("exifImageDescription "), QStringLiteral("x")},
+            {QStringLiteral("gpsLatitudeInDegreesNorth"), -48.5},
+        });
+        QCOMPARE(
+            metaData.read(RKMetaDataFieldEnum::copyright), QStringLiteral("\u00a9 100 %1 Anna"));
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), QStringLiteral("40"));
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), QString());
+        QCOMPARE(metaData.adobeRating(), 0);
+        QCOMPARE(metaData.geoPosition().latitude().degrees(), -48.5);
+        QCOMPARE(metaData.geoPosition().longitude().degrees(), 0.0);
+    }
+
+    void everythingSurvivesTheFile()
+    {
+        const QTemporaryDir folder;
+        const QFileInfo file(folder.filePath(QStringLiteral("gr\u00fcn.jpg")));
+        RKTestPictures::write(file.filePath(), jpeg());
+
+        const QDateTime taken(QDate(2021, 7, 4), QTime(12, 30, 5));
+        const QByteArray profile = QColorSpace(QColorSpace::SRgb).iccProfile();
+        RKMetaData written(file);
+        written.setImageOrientation(ORIENTATION_LEFT_BOTTOM);
+        written.setPictureTaken(taken);
+        written.setGeoPosition(RKGeoPosition(48.858222, -2.2945));
+        written.setAdobeRating(3);
+        written.setTamoRating(4);
+        written.setTamoStaticScore(-7);
+        written.setTamoDynamicScore(90);
+        written.setRatingForResolutionOnly(true);
+        written.setFlashUsed(true);
+        written.setRedEyeCorrectionUsed(true);
+        written.setABOProhibited(true);
+        written.setABOProhibitedBy(QStringLiteral("Zo\u00eb"));
+        written.setIsFilmStrip(true);
+        written.setDigitalZoomRatio(2.5);
+        written.write(RKMetaDataFieldEnum::exifMake, QStringLiteral("Maker"));
+        written.setIccData(profile);
+        QVERIFY(written.save(file));
+
+        const RKMetaData read(file);
+        QCOMPARE(read.unrotatedSize(), kSize);
+        QCOMPARE(read.imageOrientation(), ORIENTATION_LEFT_BOTTOM);
+        QCOMPARE(read.pictureTaken(), taken);
+        QVERIFY(qAbs(read.geoPosition().longitude().degrees() + 2.2945) < 1e-9);
+        QCOMPARE(read.adobeRating(), 3);
+        QCOMPARE(read.tamoRating(), 4);
+        QCOMPARE(read.tamoStaticScore(), -7);
+        QCOMPARE(read.tamoDynamicScore(), 90);
+        QVERIFY(read.ratingForResolutionOnly() && read.flashUsed() && read.redEyeCorrectionUsed());
+        QVERIFY(read.aboProhibited() && read.isFilmStrip());
+        QCOMPARE(read.aboProhibitedBy(), QStringLiteral("Zo\u00eb"));
+        QCOMPARE(read.digitalZoomRatio(), 2.5);
+        QCOMPARE(read.read(RKMetaDataFieldEnum::exifMake), QStringLiteral("Maker"));
+        QVERIFY(read.hasIccData() && !read.isAdobeRGB());
+        QCOMPARE(read.iccData(), profile);
+        QVERIFY(read.myTalikoPhotoId().isEmpty() && !read.myTalikoExportDate().isValid());
+        QVERIFY(!read.allData().isEmpty());
+    }
+
+    void thumbnailIsEncodedOrKept()
+    {
+        RKMetaData metaData = fromBytes(jpeg());
+        metaData.setThumbnail(RKTestPictures::quadrants(QSize(160, 112)));
+        QTest::ignoreMessage(QtWarningMsg, "could not set thumbnail of source size 0x0 pixels");
+        metaData.setThumbnail(QImage());
+        RKMetaData other = metaData;
+        other.eraseThumbnail();
+        QVERIFY(other.thumbnail().isNull());
+        QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
+    }
 };
-
-void RKMetaDataTest::init()
-{
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
-void RKMetaDataTest::changedCopyLeavesTheOriginal()
-{
-    RKMetaData original = fromBytes(jpeg());
-    QCOMPARE(original.unrotatedSize(), kSize);
-    original.setAdobeRating(2);
-
-    RKMetaData copy = original;
-    copy.setAdobeRating(4);
-    copy.forceSetSize(QSize(5, 6));
-    RKMetaData assigned;
-    assigned = copy;
-    assigned.rotate(true);
-    QCOMPARE(original.adobeRating(), 2);
-    QCOMPARE(original.unrotatedSize(), kSize);
-    QCOMPARE(copy.adobeRating(), 4);
-    QVERIFY(!copy.imageIsTiltedByMetadata());
-    QVERIFY(assigned.imageIsTiltedByMetadata());
-
-    RKMetaData taken = std::move(assigned);
-    QCOMPARE(taken.imageOrientation(), ORIENTATION_RIGHT_TOP);
-    assigned = original;
-    QCOMPARE(assigned.adobeRating(), 2);
-    copy = std::move(taken);
-    QCOMPARE(copy.imageOrientation(), ORIENTATION_RIGHT_TOP);
-    const RKMetaData& self = copy;
-    copy = self;
-    QCOMPARE(copy.adobeRating(), 4);
-}
-
-void RKMetaDataTest::fieldMapGivesTextsAndPosition()
-{
-    const RKMetaData metaData(QMap<QString, QVariant>{
-        {QStringLiteral("COPYRIGHT"), QStringLiteral("\u00a9 100 %1 Anna")},
-        {QStringLiteral("exifModel"), 40},
-        {QStringLiteral("author"), QString()},
-        {QStringLiteral("rating"), 5},
-        {QStringLiteral("unknown"), QStringLiteral("x")},
-        {QStringLiteral("exifImageDescription "), QStringLiteral("x")},
-        {QStringLiteral("gpsLatitudeInDegreesNorth"), -48.5},
-    });
-    QCOMPARE(metaData.read(RKMetaDataFieldEnum::copyright), QStringLiteral("\u00a9 100 %1 Anna"));
-    QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), QStringLiteral("40"));
-    QCOMPARE(metaData.read(RKMetaDataFieldEnum::author), QString());
-    QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), QString());
-    QCOMPARE(metaData.adobeRating(), 0);
-    QCOMPARE(metaData.geoPosition().latitude().degrees(), -48.5);
-    QCOMPARE(metaData.geoPosition().longitude().degrees(), 0.0);
-}
-
-void RKMetaDataTest::everythingSurvivesTheFile()
-{
-    const QTemporaryDir folder;
-    const QFileInfo file(folder.filePath(QStringLiteral("gr\u00fcn.jpg")));
-    RKTestPictures::write(file.filePath(), jpeg());
-
-    const QDateTime taken(QDate(2021, 7, 4), QTime(12, 30, 5));
-    const QByteArray profile = QColorSpace(QColorSpace::SRgb).iccProfile();
-    RKMetaData written(file);
-    written.setImageOrientation(ORIENTATION_LEFT_BOTTOM);
-    written.setPictureTaken(taken);
-    written.setGeoPosition(RKGeoPosition(48.858222, -2.2945));
-    written.setAdobeRating(3);
-    written.setTamoRating(4);
-    written.setTamoStaticScore(-7);
-    written.setTamoDynamicScore(90);
-    written.setRatingForResolutionOnly(true);
-    written.setFlashUsed(true);
-    written.setRedEyeCorrectionUsed(true);
-    written.setABOProhibited(true);
-    written.setABOProhibitedBy(QStringLiteral("Zo\u00eb"));
-    written.setIsFilmStrip(true);
-    written.setDigitalZoomRatio(2.5);
-    written.write(RKMetaDataFieldEnum::exifMake, QStringLiteral("Maker"));
-    written.setIccData(profile);
-    QVERIFY(written.save(file));
-
-    const RKMetaData read(file);
-    QCOMPARE(read.unrotatedSize(), kSize);
-    QCOMPARE(read.imageOrientation(), ORIENTATION_LEFT_BOTTOM);
-    QCOMPARE(read.pictureTaken(), taken);
-    QVERIFY(qAbs(read.geoPosition().longitude().degrees() + 2.2945) < 1e-9);
-    QCOMPARE(read.adobeRating(), 3);
-    QCOMPARE(read.tamoRating(), 4);
-    QCOMPARE(read.tamoStaticScore(), -7);
-    QCOMPARE(read.tamoDynamicScore(), 90);
-    QVERIFY(read.ratingForResolutionOnly() && read.flashUsed() && read.redEyeCorrectionUsed());
-    QVERIFY(read.aboProhibited() && read.isFilmStrip());
-    QCOMPARE(read.aboProhibitedBy(), QStringLiteral("Zo\u00eb"));
-    QCOMPARE(read.digitalZoomRatio(), 2.5);
-    QCOMPARE(read.read(RKMetaDataFieldEnum::exifMake), QStringLiteral("Maker"));
-    QVERIFY(read.hasIccData() && !read.isAdobeRGB());
-    QCOMPARE(read.iccData(), profile);
-    QVERIFY(read.myTalikoPhotoId().isEmpty() && !read.myTalikoExportDate().isValid());
-    QVERIFY(!read.allData().isEmpty());
-}
-
-void RKMetaDataTest::thumbnailIsEncodedOrKept()
-{
-    RKMetaData metaData = fromBytes(jpeg());
-    metaData.setThumbnail(RKTestPictures::quadrants(QSize(160, 112)));
-    QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
-
-    QTest::ignoreMessage(QtWarningMsg, "could not set thumbnail of source size 0x0 pixels");
-    metaData.setThumbnail(QImage());
-    QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
-
-    RKMetaData other = metaData;
-    other.writeThumbnail(RKTestPictures::encoded(RKTestPictures::quadrants({94, 66}), "JPEG"));
-    QCOMPARE(other.thumbnail().size(), QSize(94, 66));
-    other.eraseThumbnail();
-    QVERIFY(other.thumbnail().isNull());
-    QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
-}
 
 QTEST_APPLESS_MAIN(RKMetaDataTest)
 

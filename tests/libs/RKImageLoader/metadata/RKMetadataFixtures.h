@@ -2,33 +2,23 @@
 
 #include "RKImageLoader/metadata/RKExiv2Compat.h"
 #include "RKImageLoader/metadata/RKExiv2Library.h"
+#include "support/RKTestPictures.h"
 
 #include <QBuffer>
 #include <QByteArray>
-#include <QImage>
+#include <QDataStream>
 #include <QtEndian>
 
 /// Image files made in memory, with metadata written by exiv2 itself. For one thread.
 namespace RKMetadataFixtures {
 
-/// A picture whose pixels all differ from their neighbours.
-inline QImage picture(const QSize& size)
-{
-    QImage image(size, QImage::Format_RGB32);
-    for (int y = 0; y < size.height(); ++y) {
-        for (int x = 0; x < size.width(); ++x)
-            image.setPixel(x, y, qRgb(x * 5 % 256, y * 7 % 256, (x + y) * 3 % 256));
-    }
-    return image;
-}
-
+/// A picture in a file; empty where Qt cannot write the format.
 inline QByteArray imageFile(const char* format, const QSize& size = {48, 32})
 {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
+    QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
-    picture(size).save(&buffer, format);
-    return bytes;
+    RKTestPictures::quadrants(size).save(&buffer, format);
+    return buffer.data();
 }
 
 /// An opened image with its metadata read. The bytes have to outlive it.
@@ -61,51 +51,39 @@ QByteArray withMetadata(const QByteArray& file, Function setMetadata)
     return write(*image);
 }
 
+/// The text of the datum with the key; null without one.
+inline QString textOf(const Exiv2::ExifData& data, const char* key)
+{
+    const auto datum = data.findKey(Exiv2::ExifKey(key));
+    return datum == data.end() ? QString() : QString::fromStdString(datum->toString());
+}
+
 /// A grey TIFF of several pages, little-endian, 4x3 pixels each; every page has its own shade.
 inline QByteArray tiffOfPages(int pages)
 {
-    constexpr quint16 kShort = 3;
-    constexpr quint16 kLong = 4;
     QByteArray file("II*\0\0\0\0\0", 8);
-    const auto append16 = [&file](quint16 value) {
-        value = qToLittleEndian(value);
-        file.append(reinterpret_cast<const char*>(&value), sizeof value);
-    };
-    const auto append32 = [&file](quint32 value) {
-        value = qToLittleEndian(value);
-        file.append(reinterpret_cast<const char*>(&value), sizeof value);
-    };
+    QDataStream stream(&file, QIODevice::WriteOnly | QIODevice::Append);
+    stream.setByteOrder(QDataStream::LittleEndian);
     qsizetype placeOfNext = 4;
     for (int page = 0; page < pages; ++page) {
         const auto pixels = static_cast<quint32>(file.size());
-        file.append(QByteArray(12, static_cast<char>(page + 1)));
+        stream.writeRawData(QByteArray(12, static_cast<char>(page + 1)).constData(), 12);
         qToLittleEndian(static_cast<quint32>(file.size()), file.data() + placeOfNext);
-
-        struct Entry
-        {
-            quint16 tag;
-            quint16 type;
-            quint32 value;
-        };
-
-        const QList<Entry> entries{{256, kShort, 4},
-            {257, kShort, 3},
-            {258, kShort, 8},
-            {259, kShort, 1},
-            {262, kShort, 1},
-            {273, kLong, pixels},
-            {277, kShort, 1},
-            {278, kShort, 3},
-            {279, kLong, 12}};
-        append16(static_cast<quint16>(entries.size()));
-        for (const Entry& entry : entries) {
-            append16(entry.tag);
-            append16(entry.type);
-            append32(1);
-            append32(entry.value);
-        }
+        // Of a single number each: the strip's place and the page's size are long ones.
+        const std::pair<quint16, quint32> tags[] = {{256, 4},
+            {257, 3},
+            {258, 8},
+            {259, 1},
+            {262, 1},
+            {273, pixels},
+            {277, 1},
+            {278, 3},
+            {279, 12}};
+        stream << quint16(std::size(tags));
+        for (const auto& [tag, value] : tags)
+            stream << tag << quint16(tag == 273 || tag == 279 ? 4 : 3) << quint32(1) << value;
         placeOfNext = file.size();
-        append32(0);
+        stream << quint32(0);
     }
     return file;
 }

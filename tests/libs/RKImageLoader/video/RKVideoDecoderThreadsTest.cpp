@@ -15,6 +15,23 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kFrames = 30;
 
+/// How often the work answers with yes, done that often by each of several threads.
+template <typename Work>
+int countOnThreads(int requests, const Work& work)
+{
+    std::atomic<int> good = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < requests; ++i)
+                good += work(t, i);
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    return good;
+}
+
 // Not made here: a program that has started others can't be watched for races.
 const QString kClip = QStringLiteral(RK_TEST_DATA "/mp4/numbered.mp4");
 
@@ -33,56 +50,41 @@ private Q_SLOTS:
 
     void oneBridgeServesSeveralThreads()
     {
-        constexpr int kRequests = 4;
         RKFfmpegBridge bridge(kClip);
-        std::atomic<int> good = 0;
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([&bridge, &good, t] {
-                for (int i = 0; i < kRequests; ++i) {
-                    const int n = (t + i * 9) % kFrames;
-                    good += RKTestClips::number(bridge.decodeFrame(n)) == n;
-                    good += bridge.videoSize() == RKTestClips::kSize;
-                    good += bridge.cameraModel().isEmpty() && bridge.rotation() == 0;
-                    // All computed values are thrown away while others read them.
-                    good += bridge.reopenFile();
-                }
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
-        QCOMPARE(good.load(), 4 * kThreads * kRequests);
+        const int good = countOnThreads(4, [&bridge](int t, int i) {
+            const int n = (t + i * 9) % kFrames;
+            return RKTestClips::number(bridge.decodeFrame(n)) == n
+                && bridge.videoSize() == RKTestClips::kSize && bridge.cameraModel().isEmpty()
+                && bridge.rotation() == 0
+                // All computed values are thrown away while others read them.
+                && bridge.reopenFile();
+        });
+        QCOMPARE(good, 4 * kThreads);
     }
 
     void oneDecoderServesSeveralThreads()
     {
-        constexpr int kRequests = 12;
         const RKMediaDescriptor shared{QFileInfo(kClip)};
         const QTemporaryDir folder;
-        const RKVideoDecoderFfmpeg decoder;
-        std::atomic<int> good = 0;
-        std::vector<std::thread> threads;
+        // Decoded by the bridge that only goes forwards.
+        QStringList links;
         for (int t = 0; t < kThreads; ++t) {
-            // Decoded by the bridge that only goes forwards.
-            const QString link = folder.filePath(QStringLiteral("%1.mts").arg(t));
-            QVERIFY(QFile::link(kClip, link));
-            threads.emplace_back([&decoder, &good, shared, link, t] {
-                for (int i = 0; i < kRequests; ++i) {
-                    RKMediaDescriptor wanted = shared;
-                    wanted.setFrame((t * 7 + i * 13) % kFrames);
-                    good += RKTestClips::number(decoder.decode(wanted, QSize()))
-                        == wanted.frameIndex().frame();
-                    const RKMediaDescriptor own(QFileInfo(link), i);
-                    good += RKTestClips::number(decoder.decode(own, QSize())) == i;
-                    good += decoder.metaData(own).unrotatedSize() == RKTestClips::kSize;
-                    if (i == t)
-                        decoder.freeResource(shared);
-                }
-            });
+            links << folder.filePath(QStringLiteral("%1.mts").arg(t));
+            QVERIFY(QFile::link(kClip, links.last()));
         }
-        for (std::thread& thread : threads)
-            thread.join();
-        QCOMPARE(good.load(), 3 * kThreads * kRequests);
+        const RKVideoDecoderFfmpeg decoder;
+        const int good = countOnThreads(12, [&](int t, int i) {
+            RKMediaDescriptor wanted = shared;
+            wanted.setFrame((t * 7 + i * 13) % kFrames);
+            const RKMediaDescriptor own(QFileInfo(links.at(t)), i);
+            if (i == t)
+                decoder.freeResource(shared);
+            return RKTestClips::number(decoder.decode(wanted, QSize()))
+                == wanted.frameIndex().frame()
+                && RKTestClips::number(decoder.decode(own, QSize())) == i
+                && decoder.metaData(own).unrotatedSize() == RKTestClips::kSize;
+        });
+        QCOMPARE(good, 12 * kThreads);
     }
 };
 
