@@ -135,7 +135,7 @@ void RKPixelTransform::Engine::convertBlock(const quint16* source, QRgb* target,
 
 void RKPixelTransform::Engine::convertRounded(const quint16* source, QRgb* target, int pixels) const
 {
-    std::array<quint8, kBlock* kRgbChannels> samples = {};
+    std::array<quint8, kBlock * kRgbChannels> samples{};
     std::transform(source, source + pixels * kRgbChannels, samples.begin(), [](quint16 sample) {
         return quint8((sample * 255u + 32767u) / 65535u);
     });
@@ -147,7 +147,7 @@ void RKPixelTransform::Engine::convertRounded(const quint16* source, QRgb* targe
 bool RKPixelTransform::Engine::bearsRounding() const
 {
     constexpr int kLargestError = 1;
-    std::array<quint16, kBlock* kRgbChannels> greys16 = {};
+    std::array<quint16, kBlock * kRgbChannels> greys16{};
     std::array<QRgb, kBlock> rounded = {};
     std::array<QRgb, kBlock> expected = {};
     // In small steps, and in between the values of 8 bits.
