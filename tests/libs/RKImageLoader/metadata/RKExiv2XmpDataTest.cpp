@@ -235,6 +235,9 @@ private Q_SLOTS:
             const std::string original
                 = packetOf(declarations.toStdString(), structure.toStdString());
             RKExiv2XmpData data = dataOf(original);
+            // exiv2 reads a file that binds the prefixes to other namespaces.
+            open(jpegWith(packetOf("xmlns:a='http://c/' xmlns:b='http://a/' xmlns:c='http://b/'",
+                "<a:S>1</a:S><b:S>1</b:S><c:S>1</c:S>")));
             data.setInt("Xmp.xmp.Rating", 4);
             if (keys.isEmpty())
                 keys = data.allData();
