@@ -1,8 +1,8 @@
 // Reading metadata against the least that exiv2 needs for it, and asking the cache.
 
-#include "RKImageLoader/metadata/RKExiv2Compat.h"
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <QBuffer>
 #include <QColorSpace>

@@ -1,8 +1,8 @@
 // Camera raw pictures for the screen against LibRaw's own quick way, and Photoshop pictures for the
 // screen against whole ones. The files have 24 megapixels and are made here.
 
-#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
-#include "RKImageLoader/decoders/RKPhotoshopReader_p.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
+#include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
 #include "benchmarks/Comparison.h"
 #include "support/RKTestDng.h"
 #include "support/RKTestPsd.h"

@@ -1,6 +1,6 @@
 // Every Photoshop file is measured, and read as it is and smaller.
 #include "Fuzzing.h"
-#include "RKImageLoader/decoders/RKPhotoshopReader_p.h"
+#include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

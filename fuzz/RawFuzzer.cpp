@@ -1,6 +1,6 @@
 // Every raw file is measured, and decoded with and without its preview.
 #include "Fuzzing.h"
-#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

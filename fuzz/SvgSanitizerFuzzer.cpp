@@ -1,7 +1,7 @@
 // What comes out of the sanitizer is well-formed, refers to nothing outside, and stays as it is
 // when it is sanitized again.
 #include "Fuzzing.h"
-#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
+#include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 
 #include <QXmlStreamReader>
 

@@ -1,8 +1,8 @@
 // An XMP packet: parsed, decoded, its face regions read, and two faces merged into them.
 #include "Fuzzing.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
-#include "RKImageLoader/metadata/RKExiv2XmpData.h"
-#include "RKImageLoader/metadata/RKXmpRegions.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 
 #include <string>
 

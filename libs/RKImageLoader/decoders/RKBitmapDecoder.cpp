@@ -1,6 +1,6 @@
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 
-#include "RKImageLoader/media/RKBinaryFile.h"
+#include "RKImageLoader/files/RKBinaryFile_p.h"
 
 #include <QFile>
 

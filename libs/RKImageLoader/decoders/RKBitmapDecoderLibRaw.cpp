@@ -1,11 +1,10 @@
-#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
-
+#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
-#include "RKImageLoader/decoders/RKPhotoshopReader_p.h"
 #include "RKImageLoader/decoders/RKRawPicture_p.h"
+#include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
-#include "RKImageLoader/media/RKBinaryFile.h"
+#include "RKImageLoader/files/RKBinaryFile_p.h"
 
 #include <QDebug>
 #include <QFile>

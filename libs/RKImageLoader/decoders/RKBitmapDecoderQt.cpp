@@ -2,13 +2,13 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
-#include "RKImageLoader/decoders/RKMngLoops_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
-#include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
-#include "RKImageLoader/media/RKBinaryFile.h"
+#include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/guards/RKMngLoops_p.h"
+#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
-#include "RKImageLoader/media/RKSafeFileWriter.h"
 
 #include <QBuffer>
 #include <QDebug>

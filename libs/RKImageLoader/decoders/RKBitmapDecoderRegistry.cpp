@@ -11,7 +11,7 @@
 #    include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 using RKBitmapDecoderOfPlatform = RKBitmapDecoderMacCoreGraphics;
 #else
-#    include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
+#    include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 using RKBitmapDecoderOfPlatform = RKBitmapDecoderLibRaw;
 #endif
 

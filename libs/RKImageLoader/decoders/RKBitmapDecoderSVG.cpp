@@ -2,8 +2,8 @@
 
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
-#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
-#include "RKImageLoader/media/RKSafeFileWriter.h"
+#include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 
 #include <QBuffer>
 #include <QDebug>

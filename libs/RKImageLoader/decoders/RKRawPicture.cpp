@@ -1,7 +1,7 @@
-#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 #include "RKImageLoader/decoders/RKRawPicture_p.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
-#include "RKImageLoader/drawables/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 
 #include <QBuffer>
 #include <QColorSpace>

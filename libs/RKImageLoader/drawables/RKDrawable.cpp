@@ -2,7 +2,7 @@
 
 #include "RKImageLoader/drawables/RKDrawableImpl.h"
 #include "RKImageLoader/drawables/RKDrawableInterfaceQImage.h"
-#include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer.h"
+#include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer_p.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
 
 #include <QDebug>

@@ -1,7 +1,6 @@
-#include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer.h"
-
+#include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
-#include "RKImageLoader/drawables/RKSvgSanitizer_p.h"
+#include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
 #include <QMutexLocker>

@@ -4,7 +4,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
-#include "RKImageLoader/media/RKBinaryFile.h"
+#include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataCache.h"

@@ -1,6 +1,6 @@
 #include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
 
-#include "RKImageLoader/metadata/RKFileTimes.h"
+#include "RKImageLoader/files/RKFileTimes.h"
 
 RKMediaLoaderAbstract::~RKMediaLoaderAbstract() = default;
 

@@ -1,9 +1,9 @@
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 
 #include "RKImageLoader/faces/RKFacePositions.h"
-#include "RKImageLoader/metadata/RKExiv2Library.h"
-#include "RKImageLoader/metadata/RKExiv2WrapperImpl_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2WrapperImpl_p.h"
 
 #include <QCoreApplication>
 #include <QDir>

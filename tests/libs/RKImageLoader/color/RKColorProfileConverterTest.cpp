@@ -2,7 +2,7 @@
 
 #include "RKImageLoader/color/RKColorProfileConverterImpl_p.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
-#include "libs/RKImageLoader/metadata/RKMetadataFixtures.h"
+#include "support/RKMetadataFixtures.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestProfiles.h"
 

@@ -1,5 +1,4 @@
-#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw.h"
-
+#include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/loading/RKImageLoader.h"

@@ -1,7 +1,7 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
+#include "RKImageLoader/files/RKFileTimes.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
-#include "RKImageLoader/metadata/RKFileTimes.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 

@@ -2,7 +2,7 @@
 
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
-#include "RKMetadataFixtures.h"
+#include "support/RKMetadataFixtures.h"
 
 #include <QColorSpace>
 #include <QTest>

@@ -1,7 +1,7 @@
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
-#include "RKMetadataFixtures.h"
+#include "support/RKMetadataFixtures.h"
 #include "support/RKTestPictures.h"
 
 #include <QRandomGenerator>

@@ -1,0 +1,37 @@
+#include "RKImageLoader/guards/RKMngLoops_p.h"
+
+#include <QByteArrayView>
+#include <QtEndian>
+
+#include <algorithm>
+
+namespace {
+
+constexpr qsizetype kSignatureSize = 8;
+constexpr qint64 kChunkFrame = 12; // length, type and checksum
+
+} // namespace
+
+bool RKMngLoops::isMng(const QByteArray& data)
+{
+    return data.startsWith("\x8aMNG");
+}
+
+QByteArray RKMngLoops::removed(const QByteArray& data)
+{
+    if (!isMng(data) || data.size() < kSignatureSize)
+        return data;
+
+    QByteArray result = data.left(kSignatureSize);
+    result.reserve(data.size());
+    QByteArrayView rest = QByteArrayView(data).sliced(kSignatureSize);
+    while (rest.size() >= kChunkFrame) {
+        const qint64 length = qFromBigEndian<quint32>(rest.data());
+        const qsizetype size = std::min<qint64>(kChunkFrame + length, rest.size());
+        const QByteArrayView type = rest.sliced(4, 4);
+        if (type != "LOOP" && type != "ENDL")
+            result.append(rest.data(), size);
+        rest = rest.sliced(size);
+    }
+    return result.append(rest.data(), rest.size());
+}

@@ -1,0 +1,322 @@
+#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+
+#include <QByteArrayView>
+#include <QtEndian>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+
+namespace {
+
+// The most that the formats' compression can reach.
+
+// RFC 1951: a match of 258 bytes takes at least two bits.
+constexpr qint64 kDeflateRatio = 1032;
+// ITU-T T.81: an 8x8 block takes at least one bit, the code of its DC coefficient.
+constexpr qint64 kJpegPixelsPerByte = 8 * 64;
+// GIF89a, appendix F: a code of 12 bits stands for fewer than 4096 pixels.
+constexpr qint64 kGifPixelsPerByte = 4096 * 8 / 12;
+// RFC 6386: a macroblock of 16x16 takes about a bit at least. Lossless WebP needs next to nothing
+// for a plain area, so this asks for a few details in a picture that isn't small.
+constexpr qint64 kWebpPixelsPerByte = 16384;
+// Microsoft's RLE: a delta of 255x255 pixels takes four bytes.
+constexpr qint64 kBmpRlePixelsPerByte = 255 * 255 / 4;
+// An XBM byte of eight pixels is written with at least five characters ("0x0f,").
+constexpr qint64 kXbmPixelsPerByte = 2;
+// All others, among them TIFF (a blank fax line takes a bit) and HEIC.
+constexpr qint64 kOtherPixelsPerByte = 65536;
+
+qint64 pixels(const QSize& size)
+{
+    return qint64(size.width()) * size.height();
+}
+
+bool isMeasured(const QSize& size)
+{
+    return size.width() >= 0 && size.height() >= 0;
+}
+
+// Reads integers from bytes; what lies outside them is absent.
+class Bytes
+{
+public:
+    explicit Bytes(QByteArrayView data)
+        : m_data(data)
+    {
+    }
+
+    qint64 size() const
+    {
+        return m_data.size();
+    }
+
+    QByteArrayView from(qint64 offset) const
+    {
+        return offset <= size() ? m_data.sliced(offset) : QByteArrayView();
+    }
+
+    bool has(QByteArrayView text, qint64 offset = 0) const
+    {
+        return from(offset).startsWith(text);
+    }
+
+    template <typename T>
+    std::optional<T> littleEndian(qint64 offset) const
+    {
+        if (offset > size() - qint64(sizeof(T)))
+            return {};
+        return qFromLittleEndian<T>(m_data.data() + offset);
+    }
+
+    template <typename T>
+    std::optional<T> bigEndian(qint64 offset) const
+    {
+        if (offset > size() - qint64(sizeof(T)))
+            return {};
+        return qFromBigEndian<T>(m_data.data() + offset);
+    }
+
+private:
+    QByteArrayView m_data;
+};
+
+// A picture of up to `small` pixels, or of no more than its bytes can hold.
+bool isBelow(qint64 pixels, qint64 small, qint64 bytes, qint64 pixelsPerByte)
+{
+    return pixels <= small || pixels / pixelsPerByte <= bytes;
+}
+
+// Sizes in headers have 32 bits; sides that QImage can't have are as bad as too many pixels.
+bool isWithinLimit(qint64 width, qint64 height)
+{
+    constexpr qint64 kMaxSide = 1LL << 30;
+    return width >= 0 && height >= 0 && width <= kMaxSide && height <= kMaxSide
+        && width * height <= RKPictureHeaderCheck::kMaxPixels;
+}
+
+// ISO/IEC 15948 (PNG), 11.2.2 IHDR.
+bool canHoldPng(const Bytes& bytes)
+{
+    constexpr std::array<qint64, 7> kChannels{1, 0, 3, 1, 2, 0, 4}; // by colour type
+    const qint64 width = bytes.bigEndian<quint32>(16).value_or(0);
+    const qint64 height = bytes.bigEndian<quint32>(20).value_or(0);
+    const qint64 depth = bytes.bigEndian<quint8>(24).value_or(0);
+    const size_t colorType = bytes.bigEndian<quint8>(25).value_or(0);
+    if (!isWithinLimit(width, height))
+        return false;
+    // Interlaced pictures hold as many bytes and some more.
+    const qint64 channels = colorType < kChannels.size() ? kChannels[colorType] : 0;
+    const qint64 line = 1 + (width * depth * channels + 7) / 8;
+    return line * height / kDeflateRatio <= bytes.size();
+}
+
+// Counts the scans by walking over the marker segments (ITU-T T.81, B.1.1).
+qint64 jpegScans(QByteArrayView data)
+{
+    constexpr uchar kStartOfScan = 0xda;
+    constexpr uchar kEndOfImage = 0xd9;
+    const Bytes bytes(data);
+    qint64 scans = 0;
+    qint64 position = 2;
+    while (position < bytes.size()) {
+        const void* const found
+            = std::memchr(data.data() + position, 0xff, size_t(bytes.size() - position));
+        if (!found)
+            break;
+        position = static_cast<const char*>(found) - data.data() + 1;
+        const auto marker = bytes.bigEndian<quint8>(position);
+        if (!marker || *marker == kEndOfImage)
+            break;
+        // Stuffed bytes, fill bytes and restart markers have no segment.
+        if (*marker == 0 || *marker == 0xff || (*marker >= 0xd0 && *marker <= 0xd7))
+            continue;
+        if (*marker == kStartOfScan)
+            ++scans;
+        position += 1 + bytes.bigEndian<quint16>(position + 1).value_or(0);
+    }
+    return scans;
+}
+
+bool hasArithmeticCoding(QByteArrayView data)
+{
+    const Bytes bytes(data);
+    qint64 position = 2;
+    while (const auto marker = bytes.bigEndian<quint16>(position)) {
+        if (*marker >= 0xffc9 && *marker <= 0xffcb)
+            return true;
+        const bool isFrame = *marker >= 0xffc0 && *marker <= 0xffc3;
+        if (isFrame || *marker < 0xff00 || *marker == 0xffda)
+            return false;
+        position += 2 + bytes.bigEndian<quint16>(position + 2).value_or(0);
+    }
+    return false;
+}
+
+bool canHoldJpeg(QByteArrayView data, const QSize& size)
+{
+    const qint64 count = pixels(size);
+    const qint64 scans = jpegScans(data);
+    if (scans > RKPictureHeaderCheck::kMaxJpegScans
+        && scans * count > RKPictureHeaderCheck::kMaxPixels) {
+        return false;
+    }
+    if (count <= RKPictureHeaderCheck::kSmallPicture)
+        return true;
+    // Arithmetic coding gets far below a bit for a block.
+    const qint64 perByte = hasArithmeticCoding(data) ? kOtherPixelsPerByte : kJpegPixelsPerByte;
+    return count / perByte <= data.size();
+}
+
+// The header of a bitmap: width, height, depth and compression (Windows GDI, BITMAPINFOHEADER and
+// BITMAPCOREHEADER). In icons the height counts the mask too.
+bool canHoldBitmap(const Bytes& bytes, qint64 header, int heightDivisor)
+{
+    constexpr quint32 kCoreHeaderSize = 12;
+    constexpr quint32 kRle8 = 1;
+    constexpr quint32 kRle4 = 2;
+
+    qint64 width = 0;
+    qint64 height = 0;
+    qint64 depth = 0;
+    quint32 compression = 0;
+    if (bytes.littleEndian<quint32>(header) == kCoreHeaderSize) {
+        width = bytes.littleEndian<quint16>(header + 4).value_or(0);
+        height = bytes.littleEndian<quint16>(header + 6).value_or(0);
+        depth = bytes.littleEndian<quint16>(header + 10).value_or(0);
+    } else {
+        width = bytes.littleEndian<qint32>(header + 4).value_or(0);
+        // Negative for rows from top to bottom.
+        height = std::abs(qint64(bytes.littleEndian<qint32>(header + 8).value_or(0)));
+        depth = bytes.littleEndian<quint16>(header + 14).value_or(0);
+        compression = bytes.littleEndian<quint32>(header + 16).value_or(0);
+    }
+    height /= heightDivisor;
+    if (!isWithinLimit(width, height))
+        return false;
+    if (compression == kRle8 || compression == kRle4) {
+        return isBelow(width * height,
+            RKPictureHeaderCheck::kSmallGraphic,
+            bytes.size(),
+            kBmpRlePixelsPerByte);
+    }
+    // Writers leave the end of the last row out, so it isn't asked for.
+    const qint64 line = (width * depth + 31) / 32 * 4;
+    return line * (height - 1) <= bytes.size();
+}
+
+bool canHoldIcon(const QByteArray& data)
+{
+    constexpr qint64 kDirectorySize = 6;
+    constexpr qint64 kEntrySize = 16;
+    const Bytes bytes(data);
+    const int count = bytes.littleEndian<quint16>(4).value_or(0);
+    for (int i = 0; i < count; ++i) {
+        const auto offset = bytes.littleEndian<quint32>(kDirectorySize + i * kEntrySize + 12);
+        if (!offset)
+            break;
+        const QByteArrayView picture = bytes.from(*offset);
+        const bool isPng = picture.startsWith("\x89PNG");
+        if (isPng ? !canHoldPng(Bytes(picture)) : !canHoldBitmap(Bytes(picture), 0, 2))
+            return false;
+    }
+    return true;
+}
+
+// Netpbm's manual: the smallest text or binary form of a pixel in each of the six kinds.
+bool canHoldPortableMap(const Bytes& bytes, const QSize& size)
+{
+    constexpr std::array<qint64, 6> kBits{8, 16, 48, 1, 8, 24};
+    const int kind = bytes.bigEndian<quint8>(1).value_or('1') - '1';
+    const qint64 line = (size.width() * kBits[size_t(kind)] + 7) / 8;
+    return line * size.height() <= bytes.size();
+}
+
+// The largest of the six factors of a MAGN chunk's content (MNG 1.0, 4.3.5).
+qint64 magnification(const Bytes& bytes, qint64 content, qint64 length)
+{
+    qint64 largest = 1;
+    for (qint64 factor = 5; factor + 2 <= std::min<qint64>(length, 17); factor += 2)
+        largest = std::max<qint64>(largest, bytes.bigEndian<quint16>(content + factor).value_or(1));
+    return largest;
+}
+
+// MNG 1.0: adds up the canvas and the pictures, whose chunks start with their size, their copies
+// and the room that magnified ones take.
+bool canHoldMng(const Bytes& bytes)
+{
+    constexpr qint64 kSignatureSize = 8;
+    constexpr qint64 kChunkFrame = 12; // length, type and checksum
+    constexpr std::array<const char*, 4> kWithSize{"MHDR", "IHDR", "JHDR", "BASI"};
+
+    qint64 position = kSignatureSize;
+    qint64 largest = 0;
+    qint64 total = 0;
+    while (const auto length = bytes.bigEndian<quint32>(position)) {
+        const qint64 content = position + 8;
+        const auto isType = [&](const char* type) { return bytes.has(type, position + 4); };
+        if (std::any_of(kWithSize.begin(), kWithSize.end(), isType)) {
+            const qint64 width = bytes.bigEndian<quint32>(content).value_or(0);
+            const qint64 height = bytes.bigEndian<quint32>(content + 4).value_or(0);
+            if (!isWithinLimit(width, height))
+                return false;
+            largest = std::max(largest, width * height);
+            total += width * height;
+        } else if (isType("CLON")) {
+            total += largest;
+        } else if (isType("MAGN")) {
+            const qint64 factor = magnification(bytes, content, *length);
+            total += largest * factor * factor;
+        }
+        if (!isBelow(total, RKPictureHeaderCheck::kSmallPicture, bytes.size(), kDeflateRatio))
+            return false;
+        position += kChunkFrame + *length;
+    }
+    return true;
+}
+
+// The canvas that the frames are drawn on (GIF89a, 18); they may be smaller.
+QSize gifScreen(const Bytes& bytes)
+{
+    return {bytes.littleEndian<quint16>(6).value_or(0), bytes.littleEndian<quint16>(8).value_or(0)};
+}
+
+} // namespace
+
+bool RKPictureHeaderCheck::canHold(const QByteArray& data, const QSize& size)
+{
+    const Bytes bytes(data);
+
+    // These are read from the header alone: the decoder may have measured something else.
+    if (bytes.has("\x89PNG"))
+        return canHoldPng(bytes);
+    if (bytes.has("BM"))
+        return canHoldBitmap(bytes, 14, 1);
+    if (bytes.has(QByteArrayView("\0\0\1\0", 4)) || bytes.has(QByteArrayView("\0\0\2\0", 4)))
+        return canHoldIcon(data);
+    if (bytes.has("\x8aMNG"))
+        return canHoldMng(bytes);
+
+    const bool isGif = bytes.has("GIF8");
+    const QSize real = isGif ? size.expandedTo(gifScreen(bytes)) : size;
+    if (!isMeasured(real))
+        return true;
+    if (!isWithinLimit(real.width(), real.height()))
+        return false;
+
+    const qint64 count = pixels(real);
+    if (isGif)
+        return isBelow(count, kSmallGraphic, data.size(), kGifPixelsPerByte);
+    if (bytes.has("\xff\xd8"))
+        return canHoldJpeg(data, real);
+    if (bytes.has("RIFF"))
+        return isBelow(count, kSmallPicture, data.size(), kWebpPixelsPerByte);
+    if (data.size() > 1 && data[0] == 'P' && data[1] >= '1' && data[1] <= '6')
+        return canHoldPortableMap(bytes, real);
+    if (bytes.has("/* XPM"))
+        return count <= data.size();
+    if (bytes.has("#define") || bytes.has("/*"))
+        return count / kXbmPixelsPerByte <= data.size();
+    return isBelow(count, kSmallPicture, data.size(), kOtherPixelsPerByte);
+}

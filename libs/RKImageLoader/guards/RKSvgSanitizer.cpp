@@ -1,0 +1,417 @@
+#include "RKImageLoader/guards/RKCssReferences_p.h"
+#include "RKImageLoader/guards/RKGzip_p.h"
+#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/guards/RKSvgDrawingCost_p.h"
+#include "RKImageLoader/guards/RKSvgSanitizer_p.h"
+
+#include <QBuffer>
+#include <QDebug>
+#include <QImageReader>
+#include <QLatin1String>
+#include <QStringDecoder>
+#include <QXmlStreamReader>
+#include <QXmlStreamWriter>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+namespace {
+
+// Documents inside documents: one picture in a drawing, and one to spare.
+constexpr int kMaxEmbedding = 3;
+
+// The text of a document that isn't written in a superset of ASCII, which XML tells by its first
+// bytes (XML 1.0, appendix F); absent for all others.
+std::optional<QString> wideText(const QByteArray& data)
+{
+    const auto encoding = QStringConverter::encodingForData(data, u'<');
+    if (!encoding || *encoding == QStringConverter::Utf8)
+        return {};
+    return QString(QStringDecoder(*encoding).decode(data));
+}
+
+// Counts what makes an XML reader slow, before one sees the document. The document need not be
+// well-formed: reading stops at the first error, and what comes before it is counted right.
+class MarkupCount
+{
+public:
+    explicit MarkupCount(const QByteArray& utf8)
+        : m_data(utf8)
+    {
+        for (qsizetype i = m_data.indexOf('<'); i >= 0; i = m_data.indexOf('<', i + 1)) {
+            const QByteArrayView markup = QByteArrayView(m_data).sliced(i + 1);
+            if (markup.startsWith("!ENTITY"))
+                ++m_entities;
+            else if (markup.startsWith("!ATTLIST"))
+                m_attributeDeclarations += lengthOfMarkup(markup);
+            else if (!markup.isEmpty() && !std::strchr("!?/", markup.front())) {
+                ++m_elements;
+                m_attributes = std::max(m_attributes, attributes(markup));
+            }
+        }
+        if (m_entities > 0)
+            countReferences();
+    }
+
+    const char* problem() const
+    {
+        // No character of XML; it could hide markup from this count.
+        if (m_data.contains('\0'))
+            return "a null character";
+        if (m_elements > RKSvgSanitizer::kMaxElements)
+            return "too many elements";
+        if (m_attributes > RKSvgSanitizer::kMaxAttributes)
+            return "too many attributes";
+        if (m_entities > RKSvgSanitizer::kMaxEntities)
+            return "too many entities";
+        if (m_attributeDeclarations > RKSvgSanitizer::kMaxAttributeDeclarations)
+            return "too many attribute declarations";
+        if (m_references * RKSvgSanitizer::kMaxEntityExpansion > RKSvgSanitizer::kMaxBytes)
+            return "too many references to entities";
+        return nullptr;
+    }
+
+private:
+    // There is no '<' in a tag.
+    static qsizetype lengthOfMarkup(QByteArrayView markup)
+    {
+        const qsizetype end = markup.indexOf('<');
+        return end < 0 ? markup.size() : end;
+    }
+
+    static int attributes(QByteArrayView markup)
+    {
+        int count = 0;
+        char quote = 0;
+        for (const char character : markup) {
+            if (character == '<' || (!quote && character == '>'))
+                break;
+            if (quote)
+                quote = character == quote ? char(0) : quote;
+            else if (character == '"' || character == '\'')
+                quote = character;
+            else if (character == '=')
+                ++count;
+        }
+        return count;
+    }
+
+    void countReferences()
+    {
+        constexpr std::array<const char*, 6> kWithoutExpansion{
+            "&amp;", "&lt;", "&gt;", "&quot;", "&apos;", "&#"};
+        for (qsizetype i = m_data.indexOf('&'); i >= 0; i = m_data.indexOf('&', i + 1)) {
+            const QByteArrayView reference = QByteArrayView(m_data).sliced(i);
+            const auto starts = [&](const char* text) { return reference.startsWith(text); };
+            if (std::none_of(kWithoutExpansion.begin(), kWithoutExpansion.end(), starts))
+                ++m_references;
+        }
+    }
+
+    const QByteArray& m_data;
+    qint64 m_elements = 0;
+    int m_attributes = 0;
+    qint64 m_entities = 0;
+    qint64 m_attributeDeclarations = 0;
+    qint64 m_references = 0;
+};
+
+// Copies one document, leaving out what must not reach a renderer.
+class Copier
+{
+public:
+    // The pixels are those left for pictures; the documents inside this one share them.
+    Copier(int embedding, qint64& pixels)
+        : m_writer(&m_result)
+        , m_embedding(embedding)
+        , m_pixels(pixels)
+    {
+    }
+
+    // Empty when the document is refused; problem() then has the reason if it is worth telling.
+    QByteArray copy(const QByteArray& svg)
+    {
+        const QByteArray document = decompressed(svg);
+        if (hasProblem() || document.isEmpty())
+            return {};
+
+        QXmlStreamReader reader;
+        if (const std::optional<QString> text = wideText(document)) {
+            setProblem(MarkupCount(text->toUtf8()).problem());
+            reader.addData(*text);
+        } else {
+            setProblem(MarkupCount(document).problem());
+            reader.addData(document);
+        }
+        // Undeclared prefixes are common, and renderers don't mind them.
+        reader.setNamespaceProcessing(false);
+        reader.setEntityExpansionLimit(RKSvgSanitizer::kMaxEntityExpansion);
+
+        while (!hasProblem() && !reader.atEnd())
+            copyToken(reader);
+        if (!hasProblem() && !reader.hasError() && !m_cost.isAffordable())
+            setProblem("elements that draw each other too often");
+        return hasProblem() || reader.hasError() ? QByteArray() : m_result;
+    }
+
+    const char* problem() const
+    {
+        return m_problem;
+    }
+
+private:
+    bool hasProblem() const
+    {
+        return m_problem != nullptr;
+    }
+
+    void setProblem(const char* problem)
+    {
+        m_problem = problem;
+    }
+
+    QByteArray decompressed(const QByteArray& svg)
+    {
+        if (!RKGzip::isGzip(svg)) {
+            if (svg.size() > RKSvgSanitizer::kMaxBytes)
+                setProblem("too many bytes");
+            return svg;
+        }
+        const auto inflated = RKGzip::inflated(svg, RKSvgSanitizer::kMaxBytes);
+        if (!inflated)
+            setProblem("damaged compression or too many bytes");
+        return inflated.value_or(QByteArray());
+    }
+
+    void copyToken(QXmlStreamReader& reader)
+    {
+        switch (reader.readNext()) {
+        case QXmlStreamReader::StartElement: copyStart(reader); break;
+        case QXmlStreamReader::EndElement: copyEnd(); break;
+        case QXmlStreamReader::Characters: copyText(reader); break;
+        default:
+            // Neither the document type, whose entities are resolved by now, nor instructions for
+            // style sheets; nothing is drawn for all others.
+            break;
+        }
+        // References to entities multiply what comes in.
+        if (m_result.size() > 2 * RKSvgSanitizer::kMaxBytes)
+            setProblem("too many bytes");
+    }
+
+    void copyStart(const QXmlStreamReader& reader)
+    {
+        // Entities may hold further elements.
+        if (++m_elements > RKSvgSanitizer::kMaxElements) {
+            setProblem("too many elements");
+            return;
+        }
+        if (++m_depth > RKSvgSanitizer::kMaxDepth) {
+            setProblem("too many elements inside one another");
+            return;
+        }
+        checkStyleMatches();
+
+        m_names.append(reader.name().toString());
+        m_openStyles += m_names.last() == QLatin1String("style") ? 1 : 0;
+        m_writer.writeStartElement(reader.qualifiedName().toString());
+        QStringList targets;
+        qint64 length = 0;
+        const QXmlStreamAttributes attributes = reader.attributes();
+        for (const QXmlStreamAttribute& attribute : attributes) {
+            length += attribute.value().size();
+            const std::optional<QString> value = safeValue(attribute);
+            if (!value)
+                continue;
+            m_writer.writeAttribute(attribute.qualifiedName().toString(), *value);
+            if (attribute.name() == QLatin1String("href") && value->startsWith(u'#'))
+                targets.append(value->sliced(1));
+        }
+        m_cost.begin(idOf(attributes), costOfElement(length));
+        if (!isDrawnThrough())
+            return;
+        // Renderers differ in which of several references they follow.
+        for (const QString& target : std::as_const(targets))
+            m_cost.refer(target);
+    }
+
+    static QString idOf(const QXmlStreamAttributes& attributes)
+    {
+        const QStringView id = attributes.value(QLatin1String("id"));
+        return (id.isEmpty() ? attributes.value(QLatin1String("xml:id")) : id).toString();
+    }
+
+    void copyEnd()
+    {
+        if (m_names.last() == QLatin1String("style") && --m_openStyles == 0)
+            copyStyle();
+        m_writer.writeEndElement();
+        m_names.removeLast();
+        --m_depth;
+        m_cost.end();
+    }
+
+    void copyText(const QXmlStreamReader& reader)
+    {
+        if (m_names.isEmpty())
+            return;
+        const QString text = reader.text().toString();
+        if (m_openStyles > 0)
+            m_style += text;
+        else if (reader.isCDATA())
+            m_writer.writeCDATA(text);
+        else
+            m_writer.writeCharacters(text);
+        if (m_names.contains(QLatin1String("textArea"))) {
+            m_cost.begin({}, costOfWrappedText(text.size()));
+            m_cost.end();
+        }
+    }
+
+    // A style sheet is taken as a whole: renderers may read its sections one by one or all in one,
+    // and neither way may make a reference of them.
+    void copyStyle()
+    {
+        m_writer.writeCDATA(RKCssReferences::withoutExternal(m_style));
+        const auto isSelector = [](QChar c) { return c == u'{' || c == u',' || c == u' '; };
+        m_selectors += std::count_if(m_style.cbegin(), m_style.cend(), isSelector);
+        // Renderers look for the element before another one from the first one on.
+        m_siblingSelectors += m_style.count(u'+');
+        m_style.clear();
+        checkStyleMatches();
+    }
+
+    // The current element draws its target, or takes over the target's colours.
+    bool isDrawnThrough() const
+    {
+        const QString& name = m_names.last();
+        return name == QLatin1String("use") || name.endsWith(QLatin1String("Gradient"));
+    }
+
+    // Measured with rectangles, texts and long paths of a few pixels.
+    qint64 costOfElement(qint64 lengthOfAttributes) const
+    {
+        constexpr qint64 kText = 10;
+        constexpr qint64 kLengthOfShape = 128;
+        const QString& name = m_names.last();
+        const bool isText = name == QLatin1String("text") || name == QLatin1String("tspan");
+        return (isText ? kText : 1) + lengthOfAttributes / kLengthOfShape;
+    }
+
+    // Every character may get a line of its own.
+    static qint64 costOfWrappedText(qint64 length)
+    {
+        constexpr qint64 kLine = 5;
+        return length * kLine;
+    }
+
+    void checkStyleMatches()
+    {
+        constexpr qint64 kSiblingsAtOnce = 16;
+        const qint64 selectors = m_selectors + m_siblingSelectors * m_elements / kSiblingsAtOnce;
+        if (selectors * m_elements > RKSvgSanitizer::kMaxStyleMatches)
+            setProblem("too many style rules for its elements");
+    }
+
+    // The value that may stay; absent when the attribute has to go.
+    std::optional<QString> safeValue(const QXmlStreamAttribute& attribute)
+    {
+        const QString value = attribute.value().toString();
+        if (attribute.qualifiedName() == QLatin1String("xml:base"))
+            return {};
+        if (attribute.name().compare(QLatin1String("href"), Qt::CaseInsensitive) == 0
+            || attribute.name().compare(QLatin1String("src"), Qt::CaseInsensitive) == 0)
+        {
+            return safeReference(value);
+        }
+        return value.contains(u'(') ? RKCssReferences::withoutExternal(value) : value;
+    }
+
+    std::optional<QString> safeReference(const QString& reference)
+    {
+        const QString trimmed = reference.trimmed();
+        if (trimmed.startsWith(u'#'))
+            return trimmed;
+        // Renderers take inline data in this form alone, and "DATA:" for the name of a file.
+        const QLatin1String marker("base64,");
+        const qsizetype code = trimmed.lastIndexOf(marker);
+        if (!trimmed.startsWith(QLatin1String("data:")) || code < 0)
+            return {};
+        const QByteArray data
+            = QByteArray::fromBase64(QStringView(trimmed).sliced(code + marker.size()).toLatin1());
+        const QByteArray format = pictureFormat(data);
+        if (format.startsWith("svg"))
+            return safeDocument(data);
+        const QSize size = pictureSize(data, format);
+        if (!RKPictureHeaderCheck::canHold(data, size) || !isAffordable(size))
+            return {};
+        return trimmed;
+    }
+
+    std::optional<QString> safeDocument(const QByteArray& svg)
+    {
+        if (m_embedding >= kMaxEmbedding)
+            return {};
+        const QByteArray document = Copier(m_embedding + 1, m_pixels).copy(svg);
+        if (document.isEmpty() || !isAffordable(pictureSize(document, "svg")))
+            return {};
+        return QLatin1String("data:image/svg+xml;base64,")
+            + QString::fromLatin1(document.toBase64());
+    }
+
+    static QByteArray pictureFormat(const QByteArray& data)
+    {
+        QBuffer buffer;
+        buffer.setData(data);
+        buffer.open(QIODevice::ReadOnly);
+        return QImageReader::imageFormat(&buffer);
+    }
+
+    static QSize pictureSize(const QByteArray& data, const QByteArray& format)
+    {
+        QBuffer buffer;
+        buffer.setData(data);
+        buffer.open(QIODevice::ReadOnly);
+        return QImageReader(&buffer, format).size();
+    }
+
+    // Renderers decode all pictures at once, and drawings at their own size.
+    bool isAffordable(const QSize& picture)
+    {
+        if (picture.isEmpty())
+            return false;
+        m_pixels -= qint64(picture.width()) * picture.height();
+        return m_pixels >= 0;
+    }
+
+    QByteArray m_result;
+    QXmlStreamWriter m_writer;
+    int m_embedding;
+    qint64& m_pixels;
+    RKSvgDrawingCost m_cost;
+    // The local names of the open elements.
+    QStringList m_names;
+    // The text of the style sheet that is open, and how many are inside one another.
+    QString m_style;
+    int m_openStyles = 0;
+    int m_elements = 0;
+    int m_depth = 0;
+    qint64 m_selectors = 0;
+    qint64 m_siblingSelectors = 0;
+    const char* m_problem = nullptr;
+};
+
+} // namespace
+
+QByteArray RKSvgSanitizer::sanitized(const QByteArray& svg)
+{
+    qint64 pixels = kMaxEmbeddedPixels;
+    Copier copier(0, pixels);
+    const QByteArray document = copier.copy(svg);
+    if (copier.problem())
+        qWarning().noquote() << "SVG document refused:" << copier.problem();
+    return document;
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
+
+#include <QString>
+
+/// One family of an image's metadata: Exif, IPTC or XMP, held apart from the image it came from.
+///
+/// Not thread-safe; RKExiv2WrapperImpl locks.
+class RKIMAGELOADER_TEST_EXPORT RKExiv2AbstractData
+{
+public:
+    virtual ~RKExiv2AbstractData();
+
+    /// Adds the held data to those of an opened image whose metadata are read; data of the image
+    /// that are not held here stay. The image is not written.
+    ///
+    /// Returns whether the image can take the family at all, not whether anything has changed.
+    virtual bool mergeTo(RKExiv2ImagePtr& image) const = 0;
+
+    virtual Exiv2::MetadataId supportedMetaData() const = 0;
+
+    /// The format of the image has a place for the family and exiv2 can write it there.
+    bool canWriteTo(RKExiv2ImagePtr& image) const;
+
+    /// See RKExiv2Library::describeError().
+    void describeError(const QString& where, const Exiv2::Error& error) const;
+
+protected:
+    RKExiv2AbstractData();
+    RKExiv2AbstractData(const RKExiv2AbstractData&) = default;
+    RKExiv2AbstractData& operator=(const RKExiv2AbstractData&) = default;
+};

@@ -1,0 +1,793 @@
+#include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+
+#include <QDebug>
+#include <QLocale>
+#include <QtEndian>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <string_view>
+
+namespace {
+
+using RKExiv2Compat::count;
+using RKExiv2Compat::keyText;
+using RKExiv2Compat::toInt64;
+
+// A JPEG segment's length field counts to 65535; two bytes of it are the field itself, six the
+// identifier "Exif" with two NULs (Exif 2.32, 4.7.2).
+constexpr size_t kExifSizeLimit = 65527;
+constexpr quint32 kSegmentOverhead = 8;
+
+constexpr char kJpegStart[] = "\xff\xd8";
+
+constexpr double kUnknownArc = std::numeric_limits<double>::quiet_NaN();
+
+// What the data lose first when they are too large: copies of the image's colour profile.
+constexpr std::array kProfileKeys = {"Exif.Image.InterColorProfile",
+    "Exif.Image.CurrentICCProfile",
+    "Exif.Image.CurrentPreProfileMatrix",
+    "Exif.Image.AsShotICCProfile",
+    "Exif.Image.AsShotPreProfileMatrix"};
+
+constexpr std::array kColorKeys = {"Exif.Canon.ColorSpace",
+    "Exif.Canon.ColorData",
+    "Exif.Canon.MeasuredColor",
+    "Exif.Image.InterColorProfile",
+    "Exif.Image.PrimaryChromaticities",
+    "Exif.Image.WhitePoint",
+    "Exif.Image.YCbCrCoefficients",
+    "Exif.Photo.ColorSpace",
+    "Exif.Iop.InteroperabilityIndex"};
+
+// The tags of a TIFF directory that say how its own pixels are stored (TIFF 6.0, sections 3 to 23,
+// TIFF/EP, and the technical notes on subdirectories and JPEG).
+constexpr std::array<quint16, 45> kPixelTags = {0x00fe,
+    0x00ff,
+    0x0100,
+    0x0101,
+    0x0102,
+    0x0103,
+    0x0106,
+    0x0107,
+    0x0108,
+    0x0109,
+    0x010a,
+    0x0111,
+    0x0115,
+    0x0116,
+    0x0117,
+    0x011c,
+    0x0120,
+    0x0121,
+    0x0122,
+    0x0123,
+    0x0124,
+    0x0125,
+    0x013d,
+    0x0140,
+    0x0142,
+    0x0143,
+    0x0144,
+    0x0145,
+    0x014a,
+    0x014c,
+    0x0152,
+    0x0153,
+    0x015b,
+    0x0200,
+    0x0201,
+    0x0202,
+    0x0207,
+    0x0208,
+    0x0209,
+    0x0211,
+    0x0212,
+    0x0213,
+    0x0214,
+    0x828d,
+    0x828e};
+// From DNGVersion on the tags describe the raw data (DNG 1.4, chapter 4).
+constexpr quint16 kFirstDngTag = 0xc612;
+constexpr quint16 kLastDngTag = 0xc7ff;
+
+bool isInteger(Exiv2::TypeId type)
+{
+    switch (type) {
+    case Exiv2::unsignedByte:
+    case Exiv2::unsignedShort:
+    case Exiv2::unsignedLong:
+    case Exiv2::signedByte:
+    case Exiv2::signedShort:
+    case Exiv2::signedLong: return true;
+    default: return false;
+    }
+}
+
+template <typename T>
+bool fits(const QList<int>& values)
+{
+    using Limits = std::numeric_limits<T>;
+    return std::all_of(values.begin(), values.end(), [](qint64 value) {
+        return value >= qint64(Limits::min()) && value <= qint64(Limits::max());
+    });
+}
+
+bool fits(const QList<int>& values, Exiv2::TypeId type)
+{
+    switch (type) {
+    case Exiv2::unsignedByte: return fits<quint8>(values);
+    case Exiv2::unsignedShort: return fits<quint16>(values);
+    case Exiv2::unsignedLong: return fits<quint32>(values);
+    case Exiv2::signedByte: return fits<qint8>(values);
+    case Exiv2::signedShort: return fits<qint16>(values);
+    default: return true;
+    }
+}
+
+/// The type to store the numbers with. Left to itself exiv2 would take its own type of the C++
+/// number, such as a signed long for the flash.
+Exiv2::TypeId integerType(Exiv2::TypeId typeOfTag, const QList<int>& values)
+{
+    // Some maker-note tags of integers have no type of their own in exiv2's tables.
+    const auto wanted = isInteger(typeOfTag) ? typeOfTag : Exiv2::unsignedShort;
+    return fits(values, wanted) ? wanted : Exiv2::signedLong;
+}
+
+size_t encodedSize(const Exiv2::ExifData& data)
+{
+    // A copy: encoding erases tags from what it is given.
+    Exiv2::ExifData copy = data;
+    Exiv2::Blob blob;
+    Exiv2::ExifParser::encode(blob, Exiv2::littleEndian, copy);
+    return blob.size();
+}
+
+bool startsWith(const std::string& text, std::string_view start)
+{
+    return std::string_view(text).substr(0, start.size()) == start;
+}
+
+Exiv2::ExifData::const_iterator find(const Exiv2::ExifData& data, const char* key)
+{
+    return data.findKey(Exiv2::ExifKey(key));
+}
+
+bool isInThumbnail(const Exiv2::Exifdatum& datum)
+{
+    return datum.groupName() == "Thumbnail";
+}
+
+bool hasThumbnailDirectory(const Exiv2::ExifData& data)
+{
+    return std::any_of(data.begin(), data.end(), isInThumbnail);
+}
+
+/// The second directory of a TIFF-based file holds pixels and is not marked as a reduced version of
+/// the first one (TIFF 6.0, NewSubfileType).
+bool secondDirectoryIsPage(const Exiv2::ExifData& data)
+{
+    const auto has = [&data](const char* key) { return find(data, key) != data.end(); };
+    if (has("Exif.Thumbnail.JPEGInterchangeFormat"))
+        return false;
+    if (!has("Exif.Thumbnail.StripOffsets") && !has("Exif.Thumbnail.TileOffsets"))
+        return false;
+    const auto kind = find(data, "Exif.Thumbnail.NewSubfileType");
+    return kind == data.end() || count(*kind) == 0 || (toInt64(*kind) & 1) == 0;
+}
+
+/// A TIFF-based file cannot take this datum from elsewhere: it says how pixels of the file itself
+/// are stored. The thumbnail's directory is left out here.
+bool describesPixels(const Exiv2::Exifdatum& datum)
+{
+    const std::string group = datum.groupName();
+    if (group == "Image") {
+        const quint16 tag = datum.tag();
+        return std::binary_search(kPixelTags.begin(), kPixelTags.end(), tag)
+            || (tag >= kFirstDngTag && tag <= kLastDngTag);
+    }
+    return group == "Image2" || group == "Image3" || startsWith(group, "Sub")
+        || startsWith(group, "PanasonicRaw");
+}
+
+template <typename Predicate>
+void eraseIf(Exiv2::ExifData& data, Predicate predicate)
+{
+    for (auto it = data.begin(); it != data.end();)
+        it = predicate(*it) ? data.erase(it) : std::next(it);
+}
+
+void merge(Exiv2::ExifData& target, const std::vector<const Exiv2::Exifdatum*>& source)
+{
+    struct Places
+    {
+        std::vector<Exiv2::Exifdatum*> found;
+        size_t used = 0;
+    };
+
+    std::map<std::string, Places> places;
+    for (Exiv2::Exifdatum& datum : target)
+        places[datum.key()].found.push_back(&datum);
+
+    // A repeated key is a list of its own: all of them must not become the last one.
+    for (const Exiv2::Exifdatum* datum : source) {
+        Places& place = places[datum->key()];
+        if (place.used < place.found.size())
+            *place.found[place.used++] = *datum;
+        else
+            target.add(*datum);
+    }
+}
+
+void warnAboutDeletion(const std::string& key)
+{
+    qWarning().noquote() << QStringLiteral(" exifData is to large. Deleting the exifData key")
+                         << QString::fromStdString(key);
+}
+
+void eraseLargest(Exiv2::ExifData& data)
+{
+    std::vector<Exiv2::ExifData::iterator> victims;
+    for (auto it = data.begin(); it != data.end(); ++it)
+        victims.push_back(it);
+    // Of equal ones the later goes first.
+    std::reverse(victims.begin(), victims.end());
+    std::stable_sort(
+        victims.begin(), victims.end(), [](auto a, auto b) { return a->size() > b->size(); });
+
+    // The victims do not depend on each other, so that their number can be searched for: a file may
+    // hold thousands of them, and every trial encodes the data.
+    const auto fitsWithout = [&data, &victims](size_t number) {
+        std::vector<const Exiv2::Exifdatum*> erased;
+        for (size_t i = 0; i < number; ++i)
+            erased.push_back(&*victims[i]);
+        std::sort(erased.begin(), erased.end());
+        Exiv2::ExifData rest;
+        for (const Exiv2::Exifdatum& datum : data) {
+            if (!std::binary_search(erased.begin(), erased.end(), &datum))
+                rest.add(datum);
+        }
+        return encodedSize(rest) < kExifSizeLimit;
+    };
+    size_t tooFew = 0;
+    size_t enough = victims.size();
+    while (enough - tooFew > 1) {
+        const size_t middle = std::midpoint(tooFew, enough);
+        (fitsWithout(middle) ? enough : tooFew) = middle;
+    }
+    for (size_t i = 0; i < enough; ++i) {
+        warnAboutDeletion(victims[i]->key());
+        data.erase(victims[i]);
+    }
+}
+
+/// A component of a rational value, with its full unsigned range.
+std::pair<qint64, qint64> rational(const Exiv2::Exifdatum& datum, size_t component)
+{
+    const Exiv2::Value& value = datum.value();
+    if (const auto* unsignedValue = dynamic_cast<const Exiv2::URationalValue*>(&value))
+        return unsignedValue->value_.at(component);
+    return dynamic_cast<const Exiv2::RationalValue&>(value).value_.at(component);
+}
+
+bool isRational(const Exiv2::Exifdatum& datum)
+{
+    const auto type = datum.typeId();
+    return type == Exiv2::unsignedRational || type == Exiv2::signedRational;
+}
+
+QByteArray bytesOf(const Exiv2::Exifdatum& datum)
+{
+    QByteArray bytes(RKExiv2Compat::size(datum), Qt::Uninitialized);
+    datum.copy(reinterpret_cast<Exiv2::byte*>(bytes.data()), Exiv2::littleEndian);
+    return bytes;
+}
+
+/// What the function makes of the first datum with the key; the fallback where there is none and
+/// where exiv2 throws.
+template <typename Value, typename Function>
+Value read(const Exiv2::ExifData& data, const char* key, Value fallback, Function function)
+{
+    return RKExiv2Library::valueOr(fallback, [&]() -> Value {
+        const auto datum = find(data, key);
+        return datum == data.end() ? fallback : function(*datum);
+    });
+}
+
+QByteArray dataAreaOf(const Exiv2::Exifdatum& datum)
+{
+    return RKExiv2Compat::toByteArray(datum.dataArea());
+}
+
+QList<int> allIntegers(const Exiv2::Exifdatum& datum)
+{
+    QList<int> integers;
+    for (qsizetype i = 0; i < count(datum); ++i)
+        integers.append(static_cast<int>(toInt64(datum, i)));
+    return integers;
+}
+
+/// The numbers of a maker-note tag; none for a tag that holds anything else.
+QList<int> recordOf(const Exiv2::ExifData& data, const char* key)
+{
+    return read(data, key, QList<int>(), [](const Exiv2::Exifdatum& datum) {
+        return isInteger(datum.typeId()) ? allIntegers(datum) : QList<int>();
+    });
+}
+
+/// Stores a text under the key with the type that is chosen for the tag's own type. The old value
+/// stays until the new one is complete.
+template <typename ChooseType>
+void store(Exiv2::ExifData& data,
+    const QString& where,
+    const char* key,
+    const QString& value,
+    ChooseType chooseType)
+{
+    RKExiv2Library::change(where, key, value, [&] {
+        const Exiv2::ExifKey exifKey(key);
+        const auto parsed = RKExiv2Compat::makeValue(chooseType(exifKey.defaultTypeId()));
+        if (parsed->read(value.toStdString()) != 0)
+            return false;
+        if (const auto datum = data.findKey(exifKey); datum != data.end())
+            datum->setValue(parsed.get());
+        else
+            data.add(exifKey, parsed.get());
+        return true;
+    });
+}
+
+} // namespace
+
+RKExiv2ExifData::RKExiv2ExifData() = default;
+
+RKExiv2ExifData::RKExiv2ExifData(const RKExiv2ImagePtr& image)
+    : m_exifData(image->exifData())
+    , m_secondDirectoryIsPage(
+          RKExiv2Compat::isTiffBased(*image) && secondDirectoryIsPage(image->exifData()))
+{
+}
+
+RKExiv2ExifData::~RKExiv2ExifData() = default;
+
+bool RKExiv2ExifData::mergeTo(RKExiv2ImagePtr& image) const
+{
+    if (!canWriteTo(image))
+        return false;
+
+    Exiv2::ExifData& target = image->exifData();
+    const bool isTiffBased = RKExiv2Compat::isTiffBased(*image);
+    const bool mayReplaceThumbnail = !isTiffBased || !hasThumbnailDirectory(target)
+        || (m_thumbnailChanged && !secondDirectoryIsPage(target));
+    const auto mayChange = [&](const Exiv2::Exifdatum& datum) {
+        if (isInThumbnail(datum))
+            return mayReplaceThumbnail && !m_secondDirectoryIsPage;
+        return !isTiffBased || !describesPixels(datum);
+    };
+
+    for (const std::string& key : m_removedKeys)
+        eraseIf(target, [&](const auto& datum) { return datum.key() == key && mayChange(datum); });
+    if (m_thumbnailChanged && mayReplaceThumbnail)
+        Exiv2::ExifThumb(target).erase();
+
+    std::vector<const Exiv2::Exifdatum*> source;
+    for (const Exiv2::Exifdatum& datum : m_exifData) {
+        if (mayChange(datum))
+            source.push_back(&datum);
+    }
+    merge(target, source);
+
+    if (!isTiffBased && !RKExiv2Compat::isCrw(*image))
+        makeSureExifDataIsLessThan64k(target);
+    return true;
+}
+
+Exiv2::MetadataId RKExiv2ExifData::supportedMetaData() const
+{
+    return Exiv2::mdExif;
+}
+
+void RKExiv2ExifData::mergeInto(Exiv2::ExifData& target) const
+{
+    std::vector<const Exiv2::Exifdatum*> source;
+    for (const Exiv2::Exifdatum& datum : m_exifData)
+        source.push_back(&datum);
+    merge(target, source);
+}
+
+void RKExiv2ExifData::clear()
+{
+    m_exifData.clear();
+}
+
+Exiv2::ExifData::const_iterator RKExiv2ExifData::findKey(const char* key) const
+{
+    return RKExiv2Library::valueOr(m_exifData.end(), [&] { return find(m_exifData, key); });
+}
+
+QString RKExiv2ExifData::readString(const char* key) const
+{
+    return read(m_exifData, key, QString(), [](const Exiv2::Exifdatum& datum) {
+        return QString::fromStdString(datum.toString());
+    });
+}
+
+QString RKExiv2ExifData::readWindowsText(const char* key) const
+{
+    return read(m_exifData, key, QString(), [](const Exiv2::Exifdatum& datum) {
+        const QByteArray bytes = bytesOf(datum);
+        QString text;
+        for (qsizetype i = 0; i + 1 < bytes.size(); i += 2) {
+            const auto unit = qFromLittleEndian<quint16>(bytes.constData() + i);
+            if (unit == 0)
+                break;
+            text.append(QChar(unit));
+        }
+        return text;
+    });
+}
+
+int RKExiv2ExifData::readInt(const char* key) const
+{
+    return read(m_exifData, key, 0, [](const Exiv2::Exifdatum& datum) {
+        return count(datum) > 0 ? static_cast<int>(toInt64(datum)) : 0;
+    });
+}
+
+QList<int> RKExiv2ExifData::readIntList(const char* key) const
+{
+    return read(m_exifData, key, QList<int>(), allIntegers);
+}
+
+RKRational RKExiv2ExifData::readRational(const char* key) const
+{
+    return read(m_exifData, key, RKRational(), [](const Exiv2::Exifdatum& datum) {
+        if (!isRational(datum) || count(datum) == 0)
+            return RKRational();
+        const auto [numerator, denominator] = rational(datum, 0);
+        return RKRational(numerator, denominator);
+    });
+}
+
+QDateTime RKExiv2ExifData::dateTime(const char* key) const
+{
+    // Kept: a time is local even where a "Z" says otherwise.
+    const QString text = readString(key).section(QLatin1Char('Z'), 0, 0).trimmed();
+    return QDateTime::fromString(text, Qt::ISODate).toLocalTime();
+}
+
+int RKExiv2ExifData::readRotation() const
+{
+    return readInt("Exif.Image.Orientation");
+}
+
+RKGeoPosition RKExiv2ExifData::geoPosition() const
+{
+    return RKGeoPosition(getGPSArc("Exif.GPSInfo.GPSLatitude", "Exif.GPSInfo.GPSLatitudeRef"),
+        getGPSArc("Exif.GPSInfo.GPSLongitude", "Exif.GPSInfo.GPSLongitudeRef"));
+}
+
+qreal RKExiv2ExifData::getGPSArc(const char* key, const char* refKey) const
+{
+    try {
+        const auto datum = findKey(key);
+        if (datum == m_exifData.end() || !isRational(*datum) || count(*datum) < 3)
+            return kUnknownArc;
+
+        std::array<double, 3> parts{};
+        for (size_t i = 0; i < parts.size(); ++i) {
+            const auto [numerator, denominator] = rational(*datum, i);
+            if (denominator == 0)
+                return kUnknownArc;
+            parts[i] = double(numerator) / double(denominator);
+        }
+        auto [degrees, minutes, seconds] = parts;
+        double wholeMinutes = 0;
+        seconds += std::modf(minutes, &wholeMinutes) * 60;
+
+        const double arc = degrees + wholeMinutes / 60 + seconds / 3600;
+        const QString ref = readString(refKey);
+        const bool isNegative
+            = ref.startsWith(QLatin1Char('S')) || ref.startsWith(QLatin1Char('W'));
+        return isNegative ? -arc : arc;
+    } catch (const std::exception& error) {
+        qWarning().noquote() << QStringLiteral("Cannot get Exif GPS tag using Exiv2 due to error :")
+                             << QString::fromUtf8(error.what());
+    }
+    return kUnknownArc;
+}
+
+bool RKExiv2ExifData::isAdobeRGB() const
+{
+    return readString("Exif.Iop.InteroperabilityIndex") == QLatin1String("R03");
+}
+
+void RKExiv2ExifData::readIccData(Exiv2::DataBuf& profile) const
+{
+    const QByteArray bytes
+        = read(m_exifData, "Exif.Image.InterColorProfile", QByteArray(), bytesOf);
+    if (!bytes.isEmpty())
+        profile = RKExiv2Compat::toDataBuf(bytes);
+}
+
+bool RKExiv2ExifData::extractThumbnailData(QByteArray& data) const
+{
+    data.clear();
+    if (m_secondDirectoryIsPage)
+        return false;
+    // exiv2 believes the tag for the compression, which is wrong in files of Ricoh and Hasselblad.
+    data = read(m_exifData, "Exif.Thumbnail.JPEGInterchangeFormat", QByteArray(), dataAreaOf);
+    if (!data.startsWith(kJpegStart)) {
+        data = RKExiv2Library::valueOr(QByteArray(),
+            [&] { return RKExiv2Compat::toByteArray(Exiv2::ExifThumbC(m_exifData).copy()); });
+    }
+    return !data.isEmpty();
+}
+
+QImage RKExiv2ExifData::thumbnail() const
+{
+    QByteArray data;
+    extractThumbnailData(data);
+    return QImage::fromData(data);
+}
+
+RKFacePositions RKExiv2ExifData::facePositions(const QSize& imageSize) const
+{
+    const RKFacePositions faces = facesFujifilm(imageSize);
+    return faces.isEmpty() ? facesCanon() : faces;
+}
+
+RKFacePositions RKExiv2ExifData::facesFujifilm(const QSize& imageSize) const
+{
+    if (imageSize.isEmpty())
+        return {};
+    // Left, top, right and bottom of each face in pixels of the full image.
+    const QList<int> edges = recordOf(m_exifData, "Exif.Fujifilm.0x4103");
+    const qsizetype number = qMin<qsizetype>(readInt("Exif.Fujifilm.0x4100"), edges.size() / 4);
+
+    QList<QRect> rects;
+    for (qsizetype i = 0; i < number; ++i) {
+        const QPoint topLeft(edges[i * 4], edges[i * 4 + 1]);
+        const QPoint bottomRight(edges[i * 4 + 2], edges[i * 4 + 3]);
+        const bool hasArea = bottomRight.x() > topLeft.x() && bottomRight.y() > topLeft.y();
+        if (const QRect rect(topLeft, bottomRight); hasArea && QRect({}, imageSize).contains(rect))
+            rects.append(rect);
+    }
+    if (rects.isEmpty())
+        return {};
+    const QList<RKFaceDetectionEngineType> engines(rects.size(), faceDetectionEngineExifFuji);
+    return RKFacePositions(imageSize, rects, engines);
+}
+
+RKFacePositions RKExiv2ExifData::facesCanon() const
+{
+    // Record of 16-bit numbers: its length in bytes, one unknown, number of faces, width and height
+    // of the frame that the faces refer to, three unknown, then the centres from the frame's centre
+    // on, right and down.
+    constexpr int kNumber = 2;
+    constexpr int kFrameWidth = 3;
+    constexpr int kFrameHeight = 4;
+    constexpr qsizetype kFirstCenter = 8;
+    // 65535 and other numbers beyond the camera's nine places stand for "not looked for".
+    constexpr int kMostFaces = 9;
+
+    const QList<int> record = recordOf(m_exifData, "Exif.Canon.0x0024");
+    if (record.size() <= kFrameHeight)
+        return {};
+    const int number = record[kNumber];
+    const QSize frame(record[kFrameWidth], record[kFrameHeight]);
+    if (number < 1 || number > kMostFaces || record.size() < kFirstCenter + 2 * number
+        || frame.isEmpty())
+        return {};
+
+    QList<QPoint> centers;
+    for (qsizetype i = 0; i < number; ++i) {
+        const QPoint fromCenter(static_cast<qint16>(record[kFirstCenter + 2 * i]),
+            static_cast<qint16>(record[kFirstCenter + 2 * i + 1]));
+        const QPoint center = QPoint(frame.width() / 2, frame.height() / 2) + fromCenter;
+        if (QRect({}, frame).contains(center))
+            centers.append(center);
+    }
+    if (centers.isEmpty())
+        return {};
+    const QList<RKFaceDetectionEngineType> engines(centers.size(), faceDetectionEngineExifCanon);
+    return RKFacePositions(frame, centers, engines);
+}
+
+QHash<QString, QString> RKExiv2ExifData::allData() const
+{
+    QHash<QString, QString> all;
+    for (const Exiv2::Exifdatum& datum : m_exifData) {
+        all.insert(keyText(datum), RKExiv2Library::valueOr(QString(), [&] {
+            return QString::fromStdString(datum.toString());
+        }));
+    }
+    return all;
+}
+
+QStringList RKExiv2ExifData::debugOutput() const
+{
+    QStringList lines;
+    for (const Exiv2::Exifdatum& datum : m_exifData) {
+        const QString value = RKExiv2Library::valueOr(
+            QString(), [&] { return QString::fromStdString(datum.toString()); });
+        lines.append(QStringLiteral("%1 0x%2 %3 %4 Bytes  %5")
+                         .arg(keyText(datum),
+                             QString::number(datum.tag(), 16).rightJustified(4, QLatin1Char('0')),
+                             QString::fromLatin1(datum.typeName()),
+                             QString::number(RKExiv2Compat::size(datum)),
+                             value));
+    }
+    const quint32 total
+        = RKExiv2Library::valueOr(quint32(0), [&] { return exifDataSize(m_exifData); });
+    lines.append(QStringLiteral("EXIF total size: %1 Bytes").arg(total));
+    return lines;
+}
+
+quint32 RKExiv2ExifData::exifDataSize(const Exiv2::ExifData& data) const
+{
+    return static_cast<quint32>(encodedSize(data)) + kSegmentOverhead;
+}
+
+void RKExiv2ExifData::setString(const char* key, const QString& value)
+{
+    store(m_exifData,
+        QStringLiteral("void RKExiv2ExifData::setString(const char *, const QString &)"),
+        key,
+        value,
+        [](Exiv2::TypeId typeOfTag) { return typeOfTag; });
+}
+
+void RKExiv2ExifData::setStringWithLocale(const char* key, const QString& value)
+{
+    RKExiv2Library::change(
+        QStringLiteral("void RKExiv2ExifData::setStringWithLocale(const char *, const QString &)"),
+        key,
+        value,
+        [&] {
+            const QString language = QLocale::languageToString(QLocale::system().language());
+            const QString tagged = QStringLiteral("lang=") + language + QLatin1Char(' ') + value;
+            Exiv2::LangAltValue alternatives;
+            if (alternatives.read(tagged.toStdString()) != 0)
+                return false;
+            // The text: Exif has no type for language alternatives.
+            const Exiv2::Value& text = alternatives;
+            setString(key, QString::fromStdString(text.toString()));
+            return true;
+        });
+}
+
+void RKExiv2ExifData::setInt(const char* key, int value)
+{
+    setIntList(key, {value});
+}
+
+void RKExiv2ExifData::setIntList(const char* key, const QList<int>& values)
+{
+    if (values.isEmpty()) {
+        removeKey(key);
+        return;
+    }
+    QStringList texts;
+    for (const int value : values)
+        texts.append(QString::number(value));
+    store(m_exifData,
+        QStringLiteral("void RKExiv2ExifData::setIntList(const char *, const QList<int> &)"),
+        key,
+        texts.join(QLatin1Char(' ')),
+        [&values](Exiv2::TypeId typeOfTag) { return integerType(typeOfTag, values); });
+}
+
+void RKExiv2ExifData::setRational(const char* key, const RKRational& value)
+{
+    const bool isSigned = value.numerator() < 0 || value.denominator() < 0;
+    const QString text = QString::number(value.numerator()) + QLatin1Char('/')
+        + QString::number(value.denominator());
+    store(m_exifData,
+        QStringLiteral("void RKExiv2ExifData::setRational(const char *, const RKRational &)"),
+        key,
+        text,
+        [isSigned](Exiv2::TypeId typeOfTag) {
+            return isSigned || typeOfTag == Exiv2::signedRational ? Exiv2::signedRational
+                                                                  : Exiv2::unsignedRational;
+        });
+}
+
+void RKExiv2ExifData::setDateTime(const char* key, const QDateTime& dateTime)
+{
+    setString(key, dateTime.toString(QStringLiteral("yyyy:MM:dd hh:mm:ss")));
+}
+
+void RKExiv2ExifData::setRotation(RKImageOrientation orientation)
+{
+    setString("Exif.Image.Orientation", QString::number(orientation));
+}
+
+void RKExiv2ExifData::setGeoPosition(const RKGeoPosition& position)
+{
+    if (!position.isValid())
+        return;
+    const auto ref = [](const RKGeoArc& arc, QChar negative, QChar positive) {
+        return QString(arc.degrees() < 0 ? negative : positive);
+    };
+    const RKGeoArc latitude = position.latitude();
+    const RKGeoArc longitude = position.longitude();
+    setString("Exif.GPSInfo.GPSLatitudeRef", ref(latitude, QLatin1Char('S'), QLatin1Char('N')));
+    setString("Exif.GPSInfo.GPSLongitudeRef", ref(longitude, QLatin1Char('W'), QLatin1Char('E')));
+    setString("Exif.GPSInfo.GPSLatitude", latitude.toExifRational());
+    setString("Exif.GPSInfo.GPSLongitude", longitude.toExifRational());
+}
+
+void RKExiv2ExifData::writeThumbnail(const QByteArray& jpeg)
+{
+    if (jpeg.isEmpty())
+        return;
+    const Exiv2::URational resolution(72, 1);
+    constexpr quint16 kInch = 2;
+    const auto* const bytes = reinterpret_cast<const Exiv2::byte*>(jpeg.constData());
+    Exiv2::ExifThumb(m_exifData)
+        .setJpegThumbnail(bytes, jpeg.size(), resolution, resolution, kInch);
+    m_secondDirectoryIsPage = false;
+    m_thumbnailChanged = true;
+}
+
+void RKExiv2ExifData::eraseThumbnail()
+{
+    if (m_secondDirectoryIsPage)
+        return;
+    Exiv2::ExifThumb(m_exifData).erase();
+    m_thumbnailChanged = true;
+}
+
+void RKExiv2ExifData::adaptToPixels(const QSize& size)
+{
+    eraseIf(m_exifData,
+        [](const auto& datum) { return isInThumbnail(datum) || describesPixels(datum); });
+    m_secondDirectoryIsPage = false;
+    m_thumbnailChanged = true;
+    const auto adapt = [this](const char* key, int length) {
+        if (findKey(key) != m_exifData.end())
+            setInt(key, length);
+    };
+    adapt("Exif.Photo.PixelXDimension", size.width());
+    adapt("Exif.Photo.PixelYDimension", size.height());
+}
+
+void RKExiv2ExifData::clearAllColorProfileData()
+{
+    for (const char* key : kColorKeys) {
+        const auto datum = RKExiv2Library::valueOr(
+            m_exifData.end(), [&] { return m_exifData.findKey(Exiv2::ExifKey(key)); });
+        if (datum == m_exifData.end())
+            continue;
+        m_removedKeys.push_back(datum->key());
+        m_exifData.erase(datum);
+    }
+}
+
+void RKExiv2ExifData::removeKey(const char* key)
+{
+    if (const auto datum = findKey(key); datum != m_exifData.end())
+        eraseIf(
+            m_exifData, [name = datum->key()](const auto& other) { return other.key() == name; });
+}
+
+void RKExiv2ExifData::makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const
+{
+    for (const char* key : kProfileKeys) {
+        if (encodedSize(data) < kExifSizeLimit)
+            return;
+        const auto datum = data.findKey(Exiv2::ExifKey(key));
+        if (datum == data.end())
+            continue;
+        warnAboutDeletion(datum->key());
+        data.erase(datum);
+    }
+    if (encodedSize(data) >= kExifSizeLimit)
+        eraseLargest(data);
+}

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/media/RKImageOrientation.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2AbstractData_p.h"
+
+#include "RKCore/RKRational.h"
+#include "RKGeoLocation/RKGeoPosition.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QHash>
+#include <QImage>
+#include <QList>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+#include <string>
+#include <vector>
+
+/// The Exif data of one image. Keys are exiv2's, such as "Exif.Image.Orientation".
+///
+/// Readers return an empty value for a key that is missing or of another type. Not thread-safe;
+/// RKExiv2WrapperImpl locks.
+class RKIMAGELOADER_TEST_EXPORT RKExiv2ExifData : public RKExiv2AbstractData
+{
+public:
+    RKExiv2ExifData();
+    /// The data of an opened image whose metadata are read.
+    explicit RKExiv2ExifData(const RKExiv2ImagePtr& image);
+    RKExiv2ExifData(const RKExiv2ExifData& other) = default;
+    RKExiv2ExifData& operator=(const RKExiv2ExifData& other) = default;
+    ~RKExiv2ExifData() override;
+
+    /// Besides merging, removes from the image what was removed here on purpose, and then shortens
+    /// the data until they fit into a JPEG segment, except in formats that have no segments. The
+    /// pictures of a TIFF-based image keep the tags that describe their pixels.
+    bool mergeTo(RKExiv2ImagePtr& image) const override;
+    Exiv2::MetadataId supportedMetaData() const override;
+
+    /// Adds the data to others, the n-th datum of a key for the n-th one there.
+    void mergeInto(Exiv2::ExifData& target) const;
+
+    void clear();
+
+    /// The first datum with the key, or the end.
+    Exiv2::ExifData::const_iterator findKey(const char* key) const;
+
+    QString readString(const char* key) const;
+    /// The text that Windows stores in the tags "Exif.Image.XP...": UTF-16, little-endian, up to
+    /// the first NUL.
+    QString readWindowsText(const char* key) const;
+    /// The first component; 0 where there is none.
+    int readInt(const char* key) const;
+    QList<int> readIntList(const char* key) const;
+    /// 0/1 for values other than rationals.
+    RKRational readRational(const char* key) const;
+    /// In local time. Accepts any separators, and fractions of a second.
+    QDateTime dateTime(const char* key) const;
+    /// The orientation, 0 where there is none.
+    int readRotation() const;
+    RKGeoPosition geoPosition() const;
+    /// The angle in degrees, south and west negative; not a number where it is missing or
+    /// malformed.
+    qreal getGPSArc(const char* key, const char* refKey) const;
+    bool isAdobeRGB() const;
+    /// Fills the buffer with the embedded ICC profile, if there is one.
+    void readIccData(Exiv2::DataBuf& profile) const;
+    /// The encoded thumbnail; false, and no bytes, where there is none.
+    bool extractThumbnailData(QByteArray& data) const;
+    QImage thumbnail() const;
+    /// The faces that Fujifilm and Canon cameras record. The size is that of the image in pixels as
+    /// stored.
+    RKFacePositions facePositions(const QSize& imageSize) const;
+    /// The text of every key; of a repeated key the last one.
+    QHash<QString, QString> allData() const;
+    /// A line for each datum: key, tag number, type, size, value.
+    QStringList debugOutput() const;
+    /// The size in bytes of a JPEG segment's content that holds the data, length field and header
+    /// included.
+    quint32 exifDataSize(const Exiv2::ExifData& data) const;
+
+    /// Stores the text, which exiv2 parses after the tag's type. A text that does not parse is
+    /// logged and changes nothing.
+    void setString(const char* key, const QString& value);
+    /// Stores the text with the language of the system in front of it.
+    void setStringWithLocale(const char* key, const QString& value);
+    /// Stores the number with the tag's own type where that is an integer type that holds it.
+    void setInt(const char* key, int value);
+    /// An empty list removes the key.
+    void setIntList(const char* key, const QList<int>& values);
+    /// A fraction whose parts need more than 32 bits changes nothing.
+    void setRational(const char* key, const RKRational& value);
+    /// Stores date and time without a time zone; an invalid one as the empty text.
+    void setDateTime(const char* key, const QDateTime& dateTime);
+    void setRotation(RKImageOrientation orientation);
+    /// Sets the size where one is recorded and drops what described the file's own pixels, and the
+    /// thumbnail.
+    void adaptToPixels(const QSize& size);
+    /// An invalid position changes nothing.
+    void setGeoPosition(const RKGeoPosition& position);
+    /// Stores the bytes of a JPEG; no bytes change nothing.
+    void writeThumbnail(const QByteArray& jpeg);
+    void eraseThumbnail();
+    /// Removes what the colours are said to be.
+    void clearAllColorProfileData();
+    /// Removes every datum of the key here; those of a target of mergeTo() stay.
+    void removeKey(const char* key);
+
+private:
+    RKFacePositions facesFujifilm(const QSize& imageSize) const;
+    RKFacePositions facesCanon() const;
+    void makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const;
+
+    Exiv2::ExifData m_exifData;
+    // A TIFF-based file's second directory is a page of its own, not a thumbnail.
+    bool m_secondDirectoryIsPage = false;
+    // The thumbnail was erased or replaced, so that a target's own one has to go.
+    bool m_thumbnailChanged = false;
+    // Keys to be removed from the target, too.
+    std::vector<std::string> m_removedKeys;
+};

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2AbstractData_p.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QString>
+
+/// The IPTC data sets of one image (IPTC-NAA Information Interchange Model 4.2).
+///
+/// Keys are exiv2's, such as "Iptc.Application2.Caption", in UTF-8. A missing key gives an empty
+/// value. Texts are UTF-8; one whose bytes are not is taken for Latin-1, which old files have
+/// without saying so.
+///
+/// Not thread-safe; RKExiv2WrapperImpl locks.
+class RKIMAGELOADER_TEST_EXPORT RKExiv2IptcData : public RKExiv2AbstractData
+{
+public:
+    RKExiv2IptcData();
+    /// Copies the IPTC of an opened image whose metadata are read.
+    explicit RKExiv2IptcData(const RKExiv2ImagePtr& image);
+    RKExiv2IptcData(const RKExiv2IptcData&) = default;
+    RKExiv2IptcData& operator=(const RKExiv2IptcData&) = default;
+    ~RKExiv2IptcData() override;
+
+    Exiv2::MetadataId supportedMetaData() const override;
+
+    /// All data sets of the key in order, joined with ", ".
+    QString readString(const char* key) const;
+    /// The text of a language alternative, should one have been written here.
+    QString stringWithLocale(const char* key) const;
+    /// Local time; a stored offset is ignored, a missing time is midnight. Invalid without a date.
+    QDateTime dateTime(const char* dateKey, const char* timeKey) const;
+
+    /// Replaces all data sets of the key by one. Where that brings the first text beyond ASCII, the
+    /// character set is marked as UTF-8, unless texts in another one are held. A text that the data
+    /// set cannot take is logged and changes nothing.
+    void writeString(const char* key, const QString& value);
+    /// The same: IPTC has no languages, and a marker would be seen by everybody else.
+    void writeStringWithLocale(const char* key, const QString& value);
+    void setInt(const char* key, int value);
+    /// The local date and time; an invalid one changes nothing.
+    void setDateTime(const char* dateKey, const char* timeKey, const QDateTime& value);
+
+    /// Key to text of all data sets.
+    QHash<QString, QString> allData() const;
+
+    bool mergeTo(RKExiv2ImagePtr& image) const override;
+    /// Replaces all data sets of the keys that are held here.
+    void mergeInto(Exiv2::IptcData& target) const;
+    void clear();
+
+private:
+    bool store(const char* key, const QString& value);
+    void markCharacterSet();
+
+    Exiv2::IptcData m_data;
+};

@@ -1,0 +1,186 @@
+#include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+
+#include <QDebug>
+
+#include <map>
+#include <mutex>
+#include <set>
+
+namespace {
+
+const char* const kPrefix = "TAMO";
+// With a slash: exiv2 appends it to every namespace that it decodes.
+const char* const kNamespace = "namespaceTAMO/";
+
+void logToQt(int level, const char* message)
+{
+    Q_UNUSED(level)
+    qDebug().noquote() << QByteArray(message).trimmed();
+}
+
+/// The namespace of a prefix; empty for a prefix that exiv2 does not know.
+std::string namespaceOf(const std::string& prefix)
+{
+    try {
+        return Exiv2::XmpProperties::ns(prefix);
+    } catch (const Exiv2::Error&) {
+        return {};
+    }
+}
+
+/// Tells the toolkit the namespaces that exiv2 knows from files. Every encoding begins with that,
+/// and it takes away the prefix that the toolkit has seen last with such a namespace, be it "dc".
+void registerNamespacesOfFiles()
+{
+    RKExiv2Library::valueOr(0, [] {
+        Exiv2::XmpData data;
+        data["Xmp.xmp.Rating"] = std::string("0");
+        std::string packet;
+        return Exiv2::XmpParser::encode(packet, data);
+    });
+}
+
+using PrefixTable = std::map<std::string, std::string>;
+
+/// Tells the toolkit the namespaces that are built into exiv2 and lists all that it knows.
+Exiv2::Dictionary registerBuiltInNamespaces()
+{
+    Exiv2::Dictionary prefixes;
+    try {
+        Exiv2::XmpProperties::registeredNamespaces(prefixes);
+    } catch (const std::exception&) {
+        // The registration comes first; only the listing after it fails on a registry that a file
+        // has filled with contradictions.
+    }
+    return prefixes;
+}
+
+/// The prefixes that exiv2 knows, with their namespaces. Filled before any file is read.
+const PrefixTable& knownPrefixes()
+{
+    static const PrefixTable* const table = [] {
+        // The toolkit does not list our own.
+        auto* filled = new PrefixTable{{kPrefix, kNamespace}};
+        for (const auto& entry : registerBuiltInNamespaces()) {
+            // The toolkit has namespaces of its own that exiv2 gives no keys.
+            if (const std::string uri = namespaceOf(entry.first); !uri.empty())
+                filled->emplace(entry.first, uri);
+        }
+        return filled;
+    }();
+    return *table;
+}
+
+} // namespace
+
+void RKExiv2Library::initialize()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        Exiv2::LogMsg::setHandler(logToQt);
+        Exiv2::XmpParser::initialize();
+        Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+#if !EXIV2_TEST_VERSION(0, 28, 0) && defined(EXV_ENABLE_BMFF)
+        Exiv2::enableBMFF();
+#endif
+        knownPrefixes();
+    });
+}
+
+QReadWriteLock* RKExiv2Library::xmpLock()
+{
+    // Never destroyed: threads may still read metadata while the process ends.
+    static auto* const lock = new QReadWriteLock(QReadWriteLock::Recursive);
+    return lock;
+}
+
+const std::map<std::string, std::string>& RKExiv2Library::knownNamespaces()
+{
+    initialize();
+    return knownPrefixes();
+}
+
+void RKExiv2Library::restoreKnownPrefixes()
+{
+    for (const auto& [prefix, uri] : knownPrefixes()) {
+        if (const std::string current = namespaceOf(prefix); current != uri)
+            Exiv2::XmpProperties::unregisterNs(current);
+        // A built-in prefix has come back; our own has not.
+        if (namespaceOf(prefix) != uri)
+            Exiv2::XmpProperties::registerNs(uri, prefix);
+    }
+}
+
+std::string RKExiv2Library::foreignPrefix(const std::string& uri, const std::string& prefix)
+{
+    // Real files have some dozens, of some dozens of bytes; hostile ones must not fill the memory.
+    constexpr size_t kMostNamespaces = 1000;
+    constexpr size_t kLongest = 1024;
+    static std::mutex mutex;
+    // Never destroyed: threads may still read metadata while the process ends.
+    static auto* const prefixes = new std::map<std::string, std::string>;
+    static auto* const taken = new std::set<std::string>;
+    // For each prefix that is taken the digits that may be free. Trying all of them for each
+    // namespace took a minute for a packet of 500 kB.
+    static auto* const nextDigits = new std::map<std::string, int>;
+    const auto isTaken = [](const std::string& name) {
+        return knownNamespaces().count(name) != 0 || taken->count(name) != 0;
+    };
+
+    const std::lock_guard lock(mutex);
+    if (const auto own = prefixes->find(uri); own != prefixes->end())
+        return own->second;
+    if (prefix.empty())
+        return prefix;
+    std::string own = prefix;
+    if (isTaken(own)) {
+        int& digits = (*nextDigits)[prefix];
+        while (isTaken(prefix + std::to_string(digits)))
+            ++digits;
+        own += std::to_string(digits);
+    }
+    if (prefixes->size() < kMostNamespaces && uri.size() + own.size() < kLongest) {
+        prefixes->emplace(uri, own);
+        taken->insert(own);
+    }
+    return own;
+}
+
+void RKExiv2Library::registerForeignNamespace(const std::string& uri, const std::string& prefix)
+{
+    valueOr(false, [&] {
+        const std::string registered = namespaceOf(prefix);
+        if (registered != uri && registered != uri + '/')
+            Exiv2::XmpProperties::registerNs(uri, prefix);
+        return true;
+    });
+}
+
+void RKExiv2Library::refreshNamespaces()
+{
+    restoreKnownPrefixes();
+    registerNamespacesOfFiles();
+    // Each registration likewise takes away the prefix that a file has called the namespace by,
+    // which may be a known one that has just come back. The second time nothing is taken away.
+    for (int i = 0; i < 2; ++i) {
+        registerBuiltInNamespaces();
+        // The toolkit forgets a prefix of our own when a file binds it to another namespace.
+        Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+    }
+}
+
+void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& error)
+{
+    if (RKExiv2Compat::isUnknownImageType(error))
+        return;
+    qWarning().noquote() << QStringLiteral("%3 caught exception with errorCode=%1 msg=%2")
+                                .arg(QString::number(RKExiv2Compat::errorNumber(error)),
+                                    QString::fromUtf8(error.what()),
+                                    where);
+}
+
+void RKExiv2Library::reportUnchanged(const char* key, const QString& value)
+{
+    qWarning().noquote() << QLatin1String(key) + QLatin1Char(' ') + value
+            + QStringLiteral(" does not work");
+}

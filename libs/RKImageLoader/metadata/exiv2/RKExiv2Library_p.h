@@ -1,0 +1,98 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
+
+#include <QReadWriteLock>
+#include <QString>
+
+#include <map>
+#include <string>
+
+/// What all users of exiv2 in this process share: its initialisation, its registry of XMP
+/// namespaces with the lock around it, and the report of its errors.
+///
+/// Thread-safe.
+class RKIMAGELOADER_TEST_EXPORT RKExiv2Library
+{
+public:
+    RKExiv2Library() = delete;
+
+    /// Prepares exiv2, once per process: the XMP toolkit, the prefix "TAMO", BMFF images, and
+    /// exiv2's messages, which go to qDebug. Every metadata class that calls exiv2 calls this
+    /// first.
+    static void initialize();
+
+    /// Guards exiv2's process-wide registry of XMP namespaces, which it walks without a lock of its
+    /// own. Recursive.
+    ///
+    /// Shared: Image::readMetadata(). Exclusive: every call of XmpParser, every change of an
+    /// XmpData under a key, namespace registration, and Image::writeMetadata(). Reading an XmpData
+    /// by comparing key texts needs no lock.
+    ///
+    /// May be taken while the lock of a wrapper's implementation and the one around TIFF reading
+    /// are held; never the other way round. A thread that holds it shared must not ask for it
+    /// exclusively.
+    static QReadWriteLock* xmpLock();
+
+    /// The prefixes that are known before any file is read, with their namespaces.
+    static const std::map<std::string, std::string>& knownNamespaces();
+
+    /// Binds each known prefix to its published namespace again: reading a file that binds, say,
+    /// "dc" to a namespace of its own changes "Xmp.dc" for the whole process. Called before an
+    /// XmpData is changed, with xmpLock() held exclusively.
+    static void restoreKnownPrefixes();
+
+    /// The prefix by which keys name a namespace that is not known: the one of the first call with
+    /// it, with digits appended where another namespace has it. So each has one of its own,
+    /// whatever files call it. A thousand are remembered; an empty prefix stays.
+    static std::string foreignPrefix(const std::string& uri, const std::string& prefix);
+
+    /// Makes exiv2 know a namespace under its foreignPrefix(), so that it names it so in keys and
+    /// can encode them, also those of parts of structures. Called with xmpLock() held exclusively.
+    static void registerForeignNamespace(const std::string& uri, const std::string& prefix);
+
+    /// Makes the toolkit write the known namespaces under their known prefixes again: reading a
+    /// file that binds another prefix to such a namespace changes what every later save of any file
+    /// writes. Includes restoreKnownPrefixes(). Called before XMP is encoded or an image is
+    /// written, with xmpLock() held exclusively. Takes about 0.3 ms.
+    static void refreshNamespaces();
+
+    /// Logs the warning "%3 caught exception with errorCode=%1 msg=%2" with the error's code and
+    /// message and the place. Silent for data of an image type that exiv2 does not know.
+    static void describeError(const QString& where, const Exiv2::Error& error);
+
+    /// The result of the function, or the fallback where it throws: exiv2 throws its own errors
+    /// and, for malformed values, those of the standard library.
+    template <typename Value, typename Function>
+    static Value valueOr(Value fallback, Function function)
+    {
+        try {
+            return function();
+        } catch (...) {
+            return fallback;
+        }
+    }
+
+    /// Runs a change of one datum that returns whether it worked. Logs a failure: with
+    /// describeError() for an error of exiv2, with the warning "KEY VALUE does not work" for
+    /// another one.
+    template <typename Function>
+    static bool change(
+        const QString& where, const char* key, const QString& value, Function function)
+    {
+        try {
+            if (function())
+                return true;
+        } catch (const Exiv2::Error& error) {
+            describeError(where, error);
+            return false;
+        } catch (...) {
+        }
+        reportUnchanged(key, value);
+        return false;
+    }
+
+    /// Logs the warning "KEY VALUE does not work".
+    static void reportUnchanged(const char* key, const QString& value);
+};

@@ -1,0 +1,890 @@
+#include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/files/RKCTime.h"
+#include "RKImageLoader/files/RKImageFileParts_p.h"
+#include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2WrapperImpl_p.h"
+#include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
+#include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
+
+#include "RKCore/RKRational.h"
+#include "RKCore/RKRegularExpression.h"
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImageReader>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QReadLocker>
+#include <QSet>
+#include <QWriteLocker>
+#include <QtEndian>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+using RKExiv2Compat::errorNumber;
+
+constexpr int kHighestRating = 5;
+// What Windows shows as one to five stars (System.Rating).
+constexpr std::array<int, kHighestRating + 1> kMicrosoftPercents = {0, 1, 25, 50, 75, 99};
+
+// Larger sizes are often mistakes, and QImageReader is asked, too.
+constexpr int kCredibleSide = 20000;
+
+constexpr int kZoomDenominator = 10000;
+
+constexpr char kOrientationInExif[] = "Exif.Image.Orientation";
+constexpr char kOrientationInXmp[] = "Xmp.tiff.Orientation";
+
+constexpr char kDateInExif[] = "Exif.Photo.DateTimeOriginal";
+constexpr char kDateInIptc[] = "Iptc.Application2.DateCreated";
+constexpr char kTimeInIptc[] = "Iptc.Application2.TimeCreated";
+
+int toMicrosoftPercent(int rating)
+{
+    return kMicrosoftPercents[static_cast<size_t>(rating)];
+}
+
+/// The orientation after a quarter turn; mirrored ones stay.
+int turned(int orientation, bool clockwise)
+{
+    switch (orientation) {
+    case 0:
+    case ORIENTATION_TOP_LEFT: return clockwise ? ORIENTATION_RIGHT_TOP : ORIENTATION_LEFT_BOTTOM;
+    case ORIENTATION_BOTTOM_RIGHT:
+        return clockwise ? ORIENTATION_LEFT_BOTTOM : ORIENTATION_RIGHT_TOP;
+    case ORIENTATION_RIGHT_TOP: return clockwise ? ORIENTATION_BOTTOM_RIGHT : ORIENTATION_TOP_LEFT;
+    case ORIENTATION_LEFT_BOTTOM:
+        return clockwise ? ORIENTATION_TOP_LEFT : ORIENTATION_BOTTOM_RIGHT;
+    default: return orientation;
+    }
+}
+
+/// The text without the marker; one of blanks that had a marker counts as empty.
+QString withoutMarker(const QString& text, const RKRegularExpression& marker)
+{
+    const QString rest = marker.removeFrom(text);
+    return rest != text && rest.trimmed().isEmpty() ? QString() : rest;
+}
+
+/// A mutex for the saves to one file, so that no two mix; shared with some other files.
+QMutex* savingMutex(const QString& path)
+{
+    static std::array<QMutex, 31> mutexes;
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    return &mutexes[qHash(canonical.isEmpty() ? path : canonical) % mutexes.size()];
+}
+
+/// The bytes of a file of a type that exiv2 knows.
+QByteArray readImageFile(const QString& path)
+{
+    const std::string nativePath = path.toStdString();
+    if (RKBinaryFile::mayBlock(QFileInfo(path)))
+        throw Exiv2::Error(
+            Exiv2::ErrorCode::kerDataSourceOpenFailed, nativePath, "not a regular file");
+    if (!RKExiv2Compat::openFile(nativePath))
+        throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw Exiv2::Error(Exiv2::ErrorCode::kerDataSourceOpenFailed,
+            nativePath,
+            file.errorString().toStdString());
+    }
+    QByteArray bytes = file.readAll();
+    if (bytes.size() != file.size())
+        throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
+    return bytes;
+}
+
+QByteArray contentOf(const Exiv2::Image& image, size_t atMost = std::numeric_limits<size_t>::max())
+{
+    Exiv2::BasicIo& io = image.io();
+    io.open();
+    io.seek(0, Exiv2::BasicIo::beg);
+    const auto size = static_cast<long>(std::min<size_t>(io.size(), atMost));
+    const QByteArray content = RKExiv2Compat::toByteArray(io.read(size));
+    io.close();
+    return content;
+}
+
+/// A file in boxes holds pictures: HEIF, AVIF, CR3 or JPEG XL, and no video (ISO/IEC 14496-12, 4.3;
+/// ISO/IEC 23008-12, 10).
+bool hasPictureBrand(const Exiv2::Image& image)
+{
+    static const QSet<QByteArray> brands = {"heic",
+        "heix",
+        "heim",
+        "heis",
+        "hevc",
+        "hevx",
+        "mif1",
+        "mif2",
+        "msf1",
+        "avif",
+        "avis",
+        "crx ",
+        "jxl "};
+    constexpr qsizetype kBrandSize = 4;
+    constexpr qsizetype kMajorBrand = 8;
+    constexpr size_t kLongestList = 512;
+
+    const QByteArray start = contentOf(image, kLongestList);
+    const QByteArray type = start.mid(4, kBrandSize);
+    if (type == "JXL ")
+        return true;
+    if (type != "ftyp")
+        return false;
+    const qsizetype end = qMin<qsizetype>(qFromBigEndian<quint32>(start.constData()), start.size());
+    for (qsizetype at = kMajorBrand; at + kBrandSize <= end; at += kBrandSize) {
+        if (brands.contains(start.mid(at, kBrandSize)))
+            return true;
+    }
+    return false;
+}
+
+/// exiv2's readers of videos hang on some files and write beyond their memory on others; and a
+/// video in boxes is no picture with a size and an orientation.
+bool isReadable(const Exiv2::Image& image)
+{
+    if (!image.good() || RKExiv2Compat::isVideo(image))
+        return false;
+    return !RKExiv2Compat::isBmff(image) || hasPictureBrand(image);
+}
+
+bool canEncode(const Exiv2::XmpData& data)
+{
+    std::string packet;
+    return RKExiv2Library::valueOr(
+        false, [&] { return Exiv2::XmpParser::encode(packet, data) == 0; });
+}
+
+/// exiv2 writes an image whose XMP cannot be encoded as if nothing were wrong, and keeps the old
+/// packet: this throws instead.
+void makeSureXmpCanBeEncoded(const Exiv2::Image& image)
+{
+    const bool writesXmp
+        = (image.checkMode(Exiv2::mdXmp) & Exiv2::amWrite) != 0 && !image.writeXmpFromPacket();
+    if (!writesXmp || image.xmpData().empty() || canEncode(image.xmpData()))
+        return;
+    // The file may use prefixes of its own that only its packet declares.
+    Exiv2::XmpData scratch;
+    Exiv2::XmpParser::decode(scratch, image.xmpPacket());
+    if (!canEncode(image.xmpData()))
+        throw Exiv2::Error(Exiv2::ErrorCode::kerErrorMessage, "Failed to encode XMP metadata");
+}
+
+/// exiv2 can write one of the families into images of that type.
+bool isWritable(const Exiv2::Image& image)
+{
+    constexpr std::array kFamilies = {Exiv2::mdExif, Exiv2::mdIptc, Exiv2::mdXmp};
+    return std::any_of(kFamilies.begin(), kFamilies.end(), [&image](Exiv2::MetadataId family) {
+        return (image.checkMode(family) & Exiv2::amWrite) != 0;
+    });
+}
+
+QSize sizeOf(const Exiv2::Image& image)
+{
+    return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
+}
+
+/// False where other files may be the reason: two that bind one prefix to different namespaces take
+/// it away from each other while they are read.
+bool hasReadBesideOthers(Exiv2::Image& image)
+{
+    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
+    const bool isRead = RKExiv2Library::valueOr(false, [&] {
+        image.readMetadata();
+        return true;
+    });
+    return isRead && (!image.xmpData().empty() || image.xmpPacket().empty());
+}
+
+/// Throws where the file cannot be written.
+void replaceFile(const QString& path, const QByteArray& content)
+{
+    const RKCTime created(path);
+    RKSafeFileWriter writer(path);
+    const RKSafeFileWriter::Result result = writer.write(content);
+    created.writeTo(path);
+
+    const std::string nativePath = path.toStdString();
+    const std::string reason = writer.errorString().toStdString();
+    switch (result) {
+    case RKSafeFileWriter::Result::Done: return;
+    case RKSafeFileWriter::Result::NotWritable:
+        throw Exiv2::Error(Exiv2::ErrorCode::kerFileOpenFailed, nativePath, "r+b", reason);
+    case RKSafeFileWriter::Result::Failed:
+        throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed, nativePath, reason);
+    }
+}
+
+QString describe(const QString& what, const Exiv2::Error& error)
+{
+    return what + QStringLiteral(" with errorCode=") + QString::number(errorNumber(error))
+        + QStringLiteral(" msg=") + QString::fromUtf8(error.what());
+}
+
+QString ofImage(const QString& path)
+{
+    return QStringLiteral(" image=") + path;
+}
+
+void warn(const QString& text)
+{
+    qWarning().noquote() << text;
+}
+
+} // namespace
+
+QRecursiveMutex RKExiv2WrapperImpl::ourTiffMutex;
+
+RKExiv2WrapperImpl::RKExiv2WrapperImpl()
+{
+    RKExiv2Library::initialize();
+}
+
+RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString& path)
+    : RKExiv2WrapperImpl()
+{
+    // A pipe would wait for somebody to write into it.
+    if (RKBinaryFile::mayBlock(QFileInfo(path))) {
+        qWarning() << "No Exif Data in this file:" << path;
+        return;
+    }
+    const QWriteLocker locker(&m_lock);
+    try {
+        RKExiv2ImagePtr image = RKExiv2Compat::openFile(path.toStdString());
+        readFromExiv2(image);
+    } catch (const Exiv2::Error& error) {
+        describeError(
+            QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString &)"), error);
+    } catch (...) {
+        qWarning() << "No Exif Data in this file:" << path;
+    }
+    QFile file(path);
+    useOrientationOfContainer(&file);
+    correctWeirdImageSizes(&file);
+    readPhotoshopProfile(&file);
+}
+
+RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray& data)
+    : RKExiv2WrapperImpl()
+{
+    if (data.isEmpty())
+        return;
+    const QWriteLocker locker(&m_lock);
+    try {
+        RKExiv2ImagePtr image = RKExiv2Compat::openMemory(data);
+        readFromExiv2(image);
+    } catch (const Exiv2::Error& error) {
+        describeError(
+            QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray &)"), error);
+    } catch (...) {
+        qWarning() << "No Exif in data.";
+    }
+    QBuffer buffer;
+    buffer.setData(data);
+    useOrientationOfContainer(&buffer);
+    correctWeirdImageSizes(&buffer);
+    readPhotoshopProfile(&buffer);
+}
+
+RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
+    : QSharedData(other)
+{
+    const QReadLocker locker(&other.m_lock);
+    m_exifData = other.m_exifData;
+    m_iptcData = other.m_iptcData;
+    m_xmpData = other.m_xmpData;
+    m_iccData = other.m_iccData;
+    m_size = other.m_size;
+    m_isTurnedByContainer = other.m_isTurnedByContainer;
+    m_isPhotoshop = other.m_isPhotoshop;
+    m_iccDataChanged = other.m_iccDataChanged;
+}
+
+RKExiv2WrapperImpl::~RKExiv2WrapperImpl() = default;
+
+void RKExiv2WrapperImpl::readMetadata(Exiv2::Image& image)
+{
+    const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? &ourTiffMutex : nullptr);
+    if (hasReadBesideOthers(image))
+        return;
+    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
+    image.readMetadata();
+}
+
+void RKExiv2WrapperImpl::readFromExiv2(RKExiv2ImagePtr& image)
+{
+    const QWriteLocker locker(&m_lock);
+    if (!image || !isReadable(*image))
+        return;
+    readMetadata(*image);
+    m_size = sizeOf(*image);
+    // Bitmaps whose rows are stored from the bottom up have a negative height.
+    if (m_size.height() < 0 && m_size.width() >= 1)
+        m_size.setHeight(-qMax(m_size.height(), -std::numeric_limits<int>::max()));
+    m_exifData = RKExiv2ExifData(image);
+    m_iptcData = RKExiv2IptcData(image);
+    m_xmpData = RKExiv2XmpData(image);
+    m_iccData = RKExiv2IccData(image, m_exifData);
+    m_isTurnedByContainer = RKExiv2Compat::isBmff(*image);
+    m_isPhotoshop = RKExiv2Compat::isPhotoshop(*image);
+}
+
+/// The rotation of an image in boxes is the container's, and the decoder applies it: the size is
+/// that of the turned picture, and an orientation in the metadata would turn it again (ISO/IEC
+/// 23008-12, 6.5.10 and annex A).
+void RKExiv2WrapperImpl::useOrientationOfContainer(QIODevice* file)
+{
+    if (!m_isTurnedByContainer)
+        return;
+    m_exifData.removeKey(kOrientationInExif);
+    m_xmpData.removeKey(kOrientationInXmp);
+
+    QImageReader reader(file);
+    if (!reader.canRead() || !reader.size().isValid())
+        return;
+    const bool isTransposed
+        = reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
+    m_size = isTransposed ? reader.size().transposed() : reader.size();
+}
+
+/// exiv2 does not look for it.
+void RKExiv2WrapperImpl::readPhotoshopProfile(QIODevice* file)
+{
+    if (m_isPhotoshop && m_iccData.isEmpty())
+        m_iccData = RKExiv2IccData(RKImageFileParts::photoshopProfile(file));
+}
+
+void RKExiv2WrapperImpl::correctWeirdImageSizes(QIODevice* file)
+{
+    const bool isTooLarge = m_size.width() > kCredibleSide || m_size.height() > kCredibleSide;
+    // exiv2 stops at the first segment of a JPEG that it cannot read, which may come before the
+    // size.
+    const bool isMissing = m_size == QSize(0, 0);
+    if (!isTooLarge && !isMissing)
+        return;
+    QImageReader reader(file);
+    if (reader.canRead() && reader.size().isValid() && (isTooLarge || reader.format() == "jpeg"))
+        m_size = reader.size();
+}
+
+void RKExiv2WrapperImpl::describeError(const QString& where, const Exiv2::Error& error) const
+{
+    RKExiv2Library::describeError(where, error);
+}
+
+QString RKExiv2WrapperImpl::readKey(const QString& key) const
+{
+    static const RKRegularExpression charsetMarker(QStringLiteral("charset=\"[^\"]*\""));
+    static const RKRegularExpression languageMarker(QStringLiteral("lang=\"[^\"]*\""));
+    // exiv2 writes the character code of an Exif comment without quotes.
+    static const RKRegularExpression commentMarker(
+        QStringLiteral("^charset=(Ascii|Jis|Unicode|Undefined|InvalidCharsetId) "));
+
+    const QByteArray name = key.toUtf8();
+    if (key.startsWith(QLatin1String("Exif.Image.XP")))
+        return m_exifData.readWindowsText(name.constData());
+    if (key.startsWith(QLatin1String("Exif"))) {
+        const QString text = withoutMarker(m_exifData.readString(name.constData()), charsetMarker);
+        return key == QLatin1String("Exif.Photo.UserComment") ? withoutMarker(text, commentMarker)
+                                                              : text;
+    }
+    if (key.startsWith(QLatin1String("Xmp")))
+        return withoutMarker(m_xmpData.readString(name.constData()), languageMarker);
+    if (key.startsWith(QLatin1String("Iptc")))
+        return m_iptcData.readString(name.constData());
+    return {};
+}
+
+QString RKExiv2WrapperImpl::read(const RKMetaDataField& field) const
+{
+    const QReadLocker locker(&m_lock);
+    const QStringList keys = field.exiv2Keys();
+    for (const QString& key : keys) {
+        // Kept: a text of blanks ends the search.
+        if (const QString text = readKey(key); !text.isEmpty())
+            return text.trimmed();
+    }
+    return {};
+}
+
+void RKExiv2WrapperImpl::write(const RKMetaDataField& field, const QString& value)
+{
+    const QWriteLocker locker(&m_lock);
+    const QStringList keys = field.exiv2Keys();
+    for (const QString& key : keys) {
+        const QByteArray name = key.toUtf8();
+        if (key.startsWith(QLatin1String("Exif.Image.XP")))
+            continue;
+        if (key.startsWith(QLatin1String("Exif")))
+            m_exifData.setString(name.constData(), value);
+        else if (key.startsWith(QLatin1String("Xmp")))
+            m_xmpData.setString(name.constData(), value);
+        else if (key.startsWith(QLatin1String("Iptc")))
+            m_iptcData.writeString(name.constData(), value);
+    }
+}
+
+RKImageOrientation RKExiv2WrapperImpl::imageOrientation() const
+{
+    const QReadLocker locker(&m_lock);
+    const int orientation = m_exifData.readRotation();
+    if (orientation == 0 && m_isTurnedByContainer)
+        return ORIENTATION_TOP_LEFT;
+    return static_cast<RKImageOrientation>(orientation);
+}
+
+void RKExiv2WrapperImpl::setRotation(int orientation)
+{
+    m_exifData.setRotation(static_cast<RKImageOrientation>(orientation));
+    m_xmpData.setInt(kOrientationInXmp, orientation);
+}
+
+void RKExiv2WrapperImpl::setImageOrientation(RKImageOrientation orientation)
+{
+    const QWriteLocker locker(&m_lock);
+    setRotation(orientation);
+}
+
+void RKExiv2WrapperImpl::rotate(bool clockwise)
+{
+    const QWriteLocker locker(&m_lock);
+    setRotation(turned(m_exifData.readRotation(), clockwise));
+}
+
+bool RKExiv2WrapperImpl::imageIsTiltedByMetadata() const
+{
+    return isTransposingOrientation(imageOrientation());
+}
+
+QSize RKExiv2WrapperImpl::unrotatedSize() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_size;
+}
+
+void RKExiv2WrapperImpl::forceSetSize(const QSize& size)
+{
+    const QWriteLocker locker(&m_lock);
+    m_size = size;
+}
+
+void RKExiv2WrapperImpl::adaptToPixels(const QSize& size)
+{
+    const QWriteLocker locker(&m_lock);
+    m_size = size;
+    m_exifData.adaptToPixels(size);
+    const auto adapt = [this](const char* key, int length) {
+        if (m_xmpData.hasXMPKey(QString::fromLatin1(key)))
+            m_xmpData.setInt(key, length);
+    };
+    adapt("Xmp.exif.PixelXDimension", size.width());
+    adapt("Xmp.exif.PixelYDimension", size.height());
+    adapt("Xmp.tiff.ImageWidth", size.width());
+    adapt("Xmp.tiff.ImageLength", size.height());
+}
+
+QDateTime RKExiv2WrapperImpl::pictureTaken() const
+{
+    const QReadLocker locker(&m_lock);
+    const QDateTime inExif = m_exifData.dateTime(kDateInExif);
+    if (inExif.isValid())
+        return inExif;
+    const QDateTime inXmp = m_xmpData.dateTime("Xmp.exif.DateTimeOriginal");
+    return inXmp.isValid() ? inXmp.toLocalTime() : m_iptcData.dateTime(kDateInIptc, kTimeInIptc);
+}
+
+void RKExiv2WrapperImpl::setPictureTaken(const QDateTime& dateTime)
+{
+    const QWriteLocker locker(&m_lock);
+    m_exifData.setDateTime(kDateInExif, dateTime);
+    // Kept: XMP does not get the date.
+    m_iptcData.setDateTime(kDateInIptc, kTimeInIptc, dateTime);
+}
+
+RKGeoPosition RKExiv2WrapperImpl::geoPosition() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_exifData.geoPosition();
+}
+
+void RKExiv2WrapperImpl::setGeoPosition(const RKGeoPosition& position)
+{
+    const QWriteLocker locker(&m_lock);
+    m_exifData.setGeoPosition(position);
+}
+
+double RKExiv2WrapperImpl::digitalZoomRatio() const
+{
+    const QReadLocker locker(&m_lock);
+    const RKRational ratio = m_exifData.readRational("Exif.Photo.DigitalZoomRatio");
+    return ratio.isValid() ? qMax(ratio.toDouble(), 1.0) : 1.0;
+}
+
+void RKExiv2WrapperImpl::setDigitalZoomRatio(double ratio)
+{
+    using Limits = std::numeric_limits<int>;
+    const double numerator = std::isnan(ratio)
+        ? 0.0
+        : qBound<double>(Limits::min(), std::round(ratio * kZoomDenominator), Limits::max());
+    const QWriteLocker locker(&m_lock);
+    m_exifData.setRational(
+        "Exif.Photo.DigitalZoomRatio", RKRational(static_cast<int>(numerator), kZoomDenominator));
+}
+
+int RKExiv2WrapperImpl::toRating(int number)
+{
+    return qBound(0, number, kHighestRating);
+}
+
+int RKExiv2WrapperImpl::adobeRating() const
+{
+    const QReadLocker locker(&m_lock);
+    int rating = m_xmpData.adobeRating();
+    if (rating == -1)
+        rating = m_exifData.readInt("Exif.Image.Rating");
+    // Kept: a percentage alone is not looked at; a missing rating reads as 0.
+    if (rating == -1)
+        rating
+            = static_cast<int>((qint64(m_exifData.readInt("Exif.Image.RatingPercent")) + 1) / 25);
+    return toRating(rating);
+}
+
+void RKExiv2WrapperImpl::setAdobeRating(int rating)
+{
+    const int stars = toRating(rating);
+    const int percent = toMicrosoftPercent(stars);
+    const QWriteLocker locker(&m_lock);
+    m_xmpData.setInt("Xmp.xmp.Rating", stars);
+    m_exifData.setInt("Exif.Image.Rating", stars);
+    m_exifData.setInt("Exif.Image.RatingPercent", percent);
+    m_xmpData.setInt("Xmp.MicrosoftPhoto.Rating", percent);
+}
+
+bool RKExiv2WrapperImpl::flashUsed() const
+{
+    const QReadLocker locker(&m_lock);
+    return (m_exifData.readInt("Exif.Photo.Flash") & 1) != 0;
+}
+
+void RKExiv2WrapperImpl::setFlashUsed(bool used)
+{
+    const QWriteLocker locker(&m_lock);
+    m_exifData.setInt("Exif.Photo.Flash", used ? 1 : 0);
+}
+
+QDateTime RKExiv2WrapperImpl::myTalikoExportDate() const
+{
+    // Kept: read as 32 bits, and taken for milliseconds.
+    const int milliseconds = xmpInt("Xmp.TAMO.myTalikoExportedAt");
+    return milliseconds < 1 ? QDateTime() : QDateTime::fromMSecsSinceEpoch(milliseconds);
+}
+
+int RKExiv2WrapperImpl::xmpInt(const char* key) const
+{
+    const QReadLocker locker(&m_lock);
+    return m_xmpData.readInt(key);
+}
+
+void RKExiv2WrapperImpl::setXmpInt(const char* key, int value)
+{
+    const QWriteLocker locker(&m_lock);
+    m_xmpData.setInt(key, value);
+}
+
+QString RKExiv2WrapperImpl::xmpString(const char* key) const
+{
+    const QReadLocker locker(&m_lock);
+    return m_xmpData.readString(key);
+}
+
+void RKExiv2WrapperImpl::setXmpString(const char* key, const QString& value)
+{
+    const QWriteLocker locker(&m_lock);
+    m_xmpData.setString(key, value);
+}
+
+QByteArray RKExiv2WrapperImpl::iccData() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_iccData.asByteArray();
+}
+
+void RKExiv2WrapperImpl::setIccData(const QByteArray& profile)
+{
+    const QWriteLocker locker(&m_lock);
+    m_iccData = RKExiv2IccData(profile);
+    m_iccDataChanged = true;
+    m_exifData.clearAllColorProfileData();
+}
+
+bool RKExiv2WrapperImpl::hasIccData() const
+{
+    const QReadLocker locker(&m_lock);
+    return !m_iccData.isEmpty() || m_exifData.isAdobeRGB();
+}
+
+bool RKExiv2WrapperImpl::isAdobeRGB() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_exifData.isAdobeRGB();
+}
+
+QImage RKExiv2WrapperImpl::thumbnail() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_exifData.thumbnail();
+}
+
+bool RKExiv2WrapperImpl::extractThumbnailData(QByteArray& data) const
+{
+    const QReadLocker locker(&m_lock);
+    return m_exifData.extractThumbnailData(data);
+}
+
+void RKExiv2WrapperImpl::writeThumbnail(const QByteArray& jpeg)
+{
+    const QWriteLocker locker(&m_lock);
+    m_exifData.writeThumbnail(jpeg);
+}
+
+void RKExiv2WrapperImpl::eraseThumbnail()
+{
+    const QWriteLocker locker(&m_lock);
+    m_exifData.eraseThumbnail();
+}
+
+RKFacePositions RKExiv2WrapperImpl::facePositions() const
+{
+    const QReadLocker locker(&m_lock);
+    const RKFacePositions inXmp = m_xmpData.facePositions();
+    return inXmp.isSurveyComplete() ? inXmp : m_exifData.facePositions(m_size);
+}
+
+RKFacePositions RKExiv2WrapperImpl::regionFacePositions() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_xmpData.facePositions();
+}
+
+QSize RKExiv2WrapperImpl::regionImageSize() const
+{
+    const QReadLocker locker(&m_lock);
+    return RKXmpRegions().appliedToImageSize(&m_xmpData);
+}
+
+int RKExiv2WrapperImpl::numberOfRegions() const
+{
+    const QReadLocker locker(&m_lock);
+    return RKXmpRegions().numberOfRegions(m_xmpData);
+}
+
+bool RKExiv2WrapperImpl::updateFaces(const QSize& imageSize, const RKFacePositions& faces)
+{
+    const QWriteLocker locker(&m_lock);
+    return RKXmpRegions().expandFaces(&m_xmpData, imageSize, faces);
+}
+
+bool RKExiv2WrapperImpl::removeFaceRegions()
+{
+    const QWriteLocker locker(&m_lock);
+    return RKXmpRegions().removeFaceRegions(&m_xmpData);
+}
+
+bool RKExiv2WrapperImpl::writeXmpData(const QFileInfo& file) const
+{
+    const QReadLocker locker(&m_lock);
+    return RKXmpRegions::writeXmpData(m_xmpData, file);
+}
+
+QHash<QString, QString> RKExiv2WrapperImpl::allData() const
+{
+    const QReadLocker locker(&m_lock);
+    QHash<QString, QString> all = m_exifData.allData();
+    all.insert(m_xmpData.allData());
+    all.insert(m_iptcData.allData());
+    return all;
+}
+
+QStringList RKExiv2WrapperImpl::debugOutput() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_exifData.debugOutput() + m_xmpData.debugOutput();
+}
+
+/// Merges the held data into an opened image in memory and sets the target's content to the new
+/// file. False where nothing was written.
+bool RKExiv2WrapperImpl::writeIntoImage(
+    RKExiv2ImagePtr& image, bool destructively, Target* target) const
+{
+    if (!image)
+        return false;
+    const QWriteLocker locker(&m_lock);
+    const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(*image) ? &ourTiffMutex : nullptr);
+    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
+    if (destructively) {
+        clearMetaData(image, target->name);
+        target->content = contentOf(*image);
+    }
+    image->readMetadata();
+    target->size = sizeOf(*image);
+    const RKImageFamilies before = RKImageFamilies::of(*image);
+    if (!mergeTo(image))
+        return false;
+
+    try {
+        if (RKExiv2Compat::isSidecar(*image))
+            before.addChangesToXmp(*image);
+        m_xmpData.editPacketOf(*image);
+        RKExiv2Library::refreshNamespaces();
+        makeSureXmpCanBeEncoded(*image);
+        if (RKExiv2Compat::isSidecar(*image) && image->writeXmpFromPacket()) {
+            if (image->xmpData().empty())
+                throw Exiv2::Error(Exiv2::ErrorCode::kerInvalidXMP);
+            target->content = QByteArray::fromStdString(image->xmpPacket());
+            return true;
+        }
+        RKImageFileUpdate update(target->content, before, RKImageFamilies::of(*image));
+        // exiv2 writes no packet as it is into this format, but none.
+        if (RKExiv2Compat::isPhotoshop(*image))
+            image->writeXmpFromPacket(false);
+        if (m_iccDataChanged)
+            update.setIccProfile(m_iccData.asByteArray());
+        if (RKExiv2Compat::isTiffBased(*image)) {
+            if (const auto edited = update.editedTiff()) {
+                target->content = *edited;
+                return true;
+            }
+        }
+        image->writeMetadata();
+        const auto updated = update.updated(contentOf(*image));
+        if (!updated)
+            throw Exiv2::Error(Exiv2::ErrorCode::kerImageWriteFailed);
+        target->content = *updated;
+    } catch (const Exiv2::Error& error) {
+        warn(describe(QStringLiteral("Caught exception"), error) + ofImage(target->name));
+        cleanUpExivError(target->name);
+        return false;
+    } catch (...) {
+        // Kept: true. The content has to pass the checks of what was written.
+        warn(QStringLiteral("Caught unknown exception") + ofImage(target->name));
+    }
+    return true;
+}
+
+bool RKExiv2WrapperImpl::mergeTo(RKExiv2ImagePtr& image) const
+{
+    const bool takesExif = m_exifData.mergeTo(image);
+    const bool takesIptc = m_iptcData.mergeTo(image);
+    const bool takesXmp = m_xmpData.mergeTo(image);
+    if (m_iccDataChanged && !m_iccData.isEmpty())
+        RKExiv2Compat::setIccProfile(*image, m_iccData.asByteArray());
+    return takesExif || takesIptc || takesXmp;
+}
+
+void RKExiv2WrapperImpl::clearMetaData(RKExiv2ImagePtr& image, const QString& target) const
+{
+    try {
+        image->clearMetadata();
+        image->writeMetadata();
+    } catch (const Exiv2::Error& error) {
+        warn(describe(QStringLiteral("Writing destructively: caught exception"), error)
+            + ofImage(target));
+        cleanUpExivError(target);
+    }
+}
+
+/// Removes what older versions of exiv2 leave behind when they cannot write a file.
+void RKExiv2WrapperImpl::cleanUpExivError(const QString& path) const
+{
+    // A buffer has no path; a file named like one must not be touched.
+    if (QFileInfo(path).isRelative())
+        return;
+    const QString temporary = path + QString::number(QCoreApplication::applicationPid());
+    if (QFile::exists(temporary))
+        QFile::remove(temporary);
+}
+
+/// Merges the held data into the target's content. False where the format takes none of them;
+/// throws where the result is not the same picture.
+bool RKExiv2WrapperImpl::writeInto(Target* target) const
+{
+    // A copy that is not shared: writing changes the bytes of TIFF-based images in place.
+    const QByteArray twin(target->content.constData(), target->content.size());
+    RKExiv2ImagePtr image = RKExiv2Compat::openMemory(twin);
+    if (!isWritable(*image) || !writeIntoImage(image, false, target))
+        return false;
+
+    constexpr auto kFailed = Exiv2::ErrorCode::kerImageWriteFailed;
+    if (target->content.isEmpty())
+        throw Exiv2::Error(kFailed);
+    const RKExiv2ImagePtr written = RKExiv2Compat::openMemory(target->content);
+    readMetadata(*written);
+    if (written->imageType() != image->imageType() || sizeOf(*written) != target->size)
+        throw Exiv2::Error(kFailed);
+    // exiv2 has no place for most data in this format, and says nothing.
+    if (RKExiv2Compat::isCrw(*image) && !RKImageFamilies::of(*written).hasSameExif(*image))
+        throw Exiv2::Error(kFailed);
+    return true;
+}
+
+bool RKExiv2WrapperImpl::save(const QFileInfo& file) const
+{
+    const QString path = QDir::toNativeSeparators(file.absoluteFilePath());
+    const QWriteLocker locker(&m_lock);
+    const QMutexLocker savingLocker(savingMutex(path));
+    try {
+        Target target{path, readImageFile(path), {}};
+        if (!writeInto(&target))
+            return false;
+        replaceFile(path, target.content);
+        return true;
+    } catch (const Exiv2::Error& error) {
+        warn(describe(QStringLiteral("caught exception"), error) + ofImage(path));
+        // Kept: an image type that exiv2 does not know counts as saved.
+        return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
+    } catch (const std::exception& error) {
+        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what())
+            + ofImage(path));
+    } catch (...) {
+        warn(QStringLiteral("caught unknown exception") + ofImage(path));
+    }
+    return false;
+}
+
+bool RKExiv2WrapperImpl::save(QBuffer* buffer) const
+{
+    if (!buffer)
+        return false;
+    const QWriteLocker locker(&m_lock);
+    try {
+        Target target{QStringLiteral("QBuffer"), buffer->data(), {}};
+        const bool isWritten = writeInto(&target);
+        // An open buffer ignores new data.
+        buffer->close();
+        if (isWritten)
+            buffer->setData(target.content);
+        return isWritten;
+    } catch (const Exiv2::Error& error) {
+        warn(describe(QStringLiteral("caught exception"), error));
+        // Kept: see above.
+        return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
+    } catch (const std::exception& error) {
+        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what()));
+    } catch (...) {
+        warn(QStringLiteral("caught unknown exception"));
+    }
+    return false;
+}

@@ -1,0 +1,145 @@
+#pragma once
+
+#include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/media/RKImageOrientation.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2IccData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
+
+#include "RKGeoLocation/RKGeoPosition.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QHash>
+#include <QImage>
+#include <QReadWriteLock>
+#include <QRecursiveMutex>
+#include <QSharedData>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+class QBuffer;
+class QFileInfo;
+class QImageReader;
+class QIODevice;
+class RKMetaDataField;
+
+/// The state of an RKExiv2Wrapper, and all of its work. See there for the operations.
+///
+/// Thread-safe: readers take the own lock for reading, all others for writing.
+class RKExiv2WrapperImpl : public QSharedData
+{
+public:
+    RKExiv2WrapperImpl();
+    explicit RKExiv2WrapperImpl(const QString& path);
+    explicit RKExiv2WrapperImpl(const QByteArray& data);
+    RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other);
+    RKExiv2WrapperImpl& operator=(const RKExiv2WrapperImpl&) = delete;
+    virtual ~RKExiv2WrapperImpl();
+
+    QString read(const RKMetaDataField& field) const;
+    void write(const RKMetaDataField& field, const QString& value);
+
+    RKImageOrientation imageOrientation() const;
+    void setImageOrientation(RKImageOrientation orientation);
+    void rotate(bool clockwise);
+    bool imageIsTiltedByMetadata() const;
+    QSize unrotatedSize() const;
+    void forceSetSize(const QSize& size);
+    void adaptToPixels(const QSize& size);
+
+    QDateTime pictureTaken() const;
+    void setPictureTaken(const QDateTime& dateTime);
+    RKGeoPosition geoPosition() const;
+    void setGeoPosition(const RKGeoPosition& position);
+    double digitalZoomRatio() const;
+    void setDigitalZoomRatio(double ratio);
+
+    /// The number as a rating of 0 to 5.
+    static int toRating(int number);
+    int adobeRating() const;
+    void setAdobeRating(int rating);
+    bool flashUsed() const;
+    void setFlashUsed(bool used);
+    QDateTime myTalikoExportDate() const;
+
+    /// The properties of our own namespace.
+    int xmpInt(const char* key) const;
+    void setXmpInt(const char* key, int value);
+    QString xmpString(const char* key) const;
+    void setXmpString(const char* key, const QString& value);
+
+    QByteArray iccData() const;
+    void setIccData(const QByteArray& profile);
+    bool hasIccData() const;
+    bool isAdobeRGB() const;
+
+    QImage thumbnail() const;
+    bool extractThumbnailData(QByteArray& data) const;
+    void writeThumbnail(const QByteArray& jpeg);
+    void eraseThumbnail();
+
+    RKFacePositions facePositions() const;
+    RKFacePositions regionFacePositions() const;
+    QSize regionImageSize() const;
+    int numberOfRegions() const;
+    bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
+    bool removeFaceRegions();
+    bool writeXmpData(const QFileInfo& file) const;
+
+    QHash<QString, QString> allData() const;
+    QStringList debugOutput() const;
+
+    bool save(const QFileInfo& file) const;
+    bool save(QBuffer* buffer) const;
+
+private:
+    // Guards exiv2's TIFF reader, which must not run twice at once. The own lock may be taken
+    // before it, and RKExiv2Library::xmpLock() after it.
+    static QRecursiveMutex ourTiffMutex;
+
+    /// For images that the calling thread does not write.
+    static void readMetadata(Exiv2::Image& image);
+    void readFromExiv2(RKExiv2ImagePtr& image);
+    void useOrientationOfContainer(QIODevice* file);
+    void correctWeirdImageSizes(QIODevice* file);
+    void readPhotoshopProfile(QIODevice* file);
+    void setRotation(int orientation);
+    QString readKey(const QString& key) const;
+
+    /// What is written.
+    struct Target
+    {
+        // For messages.
+        QString name;
+        QByteArray content;
+        // Of the picture, as it was before.
+        QSize size;
+    };
+
+    bool writeIntoImage(RKExiv2ImagePtr& image, bool destructively, Target* target) const;
+    bool mergeTo(RKExiv2ImagePtr& image) const;
+    void clearMetaData(RKExiv2ImagePtr& image, const QString& target) const;
+    void cleanUpExivError(const QString& path) const;
+    bool writeInto(Target* target) const;
+
+    void describeError(const QString& where, const Exiv2::Error& error) const;
+
+    RKExiv2ExifData m_exifData;
+    RKExiv2IptcData m_iptcData;
+    RKExiv2XmpData m_xmpData;
+    RKExiv2IccData m_iccData;
+    // As stored in the file, before the orientation is applied.
+    QSize m_size;
+    // The container turns the picture, and the decoder has done so.
+    bool m_isTurnedByContainer = false;
+    bool m_isPhotoshop = false;
+    // The profile was set here, so that a target has to get it.
+    bool m_iccDataChanged = false;
+    // Guards all members but the reference count. Recursive; no other lock of this library is taken
+    // before it.
+    mutable QReadWriteLock m_lock{QReadWriteLock::Recursive};
+};

@@ -1,0 +1,130 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2AbstractData_p.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <string>
+
+class RKFacePositions;
+
+/// The XMP properties of one image, and the packet they came from.
+///
+/// Keys are exiv2's, such as "Xmp.xmp.Rating", in UTF-8. A missing key gives an empty value; an
+/// unknown namespace in a key is an error that is logged, and changes nothing.
+///
+/// Where prefixes of the packet's own would get into keys, they are replaced by those that exiv2
+/// knows (see RKXmpPacketParser), so that the keys stay right whatever other files have done to
+/// exiv2's registry meanwhile.
+///
+/// Not thread-safe; RKExiv2WrapperImpl locks. Beyond that, the functions that change or encode
+/// properties take RKExiv2Library::xmpLock() exclusively themselves, so that the calling thread
+/// must not hold it shared; it may hold it exclusively. These are the constructor from an image,
+/// all setters, setXmpPacket(), mergeTo(), debugOutput(), and, after a setter, the readers of the
+/// packet: xmpPacket(), currentPacket() and facePositions(). The other readers compare the texts of
+/// keys and take no lock.
+class RKIMAGELOADER_TEST_EXPORT RKExiv2XmpData : public RKExiv2AbstractData
+{
+public:
+    RKExiv2XmpData();
+    /// Copies the XMP of an opened image whose metadata are read.
+    explicit RKExiv2XmpData(const RKExiv2ImagePtr& image);
+    RKExiv2XmpData(const RKExiv2XmpData&) = default;
+    RKExiv2XmpData& operator=(const RKExiv2XmpData&) = default;
+    ~RKExiv2XmpData() override;
+
+    Exiv2::MetadataId supportedMetaData() const override;
+
+    bool hasXMPKey(const QString& key) const;
+    /// 0 when missing. A number with a fraction is cut, one beyond 32 bits wraps around.
+    int readInt(const char* key) const;
+    /// 0.0 when missing or no number. Also reads "3/2".
+    double readReal(const char* key) const;
+    /// The components of an array; one component for a plain value.
+    QList<int> readIntList(const char* key) const;
+    /// The value as exiv2 prints it: the elements of an array joined with ", ", language
+    /// alternatives with their markers, the default one first.
+    QString readString(const char* key) const;
+    /// The default one of the language alternatives, else the first, without markers.
+    QString readStringWithLocale(const char* key) const;
+    /// An ISO 8601 text with its offset; local time without one. Invalid for a date that lacks
+    /// month or day.
+    QDateTime dateTime(const char* key) const;
+    /// The rating of "Xmp.xmp.Rating"; -1 when it is missing.
+    int adobeRating() const;
+
+    /// Replaces the property, with all that belongs to it; the text is read as exiv2 does for the
+    /// property's type. A text that cannot be read is logged and changes nothing.
+    void setString(const char* key, const QString& value);
+    /// Sets the default language alternative; other languages stay.
+    void setStringWithLocale(const char* key, const QString& value);
+    /// An array of the type that the property has, else an unordered one.
+    void setStringList(const char* key, const QList<QString>& values);
+    void setInt(const char* key, int value);
+    /// Up to 15 significant digits.
+    void setReal(const char* key, double value);
+    /// An ordered array.
+    void setIntList(const char* key, const QList<int>& values);
+    /// An ISO 8601 text, with the offset where the time has one. An invalid time sets an empty
+    /// text.
+    void setDateTime(const char* key, const QDateTime& value);
+
+    /// Replaces all properties by those of a packet; an empty packet has none. False, and nothing
+    /// changed, when it cannot be decoded; that is logged.
+    bool setXmpPacket(const std::string& packet);
+    /// The packet as it was read or set, or encoded anew when a property has changed since. Empty
+    /// when that fails, which is logged.
+    std::string xmpPacket() const;
+    /// The same; false when it cannot be encoded.
+    bool currentPacket(std::string* packet) const;
+
+    /// The face regions, see RKXmpRegions.
+    RKFacePositions facePositions() const;
+
+    /// Key to text of all properties.
+    QHash<QString, QString> allData() const;
+    /// One line for each property, and their total size as encoded, for the log.
+    QStringList debugOutput() const;
+
+    /// Adds the properties to those of the image; a property replaces the image's one with all that
+    /// belongs to it, so that face regions never mix. Then removes the largest ones, which is
+    /// logged, until the packet fits into a JPEG segment.
+    ///
+    /// An image whose XMP exiv2 cannot decode keeps it as it is and takes nothing; that is logged.
+    bool mergeTo(RKExiv2ImagePtr& image) const override;
+    /// After mergeTo(): has the image write its own packet in which only the properties have
+    /// changed that differ now; all that exiv2 would drop or write differently stays. Where that
+    /// does not work, or would not fit, exiv2 encodes the properties anew, which is logged. The
+    /// caller holds xmpLock() exclusively.
+    void editPacketOf(Exiv2::Image& image) const;
+    /// Adds the properties to others. The caller holds xmpLock() exclusively.
+    void mergeInto(Exiv2::XmpData& target) const;
+    /// Removes a property with all that belongs to it here; a target of mergeTo() keeps its own.
+    void removeKey(const char* key);
+    void clear();
+
+    /// A packet has to be shorter than this.
+    static constexpr size_t kPacketLimit = 65535;
+    /// In a JPEG: what the 65533 bytes of an APP1 segment leave beside the namespace of 29 bytes
+    /// (Storage of XMP in files, 1.1.3), plus 1.
+    static constexpr size_t kJpegPacketLimit = 65505;
+
+    /// Removes the largest properties until the packet is shorter than kPacketLimit; logs each. The
+    /// caller holds xmpLock() exclusively.
+    void makeSureXmpDataIsLessThan64k(Exiv2::XmpData& data) const;
+
+private:
+    bool store(const char* key, const Exiv2::Value& value);
+    void registerNamespaces() const;
+    void removeLargest(Exiv2::XmpData& data, size_t limit) const;
+
+    Exiv2::XmpData m_data;
+    std::string m_packet;
+    /// Properties have changed since the packet was taken.
+    bool m_changed = false;
+};

@@ -1,0 +1,174 @@
+#include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "support/RKChildProcess.h"
+#include "support/RKQuietTest.h"
+#include "support/RKRestrictions.h"
+#include "support/RKTestPictures.h"
+
+#include <cstdlib>
+
+#ifdef Q_OS_LINUX
+#    include <sys/xattr.h>
+#endif
+
+using Result = RKSafeFileWriter::Result;
+using namespace RKRestrictions;
+
+namespace {
+
+const QByteArray kOld(20000, 'o');
+const QByteArray kNew(30000, 'n');
+
+/// What the test program does as its own child, named "RESTRICTION PATH".
+int writeAsChild(const QString& role)
+{
+    const QString restriction = role.section(u' ', 0, 0);
+    const bool isRestricted
+        = restriction == QLatin1String("limit") ? limitFileSize(25000) : becomeOrdinaryUser();
+    if (!isRestricted)
+        return -1;
+    return static_cast<int>(RKSafeFileWriter(role.section(u' ', 1)).write(kNew));
+}
+
+Result resultInChild(const char* restriction, const QString& path)
+{
+    return Result(RKChildProcess::run(QLatin1String(restriction) + u' ' + path).exitCode);
+}
+
+bool addLink(const QString& path, const QString& other)
+{
+    return ::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()) == 0;
+}
+
+} // namespace
+
+class RKSafeFileWriterTest : public RKQuietTest
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void createsFilesAndReplacesThem()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("ä %1.jpg"));
+        const QString link = dir.filePath(QStringLiteral("link"));
+        RKSafeFileWriter writer(path);
+        for (const QByteArray& content : {kOld, kNew, QByteArray(), kOld}) {
+            QCOMPARE(writer.write(content), Result::Done);
+            QCOMPARE(RKTestPictures::read(path), content);
+        }
+        QVERIFY(writer.errorString().isEmpty());
+
+        QVERIFY(QFile::link(path, link));
+        QCOMPARE(RKSafeFileWriter(link).write(kNew), Result::Done);
+        QVERIFY(QFileInfo(link).isSymLink());
+        QCOMPARE(RKTestPictures::read(path), kNew);
+        QCOMPARE(dir.entries().size(), 2);
+    }
+
+    void hardLinksAndAttributesStay()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("file"));
+        const QString other = dir.filePath(QStringLiteral("other"));
+        RKTestPictures::write(path, kOld);
+        QVERIFY(setMode(path, 02640));
+#ifdef Q_OS_LINUX
+        const QByteArray native = QFile::encodeName(path);
+        const bool hasAttributes = ::setxattr(native.constData(), "user.note", "kept", 4, 0) == 0;
+#endif
+        QCOMPARE(RKSafeFileWriter(path).write(kNew), Result::Done);
+        QCOMPARE(status(path).st_mode & 07777, mode_t(02640));
+#ifdef Q_OS_LINUX
+        QByteArray note(4, ' ');
+        QVERIFY(!hasAttributes || ::getxattr(native.constData(), "user.note", note.data(), 4) == 4);
+        QVERIFY(!hasAttributes || note == "kept");
+#endif
+        QVERIFY(addLink(path, other));
+        for (const QByteArray& content : {kOld, kNew}) {
+            QCOMPARE(RKSafeFileWriter(path).write(content), Result::Done);
+            QCOMPARE(RKTestPictures::read(other), content);
+        }
+        QCOMPARE(status(path).st_nlink, nlink_t(2));
+        QCOMPARE(dir.entries().size(), 2);
+    }
+
+    void whatIsNoFileIsNotWritten()
+    {
+        const OpenDir dir;
+        RKSafeFileWriter writer(dir.path());
+        QCOMPARE(writer.write(kNew), Result::NotWritable);
+        QVERIFY(!writer.errorString().isEmpty());
+        const QString pipe = dir.filePath(QStringLiteral("pipe"));
+        QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        QCOMPARE(RKSafeFileWriter(pipe).write(kNew), Result::NotWritable);
+        const QString missing = dir.filePath(QStringLiteral("missing/file"));
+        QCOMPARE(RKSafeFileWriter(missing).write(kNew), Result::Failed);
+    }
+
+    void failuresLeaveTheOldFile_data()
+    {
+        QTest::addColumn<bool>("isDiskFull");
+        QTest::addColumn<bool>("hasHardLink");
+        QTest::newRow("process limit, replaced") << false << false;
+        QTest::newRow("process limit, overwritten") << false << true;
+        QTest::newRow("full disk, replaced") << true << false;
+        QTest::newRow("full disk, overwritten") << true << true;
+    }
+
+    void failuresLeaveTheOldFile()
+    {
+        QFETCH(bool, isDiskFull);
+        QFETCH(bool, hasHardLink);
+        const SmallDisk disk(256);
+        if (isDiskFull && !disk.isMounted())
+            QSKIP("No file system may be mounted here.");
+        // Not a disk in memory for both: that one refuses to grow a file before it is touched.
+        const OpenDir large;
+        const OpenDir& dir = isDiskFull ? disk : large;
+        const QString path = dir.filePath(QStringLiteral("file"));
+        RKTestPictures::write(path, kOld);
+        QVERIFY(!hasHardLink || addLink(path, dir.filePath(QStringLiteral("other"))));
+        if (isDiskFull)
+            disk.fill();
+        const QStringList before = dir.entries();
+
+        RKSafeFileWriter writer(path);
+        QCOMPARE(isDiskFull ? writer.write(kNew) : resultInChild("limit", path), Result::Failed);
+        QCOMPARE(writer.errorString().isEmpty(), !isDiskFull);
+        QCOMPARE(RKTestPictures::read(path), kOld);
+        QCOMPARE(dir.entries(), before);
+    }
+
+    void modesAreObeyed()
+    {
+        const OpenDir dir;
+        const QString readOnly = dir.filePath(QStringLiteral("read-only"));
+        RKTestPictures::write(readOnly, kOld);
+        QVERIFY(setMode(readOnly, 0444));
+        QCOMPARE(resultInChild("user", readOnly), Result::NotWritable);
+        QCOMPARE(RKTestPictures::read(readOnly), kOld);
+
+        const QString directory = dir.filePath(QStringLiteral("closed"));
+        QVERIFY(QDir().mkdir(directory));
+        const QString inside = directory + QStringLiteral("/file");
+        RKTestPictures::write(inside, kOld);
+        QVERIFY(setMode(inside, 0666) && setMode(directory, 0555));
+        QCOMPARE(resultInChild("user", inside), Result::Done);
+        QCOMPARE(RKTestPictures::read(inside), kNew);
+        QVERIFY(setMode(directory, 0755));
+    }
+};
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    if (const QByteArray role = RKChildProcess::role(); !role.isEmpty())
+        // At once: a leak checker can't look at a process that has changed its user, and would
+        // replace the exit code.
+        std::_Exit(writeAsChild(QString::fromUtf8(role)));
+    RKSafeFileWriterTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "RKSafeFileWriterTest.moc"

@@ -1,0 +1,178 @@
+#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+
+#include <QTest>
+#include <QtEndian>
+
+namespace {
+
+using Check = RKPictureHeaderCheck;
+
+template <typename T>
+QByteArray littleEndian(T value)
+{
+    value = qToLittleEndian(value);
+    return QByteArray(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+template <typename T>
+QByteArray bigEndian(T value)
+{
+    value = qToBigEndian(value);
+    return QByteArray(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+QByteArray padded(const QByteArray& header, qint64 size)
+{
+    return header + QByteArray(qsizetype(size - header.size()), 'x');
+}
+
+QByteArray png(int width, int height, int depth, int colorType)
+{
+    return QByteArray("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16) + bigEndian(width) + bigEndian(height)
+        + char(depth) + char(colorType) + QByteArray(3, '\0');
+}
+
+QByteArray bitmapHeader(int width, int height, int depth, int compression = 0)
+{
+    return littleEndian(40) + littleEndian(width) + littleEndian(height) + littleEndian(quint16(1))
+        + littleEndian(quint16(depth)) + littleEndian(compression);
+}
+
+QByteArray bmp(int width, int height, int depth, int compression = 0)
+{
+    return "BM" + QByteArray(12, '\0') + bitmapHeader(width, height, depth, compression);
+}
+
+QByteArray icon(const QByteArray& picture)
+{
+    return QByteArray("\0\0\1\0\1\0", 6) + QByteArray(12, '\0') + littleEndian(22) + picture;
+}
+
+QByteArray jpeg(int frame, int scans = 1)
+{
+    const QByteArray scan("\xff\xda\0\x04\0\0\x12\xff\0\xff\xd0\x34", 12);
+    return QByteArray("\xff\xd8\xff\xe1\0\x08\xff\xda\xff\xda\xff\xda", 12) + "\xff" + char(frame)
+        + QByteArray("\0\x04\0\0", 4) + scan.repeated(scans) + "\xff\xd9";
+}
+
+QByteArray mng(const QByteArray& chunk, int width, int height)
+{
+    return "\x8aMNG\r\n\x1a\n" + bigEndian(8) + chunk + bigEndian(width) + bigEndian(height)
+        + QByteArray(4, '\0');
+}
+
+} // namespace
+
+/// Which headers are believed. Every row has the shortest data that justify the size and the
+/// longest that don't, by the best ratio of the format's compression.
+class RKPictureHeaderCheckTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void sizeNeedsItsBytes()
+    {
+        struct Case
+        {
+            QByteArray header;
+            QSize size;
+            qint64 bytes;
+        };
+
+        // 100 megapixels: plain ones compress so well that no more can be asked for.
+        constexpr int kSide = 10'000;
+        const QSize large(kSide, kSide);
+        const qint64 count = qint64(kSide) * kSide;
+        const QSize small(100, 50);
+        const QByteArray core = "BM" + QByteArray(12, '\0') + littleEndian(12)
+            + littleEndian(quint16(100)) + littleEndian(quint16(50)) + littleEndian(quint16(1))
+            + littleEndian(quint16(8));
+        const QByteArray copy = bigEndian(0) + "CLON" + QByteArray(4, '\0');
+        const QByteArray threefold = bigEndian(17) + "MAGN" + QByteArray(5, '\0')
+            + bigEndian(quint16(1)).repeated(4) + bigEndian(quint16(3)) + bigEndian(quint16(1))
+            + QByteArray(4, '\0');
+        const Case cases[] = {
+            {png(kSide, kSide, 8, 2), large, (3 * count + kSide) / 1032},
+            {png(kSide, kSide, 16, 6), large, (8 * count + kSide) / 1032},
+            {jpeg(0xc0), large, count / 512},
+            {jpeg(0xc9), large, count / 65536}, // arithmetic coding
+            {QByteArray("GIF89a\x08\0\x08\0", 10), large, count / 2730},
+            {"RIFF", large, count / 16384},
+            {"II*", large, count / 65536},
+            {bmp(100, -50, 24), small, 300 * 49},
+            {bmp(33, 500, 1), {33, 500}, 8 * 499},
+            {core, small, 100 * 49},
+            {bmp(kSide, kSide, 8, 1), large, count / 16256}, // run lengths
+            {icon(bitmapHeader(100, 200, 32)), {100, 100}, 22 + 400 * 99},
+            {icon(png(1000, 1000, 8, 6)), {256, 256}, 22 + 4'001'000 / 1032},
+            {"P3\n", small, 30000},
+            {"P4\n", small, 13 * 50},
+            {"/* XPM */", small, 5000},
+            {"#define", small, 2500},
+            {mng("MHDR", kSide, kSide), {}, count / 1032},
+            {mng("IHDR", 5000, 5000) + copy.repeated(3), {}, count / 1032},
+            {mng("IHDR", 2500, 4000) + threefold, {}, count / 1032},
+        };
+        for (const Case& c : cases) {
+            const QByteArray name = c.header.toPercentEncoding();
+            QVERIFY2(Check::canHold(padded(c.header, c.bytes), c.size), name);
+            QVERIFY2(!Check::canHold(padded(c.header, c.bytes - 1), c.size), name);
+        }
+    }
+
+    void sizesHaveLimits()
+    {
+        struct Case
+        {
+            QByteArray data;
+            QSize accepted;
+            QSize refused;
+        };
+
+        const QByteArray scans = jpeg(0xc2, Check::kMaxJpegScans + 1);
+        const QByteArray screen = littleEndian(quint16(9000)) + littleEndian(quint16(9000));
+        const Case cases[] = {
+            // Small ones pass whatever their bytes.
+            {jpeg(0xc0), {8192, 8192}, {8192, 8193}},
+            {"GIF89a", {4096, 4096}, {4096, 4097}},
+            {QByteArray(1 << 20, 'x'), {1 << 15, 1 << 15}, {1 << 15, (1 << 15) + 1}},
+            {"II*", {}, {INT_MAX, INT_MAX}},
+            // Large ones have few scans.
+            {scans, {1024, 1024}, {4096, 4096}},
+            {jpeg(0xc2, Check::kMaxJpegScans), {4096, 4096}, {INT_MAX, 1}},
+        };
+        for (const Case& c : cases) {
+            QVERIFY2(Check::canHold(c.data, c.accepted), c.data.left(6).toHex());
+            QVERIFY2(!Check::canHold(c.data, c.refused), c.data.left(6).toHex());
+        }
+        QVERIFY(!Check::canHold(jpeg(0xc2, 2000), QSize(1024, 1024)));
+        // What the header says counts where it is larger than what was measured.
+        for (const QByteArray& header :
+            {QByteArray("GIF89a" + screen), png(-1, -1, 16, 6), bmp(INT_MAX, INT_MIN, 0)})
+            QVERIFY(!Check::canHold(padded(header, 1000), QSize(8, 8)));
+    }
+
+    void cutHeadersAreNoCrash()
+    {
+        for (const QByteArray& file : {png(8, 8, 8, 2),
+                 bmp(8, 8, 24),
+                 icon(bitmapHeader(8, 16, 32)),
+                 icon(png(8, 8, 8, 2)),
+                 jpeg(0xc2, 3),
+                 mng("MHDR", 8, 8),
+                 QByteArray("GIF89a\x08\0\x08\0", 10)})
+        {
+            for (qsizetype length = 0; length <= file.size(); ++length) {
+                // A copy of its own, so that reading past the end is noticed.
+                const QByteArray cut(file.constData(), length);
+                Check::canHold(cut, QSize(8, 8));
+                Check::canHold(cut, QSize());
+            }
+            QVERIFY(Check::canHold(file + QByteArray(1000, 'x'), QSize(8, 8)));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(RKPictureHeaderCheckTest)
+#include "RKPictureHeaderCheckTest.moc"
