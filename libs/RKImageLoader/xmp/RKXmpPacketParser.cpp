@@ -1,4 +1,4 @@
-#include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
 #include <QHash>
@@ -49,29 +49,6 @@ QString declarationOf(const QString& prefix)
     return prefix.isEmpty() ? QString(kDeclaration) : qualified(QString(kDeclaration), prefix);
 }
 
-/// exiv2 takes a namespace without its last slash for the one with it, and adds the slash.
-std::string_view withoutLastSlash(std::string_view uri)
-{
-    return uri.substr(0, uri.size() - (!uri.empty() && uri.back() == '/' ? 1 : 0));
-}
-
-using PrefixOfNamespace = std::map<std::string, std::string, std::less<>>;
-
-/// The known namespaces, without their last slash, and those of RDF and of what is around it, with
-/// their prefixes.
-const PrefixOfNamespace& prefixesOfNamespaces()
-{
-    static const PrefixOfNamespace table = [] {
-        PrefixOfNamespace prefixes{{"http://www.w3.org/1999/02/22-rdf-syntax-ns#", "rdf"},
-            {"http://www.w3.org/2000/01/rdf-schema#", "rdfs"},
-            {"adobe:ns:meta", "x"}};
-        for (const auto& [prefix, uri] : RKExiv2Library::knownNamespaces())
-            prefixes.emplace(withoutLastSlash(uri), prefix);
-        return prefixes;
-    }();
-    return table;
-}
-
 /// Writers have bound these to outdated namespaces, as jpeg-region-of-interest.jpg of GNOME's tests
 /// does with stArea; everybody reads them by their prefix.
 bool isPrefixOfRegions(std::string_view prefix)
@@ -84,13 +61,10 @@ RKXmpPacketParser::Namespace namespaceFor(std::string_view declared, std::string
 {
     RKXmpPacketParser::Namespace result{
         std::string(declared), std::string(declared), std::string(uri)};
-    const std::string_view plain = withoutLastSlash(uri);
-    if (const auto known = prefixesOfNamespaces().find(plain);
-        known != prefixesOfNamespaces().end()) {
-        result.usedPrefix = known->second;
+    if (const auto known = RKXmpNamespaces::knownPrefix(uri)) {
+        result.usedPrefix = *known;
     } else if (!isPrefixOfRegions(declared)) {
-        result.usedPrefix
-            = RKExiv2Library::foreignPrefix(std::string(plain), result.declaredPrefix);
+        result.usedPrefix = RKXmpNamespaces::foreignPrefix(uri, result.declaredPrefix);
         result.isForeign = true;
     }
     return result;

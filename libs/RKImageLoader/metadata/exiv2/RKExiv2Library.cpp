@@ -1,4 +1,5 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
 #include <QDebug>
 
@@ -40,8 +41,6 @@ void registerNamespacesOfFiles()
     });
 }
 
-using PrefixTable = std::map<std::string, std::string>;
-
 /// Tells the toolkit the namespaces that are built into exiv2 and lists all that it knows.
 Exiv2::Dictionary registerBuiltInNamespaces()
 {
@@ -55,20 +54,17 @@ Exiv2::Dictionary registerBuiltInNamespaces()
     return prefixes;
 }
 
-/// The prefixes that exiv2 knows, with their namespaces. Filled before any file is read.
-const PrefixTable& knownPrefixes()
+/// The prefixes that exiv2 knows, with their namespaces.
+RKXmpNamespaces::Table knownNamespaces()
 {
-    static const PrefixTable* const table = [] {
-        // The toolkit does not list our own.
-        auto* filled = new PrefixTable{{kPrefix, kNamespace}};
-        for (const auto& entry : registerBuiltInNamespaces()) {
-            // The toolkit has namespaces of its own that exiv2 gives no keys.
-            if (const std::string uri = namespaceOf(entry.first); !uri.empty())
-                filled->emplace(entry.first, uri);
-        }
-        return filled;
-    }();
-    return *table;
+    // The toolkit does not list our own.
+    RKXmpNamespaces::Table table{{kPrefix, kNamespace}};
+    for (const auto& entry : registerBuiltInNamespaces()) {
+        // The toolkit has namespaces of its own that exiv2 gives no keys.
+        if (const std::string uri = namespaceOf(entry.first); !uri.empty())
+            table.emplace(entry.first, uri);
+    }
+    return table;
 }
 
 } // namespace
@@ -83,7 +79,7 @@ void RKExiv2Library::initialize()
 #if !EXIV2_TEST_VERSION(0, 28, 0) && defined(EXV_ENABLE_BMFF)
         Exiv2::enableBMFF();
 #endif
-        knownPrefixes();
+        RKXmpNamespaces::setKnown(knownNamespaces());
     });
 }
 
@@ -94,56 +90,15 @@ QReadWriteLock* RKExiv2Library::xmpLock()
     return lock;
 }
 
-const std::map<std::string, std::string>& RKExiv2Library::knownNamespaces()
-{
-    initialize();
-    return knownPrefixes();
-}
-
 void RKExiv2Library::restoreKnownPrefixes()
 {
-    for (const auto& [prefix, uri] : knownPrefixes()) {
+    for (const auto& [prefix, uri] : RKXmpNamespaces::known()) {
         if (const std::string current = namespaceOf(prefix); current != uri)
             Exiv2::XmpProperties::unregisterNs(current);
         // A built-in prefix has come back; our own has not.
         if (namespaceOf(prefix) != uri)
             Exiv2::XmpProperties::registerNs(uri, prefix);
     }
-}
-
-std::string RKExiv2Library::foreignPrefix(const std::string& uri, const std::string& prefix)
-{
-    // Real files have some dozens, of some dozens of bytes; hostile ones must not fill the memory.
-    constexpr size_t kMostNamespaces = 1000;
-    constexpr size_t kLongest = 1024;
-    static std::mutex mutex;
-    // Never destroyed: threads may still read metadata while the process ends.
-    static auto* const prefixes = new std::map<std::string, std::string>;
-    static auto* const taken = new std::set<std::string>;
-    // For each prefix that is taken the digits that may be free. Trying all of them for each
-    // namespace took a minute for a packet of 500 kB.
-    static auto* const nextDigits = new std::map<std::string, int>;
-    const auto isTaken = [](const std::string& name) {
-        return knownNamespaces().count(name) != 0 || taken->count(name) != 0;
-    };
-
-    const std::lock_guard lock(mutex);
-    if (const auto own = prefixes->find(uri); own != prefixes->end())
-        return own->second;
-    if (prefix.empty())
-        return prefix;
-    std::string own = prefix;
-    if (isTaken(own)) {
-        int& digits = (*nextDigits)[prefix];
-        while (isTaken(prefix + std::to_string(digits)))
-            ++digits;
-        own += std::to_string(digits);
-    }
-    if (prefixes->size() < kMostNamespaces && uri.size() + own.size() < kLongest) {
-        prefixes->emplace(uri, own);
-        taken->insert(own);
-    }
-    return own;
 }
 
 void RKExiv2Library::registerForeignNamespace(const std::string& uri, const std::string& prefix)

@@ -6,7 +6,6 @@
 #include <QReadWriteLock>
 #include <QString>
 
-#include <map>
 #include <string>
 
 /// What all users of exiv2 in this process share: its initialisation, its registry of XMP
@@ -35,21 +34,13 @@ public:
     /// exclusively.
     static QReadWriteLock* xmpLock();
 
-    /// The prefixes that are known before any file is read, with their namespaces.
-    static const std::map<std::string, std::string>& knownNamespaces();
-
     /// Binds each known prefix to its published namespace again: reading a file that binds, say,
     /// "dc" to a namespace of its own changes "Xmp.dc" for the whole process. Called before an
     /// XmpData is changed, with xmpLock() held exclusively.
     static void restoreKnownPrefixes();
 
-    /// The prefix by which keys name a namespace that is not known: the one of the first call with
-    /// it, with digits appended where another namespace has it. So each has one of its own,
-    /// whatever files call it. A thousand are remembered; an empty prefix stays.
-    static std::string foreignPrefix(const std::string& uri, const std::string& prefix);
-
-    /// Makes exiv2 know a namespace under its foreignPrefix(), so that it names it so in keys and
-    /// can encode them, also those of parts of structures. Called with xmpLock() held exclusively.
+    /// Registers a namespace under the prefix that keys use, so that exiv2 can encode it, also in
+    /// parts of structures. Called with xmpLock() held exclusively.
     static void registerForeignNamespace(const std::string& uri, const std::string& prefix);
 
     /// Makes the toolkit write the known namespaces under their known prefixes again: reading a

@@ -3,6 +3,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
+#include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
@@ -138,7 +139,7 @@ bool hasForeignKeys(
         if (declared.usedPrefix != declared.declaredPrefix)
             replaced.insert(declared.declaredPrefix.empty() ? "_dflt_" : declared.declaredPrefix);
     }
-    const auto& known = RKExiv2Library::knownNamespaces();
+    const auto& known = RKXmpNamespaces::known();
     return std::any_of(data.begin(), data.end(), [&](const Exiv2::Xmpdatum& datum) {
         const std::string group = datum.groupName();
         return usesPrefix(datum, replaced) || (known.count(group) == 0 && used.count(group) == 0);

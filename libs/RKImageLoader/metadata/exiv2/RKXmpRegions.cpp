@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 #include "RKImageLoader/xmp/RKRdfStructure_p.h"
@@ -242,6 +243,7 @@ bool RKXmpRegions::parseXmpData(const RKExiv2XmpData& data)
 
 bool RKXmpRegions::parseXmpData(const std::string& packet)
 {
+    RKExiv2Library::initialize();
     RKXmpPacketParser parser;
     const bool parsed = parser.parse(packet);
     m_document = parser.document();

@@ -1,3 +1,4 @@
+#include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 #include "support/RKTimeLimit.h"
@@ -61,6 +62,15 @@ class RKXmpPacketParserTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+
+    void initTestCase()
+    {
+        RKXmpNamespaces::setKnown({{"dc", "http://purl.org/dc/elements/1.1/"},
+            {"iptcExt", "http://iptc.org/std/Iptc4xmpExt/2008-02-29/"},
+            {"Iptc4xmpExt", "http://iptc.org/std/Iptc4xmpExt/2008-02-29/"},
+            {"stArea", "http://ns.adobe.com/xmp/sType/Area#"},
+            {"TAMO", "namespaceTAMO/"}});
+    }
 
     void blanksAreKeptWhereTheyAreTheValue()
     {
