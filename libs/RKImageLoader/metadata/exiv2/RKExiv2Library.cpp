@@ -2,6 +2,9 @@
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
 #include <QDebug>
+#include <QMutexLocker>
+#include <QReadLocker>
+#include <QWriteLocker>
 
 #include <map>
 #include <mutex>
@@ -67,6 +70,18 @@ RKXmpNamespaces::Table knownNamespaces()
     return table;
 }
 
+/// False where other files may be the reason: two that bind one prefix to different namespaces take
+/// it away from each other while they are read.
+bool hasReadBesideOthers(Exiv2::Image& image)
+{
+    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
+    const bool isRead = RKExiv2Library::valueOr(false, [&] {
+        image.readMetadata();
+        return true;
+    });
+    return isRead && (!image.xmpData().empty() || image.xmpPacket().empty());
+}
+
 } // namespace
 
 void RKExiv2Library::initialize()
@@ -122,6 +137,21 @@ void RKExiv2Library::refreshNamespaces()
         // The toolkit forgets a prefix of our own when a file binds it to another namespace.
         Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
     }
+}
+
+QRecursiveMutex* RKExiv2Library::tiffMutex()
+{
+    static auto* const mutex = new QRecursiveMutex;
+    return mutex;
+}
+
+void RKExiv2Library::readMetadata(Exiv2::Image& image)
+{
+    const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? tiffMutex() : nullptr);
+    if (hasReadBesideOthers(image))
+        return;
+    const QWriteLocker xmpLocker(xmpLock());
+    image.readMetadata();
 }
 
 void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& error)

@@ -4,6 +4,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <QReadWriteLock>
+#include <QRecursiveMutex>
 #include <QString>
 
 #include <string>
@@ -48,6 +49,14 @@ public:
     /// writes. Includes restoreKnownPrefixes(). Called before XMP is encoded or an image is
     /// written, with xmpLock() held exclusively. Takes about 0.3 ms.
     static void refreshNamespaces();
+
+    /// Guards exiv2's TIFF reader, which must not run twice at once. The lock of a wrapper's
+    /// implementation may be taken before it, and xmpLock() after it. Recursive.
+    static QRecursiveMutex* tiffMutex();
+
+    /// Reads the metadata of an opened image that the calling thread does not write; takes both
+    /// locks. Throws what exiv2 throws.
+    static void readMetadata(Exiv2::Image& image);
 
     /// Logs the warning "%3 caught exception with errorCode=%1 msg=%2" with the error's code and
     /// message and the place. Silent for data of an image type that exiv2 does not know.

@@ -1,25 +1,18 @@
 #include "RKImageLoader/files/RKBinaryFile_p.h"
-#include "RKImageLoader/files/RKCTime.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
-#include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2WrapperImpl_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
-#include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
 
 #include "RKCore/RKRational.h"
 #include "RKCore/RKRegularExpression.h"
 
 #include <QBuffer>
-#include <QCoreApplication>
 #include <QDebug>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QReadLocker>
 #include <QSet>
 #include <QWriteLocker>
@@ -31,8 +24,6 @@
 #include <limits>
 
 namespace {
-
-using RKExiv2Compat::errorNumber;
 
 constexpr int kHighestRating = 5;
 // What Windows shows as one to five stars (System.Rating).
@@ -77,36 +68,8 @@ QString withoutMarker(const QString& text, const RKRegularExpression& marker)
     return rest != text && rest.trimmed().isEmpty() ? QString() : rest;
 }
 
-/// A mutex for the saves to one file, so that no two mix; shared with some other files.
-QMutex* savingMutex(const QString& path)
-{
-    static std::array<QMutex, 31> mutexes;
-    const QString canonical = QFileInfo(path).canonicalFilePath();
-    return &mutexes[qHash(canonical.isEmpty() ? path : canonical) % mutexes.size()];
-}
-
-/// The bytes of a file of a type that exiv2 knows.
-QByteArray readImageFile(const QString& path)
-{
-    const std::string nativePath = path.toStdString();
-    if (RKBinaryFile::mayBlock(QFileInfo(path)))
-        throw Exiv2::Error(
-            Exiv2::ErrorCode::kerDataSourceOpenFailed, nativePath, "not a regular file");
-    if (!RKExiv2Compat::openFile(nativePath))
-        throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        throw Exiv2::Error(Exiv2::ErrorCode::kerDataSourceOpenFailed,
-            nativePath,
-            file.errorString().toStdString());
-    }
-    QByteArray bytes = file.readAll();
-    if (bytes.size() != file.size())
-        throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
-    return bytes;
-}
-
-QByteArray contentOf(const Exiv2::Image& image, size_t atMost = std::numeric_limits<size_t>::max())
+/// The first bytes of an image.
+QByteArray startOf(const Exiv2::Image& image, size_t atMost)
 {
     Exiv2::BasicIo& io = image.io();
     io.open();
@@ -138,7 +101,7 @@ bool hasPictureBrand(const Exiv2::Image& image)
     constexpr qsizetype kMajorBrand = 8;
     constexpr size_t kLongestList = 512;
 
-    const QByteArray start = contentOf(image, kLongestList);
+    const QByteArray start = startOf(image, kLongestList);
     const QByteArray type = start.mid(4, kBrandSize);
     if (type == "JXL ")
         return true;
@@ -161,92 +124,12 @@ bool isReadable(const Exiv2::Image& image)
     return !RKExiv2Compat::isBmff(image) || hasPictureBrand(image);
 }
 
-bool canEncode(const Exiv2::XmpData& data)
-{
-    std::string packet;
-    return RKExiv2Library::valueOr(
-        false, [&] { return Exiv2::XmpParser::encode(packet, data) == 0; });
-}
-
-/// exiv2 writes an image whose XMP cannot be encoded as if nothing were wrong, and keeps the old
-/// packet: this throws instead.
-void makeSureXmpCanBeEncoded(const Exiv2::Image& image)
-{
-    const bool writesXmp
-        = (image.checkMode(Exiv2::mdXmp) & Exiv2::amWrite) != 0 && !image.writeXmpFromPacket();
-    if (!writesXmp || image.xmpData().empty() || canEncode(image.xmpData()))
-        return;
-    // The file may use prefixes of its own that only its packet declares.
-    Exiv2::XmpData scratch;
-    Exiv2::XmpParser::decode(scratch, image.xmpPacket());
-    if (!canEncode(image.xmpData()))
-        throw Exiv2::Error(Exiv2::ErrorCode::kerErrorMessage, "Failed to encode XMP metadata");
-}
-
-/// exiv2 can write one of the families into images of that type.
-bool isWritable(const Exiv2::Image& image)
-{
-    constexpr std::array kFamilies = {Exiv2::mdExif, Exiv2::mdIptc, Exiv2::mdXmp};
-    return std::any_of(kFamilies.begin(), kFamilies.end(), [&image](Exiv2::MetadataId family) {
-        return (image.checkMode(family) & Exiv2::amWrite) != 0;
-    });
-}
-
 QSize sizeOf(const Exiv2::Image& image)
 {
     return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
 }
 
-/// False where other files may be the reason: two that bind one prefix to different namespaces take
-/// it away from each other while they are read.
-bool hasReadBesideOthers(Exiv2::Image& image)
-{
-    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
-    const bool isRead = RKExiv2Library::valueOr(false, [&] {
-        image.readMetadata();
-        return true;
-    });
-    return isRead && (!image.xmpData().empty() || image.xmpPacket().empty());
-}
-
-/// Throws where the file cannot be written.
-void replaceFile(const QString& path, const QByteArray& content)
-{
-    const RKCTime created(path);
-    RKSafeFileWriter writer(path);
-    const RKSafeFileWriter::Result result = writer.write(content);
-    created.writeTo(path);
-
-    const std::string nativePath = path.toStdString();
-    const std::string reason = writer.errorString().toStdString();
-    switch (result) {
-    case RKSafeFileWriter::Result::Done: return;
-    case RKSafeFileWriter::Result::NotWritable:
-        throw Exiv2::Error(Exiv2::ErrorCode::kerFileOpenFailed, nativePath, "r+b", reason);
-    case RKSafeFileWriter::Result::Failed:
-        throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed, nativePath, reason);
-    }
-}
-
-QString describe(const QString& what, const Exiv2::Error& error)
-{
-    return what + QStringLiteral(" with errorCode=") + QString::number(errorNumber(error))
-        + QStringLiteral(" msg=") + QString::fromUtf8(error.what());
-}
-
-QString ofImage(const QString& path)
-{
-    return QStringLiteral(" image=") + path;
-}
-
-void warn(const QString& text)
-{
-    qWarning().noquote() << text;
-}
-
 } // namespace
-
-QRecursiveMutex RKExiv2WrapperImpl::ourTiffMutex;
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl()
 {
@@ -315,21 +198,12 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
 
 RKExiv2WrapperImpl::~RKExiv2WrapperImpl() = default;
 
-void RKExiv2WrapperImpl::readMetadata(Exiv2::Image& image)
-{
-    const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? &ourTiffMutex : nullptr);
-    if (hasReadBesideOthers(image))
-        return;
-    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
-    image.readMetadata();
-}
-
 void RKExiv2WrapperImpl::readFromExiv2(RKExiv2ImagePtr& image)
 {
     const QWriteLocker locker(&m_lock);
     if (!image || !isReadable(*image))
         return;
-    readMetadata(*image);
+    RKExiv2Library::readMetadata(*image);
     m_size = sizeOf(*image);
     // Bitmaps whose rows are stored from the bottom up have a negative height.
     if (m_size.height() < 0 && m_size.width() >= 1)
@@ -724,167 +598,20 @@ QStringList RKExiv2WrapperImpl::debugOutput() const
     return m_exifData.debugOutput() + m_xmpData.debugOutput();
 }
 
-/// Merges the held data into an opened image in memory and sets the target's content to the new
-/// file. False where nothing was written.
-bool RKExiv2WrapperImpl::writeIntoImage(
-    RKExiv2ImagePtr& image, bool destructively, Target* target) const
+RKMetaDataSaver RKExiv2WrapperImpl::saver() const
 {
-    if (!image)
-        return false;
-    const QWriteLocker locker(&m_lock);
-    const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(*image) ? &ourTiffMutex : nullptr);
-    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
-    if (destructively) {
-        clearMetaData(image, target->name);
-        target->content = contentOf(*image);
-    }
-    image->readMetadata();
-    target->size = sizeOf(*image);
-    const RKImageFamilies before = RKImageFamilies::of(*image);
-    if (!mergeTo(image))
-        return false;
-
-    try {
-        if (RKExiv2Compat::isSidecar(*image))
-            before.addChangesToXmp(*image);
-        m_xmpData.editPacketOf(*image);
-        RKExiv2Library::refreshNamespaces();
-        makeSureXmpCanBeEncoded(*image);
-        if (RKExiv2Compat::isSidecar(*image) && image->writeXmpFromPacket()) {
-            if (image->xmpData().empty())
-                throw Exiv2::Error(Exiv2::ErrorCode::kerInvalidXMP);
-            target->content = QByteArray::fromStdString(image->xmpPacket());
-            return true;
-        }
-        RKImageFileUpdate update(target->content, before, RKImageFamilies::of(*image));
-        // exiv2 writes no packet as it is into this format, but none.
-        if (RKExiv2Compat::isPhotoshop(*image))
-            image->writeXmpFromPacket(false);
-        if (m_iccDataChanged)
-            update.setIccProfile(m_iccData.asByteArray());
-        if (RKExiv2Compat::isTiffBased(*image)) {
-            if (const auto edited = update.editedTiff()) {
-                target->content = *edited;
-                return true;
-            }
-        }
-        image->writeMetadata();
-        const auto updated = update.updated(contentOf(*image));
-        if (!updated)
-            throw Exiv2::Error(Exiv2::ErrorCode::kerImageWriteFailed);
-        target->content = *updated;
-    } catch (const Exiv2::Error& error) {
-        warn(describe(QStringLiteral("Caught exception"), error) + ofImage(target->name));
-        cleanUpExivError(target->name);
-        return false;
-    } catch (...) {
-        // Kept: true. The content has to pass the checks of what was written.
-        warn(QStringLiteral("Caught unknown exception") + ofImage(target->name));
-    }
-    return true;
-}
-
-bool RKExiv2WrapperImpl::mergeTo(RKExiv2ImagePtr& image) const
-{
-    const bool takesExif = m_exifData.mergeTo(image);
-    const bool takesIptc = m_iptcData.mergeTo(image);
-    const bool takesXmp = m_xmpData.mergeTo(image);
-    if (m_iccDataChanged && !m_iccData.isEmpty())
-        RKExiv2Compat::setIccProfile(*image, m_iccData.asByteArray());
-    return takesExif || takesIptc || takesXmp;
-}
-
-void RKExiv2WrapperImpl::clearMetaData(RKExiv2ImagePtr& image, const QString& target) const
-{
-    try {
-        image->clearMetadata();
-        image->writeMetadata();
-    } catch (const Exiv2::Error& error) {
-        warn(describe(QStringLiteral("Writing destructively: caught exception"), error)
-            + ofImage(target));
-        cleanUpExivError(target);
-    }
-}
-
-/// Removes what older versions of exiv2 leave behind when they cannot write a file.
-void RKExiv2WrapperImpl::cleanUpExivError(const QString& path) const
-{
-    // A buffer has no path; a file named like one must not be touched.
-    if (QFileInfo(path).isRelative())
-        return;
-    const QString temporary = path + QString::number(QCoreApplication::applicationPid());
-    if (QFile::exists(temporary))
-        QFile::remove(temporary);
-}
-
-/// Merges the held data into the target's content. False where the format takes none of them;
-/// throws where the result is not the same picture.
-bool RKExiv2WrapperImpl::writeInto(Target* target) const
-{
-    // A copy that is not shared: writing changes the bytes of TIFF-based images in place.
-    const QByteArray twin(target->content.constData(), target->content.size());
-    RKExiv2ImagePtr image = RKExiv2Compat::openMemory(twin);
-    if (!isWritable(*image) || !writeIntoImage(image, false, target))
-        return false;
-
-    constexpr auto kFailed = Exiv2::ErrorCode::kerImageWriteFailed;
-    if (target->content.isEmpty())
-        throw Exiv2::Error(kFailed);
-    const RKExiv2ImagePtr written = RKExiv2Compat::openMemory(target->content);
-    readMetadata(*written);
-    if (written->imageType() != image->imageType() || sizeOf(*written) != target->size)
-        throw Exiv2::Error(kFailed);
-    // exiv2 has no place for most data in this format, and says nothing.
-    if (RKExiv2Compat::isCrw(*image) && !RKImageFamilies::of(*written).hasSameExif(*image))
-        throw Exiv2::Error(kFailed);
-    return true;
+    return RKMetaDataSaver(
+        {m_exifData, m_iptcData, m_xmpData, m_iccDataChanged ? m_iccData : RKExiv2IccData()});
 }
 
 bool RKExiv2WrapperImpl::save(const QFileInfo& file) const
 {
-    const QString path = QDir::toNativeSeparators(file.absoluteFilePath());
     const QWriteLocker locker(&m_lock);
-    const QMutexLocker savingLocker(savingMutex(path));
-    try {
-        Target target{path, readImageFile(path), {}};
-        if (!writeInto(&target))
-            return false;
-        replaceFile(path, target.content);
-        return true;
-    } catch (const Exiv2::Error& error) {
-        warn(describe(QStringLiteral("caught exception"), error) + ofImage(path));
-        // Kept: an image type that exiv2 does not know counts as saved.
-        return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
-    } catch (const std::exception& error) {
-        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what())
-            + ofImage(path));
-    } catch (...) {
-        warn(QStringLiteral("caught unknown exception") + ofImage(path));
-    }
-    return false;
+    return saver().save(file);
 }
 
 bool RKExiv2WrapperImpl::save(QBuffer* buffer) const
 {
-    if (!buffer)
-        return false;
     const QWriteLocker locker(&m_lock);
-    try {
-        Target target{QStringLiteral("QBuffer"), buffer->data(), {}};
-        const bool isWritten = writeInto(&target);
-        // An open buffer ignores new data.
-        buffer->close();
-        if (isWritten)
-            buffer->setData(target.content);
-        return isWritten;
-    } catch (const Exiv2::Error& error) {
-        warn(describe(QStringLiteral("caught exception"), error));
-        // Kept: see above.
-        return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
-    } catch (const std::exception& error) {
-        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what()));
-    } catch (...) {
-        warn(QStringLiteral("caught unknown exception"));
-    }
-    return false;
+    return saver().save(buffer);
 }

@@ -7,6 +7,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2IccData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
+#include "RKImageLoader/metadata/saving/RKMetaDataSaver_p.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
 
@@ -15,7 +16,6 @@
 #include <QHash>
 #include <QImage>
 #include <QReadWriteLock>
-#include <QRecursiveMutex>
 #include <QSharedData>
 #include <QSize>
 #include <QString>
@@ -97,12 +97,6 @@ public:
     bool save(QBuffer* buffer) const;
 
 private:
-    // Guards exiv2's TIFF reader, which must not run twice at once. The own lock may be taken
-    // before it, and RKExiv2Library::xmpLock() after it.
-    static QRecursiveMutex ourTiffMutex;
-
-    /// For images that the calling thread does not write.
-    static void readMetadata(Exiv2::Image& image);
     void readFromExiv2(RKExiv2ImagePtr& image);
     void useOrientationOfContainer(QIODevice* file);
     void correctWeirdImageSizes(QIODevice* file);
@@ -110,21 +104,7 @@ private:
     void setRotation(int orientation);
     QString readKey(const QString& key) const;
 
-    /// What is written.
-    struct Target
-    {
-        // For messages.
-        QString name;
-        QByteArray content;
-        // Of the picture, as it was before.
-        QSize size;
-    };
-
-    bool writeIntoImage(RKExiv2ImagePtr& image, bool destructively, Target* target) const;
-    bool mergeTo(RKExiv2ImagePtr& image) const;
-    void clearMetaData(RKExiv2ImagePtr& image, const QString& target) const;
-    void cleanUpExivError(const QString& path) const;
-    bool writeInto(Target* target) const;
+    RKMetaDataSaver saver() const;
 
     void describeError(const QString& where, const Exiv2::Error& error) const;
 
