@@ -1,6 +1,5 @@
 #include "RKImageLoader/color/RKLcms_p.h"
-
-#include <QtEndian>
+#include "RKImageLoader/files/RKByteReader_p.h"
 
 #include <lcms2_plugin.h>
 
@@ -9,31 +8,23 @@
 namespace {
 
 // ICC.1:2022, 7.2 and 7.3: the header, the number of tags, and signature, offset and size of each.
-constexpr qsizetype kHeaderSize = 128;
-constexpr qsizetype kCountSize = 4;
-constexpr qsizetype kEntrySize = 12;
-
-quint32 numberAt(const QByteArray& bytes, qsizetype offset)
-{
-    return qFromBigEndian<quint32>(bytes.constData() + offset);
-}
+constexpr quint64 kHeaderSize = 128;
+constexpr quint64 kSignatureSize = 4;
 
 /// The engine would leave out a tag that lies outside, and convert by what is left.
 bool holdsAllItsTags(const QByteArray& bytes)
 {
-    if (bytes.size() < kHeaderSize + kCountSize)
-        return false;
-    const qsizetype count = numberAt(bytes, kHeaderSize);
-    if (count > (bytes.size() - kHeaderSize - kCountSize) / kEntrySize)
-        return false;
-    for (qsizetype i = 0; i < count; ++i) {
-        const qsizetype entry = kHeaderSize + kCountSize + i * kEntrySize;
-        const qsizetype end
-            = qsizetype(numberAt(bytes, entry + 4)) + qsizetype(numberAt(bytes, entry + 8));
-        if (end > bytes.size())
+    RKByteReader tags(bytes);
+    tags.take(kHeaderSize);
+    const auto count = tags.number<quint32>();
+    for (quint32 i = 0; i < count && tags.isGood(); ++i) {
+        tags.take(kSignatureSize);
+        const auto offset = tags.number<quint32>();
+        const auto size = tags.number<quint32>();
+        if (qint64(offset) + size > tags.size())
             return false;
     }
-    return true;
+    return tags.isGood();
 }
 
 /// Whether the colorants of a profile without tables span a space. Damaged ones make one colour of

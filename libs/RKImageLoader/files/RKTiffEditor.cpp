@@ -1,10 +1,10 @@
 #include "RKImageLoader/files/RKTiffEditor_p.h"
+#include "RKImageLoader/files/RKTiffTags_p.h"
 
 #include <QSet>
 #include <QtEndian>
 
 #include <algorithm>
-#include <array>
 #include <limits>
 
 namespace {
@@ -19,28 +19,12 @@ constexpr quint32 kNumberInEntry = 4;
 constexpr quint32 kFieldInEntry = 8;
 constexpr quint32 kFieldSize = 4;
 constexpr quint32 kNextSize = 4;
-constexpr qsizetype kMostEntries = std::numeric_limits<quint16>::max();
+constexpr qsizetype kMaxEntries = std::numeric_limits<quint16>::max();
 
-constexpr quint16 kLong = 4;
-constexpr quint16 kDirectoryType = 13;
-
-constexpr quint16 kSubDirectories = 0x014a;
-constexpr quint16 kJpegPlace = 0x0201;
-constexpr quint16 kJpegSize = 0x0202;
-constexpr quint16 kPhotoPointer = 0x8769;
-constexpr quint16 kGpsPointer = 0x8825;
-constexpr quint16 kInteroperabilityPointer = 0xa005;
-
-constexpr quint64 kLargestSize = std::numeric_limits<quint32>::max();
+constexpr quint64 kMaxSize = std::numeric_limits<quint32>::max();
 
 // A file with more is none that anybody has made on purpose.
-constexpr qsizetype kMostDirectories = 10000;
-
-quint32 sizeOfType(quint16 type)
-{
-    static constexpr std::array<quint8, 14> kSizes = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
-    return type < kSizes.size() ? kSizes[type] : 0;
-}
+constexpr qsizetype kMaxDirectories = 10000;
 
 /// TIFF, and the raw files of Olympus.
 bool isKnownMagic(quint16 magic)
@@ -50,8 +34,8 @@ bool isKnownMagic(quint16 magic)
 
 bool isPointer(quint16 tag)
 {
-    return tag == kSubDirectories || tag == kPhotoPointer || tag == kGpsPointer
-        || tag == kInteroperabilityPointer;
+    return tag == RKTiffTag::kSubDirectories || tag == RKTiffTag::kExifDirectory
+        || tag == RKTiffTag::kGpsDirectory || tag == RKTiffTag::kInteroperabilityDirectory;
 }
 
 } // namespace
@@ -153,7 +137,7 @@ QList<RKTiffEditor::Entry> RKTiffEditor::entriesOf(quint32 directory) const
 /// structure.
 std::optional<RKTiffEditor::Range> RKTiffEditor::valueRange(const Entry& entry) const
 {
-    const quint64 size = quint64(entry.count) * sizeOfType(entry.tag.type);
+    const quint64 size = quint64(entry.count) * RKTiffType::sizeOf(entry.tag.type);
     const quint64 start = numberIn(entry.field);
     if (size <= kFieldSize || start + size > static_cast<quint64>(m_bytes.size()))
         return {};
@@ -163,7 +147,7 @@ std::optional<RKTiffEditor::Range> RKTiffEditor::valueRange(const Entry& entry) 
 /// The places of directories that an entry holds.
 QList<quint32> RKTiffEditor::placesIn(const Entry& entry) const
 {
-    if (entry.tag.type != kLong && entry.tag.type != kDirectoryType)
+    if (entry.tag.type != RKTiffType::kLong && entry.tag.type != RKTiffType::kDirectory)
         return {};
     if (entry.count == 1)
         return {numberIn(entry.field)};
@@ -182,7 +166,7 @@ QList<quint32> RKTiffEditor::directories() const
     QList<quint32> found;
     QSet<quint32> known;
     QList<quint32> open{read32(kFirstDirectoryPointer)};
-    while (!open.isEmpty() && found.size() < kMostDirectories) {
+    while (!open.isEmpty() && found.size() < kMaxDirectories) {
         const quint32 directory = open.takeLast();
         if (!hasDirectoryAt(directory) || known.contains(directory))
             continue;
@@ -237,10 +221,10 @@ std::optional<RKTiffEditor::Place> RKTiffEditor::find(Directory directory) const
     const Place image{read32(kFirstDirectoryPointer), kFirstDirectoryPointer};
     switch (directory) {
     case Directory::Image: return image;
-    case Directory::Photo: return findSubdirectory(image, kPhotoPointer);
-    case Directory::GpsInfo: return findSubdirectory(image, kGpsPointer);
+    case Directory::Photo: return findSubdirectory(image, RKTiffTag::kExifDirectory);
+    case Directory::GpsInfo: return findSubdirectory(image, RKTiffTag::kGpsDirectory);
     case Directory::Interoperability:
-        return findSubdirectory(find(Directory::Photo), kInteroperabilityPointer);
+        return findSubdirectory(find(Directory::Photo), RKTiffTag::kInteroperabilityDirectory);
     }
     return {};
 }
@@ -270,7 +254,7 @@ std::optional<RKTiffEditor::Tag> RKTiffEditor::tag(quint16 number) const
         if (entry.tag.number != number)
             continue;
         Tag found = entry.tag;
-        const quint64 size = quint64(entry.count) * sizeOfType(found.type);
+        const quint64 size = quint64(entry.count) * RKTiffType::sizeOf(found.type);
         if (const auto range = valueRange(entry)) {
             found.value
                 = m_bytes.mid(static_cast<qsizetype>(range->start), static_cast<qsizetype>(size));
@@ -286,7 +270,7 @@ std::optional<RKTiffEditor::Tag> RKTiffEditor::tag(quint16 number) const
 std::optional<quint32> RKTiffEditor::append(const QByteArray& bytes)
 {
     const quint64 place = (static_cast<quint64>(m_bytes.size()) + 1) / 2 * 2;
-    if (place + static_cast<quint64>(bytes.size()) > kLargestSize)
+    if (place + static_cast<quint64>(bytes.size()) > kMaxSize)
         return {};
     m_bytes.resize(static_cast<qsizetype>(place), '\0');
     m_bytes.append(bytes);
@@ -309,7 +293,7 @@ std::optional<quint32> RKTiffEditor::put(
         const auto start = static_cast<qsizetype>(old->start);
         const auto size = static_cast<quint64>(bytes.size());
         const bool mayGrow
-            = old->end == static_cast<quint64>(m_bytes.size()) && old->start + size <= kLargestSize;
+            = old->end == static_cast<quint64>(m_bytes.size()) && old->start + size <= kMaxSize;
         if (mayGrow || size <= old->end - old->start) {
             m_bytes.replace(start, qMin(bytes.size(), m_bytes.size() - start), bytes);
             return static_cast<quint32>(start);
@@ -327,11 +311,16 @@ bool RKTiffEditor::create(Directory directory)
     switch (directory) {
     case Directory::Image: return false;
     case Directory::Photo:
-        return change(Directory::Image, {{kPhotoPointer, kLong, bytesOf(*place)}}, {});
+        return change(Directory::Image,
+            {{RKTiffTag::kExifDirectory, RKTiffType::kLong, bytesOf(*place)}},
+            {});
     case Directory::GpsInfo:
-        return change(Directory::Image, {{kGpsPointer, kLong, bytesOf(*place)}}, {});
+        return change(
+            Directory::Image, {{RKTiffTag::kGpsDirectory, RKTiffType::kLong, bytesOf(*place)}}, {});
     case Directory::Interoperability:
-        return change(Directory::Photo, {{kInteroperabilityPointer, kLong, bytesOf(*place)}}, {});
+        return change(Directory::Photo,
+            {{RKTiffTag::kInteroperabilityDirectory, RKTiffType::kLong, bytesOf(*place)}},
+            {});
     }
     return false;
 }
@@ -372,7 +361,7 @@ bool RKTiffEditor::change(Directory directory, const QList<Tag>& set, const QLis
             return giveUp();
     }
     for (const Tag& tag : set) {
-        const quint32 size = sizeOfType(tag.type);
+        const quint32 size = RKTiffType::sizeOf(tag.type);
         if (size == 0 || tag.value.size() % size != 0 || isAmbiguous(tag.number))
             return giveUp();
         auto at = std::find_if(entries.begin(), entries.end(), [&tag](const Entry& entry) {
@@ -408,7 +397,7 @@ std::optional<quint32> RKTiffEditor::makeRoom(
 /// that its entries bring with them.
 bool RKTiffEditor::rewrite(const Place& place, QList<Entry> entries, quint32 next)
 {
-    if (entries.size() > kMostEntries)
+    if (entries.size() > kMaxEntries)
         return false;
     const QList<Range> used = usedRanges();
     const QList<Entry> old = place.directory != 0 ? entriesOf(place.directory) : QList<Entry>();
@@ -459,14 +448,15 @@ bool RKTiffEditor::setThumbnail(const QList<Tag>& tags, const QByteArray& jpeg)
     bool isDone = place.has_value();
     if (isDone) {
         QList<Tag> all = tags;
-        all.append({kJpegPlace, kLong, bytesOf(*place)});
-        all.append({kJpegSize, kLong, bytesOf(static_cast<quint32>(jpeg.size()))});
+        all.append({RKTiffTag::kJpegOffset, RKTiffType::kLong, bytesOf(*place)});
+        all.append(
+            {RKTiffTag::kJpegSize, RKTiffType::kLong, bytesOf(static_cast<quint32>(jpeg.size()))});
         std::sort(all.begin(), all.end(), [](const Tag& left, const Tag& right) {
             return left.number < right.number;
         });
         QList<Entry> entries;
         for (const Tag& tag : all) {
-            const quint32 size = sizeOfType(tag.type);
+            const quint32 size = RKTiffType::sizeOf(tag.type);
             isDone = isDone && size != 0;
             entries.append(
                 {tag, size == 0 ? 0 : static_cast<quint32>(tag.value.size() / size), QByteArray()});

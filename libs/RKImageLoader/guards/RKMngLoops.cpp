@@ -1,7 +1,7 @@
+#include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKMngLoops_p.h"
 
 #include <QByteArrayView>
-#include <QtEndian>
 
 #include <algorithm>
 
@@ -26,7 +26,7 @@ QByteArray RKMngLoops::removed(const QByteArray& data)
     result.reserve(data.size());
     QByteArrayView rest = QByteArrayView(data).sliced(kSignatureSize);
     while (rest.size() >= kChunkFrame) {
-        const qint64 length = qFromBigEndian<quint32>(rest.data());
+        const qint64 length = RKByteReader(rest).number<quint32>();
         const qsizetype size = std::min<qint64>(kChunkFrame + length, rest.size());
         const QByteArrayView type = rest.sliced(4, 4);
         if (type != "LOOP" && type != "ENDL")

@@ -1,7 +1,7 @@
+#include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 
 #include <QByteArrayView>
-#include <QtEndian>
 
 #include <algorithm>
 #include <array>
@@ -38,50 +38,6 @@ bool isMeasured(const QSize& size)
     return size.width() >= 0 && size.height() >= 0;
 }
 
-// Reads integers from bytes; what lies outside them is absent.
-class Bytes
-{
-public:
-    explicit Bytes(QByteArrayView data)
-        : m_data(data)
-    {
-    }
-
-    qint64 size() const
-    {
-        return m_data.size();
-    }
-
-    QByteArrayView from(qint64 offset) const
-    {
-        return offset <= size() ? m_data.sliced(offset) : QByteArrayView();
-    }
-
-    bool has(QByteArrayView text, qint64 offset = 0) const
-    {
-        return from(offset).startsWith(text);
-    }
-
-    template <typename T>
-    std::optional<T> littleEndian(qint64 offset) const
-    {
-        if (offset > size() - qint64(sizeof(T)))
-            return {};
-        return qFromLittleEndian<T>(m_data.data() + offset);
-    }
-
-    template <typename T>
-    std::optional<T> bigEndian(qint64 offset) const
-    {
-        if (offset > size() - qint64(sizeof(T)))
-            return {};
-        return qFromBigEndian<T>(m_data.data() + offset);
-    }
-
-private:
-    QByteArrayView m_data;
-};
-
 // A picture of up to `small` pixels, or of no more than its bytes can hold.
 bool isBelow(qint64 pixels, qint64 small, qint64 bytes, qint64 pixelsPerByte)
 {
@@ -97,13 +53,13 @@ bool isWithinLimit(qint64 width, qint64 height)
 }
 
 // ISO/IEC 15948 (PNG), 11.2.2 IHDR.
-bool canHoldPng(const Bytes& bytes)
+bool canHoldPng(const RKByteReader& bytes)
 {
     constexpr std::array<qint64, 7> kChannels{1, 0, 3, 1, 2, 0, 4}; // by colour type
-    const qint64 width = bytes.bigEndian<quint32>(16).value_or(0);
-    const qint64 height = bytes.bigEndian<quint32>(20).value_or(0);
-    const qint64 depth = bytes.bigEndian<quint8>(24).value_or(0);
-    const size_t colorType = bytes.bigEndian<quint8>(25).value_or(0);
+    const qint64 width = bytes.numberAt<quint32>(16).value_or(0);
+    const qint64 height = bytes.numberAt<quint32>(20).value_or(0);
+    const qint64 depth = bytes.numberAt<quint8>(24).value_or(0);
+    const size_t colorType = bytes.numberAt<quint8>(25).value_or(0);
     if (!isWithinLimit(width, height))
         return false;
     // Interlaced pictures hold as many bytes and some more.
@@ -117,7 +73,7 @@ qint64 jpegScans(QByteArrayView data)
 {
     constexpr uchar kStartOfScan = 0xda;
     constexpr uchar kEndOfImage = 0xd9;
-    const Bytes bytes(data);
+    const RKByteReader bytes(data);
     qint64 scans = 0;
     qint64 position = 2;
     while (position < bytes.size()) {
@@ -126,7 +82,7 @@ qint64 jpegScans(QByteArrayView data)
         if (!found)
             break;
         position = static_cast<const char*>(found) - data.data() + 1;
-        const auto marker = bytes.bigEndian<quint8>(position);
+        const auto marker = bytes.numberAt<quint8>(position);
         if (!marker || *marker == kEndOfImage)
             break;
         // Stuffed bytes, fill bytes and restart markers have no segment.
@@ -134,22 +90,22 @@ qint64 jpegScans(QByteArrayView data)
             continue;
         if (*marker == kStartOfScan)
             ++scans;
-        position += 1 + bytes.bigEndian<quint16>(position + 1).value_or(0);
+        position += 1 + bytes.numberAt<quint16>(position + 1).value_or(0);
     }
     return scans;
 }
 
 bool hasArithmeticCoding(QByteArrayView data)
 {
-    const Bytes bytes(data);
+    const RKByteReader bytes(data);
     qint64 position = 2;
-    while (const auto marker = bytes.bigEndian<quint16>(position)) {
+    while (const auto marker = bytes.numberAt<quint16>(position)) {
         if (*marker >= 0xffc9 && *marker <= 0xffcb)
             return true;
         const bool isFrame = *marker >= 0xffc0 && *marker <= 0xffc3;
         if (isFrame || *marker < 0xff00 || *marker == 0xffda)
             return false;
-        position += 2 + bytes.bigEndian<quint16>(position + 2).value_or(0);
+        position += 2 + bytes.numberAt<quint16>(position + 2).value_or(0);
     }
     return false;
 }
@@ -169,9 +125,14 @@ bool canHoldJpeg(QByteArrayView data, const QSize& size)
     return count / perByte <= data.size();
 }
 
+RKByteReader littleEndian(QByteArrayView bytes)
+{
+    return RKByteReader(bytes, QSysInfo::LittleEndian);
+}
+
 // The header of a bitmap: width, height, depth and compression (Windows GDI, BITMAPINFOHEADER and
 // BITMAPCOREHEADER). In icons the height counts the mask too.
-bool canHoldBitmap(const Bytes& bytes, qint64 header, int heightDivisor)
+bool canHoldBitmap(const RKByteReader& bytes, qint64 header, int heightDivisor)
 {
     constexpr quint32 kCoreHeaderSize = 12;
     constexpr quint32 kRle8 = 1;
@@ -181,16 +142,16 @@ bool canHoldBitmap(const Bytes& bytes, qint64 header, int heightDivisor)
     qint64 height = 0;
     qint64 depth = 0;
     quint32 compression = 0;
-    if (bytes.littleEndian<quint32>(header) == kCoreHeaderSize) {
-        width = bytes.littleEndian<quint16>(header + 4).value_or(0);
-        height = bytes.littleEndian<quint16>(header + 6).value_or(0);
-        depth = bytes.littleEndian<quint16>(header + 10).value_or(0);
+    if (bytes.numberAt<quint32>(header) == kCoreHeaderSize) {
+        width = bytes.numberAt<quint16>(header + 4).value_or(0);
+        height = bytes.numberAt<quint16>(header + 6).value_or(0);
+        depth = bytes.numberAt<quint16>(header + 10).value_or(0);
     } else {
-        width = bytes.littleEndian<qint32>(header + 4).value_or(0);
+        width = bytes.numberAt<qint32>(header + 4).value_or(0);
         // Negative for rows from top to bottom.
-        height = std::abs(qint64(bytes.littleEndian<qint32>(header + 8).value_or(0)));
-        depth = bytes.littleEndian<quint16>(header + 14).value_or(0);
-        compression = bytes.littleEndian<quint32>(header + 16).value_or(0);
+        height = std::abs(qint64(bytes.numberAt<qint32>(header + 8).value_or(0)));
+        depth = bytes.numberAt<quint16>(header + 14).value_or(0);
+        compression = bytes.numberAt<quint32>(header + 16).value_or(0);
     }
     height /= heightDivisor;
     if (!isWithinLimit(width, height))
@@ -210,41 +171,42 @@ bool canHoldIcon(const QByteArray& data)
 {
     constexpr qint64 kDirectorySize = 6;
     constexpr qint64 kEntrySize = 16;
-    const Bytes bytes(data);
-    const int count = bytes.littleEndian<quint16>(4).value_or(0);
+    const RKByteReader bytes = littleEndian(data);
+    const int count = bytes.numberAt<quint16>(4).value_or(0);
     for (int i = 0; i < count; ++i) {
-        const auto offset = bytes.littleEndian<quint32>(kDirectorySize + i * kEntrySize + 12);
+        const auto offset = bytes.numberAt<quint32>(kDirectorySize + i * kEntrySize + 12);
         if (!offset)
             break;
         const QByteArrayView picture = bytes.from(*offset);
         const bool isPng = picture.startsWith("\x89PNG");
-        if (isPng ? !canHoldPng(Bytes(picture)) : !canHoldBitmap(Bytes(picture), 0, 2))
+        if (isPng ? !canHoldPng(RKByteReader(picture))
+                  : !canHoldBitmap(littleEndian(picture), 0, 2))
             return false;
     }
     return true;
 }
 
 // Netpbm's manual: the smallest text or binary form of a pixel in each of the six kinds.
-bool canHoldPortableMap(const Bytes& bytes, const QSize& size)
+bool canHoldPortableMap(const RKByteReader& bytes, const QSize& size)
 {
     constexpr std::array<qint64, 6> kBits{8, 16, 48, 1, 8, 24};
-    const int kind = bytes.bigEndian<quint8>(1).value_or('1') - '1';
+    const int kind = bytes.numberAt<quint8>(1).value_or('1') - '1';
     const qint64 line = (size.width() * kBits[size_t(kind)] + 7) / 8;
     return line * size.height() <= bytes.size();
 }
 
 // The largest of the six factors of a MAGN chunk's content (MNG 1.0, 4.3.5).
-qint64 magnification(const Bytes& bytes, qint64 content, qint64 length)
+qint64 magnification(const RKByteReader& bytes, qint64 content, qint64 length)
 {
     qint64 largest = 1;
     for (qint64 factor = 5; factor + 2 <= std::min<qint64>(length, 17); factor += 2)
-        largest = std::max<qint64>(largest, bytes.bigEndian<quint16>(content + factor).value_or(1));
+        largest = std::max<qint64>(largest, bytes.numberAt<quint16>(content + factor).value_or(1));
     return largest;
 }
 
 // MNG 1.0: adds up the canvas and the pictures, whose chunks start with their size, their copies
 // and the room that magnified ones take.
-bool canHoldMng(const Bytes& bytes)
+bool canHoldMng(const RKByteReader& bytes)
 {
     constexpr qint64 kSignatureSize = 8;
     constexpr qint64 kChunkFrame = 12; // length, type and checksum
@@ -253,12 +215,12 @@ bool canHoldMng(const Bytes& bytes)
     qint64 position = kSignatureSize;
     qint64 largest = 0;
     qint64 total = 0;
-    while (const auto length = bytes.bigEndian<quint32>(position)) {
+    while (const auto length = bytes.numberAt<quint32>(position)) {
         const qint64 content = position + 8;
         const auto isType = [&](const char* type) { return bytes.has(type, position + 4); };
         if (std::any_of(kWithSize.begin(), kWithSize.end(), isType)) {
-            const qint64 width = bytes.bigEndian<quint32>(content).value_or(0);
-            const qint64 height = bytes.bigEndian<quint32>(content + 4).value_or(0);
+            const qint64 width = bytes.numberAt<quint32>(content).value_or(0);
+            const qint64 height = bytes.numberAt<quint32>(content + 4).value_or(0);
             if (!isWithinLimit(width, height))
                 return false;
             largest = std::max(largest, width * height);
@@ -277,29 +239,29 @@ bool canHoldMng(const Bytes& bytes)
 }
 
 // The canvas that the frames are drawn on (GIF89a, 18); they may be smaller.
-QSize gifScreen(const Bytes& bytes)
+QSize gifScreen(const RKByteReader& bytes)
 {
-    return {bytes.littleEndian<quint16>(6).value_or(0), bytes.littleEndian<quint16>(8).value_or(0)};
+    return {bytes.numberAt<quint16>(6).value_or(0), bytes.numberAt<quint16>(8).value_or(0)};
 }
 
 } // namespace
 
 bool RKPictureHeaderCheck::canHold(const QByteArray& data, const QSize& size)
 {
-    const Bytes bytes(data);
+    const RKByteReader bytes(data);
 
     // These are read from the header alone: the decoder may have measured something else.
     if (bytes.has("\x89PNG"))
         return canHoldPng(bytes);
     if (bytes.has("BM"))
-        return canHoldBitmap(bytes, 14, 1);
+        return canHoldBitmap(littleEndian(data), 14, 1);
     if (bytes.has(QByteArrayView("\0\0\1\0", 4)) || bytes.has(QByteArrayView("\0\0\2\0", 4)))
         return canHoldIcon(data);
     if (bytes.has("\x8aMNG"))
         return canHoldMng(bytes);
 
     const bool isGif = bytes.has("GIF8");
-    const QSize real = isGif ? size.expandedTo(gifScreen(bytes)) : size;
+    const QSize real = isGif ? size.expandedTo(gifScreen(littleEndian(data))) : size;
     if (!isMeasured(real))
         return true;
     if (!isWithinLimit(real.width(), real.height()))

@@ -1,9 +1,9 @@
+#include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 
 #include <QDebug>
 #include <QLocale>
-#include <QtEndian>
 
 #include <algorithm>
 #include <array>
@@ -421,13 +421,10 @@ QString RKExiv2ExifData::readWindowsText(const char* key) const
 {
     return read(m_exifData, key, QString(), [](const Exiv2::Exifdatum& datum) {
         const QByteArray bytes = bytesOf(datum);
+        RKByteReader units(bytes, QSysInfo::LittleEndian);
         QString text;
-        for (qsizetype i = 0; i + 1 < bytes.size(); i += 2) {
-            const auto unit = qFromLittleEndian<quint16>(bytes.constData() + i);
-            if (unit == 0)
-                break;
+        while (const auto unit = units.number<quint16>())
             text.append(QChar(unit));
-        }
         return text;
     });
 }

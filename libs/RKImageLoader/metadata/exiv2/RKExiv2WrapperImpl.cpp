@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -16,7 +17,6 @@
 #include <QReadLocker>
 #include <QSet>
 #include <QWriteLocker>
-#include <QtEndian>
 
 #include <algorithm>
 #include <array>
@@ -97,19 +97,20 @@ bool hasPictureBrand(const Exiv2::Image& image)
         "avis",
         "crx ",
         "jxl "};
-    constexpr qsizetype kBrandSize = 4;
-    constexpr qsizetype kMajorBrand = 8;
-    constexpr size_t kLongestList = 512;
+    constexpr quint64 kBrandSize = 4;
+    constexpr size_t kMaxList = 512;
 
-    const QByteArray start = startOf(image, kLongestList);
-    const QByteArray type = start.mid(4, kBrandSize);
+    const QByteArray start = startOf(image, kMaxList);
+    RKByteReader box(start);
+    const auto size = box.number<quint32>();
+    const QByteArrayView type = box.take(kBrandSize);
     if (type == "JXL ")
         return true;
     if (type != "ftyp")
         return false;
-    const qsizetype end = qMin<qsizetype>(qFromBigEndian<quint32>(start.constData()), start.size());
-    for (qsizetype at = kMajorBrand; at + kBrandSize <= end; at += kBrandSize) {
-        if (brands.contains(start.mid(at, kBrandSize)))
+    // The major brand, its version, and the brands that the file is compatible with.
+    while (box.position() + qint64(kBrandSize) <= size && box.isGood()) {
+        if (brands.contains(box.take(kBrandSize).toByteArray()))
             return true;
     }
     return false;

@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKImageFileParts_p.h"
+#include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
 
@@ -12,17 +13,6 @@ using Directory = RKTiffEditor::Directory;
 using Tag = RKTiffEditor::Tag;
 
 namespace {
-
-constexpr quint16 kXmpTag = 0x02bc;
-constexpr quint16 kIptcTag = 0x83bb;
-constexpr quint16 kPhotoshopTag = 0x8649;
-constexpr quint16 kJpegPlace = 0x0201;
-constexpr quint16 kJpegSize = 0x0202;
-constexpr quint16 kIccTag = 0x8773;
-
-constexpr quint16 kByte = 1;
-constexpr quint16 kUndefined = 7;
-constexpr quint16 kLastTiffType = 12;
 
 struct Group
 {
@@ -42,15 +32,14 @@ constexpr char kThumbnailGroup[] = "Thumbnail";
 bool isStructural(const Exiv2::Exifdatum& datum)
 {
     switch (datum.tag()) {
-    case 0x014a: // Further directories.
-    case kXmpTag:
-    case kIptcTag:
-    case kPhotoshopTag:
-    case 0x8769: // Exif.
-    case 0x8825: // GPS.
-        return datum.groupName() == "Image";
-    case 0xa005: // Interoperability.
-    case 0x927c: // The maker note, of which exiv2 lists the contents.
+    case RKTiffTag::kSubDirectories:
+    case RKTiffTag::kXmp:
+    case RKTiffTag::kIptc:
+    case RKTiffTag::kPhotoshop:
+    case RKTiffTag::kExifDirectory:
+    case RKTiffTag::kGpsDirectory: return datum.groupName() == "Image";
+    case RKTiffTag::kInteroperabilityDirectory:
+    case RKTiffTag::kMakerNote: // exiv2 lists its contents.
         return datum.groupName() == "Photo";
     default: return false;
     }
@@ -143,7 +132,7 @@ Datums datumsOf(const Exiv2::ExifData& data, const char* group)
 std::optional<Tag> tagOf(const Exiv2::Exifdatum& datum, bool isLittleEndian)
 {
     const auto type = datum.typeId();
-    if (type < kByte || type > kLastTiffType)
+    if (type < RKTiffType::kByte || type > RKTiffType::kDouble)
         return {};
     return Tag{datum.tag(),
         static_cast<quint16>(type),
@@ -280,7 +269,7 @@ bool RKImageFileUpdate::editThumbnail(RKTiffEditor& editor) const
         const auto tag = tagOf(*datums.front(), editor.isLittleEndian());
         if (!tag || datums.size() > 1)
             return false;
-        if (number != kJpegPlace && number != kJpegSize)
+        if (number != RKTiffTag::kJpegOffset && number != RKTiffTag::kJpegSize)
             tags.append(*tag);
     }
     const QByteArray jpeg = thumbnailOf(m_after.exif);
@@ -300,39 +289,40 @@ bool RKImageFileUpdate::editXmp(RKTiffEditor& editor, std::string* packet) const
 {
     packet->clear();
     if (m_after.xmp.empty())
-        return editor.change(Directory::Image, {}, {kXmpTag});
+        return editor.change(Directory::Image, {}, {RKTiffTag::kXmp});
     constexpr auto kFlags = static_cast<uint16_t>(
         Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::omitAllFormatting);
     *packet = m_after.xmpPacket;
     if (packet->empty() && Exiv2::XmpParser::encode(*packet, m_after.xmp, kFlags) != 0)
         return false;
-    const Tag old = editor.tag(kXmpTag).value_or(Tag());
+    const Tag old = editor.tag(RKTiffTag::kXmp).value_or(Tag());
     // Blanks before its end let a packet keep its place (ISO 16684-1, 7.3.2).
     const auto oldSize = static_cast<size_t>(old.value.size());
     const size_t end = packet->rfind("<?xpacket end");
     if (packet->size() < oldSize && end != std::string::npos)
         packet->insert(end, oldSize - packet->size(), ' ');
-    const quint16 type = old.type == kUndefined ? kUndefined : kByte;
+    const quint16 type
+        = old.type == RKTiffType::kUndefined ? RKTiffType::kUndefined : RKTiffType::kByte;
     const QByteArray value(packet->data(), static_cast<qsizetype>(packet->size()));
-    return editor.change(Directory::Image, {{kXmpTag, type, value}}, {});
+    return editor.change(Directory::Image, {{RKTiffTag::kXmp, type, value}}, {});
 }
 
 bool RKImageFileUpdate::editIptc(RKTiffEditor& editor) const
 {
     // Photoshop's resources have a copy, which some programs read instead.
-    const auto resources = editor.tag(kPhotoshopTag);
+    const auto resources = editor.tag(RKTiffTag::kPhotoshop);
     QList<Tag> set;
     if (resources) {
         const Exiv2::DataBuf changed = Exiv2::Photoshop::setIptcIrb(
             reinterpret_cast<const Exiv2::byte*>(resources->value.constData()),
             resources->value.size(),
             m_after.iptc);
-        set.append({kPhotoshopTag, resources->type, RKExiv2Compat::toByteArray(changed)});
+        set.append({RKTiffTag::kPhotoshop, resources->type, RKExiv2Compat::toByteArray(changed)});
     }
     if (m_after.iptc.empty())
-        return editor.change(Directory::Image, set, {kIptcTag});
+        return editor.change(Directory::Image, set, {RKTiffTag::kIptc});
     const QByteArray value = RKExiv2Compat::toByteArray(Exiv2::IptcParser::encode(m_after.iptc));
-    set.prepend({kIptcTag, kUndefined, value});
+    set.prepend({RKTiffTag::kIptc, RKTiffType::kUndefined, value});
     return editor.change(Directory::Image, set, {});
 }
 
@@ -343,7 +333,9 @@ std::optional<QByteArray> RKImageFileUpdate::editedTiff() const
         if (!editExif(editor) || (m_hasIptcChanged && !editIptc(editor)))
             return {};
         if (!m_iccProfile.isEmpty()
-            && !editor.change(Directory::Image, {{kIccTag, kUndefined, m_iccProfile}}, {}))
+            && !editor.change(Directory::Image,
+                {{RKTiffTag::kIccProfile, RKTiffType::kUndefined, m_iccProfile}},
+                {}))
             return {};
         // Last, so that a longer packet can take the place of the one before at the file's end.
         std::string packet;
