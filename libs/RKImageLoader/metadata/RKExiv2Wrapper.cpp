@@ -29,6 +29,12 @@ RKExiv2Wrapper::RKExiv2Wrapper(const QByteArray& data)
 {
 }
 
+RKExiv2Wrapper::RKExiv2Wrapper(const QFileInfo& file, const QByteArray& data)
+    : RKExiv2Wrapper(data)
+{
+    m_impl->setSource(file);
+}
+
 RKExiv2Wrapper::RKExiv2Wrapper(const RKExiv2Wrapper& other) = default;
 RKExiv2Wrapper::RKExiv2Wrapper(RKExiv2Wrapper&& other) noexcept = default;
 RKExiv2Wrapper& RKExiv2Wrapper::operator=(const RKExiv2Wrapper& other) = default;

@@ -43,6 +43,8 @@ public:
 
     /// Reads an image file's bytes.
     explicit RKExiv2Wrapper(const QByteArray& data);
+    /// Reads the bytes that the caller has read from a file.
+    RKExiv2Wrapper(const QFileInfo& file, const QByteArray& data);
 
     RKExiv2Wrapper(const RKExiv2Wrapper& other);
     RKExiv2Wrapper(RKExiv2Wrapper&& other) noexcept;

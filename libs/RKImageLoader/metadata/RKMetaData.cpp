@@ -19,8 +19,8 @@ RKMetaData::RKMetaData(const QFileInfo& file)
 {
 }
 
-RKMetaData::RKMetaData(const QFileInfo&, const QByteArray& bytes)
-    : m_impl(new RKMetaDataImpl(RKExiv2Wrapper(bytes)))
+RKMetaData::RKMetaData(const QFileInfo& file, const QByteArray& bytes)
+    : m_impl(new RKMetaDataImpl(RKExiv2Wrapper(file, bytes)))
 {
 }
 

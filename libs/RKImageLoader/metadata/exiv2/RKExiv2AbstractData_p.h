@@ -5,6 +5,9 @@
 
 #include <QString>
 
+#include <set>
+#include <string>
+
 /// One family of an image's metadata: Exif, IPTC or XMP, held apart from the image it came from.
 ///
 /// Not thread-safe; RKExiv2WrapperImpl locks.
@@ -28,6 +31,24 @@ public:
     void describeError(const QString& where, const Exiv2::Error& error) const;
 
 protected:
+    /// Most of the keys that were read are still in the target. Otherwise its file has been
+    /// replaced by a picture that was encoded anew, and has to get everything.
+    template <typename Data>
+    static bool hasMostOf(
+        const Data& held, const std::set<std::string>& changedKeys, const Data& target)
+    {
+        std::set<std::string> keysOfTarget;
+        for (const auto& datum : target)
+            keysOfTarget.insert(datum.key());
+        qsizetype present = 0;
+        qsizetype missing = 0;
+        for (const auto& datum : held) {
+            if (changedKeys.count(datum.key()) == 0)
+                ++(keysOfTarget.count(datum.key()) != 0 ? present : missing);
+        }
+        return present >= missing;
+    }
+
     RKExiv2AbstractData();
     RKExiv2AbstractData(const RKExiv2AbstractData&) = default;
     RKExiv2AbstractData& operator=(const RKExiv2AbstractData&) = default;

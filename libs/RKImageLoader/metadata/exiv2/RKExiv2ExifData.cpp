@@ -202,7 +202,7 @@ void eraseIf(Exiv2::ExifData& data, Predicate predicate)
         it = predicate(*it) ? data.erase(it) : std::next(it);
 }
 
-void merge(Exiv2::ExifData& target, const std::vector<const Exiv2::Exifdatum*>& source)
+void mergeData(Exiv2::ExifData& target, const std::vector<const Exiv2::Exifdatum*>& source)
 {
     struct Places
     {
@@ -324,6 +324,7 @@ QList<int> recordOf(const Exiv2::ExifData& data, const char* key)
 /// stays until the new one is complete.
 template <typename ChooseType>
 void store(Exiv2::ExifData& data,
+    std::set<std::string>& changedKeys,
     const QString& where,
     const char* key,
     const QString& value,
@@ -338,6 +339,7 @@ void store(Exiv2::ExifData& data,
             datum->setValue(parsed.get());
         else
             data.add(exifKey, parsed.get());
+        changedKeys.insert(exifKey.key());
         return true;
     });
 }
@@ -355,13 +357,11 @@ RKExiv2ExifData::RKExiv2ExifData(const RKExiv2ImagePtr& image)
 
 RKExiv2ExifData::~RKExiv2ExifData() = default;
 
-bool RKExiv2ExifData::mergeTo(RKExiv2ImagePtr& image) const
+template <typename IsMerged>
+void RKExiv2ExifData::merge(Exiv2::Image& image, IsMerged isMerged) const
 {
-    if (!canWriteTo(image))
-        return false;
-
-    Exiv2::ExifData& target = image->exifData();
-    const bool isTiffBased = RKExiv2Compat::isTiffBased(*image);
+    Exiv2::ExifData& target = image.exifData();
+    const bool isTiffBased = RKExiv2Compat::isTiffBased(image);
     const bool mayReplaceThumbnail = !isTiffBased || !hasThumbnailDirectory(target)
         || (m_thumbnailChanged && !secondDirectoryIsPage(target));
     const auto mayChange = [&](const Exiv2::Exifdatum& datum) {
@@ -377,13 +377,36 @@ bool RKExiv2ExifData::mergeTo(RKExiv2ImagePtr& image) const
 
     std::vector<const Exiv2::Exifdatum*> source;
     for (const Exiv2::Exifdatum& datum : m_exifData) {
-        if (mayChange(datum))
+        if (mayChange(datum) && isMerged(datum))
             source.push_back(&datum);
     }
-    merge(target, source);
+    mergeData(target, source);
+}
 
-    if (!isTiffBased && !RKExiv2Compat::isCrw(*image))
-        makeSureExifDataIsLessThan64k(target);
+bool RKExiv2ExifData::mergeTo(RKExiv2ImagePtr& image) const
+{
+    if (!canWriteTo(image))
+        return false;
+    merge(*image, [](const Exiv2::Exifdatum&) { return true; });
+    if (!RKExiv2Compat::isTiffBased(*image) && !RKExiv2Compat::isCrw(*image))
+        makeSureExifDataIsLessThan64k(image->exifData());
+    return true;
+}
+
+bool RKExiv2ExifData::mergeChangesTo(RKExiv2ImagePtr& image) const
+{
+    if (!canWriteTo(image))
+        return false;
+    if (!hasMostOf(m_exifData, m_changedKeys, image->exifData()))
+        return mergeTo(image);
+    for (const std::string& key : m_changedKeys) {
+        const auto hasKey = [&key](const Exiv2::Exifdatum& datum) { return datum.key() == key; };
+        if (std::none_of(m_exifData.begin(), m_exifData.end(), hasKey))
+            eraseIf(image->exifData(), hasKey);
+    }
+    merge(*image, [this](const Exiv2::Exifdatum& datum) {
+        return isInThumbnail(datum) ? m_thumbnailChanged : m_changedKeys.count(datum.key()) != 0;
+    });
     return true;
 }
 
@@ -397,7 +420,7 @@ void RKExiv2ExifData::mergeInto(Exiv2::ExifData& target) const
     std::vector<const Exiv2::Exifdatum*> source;
     for (const Exiv2::Exifdatum& datum : m_exifData)
         source.push_back(&datum);
-    merge(target, source);
+    mergeData(target, source);
 }
 
 void RKExiv2ExifData::clear()
@@ -634,6 +657,7 @@ quint32 RKExiv2ExifData::exifDataSize(const Exiv2::ExifData& data) const
 void RKExiv2ExifData::setString(const char* key, const QString& value)
 {
     store(m_exifData,
+        m_changedKeys,
         QStringLiteral("void RKExiv2ExifData::setString(const char *, const QString &)"),
         key,
         value,
@@ -674,6 +698,7 @@ void RKExiv2ExifData::setIntList(const char* key, const QList<int>& values)
     for (const int value : values)
         texts.append(QString::number(value));
     store(m_exifData,
+        m_changedKeys,
         QStringLiteral("void RKExiv2ExifData::setIntList(const char *, const QList<int> &)"),
         key,
         texts.join(QLatin1Char(' ')),
@@ -686,6 +711,7 @@ void RKExiv2ExifData::setRational(const char* key, const RKRational& value)
     const QString text = QString::number(value.numerator()) + QLatin1Char('/')
         + QString::number(value.denominator());
     store(m_exifData,
+        m_changedKeys,
         QStringLiteral("void RKExiv2ExifData::setRational(const char *, const RKRational &)"),
         key,
         text,
@@ -769,9 +795,12 @@ void RKExiv2ExifData::clearAllColorProfileData()
 
 void RKExiv2ExifData::removeKey(const char* key)
 {
-    if (const auto datum = findKey(key); datum != m_exifData.end())
-        eraseIf(
-            m_exifData, [name = datum->key()](const auto& other) { return other.key() == name; });
+    const auto datum = findKey(key);
+    if (datum == m_exifData.end())
+        return;
+    const std::string name = datum->key();
+    m_changedKeys.insert(name);
+    eraseIf(m_exifData, [&name](const auto& other) { return other.key() == name; });
 }
 
 void RKExiv2ExifData::makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const

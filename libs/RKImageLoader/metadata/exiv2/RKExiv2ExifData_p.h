@@ -17,6 +17,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,9 @@ public:
     /// the data until they fit into a JPEG segment, except in formats that have no segments. The
     /// pictures of a TIFF-based image keep the tags that describe their pixels.
     bool mergeTo(RKExiv2ImagePtr& image) const override;
+    /// The same for nothing but what has been set and removed since the data were read; without
+    /// shortening them.
+    bool mergeChangesTo(RKExiv2ImagePtr& image) const;
     Exiv2::MetadataId supportedMetaData() const override;
 
     /// Adds the data to others, the n-th datum of a key for the n-th one there.
@@ -110,6 +114,8 @@ public:
     void removeKey(const char* key);
 
 private:
+    template <typename IsMerged>
+    void merge(Exiv2::Image& image, IsMerged isMerged) const;
     RKFacePositions facesFujifilm(const QSize& imageSize) const;
     RKFacePositions facesCanon() const;
     void makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const;
@@ -121,4 +127,6 @@ private:
     bool m_thumbnailChanged = false;
     // Keys to be removed from the target, too.
     std::vector<std::string> m_removedKeys;
+    // Keys that have been set or removed since the data were read.
+    std::set<std::string> m_changedKeys;
 };

@@ -107,6 +107,7 @@ bool RKExiv2IptcData::store(const char* key, const QString& value)
     if (parsed->read(value.toStdString()) != 0)
         return false;
     const std::string text = iptcKey.key();
+    m_changedKeys.insert(text);
     const auto first = find(m_data, text);
     if (first == m_data.end())
         return m_data.add(iptcKey, parsed.get()) == 0;
@@ -179,7 +180,27 @@ bool RKExiv2IptcData::mergeTo(RKExiv2ImagePtr& image) const
     return true;
 }
 
+bool RKExiv2IptcData::mergeChangesTo(RKExiv2ImagePtr& image) const
+{
+    if (!canWriteTo(image))
+        return false;
+    Exiv2::IptcData& target = image->iptcData();
+    if (!hasMostOf(m_data, m_changedKeys, target))
+        return mergeTo(image);
+    for (const std::string& key : m_changedKeys)
+        removeFrom(target, target.begin(), key);
+    if (!m_changedKeys.empty())
+        merge(target, [this](const std::string& key) { return m_changedKeys.count(key) != 0; });
+    return true;
+}
+
 void RKExiv2IptcData::mergeInto(Exiv2::IptcData& target) const
+{
+    merge(target, [](const std::string&) { return true; });
+}
+
+template <typename IsMerged>
+void RKExiv2IptcData::merge(Exiv2::IptcData& target, IsMerged isMerged) const
 {
     // The mark is for all texts, so that those of the side without it have to follow.
     const bool isMarked = isMarkedAsUtf8(m_data);
@@ -189,6 +210,8 @@ void RKExiv2IptcData::mergeInto(Exiv2::IptcData& target) const
 
     std::set<std::string> held;
     for (Exiv2::Iptcdatum datum : m_data) {
+        if (!isMerged(datum.key()))
+            continue;
         if (isTargetMarked && !isMarked)
             makeUtf8(&datum);
         // The first one of a key makes room for all.

@@ -7,6 +7,9 @@
 #include <QHash>
 #include <QString>
 
+#include <set>
+#include <string>
+
 /// The IPTC data sets of one image (IPTC-NAA Information Interchange Model 4.2).
 ///
 /// Keys are exiv2's, such as "Iptc.Application2.Caption", in UTF-8. A missing key gives an empty
@@ -47,6 +50,8 @@ public:
     QHash<QString, QString> allData() const;
 
     bool mergeTo(RKExiv2ImagePtr& image) const override;
+    /// The same for nothing but the keys that have been set since the data were read.
+    bool mergeChangesTo(RKExiv2ImagePtr& image) const;
     /// Replaces all data sets of the keys that are held here.
     void mergeInto(Exiv2::IptcData& target) const;
     void clear();
@@ -54,6 +59,10 @@ public:
 private:
     bool store(const char* key, const QString& value);
     void markCharacterSet();
+    template <typename IsMerged>
+    void merge(Exiv2::IptcData& target, IsMerged isMerged) const;
 
     Exiv2::IptcData m_data;
+    // Keys that have been set since the data were read.
+    std::set<std::string> m_changedKeys;
 };

@@ -140,6 +140,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl()
 RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString& path)
     : RKExiv2WrapperImpl()
 {
+    setSource(QFileInfo(path));
     // A pipe would wait for somebody to write into it.
     if (RKBinaryFile::mayBlock(QFileInfo(path))) {
         qWarning() << "No Exif Data in this file:" << path;
@@ -191,6 +192,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
     m_iptcData = other.m_iptcData;
     m_xmpData = other.m_xmpData;
     m_iccData = other.m_iccData;
+    m_source = other.m_source;
     m_size = other.m_size;
     m_isTurnedByContainer = other.m_isTurnedByContainer;
     m_isPhotoshop = other.m_isPhotoshop;
@@ -258,6 +260,11 @@ void RKExiv2WrapperImpl::correctWeirdImageSizes(QIODevice* file)
 void RKExiv2WrapperImpl::describeError(const QString& where, const Exiv2::Error& error) const
 {
     RKExiv2Library::describeError(where, error);
+}
+
+void RKExiv2WrapperImpl::setSource(const QFileInfo& file)
+{
+    m_source = file.canonicalFilePath();
 }
 
 QString RKExiv2WrapperImpl::readKey(const QString& key) const
@@ -599,20 +606,25 @@ QStringList RKExiv2WrapperImpl::debugOutput() const
     return m_exifData.debugOutput() + m_xmpData.debugOutput();
 }
 
-RKMetaDataSaver RKExiv2WrapperImpl::saver() const
+RKMetaDataSaver RKExiv2WrapperImpl::saver(RKMetaDataSaver::Scope scope) const
 {
-    return RKMetaDataSaver(
-        {m_exifData, m_iptcData, m_xmpData, m_iccDataChanged ? m_iccData : RKExiv2IccData()});
+    return RKMetaDataSaver({m_exifData,
+        m_iptcData,
+        m_xmpData,
+        m_iccDataChanged ? m_iccData : RKExiv2IccData(),
+        scope});
 }
 
 bool RKExiv2WrapperImpl::save(const QFileInfo& file) const
 {
     const QWriteLocker locker(&m_lock);
-    return saver().save(file);
+    const bool isSource = !m_source.isEmpty() && file.canonicalFilePath() == m_source;
+    using Scope = RKMetaDataSaver::Scope;
+    return saver(isSource ? Scope::Changes : Scope::Everything).save(file);
 }
 
 bool RKExiv2WrapperImpl::save(QBuffer* buffer) const
 {
     const QWriteLocker locker(&m_lock);
-    return saver().save(buffer);
+    return saver(RKMetaDataSaver::Scope::Everything).save(buffer);
 }

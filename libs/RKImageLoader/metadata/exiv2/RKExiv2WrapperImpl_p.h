@@ -40,6 +40,9 @@ public:
     RKExiv2WrapperImpl& operator=(const RKExiv2WrapperImpl&) = delete;
     virtual ~RKExiv2WrapperImpl();
 
+    /// Names the file that the data were read from.
+    void setSource(const QFileInfo& file);
+
     QString read(const RKMetaDataField& field) const;
     void write(const RKMetaDataField& field, const QString& value);
 
@@ -104,7 +107,7 @@ private:
     void setRotation(int orientation);
     QString readKey(const QString& key) const;
 
-    RKMetaDataSaver saver() const;
+    RKMetaDataSaver saver(RKMetaDataSaver::Scope scope) const;
 
     void describeError(const QString& where, const Exiv2::Error& error) const;
 
@@ -112,6 +115,8 @@ private:
     RKExiv2IptcData m_iptcData;
     RKExiv2XmpData m_xmpData;
     RKExiv2IccData m_iccData;
+    // The file that was read, with symbolic links followed; empty for an image in memory.
+    QString m_source;
     // As stored in the file, before the orientation is applied.
     QSize m_size;
     // The container turns the picture, and the decoder has done so.

@@ -410,6 +410,7 @@ bool RKExiv2XmpData::store(const char* key, const Exiv2::Value& value)
     const Exiv2::XmpKey xmpKey(key);
     m_data = withoutProperty(m_data, xmpKey.key());
     m_changed = true;
+    m_changedKeys.insert(propertyKey(xmpKey.key()));
     return m_data.add(xmpKey, &value) == 0;
 }
 
@@ -516,6 +517,8 @@ bool RKExiv2XmpData::setXmpPacket(const std::string& packet)
             return false;
         }
     }
+    for (const std::string& key : differences(m_data, data))
+        m_changedKeys.insert(key);
     m_data = std::move(data);
     m_packet = std::move(text);
     m_changed = false;
@@ -593,27 +596,55 @@ QStringList RKExiv2XmpData::debugOutput() const
     return lines;
 }
 
+/// Gives the image's XMP the keys that are used here. False for a packet that cannot be decoded,
+/// which stays as it is.
+bool RKExiv2XmpData::prepareTarget(Exiv2::Image& image) const
+{
+    if (isUndecodable(image)) {
+        // exiv2 would write its empty data over the packet.
+        image.writeXmpFromPacket(true);
+        if (!m_data.empty())
+            qWarning() << "XMP data of the image cannot be decoded and are left as they are";
+        return false;
+    }
+    registerNamespaces();
+    std::string packet = packetOf(image);
+    const auto namespaces = RKXmpPacketParser::ownNamespaces(packet);
+    registerForeign(namespaces);
+    if (hasForeignKeys(image.xmpData(), namespaces))
+        decodeWithKnownPrefixes(&packet, &image.xmpData());
+    return true;
+}
+
+bool RKExiv2XmpData::mergeChangesTo(RKExiv2ImagePtr& image) const
+{
+    if (!canWriteTo(image))
+        return false;
+    if (!hasMostOf(m_data, m_changedKeys, image->xmpData()))
+        return mergeTo(image);
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    if (m_changedKeys.empty() || !prepareTarget(*image))
+        return true;
+    const auto isChanged
+        = [this](const std::string& key) { return m_changedKeys.count(propertyKey(key)) != 0; };
+    Exiv2::XmpData merged
+        = filtered(image->xmpData(), [&](const std::string& key) { return !isChanged(key); });
+    for (const Exiv2::Xmpdatum& datum : m_data) {
+        if (isChanged(datum.key()))
+            merged.add(datum);
+    }
+    image->xmpData() = merged;
+    return true;
+}
+
 bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
 {
     if (!canWriteTo(image))
         return false;
 
     const QWriteLocker locker(RKExiv2Library::xmpLock());
-    if (isUndecodable(*image)) {
-        // exiv2 would write its empty data over the packet.
-        image->writeXmpFromPacket(true);
-        if (!m_data.empty())
-            qWarning() << "XMP data of the image cannot be decoded and are left as they are";
+    if (!prepareTarget(*image))
         return true;
-    }
-    registerNamespaces();
-    std::string packet = packetOf(*image);
-    const auto namespaces = RKXmpPacketParser::ownNamespaces(packet);
-    registerForeign(namespaces);
-    if (hasForeignKeys(image->xmpData(), namespaces))
-        decodeWithKnownPrefixes(&packet, &image->xmpData());
-    if (RKXmpRegions::containsXmpData(m_data))
-        RKXmpRegions::stripRegions(image->xmpData());
     mergeInto(image->xmpData());
     makeSureXmpDataIsLessThan64k(image->xmpData());
     if (RKExiv2Compat::isJpegFamily(*image))
@@ -665,6 +696,7 @@ void RKExiv2XmpData::removeKey(const char* key)
         return;
     m_data = withoutProperty(m_data, key);
     m_changed = true;
+    m_changedKeys.insert(propertyKey(key));
 }
 
 void RKExiv2XmpData::clear()

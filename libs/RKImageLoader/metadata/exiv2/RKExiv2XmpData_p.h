@@ -9,6 +9,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <set>
 #include <string>
 
 class RKFacePositions;
@@ -97,6 +98,9 @@ public:
     ///
     /// An image whose XMP exiv2 cannot decode keeps it as it is and takes nothing; that is logged.
     bool mergeTo(RKExiv2ImagePtr& image) const override;
+    /// The same for nothing but the properties that have been set or removed since the data were
+    /// read; without removing any for their size.
+    bool mergeChangesTo(RKExiv2ImagePtr& image) const;
     /// After mergeTo(): has the image write its own packet in which only the properties have
     /// changed that differ now; all that exiv2 would drop or write differently stays. Where that
     /// does not work, or would not fit, exiv2 encodes the properties anew, which is logged. The
@@ -121,10 +125,13 @@ public:
 private:
     bool store(const char* key, const Exiv2::Value& value);
     void registerNamespaces() const;
+    bool prepareTarget(Exiv2::Image& image) const;
     void removeLargest(Exiv2::XmpData& data, size_t limit) const;
 
     Exiv2::XmpData m_data;
     std::string m_packet;
     /// Properties have changed since the packet was taken.
     bool m_changed = false;
+    /// The keys of the properties that have been set or removed since the data were read.
+    std::set<std::string> m_changedKeys;
 };

@@ -196,9 +196,13 @@ bool RKMetaDataSaver::writeIntoImage(RKExiv2ImagePtr& image, Target* target) con
 
 bool RKMetaDataSaver::mergeTo(RKExiv2ImagePtr& image) const
 {
-    const bool takesExif = m_held.exif.mergeTo(image);
-    const bool takesIptc = m_held.iptc.mergeTo(image);
-    const bool takesXmp = m_held.xmp.mergeTo(image);
+    const auto merge = [&](const auto& family) {
+        return m_held.scope == Scope::Changes ? family.mergeChangesTo(image)
+                                              : family.mergeTo(image);
+    };
+    const bool takesExif = merge(m_held.exif);
+    const bool takesIptc = merge(m_held.iptc);
+    const bool takesXmp = merge(m_held.xmp);
     if (!m_held.icc.isEmpty())
         RKExiv2Compat::setIccProfile(*image, m_held.icc.asByteArray());
     return takesExif || takesIptc || takesXmp;

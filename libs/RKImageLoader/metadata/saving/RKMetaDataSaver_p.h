@@ -20,6 +20,15 @@ class QFileInfo;
 class RKMetaDataSaver
 {
 public:
+    enum class Scope
+    {
+        /// All held data: for a file that they don't come from.
+        Everything,
+        /// What was set or removed since they were read from the file: what others have changed in
+        /// it meanwhile stays.
+        Changes
+    };
+
     struct Held
     {
         const RKExiv2ExifData& exif;
@@ -27,6 +36,7 @@ public:
         const RKExiv2XmpData& xmp;
         /// Empty to leave the target's own.
         RKExiv2IccData icc;
+        Scope scope;
     };
 
     /// The data must outlive the saver.

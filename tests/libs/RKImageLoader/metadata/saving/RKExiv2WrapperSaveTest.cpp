@@ -164,6 +164,32 @@ private Q_SLOTS:
         QCOMPARE(RKExiv2Wrapper(tiff).adobeRating(), kOldRating);
     }
 
+    void changesOfOthersStay()
+    {
+        const OpenDir dir;
+        const QString path = dir.filePath(QStringLiteral("file.jpg"));
+        write(path, ratedFile("JPG"));
+        const QFileInfo file(path);
+        RKExiv2Wrapper fromFile(file);
+        RKExiv2Wrapper fromBytes(file, read(path));
+        QVERIFY(rate(path, kNewRating));
+        fromFile.write(RKMetaDataField(Field::author), QStringLiteral("me"));
+        fromBytes.write(RKMetaDataField(Field::keywords), QStringLiteral("c"));
+        QVERIFY(fromFile.save(file));
+        QVERIFY(fromBytes.save(file));
+        const RKExiv2Wrapper after(file);
+        QCOMPARE(after.adobeRating(), kNewRating);
+        QCOMPARE(after.read(RKMetaDataField(Field::author)), QStringLiteral("me"));
+        QCOMPARE(after.read(RKMetaDataField(Field::keywords)), QStringLiteral("c"));
+
+        // A picture that was encoded anew in the meantime gets everything.
+        write(path, imageFile("JPG"));
+        QVERIFY(fromFile.save(file));
+        QCOMPARE(RKExiv2Wrapper(file).adobeRating(), kOldRating);
+        QCOMPARE(RKExiv2Wrapper(file).read(RKMetaDataField(Field::originalFilename)),
+            QStringLiteral("caption"));
+    }
+
     void removedDataLeaveTheFile()
     {
         const QSize size(200, 150);
