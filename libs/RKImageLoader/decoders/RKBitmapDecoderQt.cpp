@@ -4,6 +4,7 @@
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/guards/RKMngLoops_p.h"
@@ -69,10 +70,11 @@ bool turnsByAQuarter(const QImageReader& reader)
     return reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
 }
 
-// Has the reader scale while it decodes; false where it can't.
+// Has the reader scale while it decodes; false where it can't, or would do so wrongly.
 bool requestScaling(QImageReader& reader, const QSize& wanted)
 {
-    if (!reader.supportsOption(QImageIOHandler::ScaledSize) || !reader.size().isValid())
+    if (!reader.supportsOption(QImageIOHandler::ScaledSize) || !reader.size().isValid()
+        || !RKQtScaler::isScalable(reader.imageFormat()))
         return false;
     // Readers scale before they turn.
     const bool isTurned = reader.autoTransform() && turnsByAQuarter(reader);
@@ -177,7 +179,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
 
     // JPEG pictures have no gaps, and they are the ones that have to be fast.
     const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
-    const QImage image = RKImageAttributes::withoutMetaDataTexts(
+    QImage image = RKImageAttributes::withoutMetaDataTexts(
         readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage()));
     if (image.isNull()) {
         reportFailure(data, format);
@@ -186,7 +188,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();
     if (!wantedSize.isValid() || (isScaled && fits))
         return image;
-    return image.scaled(wantedSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    return RKQtScaler::scaled(std::move(image), wantedSize);
 }
 
 bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) const

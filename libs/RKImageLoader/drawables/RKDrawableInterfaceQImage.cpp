@@ -3,6 +3,7 @@
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKImageTester.h"
+#include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
@@ -65,7 +66,7 @@ QImage scaledKeepingProportions(
     if (!RKImageScaler::isFeasible(fitted))
         return {};
 
-    return image.scaled(size, Qt::KeepAspectRatio, transformation);
+    return RKQtScaler::scaled(image, size, Qt::KeepAspectRatio, transformation);
 }
 
 // QImage::pixel() divides by the alpha of a premultiplied image; the stored word has what was
@@ -122,7 +123,7 @@ QImage RKDrawableInterfaceQImage::imageScaledToHeight(int height) const
     if (!RKImageScaler::isFeasible(size))
         return {};
 
-    return m_image.scaledToHeight(height, Qt::SmoothTransformation);
+    return RKQtScaler::scaledToHeight(m_image, height);
 }
 
 QImage RKDrawableInterfaceQImage::image() const
@@ -156,7 +157,7 @@ bool RKDrawableInterfaceQImage::draw(QPainter* painter,
         return false;
 
     const QSize targetSize(RKRounding::toInt(target.width()), RKRounding::toInt(target.height()));
-    QImage result = scaleImage(part(m_image, source), targetSize, option);
+    QImage result = RKQtScaler::scalable(scaleImage(part(m_image, source), targetSize, option));
     if (result.format() == QImage::Format_ARGB32)
         result.convertTo(QImage::Format_ARGB32_Premultiplied);
     if (result.isNull()) {

@@ -4,6 +4,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
+#include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -13,6 +14,8 @@
 #include <QDebug>
 #include <QMutex>
 #include <QMutexLocker>
+
+#include <utility>
 
 namespace {
 
@@ -230,7 +233,7 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
     QImage thumbnail = metaData.thumbnail(option);
     locker.unlock();
     if (!thumbnail.isNull() && wanted.isValid())
-        thumbnail = thumbnail.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        thumbnail = RKQtScaler::scaled(std::move(thumbnail), wanted);
     // Decoders give camera raw pictures upright, so nobody turns them later.
     return mediaFormat(descriptor).isRaw()
         ? RKImageRotator::rotate(thumbnail, metaData.imageOrientation())

@@ -174,6 +174,30 @@ private Q_SLOTS:
         }
     }
 
+    // Palettes would be dithered, and 16 bits with alpha come out nearly transparent.
+    void everyDepthIsSmoothed()
+    {
+        QImage image(120, 80, QImage::Format_ARGB32);
+        for (int i = 0; i < 120 * 80; ++i)
+            image.setPixel(i % 120, i / 120, qRgba(i % 2 ? 255 : 0, 255, 0, i % 3 ? 0x80 : 0x50));
+        for (const QImage::Format format : {QImage::Format_Mono,
+                 QImage::Format_Indexed8,
+                 QImage::Format_Grayscale16,
+                 QImage::Format_RGBA64})
+        {
+            QImage stored = image.convertToFormat(format);
+            if (format == QImage::Format_Mono)
+                stored.setColorTable({0xff0000ff, 0x4000ff00});
+            const QImage scaled
+                = m_decoder.decode(RKTestPictures::encoded(stored, "png"), "png", {40, 40}, {});
+            stored.convertTo(QImage::Format_ARGB32_Premultiplied);
+            const QImage expected
+                = stored.scaled({40, 40}, Qt::KeepAspectRatio, Qt::SmoothTransformation)
+                      .convertToFormat(QImage::Format_ARGB32);
+            QVERIFY(RKTestPictures::difference(scaled, expected) <= 2);
+        }
+    }
+
     void jpegIsScaledWhileItIsDecoded()
     {
         const QByteArray data

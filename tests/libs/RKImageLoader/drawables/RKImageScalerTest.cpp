@@ -108,8 +108,6 @@ private Q_SLOTS:
             const QImage bicubic = PlainScaling::bicubic(argb, to);
             QVERIFY(isSameToTheBit(m_scaler.scaleImage(image, to, SCALING_BICUBIC), bicubic));
             QVERIFY(isSameToTheBit(m_scaler.scaleImage(image, to, SCALING_BILINEAR), bilinear));
-            QCOMPARE(m_scaler.scaleImage(image, to, SCALING_SMOOTH),
-                image.scaled(to, Qt::KeepAspectRatio, Qt::SmoothTransformation));
             QCOMPARE(m_scaler.scaleImage(image, to, SCALING_FAST),
                 image.scaled(to, Qt::KeepAspectRatio, Qt::FastTransformation));
             QVERIFY(m_scaler.scaleImage(image, to, SCALING_NONE).isNull());
