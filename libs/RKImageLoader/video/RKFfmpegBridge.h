@@ -4,19 +4,15 @@
 #include "RKImageLoader/video/RKFramesPerSecond.h"
 
 #include <QDateTime>
-#include <QDeadlineTimer>
 #include <QImage>
 #include <QSize>
 #include <QString>
 
-#include <limits>
 #include <memory>
 #include <mutex>
 
-struct AVCodecContext;
-struct AVFormatContext;
-struct AVFrame;
-struct AVPacket;
+class RKFfmpegFile;
+class RKFrameSeeker;
 struct AVRational;
 struct AVStream;
 
@@ -152,72 +148,8 @@ protected:
     mutable std::recursive_mutex m_mutex;
 
 private:
-    struct Deleter
-    {
-        void operator()(AVCodecContext* context) const;
-        void operator()(AVFormatContext* context) const;
-        void operator()(AVFrame* frame) const;
-        void operator()(AVPacket* packet) const;
-    };
-
-    template <typename T>
-    using Handle = std::unique_ptr<T, Deleter>;
-
-    static constexpr long long kNoTimestamp = std::numeric_limits<long long>::min();
-    static constexpr int kUnknownLength = -1;
-    static constexpr int kUnknownRotation = std::numeric_limits<int>::min();
-
-    bool openFormat();
-    bool openCodecContext();
-    bool allocateBuffers();
-    Handle<AVFrame> createAVFrameRGB(int width, int height) const;
-    void repairTimeBase();
-    void release();
-
-    double ticksPerFrame() const;
-    long long startTimestamp() const;
-    QString metaDataText(const char* key) const;
-    int displayMatrixRotation() const;
-
-    bool leadsSoonTo(long long timestamp) const;
-    bool seek(long long lowest, long long target, int flags);
-    bool isBeforeFirstFrame(long long timestamp) const;
-    bool seekFurtherBack(long long timestamp);
-    bool decodePacket(long long timestamp, bool* done, bool* gotImage);
-    void drain(long long timestamp, bool* done, bool* gotImage);
-    int receiveFrames(long long timestamp, bool* done, bool* gotImage);
-    bool isDecodable() const;
-    long long timeOfPacket() const;
-    long long timeOfFrame() const;
-    bool decodeCurrentImage();
-
     const QString m_path;
-    QDeadlineTimer m_openDeadline{QDeadlineTimer::Forever};
-    Handle<AVFormatContext> m_format;
-    Handle<AVCodecContext> m_codec;
-    Handle<AVFrame> m_frame;
-    Handle<AVFrame> m_frameRGB;
-    Handle<AVPacket> m_packet;
-    int m_streamIndex = -1;
-    bool m_isOpen = false;
-
-    // The timestamps of the last two frames decoded; they hold while m_lastFrameOkay does.
-    long long m_lower = kNoTimestamp;
-    long long m_upper = 0;
-    bool m_lastFrameOkay = false;
-    // From the frame before to the last one; 0 if there was none since the last seek.
-    long long m_lastDistance = 0;
-    // Of the last packet sent to the decoder since the last seek.
-    long long m_packetTime = kNoTimestamp;
-    // Whether the decoder was told that no packets follow; it takes none until it is flushed.
-    bool m_isDrained = false;
-    QImage m_image;
-
-    mutable int m_videoLengthMs = kUnknownLength;
-    mutable int m_rotation = kUnknownRotation;
-    mutable QSize m_sourceVideoSize;
-    mutable QSize m_effectiveVideoSize;
-    mutable QString m_cameraModel;
-    mutable QDateTime m_videoTaken;
-    mutable RKFramesPerSecond m_framesPerSecond;
+    // Both or neither.
+    std::shared_ptr<RKFfmpegFile> m_file;
+    std::unique_ptr<RKFrameSeeker> m_seeker;
 };

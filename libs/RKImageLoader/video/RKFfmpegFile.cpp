@@ -1,0 +1,358 @@
+#include "RKImageLoader/video/RKFfmpegFile_p.h"
+#include "RKImageLoader/video/RKFfmpegLog_p.h"
+
+#include "RKCore/RKRegularExpression.h"
+
+#include <QFileInfo>
+#include <QThread>
+
+extern "C" {
+#include <libavutil/avutil.h>
+#include <libavutil/display.h>
+}
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+using RKFfmpeg::toReal;
+
+namespace {
+
+const RKRegularExpression kDate(QStringLiteral("(\\d\\d\\d\\d-\\d\\d-\\d\\d)"));
+const RKRegularExpression kTimeWithSeconds(QStringLiteral("(\\d\\d:\\d\\d:\\d\\d)"));
+const RKRegularExpression kTime(QStringLiteral("(\\d\\d:\\d\\d)"));
+
+// What camcorders, phones and cameras write. Playlists and the like, which open other files, are
+// not among them.
+constexpr char kContainers[]
+    = "avi,mov,matroska,asf,mpeg,mpegts,mpegvideo,ogg,flv,h264,hevc,m4v,dv";
+// Bounds the reading of what claims to be a video, or lies on a slow drive.
+constexpr int kOpeningMs = 30000;
+// Each holds frames of its own.
+constexpr int kMaxDecoderThreads = 4;
+// 8K video has 33 million; 24 bits of these are 400 MB.
+constexpr qint64 kMaxCodedPixels = qint64(1) << 27;
+// 23.976, 29.97 and 59.94 frames per second.
+constexpr int kNtscDenominator = 1001;
+
+int hasExpired(void* deadline)
+{
+    return static_cast<const QDeadlineTimer*>(deadline)->hasExpired() ? 1 : 0;
+}
+
+int toInt(double number)
+{
+    return RKFfmpeg::toWhole<int>(
+        number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+}
+
+} // namespace
+
+void RKFfmpeg::Deleter::operator()(AVCodecContext* context) const
+{
+    avcodec_free_context(&context);
+}
+
+void RKFfmpeg::Deleter::operator()(AVFormatContext* context) const
+{
+    avformat_close_input(&context);
+}
+
+void RKFfmpeg::Deleter::operator()(AVFrame* frame) const
+{
+    av_frame_free(&frame);
+}
+
+void RKFfmpeg::Deleter::operator()(AVPacket* packet) const
+{
+    av_packet_free(&packet);
+}
+
+double RKFfmpeg::toReal(const AVRational& ratio)
+{
+    return ratio.den == 0 ? 0.0 : double(ratio.num) / ratio.den;
+}
+
+std::shared_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path)
+{
+    std::shared_ptr<RKFfmpegFile> file(new RKFfmpegFile(path));
+    if (!file->openFormat() || !file->openCodec())
+        return {};
+    file->repairTimeBase();
+    file->readFacts();
+    return file;
+}
+
+RKFfmpegFile::RKFfmpegFile(const QString& path)
+    : m_path(path)
+{
+}
+
+bool RKFfmpegFile::openFormat()
+{
+    // A named pipe would block for ever.
+    if (!QFileInfo(m_path).isFile())
+        return false;
+    AVFormatContext* context = avformat_alloc_context();
+    if (!context)
+        return false;
+    m_openDeadline.setRemainingTime(kOpeningMs);
+    context->interrupt_callback = {hasExpired, &m_openDeadline};
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    av_dict_set(&options, "format_whitelist", kContainers, 0);
+    const int opened
+        = avformat_open_input(&context, m_path.toUtf8().constData(), nullptr, &options);
+    av_dict_free(&options);
+    // A failure has freed the context and made it null.
+    m_format.reset(context);
+    const bool isOpen = opened >= 0 && avformat_find_stream_info(context, nullptr) >= 0;
+    m_openDeadline = QDeadlineTimer(QDeadlineTimer::Forever);
+    return isOpen;
+}
+
+bool RKFfmpegFile::openCodec()
+{
+    const int index = av_find_best_stream(m_format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (index < 0) {
+        log("unable to find stream");
+        return false;
+    }
+    const AVCodecParameters* parameters = m_format->streams[index]->codecpar;
+    const AVCodec* decoder = avcodec_find_decoder(parameters->codec_id);
+    if (!decoder) {
+        log("failed to find codec");
+        return false;
+    }
+    m_codec.reset(avcodec_alloc_context3(decoder));
+    if (!m_codec) {
+        log("failed to allocate codec context");
+        return false;
+    }
+    if (avcodec_parameters_to_context(m_codec.get(), parameters) < 0) {
+        log("failed to copy codec parameters to codec context");
+        return false;
+    }
+    m_codec->max_pixels = kMaxCodedPixels;
+    // Not libdav1d, whose threads keep the last frames for themselves in FFmpeg 5.
+    if (!(decoder->capabilities & AV_CODEC_CAP_OTHER_THREADS))
+        m_codec->thread_count = std::clamp(QThread::idealThreadCount(), 1, kMaxDecoderThreads);
+    // See RKFrameSeeker::isDecodable().
+    if (decoder->id == AV_CODEC_ID_H264)
+        m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
+    if (avcodec_open2(m_codec.get(), decoder, nullptr) < 0) {
+        log("failed to open codec");
+        return false;
+    }
+    m_streamIndex = index;
+    for (unsigned i = 0; i < m_format->nb_streams; ++i) {
+        if (int(i) != index)
+            m_format->streams[i]->discard = AVDISCARD_ALL;
+    }
+    return true;
+}
+
+void RKFfmpegFile::repairTimeBase()
+{
+    const AVRational repaired = repairedTimeBase(m_codec->time_base);
+    if (repaired.den == m_codec->time_base.den)
+        return;
+    m_codec->time_base = repaired;
+    log("adjusted time_base.den from 1 to 1000");
+}
+
+void RKFfmpegFile::readFacts()
+{
+    m_frameRate = stream()->r_frame_rate;
+    // An unknown duration is a number below 0.
+    m_lengthMs = int(std::clamp<qint64>(
+        m_format->duration / (AV_TIME_BASE / 1000), 0, std::numeric_limits<int>::max()));
+    m_rotation = displayMatrixRotation();
+    m_sourceSize = QSize(m_codec->width, m_codec->height);
+    m_sourceAspectRatio = m_codec->sample_aspect_ratio;
+    m_effectiveSize = sizeOfDisplay();
+    m_taken = parseDateTime(metaDataText("creation_time"));
+    m_cameraModel = metaDataText("com.apple.quicktime.model");
+    const QString android = metaDataText("com.android.version");
+    if (m_cameraModel.isEmpty() && !android.isEmpty())
+        m_cameraModel = QStringLiteral("Android ") + android;
+}
+
+/// An entry of the container's metadata; empty if missing.
+QString RKFfmpegFile::metaDataText(const char* key) const
+{
+    const AVDictionaryEntry* entry = av_dict_get(m_format->metadata, key, nullptr, 0);
+    return QString::fromUtf8(entry ? entry->value : "");
+}
+
+int RKFfmpegFile::displayMatrixRotation() const
+{
+    const uint8_t* data = nullptr;
+    size_t size = 0;
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 102)
+    const AVCodecParameters* parameters = stream()->codecpar;
+    const AVPacketSideData* sideData = av_packet_side_data_get(
+        parameters->coded_side_data, parameters->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
+    if (sideData) {
+        data = sideData->data;
+        size = sideData->size;
+    }
+#else
+    data = av_stream_get_side_data(stream(), AV_PKT_DATA_DISPLAYMATRIX, &size);
+#endif
+    std::array<int32_t, 9> matrix{};
+    if (!data || size < sizeof matrix)
+        return 0;
+    std::memcpy(matrix.data(), data, sizeof matrix);
+    // Counter-clockwise; no number for a singular matrix.
+    const double angle = av_display_rotation_get(matrix.data());
+    const double clockwise = -std::round(angle);
+    return toInt(clockwise - 360 * std::floor(clockwise / 360 + 0.0025));
+}
+
+QSize RKFfmpegFile::sizeOfDisplay() const
+{
+    QSize size = m_sourceSize;
+    const AVRational sample = m_sourceAspectRatio;
+    const AVRational display = displayAspectRatio();
+    const double sampleRatio = toReal(sample);
+    const double displayRatio = toReal(display);
+    // Kept: the display ratio contains the sample ratio, so that this is width * width / height,
+    // not the width of display. The order of the operations decides about the last pixel. See
+    // RKFfmpegBridgeTest::sizesFollowPixelsAndRotation.
+    if (sample.num >= 2 && sample.den >= 2 && display.num != 0 && displayRatio != sampleRatio)
+        size.setWidth(toInt(size.width() * displayRatio / sampleRatio));
+    return size;
+}
+
+const QString& RKFfmpegFile::path() const
+{
+    return m_path;
+}
+
+AVFormatContext& RKFfmpegFile::format()
+{
+    return *m_format;
+}
+
+AVCodecContext& RKFfmpegFile::codec()
+{
+    return *m_codec;
+}
+
+AVStream* RKFfmpegFile::stream() const
+{
+    return m_format->streams[m_streamIndex];
+}
+
+double RKFfmpegFile::ticksPerFrame() const
+{
+    AVRational rate = m_frameRate;
+    if (rate.den == kNtscDenominator)
+        rate.den = 1000;
+    const double framesPerTick = toReal(rate) * toReal(stream()->time_base);
+    return framesPerTick > 0.0 ? 1.0 / framesPerTick : 0.0;
+}
+
+double RKFfmpegFile::timeScale() const
+{
+    if (m_frameRate.den == kNtscDenominator)
+        log("adjusted r_frame_rate.den from 1001 to 1000");
+    return ticksPerFrame();
+}
+
+long long RKFfmpegFile::startTimestamp() const
+{
+    if (stream()->start_time == AV_NOPTS_VALUE)
+        return 0;
+    return std::clamp<long long>(stream()->start_time, -kMaxTicks, kMaxTicks);
+}
+
+RKFramesPerSecond RKFfmpegFile::framesPerSecond() const
+{
+    return toReal(m_frameRate);
+}
+
+int RKFfmpegFile::lengthMs() const
+{
+    return m_lengthMs;
+}
+
+int RKFfmpegFile::rotation() const
+{
+    return m_rotation;
+}
+
+QSize RKFfmpegFile::sourceSize() const
+{
+    return m_sourceSize;
+}
+
+QSize RKFfmpegFile::effectiveSize() const
+{
+    return m_effectiveSize;
+}
+
+AVRational RKFfmpegFile::sourceAspectRatio() const
+{
+    return m_sourceAspectRatio;
+}
+
+AVRational RKFfmpegFile::displayAspectRatio() const
+{
+    constexpr int64_t kMaxTerm = 0x100000;
+    AVRational display{0, 0};
+    av_reduce(&display.num,
+        &display.den,
+        int64_t(m_sourceSize.width()) * m_sourceAspectRatio.num,
+        int64_t(m_sourceSize.height()) * m_sourceAspectRatio.den,
+        kMaxTerm);
+    return display;
+}
+
+QDateTime RKFfmpegFile::taken() const
+{
+    return m_taken;
+}
+
+QString RKFfmpegFile::cameraModel() const
+{
+    return m_cameraModel;
+}
+
+QString RKFfmpegFile::codecName() const
+{
+    return QString::fromUtf8(m_codec->codec->name);
+}
+
+void RKFfmpegFile::log(const char* message) const
+{
+    RKFfmpegLog::write(m_path, QString::fromLatin1(message));
+}
+
+QDateTime RKFfmpegFile::parseDateTime(const QString& text)
+{
+    const QDate date
+        = QDate::fromString(kDate.match(text).captured(1), QStringLiteral("yyyy-MM-dd"));
+    if (!date.isValid())
+        return {};
+    QRegularExpressionMatch match = kTimeWithSeconds.match(text);
+    QString format = QStringLiteral("hh:mm:ss");
+    if (!match.hasMatch()) {
+        match = kTime.match(text);
+        format = QStringLiteral("hh:mm");
+    }
+    QDateTime dateTime = date.startOfDay();
+    const QTime time = QTime::fromString(match.captured(1), format);
+    if (time.isValid())
+        dateTime.setTime(time);
+    return dateTime;
+}
+
+AVRational RKFfmpegFile::repairedTimeBase(const AVRational& timeBase)
+{
+    const bool isBroken = timeBase.num >= 1001 && timeBase.den == 1;
+    return {timeBase.num, isBroken ? 1000 : timeBase.den};
+}

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "RKImageLoader/video/RKFramesPerSecond.h"
+
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QSize>
+#include <QString>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+#include <cmath>
+#include <memory>
+
+/// Owners of FFmpeg's objects.
+namespace RKFfmpeg {
+
+struct Deleter
+{
+    void operator()(AVCodecContext* context) const;
+    void operator()(AVFormatContext* context) const;
+    void operator()(AVFrame* frame) const;
+    void operator()(AVPacket* packet) const;
+};
+
+template <typename T>
+using Handle = std::unique_ptr<T, Deleter>;
+
+/// The numerator divided by the denominator; 0 for denominator 0.
+double toReal(const AVRational& ratio);
+
+/// The whole number, or the nearest one that there is; 0 for what is not a number.
+template <typename T>
+T toWhole(double number, T least, T greatest)
+{
+    if (std::isnan(number))
+        return 0;
+    if (number <= double(least))
+        return least;
+    return number >= double(greatest) ? greatest : T(number);
+}
+
+} // namespace RKFfmpeg
+
+/// An open video file: its container, its best video stream and the decoder of that stream, with
+/// the facts that were known when it was opened. What the facts mean stands at RKFfmpegBridge.
+///
+/// Immutable but for the container and the decoder, which one thread at a time may use.
+class RKFfmpegFile
+{
+public:
+    /// From the start, and of the start itself, so that their sum is a timestamp.
+    static constexpr long long kMaxTicks = 1LL << 61;
+
+    /// Null if the file is not an ordinary one or can't be decoded; the log says why.
+    static std::shared_ptr<RKFfmpegFile> open(const QString& path);
+
+    RKFfmpegFile(const RKFfmpegFile&) = delete;
+    RKFfmpegFile& operator=(const RKFfmpegFile&) = delete;
+
+    const QString& path() const;
+    AVFormatContext& format();
+    AVCodecContext& codec();
+    AVStream* stream() const;
+
+    /// Ticks of the stream's time base. Kept: denominators of 1001 count as 1000. See
+    /// RKFfmpegBridgeFramesTest, "long.mp4".
+    double ticksPerFrame() const;
+    /// The same, and a line in the log where the rate was adjusted.
+    double timeScale() const;
+    /// The stream's first timestamp, 0 if unknown; far enough from the limits to be added to.
+    long long startTimestamp() const;
+
+    RKFramesPerSecond framesPerSecond() const;
+    int lengthMs() const;
+    int rotation() const;
+    QSize sourceSize() const;
+    QSize effectiveSize() const;
+    AVRational sourceAspectRatio() const;
+    AVRational displayAspectRatio() const;
+    QDateTime taken() const;
+    QString cameraModel() const;
+    QString codecName() const;
+
+    static QDateTime parseDateTime(const QString& text);
+    static AVRational repairedTimeBase(const AVRational& timeBase);
+
+private:
+    explicit RKFfmpegFile(const QString& path);
+
+    bool openFormat();
+    bool openCodec();
+    void repairTimeBase();
+    void readFacts();
+    void log(const char* message) const;
+    QString metaDataText(const char* key) const;
+    int displayMatrixRotation() const;
+    QSize sizeOfDisplay() const;
+
+    const QString m_path;
+    QDeadlineTimer m_openDeadline{QDeadlineTimer::Forever};
+    RKFfmpeg::Handle<AVFormatContext> m_format;
+    RKFfmpeg::Handle<AVCodecContext> m_codec;
+    int m_streamIndex = -1;
+
+    AVRational m_frameRate{0, 0};
+    int m_lengthMs = 0;
+    int m_rotation = 0;
+    QSize m_sourceSize;
+    AVRational m_sourceAspectRatio{0, 0};
+    QSize m_effectiveSize;
+    QDateTime m_taken;
+    QString m_cameraModel;
+};

@@ -1,0 +1,358 @@
+#include "RKImageLoader/video/RKFfmpegLog_p.h"
+#include "RKImageLoader/video/RKFrameSeeker_p.h"
+#include "RKImageLoader/video/RKRgbScaling_p.h"
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// Decoding on takes less time than a seek even where the key frames lie closer.
+constexpr int kMaxSoonFrames = 60;
+// Seconds, about 18 hours. The start follows.
+constexpr int kMaxStepBack = 1 << 16;
+
+/// A damaged packet costs its own frame, not those after it.
+bool canGoOnAfter(int result)
+{
+    return result >= 0 || result == AVERROR_INVALIDDATA;
+}
+
+bool isKeyFrame(const AVFrame& frame)
+{
+#ifdef AV_FRAME_FLAG_KEY
+    return frame.flags & AV_FRAME_FLAG_KEY;
+#else
+    return frame.key_frame;
+#endif
+}
+
+} // namespace
+
+std::unique_ptr<RKFrameSeeker> RKFrameSeeker::create(std::shared_ptr<RKFfmpegFile> file)
+{
+    std::unique_ptr<RKFrameSeeker> seeker(new RKFrameSeeker(std::move(file)));
+    return seeker->allocateBuffers() ? std::move(seeker) : nullptr;
+}
+
+RKFrameSeeker::RKFrameSeeker(std::shared_ptr<RKFfmpegFile> file)
+    : m_file(std::move(file))
+{
+}
+
+bool RKFrameSeeker::allocateBuffers()
+{
+    m_frame.reset(av_frame_alloc());
+    if (!m_frame) {
+        log("failed to allocate frame");
+        return false;
+    }
+    m_frameRGB = createAVFrameRGB(m_file->codec().width, m_file->codec().height);
+    if (!m_frameRGB)
+        return false;
+    m_packet.reset(av_packet_alloc());
+    if (!m_packet) {
+        log("failed to allocate packet");
+        return false;
+    }
+    return true;
+}
+
+RKFfmpeg::Handle<AVFrame> RKFrameSeeker::createAVFrameRGB(int width, int height) const
+{
+    RKFfmpeg::Handle<AVFrame> frame(av_frame_alloc());
+    if (!frame) {
+        log("failed to allocate frameRGB");
+        return {};
+    }
+    frame->format = AV_PIX_FMT_RGB24;
+    frame->width = width;
+    frame->height = height;
+    if (av_frame_get_buffer(frame.get(), 0) < 0) {
+        log("failed to get frame buffer");
+        return {};
+    }
+    return frame;
+}
+
+bool RKFrameSeeker::seekFrame(long long frameNumber)
+{
+    if (frameNumber < 0)
+        return false;
+    const long long timestamp = timestampAt(ticksSinceStart(frameNumber));
+    if (leadsSoonTo(timestamp))
+        return decodeSeekFrame(timestamp);
+    const int backward = m_upper > timestamp ? AVSEEK_FLAG_BACKWARD : 0;
+    if (!seek(std::min(m_file->startTimestamp(), 0LL), timestamp, AVSEEK_FLAG_FRAME | backward)) {
+        log("failed to seek file");
+        setLastFrameOkay(false);
+        return false;
+    }
+    const bool isFound = decodeSeekFrame(timestamp);
+    return isBeforeFirstFrame(timestamp) ? seekFurtherBack(timestamp) : isFound;
+}
+
+/// Whether the frame is the current one or among the next ones, so that decoding on gives what a
+/// seek would give.
+bool RKFrameSeeker::leadsSoonTo(long long timestamp) const
+{
+    if (!m_lastFrameOkay)
+        return false;
+    if (timestamp <= m_upper)
+        return timestamp > m_lower || timestamp == m_upper;
+    return double(timestamp) - double(m_upper) <= kMaxSoonFrames * m_file->ticksPerFrame();
+}
+
+bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
+{
+    qCDebug(rkFfmpeg) << "seek to" << target << "in" << m_file->path();
+    if (avformat_seek_file(
+            &m_file->format(), m_file->stream()->index, lowest, target, target, flags)
+        < 0)
+        return false;
+    avcodec_flush_buffers(&m_file->codec());
+    m_lower = kNoTimestamp;
+    m_lastFrameOkay = false;
+    m_packetTime = kNoTimestamp;
+    m_isDrained = false;
+    return true;
+}
+
+/// Whether the seek missed the key frame of the frame wanted, so that the first frame decoded lies
+/// more than half a frame behind that one, or there was none.
+bool RKFrameSeeker::isBeforeFirstFrame(long long timestamp) const
+{
+    return m_lower == kNoTimestamp
+        || double(m_lower) - double(timestamp) > m_file->ticksPerFrame() / 2;
+}
+
+/// Seeks again, in growing steps and at last to the start. Program and transport streams are
+/// searched by packet, which need not be that of a key frame; MP4's edit lists may hide the key
+/// frame.
+bool RKFrameSeeker::seekFurtherBack(long long timestamp)
+{
+    const long long start = m_file->startTimestamp();
+    const auto second = RKFfmpeg::toWhole<long long>(
+        1 / RKFfmpeg::toReal(m_file->stream()->time_base), 1, RKFfmpegFile::kMaxTicks >> 16);
+    for (int seconds = 1; seconds <= kMaxStepBack; seconds *= 4) {
+        const long long earlier = timestamp - seconds * second;
+        if (earlier <= start)
+            break;
+        if (!seek(kNoTimestamp, earlier, AVSEEK_FLAG_BACKWARD))
+            continue;
+        const bool isFound = decodeSeekFrame(timestamp);
+        if (!isBeforeFirstFrame(timestamp))
+            return isFound;
+    }
+    // The start is that of display; some packets are to be decoded before it. Not all containers
+    // can be searched for what lies before their index.
+    return (seek(kNoTimestamp, start - second, AVSEEK_FLAG_BACKWARD)
+               || seek(kNoTimestamp, start, AVSEEK_FLAG_BACKWARD))
+        && decodeSeekFrame(timestamp);
+}
+
+bool RKFrameSeeker::decodeSeekFrame(long long timestamp)
+{
+    if (timestamp != kAnyTimestamp && m_lastFrameOkay && m_lower <= timestamp
+        && timestamp <= m_upper)
+        return true;
+    bool done = false;
+    bool gotImage = false;
+    bool isGoingOn = true;
+    while (isGoingOn && !done) {
+        if (av_read_frame(&m_file->format(), m_packet.get()) < 0) {
+            drain(timestamp, &done, &gotImage);
+            break;
+        }
+        if (m_packet->stream_index == m_file->stream()->index)
+            isGoingOn = decodePacket(timestamp, &done, &gotImage);
+        av_packet_unref(m_packet.get());
+    }
+    // The range describes the place reached, the image would be that of another one.
+    if (!gotImage)
+        setLastFrameOkay(false);
+    return gotImage;
+}
+
+/// Whether decoding can go on.
+bool RKFrameSeeker::decodePacket(long long timestamp, bool* done, bool* gotImage)
+{
+    m_packetTime = timeOfPacket();
+    m_packet->dts = m_packetTime;
+    int sent = avcodec_send_packet(&m_file->codec(), m_packet.get());
+    if (sent == AVERROR(EAGAIN)) {
+        // Frames were left in the decoder after the last one wanted.
+        if (!canGoOnAfter(receiveFrames(timestamp, done, gotImage)))
+            return false;
+        sent = avcodec_send_packet(&m_file->codec(), m_packet.get());
+    }
+    if (sent < 0) {
+        log("send packet failed");
+        return canGoOnAfter(sent);
+    }
+    return canGoOnAfter(receiveFrames(timestamp, done, gotImage));
+}
+
+/// Takes the frames that the decoder holds back at the end of the file.
+void RKFrameSeeker::drain(long long timestamp, bool* done, bool* gotImage)
+{
+    if (!m_isDrained)
+        avcodec_send_packet(&m_file->codec(), nullptr);
+    m_isDrained = true;
+    // Each of the decoder's threads may still have a damaged frame.
+    int attempts = m_file->codec().thread_count + 1;
+    while (receiveFrames(timestamp, done, gotImage) == AVERROR_INVALIDDATA && --attempts > 0) {
+    }
+}
+
+/// Takes frames up to the one wanted; FFmpeg's error, or 0.
+int RKFrameSeeker::receiveFrames(long long timestamp, bool* done, bool* gotImage)
+{
+    while (!*done) {
+        const int received = avcodec_receive_frame(&m_file->codec(), m_frame.get());
+        if (received == AVERROR_EOF || received == AVERROR(EAGAIN))
+            return 0;
+        if (received < 0) {
+            log("error during decoding");
+            return received;
+        }
+        if (!isDecodable())
+            continue;
+        const long long time = timeOfFrame();
+        m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, m_upper);
+        m_lower = m_lastFrameOkay ? m_upper : time;
+        m_upper = time;
+        m_lastFrameOkay = true;
+        if (timestamp == kAnyTimestamp || time >= timestamp) {
+            *gotImage = decodeCurrentImage();
+            *done = true;
+        }
+        av_frame_unref(m_frame.get());
+    }
+    return 0;
+}
+
+/// Whether all that the frame was predicted from was decoded since the last seek. By itself,
+/// H.264's decoder keeps frames of which it doesn't know that, and at the end of a file it doesn't:
+/// where the last key frame begins an open group, it loses the frames that it still holds back.
+bool RKFrameSeeker::isDecodable() const
+{
+    if (m_file->codec().codec_id != AV_CODEC_ID_H264)
+        return true;
+    if (m_frame->flags & AV_FRAME_FLAG_CORRUPT)
+        return false;
+    const bool isFromTheEnd = m_frame->pkt_dts == AV_NOPTS_VALUE;
+    // What follows a frame that is decodable is, too.
+    return !isFromTheEnd || isKeyFrame(*m_frame) || m_lower != kNoTimestamp;
+}
+
+/// The packet's decoding time, or what comes nearest to it.
+long long RKFrameSeeker::timeOfPacket() const
+{
+    if (m_packet->dts != AV_NOPTS_VALUE)
+        return m_packet->dts;
+    if (m_packet->pts != AV_NOPTS_VALUE)
+        return m_packet->pts;
+    return m_packetTime == kNoTimestamp
+        ? m_file->startTimestamp()
+        : av_sat_add64(m_packetTime, qRound64(m_file->ticksPerFrame()));
+}
+
+/// The decoder gives as many frames as it is sent packets, in order of display: the decoding time
+/// of the packet that makes it give a frame is the frame's display time. Not that of the packet
+/// just sent: the decoder's threads work on several.
+long long RKFrameSeeker::timeOfFrame() const
+{
+    if (m_frame->pkt_dts != AV_NOPTS_VALUE)
+        return m_frame->pkt_dts;
+    // There was no packet: the decoder held the frame back until the end.
+    if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE)
+        return m_frame->best_effort_timestamp;
+    // AVI has none for B frames. Where no frame came since the seek, the last one is another one's.
+    const long long before = m_lower == kNoTimestamp ? m_packetTime : m_upper;
+    return av_sat_add64(before, qRound64(m_file->ticksPerFrame()));
+}
+
+bool RKFrameSeeker::decodeCurrentImage()
+{
+    // The frame's own size: that of a stream may change on the way, and the codec's with it.
+    const int width = m_frame->width;
+    const int height = m_frame->height;
+    const RKRgbScaling::Context scaling = RKRgbScaling::contextFor(*m_frame);
+    if (!scaling)
+        return false;
+    if (m_frameRGB->width != width || m_frameRGB->height != height) {
+        RKFfmpeg::Handle<AVFrame> frameRGB = createAVFrameRGB(width, height);
+        if (!frameRGB)
+            return false;
+        m_frameRGB = std::move(frameRGB);
+    }
+    // Not straight into the image: scaling writes beyond the ends of rows, into the padding.
+    const int rows = sws_scale(scaling.get(),
+        m_frame->data,
+        m_frame->linesize,
+        0,
+        height,
+        m_frameRGB->data,
+        m_frameRGB->linesize);
+    if (rows != height)
+        return false;
+    m_image = QImage(width, height, QImage::Format_RGB888);
+    if (m_image.isNull())
+        return false;
+    for (int y = 0; y < height; ++y) {
+        std::memcpy(m_image.scanLine(y),
+            m_frameRGB->data[0] + qint64(y) * m_frameRGB->linesize[0],
+            size_t(width) * 3);
+    }
+    m_lastFrameOkay = true;
+    return true;
+}
+
+void RKFrameSeeker::setLastFrameOkay(bool isOkay)
+{
+    // The range of timestamps is worth nothing without the image that belongs to it.
+    m_lastFrameOkay = isOkay && m_lastFrameOkay && !m_image.isNull();
+    if (!m_lastFrameOkay)
+        m_image = {};
+}
+
+long long RKFrameSeeker::lastTimestamp() const
+{
+    return m_upper;
+}
+
+bool RKFrameSeeker::lastsUntil(long long timestamp) const
+{
+    return m_lastFrameOkay && timestamp <= m_upper
+        && double(m_lastDistance) > 1.5 * m_file->ticksPerFrame();
+}
+
+long long RKFrameSeeker::ticksSinceStart(long long frameNumber) const
+{
+    return RKFfmpeg::toWhole<long long>(
+        m_file->timeScale() * double(frameNumber), 0, RKFfmpegFile::kMaxTicks);
+}
+
+long long RKFrameSeeker::timestampAt(long long ticks) const
+{
+    // Streams of MPEG and some others don't start at 0: without the start, their last frames could
+    // not be reached.
+    const long long timestamp = m_file->startTimestamp() + ticks;
+    // The one before is as good: no frame lies between them.
+    return timestamp == kAnyTimestamp ? timestamp - 1 : timestamp;
+}
+
+QImage RKFrameSeeker::image() const
+{
+    return m_lastFrameOkay ? m_image : QImage();
+}
+
+void RKFrameSeeker::log(const char* message) const
+{
+    RKFfmpegLog::write(m_file->path(), QString::fromLatin1(message));
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "RKImageLoader/video/RKFfmpegFile_p.h"
+
+#include <QImage>
+
+#include <limits>
+#include <memory>
+
+/// Finds and decodes frames of an open file. The timestamps are ticks of the stream's time base.
+///
+/// Which frame has which number stands at RKFfmpegBridge, and so does what its steps mean. One
+/// thread at a time may use a seeker.
+class RKFrameSeeker
+{
+public:
+    /// Stands for any timestamp: the next frame is the one wanted.
+    static constexpr long long kAnyTimestamp = -1;
+
+    /// Null if there is no memory for the frames.
+    static std::unique_ptr<RKFrameSeeker> create(std::shared_ptr<RKFfmpegFile> file);
+
+    bool seekFrame(long long frameNumber);
+    bool decodeSeekFrame(long long timestamp);
+    /// The current image as it is stored in the file; null if there is none.
+    QImage image() const;
+    void setLastFrameOkay(bool isOkay);
+
+    long long lastTimestamp() const;
+    bool lastsUntil(long long timestamp) const;
+    long long ticksSinceStart(long long frameNumber) const;
+    long long timestampAt(long long ticks) const;
+
+private:
+    static constexpr long long kNoTimestamp = std::numeric_limits<long long>::min();
+
+    explicit RKFrameSeeker(std::shared_ptr<RKFfmpegFile> file);
+
+    bool allocateBuffers();
+    RKFfmpeg::Handle<AVFrame> createAVFrameRGB(int width, int height) const;
+    void log(const char* message) const;
+
+    bool leadsSoonTo(long long timestamp) const;
+    bool seek(long long lowest, long long target, int flags);
+    bool isBeforeFirstFrame(long long timestamp) const;
+    bool seekFurtherBack(long long timestamp);
+    bool decodePacket(long long timestamp, bool* done, bool* gotImage);
+    void drain(long long timestamp, bool* done, bool* gotImage);
+    int receiveFrames(long long timestamp, bool* done, bool* gotImage);
+    bool isDecodable() const;
+    long long timeOfPacket() const;
+    long long timeOfFrame() const;
+    bool decodeCurrentImage();
+
+    const std::shared_ptr<RKFfmpegFile> m_file;
+    RKFfmpeg::Handle<AVFrame> m_frame;
+    RKFfmpeg::Handle<AVFrame> m_frameRGB;
+    RKFfmpeg::Handle<AVPacket> m_packet;
+
+    // The timestamps of the last two frames decoded; they hold while m_lastFrameOkay does.
+    long long m_lower = kNoTimestamp;
+    long long m_upper = 0;
+    bool m_lastFrameOkay = false;
+    // From the frame before to the last one; 0 if there was none since the last seek.
+    long long m_lastDistance = 0;
+    // Of the last packet sent to the decoder since the last seek.
+    long long m_packetTime = kNoTimestamp;
+    // Whether the decoder was told that no packets follow; it takes none until it is flushed.
+    bool m_isDrained = false;
+    QImage m_image;
+};
