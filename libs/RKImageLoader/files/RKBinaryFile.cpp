@@ -1,21 +1,16 @@
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/files/RKFileSnapshot_p.h"
 
 #include <QDebug>
-#include <QFile>
 
 QByteArray RKBinaryFile::readAll(const QFileInfo& file)
 {
     const QString path = file.absoluteFilePath();
-    QFile device(path);
-    QString error;
-    if (mayBlock(file))
-        error = QStringLiteral("Not a regular file");
-    else if (device.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return device.readAll();
-    else
-        error = device.errorString();
-    qWarning().noquote() << "Konnte Datei nicht öffnen:" << path << error;
-    return {};
+    const RKFileSnapshot snapshot(path);
+    QByteArray bytes;
+    if (!snapshot.readAll(&bytes))
+        qWarning().noquote() << "Konnte Datei nicht öffnen:" << path << snapshot.errorString();
+    return bytes;
 }
 
 bool RKBinaryFile::mayBlock(const QFileInfo& file)

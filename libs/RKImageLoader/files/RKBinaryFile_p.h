@@ -9,8 +9,8 @@
 class RKIMAGELOADER_TEST_EXPORT RKBinaryFile
 {
 public:
-    /// All bytes of a regular file. Empty, with a warning, when it can't be opened or is something
-    /// else, a pipe for instance, which might never end.
+    /// All bytes of a regular file. Empty, with a warning, when it can't be opened, can't be read
+    /// to its end, or is something else, a pipe for instance, which might never end.
     static QByteArray readAll(const QFileInfo& file);
 
     /// The file is there but no regular one. Opening a pipe waits for somebody to write into it.

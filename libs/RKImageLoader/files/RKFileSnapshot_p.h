@@ -1,0 +1,92 @@
+#pragma once
+
+#include "RKImageLoader/files/RKByteSource_p.h"
+#include "RKImageLoader/files/RKFileDescriptor_p.h"
+
+#include <QString>
+
+#include <chrono>
+#include <unordered_map>
+
+/// A regular file that was opened once, so that all reads are of one file whatever becomes of its
+/// path; it can tell later whether the path still leads to the same file, unchanged.
+///
+/// Reentrant.
+class RKIMAGELOADER_TEST_EXPORT RKFileSnapshot final : public RKByteSource
+{
+public:
+    enum class Use
+    {
+        Read,
+        /// Keeps other snapshots for replacement waiting, also those of other processes, and
+        /// remembers what was read. A file that may not be written is opened all the same.
+        Replace
+    };
+
+    /// How long another snapshot for replacement is waited for: one save of a very large file.
+    static constexpr std::chrono::seconds kMaxWait{30};
+
+    /// Follows symbolic links. Anything but a regular file is an error, also a pipe, which is not
+    /// waited for. File systems without advisory locks keep nobody waiting.
+    explicit RKFileSnapshot(
+        const QString& path, Use use = Use::Read, std::chrono::milliseconds maxWait = kMaxWait);
+
+    bool isOpen() const;
+    /// There is no file at that path.
+    bool isMissing() const;
+    /// Opened for replacement, and the file may be written.
+    bool isWritable() const;
+    /// Why the file could not be opened, may not be written or, last, was not read. Empty where all
+    /// went well.
+    QString errorString() const;
+    /// A read failed that was inside the file: what was made of the bytes since is incomplete.
+    bool hasReadError() const;
+
+    /// In bytes, when the file was opened.
+    qint64 size() const override;
+    bool read(qint64 offset, qint64 size, QByteArray* bytes) const override;
+    bool readAll(QByteArray* bytes) const;
+
+    /// The path leads to this file, and neither its size nor its times nor the bytes that were read
+    /// have changed. Times alone are too coarse: two changes within some milliseconds share one.
+    bool isUnchangedAt(const QString& path) const;
+
+    const RKFileDescriptor& descriptor() const;
+
+private:
+    /// What tells two files apart, and two states of one.
+    struct Identity
+    {
+        dev_t device = 0;
+        ino_t inode = 0;
+        off_t size = 0;
+        timespec modified = {};
+        timespec changed = {};
+
+        bool operator==(const Identity& other) const;
+    };
+
+    static Identity identityOf(const struct stat& status);
+    static bool identityAt(const QString& path, Identity* identity);
+
+    void openForReplacement(const QString& path, std::chrono::milliseconds maxWait);
+    bool openWritable(const QString& path);
+    bool openReadable(const QString& path);
+    bool identify();
+    void rememberBlocks(qint64 offset, const QByteArray& bytes) const;
+    bool hasSameBlocks() const;
+    bool fail(const QString& reason) const;
+    bool fail(const std::error_code& error) const;
+
+    RKFileDescriptor m_file;
+    Identity m_identity;
+    bool m_remembers = false;
+    bool m_isMissing = false;
+    bool m_isWritable = false;
+    mutable bool m_hasReadError = false;
+    // A block changed between two reads of it.
+    mutable bool m_isTorn = false;
+    mutable QString m_errorString;
+    // Hashes of the blocks that were read, by their number.
+    mutable std::unordered_map<qint64, size_t> m_blocks;
+};
