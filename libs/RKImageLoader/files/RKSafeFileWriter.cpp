@@ -1,54 +1,19 @@
+#include "RKImageLoader/files/RKFileAttributes_p.h"
+#include "RKImageLoader/files/RKFileReplacement_p.h"
+#include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 
-#include <QFile>
+#include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <system_error>
-
-#ifdef Q_OS_MACOS
-#    include <copyfile.h>
-#else
-#    include <sys/xattr.h>
-#endif
+#include <numeric>
 
 namespace {
 
-class FileDescriptor
-{
-    Q_DISABLE_COPY_MOVE(FileDescriptor)
+using Pieces = QList<RKFilePiece>;
 
-public:
-    FileDescriptor(const QString& path, int flags)
-        : m_descriptor(::open(QFile::encodeName(path).constData(), flags | O_CLOEXEC))
-    {
-    }
-
-    ~FileDescriptor()
-    {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-
-    bool isOpen() const
-    {
-        return m_descriptor >= 0;
-    }
-
-    int get() const
-    {
-        return m_descriptor;
-    }
-
-private:
-    int m_descriptor;
-};
+constexpr mode_t kOwnerOnly = 0600;
+constexpr std::errc kChanged = std::errc::resource_unavailable_try_again;
 
 /// Where a path leads to, also where that does not exist yet.
 QString target(const QString& path)
@@ -60,142 +25,63 @@ QString target(const QString& path)
     return info.isSymLink() ? info.symLinkTarget() : info.absoluteFilePath();
 }
 
-QString directoryOf(const QString& path)
+/// The process may not do that in this folder, or not with this file.
+bool isForbidden(const std::error_code& error)
 {
-    return QFileInfo(path).absolutePath();
+    return error == std::errc::permission_denied || error == std::errc::operation_not_permitted
+        || error == std::errc::read_only_file_system;
 }
 
-bool mayCreateFilesIn(const QString& directory)
+bool isInside(const RKFilePiece& piece, qint64 size)
 {
-    // With the effective user, unlike access() and QFileInfo.
-    return ::faccessat(AT_FDCWD, QFile::encodeName(directory).constData(), W_OK | X_OK, AT_EACCESS)
-        == 0;
+    return piece.offset >= 0 && piece.size >= 0 && piece.offset <= size
+        && piece.size <= size - piece.offset;
 }
 
-#ifdef Q_OS_MACOS
-
-bool copyAttributes(int from, int to)
+qint64 sizeOf(const RKFilePiece& piece)
 {
-    return ::fcopyfile(from, to, nullptr, COPYFILE_ACL | COPYFILE_XATTR) == 0;
+    return piece.size > 0 ? piece.size : piece.bytes.size();
 }
 
-#else
-
-/// The value of an extended attribute; null where there is none.
-QByteArray attribute(int file, const char* name)
+qint64 sizeOf(const Pieces& pieces)
 {
-    const ssize_t size = ::fgetxattr(file, name, nullptr, 0);
-    if (size < 0)
-        return {};
-    QByteArray value(size, Qt::Uninitialized);
-    const ssize_t read = ::fgetxattr(file, name, value.data(), static_cast<size_t>(value.size()));
-    return read == size ? value : QByteArray();
+    return std::accumulate(
+        pieces.cbegin(), pieces.cend(), qint64(0), [](qint64 size, const RKFilePiece& piece) {
+            return size + sizeOf(piece);
+        });
 }
 
-bool copyAttributes(int from, int to)
+std::error_code writePieces(
+    const Pieces& pieces, const RKFileDescriptor& source, const RKFileDescriptor& file)
 {
-    const ssize_t size = ::flistxattr(from, nullptr, 0);
-    if (size < 0)
-        return errno == ENOTSUP;
-    QByteArray names(size, Qt::Uninitialized);
-    if (::flistxattr(from, names.data(), static_cast<size_t>(names.size())) != size)
-        return false;
-    const QList<QByteArray> list = names.split('\0');
-    for (const QByteArray& name : list) {
-        // The new file has the directory's security label, which often is the old file's already.
-        const QByteArray value = attribute(from, name.constData());
-        if (name.isEmpty() || value == attribute(to, name.constData()))
-            continue;
-        if (::fsetxattr(
-                to, name.constData(), value.constData(), static_cast<size_t>(value.size()), 0)
-            != 0)
-            return false;
+    qint64 end = 0;
+    for (const RKFilePiece& piece : pieces) {
+        const std::error_code error = piece.size > 0
+            ? file.copy(source, piece.offset, end, piece.size)
+            : file.write(end, piece.bytes.constData(), piece.bytes.size());
+        if (error)
+            return error;
+        end += sizeOf(piece);
     }
-    return true;
-}
-
-#endif
-
-bool copyOwnerAndMode(const struct stat& from, int to)
-{
-    struct stat own = {};
-    if (::fstat(to, &own) != 0)
-        return false;
-    if ((own.st_uid != from.st_uid || own.st_gid != from.st_gid)
-        && ::fchown(to, from.st_uid, from.st_gid) != 0)
-        return false;
-    return ::fchmod(to, from.st_mode & 07777) == 0;
-}
-
-/// Reserves the space of a file that is going to grow, without making it larger.
-bool reserve(int file, off_t size)
-{
-#ifdef Q_OS_MACOS
-    fstore_t store = {F_ALLOCATEALL, F_PEOFPOSMODE, 0, 0, 0};
-    struct stat own = {};
-    if (::fstat(file, &own) != 0)
-        return false;
-    store.fst_length = size - own.st_size;
-    return ::fcntl(file, F_PREALLOCATE, &store) == 0 || errno == ENOTSUP;
-#else
-    return ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, size) == 0 || errno == EOPNOTSUPP;
-#endif
-}
-
-bool writeAll(int file, const QByteArray& content)
-{
-    qsizetype written = 0;
-    while (written < content.size()) {
-        const ssize_t step = ::pwrite(file,
-            content.constData() + written,
-            static_cast<size_t>(content.size() - written),
-            written);
-        if (step < 0 && errno == EINTR)
-            continue;
-        if (step <= 0)
-            return false;
-        written += step;
-    }
-    return true;
-}
-
-bool readAll(int file, QByteArray* content)
-{
-    struct stat own = {};
-    if (::fstat(file, &own) != 0)
-        return false;
-    content->resize(own.st_size);
-    qsizetype read = 0;
-    while (read < content->size()) {
-        const ssize_t step = ::pread(
-            file, content->data() + read, static_cast<size_t>(content->size() - read), read);
-        if (step < 0 && errno == EINTR)
-            continue;
-        if (step <= 0)
-            return false;
-        read += step;
-    }
-    return true;
+    return {};
 }
 
 /// Makes the file's content durable before its length follows, so that it never ends early.
-bool setContent(int file, const QByteArray& content)
+std::error_code setContent(
+    const RKFileDescriptor& file, const RKFileDescriptor& content, qint64 size)
 {
-    return writeAll(file, content) && ::fsync(file) == 0 && ::ftruncate(file, content.size()) == 0
-        && ::fsync(file) == 0;
+    std::error_code error = file.copy(content, 0, 0, size);
+    if (!error)
+        error = file.flush();
+    if (!error)
+        error = file.resize(size);
+    return error ? error : file.flush();
 }
 
-bool writeTo(QSaveFile& file, const QByteArray& content)
+/// A file in the folder for temporary files.
+QString sparePath(const QString& path)
 {
-    // A short write, as a full disk gives, is no error for QSaveFile.
-    return file.write(content) == content.size() && file.flush();
-}
-
-void makeDurable(const QString& directory)
-{
-    const FileDescriptor descriptor(directory, O_RDONLY | O_DIRECTORY);
-    if (descriptor.isOpen())
-        ::fsync(descriptor.get());
+    return QDir::tempPath() + u'/' + QFileInfo(path).fileName();
 }
 
 } // namespace
@@ -210,74 +96,110 @@ QString RKSafeFileWriter::errorString() const
     return m_errorString;
 }
 
-RKSafeFileWriter::Result RKSafeFileWriter::fail(Result result, int error)
+RKSafeFileWriter::Result RKSafeFileWriter::fail(Result result, const std::error_code& error)
 {
-    m_errorString = QString::fromStdString(std::generic_category().message(error));
+    m_errorString = QString::fromStdString(error.message());
     return result;
 }
 
 RKSafeFileWriter::Result RKSafeFileWriter::write(const QByteArray& content)
 {
-    m_errorString.clear();
-    // Without O_NONBLOCK a pipe would wait for its other end.
-    const FileDescriptor file(m_path, O_RDWR | O_NONBLOCK);
-    if (!file.isOpen())
-        return errno == ENOENT ? create(content) : fail(Result::NotWritable, errno);
-    struct stat existing = {};
-    if (::fstat(file.get(), &existing) != 0)
-        return fail(Result::NotWritable, errno);
-    if (!S_ISREG(existing.st_mode))
-        return fail(Result::NotWritable, EINVAL);
-
-    Result result = Result::Failed;
-    if (existing.st_nlink == 1 && mayCreateFilesIn(directoryOf(m_path))
-        && replace(file.get(), content, &result))
-        return result;
-    return overwrite(file.get(), content);
+    constexpr int kMaxAttempts = 3;
+    Result result = Result::Changed;
+    for (int attempt = 0; attempt < kMaxAttempts && result == Result::Changed; ++attempt) {
+        const RKFileSnapshot existing(m_path, RKFileSnapshot::Use::Replace);
+        result = existing.isMissing() ? create(content) : replace(existing, {{content}});
+    }
+    return result;
 }
 
 RKSafeFileWriter::Result RKSafeFileWriter::create(const QByteArray& content)
 {
-    QSaveFile created(m_path);
-    if (!created.open(QIODevice::WriteOnly) || !writeTo(created, content) || !created.commit()) {
-        m_errorString = created.errorString();
-        return Result::Failed;
-    }
-    makeDurable(directoryOf(m_path));
-    return Result::Done;
+    constexpr mode_t kModeBeforeMask = 0666;
+    m_errorString.clear();
+    RKFileReplacement created(m_path);
+    std::error_code error = created.create(kModeBeforeMask);
+    if (!error)
+        error = created.descriptor().write(0, content.constData(), content.size());
+    if (!error)
+        error = created.descriptor().flush();
+    if (!error)
+        error = created.takePlace();
+    return error ? fail(Result::Failed, error) : finish(created);
 }
 
-/// False, and nothing done, where another file cannot take this one's place.
-bool RKSafeFileWriter::replace(int file, const QByteArray& content, Result* result)
+RKSafeFileWriter::Result RKSafeFileWriter::replace(
+    const RKFileSnapshot& source, const Pieces& pieces)
 {
+    m_errorString.clear();
+    if (!source.isWritable()) {
+        m_errorString = source.errorString();
+        return Result::NotWritable;
+    }
+    for (const RKFilePiece& piece : pieces) {
+        if (!isInside(piece, source.size()))
+            return fail(Result::Failed, std::make_error_code(std::errc::invalid_argument));
+    }
     struct stat existing = {};
-    QSaveFile replacement(m_path);
-    if (::fstat(file, &existing) != 0 || !replacement.open(QIODevice::WriteOnly))
-        return false;
-    if (!writeTo(replacement, content)) {
-        m_errorString = replacement.errorString();
-        replacement.cancelWriting();
-        *result = Result::Failed;
-        return true;
+    if (const auto error = source.descriptor().status(&existing))
+        return fail(Result::Failed, error);
+    if (existing.st_nlink > 1)
+        return overwrite(source, pieces);
+
+    RKFileReplacement replacement(m_path);
+    if (const auto error = replacement.create(kOwnerOnly))
+        return isForbidden(error) ? overwrite(source, pieces) : fail(Result::Failed, error);
+    std::error_code error = writePieces(pieces, source.descriptor(), replacement.descriptor());
+    if (!error) {
+        error = RKFileAttributes::copy(source.descriptor(), replacement.descriptor());
+        if (isForbidden(error))
+            return overwrite(source, pieces);
     }
-    if (!copyOwnerAndMode(existing, replacement.handle())
-        || !copyAttributes(file, replacement.handle()) || !replacement.commit())
-        return false;
-    makeDurable(directoryOf(m_path));
-    *result = Result::Done;
-    return true;
+    if (!error)
+        error = replacement.descriptor().flush();
+    // A file that was cut off while it was copied has changed, too.
+    if (!source.isUnchangedAt(m_path))
+        return fail(Result::Changed, std::make_error_code(kChanged));
+    if (error)
+        return fail(Result::Failed, error);
+    error = replacement.takePlace();
+    if (isForbidden(error))
+        return overwrite(source, pieces);
+    return error ? fail(Result::Failed, error) : finish(replacement);
 }
 
-RKSafeFileWriter::Result RKSafeFileWriter::overwrite(int file, const QByteArray& content)
+/// The new file is complete and in its place, whatever becomes of the folder.
+RKSafeFileWriter::Result RKSafeFileWriter::finish(const RKFileReplacement& replacement)
 {
-    QByteArray old;
-    if (!readAll(file, &old))
-        return fail(Result::Failed, errno);
-    if (content.size() > old.size() && !reserve(file, content.size()))
-        return fail(Result::Failed, errno);
-    if (setContent(file, content))
+    const std::error_code error = replacement.flushFolder();
+    return error ? fail(Result::Done, error) : Result::Done;
+}
+
+RKSafeFileWriter::Result RKSafeFileWriter::overwrite(
+    const RKFileSnapshot& source, const Pieces& pieces)
+{
+    const RKFileDescriptor& file = source.descriptor();
+    const qint64 newSize = sizeOf(pieces);
+    RKFileReplacement oldContent(sparePath(m_path));
+    RKFileReplacement newContent(sparePath(m_path));
+    std::error_code error = oldContent.create(kOwnerOnly);
+    if (!error)
+        error = oldContent.descriptor().copy(file, 0, 0, source.size());
+    if (!error)
+        error = newContent.create(kOwnerOnly);
+    if (!error)
+        error = writePieces(pieces, file, newContent.descriptor());
+    if (!source.isUnchangedAt(m_path))
+        return fail(Result::Changed, std::make_error_code(kChanged));
+    if (!error)
+        error = file.reserve(newSize);
+    if (error)
+        return fail(Result::Failed, error);
+    error = setContent(file, newContent.descriptor(), newSize);
+    if (!error)
         return Result::Done;
-    const int error = errno;
-    setContent(file, old);
-    return fail(Result::Failed, error);
+    fail(Result::Failed, error);
+    if (setContent(file, oldContent.descriptor(), source.size()))
+        m_errorString += QStringLiteral("; the old content is in ") + oldContent.keep();
+    return Result::Failed;
 }

@@ -1,46 +1,69 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/files/RKByteSource_p.h"
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
+
+#include <system_error>
+
+class RKFileReplacement;
+class RKFileSnapshot;
 
 /// Gives a file a new content, all of it or none: after a failure, and after a crash or a power
 /// cut, the path still holds the complete old file, or the complete new one.
 ///
 /// Symbolic links are followed; mode, owner, access lists and extended attributes stay. The new
-/// content becomes durable in a file of its own that then takes the old one's place. Where that
-/// would change more than the content - a file with further hard links or of another owner, a
-/// directory that cannot be written - the file is overwritten instead: space is reserved first and
-/// the old content written back after an error, but a crash in between damages it.
+/// content becomes durable in a file of its own beside the old one, ".NAME.rksaveN~", that then
+/// takes the old one's place. The file is overwritten instead for three reasons only: it has
+/// further hard links; the process may not give a new file its owner or its attributes; the process
+/// may not create or rename files in the folder. The new content is then completed in the folder
+/// for temporary files first, space is reserved, and the old content is written back after an
+/// error; but a crash in between damages the file. Any other error is a failure.
 ///
-/// Reentrant. Does not keep two writers of one file apart.
+/// Writers of one file wait for each other, in all processes, where the file system has advisory
+/// locks. Reentrant.
 class RKIMAGELOADER_TEST_EXPORT RKSafeFileWriter
 {
 public:
     enum class Result
     {
+        /// The path leads to the new content. Where it still may be lost by a power cut, which then
+        /// brings the old file back, since the folder could not be flushed, errorString() says why.
         Done,
-        /// The file may not be written, or is none; it was not touched.
+        /// The file may not be written, or is not a file; it was not touched.
         NotWritable,
-        /// The file could not be written and is as it was.
+        /// The file is no longer the one that was read; it was not touched.
+        Changed,
+        /// The file could not be written and is as it was. Where an overwritten file could not be
+        /// given its old content again, errorString() names a file that has it.
         Failed
     };
 
-    /// A local path. A file that does not exist is created.
+    /// A local path.
     explicit RKSafeFileWriter(const QString& path);
 
+    /// A file that does not exist is created. Fails in a thread that holds a snapshot of the file
+    /// for replacement.
     Result write(const QByteArray& content);
 
-    /// Why the last write() did not succeed, in the system's words; empty after success.
+    /// Replaces the file that was read, which must have been opened for replacement, by pieces of
+    /// it and of memory. Ranges are copied with a small buffer, in the file system where it can.
+    Result replace(const RKFileSnapshot& source, const QList<RKFilePiece>& pieces);
+
+    /// Why the last write did not succeed, in the system's words.
     QString errorString() const;
 
 private:
-    Result fail(Result result, int error);
-    Result create(const QByteArray& content);
-    bool replace(int file, const QByteArray& content, Result* result);
-    Result overwrite(int file, const QByteArray& content);
+    using Pieces = QList<RKFilePiece>;
 
-    QString m_path;
+    Result fail(Result result, const std::error_code& error);
+    Result create(const QByteArray& content);
+    Result finish(const RKFileReplacement& replacement);
+    Result overwrite(const RKFileSnapshot& source, const Pieces& pieces);
+
+    const QString m_path;
     QString m_errorString;
 };

@@ -1,5 +1,5 @@
-#include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/files/RKCTime.h"
+#include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
@@ -22,6 +22,9 @@ namespace {
 
 using RKExiv2Compat::errorNumber;
 
+// How often a file is read that another program changes in the meantime.
+constexpr int kMaxAttempts = 3;
+
 /// A mutex for the saves to one file, so that no two mix; shared with some other files.
 QMutex* savingMutex(const QString& path)
 {
@@ -31,22 +34,18 @@ QMutex* savingMutex(const QString& path)
 }
 
 /// The bytes of a file of a type that exiv2 knows.
-QByteArray readImageFile(const QString& path)
+QByteArray readImageFile(const QString& path, const RKFileSnapshot& file)
 {
     const std::string nativePath = path.toStdString();
-    if (RKBinaryFile::mayBlock(QFileInfo(path)))
-        throw Exiv2::Error(
-            Exiv2::ErrorCode::kerDataSourceOpenFailed, nativePath, "not a regular file");
-    if (!RKExiv2Compat::openFile(nativePath))
-        throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    if (!file.isOpen()) {
         throw Exiv2::Error(Exiv2::ErrorCode::kerDataSourceOpenFailed,
             nativePath,
             file.errorString().toStdString());
     }
-    QByteArray bytes = file.readAll();
-    if (bytes.size() != file.size())
+    if (!RKExiv2Compat::openFile(nativePath))
+        throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
+    QByteArray bytes;
+    if (!file.readAll(&bytes))
         throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
     return bytes;
 }
@@ -98,23 +97,24 @@ QSize sizeOf(const Exiv2::Image& image)
     return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
 }
 
-/// Throws where the file cannot be written.
-void replaceFile(const QString& path, const QByteArray& content)
+/// False where the file is no longer the one that was read; throws where it cannot be written.
+bool replaceFile(const QString& path, const RKFileSnapshot& source, const QByteArray& content)
 {
     const RKCTime created(path);
     RKSafeFileWriter writer(path);
-    const RKSafeFileWriter::Result result = writer.write(content);
+    const RKSafeFileWriter::Result result = writer.replace(source, {{content}});
     created.writeTo(path);
 
     const std::string nativePath = path.toStdString();
     const std::string reason = writer.errorString().toStdString();
     switch (result) {
-    case RKSafeFileWriter::Result::Done: return;
+    case RKSafeFileWriter::Result::Done: return true;
+    case RKSafeFileWriter::Result::Changed: return false;
     case RKSafeFileWriter::Result::NotWritable:
         throw Exiv2::Error(Exiv2::ErrorCode::kerFileOpenFailed, nativePath, "r+b", reason);
-    case RKSafeFileWriter::Result::Failed:
-        throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed, nativePath, reason);
+    case RKSafeFileWriter::Result::Failed: break;
     }
+    throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed, nativePath, reason);
 }
 
 QString describe(const QString& what, const Exiv2::Error& error)
@@ -247,11 +247,17 @@ bool RKMetaDataSaver::save(const QFileInfo& file) const
     const QString path = QDir::toNativeSeparators(file.absoluteFilePath());
     const QMutexLocker savingLocker(savingMutex(path));
     try {
-        Target target{path, readImageFile(path), {}};
-        if (!writeInto(&target))
-            return false;
-        replaceFile(path, target.content);
-        return true;
+        for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+            const RKFileSnapshot source(path, RKFileSnapshot::Use::Replace);
+            Target target{path, readImageFile(path, source), {}};
+            if (!writeInto(&target))
+                return false;
+            if (replaceFile(path, source, target.content))
+                return true;
+        }
+        throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed,
+            path.toStdString(),
+            "another program keeps changing the file");
     } catch (const Exiv2::Error& error) {
         warn(describe(QStringLiteral("caught exception"), error) + ofImage(path));
         // Kept: an image type that exiv2 does not know counts as saved.

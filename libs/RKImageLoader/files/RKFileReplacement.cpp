@@ -1,0 +1,142 @@
+#include "RKImageLoader/files/RKFileReplacement_p.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <utility>
+
+namespace {
+
+// Without locks, processes that write to one file at the same time need names of their own.
+constexpr int kMaxFiles = 8;
+
+std::error_code errorOf(int result)
+{
+    return result == 0 ? std::error_code() : std::error_code(errno, std::generic_category());
+}
+
+/// The beginning of a name, short enough for what is added to it: 255 bytes are a usual limit of
+/// names, some encrypting file systems have 143.
+QString shortened(QString name)
+{
+    constexpr qsizetype kMaxBytes = 100;
+    while (QFile::encodeName(name).size() > kMaxBytes)
+        name.chop(1);
+    if (!name.isEmpty() && name.back().isHighSurrogate())
+        name.chop(1);
+    return name;
+}
+
+/// The process that wrote the file is gone: it would hold the lock. Without locks only age tells.
+bool isAbandoned(RKFileDescriptor* file)
+{
+    constexpr time_t kDay = 24 * 60 * 60;
+    struct stat status = {};
+    if (file->status(&status) || !S_ISREG(status.st_mode))
+        return false;
+    switch (file->lock()) {
+    case RKFileDescriptor::Lock::Taken: return true;
+    case RKFileDescriptor::Lock::Busy: return false;
+    case RKFileDescriptor::Lock::Unsupported: break;
+    }
+    return std::time(nullptr) - status.st_mtime > kDay;
+}
+
+void removeAbandoned(const QString& path)
+{
+    RKFileDescriptor file;
+    // The file is unlinked while its lock is held, so that no other process removes a newer one.
+    if (!file.open(path, O_RDWR | O_NONBLOCK | O_NOFOLLOW) && isAbandoned(&file))
+        ::unlink(QFile::encodeName(path).constData());
+}
+
+} // namespace
+
+RKFileReplacement::RKFileReplacement(const QString& path)
+    : m_target(path)
+{
+}
+
+RKFileReplacement::~RKFileReplacement()
+{
+    if (!m_path.isEmpty())
+        ::unlink(QFile::encodeName(m_path).constData());
+}
+
+const RKFileDescriptor& RKFileReplacement::descriptor() const
+{
+    return m_file;
+}
+
+QString RKFileReplacement::pathOf(int number) const
+{
+    const QFileInfo target(m_target);
+    return target.absolutePath() + QStringLiteral("/.") + shortened(target.fileName())
+        + QStringLiteral(".rksave") + QString::number(number) + u'~';
+}
+
+/// The path leads to the new file.
+bool RKFileReplacement::isAt(const QString& path) const
+{
+    struct stat own = {};
+    struct stat other = {};
+    return !m_file.status(&own) && ::lstat(QFile::encodeName(path).constData(), &other) == 0
+        && own.st_dev == other.st_dev && own.st_ino == other.st_ino;
+}
+
+std::error_code RKFileReplacement::create(mode_t mode)
+{
+    for (int number = 0; number < kMaxFiles; ++number)
+        removeAbandoned(pathOf(number));
+    std::error_code error;
+    for (int number = 0; number < kMaxFiles; ++number) {
+        const QString path = pathOf(number);
+        error = m_file.open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
+        if (error == std::errc::file_exists)
+            continue;
+        if (error)
+            return error;
+        // Another process may have removed the file before it was locked.
+        if (m_file.lock() != RKFileDescriptor::Lock::Busy && isAt(path)) {
+            m_path = path;
+            return {};
+        }
+        m_file.close();
+        error = std::make_error_code(std::errc::file_exists);
+    }
+    return error;
+}
+
+std::error_code RKFileReplacement::takePlace()
+{
+    const std::error_code error = errorOf(std::rename(
+        QFile::encodeName(m_path).constData(), QFile::encodeName(m_target).constData()));
+    // Networks report failures of what the server has done.
+    if (error && !isAt(m_target))
+        return error;
+    m_path.clear();
+    return {};
+}
+
+QString RKFileReplacement::keep()
+{
+    return std::exchange(m_path, {});
+}
+
+std::error_code RKFileReplacement::flushFolder() const
+{
+    RKFileDescriptor folder;
+    if (const auto error = folder.open(QFileInfo(m_target).absolutePath(), O_RDONLY | O_DIRECTORY))
+        return error;
+    const std::error_code error = folder.flush();
+    // The file system has no such operation, and no need of it.
+    return error == std::errc::invalid_argument || error == std::errc::not_supported
+        ? std::error_code()
+        : error;
+}
