@@ -13,8 +13,9 @@ class RKMetaData;
 
 /// Converts pictures from the colour profile in their metadata to sRGB.
 ///
-/// The colours of a profile are computed once and remembered, in 64 MiB for each profile seen,
-/// until resetCache(). Thread-safe; conversions take place one after another.
+/// The colours of a profile are computed once and remembered until resetCache(). A profile takes
+/// memory for the colours that were met, up to 64 MiB. Thread-safe; conversions take place one
+/// after another.
 class RKIMAGELOADER_EXPORT RKColorProfileConverter : public RKSingleton<RKColorProfileConverter>
 {
 public:

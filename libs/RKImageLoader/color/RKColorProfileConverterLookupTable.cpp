@@ -1,18 +1,36 @@
 #include "RKImageLoader/color/RKColorProfileConverterLookupTable_p.h"
 
 #include <IccCmm.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 namespace {
 
 constexpr size_t kColors = 0x1000000;
+constexpr size_t kBytes = kColors * sizeof(quint32);
 constexpr quint32 kColorMask = 0x00ffffff;
 constexpr quint32 kAlphaMask = 0xff000000;
-/// Not converted yet. A colour that becomes this one is converted each time; that is accepted.
+/// Marks a colour that has not been converted yet. A colour that becomes this one is converted each
+/// time; that is accepted. Entries are stored XOR the marker, so that zeroed memory is a table
+/// without colours.
 constexpr quint32 kUnknown = 0x00f1f1f1;
+
+/// Zeroed pages that take no memory until they are written to: a thumbnail needs few of them. Null
+/// if there is no address space left.
+quint32* emptyTable()
+{
+    void* const pages
+        = ::mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED)
+        return nullptr;
+#ifdef MADV_NOHUGEPAGE
+    // Some systems would hand out 2 MiB for every colour that lies apart.
+    ::madvise(pages, kBytes, MADV_NOHUGEPAGE);
+#endif
+    return static_cast<quint32*>(pages);
+}
 
 /// What a picture keeps besides its pixels. Not the colour space: those are in sRGB from now on,
 /// and a writer would embed the old profile again.
@@ -39,10 +57,8 @@ unsigned int packed(float channel)
 } // namespace
 
 RKColorProfileConverterLookupTable::RKColorProfileConverterLookupTable(CIccCmm*)
-    : m_colors(new (std::nothrow) quint32[kColors])
+    : m_colors(emptyTable())
 {
-    if (m_colors)
-        std::fill_n(m_colors, kColors, kUnknown);
 }
 
 RKColorProfileConverterLookupTable::~RKColorProfileConverterLookupTable() = default;
@@ -54,7 +70,8 @@ bool RKColorProfileConverterLookupTable::isNull() const
 
 void RKColorProfileConverterLookupTable::free()
 {
-    delete[] m_colors;
+    if (m_colors)
+        ::munmap(m_colors, kBytes);
     m_colors = nullptr;
 }
 
@@ -72,10 +89,10 @@ QImage RKColorProfileConverterLookupTable::convertImage(const QImage& image, CIc
         auto* target = reinterpret_cast<QRgb*>(result.scanLine(y));
         for (int x = 0; x < image.width(); ++x) {
             const QRgb pixel = source[x];
-            quint32& color = m_colors[pixel & kColorMask];
-            if (color == kUnknown)
-                color = convertColor(pixel, cmm, isCmyk);
-            target[x] = (pixel & kAlphaMask) | color;
+            quint32& stored = m_colors[pixel & kColorMask];
+            if (stored == 0)
+                stored = convertColor(pixel, cmm, isCmyk) ^ kUnknown;
+            target[x] = (pixel & kAlphaMask) | (stored ^ kUnknown);
         }
     }
     return result;
@@ -84,7 +101,7 @@ QImage RKColorProfileConverterLookupTable::convertImage(const QImage& image, CIc
 unsigned int RKColorProfileConverterLookupTable::convertColor(
     const unsigned int& pixel, CIccCmm* cmm, bool sourceIsCmyk) const
 {
-    // Engines want some room behind the channels.
+    // Engines want some room after the channels.
     float channels[16] = {float((pixel >> 16) & 255) / 255.0F,
         float((pixel >> 8) & 255) / 255.0F,
         float(pixel & 255) / 255.0F};

@@ -6,16 +6,17 @@
 
 class CIccCmm;
 
-/// What every 24-bit colour becomes through one colour profile, filled colour by colour as pictures
-/// need them. Copies share the colours; nobody frees them but free().
+/// The colour that every 24-bit colour becomes through one profile, filled colour by colour as
+/// pictures need them. Copies share the colours; only free() frees them.
 ///
 /// Not thread-safe: converting fills the table.
 class RKIMAGELOADER_TEST_EXPORT RKColorProfileConverterLookupTable
 {
 public:
-    /// Without colours.
+    /// A table without room for colours.
     RKColorProfileConverterLookupTable() = default;
-    /// With room for all colours (64 MiB), none converted yet; isNull() when memory is short.
+    /// Room for all colours, none converted yet. Memory is taken as colours are converted, up to
+    /// 64 MiB. isNull() if there is no address space for it.
     explicit RKColorProfileConverterLookupTable(CIccCmm* cmm);
     RKColorProfileConverterLookupTable(const RKColorProfileConverterLookupTable&) = default;
     RKColorProfileConverterLookupTable& operator=(const RKColorProfileConverterLookupTable&)

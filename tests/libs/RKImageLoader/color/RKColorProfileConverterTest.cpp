@@ -3,6 +3,7 @@
 #include "RKImageLoader/color/RKColorProfileConverterImpl_p.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKMetadataFixtures.h"
+#include "support/RKProcessCost.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestProfiles.h"
 
@@ -211,6 +212,23 @@ private Q_SLOTS:
         cache.updateLookupTable(third, Table());
         QVERIFY(cache.findLookupTable(third, &keep).isNull());
         QCOMPARE(Table().convertImage(red, &swap), red);
+    }
+
+    void tablesTakeMemoryOnlyForColorsThatAreUsed()
+    {
+        const qint64 before = RKProcessCost::peakMebibytes();
+        RKColorProfileConverter converter;
+        for (int i = 0; i < 20; ++i) {
+            const RKMetaData metaData = withProfile(RKTestProfiles::rgb(1.5 + i / 20.0));
+            converter.convert(RKTestPictures::quadrants({9, 7}), metaData);
+        }
+        QVERIFY(RKProcessCost::peakMebibytes() - before < 64);
+
+        // The mark of an unused entry is a colour like any other.
+        const RKMetaData same = withProfile(RKTestProfiles::bytesOf(cmsCreate_sRGBProfile()));
+        const QImage marks = onePixel(0x80f1f1f1);
+        QCOMPARE(converter.convert(marks, same), marks);
+        QCOMPARE(converter.convert(marks, same), marks);
     }
 };
 
