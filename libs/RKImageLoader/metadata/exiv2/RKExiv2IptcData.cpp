@@ -1,12 +1,11 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKIptcText_p.h"
 
 #include <QDebug>
-#include <QStringDecoder>
 
 #include <algorithm>
-#include <set>
 
 namespace {
 
@@ -14,21 +13,27 @@ constexpr char kCharacterSet[] = "Iptc.Envelope.CharacterSet";
 // ISO 2022: what follows is UTF-8.
 constexpr char kUtf8[] = "\x1b%G";
 
-QString toText(const std::string& bytes)
+/// What records 2 to 6 hold as text; the character set is not for the envelope (IIM 4.2, 1:90).
+/// Data sets that exiv2 does not know may hold anything.
+bool isText(const Exiv2::Iptcdatum& datum)
 {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
-    const QString text = decoder.decode(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
-    return decoder.hasError() ? QString::fromLatin1(bytes.data(), qsizetype(bytes.size())) : text;
+    return datum.typeId() == Exiv2::string && datum.record() != Exiv2::IptcDataSets::envelope
+        && Exiv2::IptcDataSets::dataSetName(datum.tag(), datum.record()).compare(0, 2, "0x") != 0;
+}
+
+QByteArray bytesOf(const Exiv2::Iptcdatum& datum)
+{
+    QByteArray bytes(RKExiv2Compat::size(datum), Qt::Uninitialized);
+    datum.copy(reinterpret_cast<Exiv2::byte*>(bytes.data()), Exiv2::bigEndian);
+    return bytes;
 }
 
 QString toText(const Exiv2::Iptcdatum& datum)
 {
-    return RKExiv2Library::valueOr(QString(), [&] { return toText(datum.toString()); });
-}
-
-bool isAscii(const QString& text)
-{
-    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; });
+    return RKExiv2Library::valueOr(QString(), [&] {
+        const std::string text = datum.toString();
+        return RKIptcText::fromBytes({text.data(), qsizetype(text.size())});
+    });
 }
 
 Exiv2::IptcData::iterator find(Exiv2::IptcData& data, const std::string& key)
@@ -36,6 +41,11 @@ Exiv2::IptcData::iterator find(Exiv2::IptcData& data, const std::string& key)
     return std::find_if(data.begin(), data.end(), [&key](const Exiv2::Iptcdatum& datum) {
         return datum.key() == key;
     });
+}
+
+bool has(const Exiv2::IptcData& data, const std::string& key)
+{
+    return data.findKey(Exiv2::IptcKey(key)) != data.end();
 }
 
 /// Removes the data sets from an iterator on that have the key.
@@ -52,10 +62,67 @@ bool isMarkedAsUtf8(const Exiv2::IptcData& data)
     });
 }
 
-void makeUtf8(Exiv2::Iptcdatum* datum)
+void markAsUtf8(Exiv2::IptcData& data)
 {
-    if (datum->typeId() == Exiv2::string)
-        datum->setValue(toText(*datum).toStdString());
+    removeFrom(data, data.begin(), kCharacterSet);
+    Exiv2::StringValue mark(kUtf8);
+    data.add(Exiv2::IptcKey(kCharacterSet), &mark);
+}
+
+void setText(Exiv2::Iptcdatum& datum, const QByteArray& bytes)
+{
+    Exiv2::StringValue value(bytes.toStdString());
+    datum.setValue(&value);
+}
+
+/// The predicate holds for the bytes of all texts.
+template <typename Predicate>
+bool haveTexts(const Exiv2::IptcData& data, Predicate predicate)
+{
+    return std::all_of(data.begin(), data.end(), [&predicate](const Exiv2::Iptcdatum& datum) {
+        return !isText(datum) || predicate(bytesOf(datum));
+    });
+}
+
+/// Encodes all texts anew.
+template <typename Encode>
+void encodeTexts(Exiv2::IptcData& data, Encode encode)
+{
+    for (Exiv2::Iptcdatum& datum : data) {
+        if (isText(datum))
+            setText(datum, encode(bytesOf(datum)));
+    }
+}
+
+/// Encodes texts that are to join others in a file, so that no program reads those others
+/// differently from before.
+void makeTextsFit(Exiv2::IptcData& added, Exiv2::IptcData& others, bool isAddedMarked)
+{
+    const auto toUtf8
+        = [](const QByteArray& bytes) { return RKIptcText::fromBytes(bytes).toUtf8(); };
+    const auto toWindows1252 = [](const QByteArray& bytes) {
+        return RKIptcText::toWindows1252(RKIptcText::fromBytes(bytes));
+    };
+    if (haveTexts(added, RKIptcText::isAscii) && !isAddedMarked)
+        return;
+    const bool isMarked = isMarkedAsUtf8(others);
+    if (isMarked || haveTexts(others, RKIptcText::isAscii)) {
+        encodeTexts(added, toUtf8);
+        if (!isMarked)
+            markAsUtf8(others);
+    } else if (haveTexts(
+                   added, [&](const QByteArray& bytes) { return bool(toWindows1252(bytes)); })) {
+        // What readers take unmarked texts for.
+        encodeTexts(added, [&](const QByteArray& bytes) { return *toWindows1252(bytes); });
+    } else {
+        encodeTexts(added, toUtf8);
+        // Texts that are UTF-8 without saying so stay as they are, and get company.
+        if (haveTexts(others, RKIptcText::isUtf8))
+            return;
+        encodeTexts(others,
+            [](const QByteArray& bytes) { return RKIptcText::fromWindows1252(bytes).toUtf8(); });
+        markAsUtf8(others);
+    }
 }
 
 } // namespace
@@ -63,7 +130,12 @@ void makeUtf8(Exiv2::Iptcdatum* datum)
 RKExiv2IptcData::RKExiv2IptcData() = default;
 
 RKExiv2IptcData::RKExiv2IptcData(const RKExiv2ImagePtr& image)
-    : m_data(image->iptcData())
+    : RKExiv2IptcData(image->iptcData())
+{
+}
+
+RKExiv2IptcData::RKExiv2IptcData(const Exiv2::IptcData& data)
+    : m_data(data)
 {
 }
 
@@ -116,21 +188,11 @@ bool RKExiv2IptcData::store(const char* key, const QString& value)
     return true;
 }
 
-void RKExiv2IptcData::markCharacterSet()
-{
-    // Null for data that are neither ASCII nor UTF-8.
-    if (m_data.detectCharset() && !isMarkedAsUtf8(m_data))
-        store(kCharacterSet, QLatin1String(kUtf8));
-}
-
 void RKExiv2IptcData::writeString(const char* key, const QString& value)
 {
     try {
-        if (store(key, value)) {
-            if (!isAscii(value))
-                markCharacterSet();
+        if (store(key, value))
             return;
-        }
     } catch (const Exiv2::Error& error) {
         describeError(
             QStringLiteral("void RKExiv2IptcData::writeString(const char *, const QString &)"),
@@ -187,8 +249,10 @@ bool RKExiv2IptcData::mergeChangesTo(RKExiv2ImagePtr& image) const
     Exiv2::IptcData& target = image->iptcData();
     if (!hasMostOf(m_data, m_changedKeys, target))
         return mergeTo(image);
-    for (const std::string& key : m_changedKeys)
-        removeFrom(target, target.begin(), key);
+    for (const std::string& key : m_changedKeys) {
+        if (!has(m_data, key))
+            removeFrom(target, target.begin(), key);
+    }
     if (!m_changedKeys.empty())
         merge(target, [this](const std::string& key) { return m_changedKeys.count(key) != 0; });
     return true;
@@ -202,23 +266,39 @@ void RKExiv2IptcData::mergeInto(Exiv2::IptcData& target) const
 template <typename IsMerged>
 void RKExiv2IptcData::merge(Exiv2::IptcData& target, IsMerged isMerged) const
 {
-    // The mark is for all texts, so that those of the side without it have to follow.
-    const bool isMarked = isMarkedAsUtf8(m_data);
-    const bool isTargetMarked = isMarkedAsUtf8(target);
-    if (isMarked && !isTargetMarked)
-        std::for_each(target.begin(), target.end(), [](auto& datum) { makeUtf8(&datum); });
-
-    std::set<std::string> held;
-    for (Exiv2::Iptcdatum datum : m_data) {
-        if (!isMerged(datum.key()))
-            continue;
-        if (isTargetMarked && !isMarked)
-            makeUtf8(&datum);
-        // The first one of a key makes room for all.
-        if (held.insert(datum.key()).second)
-            removeFrom(target, target.begin(), datum.key());
-        target.add(datum);
+    const Values held = valuesOf(m_data);
+    const Values inTarget = valuesOf(target);
+    const auto isChanged = [&](const Exiv2::Iptcdatum& datum) {
+        const Id id(datum.record(), datum.tag());
+        const auto values = held.find(id);
+        const auto old = inTarget.find(id);
+        return values != held.end() && (old == inTarget.end() || values->second != old->second)
+            && datum.key() != kCharacterSet && isMerged(datum.key());
+    };
+    Exiv2::IptcData changed;
+    for (const Exiv2::Iptcdatum& datum : m_data) {
+        if (isChanged(datum))
+            changed.add(datum);
     }
+    if (changed.empty())
+        return;
+    Exiv2::IptcData merged;
+    for (const Exiv2::Iptcdatum& datum : target) {
+        if (!isChanged(datum))
+            merged.add(datum);
+    }
+    makeTextsFit(changed, merged, isMarkedAsUtf8(m_data));
+    for (const Exiv2::Iptcdatum& datum : changed)
+        merged.add(datum);
+    target = merged;
+}
+
+RKExiv2IptcData::Values RKExiv2IptcData::valuesOf(const Exiv2::IptcData& data)
+{
+    Values values;
+    for (const Exiv2::Iptcdatum& datum : data)
+        values[Id(datum.record(), datum.tag())].append(bytesOf(datum));
+    return values;
 }
 
 void RKExiv2IptcData::clear()

@@ -3,17 +3,20 @@
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2AbstractData_p.h"
 
+#include <QByteArrayList>
 #include <QDateTime>
 #include <QHash>
 #include <QString>
 
+#include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 /// The IPTC data sets of one image (IPTC-NAA Information Interchange Model 4.2).
 ///
 /// Keys are exiv2's, such as "Iptc.Application2.Caption", in UTF-8. A missing key gives an empty
-/// value. Texts are UTF-8; one whose bytes are not is taken for Latin-1, which old files have
+/// value. Texts are UTF-8; one whose bytes are not is taken for Windows-1252, which old files have
 /// without saying so.
 ///
 /// Not thread-safe; RKExiv2WrapperImpl locks.
@@ -23,6 +26,7 @@ public:
     RKExiv2IptcData();
     /// Copies the IPTC of an opened image whose metadata are read.
     explicit RKExiv2IptcData(const RKExiv2ImagePtr& image);
+    explicit RKExiv2IptcData(const Exiv2::IptcData& data);
     RKExiv2IptcData(const RKExiv2IptcData&) = default;
     RKExiv2IptcData& operator=(const RKExiv2IptcData&) = default;
     ~RKExiv2IptcData() override;
@@ -36,9 +40,8 @@ public:
     /// Local time; a stored offset is ignored, a missing time is midnight. Invalid without a date.
     QDateTime dateTime(const char* dateKey, const char* timeKey) const;
 
-    /// Replaces all data sets of the key by one. Where that brings the first text beyond ASCII, the
-    /// character set is marked as UTF-8, unless texts in another one are held. A text that the data
-    /// set cannot take is logged and changes nothing.
+    /// Replaces all data sets of the key by one. A text that the data set cannot take is logged and
+    /// changes nothing.
     void writeString(const char* key, const QString& value);
     /// The same: IPTC has no languages, and a marker would be seen by everybody else.
     void writeStringWithLocale(const char* key, const QString& value);
@@ -52,13 +55,22 @@ public:
     bool mergeTo(RKExiv2ImagePtr& image) const override;
     /// The same for nothing but the keys that have been set since the data were read.
     bool mergeChangesTo(RKExiv2ImagePtr& image) const;
-    /// Replaces all data sets of the keys that are held here.
+    /// Replaces all data sets of the keys whose values differ here.
+    ///
+    /// The first text beyond ASCII is stored in UTF-8 and the character set marked accordingly. If
+    /// there are other such texts without a mark, it is stored like them, so that no program reads
+    /// those differently from then on; only where Windows-1252 cannot hold it, they are encoded
+    /// anew with the mark.
     void mergeInto(Exiv2::IptcData& target) const;
     void clear();
 
+    using Id = std::pair<int, int>;
+    /// The values as the bytes of a file, by record and number.
+    using Values = std::map<Id, QByteArrayList>;
+    static Values valuesOf(const Exiv2::IptcData& data);
+
 private:
     bool store(const char* key, const QString& value);
-    void markCharacterSet();
     template <typename IsMerged>
     void merge(Exiv2::IptcData& target, IsMerged isMerged) const;
 

@@ -1,9 +1,9 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IccData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
+#include "RKImageLoader/metadata/saving/RKIptcUpdate_p.h"
 #include "support/RKMetadataFixtures.h"
-
-#include <QTest>
+#include "support/RKQuietTest.h"
 
 using namespace RKMetadataFixtures;
 
@@ -15,13 +15,27 @@ constexpr char kCity[] = "Iptc.Application2.City";
 constexpr char kDate[] = "Iptc.Application2.DateCreated";
 constexpr char kTime[] = "Iptc.Application2.TimeCreated";
 constexpr char kCharacterSet[] = "Iptc.Envelope.CharacterSet";
-const QString kUtf8 = QStringLiteral("\x1b%G");
+// A data set of no known meaning.
+constexpr char kBinary[] = "Iptc.Application2.0x00fa";
 
 void add(Exiv2::IptcData& data, const char* key, const std::string& bytes)
 {
     Exiv2::StringValue value;
     value.read(bytes);
     data.add(Exiv2::IptcKey(key), &value);
+}
+
+const Exiv2::byte* asBytes(const QByteArray& bytes)
+{
+    return reinterpret_cast<const Exiv2::byte*>(bytes.constData());
+}
+
+QByteArray bytesOf(const Exiv2::IptcData& data, const char* key)
+{
+    const Exiv2::IptcKey iptcKey(key);
+    const RKExiv2IptcData::Values values = RKExiv2IptcData::valuesOf(data);
+    const auto found = values.find({iptcKey.record(), iptcKey.tag()});
+    return found == values.end() ? QByteArray() : found->second.join('|');
 }
 
 QByteArray jpegWith(const QList<std::pair<const char*, std::string>>& sets)
@@ -45,7 +59,7 @@ QByteArray saved(const RKExiv2IptcData& data, const QByteArray& file)
 
 } // namespace
 
-class RKExiv2IptcDataTest : public QObject
+class RKExiv2IptcDataTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -79,24 +93,93 @@ private Q_SLOTS:
         QCOMPARE(data.readString(kKeywords), QStringLiteral("Été, plain"));
     }
 
-    void characterSetIsMarkedWhereItIsTrue()
+    void onlyChangedDataSetsAreTouched()
     {
-        RKExiv2IptcData data;
-        data.writeString(kCaption, QStringLiteral("plain"));
-        QVERIFY(data.readString(kCharacterSet).isEmpty());
-        data.writeString(kCity, QStringLiteral("Zürich"));
-        QCOMPARE(data.readString(kCharacterSet), kUtf8);
-        QCOMPARE(
-            dataIn(saved(data, imageFile("JPEG"))).readString(kCity), QStringLiteral("Zürich"));
+        // The empty set and the time without an offset would be lost if exiv2 encoded them.
+        const QByteArray block = QByteArray::fromHex("1c02050000"
+                                                     "1c0219000161"
+                                                     "1c023c0006313331383038");
+        Exiv2::IptcData before;
+        QCOMPARE(Exiv2::IptcParser::decode(before, asBytes(block), uint32_t(block.size())), 0);
+        RKExiv2IptcData held(before);
+        Exiv2::IptcData after = before;
+        held.mergeInto(after);
+        QCOMPARE(RKIptcUpdate::updated(block, before, after), block);
 
-        // A mark would make the other texts unreadable for everybody else.
-        RKExiv2IptcData latin = dataIn(jpegWith({{kCaption,
-            "Gr\xFC\xDF"
-            "e"}}));
-        latin.writeString(kCity, QStringLiteral("Zürich"));
-        QVERIFY(latin.readString(kCharacterSet).isEmpty());
-        QCOMPARE(latin.readString(kCity), QStringLiteral("Zürich"));
-        QCOMPARE(latin.readString(kCaption), QStringLiteral("Grüße"));
+        held.writeString(kKeywords, QStringLiteral("bc"));
+        held.mergeInto(after);
+        QByteArray expected = block;
+        QCOMPARE(RKIptcUpdate::updated(block, before, after),
+            expected.replace(QByteArray("\0\1a", 3), QByteArray("\0\2bc", 4)));
+        QCOMPARE(RKIptcUpdate::updated({}, {}, after)->count('\x1c'), 3);
+        QCOMPARE(RKIptcUpdate::updated(block, after, {}), QByteArray());
+    }
+
+    void newTextsChangeTheReadingOfNoOthers_data()
+    {
+        QTest::addColumn<QByteArray>("mark");
+        QTest::addColumn<QByteArray>("other");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QByteArray>("markAfter");
+        QTest::addColumn<QByteArray>("otherAfter");
+        QTest::addColumn<QByteArray>("textAfter");
+
+        const QByteArray none;
+        const QByteArray utf8 = "\x1b%G";
+        const QByteArray latin1 = "\x1b.A";
+        const QString zurich = QStringLiteral("Zürich “x”");
+        const QString tokyo = QStringLiteral("東京");
+        // What Windows-1252 makes of it is UTF-8, too.
+        const QString ambiguous = QStringLiteral("Ã©");
+        QTest::newRow("ASCII") << none << QByteArray("\xe9t\xe9") << QStringLiteral("plain") << none
+                               << QByteArray("\xe9t\xe9") << QByteArray("plain");
+        QTest::newRow("first text") << none << QByteArray("plain") << zurich << utf8
+                                    << QByteArray("plain") << zurich.toUtf8();
+        QTest::newRow("marked") << utf8 << QByteArray("\xc3\xa9") << zurich << utf8
+                                << QByteArray("\xc3\xa9") << zurich.toUtf8();
+        QTest::newRow("beside Windows-1252")
+            << none << QByteArray("\xe9t\xe9") << zurich << none << QByteArray("\xe9t\xe9")
+            << QByteArray("Z\xfcrich \x93x\x94");
+        QTest::newRow("beside Latin-1, marked")
+            << latin1 << QByteArray("\xe9t\xe9") << zurich << latin1 << QByteArray("\xe9t\xe9")
+            << QByteArray("Z\xfcrich \x93x\x94");
+        QTest::newRow("beside Windows-1252, which cannot hold it")
+            << none << QByteArray("\x8et\xe9") << tokyo << utf8 << QStringLiteral("Žté").toUtf8()
+            << tokyo.toUtf8();
+        QTest::newRow("beside Windows-1252, ambiguous")
+            << latin1 << QByteArray("\xe9") << ambiguous << utf8 << QByteArray("\xc3\xa9")
+            << ambiguous.toUtf8();
+        QTest::newRow("beside UTF-8 without a mark")
+            << none << QByteArray("\xc3\x8ele") << zurich << none << QByteArray("\xc3\x8ele")
+            << QByteArray("Z\xfcrich \x93x\x94");
+        QTest::newRow("beside UTF-8 without a mark, another script")
+            << none << QByteArray("\xc3\x8ele") << tokyo << none << QByteArray("\xc3\x8ele")
+            << tokyo.toUtf8();
+    }
+
+    void newTextsChangeTheReadingOfNoOthers()
+    {
+        QFETCH(const QByteArray, mark);
+        QFETCH(const QByteArray, other);
+        QFETCH(const QString, text);
+        QFETCH(const QByteArray, markAfter);
+        QFETCH(const QByteArray, otherAfter);
+        QFETCH(const QByteArray, textAfter);
+
+        Exiv2::IptcData target;
+        if (!mark.isEmpty())
+            add(target, kCharacterSet, mark.toStdString());
+        add(target, kCity, other.toStdString());
+        add(target, kBinary, "\xff\xc3\xa9");
+        RKExiv2IptcData held(target);
+        held.writeString(kCaption, text);
+        held.mergeInto(target);
+
+        QCOMPARE(bytesOf(target, kCharacterSet), markAfter);
+        QCOMPARE(bytesOf(target, kCity), otherAfter);
+        QCOMPARE(bytesOf(target, kCaption), textAfter);
+        QCOMPARE(bytesOf(target, kBinary), QByteArray("\xff\xc3\xa9"));
+        QCOMPARE(RKExiv2IptcData(target).readString(kCaption), text);
     }
 
     void datesAreLocalTime()

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QByteArrayView>
+#include <QList>
+
+#include <optional>
+
+/// The data sets of an IPTC block as bytes, so that some can be changed while all others stay as
+/// they are (IPTC-NAA Information Interchange Model 4.2, 1.5 and 1.6).
+///
+/// Bytes between and after the data sets are kept, and so is a damaged end. Reentrant.
+class RKIMAGELOADER_TEST_EXPORT RKIptcEditor
+{
+public:
+    struct DataSet
+    {
+        quint8 record = 0;
+        quint8 number = 0;
+        QByteArray value;
+
+        bool operator==(const DataSet& other) const
+        {
+            return record == other.record && number == other.number && value == other.value;
+        }
+    };
+
+    /// The new values of all data sets with a number; none to remove them.
+    struct Change
+    {
+        quint8 record = 0;
+        quint8 number = 0;
+        QByteArrayList values;
+    };
+
+    explicit RKIptcEditor(const QByteArray& bytes);
+
+    /// In the order of the file.
+    QList<DataSet> dataSets() const;
+
+    /// The block with the changes. New values take the place of the first data set with their
+    /// number, or stand before the first one with a higher number. Empty if no data set is left;
+    /// nullopt for a value of more than 4 GiB.
+    std::optional<QByteArray> changed(const QList<Change>& changes) const;
+
+private:
+    /// One data set, or bytes that are not a data set.
+    struct Piece
+    {
+        // Record and number as one, so that their order is that of the standard.
+        int id;
+        qsizetype headerSize;
+        QByteArrayView bytes;
+    };
+
+    QByteArray m_bytes;
+    QList<Piece> m_pieces;
+};
