@@ -1,9 +1,9 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
 #include <QDebug>
 #include <QMutexLocker>
-#include <QReadLocker>
 #include <QWriteLocker>
 
 #include <map>
@@ -68,18 +68,6 @@ RKXmpNamespaces::Table knownNamespaces()
             table.emplace(entry.first, uri);
     }
     return table;
-}
-
-/// False where other files may be the reason: two that bind one prefix to different namespaces take
-/// it away from each other while they are read.
-bool hasReadBesideOthers(Exiv2::Image& image)
-{
-    const QReadLocker xmpLocker(RKExiv2Library::xmpLock());
-    const bool isRead = RKExiv2Library::valueOr(false, [&] {
-        image.readMetadata();
-        return true;
-    });
-    return isRead && (!image.xmpData().empty() || image.xmpPacket().empty());
 }
 
 } // namespace
@@ -148,9 +136,7 @@ QRecursiveMutex* RKExiv2Library::tiffMutex()
 void RKExiv2Library::readMetadata(Exiv2::Image& image)
 {
     const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? tiffMutex() : nullptr);
-    if (hasReadBesideOthers(image))
-        return;
-    const QWriteLocker xmpLocker(xmpLock());
+    const QWriteLocker xmpLocker(RKExiv2XmpProbe::mayHaveXmp(image) ? xmpLock() : nullptr);
     image.readMetadata();
 }
 

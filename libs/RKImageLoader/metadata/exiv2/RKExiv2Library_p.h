@@ -23,16 +23,17 @@ public:
     /// first.
     static void initialize();
 
-    /// Guards exiv2's process-wide registry of XMP namespaces, which it walks without a lock of its
-    /// own. Recursive.
+    /// Guards exiv2's XMP parser and the process-wide registry of namespaces that it works on.
+    /// Decoding a packet registers its prefixes, and looks them up again for each array: a packet
+    /// that gives a namespace another prefix must not be decoded in between. Recursive; always
+    /// taken exclusively.
     ///
-    /// Shared: Image::readMetadata(). Exclusive: every call of XmpParser, every change of an
-    /// XmpData under a key, namespace registration, and Image::writeMetadata(). Reading an XmpData
-    /// by comparing key texts needs no lock.
+    /// Around every call of XmpParser, every change of an XmpData under a key, every registration
+    /// of a namespace, Image::readMetadata() unless the image has no XMP, and
+    /// Image::writeMetadata(). Reading an XmpData by comparing key texts needs no lock.
     ///
     /// May be taken while the lock of a wrapper's implementation and the one around TIFF reading
-    /// are held; never the other way round. A thread that holds it shared must not ask for it
-    /// exclusively.
+    /// are held; never the other way round.
     static QReadWriteLock* xmpLock();
 
     /// Binds each known prefix to its published namespace again: reading a file that binds, say,

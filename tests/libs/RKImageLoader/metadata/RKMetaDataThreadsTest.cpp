@@ -111,6 +111,42 @@ private Q_SLOTS:
         }
     }
 
+    /// exiv2's registry of namespaces is the process's: files that give one namespace different
+    /// prefixes must not be decoded at the same time. A TIFF lost all its XMP by that.
+    void filesAreReadBesideOnesWithAnotherPrefix()
+    {
+        const auto addArrays = [](Exiv2::Image& image) {
+            // Each asks the registry while it is decoded.
+            for (int number = 0; number < 50; ++number) {
+                Exiv2::XmpArrayValue array;
+                array.read("element");
+                const std::string key = "Xmp.xmp.List" + std::to_string(number);
+                image.xmpData().add(Exiv2::XmpKey(key), &array);
+            }
+        };
+        const QByteArray jpeg = withMetadata(fileOf(0), addArrays);
+        // A JPEG, a PNG and a TIFF.
+        for (int i = 0; i < 3; ++i) {
+            QByteArray other = withMetadata(fileOf(i), addArrays);
+            other.replace("xmlns:xmp=", "xmlns:xap=").replace("xmp:", "xap:");
+            const auto keys = RKExiv2Wrapper(other).allData().size();
+            QVERIFY(keys > 50);
+            std::atomic<int> faults = 0;
+            std::atomic<bool> isDone = false;
+            runOnThreads([&](int thread) {
+                if (thread > 0) {
+                    while (!isDone)
+                        faults += RKExiv2Wrapper(jpeg).adobeRating() != 1;
+                    return;
+                }
+                for (int round = 0; round < 100; ++round)
+                    faults += RKExiv2Wrapper(other).allData().size() != keys;
+                isDone = true;
+            });
+            QCOMPARE(faults.load(), 0);
+        }
+    }
+
     void oneObjectServesAllThreads()
     {
         RKMetaData shared{QFileInfo(path(0))};

@@ -1,6 +1,7 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 #include "support/RKMetadataFixtures.h"
 #include "support/RKTimeLimit.h"
@@ -252,6 +253,23 @@ private Q_SLOTS:
             data.editPacketOf(*own);
             QVERIFY(own->xmpPacket().find(structure.toStdString()) != std::string::npos);
         }
+    }
+
+    void onlyPicturesWithoutXmpAreReadWithoutTheLock()
+    {
+        const auto mayHaveXmp = [](const QByteArray& file) {
+            return RKExiv2XmpProbe::mayHaveXmp(*RKExiv2Compat::openMemory(file));
+        };
+        const QByteArray plain = withMetadata(imageFile("JPEG"), [](Exiv2::Image& image) {
+            image.exifData()["Exif.Image.Artist"] = std::string("artist");
+        });
+        QVERIFY(!mayHaveXmp(plain));
+        QVERIFY(mayHaveXmp(jpegWith(dublinCore("<dc:format>jpeg</dc:format>"))));
+        // exiv2 also decodes it as a tag of the Exif block.
+        QByteArray tagged = plain;
+        QVERIFY(mayHaveXmp(
+            tagged.replace(QByteArray("\x3b\x01\x02\0", 4), QByteArray("\xbc\x02\x02\0", 4))));
+        QVERIFY(mayHaveXmp(plain.left(100)));
     }
 
     void hostilePacketsTakeLittleTime()
