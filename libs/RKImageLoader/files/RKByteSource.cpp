@@ -2,6 +2,12 @@
 
 RKByteSource::~RKByteSource() = default;
 
+RKByteSource::Origin RKByteSource::origin(qint64 offset, qint64 size) const
+{
+    Q_UNUSED(size)
+    return {this, offset};
+}
+
 RKMemorySource::RKMemorySource(const QByteArray& bytes)
     : m_bytes(bytes)
 {

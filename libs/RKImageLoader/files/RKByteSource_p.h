@@ -17,6 +17,20 @@ public:
     /// False, and the bytes cleared, for a range that is not wholly inside or cannot be read.
     virtual bool read(qint64 offset, qint64 size, QByteArray* bytes) const = 0;
 
+    /// Where a range comes from: equal origins of ranges of one size have the same bytes.
+    struct Origin
+    {
+        const RKByteSource* source = nullptr;
+        qint64 offset = 0;
+
+        bool operator==(const Origin& other) const
+        {
+            return source == other.source && offset == other.offset;
+        }
+    };
+
+    virtual Origin origin(qint64 offset, qint64 size) const;
+
 protected:
     RKByteSource() = default;
 };

@@ -1,19 +1,25 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/files/RKByteSource_p.h"
 
 #include <QByteArray>
 #include <QList>
+#include <QString>
 
 #include <memory>
 
-class QIODevice;
+class RKImageFileFormat;
 
 /// An image file as the segments, chunks, boxes or resources that it consists of, so that those
-/// with metadata can be exchanged while all others stay as they are, byte for byte.
+/// with metadata can be replaced while all others stay as they are, byte for byte.
 ///
-/// JPEG (ISO/IEC 10918-1, annex B), PNG, JPEG 2000 (ISO/IEC 15444-1, annex I), WebP and Photoshop.
-/// Reentrant.
+/// JPEG (ISO/IEC 10918-1, annex B), PNG (ISO/IEC 15948), JPEG 2000 (ISO/IEC 15444-1, annex I), WebP
+/// (RFC 9649) and Photoshop. Pixels are not read: they are ranges of the source. Sizes inside the
+/// container follow from its parts when a file is made of them.
+///
+/// A file whose metadata exceed 64 MiB, or that has more than 200 000 parts, is not valid: such
+/// files are made to cost memory. Reentrant.
 class RKIMAGELOADER_TEST_EXPORT RKImageFileParts
 {
 public:
@@ -29,42 +35,93 @@ public:
     struct Part
     {
         Content content = Content::Other;
-        QByteArray bytes;
+        /// For messages: "segment APP2 MPF", "chunk IDAT", "box jp2c", "resource 0x0404".
+        QByteArray name;
+        RKFilePiece piece;
+        /// The first bytes of a range, where the format needs them.
+        QByteArray start;
     };
 
-    class Format;
-
     explicit RKImageFileParts(const QByteArray& file);
+    explicit RKImageFileParts(std::shared_ptr<const RKByteSource> source);
 
     /// The file has one of the formats, and its parts follow each other to its end.
     bool isValid() const;
+    /// The source could not be read: what the file is remains unknown.
+    bool hasReadError() const;
 
+    /// The file to write. Ranges are those of the source.
+    QList<RKFilePiece> pieces() const;
+    /// The same, read into memory; empty where the source cannot be read.
     QByteArray file() const;
+    /// A small file of the same format with the same metadata and size in pixels, for a library
+    /// that reads or writes metadata only. The pixels are left out, or cut to their header.
+    QByteArray skeleton() const;
 
+    /// The bytes of all parts with that content, together with their headers.
     QList<QByteArray> parts(Content content) const;
     /// Puts parts in the place of all with that content; without any, where the format wants them.
     /// Does nothing for an invalid file.
     void replace(Content content, const QList<QByteArray>& parts);
 
-    /// The TIFF structure of the first Exif part, the one that counts; empty where there is none,
-    /// and where it is encoded as a text.
-    QByteArray exifBlock() const;
-    /// Replaces that structure. False, and nothing changed, where there is none, or the new one is
-    /// too large.
-    bool setExifBlock(const QByteArray& block);
+    /// The TIFF structure of the first Exif part, the one that counts; empty without one.
+    QByteArray exifBlock() const
+    {
+        return block(Content::Exif);
+    }
 
-    /// The colour profile of a Photoshop file, of which only the resources are read; empty without
-    /// one.
-    static QByteArray photoshopProfile(QIODevice* file);
+    /// The IPTC data sets (IIM 4.2), without what surrounds them; empty without any.
+    QByteArray iptcBlock() const
+    {
+        return block(Content::Iptc);
+    }
 
-    /// Replaces the colour profile. False for a format that this does not know how to do.
-    bool setIccProfile(const QByteArray& profile);
-    /// Replaces the XMP packet; likewise.
-    bool setXmpPacket(const QByteArray& packet);
+    QByteArray xmpPacket() const
+    {
+        return block(Content::Xmp);
+    }
+
+    QByteArray iccProfile() const
+    {
+        return block(Content::Icc);
+    }
+
+    /// These replace metadata of one kind, in their old place, or add them. Empty bytes remove
+    /// them. False, and nothing changed, for an invalid file, and where the format cannot hold
+    /// them: a JPEG segment has at most 65 533 bytes, which only a profile and IPTC may exceed.
+    bool setExifBlock(const QByteArray& block)
+    {
+        return setBlock(Content::Exif, block);
+    }
+
+    /// Photoshop's other resources stay, also in the same segment.
+    bool setIptcBlock(const QByteArray& block)
+    {
+        return setBlock(Content::Iptc, block);
+    }
+
+    bool setXmpPacket(const QByteArray& packet)
+    {
+        return setBlock(Content::Xmp, packet);
+    }
+
+    bool setIccProfile(const QByteArray& profile)
+    {
+        return setBlock(Content::Icc, profile);
+    }
+
+    /// The name of the first part that is not the same in both files, or not in the same place
+    /// among the others; empty where there is none. Parts with the owned contents may differ.
+    /// Ranges of the same bytes of one source are not read.
+    static QString firstDifference(
+        const RKImageFileParts& before, const RKImageFileParts& after, const QList<Content>& owned);
 
 private:
-    bool replaceWith(Content content, const QByteArray& part);
+    QByteArray block(Content content) const;
+    bool setBlock(Content content, const QByteArray& block);
 
-    const Format* m_format = nullptr;
+    std::shared_ptr<const RKByteSource> m_source;
+    const RKImageFileFormat* m_format = nullptr;
     QList<Part> m_parts;
+    bool m_hasReadError = false;
 };

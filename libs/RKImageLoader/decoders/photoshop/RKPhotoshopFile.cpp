@@ -1,5 +1,6 @@
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopFile_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/files/RKPhotoshopResources_p.h"
 
 #include <algorithm>
 #include <array>
@@ -13,12 +14,6 @@ constexpr quint16 kVersion = 1;
 constexpr quint16 kVersionOfLarge = 2;
 constexpr int kReserved = 6;
 constexpr int kMaxChannels = 56;
-
-// "Image Resource IDs".
-constexpr quint16 kThumbnailBgr = 1033;
-constexpr quint16 kThumbnail = 1036;
-constexpr quint16 kProfile = 1039;
-constexpr quint16 kVersionInfo = 1057;
 
 // "Thumbnail resource format".
 constexpr quint32 kJpegThumbnail = 1;
@@ -75,7 +70,7 @@ void readThumbnail(QByteArrayView resource, RKPhotoshopFile& file, quint16 id)
     if (!isJpeg || reader.rest().isEmpty())
         return;
     file.thumbnail = reader.rest();
-    file.isThumbnailBgr = id == kThumbnailBgr;
+    file.isThumbnailBgr = id == RKPhotoshopResources::kThumbnailBgr;
 }
 
 void readVersionInfo(QByteArrayView resource, RKPhotoshopFile& file)
@@ -86,29 +81,22 @@ void readVersionInfo(QByteArrayView resource, RKPhotoshopFile& file)
     file.hasMergedPicture = !reader.isGood() || hasMergedPicture != 0;
 }
 
-// "Image Resource Blocks".
 void readResources(QByteArrayView section, RKPhotoshopFile& file)
 {
-    RKByteReader reader(section);
-    while (!reader.rest().isEmpty()) {
-        // Not always 8BIM: other programs' resources have signatures of their own.
-        reader.take(4);
-        const auto id = reader.number<quint16>();
-        const int nameLength = reader.number<quint8>();
-        reader.take(quint64(nameLength | 1));
-        const auto length = reader.number<quint32>();
-        const QByteArrayView resource = reader.take(length);
-        if (!reader.isGood())
-            return;
-        if (length % 2 == 1 && !reader.rest().isEmpty())
-            reader.take(1);
-
-        if (id == kProfile)
-            file.profile = resource;
-        else if (id == kVersionInfo)
-            readVersionInfo(resource, file);
-        else if (id == kThumbnail || (id == kThumbnailBgr && file.thumbnail.isEmpty()))
-            readThumbnail(resource, file, id);
+    const RKPhotoshopResources resources(section);
+    for (const RKPhotoshopResources::Resource& resource : resources.all()) {
+        switch (resource.number) {
+        case RKPhotoshopResources::kIccProfile: file.profile = resource.data; break;
+        case RKPhotoshopResources::kVersionInfo: readVersionInfo(resource.data, file); break;
+        case RKPhotoshopResources::kThumbnailBgr:
+            if (!file.thumbnail.isEmpty())
+                break;
+            [[fallthrough]];
+        case RKPhotoshopResources::kThumbnail:
+            readThumbnail(resource.data, file, resource.number);
+            break;
+        default: break;
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/files/RKDeviceSource_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -241,7 +242,8 @@ void RKExiv2WrapperImpl::useOrientationOfContainer(QIODevice* file)
 void RKExiv2WrapperImpl::readPhotoshopProfile(QIODevice* file)
 {
     if (m_isPhotoshop && m_iccData.isEmpty())
-        m_iccData = RKExiv2IccData(RKImageFileParts::photoshopProfile(file));
+        m_iccData
+            = RKExiv2IccData(RKImageFileParts(std::make_shared<RKDeviceSource>(file)).iccProfile());
 }
 
 void RKExiv2WrapperImpl::correctWeirdImageSizes(QIODevice* file)

@@ -1,0 +1,38 @@
+#include "RKImageLoader/files/RKImageFileFormat_p.h"
+
+QList<RKFilePiece> RKImageFileFormat::pieces(const Parts& parts) const
+{
+    QList<RKFilePiece> pieces;
+    pieces.reserve(parts.size());
+    for (const Part& part : parts)
+        pieces.append(part.piece);
+    return pieces;
+}
+
+RKImageFileFormat::Parts RKImageFileFormat::withoutPixels(const Parts& parts) const
+{
+    Parts small = parts;
+    small.removeIf([](const Part& part) { return part.piece.size > 0; });
+    return small;
+}
+
+RKImageFileFormat::Parts RKImageFileFormat::comparable(const Parts& parts) const
+{
+    return parts;
+}
+
+qsizetype RKImageFileFormat::placeFor(Content content, const Parts& parts) const
+{
+    qsizetype place = leadingParts(parts);
+    for (qsizetype i = place; i < parts.size(); ++i) {
+        if (parts[i].content != Content::Other && parts[i].content < content)
+            place = i + 1;
+    }
+    return place;
+}
+
+void RKImageFileFormat::adjust(Parts& parts, const Parts& before) const
+{
+    Q_UNUSED(parts)
+    Q_UNUSED(before)
+}

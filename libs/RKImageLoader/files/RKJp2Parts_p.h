@@ -1,0 +1,20 @@
+#pragma once
+
+#include "RKImageLoader/files/RKImageFileFormat_p.h"
+
+/// JPEG 2000 (ISO/IEC 15444-1, annex I): boxes, those in the header box one by one.
+class RKJp2Parts final : public RKImageFileFormat
+{
+public:
+    bool matches(QByteArrayView start) const override;
+    bool split(RKPartCollector& file) const override;
+    Part partOf(const QByteArray& bytes) const override;
+    QList<RKFilePiece> pieces(const Parts& parts) const override;
+    Parts withoutPixels(const Parts& parts) const override;
+    Parts comparable(const Parts& parts) const override;
+    qsizetype placeFor(Content content, const Parts& parts) const override;
+    qsizetype leadingParts(const Parts& parts) const override;
+    QByteArray block(Content content, const QList<QByteArray>& parts) const override;
+    std::optional<QList<QByteArray>> withBlock(
+        Content content, const QByteArray& block, const QList<QByteArray>& parts) const override;
+};

@@ -1,0 +1,366 @@
+#include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/files/RKJpegParts_p.h"
+#include "RKImageLoader/files/RKPartCollector_p.h"
+#include "RKImageLoader/files/RKPhotoshopResources_p.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+
+namespace {
+
+using Content = RKImageFileParts::Content;
+using Part = RKImageFileParts::Part;
+using Parts = QList<Part>;
+
+constexpr qsizetype kMarkerSize = 2;
+constexpr qsizetype kLengthSize = 2;
+constexpr qsizetype kMaxData = std::numeric_limits<quint16>::max() - kLengthSize;
+
+constexpr quint8 kFill = 0xff;
+constexpr quint8 kFirstRestart = 0xd0;
+constexpr quint8 kStartOfImage = 0xd8;
+constexpr quint8 kFirstFrame = 0xc0;
+constexpr quint8 kEndOfImage = 0xd9;
+constexpr quint8 kStartOfScan = 0xda;
+constexpr quint8 kApp0 = 0xe0;
+constexpr quint8 kApp1 = 0xe1;
+constexpr quint8 kApp2 = 0xe2;
+constexpr quint8 kApp13 = 0xed;
+constexpr quint8 kLastApp = 0xef;
+
+// Fill bytes before a marker, and stray ones, which some programs leave when they shorten a segment
+// (Issue_308_odd_make_model.jpg). Where there are more, the segment before was damaged.
+constexpr qsizetype kMaxStray = 64 * 1024;
+
+constexpr QByteArrayView kExifName("Exif\0\0", 6);
+constexpr QByteArrayView kXmpName("http://ns.adobe.com/xap/1.0/\0", 29);
+constexpr QByteArrayView kPhotoshopName("Photoshop 3.0\0", 14);
+// ICC.1:2022, B.4: the chunk's number and the number of chunks follow.
+constexpr QByteArrayView kIccName("ICC_PROFILE\0", 12);
+constexpr qsizetype kIccHeaderSize = 14;
+
+bool hasLength(quint8 marker)
+{
+    return marker >= kFirstFrame && (marker < kFirstRestart || marker > kEndOfImage);
+}
+
+struct Segment
+{
+    quint8 marker = 0;
+    QByteArrayView data;
+};
+
+/// A whole segment, with any fill bytes before it.
+Segment segmentOf(QByteArrayView bytes)
+{
+    RKByteReader reader(bytes);
+    Segment segment;
+    while ((segment.marker = reader.number<quint8>()) == kFill)
+        continue;
+    if (hasLength(segment.marker))
+        segment.data = reader.rest().sliced(std::min(kLengthSize, reader.rest().size()));
+    return segment;
+}
+
+QByteArrayView dataOf(const QByteArray& bytes, QByteArrayView name)
+{
+    return segmentOf(bytes).data.sliced(name.size());
+}
+
+QByteArray segment(quint8 marker, QByteArrayView name, QByteArrayView data)
+{
+    const auto length = static_cast<quint16>(kLengthSize + name.size() + data.size());
+    return QByteArray(1, static_cast<char>(kFill)) + static_cast<char>(marker)
+        + RKByteReader::bytesOf(length) + name.toByteArray() + data;
+}
+
+Content contentOf(const Segment& segment)
+{
+    if (segment.marker == kApp1 && segment.data.startsWith(kExifName))
+        return Content::Exif;
+    if (segment.marker == kApp1 && segment.data.startsWith(kXmpName))
+        return Content::Xmp;
+    if (segment.marker == kApp13 && segment.data.startsWith(kPhotoshopName))
+        return Content::Iptc;
+    if (segment.marker == kApp2 && segment.data.startsWith(kIccName)
+        && segment.data.size() >= kIccHeaderSize)
+        return Content::Icc;
+    return Content::Other;
+}
+
+QByteArray nameOf(const Segment& segment)
+{
+    constexpr qsizetype kMaxName = 28;
+    if (segment.marker < kApp0 || segment.marker > kLastApp)
+        return "segment 0x" + QByteArray::number(segment.marker, 16);
+    QByteArray name = "segment APP" + QByteArray::number(segment.marker - kApp0) + ' ';
+    for (const char c : segment.data.first(std::min(kMaxName, segment.data.size()))) {
+        if (c <= ' ' || c > '~')
+            break;
+        name += c;
+    }
+    return name.trimmed();
+}
+
+struct Marker
+{
+    quint8 code = 0;
+    // Of the fill bytes before it.
+    qsizetype start = 0;
+    qsizetype end = 0;
+};
+
+/// The first marker after any stray bytes.
+std::optional<Marker> nextMarker(QByteArrayView bytes)
+{
+    for (qsizetype at = 0; (at = bytes.indexOf(char(kFill), at)) >= 0;) {
+        Marker marker{0, at, at};
+        while (marker.end < bytes.size() && static_cast<quint8>(bytes[marker.end]) == kFill)
+            ++marker.end;
+        if (marker.end == bytes.size())
+            return {};
+        marker.code = static_cast<quint8>(bytes[marker.end++]);
+        if (marker.code != 0)
+            return marker;
+        at = marker.end;
+    }
+    return {};
+}
+
+Part strayPart(QByteArrayView bytes)
+{
+    return {Content::Other, "stray bytes", {bytes.toByteArray()}, {}};
+}
+
+/// Segments whose resources belong together, since some reach beyond the end of their segment.
+struct Group
+{
+    qsizetype segments = 0;
+    QByteArray section;
+};
+
+QList<Group> groupsOf(const QList<QByteArray>& segments)
+{
+    QList<Group> groups;
+    Group group;
+    for (const QByteArray& bytes : segments) {
+        ++group.segments;
+        group.section += dataOf(bytes, kPhotoshopName);
+        if (RKPhotoshopResources(group.section).rest().isEmpty()) {
+            groups.append(group);
+            group = {};
+        }
+    }
+    if (group.segments > 0)
+        groups.append(group);
+    return groups;
+}
+
+/// The data in as many segments as it takes.
+QList<QByteArray> divided(quint8 marker, QByteArrayView name, const QByteArray& data)
+{
+    QList<QByteArray> segments;
+    const qsizetype most = kMaxData - name.size();
+    for (qsizetype at = 0; at < data.size(); at += most)
+        segments.append(segment(
+            marker, name, QByteArrayView(data).sliced(at).first(std::min(most, data.size() - at))));
+    return segments;
+}
+
+QList<QByteArray> withIptc(const QByteArray& block, const QList<QByteArray>& segments)
+{
+    const QList<Group> groups = groupsOf(segments);
+    const auto hasIptc = [](const Group& group) {
+        return !RKPhotoshopResources(group.section).data(RKPhotoshopResources::kIptc).isEmpty();
+    };
+    const auto first = std::find_if(groups.begin(), groups.end(), hasIptc);
+    const qsizetype target = first == groups.end() ? groups.size() - 1 : first - groups.begin();
+    QList<QByteArray> result;
+    qsizetype at = 0;
+    for (qsizetype i = 0; i < groups.size(); ++i) {
+        const Group& group = groups[i];
+        const bool isChanged = i == target || hasIptc(group);
+        result += isChanged ? divided(kApp13,
+                      kPhotoshopName,
+                      RKPhotoshopResources(group.section)
+                          .with(RKPhotoshopResources::kIptc, i == target ? block : QByteArray()))
+                            : segments.mid(at, group.segments);
+        at += group.segments;
+    }
+    if (groups.isEmpty() && !block.isEmpty()) {
+        const QByteArrayView none;
+        result = divided(kApp13,
+            kPhotoshopName,
+            RKPhotoshopResources(none).with(RKPhotoshopResources::kIptc, block));
+    }
+    return result;
+}
+
+QByteArray iccProfileIn(const QList<QByteArray>& segments)
+{
+    std::map<quint8, QByteArray> chunks;
+    quint8 count = 0;
+    for (const QByteArray& bytes : segments) {
+        RKByteReader reader(dataOf(bytes, kIccName));
+        const auto number = reader.number<quint8>();
+        count = reader.number<quint8>();
+        chunks.emplace(number, reader.rest().toByteArray());
+    }
+    QByteArray profile;
+    if (chunks.empty() || chunks.size() != count || chunks.begin()->first != 1
+        || chunks.rbegin()->first != count)
+        return profile;
+    for (const auto& [number, chunk] : chunks)
+        profile += chunk;
+    return profile;
+}
+
+std::optional<QList<QByteArray>> iccSegments(const QByteArray& profile)
+{
+    constexpr qsizetype kMaxChunk = kMaxData - kIccHeaderSize;
+    const qsizetype count = (profile.size() + kMaxChunk - 1) / kMaxChunk;
+    if (count > std::numeric_limits<quint8>::max())
+        return {};
+    QList<QByteArray> segments;
+    for (qsizetype i = 0; i < count; ++i) {
+        QByteArray name = kIccName.toByteArray();
+        name += static_cast<char>(i + 1);
+        name += static_cast<char>(count);
+        segments.append(segment(kApp2, name, profile.mid(i * kMaxChunk, kMaxChunk)));
+    }
+    return segments;
+}
+
+} // namespace
+
+bool RKJpegParts::matches(QByteArrayView start) const
+{
+    return start.startsWith("\xff\xd8\xff");
+}
+
+bool RKJpegParts::split(RKPartCollector& file) const
+{
+    if (!file.addBytes(*this, 0, kMarkerSize))
+        return false;
+    qint64 at = kMarkerSize;
+    for (;;) {
+        const QByteArrayView rest = file.peek(at, kMaxStray);
+        const std::optional<Marker> marker = nextMarker(rest);
+        if (!marker)
+            return false;
+        if (marker->start > 0 && !file.add(strayPart(rest.first(marker->start))))
+            return false;
+        const qint64 start = at + marker->start;
+        if (marker->code == kStartOfScan || marker->code == kEndOfImage)
+            return file.addRange("picture", start, file.size() - start);
+        at += marker->end;
+        if (hasLength(marker->code)) {
+            const auto length = RKByteReader(file.peek(at, kLengthSize)).numberAt<quint16>(0);
+            if (!length || *length < kLengthSize)
+                return false;
+            at += *length;
+        }
+        if (!file.addBytes(*this, start, at - start))
+            return false;
+    }
+}
+
+Part RKJpegParts::partOf(const QByteArray& bytes) const
+{
+    const Segment segment = segmentOf(bytes);
+    return {contentOf(segment), nameOf(segment), {bytes}, {}};
+}
+
+Parts RKJpegParts::withoutPixels(const Parts& parts) const
+{
+    Parts small = RKImageFileFormat::withoutPixels(parts);
+    small.append(partOf("\xff\xd9"));
+    return small;
+}
+
+Parts RKJpegParts::comparable(const Parts& parts) const
+{
+    Parts result;
+    QList<QByteArray> segments;
+    for (const Part& part : parts) {
+        if (part.content == Content::Iptc)
+            segments.append(part.piece.bytes);
+        else
+            result.append(part);
+    }
+    for (const Group& group : groupsOf(segments)) {
+        const RKPhotoshopResources resources(group.section);
+        for (const RKPhotoshopResources::Resource& resource : resources.all()) {
+            const bool isIptc
+                = resource.isPhotoshops && resource.number == RKPhotoshopResources::kIptc;
+            result.append({isIptc ? Content::Iptc : Content::Other,
+                "segment APP13 " + RKPhotoshopResources::nameOf(resource),
+                {resource.bytes.toByteArray()},
+                {}});
+        }
+        if (!resources.rest().isEmpty())
+            result.append({Content::Other, "segment APP13", {resources.rest().toByteArray()}, {}});
+    }
+    return result;
+}
+
+qsizetype RKJpegParts::placeFor(Content content, const Parts& parts) const
+{
+    const auto isMultiPicture = [](const Part& part) { return part.name == "segment APP2 MPF"; };
+    const qsizetype index
+        = std::find_if(parts.begin(), parts.end(), isMultiPicture) - parts.begin();
+    // The other pictures' places are counted from that segment.
+    return std::min(RKImageFileFormat::placeFor(content, parts), index);
+}
+
+qsizetype RKJpegParts::leadingParts(const Parts& parts) const
+{
+    // JFIF wants to be first.
+    qsizetype number = 1;
+    while (number < parts.size() && segmentOf(parts[number].piece.bytes).marker == kApp0)
+        ++number;
+    return number;
+}
+
+void RKJpegParts::adjust(Parts& parts, const Parts& before) const
+{
+    Q_UNUSED(parts)
+    Q_UNUSED(before)
+}
+
+QByteArray RKJpegParts::block(Content content, const QList<QByteArray>& parts) const
+{
+    switch (content) {
+    case Content::Exif: return dataOf(parts.constFirst(), kExifName).toByteArray();
+    case Content::Xmp: return dataOf(parts.constFirst(), kXmpName).toByteArray();
+    case Content::Icc: return iccProfileIn(parts);
+    case Content::Iptc: {
+        QByteArray block;
+        for (const Group& group : groupsOf(parts))
+            block += RKPhotoshopResources(group.section).data(RKPhotoshopResources::kIptc);
+        return block;
+    }
+    case Content::Other: break;
+    }
+    return {};
+}
+
+std::optional<QList<QByteArray>> RKJpegParts::withBlock(
+    Content content, const QByteArray& block, const QList<QByteArray>& parts) const
+{
+    if (content == Content::Iptc)
+        return withIptc(block, parts);
+    if (content == Content::Icc)
+        return iccSegments(block);
+    if (block.isEmpty())
+        return QList<QByteArray>();
+    const QByteArrayView name = content == Content::Exif ? kExifName : kXmpName;
+    if (name.size() + block.size() > kMaxData)
+        return {};
+    QList<QByteArray> result{segment(kApp1, name, block)};
+    // Only the first one counts.
+    if (content == Content::Exif)
+        result += parts.mid(1);
+    return result;
+}

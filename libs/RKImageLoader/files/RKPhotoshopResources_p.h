@@ -1,0 +1,57 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QList>
+
+/// Photoshop's image resources: numbered blocks that stand in its own files, in APP13 segments of
+/// JPEG, in tag 0x8649 of TIFF and in texts of PNG ("Photoshop File Formats", "Image Resource
+/// Blocks"). Refers to the bytes, which have to outlive it.
+class RKIMAGELOADER_TEST_EXPORT RKPhotoshopResources
+{
+public:
+    // "Image Resource IDs".
+    static constexpr quint16 kIptc = 0x0404;
+    static constexpr quint16 kThumbnailBgr = 0x0409;
+    static constexpr quint16 kThumbnail = 0x040c;
+    static constexpr quint16 kIccProfile = 0x040f;
+    static constexpr quint16 kVersionInfo = 0x0421;
+    static constexpr quint16 kExif = 0x0422;
+    static constexpr quint16 kXmp = 0x0424;
+
+    struct Resource
+    {
+        quint16 number = 0;
+        /// The signature is one of those whose numbers have Photoshop's meanings.
+        bool isPhotoshops = false;
+        QByteArrayView data;
+        /// With the header, without the byte that makes the number of bytes even.
+        QByteArrayView bytes;
+    };
+
+    /// Reads up to the first block that is damaged.
+    explicit RKPhotoshopResources(QByteArrayView section);
+
+    const QList<Resource>& all() const;
+    /// What follows the last resource: empty in an undamaged section.
+    QByteArrayView rest() const;
+
+    /// The data of all resources with that number, joined: a long one may have been divided.
+    QByteArray data(quint16 number) const;
+
+    /// The section with other data in the place of the first resource with that number, or after
+    /// the last one. Empty data remove it.
+    QByteArray with(quint16 number, const QByteArray& data) const;
+
+    /// Without that byte, too.
+    static QByteArray resource(quint16 number, const QByteArray& data);
+
+    /// For messages.
+    static QByteArray nameOf(const Resource& resource);
+
+private:
+    QList<Resource> m_resources;
+    QByteArrayView m_rest;
+};
