@@ -1,8 +1,5 @@
-#include "RKImageLoader/files/RKBinaryFile_p.h"
-#include "RKImageLoader/files/RKByteReader_p.h"
-#include "RKImageLoader/files/RKDeviceSource_p.h"
-#include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2WrapperImpl_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
@@ -10,13 +7,8 @@
 #include "RKCore/RKRational.h"
 #include "RKCore/RKRegularExpression.h"
 
-#include <QBuffer>
-#include <QDebug>
-#include <QFile>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QReadLocker>
-#include <QSet>
 #include <QWriteLocker>
 
 #include <algorithm>
@@ -30,12 +22,8 @@ constexpr int kHighestRating = 5;
 // What Windows shows as one to five stars (System.Rating).
 constexpr std::array<int, kHighestRating + 1> kMicrosoftPercents = {0, 1, 25, 50, 75, 99};
 
-// Larger sizes are often mistakes, and QImageReader is asked, too.
-constexpr int kCredibleSide = 20000;
-
 constexpr int kZoomDenominator = 10000;
 
-constexpr char kOrientationInExif[] = "Exif.Image.Orientation";
 constexpr char kOrientationInXmp[] = "Xmp.tiff.Orientation";
 
 constexpr char kDateInExif[] = "Exif.Photo.DateTimeOriginal";
@@ -69,68 +57,6 @@ QString withoutMarker(const QString& text, const RKRegularExpression& marker)
     return rest != text && rest.trimmed().isEmpty() ? QString() : rest;
 }
 
-/// The first bytes of an image.
-QByteArray startOf(const Exiv2::Image& image, size_t atMost)
-{
-    Exiv2::BasicIo& io = image.io();
-    io.open();
-    io.seek(0, Exiv2::BasicIo::beg);
-    const auto size = static_cast<long>(std::min<size_t>(io.size(), atMost));
-    const QByteArray content = RKExiv2Compat::toByteArray(io.read(size));
-    io.close();
-    return content;
-}
-
-/// A file in boxes holds pictures: HEIF, AVIF, CR3 or JPEG XL, and no video (ISO/IEC 14496-12, 4.3;
-/// ISO/IEC 23008-12, 10).
-bool hasPictureBrand(const Exiv2::Image& image)
-{
-    static const QSet<QByteArray> brands = {"heic",
-        "heix",
-        "heim",
-        "heis",
-        "hevc",
-        "hevx",
-        "mif1",
-        "mif2",
-        "msf1",
-        "avif",
-        "avis",
-        "crx ",
-        "jxl "};
-    constexpr quint64 kBrandSize = 4;
-    constexpr size_t kMaxList = 512;
-
-    const QByteArray start = startOf(image, kMaxList);
-    RKByteReader box(start);
-    const auto size = box.number<quint32>();
-    const QByteArrayView type = box.take(kBrandSize);
-    if (type == "JXL ")
-        return true;
-    if (type != "ftyp")
-        return false;
-    // The major brand, its version, and the brands that the file is compatible with.
-    while (box.position() + qint64(kBrandSize) <= size && box.isGood()) {
-        if (brands.contains(box.take(kBrandSize).toByteArray()))
-            return true;
-    }
-    return false;
-}
-
-/// exiv2's readers of videos hang on some files and write beyond their memory on others; and a
-/// video in boxes is no picture with a size and an orientation.
-bool isReadable(const Exiv2::Image& image)
-{
-    if (!image.good() || RKExiv2Compat::isVideo(image))
-        return false;
-    return !RKExiv2Compat::isBmff(image) || hasPictureBrand(image);
-}
-
-QSize sizeOf(const Exiv2::Image& image)
-{
-    return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
-}
-
 } // namespace
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl()
@@ -142,47 +68,13 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString& path)
     : RKExiv2WrapperImpl()
 {
     setSource(QFileInfo(path));
-    // A pipe would wait for somebody to write into it.
-    if (RKBinaryFile::mayBlock(QFileInfo(path))) {
-        qWarning() << "No Exif Data in this file:" << path;
-        return;
-    }
-    const QWriteLocker locker(&m_lock);
-    try {
-        RKExiv2ImagePtr image = RKExiv2Compat::openFile(path.toStdString());
-        readFromExiv2(image);
-    } catch (const Exiv2::Error& error) {
-        describeError(
-            QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString &)"), error);
-    } catch (...) {
-        qWarning() << "No Exif Data in this file:" << path;
-    }
-    QFile file(path);
-    useOrientationOfContainer(&file);
-    correctWeirdImageSizes(&file);
-    readPhotoshopProfile(&file);
+    readFrom(path);
 }
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray& data)
     : RKExiv2WrapperImpl()
 {
-    if (data.isEmpty())
-        return;
-    const QWriteLocker locker(&m_lock);
-    try {
-        RKExiv2ImagePtr image = RKExiv2Compat::openMemory(data);
-        readFromExiv2(image);
-    } catch (const Exiv2::Error& error) {
-        describeError(
-            QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray &)"), error);
-    } catch (...) {
-        qWarning() << "No Exif in data.";
-    }
-    QBuffer buffer;
-    buffer.setData(data);
-    useOrientationOfContainer(&buffer);
-    correctWeirdImageSizes(&buffer);
-    readPhotoshopProfile(&buffer);
+    readFrom(data);
 }
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
@@ -196,72 +88,18 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
     m_source = other.m_source;
     m_size = other.m_size;
     m_isTurnedByContainer = other.m_isTurnedByContainer;
-    m_isPhotoshop = other.m_isPhotoshop;
     m_iccDataChanged = other.m_iccDataChanged;
 }
 
 RKExiv2WrapperImpl::~RKExiv2WrapperImpl() = default;
 
-void RKExiv2WrapperImpl::readFromExiv2(RKExiv2ImagePtr& image)
+template <typename Source>
+void RKExiv2WrapperImpl::readFrom(const Source& source)
 {
     const QWriteLocker locker(&m_lock);
-    if (!image || !isReadable(*image))
-        return;
-    RKExiv2Library::readMetadata(*image);
-    m_size = sizeOf(*image);
-    // Bitmaps whose rows are stored from the bottom up have a negative height.
-    if (m_size.height() < 0 && m_size.width() >= 1)
-        m_size.setHeight(-qMax(m_size.height(), -std::numeric_limits<int>::max()));
-    m_exifData = RKExiv2ExifData(image);
-    m_iptcData = RKExiv2IptcData(image);
-    m_xmpData = RKExiv2XmpData(image);
-    m_iccData = RKExiv2IccData(image, m_exifData);
-    m_isTurnedByContainer = RKExiv2Compat::isBmff(*image);
-    m_isPhotoshop = RKExiv2Compat::isPhotoshop(*image);
-}
-
-/// The rotation of an image in boxes is the container's, and the decoder applies it: the size is
-/// that of the turned picture, and an orientation in the metadata would turn it again (ISO/IEC
-/// 23008-12, 6.5.10 and annex A).
-void RKExiv2WrapperImpl::useOrientationOfContainer(QIODevice* file)
-{
-    if (!m_isTurnedByContainer)
-        return;
-    m_exifData.removeKey(kOrientationInExif);
-    m_xmpData.removeKey(kOrientationInXmp);
-
-    QImageReader reader(file);
-    if (!reader.canRead() || !reader.size().isValid())
-        return;
-    const bool isTransposed
-        = reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
-    m_size = isTransposed ? reader.size().transposed() : reader.size();
-}
-
-/// exiv2 does not look for it.
-void RKExiv2WrapperImpl::readPhotoshopProfile(QIODevice* file)
-{
-    if (m_isPhotoshop && m_iccData.isEmpty())
-        m_iccData
-            = RKExiv2IccData(RKImageFileParts(std::make_shared<RKDeviceSource>(file)).iccProfile());
-}
-
-void RKExiv2WrapperImpl::correctWeirdImageSizes(QIODevice* file)
-{
-    const bool isTooLarge = m_size.width() > kCredibleSide || m_size.height() > kCredibleSide;
-    // exiv2 stops at the first segment of a JPEG that it cannot read, which may come before the
-    // size.
-    const bool isMissing = m_size == QSize(0, 0);
-    if (!isTooLarge && !isMissing)
-        return;
-    QImageReader reader(file);
-    if (reader.canRead() && reader.size().isValid() && (isTooLarge || reader.format() == "jpeg"))
-        m_size = reader.size();
-}
-
-void RKExiv2WrapperImpl::describeError(const QString& where, const Exiv2::Error& error) const
-{
-    RKExiv2Library::describeError(where, error);
+    RKExiv2ImageReader reader({m_exifData, m_iptcData, m_xmpData, m_iccData, m_size});
+    reader.read(source);
+    m_isTurnedByContainer = reader.isTurnedByContainer();
 }
 
 void RKExiv2WrapperImpl::setSource(const QFileInfo& file)

@@ -23,8 +23,6 @@
 
 class QBuffer;
 class QFileInfo;
-class QImageReader;
-class QIODevice;
 class RKMetaDataField;
 
 /// The state of an RKExiv2Wrapper, and all of its work. See there for the operations.
@@ -100,16 +98,12 @@ public:
     bool save(QBuffer* buffer) const;
 
 private:
-    void readFromExiv2(RKExiv2ImagePtr& image);
-    void useOrientationOfContainer(QIODevice* file);
-    void correctWeirdImageSizes(QIODevice* file);
-    void readPhotoshopProfile(QIODevice* file);
+    template <typename Source>
+    void readFrom(const Source& source);
     void setRotation(int orientation);
     QString readKey(const QString& key) const;
 
     RKMetaDataSaver saver(RKMetaDataSaver::Scope scope) const;
-
-    void describeError(const QString& where, const Exiv2::Error& error) const;
 
     RKExiv2ExifData m_exifData;
     RKExiv2IptcData m_iptcData;
@@ -121,7 +115,6 @@ private:
     QSize m_size;
     // The container turns the picture, and the decoder has done so.
     bool m_isTurnedByContainer = false;
-    bool m_isPhotoshop = false;
     // The profile was set here, so that a target has to get it.
     bool m_iccDataChanged = false;
     // Guards all members but the reference count. Recursive; no other lock of this library is taken
