@@ -11,6 +11,8 @@
 /// Writes raw files in Adobe's DNG 1.4, uncompressed, of a camera that sees what sRGB shows.
 struct RKTestDng
 {
+    static constexpr quint32 kPixels = 4096;
+
     /// What the sensor sees, in the order of the sensor's rows.
     QImage scene;
     int orientation = 1;
@@ -20,6 +22,10 @@ struct RKTestDng
     bool isAdobeRgb = false;
     /// An ICC profile; may be empty.
     QByteArray profile = {};
+    /// Rows and columns at every edge of the sensor that are no part of the picture.
+    int margin = 0;
+    /// Where the preview is said to begin, if not where it does.
+    quint32 previewPlace = kPixels;
 
     QByteArray bytes() const
     {
@@ -37,7 +43,7 @@ struct RKTestDng
             {0x0106, kShort, {6}},
             {0x010f, kText, {'C', 'a', 'm', 0}},
             {0x0110, kText, {'C', 'a', 'm', 0}},
-            {0x0111, kLong, {kPixels}},
+            {0x0111, kLong, {previewPlace}},
             {0x0112, kShort, {quint32(orientation)}},
             {0x0115, kShort, {3}},
             {0x0117, kLong, {jpegSize}},
@@ -50,6 +56,7 @@ struct RKTestDng
                 kSignedRational,
                 rationals({32406, -15372, -4986, -9689, 18758, 415, 557, -2040, 10570})},
             {0xc628, kRational, {1, 1, 1, 1, 1, 1}}};
+        first.removeIf([](const Entry& entry) { return entry.values.isEmpty(); });
         const auto width = quint32(scene.width());
         const auto height = quint32(scene.height());
         const Directory raw{{0x00fe, kLong, {0}},
@@ -64,7 +71,13 @@ struct RKTestDng
             {0x0117, kLong, {width * height * 2}},
             {0x828d, kShort, {2, 2}},
             {0x828e, kByte, {0, 1, 1, 2}},
-            {0xc61d, kLong, {65535}}};
+            {0xc61d, kLong, {65535}},
+            {0xc68d,
+                kLong,
+                {quint32(margin),
+                    quint32(margin),
+                    height - quint32(margin),
+                    width - quint32(margin)}}};
         QByteArray file = QByteArray("II\x2a\0\x08\0\0\0", 8) + QByteArray(kPixels - 8, 0);
         write(file, 8, first);
         write(file, kRaw, raw);
@@ -99,7 +112,6 @@ private:
     static constexpr quint32 kRaw = 2048;
     static constexpr quint32 kExif = 3072;
     static constexpr quint32 kInterop = 3584;
-    static constexpr quint32 kPixels = 4096;
 
     template <typename Number>
     static QByteArray number(Number value)

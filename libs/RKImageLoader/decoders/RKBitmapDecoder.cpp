@@ -25,6 +25,11 @@ bool RKBitmapDecoder::save(const QFileInfo& file, const QImage& image) const
     return save(file, RKDrawable(image));
 }
 
+std::optional<bool> RKBitmapDecoder::exchangesSides(const QFileInfo&, const QByteArray&) const
+{
+    return {};
+}
+
 QByteArray RKBitmapDecoder::readBinaryFile(const QFileInfo& file) const
 {
     return RKBinaryFile::readAll(file);

@@ -11,6 +11,8 @@
 #include <QSize>
 #include <QString>
 
+#include <optional>
+
 class QIODevice;
 
 /// Reads, measures and writes still pictures of some formats. Stateless and thread-safe.
@@ -56,6 +58,12 @@ public:
     virtual QSize size(const QFileInfo& file, const QByteArray& format) const = 0;
 
     virtual QString name() const = 0;
+
+    /// Whether decode() turns the file's picture by a quarter; the measured and the wanted sizes
+    /// are those before. Absent, as it is unless overridden, where the decoder doesn't know; the
+    /// file's metadata decide then.
+    virtual std::optional<bool> exchangesSides(
+        const QFileInfo& file, const QByteArray& format) const;
 
     /// All bytes of a file; empty, with a warning, when it can't be opened.
     QByteArray readBinaryFile(const QFileInfo& file) const;

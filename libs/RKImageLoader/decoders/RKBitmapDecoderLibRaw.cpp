@@ -16,6 +16,21 @@ bool isPhotoshop(const QByteArray& format)
     return RKMediaFormat(format) == MEDIA_FORMAT_PSD;
 }
 
+// Asks for something that needs little of a file's bytes.
+template <typename Question>
+auto withBytes(const QFileInfo& file, const Question& question) -> decltype(question(QByteArray()))
+{
+    QFile device(file.absoluteFilePath());
+    if (RKBinaryFile::mayBlock(file) || !device.open(QIODevice::ReadOnly)) {
+        qWarning().noquote() << "could not open theIODevice" << device.errorString();
+        return {};
+    }
+    const uchar* const bytes = device.map(0, device.size());
+    return question(bytes ? QByteArray::fromRawData(
+                        reinterpret_cast<const char*>(bytes), qsizetype(device.size()))
+                          : device.readAll());
+}
+
 } // namespace
 
 RKMediaFormatList RKBitmapDecoderLibRaw::readableImageFileFormats() const
@@ -96,20 +111,21 @@ QSize RKBitmapDecoderLibRaw::size(const QByteArray& data, const QByteArray& form
 
 QSize RKBitmapDecoderLibRaw::size(const QFileInfo& file, const QByteArray& format) const
 {
-    QFile device(file.absoluteFilePath());
-    if (RKBinaryFile::mayBlock(file) || !device.open(QIODevice::ReadOnly)) {
-        qWarning().noquote() << "could not open theIODevice" << device.errorString();
-        return {};
-    }
-    const uchar* const bytes = device.map(0, device.size());
-    if (!bytes)
-        return size(&device, format);
-    return size(
-        QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), qsizetype(device.size())),
-        format);
+    return withBytes(file, [&](const QByteArray& data) { return size(data, format); });
 }
 
 QString RKBitmapDecoderLibRaw::name() const
 {
     return QStringLiteral("LibRaw");
+}
+
+std::optional<bool> RKBitmapDecoderLibRaw::exchangesSides(
+    const QFileInfo& file, const QByteArray& format) const
+{
+    return withBytes(file, [&](const QByteArray& data) -> std::optional<bool> {
+        if (isPhotoshop(format))
+            return {};
+        const RKRawPicture raw(data);
+        return raw.isOpen() ? std::optional(raw.isTransposed()) : std::nullopt;
+    });
 }

@@ -7,7 +7,7 @@
 /// formats of RKBitmapDecoderMacCoreGraphics, on other platforms. Stateless and thread-safe.
 ///
 /// Raw pictures come upright, but their sizes, the wanted one and the measured one, are those of
-/// the stored pixels: callers swap the sides of both, as for every format, and don't turn raw
+/// the stored pixels: callers swap the sides of both where exchangesSides(), and don't turn raw
 /// pictures. The measured size is that of the developed picture, which may differ by the margins of
 /// the sensor from what the file's metadata say.
 ///
@@ -45,4 +45,7 @@ public:
     QSize size(const QFileInfo& file, const QByteArray& format) const override;
 
     QString name() const override;
+
+    std::optional<bool> exchangesSides(
+        const QFileInfo& file, const QByteArray& format) const override;
 };

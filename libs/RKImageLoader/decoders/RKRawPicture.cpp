@@ -1,10 +1,12 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
+#include "RKImageLoader/decoders/RKRawDirectories_p.h"
 #include "RKImageLoader/decoders/RKRawPicture_p.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 
 #include <QBuffer>
 #include <QColorSpace>
+#include <QDebug>
 #include <QImageReader>
 
 #include <libraw/libraw.h>
@@ -93,6 +95,11 @@ std::optional<RKImageOrientation> orientationOfPreview(
 class Preview
 {
 public:
+    explicit Preview(QByteArrayView jpeg)
+    {
+        openJpeg(QByteArray::fromRawData(jpeg.data(), jpeg.size()));
+    }
+
     explicit Preview(const libraw_thumbnail_t& thumbnail)
     {
         if (!thumbnail.thumb)
@@ -215,18 +222,23 @@ QImage toImage(const libraw_processed_image_t& processed)
 } // namespace
 
 RKRawPicture::RKRawPicture(const QByteArray& data)
-    : m_bytes(data.size())
-    , m_raw(std::make_unique<LibRaw>(
-          LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK))
+    : m_bytes(data)
 {
-    // LibRaw doesn't write to the buffer.
-    m_isOpen = succeeds([&] {
-        return m_raw->open_buffer(const_cast<char*>(data.constData()), size_t(data.size()));
-    });
-    m_isOpen = m_isOpen && !storedSize().isEmpty();
+    open();
 }
 
 RKRawPicture::~RKRawPicture() = default;
+
+void RKRawPicture::open()
+{
+    m_raw = std::make_unique<LibRaw>(
+        LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK);
+    // LibRaw doesn't write to the buffer.
+    m_isOpen = succeeds([&] {
+        return m_raw->open_buffer(const_cast<char*>(m_bytes.constData()), size_t(m_bytes.size()));
+    });
+    m_isOpen = m_isOpen && !storedSize().isEmpty();
+}
 
 bool RKRawPicture::isOpen() const
 {
@@ -261,22 +273,39 @@ QSize RKRawPicture::uprightSize() const
 
 QImage RKRawPicture::preview(const QSize& upright)
 {
-    if (!succeeds([&] { return m_raw->unpack_thumb(); }))
-        return {};
-    Preview preview(m_raw->imgdata.thumbnail);
-    if (preview.size().isEmpty())
-        return {};
-    const auto orientation = orientationOfPreview(preview.size(), storedSize(), flip(*m_raw));
-    if (!orientation)
-        return {};
-    const QSize scaled = isTransposingOrientation(*orientation) ? upright.transposed() : upright;
-    if (!isAtLeast(preview.size(), scaled))
-        return {};
-    return RKImageRotator::rotate(inSrgb(preview.read(scaled), m_raw->imgdata.color), *orientation);
+    const auto scaled = [&](Preview&& preview) -> QImage {
+        const auto orientation = preview.size().isEmpty()
+            ? std::nullopt
+            : orientationOfPreview(preview.size(), storedSize(), flip(*m_raw));
+        if (!orientation)
+            return {};
+        const QSize size = isTransposingOrientation(*orientation) ? upright.transposed() : upright;
+        if (!isAtLeast(preview.size(), size))
+            return {};
+        return RKImageRotator::rotate(
+            inSrgb(preview.read(size), m_raw->imgdata.color), *orientation);
+    };
+    if (succeeds([&] { return m_raw->unpack_thumb(); }))
+        return scaled(Preview(m_raw->imgdata.thumbnail));
+
+    // After a failure, LibRaw can't develop the file either. And it knows the largest preview only.
+    open();
+    const QList<QByteArrayView> others = RKRawDirectories(m_bytes).previews();
+    for (const QByteArrayView jpeg : others) {
+        const QImage image = m_isOpen ? scaled(Preview(jpeg)) : QImage();
+        if (!image.isNull())
+            return image;
+    }
+    return {};
 }
 
 QImage RKRawPicture::developed(const QSize& upright)
 {
+    // Most of LibRaw's decoders leave what is missing black, or repeat what came before.
+    if (isTruncated()) {
+        qWarning("Raw file refused: it is truncated, some of its pixels are missing");
+        return {};
+    }
     if (!isPlausible() || !succeeds([&] { return m_raw->unpack(); }))
         return {};
     const bool isShrunk = isAtLeast(uprightSize(), upright) && uprightSize() != upright;
@@ -310,5 +339,11 @@ bool RKRawPicture::isPlausible() const
     const libraw_image_sizes_t& sizes = m_raw->imgdata.sizes;
     const qint64 pixels
         = std::max(qint64(sizes.raw_width) * sizes.raw_height, qint64(sizes.width) * sizes.height);
-    return pixels <= RKBitmapDecoderLibRaw::kMaxPixels && pixels <= kPixelsPerByte * m_bytes;
+    return pixels <= RKBitmapDecoderLibRaw::kMaxPixels && pixels <= kPixelsPerByte * m_bytes.size();
+}
+
+bool RKRawPicture::isTruncated() const
+{
+    return RKRawDirectories(m_bytes).isTruncated(
+        m_raw->get_internal_data_pointer()->unpacker_data.data_offset);
 }

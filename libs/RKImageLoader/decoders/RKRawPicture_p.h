@@ -12,7 +12,7 @@ class LibRaw;
 class RKRawPicture
 {
 public:
-    /// Opens the file's bytes, which must outlive the object.
+    /// Opens the file's bytes. Those of QByteArray::fromRawData() must outlive the object.
     explicit RKRawPicture(const QByteArray& data);
     ~RKRawPicture();
 
@@ -27,17 +27,20 @@ public:
     bool isTransposed() const;
     QSize uprightSize() const;
 
-    /// The file's preview, upright, in exactly the size; null when there is none that is at least
-    /// as large and shows the whole picture.
+    /// A preview of the file, upright, in exactly the size; null when there is none that is at
+    /// least as large and shows the whole picture.
     QImage preview(const QSize& upright);
     /// The developed picture, upright. It may be half as large in each direction, or whole, if that
-    /// is enough for the size. Null when the data are damaged. Only one picture can be developed.
+    /// is enough for the size. Null when the data are damaged, with a warning when they are
+    /// truncated. Only one picture can be developed.
     QImage developed(const QSize& upright);
 
 private:
+    void open();
     bool isPlausible() const;
+    bool isTruncated() const;
 
-    qint64 m_bytes;
+    QByteArray m_bytes;
     // On the heap: it has 766 KB, more than the stack of a thread may hold.
     std::unique_ptr<LibRaw> m_raw;
     bool m_isOpen = false;

@@ -15,6 +15,7 @@
 #include <QMutex>
 #include <QMutexLocker>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -205,12 +206,25 @@ bool RKImageLoader::isTransposingOrientation(RKImageOrientation orientation)
 QSize RKImageLoader::swapSizeRatio(
     const RKMediaDescriptor& descriptor, const QSize& displayed) const
 {
-    // The orientation comes last: it is the one question that parses the file's metadata. TIFF
-    // pictures are never turned, so their size is never swapped.
+    // The question comes last: it looks into the file.
     const bool mustSwap = displayed.isValid() && displayed.width() != displayed.height()
-        && !descriptor.fileFormatAsByteArray().startsWith("tif")
-        && imageIsTiltedByMetadata(descriptor);
+        && exchangesSides(descriptor);
     return mustSwap ? displayed.transposed() : displayed;
+}
+
+bool RKImageLoader::exchangesSides(const RKMediaDescriptor& descriptor) const
+{
+    const QByteArray name = descriptor.fileFormatAsByteArray();
+    if (name.startsWith("tif"))
+        return false;
+    const RKMediaFormat format = mediaFormat(descriptor);
+    const QList<RKBitmapDecoder*> turning
+        = format.isRaw() ? decoders(format) : QList<RKBitmapDecoder*>();
+    for (const RKBitmapDecoder* decoder : turning) {
+        if (const auto answer = decoder->exchangesSides(descriptor.fileInfo(), name))
+            return *answer;
+    }
+    return imageIsTiltedByMetadata(descriptor);
 }
 
 RKDrawable RKImageLoader::autoRotate(
@@ -271,10 +285,16 @@ RKColorProfileConverter* RKImageLoader::colorProfileConverter() const
 
 QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 {
-    // Of these two the decoders know the size better than the metadata.
+    // The decoders know the size of these better than the metadata.
     constexpr auto kMeasured = RKMediaFormatEnum(MEDIA_FORMAT_TIFF | MEDIA_FORMAT_WEBP);
-    if ((mediaFormat(descriptor) & kMeasured) != 0)
+    const RKMediaFormat format = mediaFormat(descriptor);
+    if ((format & kMeasured) != 0)
         return unrotatedSize(descriptor);
+    if (format.isRaw()) {
+        const QSize stored = unrotatedSize(descriptor);
+        if (stored.isValid())
+            return exchangesSides(descriptor) ? stored.transposed() : stored;
+    }
 
     const RKMetaData metaData = copyMetaData(descriptor);
     QSize size = metaData.unrotatedSize();

@@ -80,8 +80,9 @@ public:
     /// The displayed picture has the stored one's width as its height.
     bool imageIsTiltedByMetadata(const RKMediaDescriptor& descriptor) const;
     static bool isTransposingOrientation(RKImageOrientation orientation);
-    /// The size with its sides exchanged where decoding a displayed size needs that: for tilted
-    /// pictures in any format but TIFF. Invalid and square sizes stay.
+    /// The size with its sides exchanged where decoding a displayed size needs that: for camera raw
+    /// pictures that their decoder turns, and for tilted pictures in any other format but TIFF.
+    /// Invalid and square sizes stay.
     QSize swapSizeRatio(const RKMediaDescriptor& descriptor, const QSize& displayed) const;
 
     /// The picture turned by the file's orientation; TIFF and camera raw pictures stay as they are.
@@ -97,6 +98,8 @@ public:
         const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
     RKColorProfileConverter* colorProfileConverter() const;
 
+    /// That of the metadata, which other programs may have left out of date; TIFF, WEBP and camera
+    /// raw pictures are measured by their decoders. WEBP and TIFF: as stored.
     QSize size(const RKMediaDescriptor& descriptor) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
@@ -135,5 +138,8 @@ public:
     void dumpSupportedFormats() const;
 
 private:
+    /// The displayed picture has the stored one's width as its height.
+    bool exchangesSides(const RKMediaDescriptor& descriptor) const;
+
     std::atomic<ImageLoaderFlags> m_flags{kUseExifThumbnail};
 };

@@ -1,5 +1,6 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
+#include "RKImageLoader/decoders/RKRawDirectories_p.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -126,15 +127,79 @@ private Q_SLOTS:
         QCOMPARE(RKImageLoader::instance()->bitmap(descriptor, kSize / 2), developed);
     }
 
+    void loaderMeasuresWhatIsDecoded()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("a.dng"));
+        const RKMediaDescriptor descriptor{QFileInfo(path)};
+        const RKImageLoader& loader = *RKImageLoader::instance();
+        for (const int orientation : {1, 3, 6, 7}) {
+            RKTestDng file = withPreview({24, 16}, orientation);
+            file.margin = 8;
+            RKTestPictures::write(path, file.bytes());
+            loader.invalidateMetaData(descriptor);
+            const QSize size = loader.size(descriptor);
+            QCOMPARE(size, orientation >= 5 ? QSize(48, 80) : QSize(80, 48));
+            QCOMPARE(loader.unrotatedSize(descriptor), QSize(80, 48));
+            QCOMPARE(loader.bitmap(descriptor, {}).size(), size);
+            QCOMPARE(loader.bitmap(descriptor, size).size(), size);
+        }
+    }
+
+    void truncatedFilesAreRefused()
+    {
+        const auto refuses = [](const RKTestDng& file, int cut, const QSize& wanted) {
+            QTest::ignoreMessage(
+                QtWarningMsg, "Raw file refused: it is truncated, some of its pixels are missing");
+            const QByteArray bytes = file.bytes().chopped(cut);
+            return RKBitmapDecoderLibRaw().decode(bytes, kDng, wanted, {}).isNull();
+        };
+        for (const int cut : {1, 200, 96 * 64 * 2 - 1, 96 * 64 * 2})
+            QVERIFY(refuses(dng(), cut, {}) && refuses(dng(), cut, {20, 20}));
+        // The preview is whole, but too small for some.
+        const RKTestDng file = withPreview({48, 32});
+        QVERIFY(refuses(file, 200, {50, 50}));
+        const QImage small
+            = RKBitmapDecoderLibRaw().decode(file.bytes().chopped(200), kDng, {24, 24}, {});
+        QCOMPARE(quadrantColors(small), QByteArray("cmyk"));
+    }
+
+    void placesOfPixelsAreChecked()
+    {
+        // Two tiles, and a directory that leads to itself and to one beyond the end.
+        QByteArray tiff = QByteArray::fromHex("49492a0008000000 0400 "
+                                              "4401 0400 02000000 40000000"
+                                              "4501 0400 02000000 48000000"
+                                              "4a01 0400 02000000 50000000"
+                                              "0601 0300 01000000 23800000 08000000")
+                              .leftJustified(64, '\0')
+            + QByteArray::fromHex("58000000 5c000000 04000000 04000000 08000000 ffffff7f")
+            + QByteArray(8, 'x');
+        for (const qint64 pixels : {0x40, 0x58, 0x5b}) {
+            QVERIFY(!RKRawDirectories(tiff).isTruncated(pixels));
+            QVERIFY(RKRawDirectories(tiff.chopped(1)).isTruncated(pixels));
+        }
+        QVERIFY(!RKRawDirectories(tiff.chopped(1)).isTruncated(10));
+        QVERIFY(RKRawDirectories(tiff).isTruncated(tiff.size()));
+
+        const QByteArray raf = QByteArray("FUJIFILMCCD-RAW ").leftJustified(100, '\0')
+            + QByteArray::fromHex("0000006c 00000010") + QByteArray(16, 'x');
+        QVERIFY(!RKRawDirectories(raf).isTruncated(0x70));
+        QVERIFY(RKRawDirectories(raf.chopped(1)).isTruncated(0x70));
+    }
+
     void damagedFilesGiveNothing()
     {
         const QByteArray whole = dng().bytes();
         const RKBitmapDecoderLibRaw decoder;
-        for (const qsizetype length : {0, 7, 8, 100, 2100, int(whole.size()) - 200}) {
+        for (const qsizetype length : {0, 7, 8, 100, 2100}) {
             QVERIFY(decoder.decode(whole.first(length), kDng, {}, {}).isNull());
             QVERIFY(decoder.decode(whole.first(length), kDng, {20, 20}, {}).isNull());
         }
-        // A preview that is no picture is none.
+        // A preview that lies outside of the file, or is no picture, is none.
+        RKTestDng outside = withPreview({48, 32});
+        outside.previewPlace = 0x7fffffff;
+        QCOMPARE(quadrantColors(decode(outside, {24, 16})), QByteArray("rgbw"));
         QByteArray bytes = withPreview({48, 32}).bytes();
         bytes.replace(bytes.indexOf("\xff\xd8\xff"), 600, QByteArray(600, 'x'));
         QCOMPARE(quadrantColors(decoder.decode(bytes, kDng, {24, 16}, {})), QByteArray("rgbw"));
