@@ -18,12 +18,14 @@ struct AVStream;
 
 /// Access to the frames and properties of one video file through FFmpeg.
 ///
-/// Frames are addressed by numbers from 0: frame n is the first one whose timestamp, counted from
-/// the start of the video stream, is not below n * timeScale(). With a variable frame rate several
+/// Frames are addressed by numbers from 0: frame n is the first one whose display time, counted
+/// from the start of the video stream, is not below n * timeScale() by more than a quarter of a
+/// frame, so that time stamps may be a little off the grid. With a variable frame rate several
 /// numbers therefore share a frame. Rates of n/1001 count as n/1000, so that at 29.97 frames per
-/// second the numbers from 1001 on give the frame before, those from 2002 on the one before that.
-/// AVI files with B frames carry no display times: they give frame n - 1, and the frame past the
-/// end is the last one.
+/// second the numbers from 1001 on give the frame before, those from 2002 on the one before that;
+/// in AVI and Ogg, whose times count frames, the numbers from 1 on give the frame before. AVI files
+/// with B frames carry no display times: they give frame n - 1, and the frame past the end is the
+/// last one.
 ///
 /// Frames come upright, at the size of display, in the colours of the file: what it says about its
 /// YCbCr matrix and range is followed (untagged video counts as BT.601), HDR is not tone-mapped,
@@ -73,8 +75,8 @@ public:
     /// Makes the frame the current image: decodes on where that leads to it soon, else seeks.
     /// Without one the current image is dropped.
     bool seekFrame(long long frameNumber);
-    /// Decodes on, never back, to the first frame whose timestamp, in ticks of the stream, is not
-    /// below the given one; true at once where that lies between those of the last two frames.
+    /// Decodes on, never back, to the first frame whose display time, in ticks of the stream, is
+    /// not below the given one; true at once where that lies between those of the last two frames.
     /// Without a frame the current image is dropped.
     bool decodeSeekFrame(long long timestamp);
     /// The current image as it is to be shown; null if there is none.
@@ -140,7 +142,8 @@ protected:
     bool lastsUntil(long long timestamp) const;
     /// Ticks of the stream's time base from its start to a frame.
     long long ticksSinceStart(long long frameNumber) const;
-    /// The timestamp some ticks after the stream's start; never kAnyTimestamp.
+    /// The earliest timestamp of a frame that belongs some ticks after the stream's start; never
+    /// kAnyTimestamp.
     long long timestampAt(long long ticks) const;
 
     // Guards all that follows, in derived classes too; ThreadSanitizer can't see Qt's recursive

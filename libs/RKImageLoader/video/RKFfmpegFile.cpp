@@ -250,15 +250,20 @@ AVStream* RKFfmpegFile::stream() const
 double RKFfmpegFile::ticksPerFrame() const
 {
     AVRational rate = m_frameRate;
-    if (rate.den == kNtscDenominator)
+    if (isNtscRate())
         rate.den = 1000;
     const double framesPerTick = toReal(rate) * toReal(stream()->time_base);
     return framesPerTick > 0.0 ? 1.0 / framesPerTick : 0.0;
 }
 
+bool RKFfmpegFile::isNtscRate() const
+{
+    return m_frameRate.den == kNtscDenominator;
+}
+
 double RKFfmpegFile::timeScale() const
 {
-    if (m_frameRate.den == kNtscDenominator)
+    if (isNtscRate())
         log("adjusted r_frame_rate.den from 1001 to 1000");
     return ticksPerFrame();
 }

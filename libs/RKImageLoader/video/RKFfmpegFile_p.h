@@ -69,6 +69,8 @@ public:
     /// Ticks of the stream's time base. Kept: denominators of 1001 count as 1000. See
     /// RKFfmpegBridgeFramesTest, "long.mp4".
     double ticksPerFrame() const;
+    /// Whether the rate is a multiple of 1/1001, such as 29.97 frames per second.
+    bool isNtscRate() const;
     /// The same, and a line in the log where the rate was adjusted.
     double timeScale() const;
     /// The stream's first timestamp, 0 if unknown; far enough from the limits to be added to.

@@ -7,6 +7,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace {
@@ -86,8 +87,9 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
     const long long timestamp = timestampAt(ticksSinceStart(frameNumber));
     if (leadsSoonTo(timestamp))
         return decodeSeekFrame(timestamp);
+    const long long target = latestOf(timestamp);
     const int backward = m_upper > timestamp ? AVSEEK_FLAG_BACKWARD : 0;
-    if (!seek(std::min(m_file->startTimestamp(), 0LL), timestamp, AVSEEK_FLAG_FRAME | backward)) {
+    if (!seek(std::min(m_file->startTimestamp(), 0LL), target, AVSEEK_FLAG_FRAME | backward)) {
         log("failed to seek file");
         setLastFrameOkay(false);
         return false;
@@ -122,12 +124,12 @@ bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
     return true;
 }
 
-/// Whether the seek missed the key frame of the frame wanted, so that the first frame decoded lies
-/// more than half a frame behind that one, or there was none.
+/// Whether the seek missed the key frame of the frame wanted, so that the first frame decoded comes
+/// more than half a frame after the wanted time, or there was none.
 bool RKFrameSeeker::isBeforeFirstFrame(long long timestamp) const
 {
     return m_lower == kNoTimestamp
-        || double(m_lower) - double(timestamp) > m_file->ticksPerFrame() / 2;
+        || double(m_lower) - double(timestamp) > 0.75 * m_file->ticksPerFrame();
 }
 
 /// Seeks again, in growing steps and at last to the start. Program and transport streams are
@@ -262,17 +264,23 @@ long long RKFrameSeeker::timeOfPacket() const
         : av_sat_add64(m_packetTime, qRound64(m_file->ticksPerFrame()));
 }
 
-/// The decoder gives as many frames as it is sent packets, in order of display: the decoding time
-/// of the packet that makes it give a frame is the frame's display time. Not that of the packet
-/// just sent: the decoder's threads work on several.
+/// The display time, from two sources. The decoder gives as many frames as it is sent packets, in
+/// order of display: the decoding time of the packet that makes it give a frame is about the
+/// frame's display time. (Not that of the packet just sent: the decoder's threads work on several.)
+/// The frame's own display time is exact, but wrong by frames where the container has to guess it.
 long long RKFrameSeeker::timeOfFrame() const
 {
-    if (m_frame->pkt_dts != AV_NOPTS_VALUE)
-        return m_frame->pkt_dts;
+    if (m_frame->pkt_dts != AV_NOPTS_VALUE) {
+        const double distance = std::abs(double(m_frame->pts) - double(m_frame->pkt_dts));
+        const bool isSameFrame
+            = m_frame->pts != AV_NOPTS_VALUE && distance < m_file->ticksPerFrame();
+        return isSameFrame ? m_frame->pts : m_frame->pkt_dts;
+    }
     // There was no packet: the decoder held the frame back until the end.
     if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE)
         return m_frame->best_effort_timestamp;
-    // AVI has none for B frames. Where no frame came since the seek, the last one is another one's.
+    // AVI has none for B frames. If no frame has been decoded since the seek, the last one belongs
+    // to an earlier position.
     const long long before = m_lower == kNoTimestamp ? m_packetTime : m_upper;
     return av_sat_add64(before, qRound64(m_file->ticksPerFrame()));
 }
@@ -334,17 +342,36 @@ bool RKFrameSeeker::lastsUntil(long long timestamp) const
 
 long long RKFrameSeeker::ticksSinceStart(long long frameNumber) const
 {
-    return RKFfmpeg::toWhole<long long>(
-        m_file->timeScale() * double(frameNumber), 0, RKFfmpegFile::kMaxTicks);
+    double ticks = std::trunc(m_file->timeScale() * double(frameNumber));
+    // Where x/1001 counts as x/1000, the wanted times come ever earlier than the frames. Each means
+    // the next frame, so that the tolerance does not reach the one before.
+    if (m_file->isNtscRate()) {
+        constexpr double kRounding = 1e-6;
+        const double trueTicks = m_file->ticksPerFrame() * 1.001;
+        ticks = std::ceil(ticks / trueTicks - kRounding) * trueTicks + kRounding;
+    }
+    return RKFfmpeg::toWhole<long long>(ticks, 0, RKFfmpegFile::kMaxTicks);
 }
 
 long long RKFrameSeeker::timestampAt(long long ticks) const
 {
     // Streams of MPEG and some others don't start at 0: without the start, their last frames could
     // not be reached.
-    const long long timestamp = m_file->startTimestamp() + ticks;
+    const long long timestamp = m_file->startTimestamp() + ticks - tolerance();
     // The one before is as good: no frame lies between them.
     return timestamp == kAnyTimestamp ? timestamp - 1 : timestamp;
+}
+
+/// How far time stamps may be off, in ticks: a quarter of a frame.
+long long RKFrameSeeker::tolerance() const
+{
+    return RKFfmpeg::toWhole<long long>(m_file->ticksPerFrame() / 4, 0, RKFfmpegFile::kMaxTicks);
+}
+
+/// The latest that the frame of timestampAt() may be.
+long long RKFrameSeeker::latestOf(long long timestamp) const
+{
+    return timestamp + 2 * tolerance();
 }
 
 QImage RKFrameSeeker::image() const

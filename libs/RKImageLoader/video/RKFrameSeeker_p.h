@@ -28,7 +28,9 @@ public:
 
     long long lastTimestamp() const;
     bool lastsUntil(long long timestamp) const;
+    /// From the stream's start to the frame, if it had no rounding.
     long long ticksSinceStart(long long frameNumber) const;
+    /// The earliest time stamp of a frame that belongs there; never kAnyTimestamp.
     long long timestampAt(long long ticks) const;
 
 private:
@@ -50,6 +52,8 @@ private:
     bool isDecodable() const;
     long long timeOfPacket() const;
     long long timeOfFrame() const;
+    long long tolerance() const;
+    long long latestOf(long long timestamp) const;
     bool decodeCurrentImage();
 
     const std::shared_ptr<RKFfmpegFile> m_file;

@@ -56,6 +56,26 @@ constexpr Row kRows[] = {
          .frames = 1101},
         .delivered = "0 1 1000 1000 1001 -1",
         .requests = {0, 1, 1000, 1001, 1002, 1102}},
+    // Time stamps beside the grid, as phones write them: up to 0.3 ms early, 0.3 ms late, decoding
+    // times a tick before those of display.
+    {.clip = {.name = "early.mp4",
+         .options = "-bf 0 -video_track_timescale 90000 "
+                    "-bsf:v setts=pts=PTS-mod(N*19\\,28):dts=DTS-mod(N*19\\,28)",
+         .rate = "60000/1001"}},
+    {.clip = {.name = "late.mov",
+         .options = "-bf 2 -video_track_timescale 90000 -output_ts_offset 2 "
+                    "-bsf:v setts=pts=PTS+27*mod(N\\,2):dts=DTS",
+         .rate = "60"}},
+    {.clip = {.name = "early_dts.mov",
+         .options = "-bf 0 -video_track_timescale 600 -bsf:v setts=pts=PTS:dts=DTS-1",
+         .rate = "30"}},
+    {.clip = {.name = "early.mts",
+         .options = "-bf 0 -bsf:v setts=pts=PTS-mod(N*19\\,28):dts=DTS-mod(N*19\\,28)",
+         .rate = "60"},
+        .isForwardOnly = true},
+    // Every number without a frame of its own has the next one's.
+    {.clip = {.name = "gaps.mkv", .options = "-bf 2 -vf select=lt(mod(n\\,7)\\,5) -vsync vfr"},
+        .delivered = "0 1 10 126 149 -1"},
     // Two frames that the decoder holds back until the end.
     {.clip = {.name = "two.mp4", .frames = 2}, .delivered = "0 1 -1 -1 -1 -1"},
     // AVI has no display times, so that B frames shift the numbers by one. After the last key frame
@@ -63,6 +83,9 @@ constexpr Row kRows[] = {
     {.clip = {.name = "b.avi",
          .codec = "mpeg4",
          .options = "-q:v 4 -bf 2 -force_key_frames expr:eq(n,149)"},
+        .delivered = "0 0 9 124 148 149"},
+    // The times of AVI count frames: those of 30 frames per second are cut to the frame before.
+    {.clip = {.name = "ntsc.avi", .codec = "mpeg4", .options = "-q:v 4", .rate = "30000/1001"},
         .delivered = "0 0 9 124 148 149"},
     {.clip = {.name = "plain.wmv", .codec = "wmv2", .options = "-q:v 4"}},
     {.clip = {.name = "plain.3gp", .codec = "h263", .options = "-q:v 4"}},
