@@ -323,6 +323,12 @@ private Q_SLOTS:
         QVERIFY(isThumbnail(read(file, {128, 60})));
         QVERIFY(!isThumbnail(read(file, {130, 61})));
 
+        // One that shares the picture's clean aperture, and so seems to be as large.
+        File sharing = gridWithThumbnail();
+        sharing.items[3].properties.last() = fractions({256, 1, 120, 1, 0, 1, 0, 1});
+        for (const QSize& wanted : {QSize(), QSize(200, 94)})
+            QVERIFY(!isThumbnail(read(sharing.bytes(), wanted)));
+
         // One that leaves it to the picture to say what its colours are.
         File colored = gridWithThumbnail();
         colored.items[1].properties += coded(12, 13);

@@ -214,16 +214,44 @@ QSize RKHeifPicture::size() const
 
 QImage RKHeifPicture::decode(const QSize& size)
 {
-    const Handle thumbnail = thumbnailFor(size);
-    const heif_image_handle* const handle = thumbnail ? thumbnail.get() : m_handle.get();
-    const QSize whole = thumbnail ? sizeOf(handle) : this->size();
-    const bool isLarge = qint64(whole.width()) * whole.height() >= kWorthThreads;
-    heif_context_set_max_decoding_threads(m_context.get(), isLarge ? kMaxThreads : 0);
+    const bool isReduced
+        = size.width() < this->size().width() && size.height() < this->size().height();
+    const QList<quint32> thumbnails = isReduced ? m_thumbnails : QList<quint32>();
+    for (const quint32 id : thumbnails) {
+        heif_image_handle* found = nullptr;
+        if (!isDone(heif_image_handle_get_thumbnail(m_handle.get(), id, &found)))
+            continue;
+        const Handle thumbnail(found);
+        const bool hasAllChannels = heif_image_handle_has_alpha_channel(found)
+            || !heif_image_handle_has_alpha_channel(m_handle.get());
+        if (!hasAllChannels || !canServe(sizeOf(found), size))
+            continue;
+        const QImage image = decode(found, sizeOf(found), size);
+        if (!image.isNull())
+            return image;
+    }
+    return decode(m_handle.get(), this->size(), size);
+}
 
+bool RKHeifPicture::canServe(const QSize& thumbnail, const QSize& size) const
+{
+    return !thumbnail.isEmpty() && thumbnail.width() >= size.width()
+        && thumbnail.height() >= size.height() && hasAspectOf(thumbnail, this->size());
+}
+
+QImage RKHeifPicture::decode(
+    const heif_image_handle* handle, const QSize& stated, const QSize& size) const
+{
+    const bool isLarge = qint64(stated.width()) * stated.height() >= kWorthThreads;
+    heif_context_set_max_decoding_threads(m_context.get(), isLarge ? kMaxThreads : 0);
     const Image image = decoded(handle);
+    const QImage pixels = pixelsOf(image.get(), stated, alphaFormat(m_handle.get()));
+    // What is stated for a thumbnail may be the picture's: some share its clean aperture.
+    if (handle != m_handle.get() && !canServe(pixels.size(), size))
+        return {};
+
     const QByteArray profile = profileOf(m_handle.get());
-    QImage result = RKPicturePixels::finished(
-        pixelsOf(image.get(), whole, alphaFormat(m_handle.get())), size, profile);
+    QImage result = RKPicturePixels::finished(pixels, size, profile);
     // Thumbnails that say nothing of colours have those of the picture.
     const bool hasOwnColors
         = heif_image_handle_get_color_profile_type(handle) != heif_color_profile_type_not_present;
@@ -233,23 +261,4 @@ QImage RKHeifPicture::decode(const QSize& size)
         result.convertToColorSpace(QColorSpace::SRgb);
     }
     return result;
-}
-
-RKHeifPicture::Handle RKHeifPicture::thumbnailFor(const QSize& size) const
-{
-    for (const quint32 id : m_thumbnails) {
-        heif_image_handle* found = nullptr;
-        if (!isDone(heif_image_handle_get_thumbnail(m_handle.get(), id, &found)))
-            continue;
-        Handle thumbnail(found);
-        const QSize available = sizeOf(found);
-        const bool isEnough
-            = available.width() >= size.width() && available.height() >= size.height();
-        const bool hasAllChannels = heif_image_handle_has_alpha_channel(found)
-            || !heif_image_handle_has_alpha_channel(m_handle.get());
-        if (isEnough && hasAllChannels && !available.isEmpty()
-            && hasAspectOf(available, this->size()))
-            return thumbnail;
-    }
-    return nullptr;
 }

@@ -29,7 +29,7 @@ public:
 
     QSize size() const;
 
-    /// A thumbnail of the file is used where it is large enough.
+    /// A thumbnail of the file is used for smaller sizes where it is large enough.
     QImage decode(const QSize& size);
 
 private:
@@ -44,7 +44,10 @@ private:
 
     RKHeifPicture(const QByteArray& file, const RKHeifCheck& check);
     bool isOpen() const;
-    Handle thumbnailFor(const QSize& size) const;
+    /// The thumbnail has the picture's proportions and at least the size.
+    bool canServe(const QSize& thumbnail, const QSize& size) const;
+    /// Null also for a thumbnail that turns out too small when it is decoded.
+    QImage decode(const heif_image_handle* handle, const QSize& stated, const QSize& size) const;
 
     QByteArray m_file; // The context reads from it.
     Context m_context;
