@@ -109,9 +109,10 @@ std::optional<RKGeoPosition> parsePosition(const std::string& text)
 
 std::optional<QDateTime> parseDateTime(const std::string& text)
 {
-    const QDateTime parsed
-        = QDateTime::fromString(QString::fromStdString(text), Qt::ISODate).toLocalTime();
-    return parsed.isValid() ? std::optional(parsed) : std::nullopt;
+    const QDateTime parsed = QDateTime::fromString(QString::fromStdString(text), Qt::ISODate);
+    // Invalid as a whole is also a time that clocks here skipped, though others showed it.
+    const bool isDate = parsed.date().isValid() && parsed.time().isValid();
+    return isDate ? std::optional(parsed) : std::nullopt;
 }
 
 /// A check for CLI11: no text means that the argument is right.

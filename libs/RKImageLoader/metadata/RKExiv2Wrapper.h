@@ -77,7 +77,7 @@ public:
 
     /// From Exif, else XMP, else IPTC.
     QDateTime pictureTaken() const;
-    /// Writes the local date and time to Exif and IPTC.
+    /// Writes date and time to Exif and IPTC.
     void setPictureTaken(const QDateTime& dateTime);
 
     /// In Exif.

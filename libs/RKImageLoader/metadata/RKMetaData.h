@@ -77,8 +77,11 @@ public:
     /// 4, 5, 7) are left as they are.
     void rotate(bool clockwise);
 
-    /// The moment the picture was taken, in local time; invalid when unknown.
+    /// What the clock showed when the picture was taken: with its offset from UTC where Exif has
+    /// one, else in local time; invalid when unknown.
     QDateTime pictureTaken() const;
+    /// Stores the date and time that the value shows, in any time zone of the machine. The offset
+    /// of a value that is not in local time is stored too; of a local one none is.
     void setPictureTaken(const QDateTime& dateTime);
 
     /// Invalid when unknown.

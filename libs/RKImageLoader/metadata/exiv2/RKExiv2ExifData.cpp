@@ -1,6 +1,7 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKWallTime_p.h"
 
 #include <QDebug>
 #include <QLocale>
@@ -476,9 +477,19 @@ RKRational RKExiv2ExifData::readRational(const char* key) const
 
 QDateTime RKExiv2ExifData::dateTime(const char* key) const
 {
-    // Kept: a time is local even where a "Z" says otherwise.
+    return dateTime(key, nullptr);
+}
+
+QDateTime RKExiv2ExifData::dateTime(const char* key, const char* offsetKey) const
+{
+    // Kept: a "Z" in the text does not count. See RKExiv2ExifDataTest::datesReadInAnySpelling.
     const QString text = readString(key).section(QLatin1Char('Z'), 0, 0).trimmed();
-    return QDateTime::fromString(text, Qt::ISODate).toLocalTime();
+    // As UTC, which skips no times as the machine's time zone does.
+    const QDateTime digits = QDateTime::fromString(text + QLatin1Char('Z'), Qt::ISODate);
+    if (!digits.isValid())
+        return QDateTime::fromString(text, Qt::ISODate).toLocalTime();
+    const auto offset = offsetKey ? RKWallTime::offset(readString(offsetKey)) : std::nullopt;
+    return RKWallTime::toDateTime({digits.date(), digits.time(), offset});
 }
 
 int RKExiv2ExifData::readRotation() const
@@ -723,7 +734,26 @@ void RKExiv2ExifData::setRational(const char* key, const RKRational& value)
 
 void RKExiv2ExifData::setDateTime(const char* key, const QDateTime& dateTime)
 {
-    setString(key, dateTime.toString(QStringLiteral("yyyy:MM:dd hh:mm:ss")));
+    const RKWallTime::Moment moment = RKWallTime::fromDateTime(dateTime);
+    setString(key,
+        moment.isValid() ? moment.date.toString(QStringLiteral("yyyy:MM:dd "))
+                + moment.time.toString(QStringLiteral("hh:mm:ss"))
+                         : QString());
+}
+
+void RKExiv2ExifData::setDateTime(const char* key, const char* offsetKey, const QDateTime& dateTime)
+{
+    setDateTime(key, dateTime);
+    if (const QString offset = RKWallTime::offsetText(RKWallTime::fromDateTime(dateTime));
+        !offset.isEmpty())
+    {
+        setString(offsetKey, offset);
+        return;
+    }
+    removeKey(offsetKey);
+    // Not held here does not mean that the target has none.
+    m_changedKeys.insert(offsetKey);
+    m_removedKeys.emplace_back(offsetKey);
 }
 
 void RKExiv2ExifData::setRotation(RKImageOrientation orientation)

@@ -63,6 +63,8 @@ public:
     RKRational readRational(const char* key) const;
     /// In local time. Accepts any separators, and fractions of a second.
     QDateTime dateTime(const char* key) const;
+    /// The same with the offset from UTC that another key has.
+    QDateTime dateTime(const char* key, const char* offsetKey) const;
     /// The orientation, 0 where there is none.
     int readRotation() const;
     RKGeoPosition geoPosition() const;
@@ -99,6 +101,9 @@ public:
     void setRational(const char* key, const RKRational& value);
     /// Stores date and time without a time zone; an invalid one as the empty text.
     void setDateTime(const char* key, const QDateTime& dateTime);
+    /// The same with the offset from UTC under another key. A local time has none: an offset that
+    /// is there belongs to another date and is removed, from a target of mergeTo() too.
+    void setDateTime(const char* key, const char* offsetKey, const QDateTime& dateTime);
     void setRotation(RKImageOrientation orientation);
     /// Sets the size where one is recorded and drops what described the file's own pixels, and the
     /// thumbnail.

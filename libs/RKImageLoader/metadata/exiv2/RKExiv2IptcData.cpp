@@ -2,6 +2,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKIptcText_p.h"
+#include "RKImageLoader/metadata/exiv2/RKWallTime_p.h"
 
 #include <QDebug>
 
@@ -168,7 +169,7 @@ QDateTime RKExiv2IptcData::dateTime(const char* dateKey, const char* timeKey) co
     static constexpr qsizetype kTimeLength = 8;
     const QDate date = QDate::fromString(readString(dateKey).left(kDateLength), Qt::ISODate);
     const QTime time = QTime::fromString(readString(timeKey).left(kTimeLength), Qt::ISODate);
-    return QDateTime(date, time.isValid() ? time : QTime(0, 0));
+    return RKWallTime::toDateTime({date, time.isValid() ? time : QTime(0, 0), {}});
 }
 
 bool RKExiv2IptcData::store(const char* key, const QString& value)
@@ -216,10 +217,11 @@ void RKExiv2IptcData::setInt(const char* key, int value)
 
 void RKExiv2IptcData::setDateTime(const char* dateKey, const char* timeKey, const QDateTime& value)
 {
-    if (!value.isValid())
+    const RKWallTime::Moment moment = RKWallTime::fromDateTime(value);
+    if (!moment.isValid())
         return;
-    writeString(dateKey, value.date().toString(Qt::ISODate));
-    writeString(timeKey, value.time().toString(Qt::ISODate));
+    writeString(dateKey, moment.date.toString(Qt::ISODate));
+    writeString(timeKey, moment.time.toString(Qt::ISODate) + RKWallTime::offsetText(moment));
 }
 
 QHash<QString, QString> RKExiv2IptcData::allData() const

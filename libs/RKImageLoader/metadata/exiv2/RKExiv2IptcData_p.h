@@ -46,7 +46,8 @@ public:
     /// The same: IPTC has no languages, and a marker would be seen by everybody else.
     void writeStringWithLocale(const char* key, const QString& value);
     void setInt(const char* key, int value);
-    /// The local date and time; an invalid one changes nothing.
+    /// Date and time as they are, with the offset from UTC of a time that is not local; an invalid
+    /// one changes nothing.
     void setDateTime(const char* dateKey, const char* timeKey, const QDateTime& value);
 
     /// Key to text of all data sets.

@@ -27,6 +27,7 @@ constexpr int kZoomDenominator = 10000;
 constexpr char kOrientationInXmp[] = "Xmp.tiff.Orientation";
 
 constexpr char kDateInExif[] = "Exif.Photo.DateTimeOriginal";
+constexpr char kOffsetInExif[] = "Exif.Photo.OffsetTimeOriginal";
 constexpr char kDateInIptc[] = "Iptc.Application2.DateCreated";
 constexpr char kTimeInIptc[] = "Iptc.Application2.TimeCreated";
 
@@ -221,9 +222,10 @@ void RKExiv2WrapperImpl::adaptToPixels(const QSize& size)
 QDateTime RKExiv2WrapperImpl::pictureTaken() const
 {
     const QReadLocker locker(&m_lock);
-    const QDateTime inExif = m_exifData.dateTime(kDateInExif);
+    const QDateTime inExif = m_exifData.dateTime(kDateInExif, kOffsetInExif);
     if (inExif.isValid())
         return inExif;
+    // Kept: a date of XMP becomes local time. See RKExiv2WrapperTest::firstValidDateWins.
     const QDateTime inXmp = m_xmpData.dateTime("Xmp.exif.DateTimeOriginal");
     return inXmp.isValid() ? inXmp.toLocalTime() : m_iptcData.dateTime(kDateInIptc, kTimeInIptc);
 }
@@ -231,8 +233,8 @@ QDateTime RKExiv2WrapperImpl::pictureTaken() const
 void RKExiv2WrapperImpl::setPictureTaken(const QDateTime& dateTime)
 {
     const QWriteLocker locker(&m_lock);
-    m_exifData.setDateTime(kDateInExif, dateTime);
-    // Kept: XMP does not get the date.
+    m_exifData.setDateTime(kDateInExif, kOffsetInExif, dateTime);
+    // Kept: XMP does not get the date. See RKExiv2WrapperTest::firstValidDateWins.
     m_iptcData.setDateTime(kDateInIptc, kTimeInIptc, dateTime);
 }
 

@@ -115,6 +115,66 @@ private Q_SLOTS:
             RKExiv2Wrapper(imageFile("PNG", QSize(20001, 2))).unrotatedSize(), QSize(20001, 2));
     }
 
+    void datesKeepTheirDigitsAndOffset_data()
+    {
+        QTest::addColumn<QDateTime>("taken");
+        QTest::addColumn<QString>("offset");
+        QTest::addColumn<QString>("timeInIptc");
+
+        const QDate day(2020, 2, 29);
+        const QTime noon(12, 0);
+        const auto east = [](int minutes) { return minutes * 60; };
+        QTest::newRow("east") << QDateTime(day, noon, Qt::OffsetFromUTC, east(330)) << "+05:30"
+                              << "12:00:00+05:30";
+        QTest::newRow("west") << QDateTime(day, noon, Qt::OffsetFromUTC, east(-210)) << "-03:30"
+                              << "12:00:00-03:30";
+        QTest::newRow("UTC") << QDateTime(day, noon, Qt::UTC) << "+00:00"
+                             << "12:00:00+00:00";
+        QTest::newRow("local") << QDateTime(day, noon) << QString() << "12:00:00+00:00";
+        // Clocks went from 02:45 to 03:45 that night in the time zone of the tests.
+        QTest::newRow("skipped here")
+            << QDateTime(QDate(2021, 9, 26), QTime(3, 0)) << QString() << "03:00:00+00:00";
+    }
+
+    void datesKeepTheirDigitsAndOffset()
+    {
+        QFETCH(const QDateTime, taken);
+        QFETCH(const QString, offset);
+        QFETCH(const QString, timeInIptc);
+
+        // The file's own offset belongs to another date.
+        const QString offsetKey = QStringLiteral("Exif.Photo.OffsetTimeOriginal");
+        const QByteArray file = withMetadata(imageFile("JPEG"), [&](Exiv2::Image& image) {
+            image.exifData()[offsetKey.toStdString()] = std::string("-09:00");
+            image.exifData()["Exif.Photo.SubSecTimeOriginal"] = std::string("25");
+        });
+        RKExiv2Wrapper wrapper;
+        wrapper.setPictureTaken(taken);
+        const QDateTime held = wrapper.pictureTaken();
+        QCOMPARE(held.date(), taken.date());
+        QCOMPARE(held.time(), taken.time());
+        QCOMPARE(held.timeSpec() == Qt::LocalTime, taken.isValid() && offset.isEmpty());
+
+        QBuffer buffer;
+        buffer.setData(file);
+        QVERIFY(wrapper.save(&buffer));
+        const QHash<QString, QString> saved = RKExiv2Wrapper(buffer.data()).allData();
+        QCOMPARE(saved.value(offsetKey), offset);
+        QCOMPARE(saved.value(QStringLiteral("Iptc.Application2.TimeCreated")), timeInIptc);
+        QCOMPARE(
+            saved.value(QStringLiteral("Exif.Photo.SubSecTimeOriginal")), QStringLiteral("25"));
+    }
+
+    void damagedOffsetsDoNotCount()
+    {
+        for (const char* offset : {"", "   :  ", "5:30", "+15:00", "+05:60", "+05:3", "UTC"}) {
+            const RKExiv2Wrapper wrapper
+                = wrapperWith({{"Exif.Photo.DateTimeOriginal", "2001:02:03 04:05:06"},
+                    {"Exif.Photo.OffsetTimeOriginal", offset}});
+            QCOMPARE(wrapper.pictureTaken(), QDateTime(QDate(2001, 2, 3), QTime(4, 5, 6)));
+        }
+    }
+
     void firstValidDateWins()
     {
         const QPair<const char*, const char*> exif{

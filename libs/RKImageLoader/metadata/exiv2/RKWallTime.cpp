@@ -1,0 +1,59 @@
+#include "RKImageLoader/metadata/exiv2/RKWallTime_p.h"
+
+#include <QRegularExpression>
+
+#include <cstdlib>
+
+namespace {
+
+constexpr int kSecondsOfMinute = 60;
+constexpr int kMinutesOfHour = 60;
+// Kiribati.
+constexpr int kMaxHours = 14;
+
+} // namespace
+
+RKWallTime::Moment RKWallTime::fromDateTime(const QDateTime& dateTime)
+{
+    Moment moment{dateTime.date(), dateTime.time(), {}};
+    if (dateTime.timeSpec() != Qt::LocalTime)
+        moment.offset = dateTime.offsetFromUtc();
+    return moment;
+}
+
+QDateTime RKWallTime::toDateTime(const Moment& moment)
+{
+    if (!moment.isValid())
+        return {};
+    if (moment.offset)
+        return QDateTime(moment.date, moment.time, Qt::OffsetFromUTC, *moment.offset);
+    const QDateTime local(moment.date, moment.time);
+    if (local.isValid() && local.time() == moment.time)
+        return local;
+    const int before = QDateTime(moment.date.addDays(-1), moment.time).offsetFromUtc();
+    return QDateTime(moment.date, moment.time, Qt::OffsetFromUTC, before);
+}
+
+std::optional<int> RKWallTime::offset(const QString& text)
+{
+    static const QRegularExpression pattern(QStringLiteral("^([+-])(\\d\\d):?(\\d\\d)$"));
+    const QString trimmed = text.trimmed();
+    if (trimmed == QLatin1String("Z"))
+        return 0;
+    const QRegularExpressionMatch match = pattern.match(trimmed);
+    const int hours = match.captured(2).toInt();
+    const int minutes = match.captured(3).toInt();
+    if (!match.hasMatch() || hours > kMaxHours || minutes >= kMinutesOfHour)
+        return std::nullopt;
+    const int seconds = (hours * kMinutesOfHour + minutes) * kSecondsOfMinute;
+    return match.captured(1) == QLatin1String("-") ? -seconds : seconds;
+}
+
+QString RKWallTime::offsetText(const Moment& moment)
+{
+    if (!moment.offset)
+        return {};
+    const int minutes = std::abs(*moment.offset) / kSecondsOfMinute;
+    const QTime amount = QTime(0, 0).addSecs(minutes * kSecondsOfMinute);
+    return QLatin1Char(*moment.offset < 0 ? '-' : '+') + amount.toString(QStringLiteral("hh:mm"));
+}
