@@ -336,6 +336,19 @@ bool RKXmpPacketEditor::isValid() const
     return m_end.has_value();
 }
 
+std::multimap<RKXmpPacketEditor::Name, std::string> RKXmpPacketEditor::properties() const
+{
+    std::multimap<Name, std::string> all;
+    for (const Description& description : m_descriptions) {
+        all.emplace(Name{std::string(kRdf), "about"}, description.about);
+        for (const Property& property : description.properties) {
+            const auto [begin, end] = property.range;
+            all.emplace(property.name, m_text.substr(begin, end - begin));
+        }
+    }
+    return all;
+}
+
 std::string RKXmpPacketEditor::withoutSlash(const std::string& uri)
 {
     return !uri.empty() && uri.back() == '/' ? uri.substr(0, uri.size() - 1) : uri;

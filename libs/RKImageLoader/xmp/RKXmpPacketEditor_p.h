@@ -34,6 +34,10 @@ public:
     /// that has them. Padding takes what the length changes by. Both have to be valid.
     std::string exchanged(const std::set<Name>& names, const RKXmpPacketEditor& source) const;
 
+    /// The texts of all properties, as they stand in the packet. The subjects of descriptions are
+    /// under the name of rdf:about.
+    std::multimap<Name, std::string> properties() const;
+
     /// exiv2 takes a namespace without its last slash for the one with it.
     static std::string withoutSlash(const std::string& uri);
 

@@ -8,6 +8,11 @@ RKExiv2AbstractData::RKExiv2AbstractData()
 
 RKExiv2AbstractData::~RKExiv2AbstractData() = default;
 
+bool RKExiv2AbstractData::hasChanges() const
+{
+    return !m_changedKeys.empty();
+}
+
 bool RKExiv2AbstractData::canWriteTo(RKExiv2ImagePtr& image) const
 {
     return (image->checkMode(supportedMetaData()) & Exiv2::amWrite) != 0;

@@ -24,6 +24,9 @@ public:
 
     virtual Exiv2::MetadataId supportedMetaData() const = 0;
 
+    /// Something has been set or removed since the data were read.
+    virtual bool hasChanges() const;
+
     /// The format of the image has a place for the family and exiv2 can write it there.
     bool canWriteTo(RKExiv2ImagePtr& image) const;
 
@@ -34,8 +37,7 @@ protected:
     /// Most of the keys that were read are still in the target. Otherwise its file has been
     /// replaced by a picture that was encoded anew, and has to get everything.
     template <typename Data>
-    static bool hasMostOf(
-        const Data& held, const std::set<std::string>& changedKeys, const Data& target)
+    bool targetHasMostOf(const Data& held, const Data& target) const
     {
         std::set<std::string> keysOfTarget;
         for (const auto& datum : target)
@@ -43,7 +45,7 @@ protected:
         qsizetype present = 0;
         qsizetype missing = 0;
         for (const auto& datum : held) {
-            if (changedKeys.count(datum.key()) == 0)
+            if (m_changedKeys.count(datum.key()) == 0)
                 ++(keysOfTarget.count(datum.key()) != 0 ? present : missing);
         }
         return present >= missing;
@@ -52,4 +54,7 @@ protected:
     RKExiv2AbstractData();
     RKExiv2AbstractData(const RKExiv2AbstractData&) = default;
     RKExiv2AbstractData& operator=(const RKExiv2AbstractData&) = default;
+
+    // Keys that have been set or removed since the data were read; in XMP without those of parts.
+    std::set<std::string> m_changedKeys;
 };

@@ -115,6 +115,18 @@ inline bool isSidecar(const Exiv2::Image& image)
     return image.imageType() == Exiv2::ImageType::xmp;
 }
 
+/// The type of an image by its first bytes.
+inline auto typeOf(const QByteArray& data)
+{
+    return Exiv2::ImageFactory::getType(
+        reinterpret_cast<const Exiv2::byte*>(data.constData()), data.size());
+}
+
+inline bool isSidecar(const QByteArray& data)
+{
+    return typeOf(data) == Exiv2::ImageType::xmp;
+}
+
 inline bool isPhotoshop(const Exiv2::Image& image)
 {
     return image.imageType() == Exiv2::ImageType::psd;

@@ -398,7 +398,7 @@ bool RKExiv2ExifData::mergeChangesTo(RKExiv2ImagePtr& image) const
 {
     if (!canWriteTo(image))
         return false;
-    if (!hasMostOf(m_exifData, m_changedKeys, image->exifData()))
+    if (!targetHasMostOf(m_exifData, image->exifData()))
         return mergeTo(image);
     for (const std::string& key : m_changedKeys) {
         const auto hasKey = [&key](const Exiv2::Exifdatum& datum) { return datum.key() == key; };
@@ -422,6 +422,11 @@ void RKExiv2ExifData::mergeInto(Exiv2::ExifData& target) const
     for (const Exiv2::Exifdatum& datum : m_exifData)
         source.push_back(&datum);
     mergeData(target, source);
+}
+
+bool RKExiv2ExifData::hasChanges() const
+{
+    return m_thumbnailChanged || !m_removedKeys.empty() || RKExiv2AbstractData::hasChanges();
 }
 
 void RKExiv2ExifData::clear()

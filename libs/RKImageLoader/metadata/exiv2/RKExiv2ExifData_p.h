@@ -17,7 +17,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -43,6 +42,7 @@ public:
     /// shortening them.
     bool mergeChangesTo(RKExiv2ImagePtr& image) const;
     Exiv2::MetadataId supportedMetaData() const override;
+    bool hasChanges() const override;
 
     /// Adds the data to others, the n-th datum of a key for the n-th one there.
     void mergeInto(Exiv2::ExifData& target) const;
@@ -132,6 +132,4 @@ private:
     bool m_thumbnailChanged = false;
     // Keys to be removed from the target, too.
     std::vector<std::string> m_removedKeys;
-    // Keys that have been set or removed since the data were read.
-    std::set<std::string> m_changedKeys;
 };

@@ -249,7 +249,7 @@ bool RKExiv2IptcData::mergeChangesTo(RKExiv2ImagePtr& image) const
     if (!canWriteTo(image))
         return false;
     Exiv2::IptcData& target = image->iptcData();
-    if (!hasMostOf(m_data, m_changedKeys, target))
+    if (!targetHasMostOf(m_data, target))
         return mergeTo(image);
     for (const std::string& key : m_changedKeys) {
         if (!has(m_data, key))

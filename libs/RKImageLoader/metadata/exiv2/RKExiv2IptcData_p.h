@@ -76,6 +76,4 @@ private:
     void merge(Exiv2::IptcData& target, IsMerged isMerged) const;
 
     Exiv2::IptcData m_data;
-    // Keys that have been set since the data were read.
-    std::set<std::string> m_changedKeys;
 };

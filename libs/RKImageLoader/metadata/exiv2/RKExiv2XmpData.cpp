@@ -620,7 +620,7 @@ bool RKExiv2XmpData::mergeChangesTo(RKExiv2ImagePtr& image) const
 {
     if (!canWriteTo(image))
         return false;
-    if (!hasMostOf(m_data, m_changedKeys, image->xmpData()))
+    if (!targetHasMostOf(m_data, image->xmpData()))
         return mergeTo(image);
     const QWriteLocker locker(RKExiv2Library::xmpLock());
     if (m_changedKeys.empty() || !prepareTarget(*image))
@@ -652,29 +652,24 @@ bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
     return true;
 }
 
-void RKExiv2XmpData::editPacketOf(Exiv2::Image& image) const
+std::optional<std::string> RKExiv2XmpData::editedPacketOf(const Exiv2::Image& image) const
 {
-    const bool writesXmp = (image.checkMode(Exiv2::mdXmp) & Exiv2::amWrite) != 0;
-    if (!writesXmp || image.writeXmpFromPacket() || image.xmpData().empty())
-        return;
     const std::string packet = packetOf(image);
     // The held packet has more of the held data than exiv2 knows; the other one has all that exiv2
     // has made of both.
     std::string own;
-    std::string all;
     currentPacket(&own);
     registerNamespaces();
-    encode(image.xmpData(), &all);
-    const std::string& base = packet.empty() ? own : packet;
-    auto result = edited(base, image.xmpData(), own);
-    if (!result)
-        result = edited(base, image.xmpData(), all);
+    auto result = edited(packet.empty() ? own : packet, image.xmpData(), own);
+    if (!result) {
+        std::string all;
+        if (!encode(image.xmpData(), &all))
+            return {};
+        result = packet.empty() ? all : edited(packet, image.xmpData(), all);
+    }
     const bool fits
         = !RKExiv2Compat::isJpegFamily(image) || (result && result->size() < kJpegPacketLimit);
-    if (result && fits)
-        RKExiv2Compat::setXmpPacket(image, *result);
-    else if (!packet.empty())
-        qWarning() << "the XMP packet is encoded anew, without what exiv2 does not know of it";
+    return fits ? result : std::nullopt;
 }
 
 void RKExiv2XmpData::mergeInto(Exiv2::XmpData& target) const

@@ -9,7 +9,7 @@
 #include <QString>
 #include <QStringList>
 
-#include <set>
+#include <optional>
 #include <string>
 
 class RKFacePositions;
@@ -101,11 +101,11 @@ public:
     /// The same for nothing but the properties that have been set or removed since the data were
     /// read; without removing any for their size.
     bool mergeChangesTo(RKExiv2ImagePtr& image) const;
-    /// After mergeTo(): has the image write its own packet in which only the properties have
-    /// changed that differ now; all that exiv2 would drop or write differently stays. Where that
-    /// does not work, or would not fit, exiv2 encodes the properties anew, which is logged. The
-    /// caller holds xmpLock() exclusively.
-    void editPacketOf(Exiv2::Image& image) const;
+    /// After merging: the image's packet in which only those properties have changed that differ
+    /// now; all that exiv2 would drop or write differently stays. An image without a packet gets a
+    /// new one; nullopt for a packet that cannot be edited or would not fit. The caller holds
+    /// xmpLock() exclusively.
+    std::optional<std::string> editedPacketOf(const Exiv2::Image& image) const;
     /// Adds the properties to others. The caller holds xmpLock() exclusively.
     void mergeInto(Exiv2::XmpData& target) const;
     /// Removes a property with all that belongs to it here; a target of mergeTo() keeps its own.
@@ -132,6 +132,4 @@ private:
     std::string m_packet;
     /// Properties have changed since the packet was taken.
     bool m_changed = false;
-    /// The keys of the properties that have been set or removed since the data were read.
-    std::set<std::string> m_changedKeys;
 };

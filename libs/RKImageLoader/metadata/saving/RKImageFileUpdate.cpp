@@ -1,134 +1,30 @@
-#include "RKImageLoader/files/RKImageFileParts_p.h"
+#include "RKImageLoader/files/RKPhotoshopResources_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
+#include "RKImageLoader/metadata/saving/RKIptcUpdate_p.h"
 
 #include <algorithm>
 #include <map>
-#include <string>
 #include <vector>
 
-using Content = RKImageFileParts::Content;
 using Directory = RKTiffEditor::Directory;
 using Tag = RKTiffEditor::Tag;
 
 namespace {
 
-struct Group
-{
-    const char* name;
-    Directory directory;
-};
-
-constexpr Group kGroups[] = {{"Image", Directory::Image},
-    {"Photo", Directory::Photo},
-    {"GPSInfo", Directory::GpsInfo},
-    {"Iop", Directory::Interoperability}};
-
 constexpr char kThumbnailGroup[] = "Thumbnail";
 
-/// Tags that tell places in the file, and those of other families: exiv2 lists them, but their
-/// values follow from elsewhere.
-bool isStructural(const Exiv2::Exifdatum& datum)
+const std::map<std::string, Directory>& directories()
 {
-    switch (datum.tag()) {
-    case RKTiffTag::kSubDirectories:
-    case RKTiffTag::kXmp:
-    case RKTiffTag::kIptc:
-    case RKTiffTag::kPhotoshop:
-    case RKTiffTag::kExifDirectory:
-    case RKTiffTag::kGpsDirectory: return datum.groupName() == "Image";
-    case RKTiffTag::kInteroperabilityDirectory:
-    case RKTiffTag::kMakerNote: // exiv2 lists its contents.
-        return datum.groupName() == "Photo";
-    default: return false;
-    }
+    static const std::map<std::string, Directory> groups{{"Image", Directory::Image},
+        {"Photo", Directory::Photo},
+        {"GPSInfo", Directory::GpsInfo},
+        {"Iop", Directory::Interoperability}};
+    return groups;
 }
 
-QByteArray bytesOf(const Exiv2::Exifdatum& datum, Exiv2::ByteOrder order)
-{
-    QByteArray bytes(RKExiv2Compat::size(datum), Qt::Uninitialized);
-    datum.copy(reinterpret_cast<Exiv2::byte*>(bytes.data()), order);
-    return bytes;
-}
-
-QByteArray thumbnailOf(const Exiv2::ExifData& data)
-{
-    const auto datum = data.findKey(Exiv2::ExifKey("Exif.Thumbnail.JPEGInterchangeFormat"));
-    return datum == data.end() ? QByteArray() : RKExiv2Compat::toByteArray(datum->dataArea());
-}
-
-/// A datum as far as a file can hold it.
-struct Item
-{
-    std::string key;
-    int type;
-    QByteArray bytes;
-
-    bool operator==(const Item& other) const
-    {
-        return key == other.key && type == other.type && bytes == other.bytes;
-    }
-};
-
-/// Only among data of one key does the order count.
-void sortByKey(std::vector<Item>& items)
-{
-    std::stable_sort(items.begin(), items.end(), [](const Item& left, const Item& right) {
-        return left.key < right.key;
-    });
-}
-
-std::vector<Item> itemsOf(const Exiv2::ExifData& data, const std::string& group)
-{
-    std::vector<Item> items;
-    for (const Exiv2::Exifdatum& datum : data) {
-        if ((group.empty() || datum.groupName() == group) && !isStructural(datum))
-            items.push_back({datum.key(), datum.typeId(), bytesOf(datum, Exiv2::littleEndian)});
-    }
-    sortByKey(items);
-    return items;
-}
-
-Item textOf(const Exiv2::Metadatum& datum)
-{
-    return {datum.key(), datum.typeId(), QByteArray::fromStdString(datum.toString())};
-}
-
-template <typename Data>
-std::vector<Item> textsOf(const Data& data)
-{
-    std::vector<Item> items;
-    for (const auto& datum : data)
-        items.push_back(textOf(datum));
-    sortByKey(items);
-    return items;
-}
-
-bool isSame(const Exiv2::ExifData& left, const Exiv2::ExifData& right)
-{
-    return itemsOf(left, {}) == itemsOf(right, {}) && thumbnailOf(left) == thumbnailOf(right);
-}
-
-template <typename Data>
-bool isSame(const Data& left, const Data& right)
-{
-    return textsOf(left) == textsOf(right);
-}
-
-using Datums = std::map<quint16, std::vector<const Exiv2::Exifdatum*>>;
-
-Datums datumsOf(const Exiv2::ExifData& data, const char* group)
-{
-    Datums datums;
-    for (const Exiv2::Exifdatum& datum : data) {
-        if (datum.groupName() == group && !isStructural(datum))
-            datums[datum.tag()].push_back(&datum);
-    }
-    return datums;
-}
-
-/// A datum as a tag of a TIFF structure; nothing for a type that TIFF does not know.
+/// A datum as a tag of a TIFF structure; nullopt for a type that TIFF does not know.
 std::optional<Tag> tagOf(const Exiv2::Exifdatum& datum, bool isLittleEndian)
 {
     const auto type = datum.typeId();
@@ -136,271 +32,232 @@ std::optional<Tag> tagOf(const Exiv2::Exifdatum& datum, bool isLittleEndian)
         return {};
     return Tag{datum.tag(),
         static_cast<quint16>(type),
-        bytesOf(datum, isLittleEndian ? Exiv2::littleEndian : Exiv2::bigEndian)};
+        RKImageFamilies::bytesOf(datum, isLittleEndian ? Exiv2::littleEndian : Exiv2::bigEndian)};
 }
 
-bool isSame(const std::vector<const Exiv2::Exifdatum*>& left,
-    const std::vector<const Exiv2::Exifdatum*>& right)
+/// The tags of a group whose number satisfies the condition; nullopt if one has a type that TIFF
+/// does not know.
+template <typename Condition>
+std::optional<QList<Tag>> tagsOf(
+    const Exiv2::ExifData& data, const std::string& group, bool isLittleEndian, Condition condition)
 {
-    return std::equal(left.begin(),
-        left.end(),
-        right.begin(),
-        right.end(),
-        [](const Exiv2::Exifdatum* one, const Exiv2::Exifdatum* other) {
-            return one->typeId() == other->typeId()
-                && bytesOf(*one, Exiv2::littleEndian) == bytesOf(*other, Exiv2::littleEndian);
-        });
-}
-
-/// Makes the tags of one directory those of the data.
-bool editDirectory(RKTiffEditor& editor,
-    const Group& group,
-    const Exiv2::ExifData& before,
-    const Exiv2::ExifData& after)
-{
-    const Datums old = datumsOf(before, group.name);
-    const Datums wanted = datumsOf(after, group.name);
-    QList<Tag> set;
-    QList<quint16> removed;
-    for (const auto& [number, datums] : wanted) {
-        const auto known = old.find(number);
-        if (known != old.end() && isSame(known->second, datums))
+    QList<Tag> tags;
+    for (const Exiv2::Exifdatum& datum : data) {
+        if (datum.groupName() != group || RKImageFamilies::isStructural(datum)
+            || !condition(datum.tag()))
             continue;
-        const auto tag = tagOf(*datums.front(), editor.isLittleEndian());
-        if (!tag || datums.size() > 1)
-            return false;
-        set.append(*tag);
+        const auto tag = tagOf(datum, isLittleEndian);
+        if (!tag)
+            return {};
+        tags.append(*tag);
     }
-    for (const auto& [number, datums] : old) {
-        if (wanted.find(number) == wanted.end())
-            removed.append(number);
-    }
-    return (set.isEmpty() && removed.isEmpty()) || editor.change(group.directory, set, removed);
+    return tags;
 }
 
-bool isEditable(const std::string& group)
+template <typename Function>
+auto orNothing(Function function) -> decltype(function())
 {
-    return group == kThumbnailGroup
-        || std::any_of(std::begin(kGroups), std::end(kGroups), [&group](const Group& editable) {
-               return group == editable.name;
-           });
-}
-
-/// The data of groups that this cannot edit, maker notes and further pictures, are the same.
-bool haveSameFixedGroups(const Exiv2::ExifData& before, const Exiv2::ExifData& after)
-{
-    const auto fixed = [](const Exiv2::ExifData& data) {
-        Exiv2::ExifData found;
-        for (const Exiv2::Exifdatum& datum : data) {
-            if (!isEditable(datum.groupName()))
-                found.add(datum);
-        }
-        return itemsOf(found, {});
-    };
-    return fixed(before) == fixed(after);
-}
-
-RKExiv2ImagePtr opened(const QByteArray& file)
-{
-    RKExiv2ImagePtr image = RKExiv2Compat::openMemory(file);
-    image->readMetadata();
-    return image;
+    return RKExiv2Library::valueOr(decltype(function())(), function);
 }
 
 } // namespace
 
-RKImageFamilies RKImageFamilies::of(Exiv2::Image& image)
-{
-    return {image.exifData(),
-        image.iptcData(),
-        image.xmpData(),
-        image.writeXmpFromPacket() ? image.xmpPacket() : std::string()};
-}
-
-void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
-{
-    const auto changes = [](const auto& before, const auto& after) {
-        const auto old = textsOf(before);
-        std::decay_t<decltype(after)> changed;
-        for (const auto& datum : after) {
-            const Item item = textOf(datum);
-            if (std::find(old.begin(), old.end(), item) == old.end())
-                changed.add(datum);
-        }
-        return changed;
-    };
-    Exiv2::copyExifToXmp(changes(exif, image.exifData()), image.xmpData());
-    Exiv2::copyIptcToXmp(changes(iptc, image.iptcData()), image.xmpData());
-}
-
-bool RKImageFamilies::hasSameExif(Exiv2::Image& image) const
-{
-    return isSame(exif, image.exifData());
-}
-
 RKImageFileUpdate::RKImageFileUpdate(
-    const QByteArray& file, const RKImageFamilies& before, const RKImageFamilies& after)
-    : m_file(file)
+    const RKImageContent& old, const RKImageFamilies& before, const Wanted& wanted)
+    : m_old(old)
     , m_before(before)
-    , m_after(after)
-    , m_hasExifChanged(!isSame(before.exif, after.exif))
-    , m_hasIptcChanged(!isSame(before.iptc, after.iptc))
-    , m_hasXmpChanged(!isSame(before.xmp, after.xmp))
+    , m_wanted(wanted)
+    , m_changes(before, wanted.families)
 {
 }
 
-void RKImageFileUpdate::setIccProfile(const QByteArray& profile)
+const RKFamilyChanges& RKImageFileUpdate::changes() const
 {
-    m_iccProfile = profile;
+    return m_changes;
 }
 
-bool RKImageFileUpdate::editThumbnail(RKTiffEditor& editor) const
+std::optional<RKImageContent> RKImageFileUpdate::edited() const
 {
-    const bool isUnchanged
-        = itemsOf(m_before.exif, kThumbnailGroup) == itemsOf(m_after.exif, kThumbnailGroup)
-        && thumbnailOf(m_before.exif) == thumbnailOf(m_after.exif);
-    if (isUnchanged)
-        return true;
-    if (itemsOf(m_after.exif, kThumbnailGroup).empty())
-        return editor.removeThumbnail();
+    return orNothing([&]() -> std::optional<RKImageContent> {
+        if (const RKImageFileParts* parts = m_old.parts())
+            return updatedParts(editedExif(parts->exifBlock()));
+        if (RKExiv2Compat::isSidecar(m_old.readable()))
+            return RKImageContent(QByteArray::fromStdString(m_wanted.xmpPacket));
+        const auto file = editedTiff();
+        return file ? std::optional(RKImageContent(*file)) : std::nullopt;
+    });
+}
 
-    QList<Tag> tags;
-    for (const auto& [number, datums] : datumsOf(m_after.exif, kThumbnailGroup)) {
-        const auto tag = tagOf(*datums.front(), editor.isLittleEndian());
-        if (!tag || datums.size() > 1)
-            return false;
-        if (number != RKTiffTag::kJpegOffset && number != RKTiffTag::kJpegSize)
-            tags.append(*tag);
+std::optional<RKImageContent> RKImageFileUpdate::encoded() const
+{
+    return orNothing([&]() -> std::optional<RKImageContent> {
+        if (const RKImageFileParts* parts = m_old.parts())
+            return updatedParts(encodedExif(parts->exifBlock()));
+        return encodedTiff();
+    });
+}
+
+/// The file with that Exif block and with the other families changed.
+std::optional<RKImageContent> RKImageFileUpdate::updatedParts(
+    const std::optional<QByteArray>& exif) const
+{
+    RKImageFileParts parts = *m_old.parts();
+    if (m_changes.hasExifChanged() && (!exif || !parts.setExifBlock(*exif)))
+        return {};
+    if (m_changes.hasIptcChanged()) {
+        const auto iptc
+            = RKIptcUpdate::updated(parts.iptcBlock(), m_before.iptc, m_wanted.families.iptc);
+        if (!iptc || !parts.setIptcBlock(*iptc))
+            return {};
     }
-    const QByteArray jpeg = thumbnailOf(m_after.exif);
-    return !jpeg.isEmpty() && editor.setThumbnail(tags, jpeg);
+    if (!m_changes.xmpProperties().empty()
+        && !parts.setXmpPacket(QByteArray::fromStdString(m_wanted.xmpPacket)))
+        return {};
+    if (!m_wanted.iccProfile.isEmpty() && !parts.setIccProfile(m_wanted.iccProfile))
+        return {};
+    return RKImageContent(parts);
 }
 
-bool RKImageFileUpdate::editExif(RKTiffEditor& editor) const
+std::optional<QByteArray> RKImageFileUpdate::editedExif(const QByteArray& structure) const
 {
-    if (!editor.isValid() || !haveSameFixedGroups(m_before.exif, m_after.exif))
-        return false;
-    return std::all_of(std::begin(kGroups), std::end(kGroups), [&](const Group& group) {
-        return editDirectory(editor, group, m_before.exif, m_after.exif);
-    }) && editThumbnail(editor);
+    RKTiffEditor editor(structure);
+    if (!editor.isValid() || !editTags(editor) || !editThumbnail(editor))
+        return {};
+    return editor.structure();
 }
 
-bool RKImageFileUpdate::editXmp(RKTiffEditor& editor, std::string* packet) const
+std::optional<QByteArray> RKImageFileUpdate::encodedExif(const QByteArray& structure) const
 {
-    packet->clear();
-    if (m_after.xmp.empty())
-        return editor.change(Directory::Image, {}, {RKTiffTag::kXmp});
-    constexpr auto kFlags = static_cast<uint16_t>(
-        Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::omitAllFormatting);
-    *packet = m_after.xmpPacket;
-    if (packet->empty() && Exiv2::XmpParser::encode(*packet, m_after.xmp, kFlags) != 0)
-        return false;
-    const Tag old = editor.tag(RKTiffTag::kXmp).value_or(Tag());
-    // Blanks before its end let a packet keep its place (ISO 16684-1, 7.3.2).
-    const auto oldSize = static_cast<size_t>(old.value.size());
-    const size_t end = packet->rfind("<?xpacket end");
-    if (packet->size() < oldSize && end != std::string::npos)
-        packet->insert(end, oldSize - packet->size(), ' ');
-    const quint16 type
-        = old.type == RKTiffType::kUndefined ? RKTiffType::kUndefined : RKTiffType::kByte;
-    const QByteArray value(packet->data(), static_cast<qsizetype>(packet->size()));
-    return editor.change(Directory::Image, {{RKTiffTag::kXmp, type, value}}, {});
+    const auto* const old = reinterpret_cast<const Exiv2::byte*>(structure.constData());
+    const auto order = structure.startsWith("MM") ? Exiv2::bigEndian : Exiv2::littleEndian;
+    Exiv2::Blob blob;
+    const auto method = Exiv2::ExifParser::encode(blob,
+        structure.isEmpty() ? nullptr : old,
+        static_cast<uint32_t>(structure.size()),
+        order,
+        m_wanted.families.exif);
+    // Nothing but values of the same size has changed, in place.
+    if (method == Exiv2::wmNonIntrusive)
+        return structure;
+    return QByteArray(
+        reinterpret_cast<const char*>(blob.data()), static_cast<qsizetype>(blob.size()));
 }
 
-bool RKImageFileUpdate::editIptc(RKTiffEditor& editor) const
+std::optional<RKImageContent> RKImageFileUpdate::encodedTiff() const
 {
-    // Photoshop's resources have a copy, which some programs read instead.
-    const auto resources = editor.tag(RKTiffTag::kPhotoshop);
-    QList<Tag> set;
-    if (resources) {
-        const Exiv2::DataBuf changed = Exiv2::Photoshop::setIptcIrb(
-            reinterpret_cast<const Exiv2::byte*>(resources->value.constData()),
-            resources->value.size(),
-            m_after.iptc);
-        set.append({RKTiffTag::kPhotoshop, resources->type, RKExiv2Compat::toByteArray(changed)});
-    }
-    if (m_after.iptc.empty())
-        return editor.change(Directory::Image, set, {RKTiffTag::kIptc});
-    const QByteArray value = RKExiv2Compat::toByteArray(Exiv2::IptcParser::encode(m_after.iptc));
-    set.prepend({RKTiffTag::kIptc, RKTiffType::kUndefined, value});
-    return editor.change(Directory::Image, set, {});
+    // exiv2 writes into the bytes that it has opened.
+    const QByteArray copy(m_old.readable().constData(), m_old.readable().size());
+    const RKExiv2ImagePtr image = RKExiv2Compat::openMemory(copy);
+    if (!RKExiv2Compat::isTiffBased(*image))
+        return {};
+    image->readMetadata();
+    image->setExifData(m_wanted.families.exif);
+    image->setIptcData(m_wanted.families.iptc);
+    image->setXmpData(m_wanted.families.xmp);
+    if (!m_wanted.xmpPacket.empty())
+        RKExiv2Compat::setXmpPacket(*image, m_wanted.xmpPacket);
+    image->writeMetadata();
+    Exiv2::BasicIo& io = image->io();
+    io.open();
+    io.seek(0, Exiv2::BasicIo::beg);
+    const QByteArray file = RKExiv2Compat::toByteArray(io.read(static_cast<long>(io.size())));
+    io.close();
+    return RKImageContent(file);
 }
 
 std::optional<QByteArray> RKImageFileUpdate::editedTiff() const
 {
-    return RKExiv2Library::valueOr(std::optional<QByteArray>(), [&]() -> std::optional<QByteArray> {
-        RKTiffEditor editor(m_file);
-        if (!editExif(editor) || (m_hasIptcChanged && !editIptc(editor)))
-            return {};
-        if (!m_iccProfile.isEmpty()
-            && !editor.change(Directory::Image,
-                {{RKTiffTag::kIccProfile, RKTiffType::kUndefined, m_iccProfile}},
-                {}))
-            return {};
-        // Last, so that a longer packet can take the place of the one before at the file's end.
-        std::string packet;
-        if (m_hasXmpChanged && !editXmp(editor, &packet))
-            return {};
-
-        const QByteArray edited = editor.structure();
-        const RKExiv2ImagePtr image = opened(edited);
-        Exiv2::XmpData wantedXmp = m_before.xmp;
-        if (m_hasXmpChanged)
-            Exiv2::XmpParser::decode(wantedXmp, packet);
-        const bool isAsWanted = isSame(image->exifData(), m_after.exif)
-            && isSame(image->iptcData(), m_after.iptc) && isSame(image->xmpData(), wantedXmp);
-        return isAsWanted ? std::optional(edited) : std::nullopt;
-    });
-}
-
-bool RKImageFileUpdate::hasAllDirectories(const QByteArray& written) const
-{
-    const bool isThumbnailRemoved = !itemsOf(m_before.exif, kThumbnailGroup).empty()
-        && itemsOf(m_after.exif, kThumbnailGroup).empty();
-    return RKTiffEditor(written).numberOfDirectories()
-        >= RKTiffEditor(m_file).numberOfDirectories() - (isThumbnailRemoved ? 1 : 0);
-}
-
-std::optional<QByteArray> RKImageFileUpdate::updated(const QByteArray& written) const
-{
-    RKImageFileParts result(m_file);
-    const RKImageFileParts source(written);
-    if (!hasAllDirectories(written))
+    RKTiffEditor editor(m_old.readable());
+    if (!editor.isValid() || !editTags(editor) || !editThumbnail(editor))
         return {};
-    if (!result.isValid() || !source.isValid())
-        return written;
+    if (m_changes.hasIptcChanged() && !editIptc(editor))
+        return {};
+    // Last, so that a longer packet can take the place of the one before at the file's end.
+    if (!m_changes.xmpProperties().empty() && !editXmp(editor))
+        return {};
+    return editor.structure();
+}
 
-    // What the new file has to read back as.
-    RKImageFamilies wanted = RKImageFamilies::of(*opened(written));
-    RKTiffEditor editor(result.exifBlock());
-    const bool isEdited = RKExiv2Library::valueOr(
-        false, [&] { return editExif(editor) && result.setExifBlock(editor.structure()); });
-    if (isEdited)
-        wanted.exif = m_after.exif;
-    else if (m_hasExifChanged)
-        result.replace(Content::Exif, source.parts(Content::Exif));
-    else
-        wanted.exif = m_before.exif;
+/// Makes the changed tags those of the wanted data.
+bool RKImageFileUpdate::editTags(RKTiffEditor& editor) const
+{
+    std::map<std::string, std::set<quint16>> changed;
+    for (const auto& [group, number] : m_changes.exifTags())
+        changed[group].insert(number);
+    for (const auto& [group, numbers] : changed) {
+        if (group == kThumbnailGroup)
+            continue;
+        const auto directory = directories().find(group);
+        // Maker notes, and further pictures.
+        if (directory == directories().end())
+            return false;
+        const auto set = tagsOf(m_wanted.families.exif,
+            group,
+            editor.isLittleEndian(),
+            [&numbers = numbers](quint16 number) { return numbers.count(number) != 0; });
+        if (!set)
+            return false;
+        QList<quint16> removed;
+        for (const quint16 number : numbers) {
+            if (std::none_of(set->begin(), set->end(), [number](const Tag& tag) {
+                    return tag.number == number;
+                }))
+                removed.append(number);
+        }
+        if (!editor.change(directory->second, *set, removed))
+            return false;
+    }
+    return true;
+}
 
-    if (m_hasIptcChanged)
-        result.replace(Content::Iptc, source.parts(Content::Iptc));
-    else
-        wanted.iptc = m_before.iptc;
-    const QByteArray packet = QByteArray::fromStdString(m_after.xmpPacket);
-    if (!m_hasXmpChanged)
-        wanted.xmp = m_before.xmp;
-    else if (!packet.isEmpty() && result.setXmpPacket(packet))
-        Exiv2::XmpParser::decode(wanted.xmp, m_after.xmpPacket);
-    else
-        result.replace(Content::Xmp, source.parts(Content::Xmp));
-    if (!m_iccProfile.isEmpty() && !result.setIccProfile(m_iccProfile))
-        result.replace(Content::Icc, source.parts(Content::Icc));
+bool RKImageFileUpdate::editThumbnail(RKTiffEditor& editor) const
+{
+    if (!m_changes.hasThumbnailChanged())
+        return true;
+    if (!m_wanted.families.hasThumbnailDirectory())
+        return editor.removeThumbnail();
+    const auto tags = tagsOf(
+        m_wanted.families.exif, kThumbnailGroup, editor.isLittleEndian(), [](quint16 number) {
+            return number != RKTiffTag::kJpegOffset && number != RKTiffTag::kJpegSize;
+        });
+    const QByteArray jpeg = m_wanted.families.thumbnail();
+    return tags && !jpeg.isEmpty() && editor.setThumbnail(*tags, jpeg);
+}
 
-    const QByteArray file = result.file();
-    const bool isAsWanted = RKExiv2Library::valueOr(false, [&] {
-        const RKExiv2ImagePtr image = opened(file);
-        return isSame(image->exifData(), wanted.exif) && isSame(image->iptcData(), wanted.iptc)
-            && isSame(image->xmpData(), wanted.xmp);
-    });
-    return isAsWanted ? file : written;
+bool RKImageFileUpdate::editXmp(RKTiffEditor& editor) const
+{
+    QByteArray packet = QByteArray::fromStdString(m_wanted.xmpPacket);
+    if (packet.isEmpty())
+        return editor.change(Directory::Image, {}, {RKTiffTag::kXmp});
+    const Tag old = editor.tag(RKTiffTag::kXmp).value_or(Tag());
+    // Blanks before its end let a packet keep its place (ISO 16684-1, 7.3.2).
+    const qsizetype end = packet.lastIndexOf("<?xpacket end");
+    if (packet.size() < old.value.size() && end >= 0)
+        packet.insert(end, QByteArray(old.value.size() - packet.size(), ' '));
+    const quint16 type
+        = old.type == RKTiffType::kUndefined ? RKTiffType::kUndefined : RKTiffType::kByte;
+    return editor.change(Directory::Image, {{RKTiffTag::kXmp, type, packet}}, {});
+}
+
+bool RKImageFileUpdate::editIptc(RKTiffEditor& editor) const
+{
+    const Tag old = editor.tag(RKTiffTag::kIptc).value_or(Tag());
+    const auto block = RKIptcUpdate::updated(old.value, m_before.iptc, m_wanted.families.iptc);
+    if (!block)
+        return false;
+    QList<Tag> set;
+    // Photoshop's resources have a copy, which some programs read instead.
+    if (const auto tag = editor.tag(RKTiffTag::kPhotoshop)) {
+        const RKPhotoshopResources resources(tag->value);
+        const auto copy = RKIptcUpdate::updated(
+            resources.data(RKPhotoshopResources::kIptc), m_before.iptc, m_wanted.families.iptc);
+        if (!copy)
+            return false;
+        set.append(
+            {RKTiffTag::kPhotoshop, tag->type, resources.with(RKPhotoshopResources::kIptc, *copy)});
+    }
+    if (block->isEmpty())
+        return editor.change(Directory::Image, set, {RKTiffTag::kIptc});
+    set.prepend({RKTiffTag::kIptc, RKTiffType::kUndefined, *block});
+    return editor.change(Directory::Image, set, {});
 }

@@ -1,71 +1,62 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
-#include "RKImageLoader/files/RKTiffEditor_p.h"
-#include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
+#include "RKImageLoader/metadata/saving/RKImageContent_p.h"
+#include "RKImageLoader/metadata/saving/RKImageFamilies_p.h"
 
 #include <QByteArray>
 
 #include <optional>
 #include <string>
 
-/// The metadata of an opened image at one moment.
-struct RKIMAGELOADER_TEST_EXPORT RKImageFamilies
-{
-    Exiv2::ExifData exif;
-    Exiv2::IptcData iptc;
-    Exiv2::XmpData xmp;
-    // To be written as it is; empty where the XMP data are to be encoded.
-    std::string xmpPacket;
-
-    static RKImageFamilies of(Exiv2::Image& image);
-
-    /// Adds what has changed in the image's Exif and IPTC data to its XMP data, for a file that has
-    /// no other.
-    void addChangesToXmp(Exiv2::Image& image) const;
-
-    bool hasSameExif(Exiv2::Image& image) const;
-};
-
-/// Brings changed metadata into an image file and keeps everything else of it, byte for byte.
+/// Brings changed metadata into an image file and leaves everything else of it where it is.
 ///
-/// exiv2 writes all metadata of a file anew, also what has not changed. That loses what it does not
-/// know - previews and maker notes that refer to places in the file, pages behind the fourth,
-/// colour specifications of JPEG 2000 - so that what it has written serves only for the parts that
-/// had to change and that cannot be edited in place.
+/// exiv2 writes all metadata of a family anew, also what has not changed. That loses what it does
+/// not know - previews and maker notes that refer to places in the file, pages after the fourth,
+/// colour specifications of JPEG 2000 - so it encodes only what cannot be edited in place. Whether
+/// the result has lost anything is for RKSaveProof to say.
 ///
-/// Reads and encodes metadata: the caller holds RKExiv2Library::xmpLock() exclusively.
+/// Encodes metadata: the caller holds RKExiv2Library::xmpLock() exclusively.
 class RKIMAGELOADER_TEST_EXPORT RKImageFileUpdate
 {
 public:
-    /// The file as it was, and its metadata before and after the change.
+    struct Wanted
+    {
+        RKImageFamilies families;
+        /// Read back, it has the XMP of the families. Empty for none.
+        std::string xmpPacket;
+        /// Empty to leave the file's own.
+        QByteArray iccProfile;
+        /// Of the picture, in pixels.
+        QSize size;
+    };
+
+    /// The file as it is, its metadata, and those that it is to have. All must outlive this.
     RKImageFileUpdate(
-        const QByteArray& file, const RKImageFamilies& before, const RKImageFamilies& after);
+        const RKImageContent& old, const RKImageFamilies& before, const Wanted& wanted);
 
-    /// The profile to embed; none leaves the file's own.
-    void setIccProfile(const QByteArray& profile);
+    const RKFamilyChanges& changes() const;
 
-    /// For a TIFF-based file: the file with its tags changed. Nothing where that is not possible,
-    /// or where it would not read back as wanted.
-    std::optional<QByteArray> editedTiff() const;
-
-    /// The old file with those parts of the one that exiv2 has written whose metadata have changed;
-    /// the latter as it is for a format whose parts are not known. Nothing where that has lost
-    /// pages.
-    std::optional<QByteArray> updated(const QByteArray& written) const;
+    /// The file with its metadata edited in place; nullopt where one of the changes cannot be made
+    /// that way.
+    std::optional<RKImageContent> edited() const;
+    /// The file with its Exif data, in a TIFF-based file all families, encoded by exiv2; nullopt if
+    /// exiv2 cannot do that.
+    std::optional<RKImageContent> encoded() const;
 
 private:
-    bool editExif(RKTiffEditor& editor) const;
+    std::optional<RKImageContent> updatedParts(const std::optional<QByteArray>& exif) const;
+    std::optional<QByteArray> editedExif(const QByteArray& structure) const;
+    std::optional<QByteArray> encodedExif(const QByteArray& structure) const;
+    std::optional<RKImageContent> encodedTiff() const;
+    std::optional<QByteArray> editedTiff() const;
+    bool editTags(RKTiffEditor& editor) const;
     bool editThumbnail(RKTiffEditor& editor) const;
-    bool editXmp(RKTiffEditor& editor, std::string* packet) const;
+    bool editXmp(RKTiffEditor& editor) const;
     bool editIptc(RKTiffEditor& editor) const;
-    bool hasAllDirectories(const QByteArray& written) const;
 
-    const QByteArray m_file;
-    const RKImageFamilies m_before;
-    const RKImageFamilies m_after;
-    bool m_hasExifChanged;
-    bool m_hasIptcChanged;
-    bool m_hasXmpChanged;
-    QByteArray m_iccProfile;
+    const RKImageContent& m_old;
+    const RKImageFamilies& m_before;
+    const Wanted& m_wanted;
+    const RKFamilyChanges m_changes;
 };

@@ -2,14 +2,12 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
-#include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
 #include "RKImageLoader/metadata/saving/RKMetaDataSaver_p.h"
+#include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
 
 #include <QBuffer>
-#include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QMutex>
 #include <QMutexLocker>
@@ -22,9 +20,6 @@ namespace {
 
 using RKExiv2Compat::errorNumber;
 
-// How often a file is read that another program changes in the meantime.
-constexpr int kMaxAttempts = 3;
-
 /// A mutex for the saves to one file, so that no two mix; shared with some other files.
 QMutex* savingMutex(const QString& path)
 {
@@ -33,55 +28,8 @@ QMutex* savingMutex(const QString& path)
     return &mutexes[qHash(canonical.isEmpty() ? path : canonical) % mutexes.size()];
 }
 
-/// The bytes of a file of a type that exiv2 knows.
-QByteArray readImageFile(const QString& path, const RKFileSnapshot& file)
-{
-    const std::string nativePath = path.toStdString();
-    if (!file.isOpen()) {
-        throw Exiv2::Error(Exiv2::ErrorCode::kerDataSourceOpenFailed,
-            nativePath,
-            file.errorString().toStdString());
-    }
-    if (!RKExiv2Compat::openFile(nativePath))
-        throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
-    QByteArray bytes;
-    if (!file.readAll(&bytes))
-        throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
-    return bytes;
-}
-
-QByteArray contentOf(const Exiv2::Image& image)
-{
-    Exiv2::BasicIo& io = image.io();
-    io.open();
-    io.seek(0, Exiv2::BasicIo::beg);
-    const auto size = static_cast<long>(io.size());
-    const QByteArray content = RKExiv2Compat::toByteArray(io.read(size));
-    io.close();
-    return content;
-}
-
-bool canEncode(const Exiv2::XmpData& data)
-{
-    std::string packet;
-    return RKExiv2Library::valueOr(
-        false, [&] { return Exiv2::XmpParser::encode(packet, data) == 0; });
-}
-
-/// exiv2 writes an image whose XMP cannot be encoded as if nothing were wrong, and keeps the old
-/// packet: this throws instead.
-void makeSureXmpCanBeEncoded(const Exiv2::Image& image)
-{
-    const bool writesXmp
-        = (image.checkMode(Exiv2::mdXmp) & Exiv2::amWrite) != 0 && !image.writeXmpFromPacket();
-    if (!writesXmp || image.xmpData().empty() || canEncode(image.xmpData()))
-        return;
-    // The file may use prefixes of its own that only its packet declares.
-    Exiv2::XmpData scratch;
-    Exiv2::XmpParser::decode(scratch, image.xmpPacket());
-    if (!canEncode(image.xmpData()))
-        throw Exiv2::Error(Exiv2::ErrorCode::kerErrorMessage, "Failed to encode XMP metadata");
-}
+/// What exiv2 needs to tell the type of an image.
+constexpr qint64 kHeadSize = 4096;
 
 /// exiv2 can write one of the families into images of that type.
 bool isWritable(const Exiv2::Image& image)
@@ -90,31 +38,6 @@ bool isWritable(const Exiv2::Image& image)
     return std::any_of(kFamilies.begin(), kFamilies.end(), [&image](Exiv2::MetadataId family) {
         return (image.checkMode(family) & Exiv2::amWrite) != 0;
     });
-}
-
-QSize sizeOf(const Exiv2::Image& image)
-{
-    return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
-}
-
-/// False where the file is no longer the one that was read; throws where it cannot be written.
-bool replaceFile(const QString& path, const RKFileSnapshot& source, const QByteArray& content)
-{
-    const RKCTime created(path);
-    RKSafeFileWriter writer(path);
-    const RKSafeFileWriter::Result result = writer.replace(source, {{content}});
-    created.writeTo(path);
-
-    const std::string nativePath = path.toStdString();
-    const std::string reason = writer.errorString().toStdString();
-    switch (result) {
-    case RKSafeFileWriter::Result::Done: return true;
-    case RKSafeFileWriter::Result::Changed: return false;
-    case RKSafeFileWriter::Result::NotWritable:
-        throw Exiv2::Error(Exiv2::ErrorCode::kerFileOpenFailed, nativePath, "r+b", reason);
-    case RKSafeFileWriter::Result::Failed: break;
-    }
-    throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed, nativePath, reason);
 }
 
 QString describe(const QString& what, const Exiv2::Error& error)
@@ -133,6 +56,17 @@ void warn(const QString& text)
     qWarning().noquote() << text;
 }
 
+void warnOfLoss(const QString& target, const QString& loss)
+{
+    warn(QStringLiteral("the metadata of %1 are not saved: %2").arg(target, loss));
+}
+
+QString joined(const QStringList& losses)
+{
+    return losses.isEmpty() ? QStringLiteral("the format has no place for the change")
+                            : losses.join(QStringLiteral("; "));
+}
+
 } // namespace
 
 RKMetaDataSaver::RKMetaDataSaver(const Held& held)
@@ -140,61 +74,10 @@ RKMetaDataSaver::RKMetaDataSaver(const Held& held)
 {
 }
 
-/// Merges the held data into an opened image in memory and sets the target's content to the new
-/// file. False where nothing was written.
-bool RKMetaDataSaver::writeIntoImage(RKExiv2ImagePtr& image, Target* target) const
-{
-    if (!image)
-        return false;
-    const QMutexLocker tiffLocker(
-        RKExiv2Compat::isTiffFamily(*image) ? RKExiv2Library::tiffMutex() : nullptr);
-    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
-    image->readMetadata();
-    target->size = sizeOf(*image);
-    const RKImageFamilies before = RKImageFamilies::of(*image);
-    if (!mergeTo(image))
-        return false;
-
-    try {
-        if (RKExiv2Compat::isSidecar(*image))
-            before.addChangesToXmp(*image);
-        m_held.xmp.editPacketOf(*image);
-        RKExiv2Library::refreshNamespaces();
-        makeSureXmpCanBeEncoded(*image);
-        if (RKExiv2Compat::isSidecar(*image) && image->writeXmpFromPacket()) {
-            if (image->xmpData().empty())
-                throw Exiv2::Error(Exiv2::ErrorCode::kerInvalidXMP);
-            target->content = QByteArray::fromStdString(image->xmpPacket());
-            return true;
-        }
-        RKImageFileUpdate update(target->content, before, RKImageFamilies::of(*image));
-        // exiv2 writes no packet as it is into this format, but none.
-        if (RKExiv2Compat::isPhotoshop(*image))
-            image->writeXmpFromPacket(false);
-        update.setIccProfile(m_held.icc.asByteArray());
-        if (RKExiv2Compat::isTiffBased(*image)) {
-            if (const auto edited = update.editedTiff()) {
-                target->content = *edited;
-                return true;
-            }
-        }
-        image->writeMetadata();
-        const auto updated = update.updated(contentOf(*image));
-        if (!updated)
-            throw Exiv2::Error(Exiv2::ErrorCode::kerImageWriteFailed);
-        target->content = *updated;
-    } catch (const Exiv2::Error& error) {
-        warn(describe(QStringLiteral("Caught exception"), error) + ofImage(target->name));
-        cleanUpExivError(target->name);
-        return false;
-    } catch (...) {
-        // Kept: true. The content has to pass the checks of what was written.
-        warn(QStringLiteral("Caught unknown exception") + ofImage(target->name));
-    }
-    return true;
-}
-
-bool RKMetaDataSaver::mergeTo(RKExiv2ImagePtr& image) const
+/// Merges the held data into the image and returns what its file is to have; nullopt if it can take
+/// none of them.
+std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
+    RKExiv2ImagePtr& image, const RKImageFamilies& before, const RKImageContent& old) const
 {
     const auto merge = [&](const auto& family) {
         return m_held.scope == Scope::Changes ? family.mergeChangesTo(image)
@@ -203,61 +86,134 @@ bool RKMetaDataSaver::mergeTo(RKExiv2ImagePtr& image) const
     const bool takesExif = merge(m_held.exif);
     const bool takesIptc = merge(m_held.iptc);
     const bool takesXmp = merge(m_held.xmp);
-    if (!m_held.icc.isEmpty())
-        RKExiv2Compat::setIccProfile(*image, m_held.icc.asByteArray());
-    return takesExif || takesIptc || takesXmp;
+    // A change that none of the families has a place for must not count as saved.
+    const bool takesChange = (takesExif && m_held.exif.hasChanges())
+        || (takesIptc && m_held.iptc.hasChanges()) || (takesXmp && m_held.xmp.hasChanges());
+    const bool hasChange
+        = m_held.exif.hasChanges() || m_held.iptc.hasChanges() || m_held.xmp.hasChanges();
+    if ((!takesExif && !takesIptc && !takesXmp) || (hasChange && !takesChange))
+        return {};
+    if (RKExiv2Compat::isSidecar(*image)) {
+        before.addChangesToXmp(*image);
+        image->exifData() = before.exif;
+        image->iptcData() = before.iptc;
+    }
+
+    RKImageFileUpdate::Wanted wanted;
+    const QByteArray profile = m_held.icc.asByteArray();
+    if (!profile.isEmpty()) {
+        // Throws for bytes that are not a profile.
+        RKExiv2Compat::setIccProfile(*image, profile);
+        if (!old.parts()) {
+            Exiv2::DataValue value(Exiv2::undefined);
+            value.read(reinterpret_cast<const Exiv2::byte*>(profile.constData()),
+                static_cast<long>(profile.size()));
+            image->exifData()["Exif.Image.InterColorProfile"].setValue(&value);
+        } else if (old.parts()->iccProfile() != profile) {
+            wanted.iccProfile = profile;
+        }
+    }
+    wanted.families = RKImageFamilies::of(*image);
+    wanted.size = QSize(image->pixelWidth(), image->pixelHeight());
+    return wanted;
 }
 
-/// Removes what older versions of exiv2 leave behind when they cannot write a file.
-void RKMetaDataSaver::cleanUpExivError(const QString& path) const
+/// Updates the content of an image. Refused without a warning if it can take none of the data.
+RKMetaDataSaver::Result RKMetaDataSaver::update(
+    const QString& target, RKImageContent* content) const
 {
-    // A buffer has no path; a file named like one must not be touched.
-    if (QFileInfo(path).isRelative())
-        return;
-    const QString temporary = path + QString::number(QCoreApplication::applicationPid());
-    if (QFile::exists(temporary))
-        QFile::remove(temporary);
+    RKExiv2ImagePtr image = RKExiv2Compat::openMemory(content->readable());
+    if (!isWritable(*image))
+        return Result::Refused;
+    const QMutexLocker tiffLocker(
+        RKExiv2Compat::isTiffFamily(*image) ? RKExiv2Library::tiffMutex() : nullptr);
+    const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
+    image->readMetadata();
+    const RKImageFamilies before = RKImageFamilies::of(*image);
+    auto wanted = merged(image, before, *content);
+    if (!wanted)
+        return Result::Refused;
+
+    const RKImageFileUpdate update(*content, before, *wanted);
+    if (update.changes().isEmpty() && wanted->iccProfile.isEmpty())
+        return Result::Unchanged;
+    if (!update.changes().xmpProperties().empty()) {
+        const auto packet = m_held.xmp.editedPacketOf(*image);
+        RKExiv2Library::refreshNamespaces();
+        if (!packet) {
+            warnOfLoss(target, QStringLiteral("its XMP cannot be changed without loss"));
+            return Result::Refused;
+        }
+        wanted->xmpPacket = *packet;
+    }
+
+    const RKSaveProof proof(*content, *wanted, update.changes());
+    QStringList losses;
+    for (const auto way : {&RKImageFileUpdate::edited, &RKImageFileUpdate::encoded}) {
+        const auto updated = (update.*way)();
+        if (!updated)
+            continue;
+        const QString loss = proof.loss(*updated);
+        if (loss.isEmpty()) {
+            *content = *updated;
+            return Result::Changed;
+        }
+        losses.append(loss);
+    }
+    warnOfLoss(target, joined(losses));
+    return Result::Refused;
 }
 
-/// Merges the held data into the target's content. False where the format takes none of them;
-/// throws where the result is not the same picture.
-bool RKMetaDataSaver::writeInto(Target* target) const
+RKMetaDataSaver::Saved RKMetaDataSaver::replace(const QString& path) const
 {
-    // A copy that is not shared: writing changes the bytes of TIFF-based images in place.
-    const QByteArray twin(target->content.constData(), target->content.size());
-    RKExiv2ImagePtr image = RKExiv2Compat::openMemory(twin);
-    if (!isWritable(*image) || !writeIntoImage(image, target))
-        return false;
+    const std::string nativePath = path.toStdString();
+    const auto source = std::make_shared<RKFileSnapshot>(path, RKFileSnapshot::Use::Replace);
+    if (!source->isOpen()) {
+        throw Exiv2::Error(Exiv2::ErrorCode::kerDataSourceOpenFailed,
+            nativePath,
+            source->errorString().toStdString());
+    }
+    QByteArray head;
+    source->read(0, qMin(source->size(), kHeadSize), &head);
+    if (!source->hasReadError() && RKExiv2Compat::typeOf(head) == Exiv2::ImageType::none)
+        throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
 
-    constexpr auto kFailed = Exiv2::ErrorCode::kerImageWriteFailed;
-    if (target->content.isEmpty())
-        throw Exiv2::Error(kFailed);
-    const RKExiv2ImagePtr written = RKExiv2Compat::openMemory(target->content);
-    RKExiv2Library::readMetadata(*written);
-    if (written->imageType() != image->imageType() || sizeOf(*written) != target->size)
-        throw Exiv2::Error(kFailed);
-    // exiv2 has no place for most data in this format, and says nothing.
-    if (RKExiv2Compat::isCrw(*image) && !RKImageFamilies::of(*written).hasSameExif(*image))
-        throw Exiv2::Error(kFailed);
-    return true;
+    RKImageContent content(source);
+    if (!content.isRead())
+        throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
+    switch (update(path, &content)) {
+    case Result::Unchanged: return Saved::Yes;
+    case Result::Refused: return Saved::No;
+    case Result::Changed: break;
+    }
+
+    const RKCTime created(path);
+    RKSafeFileWriter writer(path);
+    const RKSafeFileWriter::Result result = writer.replace(*source, content.pieces());
+    created.writeTo(path);
+    const std::string reason = writer.errorString().toStdString();
+    switch (result) {
+    case RKSafeFileWriter::Result::Done: return Saved::Yes;
+    case RKSafeFileWriter::Result::Changed: return Saved::TryAgain;
+    case RKSafeFileWriter::Result::NotWritable:
+        throw Exiv2::Error(Exiv2::ErrorCode::kerFileOpenFailed, nativePath, "r+b", reason);
+    case RKSafeFileWriter::Result::Failed: break;
+    }
+    throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed, nativePath, reason);
 }
 
 bool RKMetaDataSaver::save(const QFileInfo& file) const
 {
+    constexpr int kMaxTries = 3;
     const QString path = QDir::toNativeSeparators(file.absoluteFilePath());
     const QMutexLocker savingLocker(savingMutex(path));
     try {
-        for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-            const RKFileSnapshot source(path, RKFileSnapshot::Use::Replace);
-            Target target{path, readImageFile(path, source), {}};
-            if (!writeInto(&target))
-                return false;
-            if (replaceFile(path, source, target.content))
-                return true;
-        }
-        throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed,
-            path.toStdString(),
-            "another program keeps changing the file");
+        Saved saved = Saved::TryAgain;
+        for (int tries = 0; tries < kMaxTries && saved == Saved::TryAgain; ++tries)
+            saved = replace(path);
+        if (saved == Saved::TryAgain)
+            warnOfLoss(path, QStringLiteral("others keep changing it"));
+        return saved == Saved::Yes;
     } catch (const Exiv2::Error& error) {
         warn(describe(QStringLiteral("caught exception"), error) + ofImage(path));
         // Kept: an image type that exiv2 does not know counts as saved.
@@ -275,14 +231,15 @@ bool RKMetaDataSaver::save(QBuffer* buffer) const
 {
     if (!buffer)
         return false;
+    const QByteArray old = buffer->data();
+    // An open buffer ignores new data.
+    buffer->close();
     try {
-        Target target{QStringLiteral("QBuffer"), buffer->data(), {}};
-        const bool isWritten = writeInto(&target);
-        // An open buffer ignores new data.
-        buffer->close();
-        if (isWritten)
-            buffer->setData(target.content);
-        return isWritten;
+        RKImageContent content(std::make_shared<RKMemorySource>(old));
+        const Result result = update(QStringLiteral("QBuffer"), &content);
+        if (result == Result::Changed)
+            buffer->setData(content.file());
+        return result != Result::Refused;
     } catch (const Exiv2::Error& error) {
         warn(describe(QStringLiteral("caught exception"), error));
         // Kept: see above.

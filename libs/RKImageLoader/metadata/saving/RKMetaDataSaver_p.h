@@ -5,15 +5,19 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2IccData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
+#include "RKImageLoader/metadata/saving/RKImageContent_p.h"
+#include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
 
-#include <QByteArray>
-#include <QSize>
 #include <QString>
+
+#include <optional>
 
 class QBuffer;
 class QFileInfo;
 
-/// Merges metadata into an image file, or an image in memory.
+/// Saves metadata into an image file, or an image in memory: reads it, edits it, proves that
+/// nothing else has changed, and only then replaces it. Where that proof fails, the image stays as
+/// it is and a warning says what would have been lost.
 ///
 /// Not thread-safe: the caller keeps the held data from changing. Saves to one file wait for each
 /// other.
@@ -42,24 +46,29 @@ public:
     /// The data must outlive the saver.
     explicit RKMetaDataSaver(const Held& held);
 
+    /// See RKExiv2Wrapper::save().
     bool save(const QFileInfo& file) const;
     bool save(QBuffer* buffer) const;
 
 private:
-    /// What is written.
-    struct Target
+    enum class Result
     {
-        // For messages.
-        QString name;
-        QByteArray content;
-        // Of the picture, as it was before.
-        QSize size;
+        Unchanged,
+        Changed,
+        Refused
     };
 
-    bool writeIntoImage(RKExiv2ImagePtr& image, Target* target) const;
-    bool mergeTo(RKExiv2ImagePtr& image) const;
-    void cleanUpExivError(const QString& path) const;
-    bool writeInto(Target* target) const;
+    enum class Saved
+    {
+        Yes,
+        No,
+        /// Somebody else has changed the file meanwhile.
+        TryAgain
+    };
 
+    Saved replace(const QString& path) const;
+    Result update(const QString& target, RKImageContent* content) const;
+    std::optional<RKImageFileUpdate::Wanted> merged(
+        RKExiv2ImagePtr& image, const RKImageFamilies& before, const RKImageContent& old) const;
     const Held m_held;
 };

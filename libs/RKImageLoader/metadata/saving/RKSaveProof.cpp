@@ -1,0 +1,141 @@
+#include "RKImageLoader/files/RKIptcEditor_p.h"
+#include "RKImageLoader/files/RKTiffTags_p.h"
+#include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
+#include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
+
+#include <set>
+
+using Content = RKImageFileParts::Content;
+
+namespace {
+
+QSize sizeOf(const Exiv2::Image& image)
+{
+    return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
+}
+
+RKExiv2ImagePtr opened(const RKImageContent& content)
+{
+    RKExiv2ImagePtr image = RKExiv2Compat::openMemory(content.readable());
+    image->readMetadata();
+    return image;
+}
+
+/// The names of changed properties, as packets have them.
+std::set<RKXmpPacketEditor::Name> namesOf(const std::set<std::string>& properties)
+{
+    std::set<RKXmpPacketEditor::Name> names;
+    for (const std::string& property : properties) {
+        const Exiv2::XmpKey key(property);
+        names.insert({RKXmpPacketEditor::withoutSlash(Exiv2::XmpProperties::ns(key.groupName())),
+            key.tagName()});
+    }
+    return names;
+}
+
+} // namespace
+
+RKSaveProof::RKSaveProof(const RKImageContent& before,
+    const RKImageFileUpdate::Wanted& wanted,
+    const RKFamilyChanges& changes)
+    : m_before(before)
+    , m_wanted(wanted)
+    , m_changes(changes)
+{
+}
+
+QString RKSaveProof::loss(const RKImageContent& after) const
+{
+    if ((m_before.parts() == nullptr) != (after.parts() == nullptr))
+        return QStringLiteral("the file would lose its structure");
+    QString loss;
+    if (m_before.parts())
+        loss = lossOfParts(*m_before.parts(), *after.parts());
+    else if (RKExiv2Compat::isSidecar(m_before.readable()))
+        loss = lossOfXmp(m_before.readable(), after.readable());
+    return loss.isEmpty() ? lossOnReading(after) : loss;
+}
+
+QString RKSaveProof::lossOfParts(
+    const RKImageFileParts& before, const RKImageFileParts& after) const
+{
+    QList<Content> owned;
+    QString loss;
+    if (m_changes.hasExifChanged())
+        owned.append(Content::Exif);
+    if (loss.isEmpty() && m_changes.hasIptcChanged()) {
+        owned.append(Content::Iptc);
+        loss = lossOfIptc(before.iptcBlock(), after.iptcBlock());
+    }
+    if (loss.isEmpty() && !m_changes.xmpProperties().empty()) {
+        owned.append(Content::Xmp);
+        loss = lossOfXmp(before.xmpPacket(), after.xmpPacket());
+    }
+    if (!m_wanted.iccProfile.isEmpty()) {
+        owned.append(Content::Icc);
+        if (loss.isEmpty() && after.iccProfile() != m_wanted.iccProfile)
+            return QStringLiteral("the profile cannot be embedded");
+    }
+    if (!loss.isEmpty())
+        return loss;
+    const QString part = RKImageFileParts::firstDifference(before, after, owned);
+    return part.isEmpty() ? part : QStringLiteral("%1 would change").arg(part);
+}
+
+QString RKSaveProof::lossOfIptc(const QByteArray& before, const QByteArray& after) const
+{
+    std::set<std::pair<int, int>> changed;
+    for (const std::string& key : m_changes.iptcKeys()) {
+        const Exiv2::IptcKey iptcKey(key);
+        changed.emplace(iptcKey.record(), iptcKey.tag());
+    }
+    const auto kept = [&changed](const QByteArray& block) {
+        QList<RKIptcEditor::DataSet> all = RKIptcEditor(block).dataSets();
+        all.removeIf([&](const RKIptcEditor::DataSet& dataSet) {
+            return changed.count({dataSet.record, dataSet.number}) != 0;
+        });
+        return all;
+    };
+    return kept(before) == kept(after) ? QString() : QStringLiteral("IPTC data sets would change");
+}
+
+QString RKSaveProof::lossOfXmp(const QByteArray& before, const QByteArray& after) const
+{
+    const std::set<RKXmpPacketEditor::Name> changed = namesOf(m_changes.xmpProperties());
+    const auto kept = [&changed](const QByteArray& packet) {
+        auto all = RKXmpPacketEditor(packet.toStdString()).properties();
+        for (const RKXmpPacketEditor::Name& name : changed)
+            all.erase(name);
+        return all;
+    };
+    if (before.isEmpty())
+        return {};
+    for (const auto old = kept(before), fresh = kept(after); const auto& [name, text] : old) {
+        const auto [first, last] = fresh.equal_range(name);
+        if (std::none_of(
+                first, last, [&text = text](const auto& entry) { return entry.second == text; }))
+            return QStringLiteral("the XMP property %1 would change")
+                .arg(QString::fromStdString(name.name));
+    }
+    return {};
+}
+
+QString RKSaveProof::lossOnReading(const RKImageContent& after) const
+{
+    const RKExiv2ImagePtr old = RKExiv2Compat::openMemory(m_before.readable());
+    const RKExiv2ImagePtr image = opened(after);
+    RKImageFamilies wanted = m_wanted.families;
+    if (!m_wanted.xmpPacket.empty())
+        Exiv2::XmpParser::decode(wanted.xmp, m_wanted.xmpPacket);
+    RKImageFamilies read = RKImageFamilies::of(*image);
+    // exiv2 derives the other families of a sidecar from its XMP.
+    if (RKExiv2Compat::isSidecar(*image)) {
+        read.exif = wanted.exif;
+        read.iptc = wanted.iptc;
+    }
+    if (image->imageType() != old->imageType() || sizeOf(*image) != m_wanted.size)
+        return QStringLiteral("the picture would have another size");
+    const QString difference = RKFamilyChanges(wanted, read).firstDifference();
+    return difference.isEmpty() ? difference
+                                : QStringLiteral("%1 would not read back").arg(difference);
+}
