@@ -44,6 +44,7 @@ int FileConversion::run(
     const RKDrawable picture = read(from);
     if (picture.isNull())
         return fail(source, decodingFailure(loader.unrotatedSize(from)));
+    Output::printRemarks(source, messages.takeWarnings());
     if (!loader.save(to, picture))
         return fail(target, QStringLiteral("the picture can't be saved"));
     if (finish && !finish(to))

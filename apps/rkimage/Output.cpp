@@ -20,6 +20,14 @@ void Output::printFailure(const QString& file, const QString& failure)
     QTextStream(stderr) << "rkimage: " << file << ": " << failure << Qt::endl;
 }
 
+void Output::printRemarks(const QString& file, const QStringList& warnings)
+{
+    for (const QString& warning : warnings) {
+        if (warning.startsWith(QLatin1String("Photoshop file without merged picture")))
+            printFailure(file, warning);
+    }
+}
+
 QString Output::withReason(const QString& failure, const QStringList& warnings)
 {
     // These only say that something failed, which the line does already.

@@ -29,6 +29,15 @@ void load(QSvgRenderer& renderer, const QByteArray& safeSvg)
     renderer.load(safeSvg);
 }
 
+// A document without sides, and with nothing to be seen that could stand in for them, has no size.
+bool hasSize(const QSize& size)
+{
+    if (!size.isEmpty())
+        return true;
+    qWarning("SVG document refused: it has no size");
+    return false;
+}
+
 } // namespace
 
 RKMediaFormatList RKBitmapDecoderSVG::readableImageFileFormats() const
@@ -52,7 +61,7 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
     QSvgRenderer renderer;
     load(renderer, safeSvg);
     const QSize ownSize = renderer.defaultSize();
-    if (!renderer.isValid() || !ownSize.isValid())
+    if (!renderer.isValid() || !ownSize.isValid() || !hasSize(ownSize))
         return {};
     const bool isOwnSize = !wantedSize.isValid();
     const QSize target = calculateRealTargetSize(isOwnSize ? ownSize : wantedSize, ownSize);
@@ -78,6 +87,8 @@ RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
     const RKMediaDescriptor&) const
 {
     const RKDrawable drawable(data);
+    if (!drawable.isNull() && !hasSize(drawable.size()))
+        return {};
     return wantedSize.isValid() ? drawable.scaled(wantedSize) : drawable;
 }
 
@@ -134,7 +145,8 @@ QSize RKBitmapDecoderSVG::size(const QByteArray& data, const QByteArray&) const
     const QMutexLocker locker(&rendererMutex());
     QSvgRenderer renderer;
     load(renderer, safeSvg);
-    return renderer.defaultSize();
+    const QSize size = renderer.defaultSize();
+    return !size.isValid() || hasSize(size) ? size : QSize();
 }
 
 QSize RKBitmapDecoderSVG::size(const QFileInfo& file, const QByteArray& format) const

@@ -115,6 +115,8 @@ private:
 
 QImage readThumbnail(const RKPhotoshopFile& file)
 {
+    if (file.thumbnail.isEmpty())
+        return {};
     QBuffer buffer;
     buffer.setData(file.thumbnail.data(), int(file.thumbnail.size()));
     buffer.open(QIODevice::ReadOnly);
@@ -163,10 +165,10 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
     // so have a real one (10x12x16bit-CMYK.psd, whose thumbnail is the blank one).
     if (!file->hasMergedPicture && isPlain(image)) {
         const QImage thumbnail = readThumbnail(*file);
-        if (!thumbnail.isNull()) {
-            qWarning("Photoshop file without merged picture: its thumbnail is shown");
+        qWarning("Photoshop file without merged picture: %s is shown",
+            thumbnail.isNull() ? "a blank one" : "its thumbnail");
+        if (!thumbnail.isNull())
             image = thumbnail;
-        }
     }
     if (image.isNull() || !wantedSize.isValid() || image.size() == target)
         return image;

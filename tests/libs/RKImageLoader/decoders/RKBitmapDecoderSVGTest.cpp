@@ -78,6 +78,23 @@ private Q_SLOTS:
         QVERIFY(m_decoder.decode(sized("width='1e12' height='1e12'"), "svg", {}, {}).isNull());
     }
 
+    void nothingIsMadeOfDocumentsWithoutSize()
+    {
+        const auto warn
+            = [] { QTest::ignoreMessage(QtWarningMsg, "SVG document refused: it has no size"); };
+        for (const char* attributes : {"", "viewBox='0 0 100 0'"}) {
+            const QByteArray empty = sized(attributes);
+            warn();
+            QVERIFY(!m_decoder.size(empty, "svg").isValid());
+            for (const QSize& wanted : {QSize(), QSize(10, 10)}) {
+                warn();
+                QVERIFY(m_decoder.decode(empty, "svg", wanted, {}).isNull());
+                warn();
+                QVERIFY(m_decoder.decodeDrawable(empty, "svg", wanted, {}).isNull());
+            }
+        }
+    }
+
     void severalThreadsRender()
     {
         const QImage expected = m_decoder.decode(kWide, "svg", {}, {});

@@ -254,6 +254,12 @@ private Q_SLOTS:
             QtWarningMsg, "Photoshop file without merged picture: its thumbnail is shown");
         QVERIFY(difference(RKPhotoshopReader::read(file.bytes(), {}).pixel(3, 3), 0xff0000ff) < 20);
 
+        // Neither of them.
+        file.resources.removeLast();
+        QTest::ignoreMessage(
+            QtWarningMsg, "Photoshop file without merged picture: a blank one is shown");
+        QCOMPARE(RKPhotoshopReader::read(file.bytes(), {}).pixel(3, 3), 0xffffffff);
+
         // A real picture counts more than what the file says of it.
         file.channels = rgb().channels;
         QCOMPARE(RKPhotoshopReader::read(file.bytes(), {}), picture(kRgb.seen, kSize));
