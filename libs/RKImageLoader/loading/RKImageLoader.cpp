@@ -27,6 +27,11 @@ bool fitsThumbnail(int side)
     return side >= 0 && side <= kLargestThumbnailSide;
 }
 
+bool mustSwap(const QSize& displayed)
+{
+    return displayed.isValid() && displayed.width() != displayed.height();
+}
+
 /// Drops the held metadata of a file before and after it is written: a reader in between may have
 /// parsed the old file.
 class MetaDataInvalidation
@@ -53,6 +58,12 @@ private:
 };
 
 } // namespace
+
+struct RKImageLoader::Source
+{
+    QByteArray bytes;
+    RKMetaData metaData;
+};
 
 RKImageLoader::RKImageLoader()
 {
@@ -122,10 +133,8 @@ RKMediaFormatList RKImageLoader::compatibleWritableMediaFormats(
 RKDrawable RKImageLoader::drawable(
     const RKMediaDescriptor& descriptor, const QSize& wanted, const RKImageOption& option) const
 {
-    if (!hasSupportedMediaFormat(descriptor))
-        return {};
-    const RKDrawable stored = readDrawable(swapSizeRatio(descriptor, wanted), descriptor, option);
-    return stored.isBitmap() ? autoRotate(descriptor, stored) : stored;
+    return hasSupportedMediaFormat(descriptor) ? load(descriptor, wanted, option, Turning::Upright)
+                                               : RKDrawable();
 }
 
 RKDrawable RKImageLoader::unrotatedDrawable(
@@ -138,11 +147,38 @@ RKDrawable RKImageLoader::unrotatedDrawable(
 RKDrawable RKImageLoader::readDrawable(
     const QSize& wanted, const RKMediaDescriptor& descriptor, const RKImageOption& option) const
 {
-    RKDrawable result;
+    return load(descriptor, wanted, option, Turning::AsStored);
+}
+
+RKDrawable RKImageLoader::load(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption& option,
+    Turning turning) const
+{
+    const auto finished = [&](const auto& makeDrawable, const RKMetaData& metaData) {
+        if (turning == Turning::AsStored)
+            return makeDrawable(wanted);
+        const RKDrawable stored = makeDrawable(swapSizeRatio(descriptor, wanted, metaData));
+        return stored.isBitmap() && mustTurn(descriptor)
+            ? RKDrawable(RKImageRotator::rotate(stored.image(), metaData.imageOrientation()))
+            : stored;
+    };
+
     if (option.testFlag(RKImageOption::UseEmbeddedThumbnail)
         || shouldIUseTheExifThumbnail(wanted, descriptor))
-        result = decodeExifThumbnail(descriptor, wanted, option);
-    return result.isNull() ? decodeBigDrawable(descriptor, wanted) : result;
+    {
+        const RKMetaData metaData = copyMetaData(descriptor);
+        const RKDrawable thumbnail = finished(
+            [&](const QSize& size) {
+                return decodeExifThumbnail(descriptor, size, option, metaData);
+            },
+            metaData);
+        if (!thumbnail.isNull())
+            return thumbnail;
+    }
+    const Source source = readSource(descriptor);
+    return finished(
+        [&](const QSize& size) { return decode(descriptor, size, source); }, source.metaData);
 }
 
 bool RKImageLoader::shouldIUseTheExifThumbnail(
@@ -152,21 +188,32 @@ bool RKImageLoader::shouldIUseTheExifThumbnail(
         && fitsThumbnail(wanted.height()) && descriptor.hasMediaFormat(MEDIA_FORMAT_JPG);
 }
 
-RKDrawable RKImageLoader::decodeBigDrawable(
-    const RKMediaDescriptor& descriptor, const QSize& wanted) const
+RKImageLoader::Source RKImageLoader::readSource(const RKMediaDescriptor& descriptor) const
 {
     // The file may be replaced while its old bytes are decoded.
     const quint64 changesBefore = metaDataCache()->changeCount();
-    const QByteArray data = readBinaryFile(descriptor.fileInfo());
+    const QByteArray bytes = readBinaryFile(descriptor.fileInfo());
+    // A file that could not be read is tried again next time.
+    if (bytes.isEmpty())
+        return {};
+    return {bytes, metaDataCache()->metaDataValue(descriptor.fileInfo(), bytes, changesBefore)};
+}
+
+RKDrawable RKImageLoader::decodeBigDrawable(
+    const RKMediaDescriptor& descriptor, const QSize& wanted) const
+{
+    return decode(descriptor, wanted, readSource(descriptor));
+}
+
+RKDrawable RKImageLoader::decode(
+    const RKMediaDescriptor& descriptor, const QSize& wanted, const Source& source) const
+{
     const RKDrawable decoded
-        = tryAllDecoders(data, descriptor.fileFormatAsByteArray(), wanted, descriptor);
+        = tryAllDecoders(source.bytes, descriptor.fileFormatAsByteArray(), wanted, descriptor);
     if (decoded.isNull())
         qWarning().noquote() << "could not decode" << descriptor.absoluteFilePath();
-    // Also of pictures that can't be decoded, so that the file is not read again. A file that could
-    // not be read is tried again next time.
-    if (!data.isEmpty())
-        metaDataCache()->metaDataValue(descriptor.fileInfo(), data, changesBefore);
-    return convertColorProfile(descriptor, decoded);
+    return mustConvert(descriptor, decoded) ? convertColorProfile(decoded, source.metaData)
+                                            : decoded;
 }
 
 RKDrawable RKImageLoader::tryAllDecoders(const QByteArray& data,
@@ -207,12 +254,19 @@ QSize RKImageLoader::swapSizeRatio(
     const RKMediaDescriptor& descriptor, const QSize& displayed) const
 {
     // The question comes last: it looks into the file.
-    const bool mustSwap = displayed.isValid() && displayed.width() != displayed.height()
-        && exchangesSides(descriptor);
-    return mustSwap ? displayed.transposed() : displayed;
+    return mustSwap(displayed) ? swapSizeRatio(descriptor, displayed, copyMetaData(descriptor))
+                               : displayed;
 }
 
-bool RKImageLoader::exchangesSides(const RKMediaDescriptor& descriptor) const
+QSize RKImageLoader::swapSizeRatio(
+    const RKMediaDescriptor& descriptor, const QSize& displayed, const RKMetaData& metaData) const
+{
+    return mustSwap(displayed) && exchangesSides(descriptor, metaData) ? displayed.transposed()
+                                                                       : displayed;
+}
+
+bool RKImageLoader::exchangesSides(
+    const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const
 {
     const QByteArray name = descriptor.fileFormatAsByteArray();
     if (name.startsWith("tif"))
@@ -224,26 +278,38 @@ bool RKImageLoader::exchangesSides(const RKMediaDescriptor& descriptor) const
         if (const auto answer = decoder->exchangesSides(descriptor.fileInfo(), name))
             return *answer;
     }
-    return imageIsTiltedByMetadata(descriptor);
+    return metaData.imageIsTiltedByMetadata();
 }
 
 RKDrawable RKImageLoader::autoRotate(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
+    return mustTurn(descriptor)
+        ? RKDrawable(RKImageRotator::rotate(drawable.image(), imageOrientation(descriptor)))
+        : drawable;
+}
+
+bool RKImageLoader::mustTurn(const RKMediaDescriptor& descriptor) const
+{
     // Kept: pictures of these two kinds are shown as they are stored.
     const RKMediaFormat format = mediaFormat(descriptor);
-    if (format == MEDIA_FORMAT_TIFF || format.isRaw())
-        return drawable;
-    return RKImageRotator::rotate(drawable.image(), imageOrientation(descriptor));
+    return format != MEDIA_FORMAT_TIFF && !format.isRaw();
 }
 
 RKDrawable RKImageLoader::decodeExifThumbnail(
     const RKMediaDescriptor& descriptor, const QSize& wanted, const RKImageOption& option) const
 {
+    return decodeExifThumbnail(descriptor, wanted, option, copyMetaData(descriptor));
+}
+
+RKDrawable RKImageLoader::decodeExifThumbnail(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption& option,
+    const RKMetaData& metaData) const
+{
     // One at a time in the process; the metadata's own locks are taken under it.
     static QMutex extractionMutex;
     QMutexLocker locker(&extractionMutex);
-    const RKMetaData metaData = copyMetaData(descriptor);
     QImage thumbnail = metaData.thumbnail(option);
     locker.unlock();
     if (!thumbnail.isNull() && wanted.isValid())
@@ -257,25 +323,34 @@ RKDrawable RKImageLoader::decodeExifThumbnail(
 RKDrawable RKImageLoader::convertColorProfile(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    // These are in sRGB already. The decoder of Photoshop files has used the profile, for nobody
-    // can do so later with inks or Lab; and what the metadata of a raw file say of colours is about
-    // its previews and not about what is developed from the sensor.
-    if (!drawable.isBitmap() || descriptor.hasMediaFormat(MEDIA_FORMAT_PSD)
-        || mediaFormat(descriptor).isRaw())
-        return drawable;
-    const RKMetaData metaData = copyMetaData(descriptor);
+    return mustConvert(descriptor, drawable)
+        ? convertColorProfile(drawable, copyMetaData(descriptor))
+        : drawable;
+}
+
+bool RKImageLoader::mustConvert(
+    const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
+{
+    // The others are in sRGB already. The decoder of Photoshop files has used the profile, for
+    // nobody can do so later with inks or Lab; and what the metadata of a raw file say of colours
+    // is about its previews and not about what is developed from the sensor.
+    return drawable.isBitmap() && !descriptor.hasMediaFormat(MEDIA_FORMAT_PSD)
+        && !mediaFormat(descriptor).isRaw();
+}
+
+RKDrawable RKImageLoader::convertColorProfile(
+    const RKDrawable& drawable, const RKMetaData& metaData) const
+{
     if (!metaData.hasIccData())
         return drawable;
     // Some files hold colours multiplied with their alpha, but profiles are about colours as they
     // are: converted all the same, some would become greater than their alpha.
     const QImage image = drawable.image();
     const bool isMultiplied = image.format() == QImage::Format_ARGB32_Premultiplied;
-    bool isConverted = false;
+    bool hasChanged = false;
     const QImage converted = colorProfileConverter()->convert(
-        isMultiplied ? image.convertToFormat(QImage::Format_ARGB32) : image,
-        metaData,
-        &isConverted);
-    return isConverted ? RKDrawable(converted) : drawable;
+        isMultiplied ? image.convertToFormat(QImage::Format_ARGB32) : image, metaData, &hasChanged);
+    return hasChanged ? RKDrawable(converted) : drawable;
 }
 
 RKColorProfileConverter* RKImageLoader::colorProfileConverter() const
@@ -290,13 +365,13 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
     const RKMediaFormat format = mediaFormat(descriptor);
     if ((format & kMeasured) != 0)
         return unrotatedSize(descriptor);
+    const RKMetaData metaData = copyMetaData(descriptor);
     if (format.isRaw()) {
         const QSize stored = unrotatedSize(descriptor);
         if (stored.isValid())
-            return exchangesSides(descriptor) ? stored.transposed() : stored;
+            return exchangesSides(descriptor, metaData) ? stored.transposed() : stored;
     }
 
-    const RKMetaData metaData = copyMetaData(descriptor);
     QSize size = metaData.unrotatedSize();
     if (!size.isValid()) {
         qWarning().noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();

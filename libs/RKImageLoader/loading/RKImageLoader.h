@@ -138,8 +138,37 @@ public:
     void dumpSupportedFormats() const;
 
 private:
+    enum class Turning
+    {
+        Upright,
+        AsStored
+    };
+
+    /// What one request has read of its file.
+    struct Source;
+
+    Source readSource(const RKMediaDescriptor& descriptor) const;
+    /// For the wanted size of the picture as it will be turned.
+    RKDrawable load(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        Turning turning) const;
+    RKDrawable decode(
+        const RKMediaDescriptor& descriptor, const QSize& wanted, const Source& source) const;
+
+    // The steps of a request, with the metadata that it has asked for once.
+    QSize swapSizeRatio(const RKMediaDescriptor& descriptor,
+        const QSize& displayed,
+        const RKMetaData& metaData) const;
+    RKDrawable decodeExifThumbnail(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        const RKMetaData& metaData) const;
+    RKDrawable convertColorProfile(const RKDrawable& drawable, const RKMetaData& metaData) const;
+    bool mustTurn(const RKMediaDescriptor& descriptor) const;
+    bool mustConvert(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
     /// The displayed picture has the stored one's width as its height.
-    bool exchangesSides(const RKMediaDescriptor& descriptor) const;
+    bool exchangesSides(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const;
 
     std::atomic<ImageLoaderFlags> m_flags{kUseExifThumbnail};
 };
