@@ -165,7 +165,8 @@ public:
     /// replaced as a whole or not at all.
     ///
     /// Symbolic links are followed; mode, owner and hard links of the file are kept. A read-only
-    /// file is not changed.
+    /// file is not changed. Also false, for any target, if there was a file to read and reading
+    /// failed: not knowing its metadata is not the same as having none.
     bool save(const QFileInfo& file) const;
 
     /// Merges the metadata into the image in the buffer. The buffer is closed afterwards and holds

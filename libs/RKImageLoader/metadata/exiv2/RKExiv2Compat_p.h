@@ -37,21 +37,60 @@ inline bool isUnknownImageType(const Exiv2::Error& error)
         || hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
 }
 
-/// Opens a file; null for an unknown image type, throws for one that cannot be opened.
-///
-/// Never ImageFactory::open(path): it takes "-" for the standard input and "http://" for a request.
-inline RKExiv2ImagePtr openFile(const std::string& path)
+/// A file that remembers read errors, which exiv2 often takes for the end of the file.
+class ObservedFile final : public Exiv2::FileIo
+{
+public:
+    /// Sets the flag when it is closed; the flag has to outlive it.
+    ObservedFile(const std::string& path, bool* hasReadError)
+        : FileIo(path)
+        , m_hasReadError(hasReadError)
+    {
+    }
+
+    ~ObservedFile() override
+    {
+        ObservedFile::close();
+    }
+
+    int close() override
+    {
+        if (isopen() && error() != 0)
+            *m_hasReadError = true;
+        return FileIo::close();
+    }
+
+private:
+    bool* const m_hasReadError;
+};
+
+/// Opens an image; null for an unknown image type, throws for one that cannot be opened.
+inline RKExiv2ImagePtr open(std::unique_ptr<Exiv2::BasicIo> io)
 {
 #if EXIV2_TEST_VERSION(0, 28, 0)
-    return Exiv2::ImageFactory::open(std::make_unique<Exiv2::FileIo>(path));
+    return Exiv2::ImageFactory::open(std::move(io));
 #else
     // clang also warns where the deprecated name is used.
 #    pragma GCC diagnostic push
 #    pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     return RKExiv2ImagePtr(
-        Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new Exiv2::FileIo(path))).release());
+        Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(io.release())).release());
 #    pragma GCC diagnostic pop
 #endif
+}
+
+/// Opens a file; null for an unknown image type, throws for one that cannot be opened.
+///
+/// Never ImageFactory::open(path): it takes "-" for the standard input and "http://" for a request.
+inline RKExiv2ImagePtr openFile(const std::string& path)
+{
+    return open(std::make_unique<Exiv2::FileIo>(path));
+}
+
+/// The same; sets the flag, which has to outlive the image, when reading fails.
+inline RKExiv2ImagePtr openFile(const std::string& path, bool* hasReadError)
+{
+    return open(std::make_unique<ObservedFile>(path, hasReadError));
 }
 
 /// Opens an image in memory; throws for an unknown image type. The bytes are not copied and have to

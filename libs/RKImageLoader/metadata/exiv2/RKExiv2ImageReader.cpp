@@ -1,6 +1,8 @@
 #include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/files/RKDeviceSource_p.h"
+#include "RKImageLoader/files/RKFileSnapshot_p.h"
+#include "RKImageLoader/files/RKHeifProfile_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -19,6 +21,9 @@ namespace {
 
 // Larger sizes are often mistakes, and QImageReader is asked, too.
 constexpr int kMaxCredibleSide = 20000;
+// Of a file in boxes that is read as a whole, in bytes; exiv2 does so, too. A photograph of 200
+// megapixels takes 100 MB.
+constexpr qint64 kMaxBoxes = 1024 * 1024 * 1024;
 
 /// The first bytes of an image.
 QByteArray startOf(const Exiv2::Image& image, size_t atMost)
@@ -82,6 +87,33 @@ QSize sizeOf(const Exiv2::Image& image)
     return QSize(static_cast<int>(image.pixelWidth()), static_cast<int>(image.pixelHeight()));
 }
 
+/// The system did not let us open or map a file.
+bool isSystemError(const Exiv2::Error& error)
+{
+    return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerDataSourceOpenFailed)
+        || RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerCallFailed);
+}
+
+/// The profile without bytes beyond its end, as a whole phone model appends; also one that lacks
+/// some at the end of its last tag; empty for bytes that are no profile (ICC.1:2022, 7.2 and 7.3).
+QByteArray usablePart(const QByteArray& profile)
+{
+    constexpr qint64 kSignature = 36;
+    constexpr qint64 kTagCount = 128;
+    constexpr qint64 kFirstTag = 132;
+    constexpr qint64 kTagSize = 12;
+    const RKByteReader reader(profile);
+    const qint64 tags = reader.numberAt<quint32>(kTagCount).value_or(0);
+    if (!reader.has("acsp", kSignature) || tags > (reader.size() - kFirstTag) / kTagSize)
+        return {};
+    for (qint64 tag = 0; tag < tags; ++tag) {
+        const qint64 place = kFirstTag + tag * kTagSize + qint64(sizeof(quint32));
+        if (reader.numberAt<quint32>(place).value_or(0) >= reader.size())
+            return {};
+    }
+    return profile.left(qsizetype(reader.numberAt<quint32>(0).value_or(0)));
+}
+
 } // namespace
 
 RKExiv2ImageReader::RKExiv2ImageReader(const Target& target)
@@ -97,13 +129,24 @@ void RKExiv2ImageReader::read(const QString& path)
         qWarning() << "No Exif Data in this file:" << path;
         return;
     }
+    bool hasReadError = false;
     try {
-        read(RKExiv2Compat::openFile(path.toStdString()));
+        read(RKExiv2Compat::openFile(path.toStdString(), &hasReadError),
+            [&path] { return std::make_shared<RKFileSnapshot>(path); });
+        // exiv2 takes it for the end of the file, or for a file of an unknown type.
+        if (hasReadError)
+            qWarning().noquote() << "Failed to read all of the file:" << path;
     } catch (const Exiv2::Error& error) {
+        m_isUnreadable = isSystemError(error) && QFileInfo::exists(path);
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString &)"), error);
     } catch (...) {
         qWarning() << "No Exif Data in this file:" << path;
+    }
+    if (hasReadError) {
+        m_isUnreadable = true;
+        // Without a size no cache keeps what may be complete the next time.
+        m_target.size = QSize();
     }
     QFile file(path);
     complete(&file);
@@ -114,7 +157,8 @@ void RKExiv2ImageReader::read(const QByteArray& data)
     if (data.isEmpty())
         return;
     try {
-        read(RKExiv2Compat::openMemory(data));
+        read(RKExiv2Compat::openMemory(data),
+            [&data] { return std::make_shared<RKMemorySource>(data); });
     } catch (const Exiv2::Error& error) {
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray &)"), error);
@@ -131,11 +175,53 @@ bool RKExiv2ImageReader::isTurnedByContainer() const
     return m_isTurnedByContainer;
 }
 
-void RKExiv2ImageReader::read(const RKExiv2ImagePtr& image)
+bool RKExiv2ImageReader::isUnreadable() const
+{
+    return m_isUnreadable;
+}
+
+void RKExiv2ImageReader::read(
+    const RKExiv2ImagePtr& image, const std::function<Source()>& openSource)
 {
     if (!image || !isReadable(*image))
         return;
-    RKExiv2Library::readMetadata(*image);
+    try {
+        RKExiv2Library::readMetadata(*image);
+    } catch (const Exiv2::Error& error) {
+        if (!RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerInvalidIccProfile))
+            throw;
+        RKExiv2Library::describeError(QStringLiteral("RKExiv2ImageReader::read"), error);
+        readWithoutProfile(*image, openSource());
+        return;
+    }
+    takeFrom(image);
+}
+
+void RKExiv2ImageReader::readWithoutProfile(const Exiv2::Image& image, const Source& source)
+{
+    QByteArray profile;
+    QByteArray copy;
+    if (RKExiv2Compat::isBmff(image)) {
+        QByteArray file;
+        if (source->size() <= kMaxBoxes)
+            source->read(0, source->size(), &file);
+        const RKHeifProfile boxes(file);
+        profile = boxes.profile();
+        copy = boxes.fileWithoutProfile();
+    } else if (RKImageFileParts parts(source); parts.isValid()) {
+        profile = parts.iccProfile();
+        if (parts.setIccProfile({}))
+            copy = parts.skeleton();
+    }
+    const RKExiv2ImagePtr other = RKExiv2Compat::openMemory(copy);
+    RKExiv2Library::readMetadata(*other);
+    takeFrom(other);
+    if (m_target.icc.isEmpty())
+        m_target.icc = RKExiv2IccData(usablePart(profile));
+}
+
+void RKExiv2ImageReader::takeFrom(const RKExiv2ImagePtr& image)
+{
     m_target.size = sizeOf(*image);
     // Bitmaps whose rows are stored from the bottom up have a negative height.
     if (m_target.size.height() < 0 && m_target.size.width() >= 1)

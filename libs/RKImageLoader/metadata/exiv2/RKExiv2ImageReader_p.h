@@ -10,12 +10,19 @@
 #include <QSize>
 #include <QString>
 
+#include <functional>
+#include <memory>
+
 class QIODevice;
+class RKByteSource;
 
 /// Reads the metadata and the size of an image with exiv2, and with the readers of containers and
 /// decoders what exiv2 doesn't know.
 ///
-/// An image that cannot be read has no metadata; that is logged, unless its type is unknown.
+/// An image that cannot be read has no metadata; that is logged, unless its type is unknown. exiv2
+/// throws at a colour profile whose size is wrong and leaves out all that follows: such an image is
+/// read again without the profile, which the container's own reader then finds.
+///
 /// Reentrant.
 class RKExiv2ImageReader
 {
@@ -39,9 +46,15 @@ public:
 
     /// The container turns the picture that was read, and decoders have done so.
     bool isTurnedByContainer() const;
+    /// There is a file, but the system did not let us read it: what it holds is not known.
+    bool isUnreadable() const;
 
 private:
-    void read(const RKExiv2ImagePtr& image);
+    using Source = std::shared_ptr<const RKByteSource>;
+
+    void read(const RKExiv2ImagePtr& image, const std::function<Source()>& openSource);
+    void readWithoutProfile(const Exiv2::Image& image, const Source& source);
+    void takeFrom(const RKExiv2ImagePtr& image);
     void complete(QIODevice* file);
     void useOrientationOfContainer(QIODevice* file);
     void correctWeirdImageSizes(QIODevice* file);
@@ -50,4 +63,5 @@ private:
     const Target m_target;
     bool m_isTurnedByContainer = false;
     bool m_isPhotoshop = false;
+    bool m_isUnreadable = false;
 };

@@ -7,6 +7,7 @@
 #include "RKCore/RKRational.h"
 #include "RKCore/RKRegularExpression.h"
 
+#include <QDebug>
 #include <QFileInfo>
 #include <QReadLocker>
 #include <QWriteLocker>
@@ -89,6 +90,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
     m_source = other.m_source;
     m_size = other.m_size;
     m_isTurnedByContainer = other.m_isTurnedByContainer;
+    m_isUnreadable = other.m_isUnreadable;
     m_iccDataChanged = other.m_iccDataChanged;
 }
 
@@ -101,6 +103,7 @@ void RKExiv2WrapperImpl::readFrom(const Source& source)
     RKExiv2ImageReader reader({m_exifData, m_iptcData, m_xmpData, m_iccData, m_size});
     reader.read(source);
     m_isTurnedByContainer = reader.isTurnedByContainer();
+    m_isUnreadable = reader.isUnreadable();
 }
 
 void RKExiv2WrapperImpl::setSource(const QFileInfo& file)
@@ -457,9 +460,19 @@ RKMetaDataSaver RKExiv2WrapperImpl::saver(RKMetaDataSaver::Scope scope) const
         scope});
 }
 
+/// Values that were changed without knowing the old ones, as by a turn, may be wrong.
+bool RKExiv2WrapperImpl::isSavable() const
+{
+    if (m_isUnreadable)
+        qWarning().noquote() << "Metadata that could not be read are not saved:" << m_source;
+    return !m_isUnreadable;
+}
+
 bool RKExiv2WrapperImpl::save(const QFileInfo& file) const
 {
     const QWriteLocker locker(&m_lock);
+    if (!isSavable())
+        return false;
     const bool isSource = !m_source.isEmpty() && file.canonicalFilePath() == m_source;
     using Scope = RKMetaDataSaver::Scope;
     return saver(isSource ? Scope::Changes : Scope::Everything).save(file);
@@ -468,5 +481,5 @@ bool RKExiv2WrapperImpl::save(const QFileInfo& file) const
 bool RKExiv2WrapperImpl::save(QBuffer* buffer) const
 {
     const QWriteLocker locker(&m_lock);
-    return saver(RKMetaDataSaver::Scope::Everything).save(buffer);
+    return isSavable() && saver(RKMetaDataSaver::Scope::Everything).save(buffer);
 }

@@ -103,6 +103,7 @@ private:
     void setRotation(int orientation);
     QString readKey(const QString& key) const;
 
+    bool isSavable() const;
     RKMetaDataSaver saver(RKMetaDataSaver::Scope scope) const;
 
     RKExiv2ExifData m_exifData;
@@ -115,6 +116,8 @@ private:
     QSize m_size;
     // The container turns the picture, and the decoder has done so.
     bool m_isTurnedByContainer = false;
+    // There is a file, and it could not be read.
+    bool m_isUnreadable = false;
     // The profile was set here, so that a target has to get it.
     bool m_iccDataChanged = false;
     // Guards all members but the reference count. Recursive; no other lock of this library is taken
