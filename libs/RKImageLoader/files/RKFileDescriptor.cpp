@@ -18,6 +18,8 @@
 namespace {
 
 constexpr qint64 kCopyBuffer = 256 * 1024;
+// Of file systems that share blocks between files.
+constexpr qint64 kBlock = 4096;
 
 template <typename Call>
 auto uninterrupted(Call call)
@@ -174,17 +176,32 @@ std::error_code RKFileDescriptor::write(qint64 offset, const char* bytes, qint64
 std::error_code RKFileDescriptor::copy(
     const RKFileDescriptor& source, qint64 sourceOffset, qint64 offset, qint64 size) const
 {
-    qint64 copied = copyInSystem(source.get(), sourceOffset, m_descriptor, offset, size);
-    if (copied < 0)
+    // Blocks that keep their place in a block can be shared by both files. The system copies others
+    // more slowly than read and write do, by a quarter for photographs.
+    const qint64 toBlock = std::min(size, (kBlock - offset % kBlock) % kBlock);
+    if ((sourceOffset - offset) % kBlock != 0)
+        return copyWithBuffer(source, sourceOffset, offset, size);
+    if (const auto error = copyWithBuffer(source, sourceOffset, offset, toBlock))
+        return error;
+    qint64 copied = toBlock;
+    const qint64 inSystem = copyInSystem(
+        source.get(), sourceOffset + copied, m_descriptor, offset + copied, size - copied);
+    if (inSystem < 0)
         return errorOf(-1);
+    copied += inSystem;
+    return copyWithBuffer(source, sourceOffset + copied, offset + copied, size - copied);
+}
+
+std::error_code RKFileDescriptor::copyWithBuffer(
+    const RKFileDescriptor& source, qint64 sourceOffset, qint64 offset, qint64 size) const
+{
     QByteArray buffer;
-    while (copied < size) {
+    for (qint64 copied = 0; copied < size; copied += buffer.size()) {
         buffer.resize(std::min(size - copied, kCopyBuffer));
         if (const auto error = source.read(sourceOffset + copied, buffer.data(), buffer.size()))
             return error;
         if (const auto error = write(offset + copied, buffer.constData(), buffer.size()))
             return error;
-        copied += buffer.size();
     }
     return {};
 }

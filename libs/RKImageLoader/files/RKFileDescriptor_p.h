@@ -43,7 +43,7 @@ public:
     /// Reads all of a range; one that is not wholly inside the file is an error.
     std::error_code read(qint64 offset, char* bytes, qint64 size) const;
     std::error_code write(qint64 offset, const char* bytes, qint64 size) const;
-    /// Copies a range of another file, in the file system where that is possible.
+    /// Copies a range of another file, with a small buffer, or by sharing blocks of the disk.
     std::error_code copy(
         const RKFileDescriptor& source, qint64 sourceOffset, qint64 offset, qint64 size) const;
     /// Makes room for a file that is going to grow, without making it larger.
@@ -53,6 +53,9 @@ public:
     std::error_code flush() const;
 
 private:
+    std::error_code copyWithBuffer(
+        const RKFileDescriptor& source, qint64 sourceOffset, qint64 offset, qint64 size) const;
+
     int m_descriptor = -1;
     bool m_isLocked = false;
 };

@@ -14,6 +14,8 @@ namespace {
 
 // Files change in pages of the system's cache; a small read costs no more than one of them.
 constexpr qint64 kBlock = 4096;
+// What is read again at a time.
+constexpr qint64 kMaxBlocks = 64;
 
 constexpr int kFlags = O_NONBLOCK | O_NOCTTY;
 
@@ -205,12 +207,22 @@ void RKFileSnapshot::rememberBlocks(qint64 offset, const QByteArray& bytes) cons
 bool RKFileSnapshot::hasSameBlocks() const
 {
     QByteArray bytes;
-    for (const auto& [number, hash] : m_blocks) {
-        const qint64 offset = number * kBlock;
-        bytes.resize(std::min<qint64>(kBlock, m_identity.size - offset));
-        if (m_file.read(offset, bytes.data(), bytes.size())
-            || hashOf(bytes.constData(), bytes.size()) != hash)
+    for (auto first = m_blocks.cbegin(); first != m_blocks.cend();) {
+        auto end = first;
+        qint64 count = 0;
+        while (end != m_blocks.cend() && end->first == first->first + count && count < kMaxBlocks) {
+            ++end;
+            ++count;
+        }
+        const qint64 offset = first->first * kBlock;
+        bytes.resize(std::min<qint64>(count * kBlock, m_identity.size - offset));
+        if (m_file.read(offset, bytes.data(), bytes.size()))
             return false;
+        for (qint64 done = 0; first != end; ++first, done += kBlock) {
+            const qint64 size = std::min(kBlock, bytes.size() - done);
+            if (hashOf(bytes.constData() + done, size) != first->second)
+                return false;
+        }
     }
     return true;
 }

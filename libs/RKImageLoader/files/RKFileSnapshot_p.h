@@ -6,7 +6,7 @@
 #include <QString>
 
 #include <chrono>
-#include <unordered_map>
+#include <map>
 
 /// A regular file that was opened once, so that all reads are of one file whatever becomes of its
 /// path; it can tell later whether the path still leads to the same file, unchanged.
@@ -88,5 +88,5 @@ private:
     mutable bool m_isTorn = false;
     mutable QString m_errorString;
     // Hashes of the blocks that were read, by their number.
-    mutable std::unordered_map<qint64, size_t> m_blocks;
+    mutable std::map<qint64, size_t> m_blocks;
 };

@@ -50,7 +50,7 @@ public:
     Result write(const QByteArray& content);
 
     /// Replaces the file that was read, which must have been opened for replacement, by pieces of
-    /// it and of memory. Ranges are copied with a small buffer, in the file system where it can.
+    /// it and of memory. Ranges are copied with a small buffer, or by sharing blocks of the disk.
     Result replace(const RKFileSnapshot& source, const QList<RKFilePiece>& pieces);
 
     /// Why the last write did not succeed, in the system's words.
