@@ -254,11 +254,18 @@ Parts RKPngParts::comparable(const Parts& parts) const
     return result;
 }
 
+qsizetype RKPngParts::placeFor(Content content, const Parts& parts) const
+{
+    // A profile comes before palette and pixels, others may come after them (PNG 3, 5.6).
+    return content == Content::Icc ? leadingParts(parts)
+                                   : RKImageFileFormat::placeFor(content, parts);
+}
+
 qsizetype RKPngParts::leadingParts(const Parts& parts) const
 {
-    Q_UNUSED(parts)
-    // The signature and the header.
-    return 2;
+    // The signature and the header. FFmpeg takes a file for animated only if the next chunk says
+    // so.
+    return parts.value(2).name == "chunk acTL" ? 3 : 2;
 }
 
 QByteArray RKPngParts::block(Content content, const QList<QByteArray>& parts) const

@@ -10,6 +10,7 @@ public:
     bool split(RKPartCollector& file) const override;
     Part partOf(const QByteArray& bytes) const override;
     Parts comparable(const Parts& parts) const override;
+    qsizetype placeFor(Content content, const Parts& parts) const override;
     qsizetype leadingParts(const Parts& parts) const override;
     QByteArray block(Content content, const QList<QByteArray>& parts) const override;
     std::optional<QList<QByteArray>> withBlock(

@@ -108,6 +108,13 @@ void setSides(QByteArray& header, quint32 width, quint32 height)
     }
 }
 
+/// Some programs put the name of the JPEG segment in front of an Exif block.
+bool hasExifName(Content content, const QList<QByteArray>& parts)
+{
+    return content == Content::Exif && !parts.isEmpty()
+        && QByteArrayView(parts.constFirst()).sliced(kHeaderSize).startsWith(kExifName);
+}
+
 /// From the header of the pixels (RFC 6386, 9.1; RFC 9649, 3.4).
 QByteArray newExtendedHeader(const Parts& parts)
 {
@@ -262,9 +269,7 @@ qsizetype RKWebpParts::leadingParts(const Parts& parts) const
 QByteArray RKWebpParts::block(Content content, const QList<QByteArray>& parts) const
 {
     const QByteArray block = parts.constFirst().mid(kHeaderSize);
-    // Some programs put the name of the JPEG segment in front.
-    const bool hasName = content == Content::Exif && block.startsWith(kExifName);
-    return hasName ? block.mid(kExifName.size()) : block;
+    return hasExifName(content, parts) ? block.mid(kExifName.size()) : block;
 }
 
 std::optional<QList<QByteArray>> RKWebpParts::withBlock(
@@ -277,7 +282,8 @@ std::optional<QList<QByteArray>> RKWebpParts::withBlock(
         return QList<QByteArray>();
     if (block.size() > std::numeric_limits<quint32>::max() / 2)
         return {};
-    QList<QByteArray> result{chunk(typeOf(content), block)};
+    const QByteArray name = hasExifName(content, parts) ? kExifName.toByteArray() : QByteArray();
+    QList<QByteArray> result{chunk(typeOf(content), name + block)};
     if (content == Content::Exif)
         result += parts.mid(1);
     return result;
