@@ -565,6 +565,14 @@ bool RKExiv2ExifData::extractThumbnailData(QByteArray& data) const
     return !data.isEmpty();
 }
 
+QByteArray RKExiv2ExifData::newThumbnail() const
+{
+    QByteArray data;
+    if (m_thumbnailChanged)
+        extractThumbnailData(data);
+    return data;
+}
+
 QImage RKExiv2ExifData::thumbnail() const
 {
     QByteArray data;

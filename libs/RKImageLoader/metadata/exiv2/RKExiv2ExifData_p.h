@@ -77,6 +77,8 @@ public:
     /// The encoded thumbnail; false, and no bytes, where there is none.
     bool extractThumbnailData(QByteArray& data) const;
     QImage thumbnail() const;
+    /// The encoded thumbnail that was set since the data were read; empty without one.
+    QByteArray newThumbnail() const;
     /// The faces that Fujifilm and Canon cameras record. The size is that of the image in pixels as
     /// stored.
     RKFacePositions facePositions(const QSize& imageSize) const;

@@ -86,21 +86,26 @@ std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
     const bool takesExif = merge(m_held.exif);
     const bool takesIptc = merge(m_held.iptc);
     const bool takesXmp = merge(m_held.xmp);
-    // A change that none of the families has a place for must not count as saved.
+    // A change that the format has no place for must not count as saved.
     const bool takesChange = (takesExif && m_held.exif.hasChanges())
         || (takesIptc && m_held.iptc.hasChanges()) || (takesXmp && m_held.xmp.hasChanges());
     const bool hasChange
         = m_held.exif.hasChanges() || m_held.iptc.hasChanges() || m_held.xmp.hasChanges();
     if ((!takesExif && !takesIptc && !takesXmp) || (hasChange && !takesChange))
         return {};
+    const QByteArray profile = m_held.icc.asByteArray();
     if (RKExiv2Compat::isSidecar(*image)) {
+        const RKImageFamilies merged = RKImageFamilies::of(*image);
         before.addChangesToXmp(*image);
         image->exifData() = before.exif;
         image->iptcData() = before.iptc;
+        const bool isStored = RKFamilyChanges(before, merged).isEmpty()
+            || !RKFamilyChanges(before, RKImageFamilies::of(*image)).isEmpty();
+        if (!isStored || !profile.isEmpty() || !m_held.exif.newThumbnail().isEmpty())
+            return {};
     }
 
     RKImageFileUpdate::Wanted wanted;
-    const QByteArray profile = m_held.icc.asByteArray();
     if (!profile.isEmpty()) {
         // Throws for bytes that are not a profile.
         RKExiv2Compat::setIccProfile(*image, profile);
@@ -114,6 +119,10 @@ std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
         }
     }
     wanted.families = RKImageFamilies::of(*image);
+    // A page in the place of the thumbnail stays.
+    if (const QByteArray thumbnail = m_held.exif.newThumbnail();
+        !thumbnail.isEmpty() && wanted.families.thumbnail() != thumbnail)
+        return {};
     wanted.size = QSize(image->pixelWidth(), image->pixelHeight());
     return wanted;
 }
@@ -131,8 +140,10 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
     image->readMetadata();
     const RKImageFamilies before = RKImageFamilies::of(*image);
     auto wanted = merged(image, before, *content);
-    if (!wanted)
+    if (!wanted) {
+        warnOfLoss(target, QStringLiteral("the format has no place for the change"));
         return Result::Refused;
+    }
 
     const RKImageFileUpdate update(*content, before, *wanted);
     if (update.changes().isEmpty() && wanted->iccProfile.isEmpty())

@@ -1,4 +1,5 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -12,6 +13,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <functional>
 
 using namespace RKMetadataFixtures;
 using namespace RKRestrictions;
@@ -38,6 +40,24 @@ QByteArray ratedFile(const char* format)
         image.iptcData().add(
             Exiv2::IptcKey("Iptc.Application2.Keywords"), Exiv2::StringValue("b").clone().get());
     });
+}
+
+/// A TIFF with two pages of one grey pixel.
+QByteArray twoPages()
+{
+    const auto numbers = [](std::initializer_list<quint16> values) {
+        QByteArray bytes;
+        for (const quint16 value : values)
+            bytes.append(RKByteReader::bytesOf(value, QSysInfo::LittleEndian));
+        return bytes;
+    };
+    QByteArray file = QByteArray("II*\0\x08\0\0\0", 8);
+    for (const quint16 next : std::initializer_list<quint16>{92, 0}) {
+        file += numbers({6, 256, 3, 1, 0, 1, 0, 257, 3, 1, 0, 1, 0, 258, 3, 1, 0, 8, 0});
+        file += numbers({262, 3, 1, 0, 1, 0, 273, 4, 1, 0, 86, 0, 279, 3, 1, 0, 1, 0, next, 0});
+        file += QByteArray(6, 'x');
+    }
+    return file;
 }
 
 bool rate(const QString& path, int rating)
@@ -218,6 +238,43 @@ private Q_SLOTS:
         QVERIFY(after.thumbnail().isNull());
         QCOMPARE(after.numberOfRegions(), 0);
         QCOMPARE(after.adobeRating(), kOldRating);
+    }
+
+    void whatHasNoPlaceIsRefused()
+    {
+        const QByteArray sidecar
+            = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/"
+              "22-rdf-syntax-ns#'><rdf:Description rdf:about='' xmlns:xmp='http://ns.adobe.com/xap/"
+              "1.0/' xmp:Rating='1'/></rdf:RDF></x:xmpmeta>";
+        const auto setThumbnail = [](RKExiv2Wrapper& wrapper) {
+            wrapper.writeThumbnail(imageFile("JPG", QSize(20, 15)));
+        };
+        const auto setProfile = [](RKExiv2Wrapper& wrapper) {
+            wrapper.setIccData(QColorSpace(QColorSpace::DisplayP3).iccProfile());
+        };
+        const auto setNothing = [](RKExiv2Wrapper&) {};
+        const std::tuple<QByteArray, std::function<void(RKExiv2Wrapper&)>, bool> rows[]
+            = {{sidecar, setThumbnail, false},
+                {sidecar, setProfile, false},
+                // The second page is not a thumbnail.
+                {twoPages(), setThumbnail, false},
+                // What is not changed is not written, whatever exiv2 would make of it.
+                {sidecar, setNothing, true},
+                {ratedFile("JPG") + "trailer", setNothing, true}};
+        for (const auto& [file, change, isSaved] : rows) {
+            RKExiv2Wrapper wrapper(file);
+            change(wrapper);
+            if (!isSaved) {
+                QTest::ignoreMessage(QtWarningMsg,
+                    "the metadata of QBuffer are not saved: the format has no place for the change");
+            }
+            QBuffer buffer;
+            buffer.setData(file);
+            QVERIFY(buffer.open(QIODevice::ReadOnly));
+            QCOMPARE(wrapper.save(&buffer), isSaved);
+            QVERIFY(!buffer.isOpen());
+            QCOMPARE(buffer.data(), file);
+        }
     }
 
     void xmpThatCannotBeReadStays()
