@@ -257,15 +257,23 @@ Parts RKPngParts::comparable(const Parts& parts) const
 qsizetype RKPngParts::placeFor(Content content, const Parts& parts) const
 {
     // A profile comes before palette and pixels, others may come after them (PNG 3, 5.6).
-    return content == Content::Icc ? leadingParts(parts)
-                                   : RKImageFileFormat::placeFor(content, parts);
+    if (content == Content::Icc)
+        return leadingParts(parts);
+    const auto named = [&parts](const char* name) {
+        return std::find_if(
+            parts.begin(), parts.end(), [name](const Part& part) { return part.name == name; });
+    };
+    // FFmpeg 5.1 takes an animated file for a still one if it meets Exif before the last frame.
+    if (named("chunk acTL") != parts.end())
+        return named("chunk IEND") - parts.begin();
+    return RKImageFileFormat::placeFor(content, parts);
 }
 
 qsizetype RKPngParts::leadingParts(const Parts& parts) const
 {
-    // The signature and the header. FFmpeg takes a file for animated only if the next chunk says
-    // so.
-    return parts.value(2).name == "chunk acTL" ? 3 : 2;
+    Q_UNUSED(parts)
+    // The signature and the header.
+    return 2;
 }
 
 QByteArray RKPngParts::block(Content content, const QList<QByteArray>& parts) const
