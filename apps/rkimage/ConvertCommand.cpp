@@ -47,15 +47,13 @@ RKMetaData adapted(
     RKMetaData metaData = RKImageLoader::instance()->copyMetaData(source);
     metaData.adaptToPixels(picture.size());
 
-    // Raw pictures are turned by their decoders whatever is asked for, TIFF pictures never.
-    const RKMediaFormat format = source.mediaFormat();
-    const bool isUpright = options.rotation == Rotation::Upright || format.isRaw();
-    const bool isTurned = isUpright && format != MEDIA_FORMAT_TIFF;
+    // Raw pictures are turned by their decoders whatever is asked for.
+    const bool isUpright = options.rotation == Rotation::Upright || source.mediaFormat().isRaw();
     const RKFacePositions faces = metaData.regionFacePositions();
     if (!faces.isEmpty()) {
         metaData.removeFaceRegions();
         metaData.updateFaces(
-            picture.size(), isTurned ? turned(faces, metaData.imageOrientation()) : faces);
+            picture.size(), isUpright ? turned(faces, metaData.imageOrientation()) : faces);
     }
     if (isUpright)
         metaData.setImageOrientation(ORIENTATION_TOP_LEFT);

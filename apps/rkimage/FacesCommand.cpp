@@ -128,12 +128,9 @@ int runFacesDrawCommand(const QString& file, const QString& target, MessageColle
     if (image.isNull())
         return fail(file, QStringLiteral("the picture can't be decoded"), messages);
 
-    // Faces are recorded on the stored picture; the decoded one is upright, but for TIFF pictures.
+    // Faces are recorded on the stored picture; the decoded one is upright.
     const RKMetaData metaData = loader.copyMetaData(*descriptor);
-    const bool isTurned = descriptor->mediaFormat() != MEDIA_FORMAT_TIFF;
-    metaData.facePositions()
-        .rotated(isTurned ? metaData.imageOrientation() : ORIENTATION_TOP_LEFT)
-        .renderInto(&image);
+    metaData.facePositions().rotated(metaData.imageOrientation()).renderInto(&image);
     return loader.save(to, image)
         ? Output::AllDone
         : fail(target, QStringLiteral("the picture can't be saved"), messages);

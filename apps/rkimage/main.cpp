@@ -6,6 +6,7 @@
 #include "InfoCommand.h"
 #include "MessageCollector.h"
 #include "Output.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "SetCommand.h"
 #include "ThumbCommand.h"
@@ -466,5 +467,6 @@ int main(int argc, char** argv)
         QFileInfo(config->count() > 0 ? toPath(config->as<std::string>())
                                       : QStringLiteral(":/rkimage/config.xml")));
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
+    RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     return command(messages);
 }

@@ -269,7 +269,7 @@ bool RKImageLoader::exchangesSides(
     const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const
 {
     const QByteArray name = descriptor.fileFormatAsByteArray();
-    if (name.startsWith("tif"))
+    if (name.startsWith("tif") && !(flags() & kTurnTiff))
         return false;
     const RKMediaFormat format = mediaFormat(descriptor);
     const QList<RKBitmapDecoder*> turning
@@ -291,9 +291,10 @@ RKDrawable RKImageLoader::autoRotate(
 
 bool RKImageLoader::mustTurn(const RKMediaDescriptor& descriptor) const
 {
-    // Kept: pictures of these two kinds are shown as they are stored.
+    // Kept: hosts get TIFF pictures as they are stored unless they ask for others.
     const RKMediaFormat format = mediaFormat(descriptor);
-    return format != MEDIA_FORMAT_TIFF && !format.isRaw();
+    const bool staysAsStored = format == MEDIA_FORMAT_TIFF && !(flags() & kTurnTiff);
+    return !staysAsStored && !format.isRaw();
 }
 
 RKDrawable RKImageLoader::decodeExifThumbnail(
@@ -361,15 +362,15 @@ RKColorProfileConverter* RKImageLoader::colorProfileConverter() const
 QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 {
     // The decoders know the size of these better than the metadata.
-    constexpr auto kMeasured = RKMediaFormatEnum(MEDIA_FORMAT_TIFF | MEDIA_FORMAT_WEBP);
     const RKMediaFormat format = mediaFormat(descriptor);
-    if ((format & kMeasured) != 0)
+    const bool isTiff = format == MEDIA_FORMAT_TIFF;
+    if (format == MEDIA_FORMAT_WEBP || (isTiff && !(flags() & kTurnTiff)))
         return unrotatedSize(descriptor);
     const RKMetaData metaData = copyMetaData(descriptor);
-    if (format.isRaw()) {
+    if (isTiff || format.isRaw()) {
         const QSize stored = unrotatedSize(descriptor);
-        if (stored.isValid())
-            return exchangesSides(descriptor, metaData) ? stored.transposed() : stored;
+        if (stored.isValid() || isTiff)
+            return swapSizeRatio(descriptor, stored, metaData);
     }
 
     QSize size = metaData.unrotatedSize();

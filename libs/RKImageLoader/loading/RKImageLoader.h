@@ -26,9 +26,12 @@ class RKIMAGELOADER_EXPORT RKImageLoader
     , public RKSingleton<RKImageLoader>
 {
 public:
-    /// Small requests may be served from the thumbnail in a JPEG's Exif data. The only flag, set
-    /// from the start.
+    /// Small requests may be served from the thumbnail in a JPEG's Exif data. The only flag that is
+    /// set from the start.
     static constexpr ImageLoaderFlags kUseExifThumbnail = 1;
+    /// TIFF pictures are turned upright like all others, and their sizes are those of the upright
+    /// pictures. Without it they are shown and measured as they are stored.
+    static constexpr ImageLoaderFlags kTurnTiff = 2;
 
     RKImageLoader();
 
@@ -81,11 +84,12 @@ public:
     bool imageIsTiltedByMetadata(const RKMediaDescriptor& descriptor) const;
     static bool isTransposingOrientation(RKImageOrientation orientation);
     /// The size with its sides exchanged where decoding a displayed size needs that: for camera raw
-    /// pictures that their decoder turns, and for tilted pictures in any other format but TIFF.
-    /// Invalid and square sizes stay.
+    /// pictures that their decoder turns, and for tilted pictures in any other format, TIFF only
+    /// with kTurnTiff. Invalid and square sizes stay.
     QSize swapSizeRatio(const RKMediaDescriptor& descriptor, const QSize& displayed) const;
 
-    /// The picture turned by the file's orientation; TIFF and camera raw pictures stay as they are.
+    /// The picture turned by the file's orientation; camera raw pictures, and TIFF without
+    /// kTurnTiff, stay as they are.
     RKDrawable autoRotate(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
     /// The embedded thumbnail, fitted into the wanted size; a null drawable if there is none. That
     /// of a camera raw picture is upright, as its decoded picture is.
@@ -99,7 +103,7 @@ public:
     RKColorProfileConverter* colorProfileConverter() const;
 
     /// That of the metadata, which other programs may have left out of date; TIFF, WEBP and camera
-    /// raw pictures are measured by their decoders. WEBP and TIFF: as stored.
+    /// raw pictures are measured by their decoders, WEBP as stored, and so TIFF without kTurnTiff.
     QSize size(const RKMediaDescriptor& descriptor) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;

@@ -252,17 +252,28 @@ private Q_SLOTS:
         QCOMPARE(faces[0][u"clusterId"].toInt(), 7);
         QCOMPARE(faces[0][u"rect"][0].toDouble(), 0.25);
 
-        // Kept: TIFF pictures are shown as they are stored.
+        // Pictures are turned before their faces are drawn, TIFF too.
         const QString tiff = path("faces.tiff");
         write(tiff, encoded(quadrants({400, 300}), "tiff"));
         QCOMPARE(runTool(words("set --orientation 6") + QStringList{tiff}).exitCode, 0);
         QCOMPARE(runTool(words("faces set") + QStringList{tiff, path("faces.json")}).exitCode, 0);
-        for (const QString& name : {file, tiff}) {
+        for (const auto& [name, size, corner] :
+            {std::tuple(file, QSize(400, 300), QPoint(100, 150)),
+                std::tuple(tiff, QSize(300, 400), QPoint(90, 100))})
+        {
             const QStringList files{name, path("drawn.png")};
             QCOMPARE(runTool(words("faces draw") + files).exitCode, 0);
-            QCOMPARE(QImage(files[1]).size(), QSize(400, 300));
-            QCOMPARE(QImage(files[1]).pixelColor(100, 150), QColor(Qt::darkBlue));
+            QCOMPARE(QImage(files[1]).size(), size);
+            QCOMPARE(QImage(files[1]).pixelColor(corner), QColor(Qt::darkBlue));
         }
+        // What is converted is turned for good.
+        const QStringList upright{tiff, path("upright.tiff")};
+        QCOMPARE(runTool(words("convert --keep-metadata") + upright).exitCode, 0);
+        QCOMPARE(quadrantColors(QImage(upright[1])), QByteArray("brwg"));
+        const QJsonValue converted = informationOn(upright[1]);
+        QCOMPARE(converted[u"size"].toArray(), QJsonArray({300, 400}));
+        QCOMPARE(converted[u"orientation"].toInt(), 1);
+        QCOMPARE(converted[u"size"], informationOn(tiff)[u"size"]);
         QCOMPARE(runTool(words("faces remove") + QStringList{file}).exitCode, 0);
         QCOMPARE(informationOn(file)[u"faces"].toArray().size(), 0);
     }

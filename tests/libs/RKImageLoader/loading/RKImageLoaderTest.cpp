@@ -130,6 +130,8 @@ private Q_SLOTS:
         // Kept: these two are measured as they are stored, and TIFF pictures are not turned.
         QTest::newRow("webp") << true << true;
         QTest::newRow("tiff") << false << true;
+        // Unless the host asks for that.
+        QTest::newRow("tif") << true << false;
     }
 
     void picturesComeUprightInEveryOrientation()
@@ -137,6 +139,9 @@ private Q_SLOTS:
         QFETCH(const bool, isTurned);
         QFETCH(const bool, isMeasured);
         const char* const format = QTest::currentDataTag();
+        RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, qstrcmp(format, "tif") == 0);
+        const auto restore = qScopeGuard(
+            [] { RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, false); });
         constexpr QSize kStored(400, 200);
         // The quadrants as displayed: top left, top right, bottom left, bottom right (Exif 2.32,
         // 4.6.4).
