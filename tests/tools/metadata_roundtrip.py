@@ -1,16 +1,20 @@
-"""Sets a rating in every writable sample and checks with exiftool that nothing else has changed.
+"""Makes every kind of edit in every writable sample and checks that nothing else has changed.
 
-Usage: metadata_roundtrip.py RKIMAGE SAMPLES EXCEPTIONS [FILE...]
+Usage: metadata_roundtrip.py RKIMAGE SAMPLES PROFILE EXCEPTIONS [--subset] [--verbose] [--edits NAME,...]
+       [FILE...]
 
-The rating must be there, every other tag as before, and the image data and the maker note the same,
-byte for byte. EXCEPTIONS is a JSON file: "moved" are patterns of tags that are places in the file,
-"added" of those that come with a new block of metadata, and "files" are the samples that differ,
-each with its reason and with patterns of the tags ("payload" for image data and maker note,
-"refused" where the rating cannot be stored). An exception that does not happen is a failure too.
+The edit must be readable afterwards, and every other tag that exiftool lists and every part of the file
+(media_parts.py) as before; "nothing" leaves the bytes, as does an edit that is refused. ffmpeg must see
+the same picture after all edits at once. EXCEPTIONS is a JSON file: "moved" are patterns of tags that
+are places in the file, "added" of tags and parts that come with a new block of metadata; "cases" are
+what else differs, each with its reason and with patterns of files, edits, and tags or parts ("refused":
+the edit was). A pattern of a case that matches nothing is a failure too.
 
+--subset takes the smallest file of every format and camera maker only.
 Exit code 77, for "skipped", without samples or exiftool.
 """
-import fnmatch
+import argparse
+import concurrent.futures
 import json
 import pathlib
 import re
@@ -19,157 +23,139 @@ import subprocess
 import sys
 import tempfile
 
-RATING = "4"
-STARS = ("XMP-xmp:Rating", "IFD0:Rating")
-# What the rating itself changes.
-CHANGED = STARS + ("IFD0:RatingPercent", "XMP-microsoft:RatingPercent")
-# Of exiftool, which expects no slash at the end of the namespace.
-ADDED_WARNING = "[minor] Fixed incorrect URI for xmlns:MicrosoftPhoto"
+import media_parts
+import metadata_edits
+
+# Of exiftool: it expects no slash at the end of the namespace; the digest says whose texts are newer.
+ADDED_WARNINGS = ("[minor] Fixed incorrect URI for xmlns:MicrosoftPhoto",
+                  "IPTCDigest is not current. XMP may be out of sync")
 # By content, as exiftool names it.
-WRITABLE = {"JPEG", "PNG", "APNG", "WEBP", "PSD", "JP2", "TIFF", "DNG", "NEF", "PEF", "ARW", "SR2",
-            "SRW", "CR2", "ORF", "CRW", "XMP", "EXV", "EPS", "PGF"}
+WRITABLE = {"JPEG", "PNG", "APNG", "WEBP", "Extended WEBP", "PSD", "JP2", "TIFF", "DNG", "NEF", "PEF",
+            "ARW", "SR2", "SRW", "CR2", "ORF", "CRW", "XMP", "EXV", "EPS", "PGF"}
 SKIPPED_FOLDERS = ("broken/", "video/")
+SHOWN = 5
 
 
-def exiftool(folder, names):
-    """The tags of each file, from "Group:Tag" to the texts of all tags of that name."""
+def exiftool(folder, names, *wanted):
+    """The tags of each file, from "Group:Tag" to the texts of all tags of that name. What it says of a
+    file may depend on the files before it."""
     listing = subprocess.run(
-        ["exiftool", "-q", "-q", "-a", "-u", "-e", "-G1:4", "-j", "-x", "System:all", "-@", "-"],
+        ["exiftool", "-q", "-q", "-a", "-u", "-e", "-G1:4", "-j", "-x", "System:all", *wanted, "-@", "-"],
         cwd=folder, input="\n".join(names), capture_output=True, text=True, check=False).stdout
     files = {}
     for entry in json.loads(listing):
         tags = files.setdefault(entry.pop("SourceFile"), {})
         for name, value in entry.items():
             # Repeated names are numbered in all groups together ("IFD0:Copy1:Rating").
-            if value != ADDED_WARNING:
+            if value not in ADDED_WARNINGS:
                 tags.setdefault(re.sub(r":Copy\d+:", ":", name), []).append(str(value))
     return files
 
 
-def number(data, at, size, order):
-    return int.from_bytes(data[at:at + size], order)
+def picture(path):
+    """A checksum of what ffmpeg decodes; empty where it can't."""
+    return subprocess.run(["ffmpeg", "-v", "quiet", "-noautorotate", "-i", path, "-map", "0:v:0", "-f",
+                           "md5", "-"], check=False, capture_output=True, stdin=subprocess.DEVNULL).stdout
 
 
-def tiff_payload(data):
-    """The pixels, previews and maker notes that the directories of a TIFF structure refer to."""
-    order = "little" if data[:2] == b"II" else "big"
-    found, seen, queue = [], set(), [number(data, 4, 4, order)]
-    while queue:
-        start = queue.pop(0)
-        if start in seen or not 8 <= start < len(data) - 2:
-            continue
-        seen.add(start)
-        tags = {}
-        count = number(data, start, 2, order)
-        for at in range(start + 2, start + 2 + 12 * count, 12):
-            width = {1: 1, 2: 1, 3: 2, 4: 4, 7: 1, 13: 4}.get(number(data, at + 2, 2, order), 0)
-            size = width * number(data, at + 4, 4, order)
-            place = at + 8 if size <= 4 else number(data, at + 8, 4, order)
-            tags[number(data, at, 2, order)] = data[place:place + size], width
-        numbers = lambda tag: [number(raw, i, width, order) for raw, width in [tags.get(tag, (b"", 1))]
-                               for i in range(0, len(raw), width or 1)]
-        for offsets, sizes in ((0x111, 0x117), (0x144, 0x145), (0x201, 0x202)):
-            # What reaches beyond the end of a file that is cut off is not there.
-            found += [data[place:place + size] for place, size in zip(numbers(offsets), numbers(sizes))
-                      if place + size <= len(data)]
-        found.append(tags.get(0x927c, (b"", 0))[0])
-        queue += numbers(0x14a) + numbers(0x8769) + [number(data, start + 2 + 12 * count, 4, order)]
-    return [piece for piece in found if piece]
+class Roundtrip:
+    def __init__(self, tool, samples, exceptions, names, is_subset):
+        self.tool, self.samples, self.exceptions = tool, samples, exceptions
+        kinds = {name: (*tags.get("File:FileType", []), *tags.get("IFD0:Make", [])) for name, tags
+                 in exiftool(samples, names, "-FileType", "-Make").items()}
+        names = sorted((name for name in names if WRITABLE.intersection(kinds.get(name, ()))),
+                       key=lambda name: (samples / name).stat().st_size, reverse=True)
+        self.names = sorted({kinds[name]: name for name in names}.values() if is_subset else names)
+        self.tags = exiftool(samples, self.names)
+        self.hits = set()
+
+    def differences(self, edit_name, edit, folder):
+        """(file, tag or part, before, after) of what isn't as it has to be after the edit."""
+        for name in self.names:
+            (folder / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copyfile(self.samples / name, folder / name)
+        refused = metadata_edits.run(self.tool, edit, folder, self.names)
+        if "" in refused:
+            yield "", "tool", "", refused[""]
+        tags = exiftool(folder, self.names)
+        added = self.exceptions["added"]
+        for name in self.names:
+            old, new = (root.joinpath(name).read_bytes() for root in (self.samples, folder))
+            for found in metadata_edits.differences(
+                    edit_name, edit, old, new, refused.get(name), added):
+                yield name, *found
+            if old == new:
+                continue
+            owned = edit.owned(media_parts.parts(old))[1] + self.exceptions["moved"]
+            before, after = self.tags[name], tags.get(name, {})
+            for tag, one, other in media_parts.differences(before, after, owned):
+                is_longer = set(before.get(tag, [])) <= set(other)
+                if not is_longer or not media_parts.matches(tag, added):
+                    yield name, tag, one, other
+            if edit_name == "all" and shutil.which("ffmpeg") \
+                    and picture(self.samples / name) != picture(folder / name):
+                yield name, "picture", "", "changed"
+        shutil.rmtree(folder)
+
+    def is_known(self, name, edit, tag):
+        """Whether a case covers the difference; takes note of its patterns that do."""
+        known = False
+        for at, case in enumerate(self.exceptions["cases"]):
+            hits = {(at, key, pattern) for key, value in (("files", name), ("edits", edit), ("tags", tag))
+                    for pattern in case[key] if media_parts.matches(value, [pattern])}
+            if len({key for _, key, _ in hits}) == 3:
+                self.hits |= hits
+                known = True
+        return known
+
+    def unused(self):
+        return [f"expected to differ, but does not: {key} {pattern} ({case['reason']})"
+                for at, case in enumerate(self.exceptions["cases"]) for key in ("files", "edits", "tags")
+                for pattern in case[key] if (at, key, pattern) not in self.hits]
 
 
-def matches(tag, patterns):
-    return any(fnmatch.fnmatch(tag, pattern) for pattern in patterns)
-
-
-def boxes(data, at, order, header):
-    """Names and contents of chunks; `header` tells where a chunk's length, name and content are."""
-    while at + 8 <= len(data):
-        size = number(data, at + header[0], 4, order)
-        if size < header[2]:
-            size = len(data)  # JPEG 2000: up to the end.
-        yield data[at + header[1]:at + header[1] + 4], data[at + 8:at + 8 + size - header[2]]
-        at += header[3] + size + (size & header[4])
-
-
-def payload(data):
-    """What has to stay the same, byte for byte."""
-    if data[:2] == b"\xff\xd8":
-        at, exif = 2, []
-        while at + 4 <= len(data) and data[at + 1] != 0xda:
-            size = number(data, at + 2, 2, "big")
-            if data[at + 4:at + 10] == b"Exif\0\0":
-                exif += tiff_payload(data[at + 10:at + 2 + size])
-            at += 2 + size
-        return exif + [data[at:]]
-    if data[:4] == b"\x89PNG":
-        return [content for name, content in boxes(data, 8, "big", (0, 4, 0, 12, 0))
-                if name in (b"IDAT", b"fdAT", b"PLTE", b"tRNS")]
-    if data[:4] == b"RIFF":
-        return [content for name, content in boxes(data, 12, "little", (4, 0, 0, 8, 1))
-                if name in (b"VP8 ", b"VP8L", b"ALPH", b"ANMF")]
-    if data[4:8] == b"jP  ":
-        return [content for name, content in boxes(data, 0, "big", (0, 4, 8, 0, 0)) if name == b"jp2c"]
-    if data[:4] == b"8BPS":
-        at = 26
-        for _ in range(2):
-            at += 4 + number(data, at, 4, "big")
-        return [data[at:]]
-    return tiff_payload(data) if data[:4] in (b"II*\0", b"MM\0*") else []
-
-
-def differences(before, after, exceptions):
-    found = []
-    for tag in sorted(set(before) | set(after)):
-        allowed = CHANGED + tuple(exceptions["moved"])
-        if set(before.get(tag, [])) <= set(after.get(tag, [])):
-            allowed += tuple(exceptions["added"])
-        if before.get(tag) != after.get(tag) and not matches(tag, allowed):
-            found.append((tag, before.get(tag, "absent"), after.get(tag, "absent")))
-    return found
+def short(value):
+    return re.sub(r"\s+", " ", str(value))[:160]
 
 
 def main():
-    tool, samples, exceptions_file = (pathlib.Path(argument).absolute() for argument in sys.argv[1:4])
+    parser = argparse.ArgumentParser()
+    parser.add_argument("paths", nargs=4, type=lambda name: pathlib.Path(name).absolute())
+    parser.add_argument("files", nargs="*")
+    parser.add_argument("--subset", action="store_true")
+    parser.add_argument("--verbose", action="store_true")
+    parser.add_argument("--edits", type=lambda names: names.split(","))
+    options = parser.parse_intermixed_args()
+    tool, samples, profile, exceptions = options.paths
     if not samples.is_dir() or not shutil.which("exiftool"):
         print("skipped: the samples or exiftool are missing")
         return 77
-    exceptions = json.loads(exceptions_file.read_text(encoding="utf-8"))
-    wanted = sys.argv[4:]
-    names = [path.relative_to(samples).as_posix() for path in sorted(samples.rglob("*"))
-             if path.is_file() and path.parent != samples]
-    names = [name for name in names
-             if not name.startswith(SKIPPED_FOLDERS) and (name in wanted or not wanted)]
-    before = exiftool(samples, names)
-    names = [name for name in names if WRITABLE.intersection(before.get(name, {}).get("File:FileType", []))]
-
-    faults = []
-    with tempfile.TemporaryDirectory() as scratch:
-        copies = pathlib.Path(scratch)
-        for name in names:
-            (copies / name).parent.mkdir(parents=True, exist_ok=True)
-            shutil.copyfile(samples / name, copies / name)
-        subprocess.run([tool, "set", "--rating", RATING, *names], cwd=copies, check=False,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=600)
-        after = exiftool(copies, names)
-        for name in names:
-            known = exceptions["files"].get(name, {"tags": []})
-            old, new = (folder.joinpath(name).read_bytes() for folder in (samples, copies))
-            if not any(RATING in after[name].get(tag, []) for tag in STARS):
-                found = [("refused", "", "")]
-                if old != new:
-                    found.append(("changed without its rating", "", ""))
-            else:
-                found = differences(before[name], after[name], exceptions)
-                remaining = payload(new)
-                if not all(piece in remaining for piece in payload(old)):
-                    found.append(("payload", "", "changed"))
-            faults += [f"{name}: {tag}: expected to differ, but does not" for tag in known["tags"]
-                       if not any(matches(fault[0], [tag]) for fault in found)]
-            faults += [f"{name}: {tag}: {str(one)[:60]!r} -> {str(other)[:60]!r}"
-                       for tag, one, other in found if not matches(tag, known["tags"])]
-    print("\n".join(faults))
-    print(f"{len(names)} files, {len(exceptions['files'])} exceptions, {len(faults)} faults")
-    return 1 if faults or not names else 0
+    names = options.files or [
+        path.relative_to(samples).as_posix() for path in samples.rglob("*")
+        if path.is_file() and path.parent != samples
+        and not path.relative_to(samples).as_posix().startswith(SKIPPED_FOLDERS)]
+    roundtrip = Roundtrip(tool, samples, json.loads(exceptions.read_text(encoding="utf-8")), names,
+                          options.subset)
+    count = 0
+    with tempfile.TemporaryDirectory() as scratch, concurrent.futures.ThreadPoolExecutor(2) as pool:
+        edits = metadata_edits.edits(pathlib.Path(scratch), profile, options.edits)
+        found = pool.map(lambda name: list(roundtrip.differences(
+            name, edits[name], pathlib.Path(scratch) / name)), edits)
+        for edit, differences in zip(edits, found):
+            faults = {}
+            for name, tag, one, other in differences:
+                if not roundtrip.is_known(name, edit, tag):
+                    faults.setdefault(name, []).append(f"{tag}: {short(one)} -> {short(other)}")
+            for name, texts in faults.items():
+                shown = texts if options.verbose else texts[:SHOWN]
+                print("\n".join(f"{edit}: {name}: {text}" for text in shown))
+                if len(texts) > len(shown):
+                    print(f"{edit}: {name}: and {len(texts) - len(shown)} more")
+            count += len(faults)
+    is_whole = not (options.subset or options.files or options.edits)
+    unused = roundtrip.unused() if is_whole else []
+    print("\n".join(unused + [f"{len(roundtrip.names)} files, {len(edits)} edits, {count} faults"]))
+    return 1 if count or unused or not roundtrip.names else 0
 
 
 sys.exit(main())
