@@ -296,7 +296,8 @@ private:
         return wrapper.save(QFileInfo(m_path));
     }
 
-    const OpenDir m_dir;
+    // In memory, where one may be mounted: some thousand saves wait for no disk.
+    const SmallDisk m_dir{8192};
     QString m_path;
     QByteArray m_old;
     QByteArray m_new;
