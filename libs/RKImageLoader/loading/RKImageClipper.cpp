@@ -56,6 +56,16 @@ QSizeF withShorterSide(double ratioWidthByHeight, double length)
                                   : QSizeF(length, length / ratioWidthByHeight);
 }
 
+// How closely the pixels of one side are printed. Zero, which QImage takes for no answer, where the
+// print has no extent or more than file formats can state (JFIF 1.02: 65535 dots in an inch).
+int dotsPerMetre(double pixels, double unitsOfPrint)
+{
+    constexpr double kUnitsPerMetre = 10000.0;
+    constexpr double kMaxDots = 65535 / kUnitsPerInch * kUnitsPerMetre;
+    const double dots = pixels / unitsOfPrint * kUnitsPerMetre;
+    return dots >= 1 && dots <= kMaxDots ? RKRounding::toInt(dots) : 0;
+}
+
 // QSizeF::scaled() multiplies before it divides, which is too much for the largest numbers.
 QSizeF limited(const QSizeF& size)
 {
@@ -118,6 +128,9 @@ QImage RKImageClipper::clipForProduction(const RKDrawable& drawable,
     const RKScalingOption scaling = RKImageLoaderConfig::instance()->scalingOption();
     const bool isDrawn = drawable.draw(&painter, image.rect(), visible, scaling);
     painter.end();
+    // Not before, for painters care. From the size before rounding: a print at 300 dpi says 300.
+    image.setDotsPerMeterX(dotsPerMetre(size.width(), productionSize.width()));
+    image.setDotsPerMeterY(dotsPerMetre(size.height(), productionSize.height()));
     return isDrawn ? image : QImage();
 }
 

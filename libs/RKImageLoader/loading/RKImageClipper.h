@@ -24,7 +24,8 @@ public:
     virtual ~RKImageClipper();
 
     /// The clip of a file, which is loaded at its full size. Null when the file can't be decoded,
-    /// and when the result is too large for the memory.
+    /// and when the result is too large for the memory. The image's resolution is that of the
+    /// print, its pixels divided by the production size, which need not be the given one.
     ///
     /// A rectangle that leaves the picture is cut off at its edges. One that is wholly outside or
     /// less than two pixels on both sides counts as one pixel, which is logged; a bitmap that may

@@ -1,10 +1,12 @@
 #include "RKImageLoader/loading/RKImageClipper.h"
 
+#include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 #include "support/RKTestPictures.h"
 
+#include <QBuffer>
 #include <QPainter>
 #include <QTemporaryDir>
 #include <QTest>
@@ -124,6 +126,28 @@ private Q_SLOTS:
                 QCOMPARE(clip.pixel(middle), colorOfTile(7 + i % 12, 3 + i / 12));
             }
         }
+    }
+
+    void filesSayTheResolutionOfThePrint()
+    {
+        const auto clip = [](const QSizeF& production) {
+            return RKImageClipper().clipForProduction(
+                tiles(), {300, 200}, {0, 0, 300, 200}, production, 300, false);
+        };
+        for (const char* format : {"jpg", "png", "tif", "bmp"}) {
+            for (const auto& [print, dotsPerInch] : {std::pair(169.33, 300), {338.67, 225}}) {
+                QBuffer buffer;
+                QVERIFY(RKBitmapDecoderQt().save(
+                    &buffer, RKMediaFormat(format), clip({print, print / 3 * 2})));
+                const QImage read = QImage::fromData(buffer.data(), format);
+                QVERIFY(std::abs(read.dotsPerMeterX() * 0.0254 - dotsPerInch) < 0.5);
+                QVERIFY(std::abs(read.dotsPerMeterY() * 0.0254 - dotsPerInch) < 0.5);
+            }
+        }
+        // Nobody can say it of a print without size.
+        const int unknown = QImage(1, 1, QImage::Format_RGB32).dotsPerMeterX();
+        QCOMPARE(clip({0, 100}).dotsPerMeterX(), unknown);
+        QCOMPARE(clip({1e-6, 100}).dotsPerMeterX(), unknown);
     }
 
     void rectanglesOutsideCountAsOnePixel()
