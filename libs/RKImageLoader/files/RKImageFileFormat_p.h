@@ -44,7 +44,8 @@ public:
 
     /// The metadata in the parts with that content.
     virtual QByteArray block(Content content, const QList<QByteArray>& parts) const = 0;
-    /// The parts with other metadata; nullopt where the format cannot hold them.
+    /// The parts with other metadata: one for Exif and XMP, and all for the others. nullopt where
+    /// the format cannot hold them.
     virtual std::optional<QList<QByteArray>> withBlock(
         Content content, const QByteArray& block, const QList<QByteArray>& parts) const = 0;
 

@@ -147,7 +147,10 @@ bool RKImageFileParts::setBlock(Content content, const QByteArray& block)
     if (!isValid())
         return false;
     const QList<QByteArray> old = parts(content);
-    const auto changed = m_format->withBlock(content, block, old);
+    auto changed = m_format->withBlock(content, block, old);
+    // Of several, readers take the first.
+    if (changed && !block.isEmpty() && (content == Content::Exif || content == Content::Xmp))
+        *changed += old.mid(1);
     const bool isPossible = changed
         && (!old.isEmpty() || changed->isEmpty() || m_format->placeFor(content, m_parts) >= 0);
     if (isPossible)
@@ -160,9 +163,18 @@ QString RKImageFileParts::firstDifference(
 {
     if (!before.isValid() || before.m_format != after.m_format || !after.isValid())
         return QStringLiteral("format");
-    const auto othersOf = [&owned](const RKImageFileParts& file) {
+    // Of several parts with Exif or XMP, an edit owns the first, or removes all.
+    const auto isOwned = [&](Content content, QList<Content>& seen) {
+        const bool isFirst = !seen.contains(content);
+        seen.append(content);
+        const bool ownsAll
+            = content == Content::Iptc || content == Content::Icc || after.parts(content).isEmpty();
+        return owned.contains(content) && (isFirst || ownsAll);
+    };
+    const auto othersOf = [&isOwned](const RKImageFileParts& file) {
         QList<Part> parts = file.m_format->comparable(file.m_parts);
-        parts.removeIf([&owned](const Part& part) { return owned.contains(part.content); });
+        QList<Content> seen;
+        parts.removeIf([&](const Part& part) { return isOwned(part.content, seen); });
         return parts;
     };
     const QList<Part> left = othersOf(before);

@@ -87,8 +87,9 @@ public:
     }
 
     /// These replace metadata of one kind, in their old place, or add them. Empty bytes remove
-    /// them. False, and nothing changed, for an invalid file, and where the format cannot hold
-    /// them: a JPEG segment has at most 65 533 bytes, which only a profile and IPTC may exceed.
+    /// them. Further parts with Exif or XMP stay as they are. False, and nothing changed, for an
+    /// invalid file, and where the format cannot hold them: a JPEG segment has at most 65 533
+    /// bytes, which only a profile and IPTC may exceed.
     bool setExifBlock(const QByteArray& block)
     {
         return setBlock(Content::Exif, block);

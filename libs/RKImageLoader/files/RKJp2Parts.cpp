@@ -260,8 +260,5 @@ std::optional<QList<QByteArray>> RKJp2Parts::withBlock(
                                                        : box("uuid", uuidOf(content) + block);
     if (changed.isEmpty())
         return {};
-    QList<QByteArray> result{changed};
-    if (content == Content::Exif)
-        result += parts.mid(1);
-    return result;
+    return QList<QByteArray>{changed};
 }

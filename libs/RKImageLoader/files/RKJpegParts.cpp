@@ -358,9 +358,5 @@ std::optional<QList<QByteArray>> RKJpegParts::withBlock(
     const QByteArrayView name = content == Content::Exif ? kExifName : kXmpName;
     if (name.size() + block.size() > kMaxData)
         return {};
-    QList<QByteArray> result{segment(kApp1, name, block)};
-    // Only the first one counts.
-    if (content == Content::Exif)
-        result += parts.mid(1);
-    return result;
+    return QList<QByteArray>{segment(kApp1, name, block)};
 }

@@ -115,16 +115,18 @@ qsizetype RKPhotoshopParts::leadingParts(const Parts& parts) const
 
 QByteArray RKPhotoshopParts::block(Content content, const QList<QByteArray>& parts) const
 {
-    return RKPhotoshopResources(parts.join()).data(numberOf(content));
+    QByteArray block;
+    // Data sets may have been divided.
+    for (const QByteArray& part : content == Content::Iptc ? parts : parts.first(1))
+        block += RKPhotoshopResources(part).data(numberOf(content));
+    return block;
 }
 
 std::optional<QList<QByteArray>> RKPhotoshopParts::withBlock(
     Content content, const QByteArray& block, const QList<QByteArray>& parts) const
 {
+    Q_UNUSED(parts)
     if (block.isEmpty())
         return QList<QByteArray>();
-    QList<QByteArray> result{RKPhotoshopResources::resource(numberOf(content), block)};
-    if (content == Content::Exif)
-        result += parts.mid(1);
-    return result;
+    return QList<QByteArray>{RKPhotoshopResources::resource(numberOf(content), block)};
 }

@@ -313,10 +313,5 @@ std::optional<QList<QByteArray>> RKPngParts::withBlock(
         changed = chunk("iCCP", QByteArray("ICC profile\0\0", 13) + deflated(block));
     if (changed.size() - kOverhead > qsizetype(kMaxLength))
         return {};
-    QList<QByteArray> result;
-    if (!changed.isEmpty())
-        result.append(changed);
-    if (content == Content::Exif)
-        result += parts.mid(1);
-    return result;
+    return changed.isEmpty() ? QList<QByteArray>() : QList<QByteArray>{changed};
 }

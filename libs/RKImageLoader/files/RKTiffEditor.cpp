@@ -1,66 +1,59 @@
 #include "RKImageLoader/files/RKTiffEditor_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
 
-#include <QSet>
-#include <QtEndian>
-
 #include <algorithm>
 #include <limits>
 
 namespace {
 
-// TIFF 6.0, section 2: header, then directories of entries of 12 bytes, then the next one's place.
-constexpr qsizetype kHeaderSize = 8;
-constexpr quint32 kFirstDirectoryPointer = 4;
-constexpr quint32 kCountSize = 2;
-constexpr quint32 kEntrySize = 12;
-constexpr quint32 kTypeInEntry = 2;
-constexpr quint32 kNumberInEntry = 4;
-constexpr quint32 kFieldInEntry = 8;
-constexpr quint32 kFieldSize = 4;
-constexpr quint32 kNextSize = 4;
+constexpr quint64 kMaxSize = std::numeric_limits<quint32>::max();
 constexpr qsizetype kMaxEntries = std::numeric_limits<quint16>::max();
 
-constexpr quint64 kMaxSize = std::numeric_limits<quint32>::max();
+constexpr qsizetype kFieldSize = RKTiffStructure::kFieldSize;
 
-// A file with more is none that anybody has made on purpose.
-constexpr qsizetype kMaxDirectories = 10000;
-
-/// TIFF, and the raw files of Olympus.
-bool isKnownMagic(quint16 magic)
+qsizetype sizeOfDirectory(qsizetype entries)
 {
-    return magic == 42 || magic == 0x4f52 || magic == 0x5352;
+    return RKTiffStructure::kCountSize + entries * RKTiffStructure::kEntrySize
+        + RKTiffStructure::kNextSize;
 }
 
-bool isPointer(quint16 tag)
+/// No more than its one owner uses any of these bytes.
+bool isUsedOnce(
+    const RKTiffStructure::Range& place, const std::vector<RKTiffStructure::Range>& used)
 {
-    return tag == RKTiffTag::kSubDirectories || tag == RKTiffTag::kExifDirectory
-        || tag == RKTiffTag::kGpsDirectory || tag == RKTiffTag::kInteroperabilityDirectory;
+    int users = 0;
+    return std::none_of(used.begin(), used.end(), [&](const RKTiffStructure::Range& range) {
+        users += range.start < place.end && place.start < range.end ? 1 : 0;
+        return users > 1;
+    });
 }
 
 } // namespace
 
 RKTiffEditor::RKTiffEditor(const QByteArray& structure)
     : m_bytes(structure)
-    , m_isLittleEndian(structure.startsWith("II"))
 {
-    m_isValid = m_bytes.size() >= kHeaderSize && (m_isLittleEndian || m_bytes.startsWith("MM"))
-        && isKnownMagic(read16(2)) && hasDirectoryAt(read32(kFirstDirectoryPointer));
+}
+
+RKTiffStructure RKTiffEditor::read() const
+{
+    return RKTiffStructure(m_bytes);
 }
 
 bool RKTiffEditor::isValid() const
 {
-    return m_isValid;
+    return read().isValid();
 }
 
 bool RKTiffEditor::isLittleEndian() const
 {
-    return m_isLittleEndian;
+    return read().byteOrder() == QSysInfo::LittleEndian;
 }
 
 qsizetype RKTiffEditor::numberOfDirectories() const
 {
-    return m_isValid ? directories().size() : 0;
+    const auto directories = read().directories();
+    return directories ? qsizetype(directories->size()) : 0;
 }
 
 QByteArray RKTiffEditor::structure() const
@@ -68,131 +61,43 @@ QByteArray RKTiffEditor::structure() const
     return m_bytes;
 }
 
-quint16 RKTiffEditor::read16(quint32 at) const
-{
-    const char* const bytes = m_bytes.constData() + at;
-    return m_isLittleEndian ? qFromLittleEndian<quint16>(bytes) : qFromBigEndian<quint16>(bytes);
-}
-
-quint32 RKTiffEditor::read32(quint32 at) const
-{
-    const char* const bytes = m_bytes.constData() + at;
-    return m_isLittleEndian ? qFromLittleEndian<quint32>(bytes) : qFromBigEndian<quint32>(bytes);
-}
-
-void RKTiffEditor::write16(quint32 at, quint16 value)
-{
-    char* const bytes = m_bytes.data() + at;
-    m_isLittleEndian ? qToLittleEndian(value, bytes) : qToBigEndian(value, bytes);
-}
-
-void RKTiffEditor::write32(quint32 at, quint32 value)
-{
-    char* const bytes = m_bytes.data() + at;
-    m_isLittleEndian ? qToLittleEndian(value, bytes) : qToBigEndian(value, bytes);
-}
-
 QByteArray RKTiffEditor::bytesOf(quint32 number) const
 {
-    QByteArray bytes(sizeof number, Qt::Uninitialized);
-    m_isLittleEndian ? qToLittleEndian(number, bytes.data()) : qToBigEndian(number, bytes.data());
-    return bytes;
+    return RKByteReader::bytesOf(number, read().byteOrder());
 }
 
-quint32 RKTiffEditor::numberIn(const QByteArray& field) const
+void RKTiffEditor::overwrite(quint64 place, const QByteArray& bytes)
 {
-    return m_isLittleEndian ? qFromLittleEndian<quint32>(field.constData())
-                            : qFromBigEndian<quint32>(field.constData());
+    const auto start = qsizetype(place);
+    m_bytes.replace(start, std::min(bytes.size(), m_bytes.size() - start), bytes);
 }
 
-/// The directory with all of its entries lies inside the structure.
-bool RKTiffEditor::hasDirectoryAt(quint32 offset) const
-{
-    const quint64 size = static_cast<quint64>(m_bytes.size());
-    if (offset < kHeaderSize || quint64(offset) + kCountSize > size)
-        return false;
-    return quint64(offset) + kCountSize + quint64(read16(offset)) * kEntrySize + kNextSize <= size;
-}
-
-quint32 RKTiffEditor::endOfEntries(quint32 directory) const
-{
-    return directory + kCountSize + read16(directory) * kEntrySize;
-}
-
-QList<RKTiffEditor::Entry> RKTiffEditor::entriesOf(quint32 directory) const
-{
-    QList<Entry> entries;
-    for (quint32 at = directory + kCountSize; at < endOfEntries(directory); at += kEntrySize) {
-        Entry entry;
-        entry.tag.number = read16(at);
-        entry.tag.type = read16(at + kTypeInEntry);
-        entry.count = read32(at + kNumberInEntry);
-        entry.field = m_bytes.mid(at + kFieldInEntry, kFieldSize);
-        entries.append(entry);
-    }
-    return entries;
-}
-
-/// Where the value of an entry lies; nothing for one that is in the entry itself, or outside of the
+/// Where the value of an entry lies; nullopt for one in the entry itself, or outside of the
 /// structure.
-std::optional<RKTiffEditor::Range> RKTiffEditor::valueRange(const Entry& entry) const
+std::optional<RKTiffEditor::Range> RKTiffEditor::outsideRange(
+    const RKTiffStructure::Entry& entry) const
 {
-    const quint64 size = quint64(entry.count) * RKTiffType::sizeOf(entry.tag.type);
-    const quint64 start = numberIn(entry.field);
-    if (size <= kFieldSize || start + size > static_cast<quint64>(m_bytes.size()))
+    const RKTiffStructure tiff = read();
+    return tiff.isInField(entry) ? std::nullopt : tiff.valueRange(entry);
+}
+
+/// Of directories, values and pixels. nullopt where these are too many.
+std::optional<std::vector<RKTiffEditor::Range>> RKTiffEditor::usedRanges() const
+{
+    const RKTiffStructure tiff = read();
+    const auto directories = tiff.directories();
+    if (!directories)
         return {};
-    return Range{start, start + size};
-}
-
-/// The places of directories that an entry holds.
-QList<quint32> RKTiffEditor::placesIn(const Entry& entry) const
-{
-    if (entry.tag.type != RKTiffType::kLong && entry.tag.type != RKTiffType::kDirectory)
-        return {};
-    if (entry.count == 1)
-        return {numberIn(entry.field)};
-    QList<quint32> places;
-    if (const auto range = valueRange(entry)) {
-        for (quint64 at = range->start; at < range->end; at += sizeof(quint32))
-            places.append(read32(static_cast<quint32>(at)));
-    }
-    return places;
-}
-
-/// All directories, leaving out places that hold none: many cameras write no number, or any number,
-/// for the directory after the last one.
-QList<quint32> RKTiffEditor::directories() const
-{
-    QList<quint32> found;
-    QSet<quint32> known;
-    QList<quint32> open{read32(kFirstDirectoryPointer)};
-    while (!open.isEmpty() && found.size() < kMaxDirectories) {
-        const quint32 directory = open.takeLast();
-        if (!hasDirectoryAt(directory) || known.contains(directory))
-            continue;
-        known.insert(directory);
-        found.append(directory);
-        const QList<Entry> entries = entriesOf(directory);
-        for (const Entry& entry : entries) {
-            if (isPointer(entry.tag.number))
-                open += placesIn(entry);
+    std::vector<Range> ranges;
+    for (const RKTiffStructure::Directory& directory : *directories) {
+        const auto size = quint64(sizeOfDirectory(qsizetype(directory.entries.size())));
+        ranges.push_back({directory.place, directory.place + size});
+        for (const RKTiffStructure::Entry& entry : directory.entries) {
+            if (const auto range = outsideRange(entry))
+                ranges.push_back(*range);
         }
-        open.append(read32(endOfEntries(directory)));
-    }
-    return found;
-}
-
-QList<RKTiffEditor::Range> RKTiffEditor::usedRanges() const
-{
-    QList<Range> ranges;
-    const QList<quint32> all = directories();
-    for (const quint32 directory : all) {
-        ranges.append({directory, quint64(endOfEntries(directory)) + kNextSize});
-        const QList<Entry> entries = entriesOf(directory);
-        for (const Entry& entry : entries) {
-            if (const auto range = valueRange(entry))
-                ranges.append(*range);
-        }
+        const std::vector<Range> pixels = tiff.pixelsOf(directory);
+        ranges.insert(ranges.end(), pixels.begin(), pixels.end());
     }
     return ranges;
 }
@@ -202,23 +107,21 @@ std::optional<RKTiffEditor::Place> RKTiffEditor::findSubdirectory(
 {
     if (!parent || parent->directory == 0)
         return parent ? Place() : parent;
-    quint32 at = parent->directory + kCountSize;
-    const QList<Entry> entries = entriesOf(parent->directory);
-    for (const Entry& entry : entries) {
-        if (entry.tag.number == pointerTag) {
-            const quint32 directory = numberIn(entry.field);
-            return hasDirectoryAt(directory) ? std::optional(Place{directory, at + kFieldInEntry})
-                                             : std::nullopt;
+    const RKTiffStructure tiff = read();
+    for (const RKTiffStructure::Entry& entry : tiff.entriesOf(parent->directory)) {
+        if (entry.tag == pointerTag && entry.count > 0) {
+            const quint32 directory = tiff.numberAt(entry.field);
+            return tiff.hasDirectoryAt(directory) ? std::optional(Place{directory, entry.field})
+                                                  : std::nullopt;
         }
-        at += kEntrySize;
     }
     return Place();
 }
 
-/// Nothing for one that lies outside of the structure.
+/// nullopt for one that lies outside of the structure.
 std::optional<RKTiffEditor::Place> RKTiffEditor::find(Directory directory) const
 {
-    const Place image{read32(kFirstDirectoryPointer), kFirstDirectoryPointer};
+    const Place image{read().firstDirectory(), RKTiffStructure::kFirstDirectoryPointer};
     switch (directory) {
     case Directory::Image: return image;
     case Directory::Photo: return findSubdirectory(image, RKTiffTag::kExifDirectory);
@@ -229,250 +132,267 @@ std::optional<RKTiffEditor::Place> RKTiffEditor::find(Directory directory) const
     return {};
 }
 
-/// The next directory in the chain; 0 where there is none.
-quint32 RKTiffEditor::directoryAfter(const Place& place) const
-{
-    if (place.directory == 0)
-        return 0;
-    const quint32 next = read32(endOfEntries(place.directory));
-    return hasDirectoryAt(next) ? next : 0;
-}
-
-RKTiffEditor::Place RKTiffEditor::thumbnail() const
-{
-    const quint32 pointer = endOfEntries(read32(kFirstDirectoryPointer));
-    const quint32 directory = read32(pointer);
-    return {hasDirectoryAt(directory) ? directory : 0, pointer};
-}
-
 std::optional<RKTiffEditor::Tag> RKTiffEditor::tag(quint16 number) const
 {
-    if (!m_isValid)
+    const RKTiffStructure tiff = read();
+    if (!tiff.isValid())
         return {};
-    const QList<Entry> entries = entriesOf(read32(kFirstDirectoryPointer));
-    for (const Entry& entry : entries) {
-        if (entry.tag.number != number)
+    for (const RKTiffStructure::Entry& entry : tiff.entriesOf(tiff.firstDirectory())) {
+        if (entry.tag != number)
             continue;
-        Tag found = entry.tag;
-        const quint64 size = quint64(entry.count) * RKTiffType::sizeOf(found.type);
-        if (const auto range = valueRange(entry)) {
-            found.value
-                = m_bytes.mid(static_cast<qsizetype>(range->start), static_cast<qsizetype>(size));
-        } else {
-            found.value = entry.field.left(static_cast<qsizetype>(qMin<quint64>(size, kFieldSize)));
-        }
-        return found;
+        const auto range = tiff.valueRange(entry);
+        return Tag{entry.tag,
+            entry.type,
+            range ? m_bytes.mid(qsizetype(range->start), qsizetype(range->size())) : QByteArray()};
     }
     return {};
 }
 
-/// Appends at an even place (TIFF 6.0, section 2); nothing where that would be beyond 4 GiB.
-std::optional<quint32> RKTiffEditor::append(const QByteArray& bytes)
+/// Appends at an even place (TIFF 6.0, section 2).
+quint32 RKTiffEditor::append(const QByteArray& bytes)
 {
-    const quint64 place = (static_cast<quint64>(m_bytes.size()) + 1) / 2 * 2;
-    if (place + static_cast<quint64>(bytes.size()) > kMaxSize)
-        return {};
-    m_bytes.resize(static_cast<qsizetype>(place), '\0');
+    const qsizetype place = (m_bytes.size() + 1) / 2 * 2;
+    m_bytes.resize(place, '\0');
     m_bytes.append(bytes);
     return static_cast<quint32>(place);
 }
 
-bool RKTiffEditor::isUsedOnce(const Range& place, const QList<Range>& used)
-{
-    const auto users = std::count_if(used.begin(), used.end(), [&place](const Range& range) {
-        return range.start < place.end && place.start < range.end;
-    });
-    return users <= 1;
-}
-
 /// Puts bytes into an old place where they fit and nothing else uses it, else appends them.
-std::optional<quint32> RKTiffEditor::put(
-    const QByteArray& bytes, const std::optional<Range>& old, const QList<Range>& used)
+quint32 RKTiffEditor::put(
+    const QByteArray& bytes, const std::optional<Range>& old, const std::vector<Range>& used)
 {
-    if (old && isUsedOnce(*old, used)) {
-        const auto start = static_cast<qsizetype>(old->start);
-        const auto size = static_cast<quint64>(bytes.size());
-        const bool mayGrow
-            = old->end == static_cast<quint64>(m_bytes.size()) && old->start + size <= kMaxSize;
-        if (mayGrow || size <= old->end - old->start) {
-            m_bytes.replace(start, qMin(bytes.size(), m_bytes.size() - start), bytes);
-            return static_cast<quint32>(start);
-        }
-    }
-    return append(bytes);
+    const bool mayStay = old
+        && (quint64(bytes.size()) <= old->size() || old->end == quint64(m_bytes.size()))
+        && isUsedOnce(*old, used);
+    if (!mayStay)
+        return append(bytes);
+    overwrite(old->start, bytes);
+    return static_cast<quint32>(old->start);
 }
 
-/// Makes an empty directory and the tag that leads to it.
-bool RKTiffEditor::create(Directory directory)
+/// All that has to be appended stays below 4 GiB.
+bool RKTiffEditor::canTake(const QList<Entry>& entries, qsizetype others) const
 {
-    const auto place = append(QByteArray(kCountSize + kNextSize, '\0'));
-    if (!place)
-        return false;
-    switch (directory) {
-    case Directory::Image: return false;
-    case Directory::Photo:
-        return change(Directory::Image,
-            {{RKTiffTag::kExifDirectory, RKTiffType::kLong, bytesOf(*place)}},
-            {});
-    case Directory::GpsInfo:
-        return change(
-            Directory::Image, {{RKTiffTag::kGpsDirectory, RKTiffType::kLong, bytesOf(*place)}}, {});
-    case Directory::Interoperability:
-        return change(Directory::Photo,
-            {{RKTiffTag::kInteroperabilityDirectory, RKTiffType::kLong, bytesOf(*place)}},
-            {});
-    }
-    return false;
+    // A new directory, one that leads to it and moves for that, and all that makes places even.
+    constexpr qsizetype kDirectories = 4;
+    quint64 size = quint64(m_bytes.size()) + quint64(others);
+    size += quint64(kDirectories * sizeOfDirectory(kMaxEntries));
+    for (const Entry& entry : entries)
+        size += quint64(entry.value.size()) + 1;
+    return size <= kMaxSize && entries.size() < kMaxEntries;
 }
 
-bool RKTiffEditor::change(Directory directory, const QList<Tag>& set, const QList<quint16>& removed)
+/// The entries of a directory after a change; nullopt where one of its tags is there twice, or of
+/// an unknown type.
+std::optional<QList<RKTiffEditor::Entry>> RKTiffEditor::changedEntries(
+    quint32 directory, const QList<Tag>& set, const QList<quint16>& removed) const
 {
-    if (!m_isValid)
-        return false;
-    const QByteArray before = m_bytes;
-    const auto giveUp = [this, &before] {
-        m_bytes = before;
-        return false;
-    };
-
-    std::optional<Place> found = find(directory);
-    if (found && found->directory == 0) {
-        if (set.isEmpty())
-            return true;
-        if (!create(directory))
-            return giveUp();
-        found = find(directory);
-    }
-    if (!found)
-        return giveUp();
-    const Place place = *found;
-    const QList<Entry> old = entriesOf(place.directory);
-    const quint32 next = read32(endOfEntries(place.directory));
-    const auto isAmbiguous = [&old](quint16 number) {
-        return std::count_if(old.begin(), old.end(), [number](const Entry& entry) {
-            return entry.tag.number == number;
+    QList<Entry> entries;
+    const auto isAmbiguous = [old = read().entriesOf(directory)](quint16 number) {
+        return std::count_if(old.begin(), old.end(), [number](const auto& entry) {
+            return entry.tag == number;
         }) > 1;
     };
-    QList<Entry> entries;
-    for (const Entry& entry : old) {
-        if (!removed.contains(entry.tag.number))
-            entries.append(entry);
-        else if (isAmbiguous(entry.tag.number))
-            return giveUp();
+    for (const RKTiffStructure::Entry& entry : read().entriesOf(directory)) {
+        if (!removed.contains(entry.tag)) {
+            entries.append({entry.tag,
+                entry.type,
+                entry.count,
+                m_bytes.mid(entry.field, kFieldSize),
+                {},
+                outsideRange(entry)});
+        } else if (isAmbiguous(entry.tag)) {
+            return {};
+        }
     }
     for (const Tag& tag : set) {
         const quint32 size = RKTiffType::sizeOf(tag.type);
         if (size == 0 || tag.value.size() % size != 0 || isAmbiguous(tag.number))
-            return giveUp();
+            return {};
         auto at = std::find_if(entries.begin(), entries.end(), [&tag](const Entry& entry) {
-            return entry.tag.number >= tag.number;
+            return entry.tag >= tag.number;
         });
-        if (at == entries.end() || at->tag.number != tag.number)
+        if (at == entries.end() || at->tag != tag.number)
             at = entries.insert(at, Entry());
-        at->tag = tag;
-        at->field.clear();
-        at->count = static_cast<quint32>(tag.value.size() / size);
+        *at = {tag.number,
+            tag.type,
+            static_cast<quint32>(tag.value.size() / size),
+            {},
+            tag.value,
+            at->old};
     }
-    return rewrite(place, entries, next) || giveUp();
+    return entries;
+}
+
+/// Makes an empty directory and the tag that leads to it.
+std::optional<RKTiffEditor::Place> RKTiffEditor::create(Directory directory)
+{
+    const bool isInPhoto = directory == Directory::Interoperability;
+    const Directory parent = isInPhoto ? Directory::Photo : Directory::Image;
+    const quint16 pointer = isInPhoto     ? RKTiffTag::kInteroperabilityDirectory
+        : directory == Directory::GpsInfo ? RKTiffTag::kGpsDirectory
+                                          : RKTiffTag::kExifDirectory;
+    const quint32 place = append(QByteArray(sizeOfDirectory(0), '\0'));
+    if (!change(parent, {{pointer, RKTiffType::kLong, bytesOf(place)}}, {}))
+        return {};
+    return find(directory);
+}
+
+bool RKTiffEditor::change(Directory directory, const QList<Tag>& set, const QList<quint16>& removed)
+{
+    if (!isValid())
+        return false;
+    std::optional<Place> place = find(directory);
+    if (!place)
+        return false;
+    const bool isMissing = place->directory == 0;
+    if (isMissing && set.isEmpty())
+        return true;
+    const auto entries = changedEntries(place->directory, set, removed);
+    const auto used = usedRanges();
+    if (!entries || !canTake(*entries, 0) || !used)
+        return false;
+    const qsizetype size = m_bytes.size();
+    if (isMissing)
+        place = create(directory);
+    if (!place || place->directory == 0) {
+        m_bytes.truncate(size);
+        return false;
+    }
+    const quint32 next = read().numberAt(read().endOfEntries(place->directory));
+    rewrite(*place, *entries, next, isMissing ? usedRanges().value_or(*used) : *used);
+    return true;
 }
 
 /// A place for a directory of so many entries; the old one, if there is one, is blanked.
-std::optional<quint32> RKTiffEditor::makeRoom(
-    quint32 directory, qsizetype entries, const QList<Range>& used)
+quint32 RKTiffEditor::makeRoom(quint32 directory, qsizetype entries, const std::vector<Range>& used)
 {
-    const QByteArray blank(kCountSize + entries * kEntrySize + kNextSize, '\0');
+    const QByteArray blank(sizeOfDirectory(entries), '\0');
     if (directory == 0)
         return append(blank);
-    const Range old{directory, quint64(endOfEntries(directory)) + kNextSize};
-    const auto place = put(blank, old, used);
+    const quint64 end = quint64(read().endOfEntries(directory)) + RKTiffStructure::kNextSize;
+    const Range old{directory, end};
+    const quint32 place = put(blank, old, used);
     // Some files have a second way to the old place: nobody is to read there what was.
-    if (place && *place != directory && isUsedOnce(old, used)) {
-        const auto size = static_cast<qsizetype>(old.end - old.start);
-        m_bytes.replace(directory, size, QByteArray(size, '\0'));
-    }
+    if (place != directory && isUsedOnce(old, used))
+        overwrite(old.start, QByteArray(qsizetype(old.size()), '\0'));
     return place;
 }
 
 /// Writes a directory in its old place, or where it has become larger, at the end, and the values
 /// that its entries bring with them.
-bool RKTiffEditor::rewrite(const Place& place, QList<Entry> entries, quint32 next)
+void RKTiffEditor::rewrite(
+    const Place& place, const QList<Entry>& entries, quint32 next, const std::vector<Range>& used)
 {
-    if (entries.size() > kMaxEntries)
-        return false;
-    const QList<Range> used = usedRanges();
-    const QList<Entry> old = place.directory != 0 ? entriesOf(place.directory) : QList<Entry>();
-    quint32 directory = place.directory;
-    if (entries.size() > old.size() || directory == 0) {
-        const auto moved = makeRoom(place.directory, entries.size(), used);
-        if (!moved)
-            return false;
-        directory = *moved;
-    }
+    const QSysInfo::Endian order = read().byteOrder();
+    const auto oldSize = sizeOfDirectory(qsizetype(read().entriesOf(place.directory).size()));
+    const bool mayStay = place.directory != 0 && sizeOfDirectory(entries.size()) <= oldSize
+        && isUsedOnce({place.directory, place.directory + quint64(oldSize)}, used);
+    const quint32 directory
+        = mayStay ? place.directory : makeRoom(place.directory, entries.size(), used);
 
-    write16(directory, static_cast<quint16>(entries.size()));
-    quint32 at = directory + kCountSize;
-    for (Entry& entry : entries) {
-        // An entry that stays has its field already.
-        if (entry.field.isEmpty() && entry.tag.value.size() <= qsizetype(kFieldSize))
-            entry.field = entry.tag.value.leftJustified(kFieldSize, '\0');
-        if (entry.field.isEmpty()) {
-            const auto before = std::find_if(old.begin(), old.end(), [&entry](const Entry& other) {
-                return other.tag.number == entry.tag.number;
-            });
-            const auto moved = put(entry.tag.value,
-                before == old.end() ? std::optional<Range>() : valueRange(*before),
-                used);
-            if (!moved)
-                return false;
-            entry.field = bytesOf(*moved);
-        }
-        write16(at, entry.tag.number);
-        write16(at + kTypeInEntry, entry.tag.type);
-        write32(at + kNumberInEntry, entry.count);
-        m_bytes.replace(at + kFieldInEntry, kFieldSize, entry.field);
-        at += kEntrySize;
+    QByteArray bytes = RKByteReader::bytesOf(static_cast<quint16>(entries.size()), order);
+    for (const Entry& entry : entries) {
+        bytes += RKByteReader::bytesOf(entry.tag, order) + RKByteReader::bytesOf(entry.type, order)
+            + RKByteReader::bytesOf(entry.count, order);
+        if (!entry.field.isEmpty())
+            bytes += entry.field;
+        else if (entry.value.size() <= kFieldSize)
+            bytes += entry.value.leftJustified(kFieldSize, '\0');
+        else
+            bytes += bytesOf(put(entry.value, entry.old, used));
     }
-    write32(at, next);
-    write32(place.pointer, directory);
-    return true;
+    bytes += bytesOf(next);
+    // Nothing of an entry that was removed stays.
+    if (mayStay)
+        bytes = bytes.leftJustified(oldSize, '\0');
+    overwrite(directory, bytes);
+    overwrite(place.pointer, bytesOf(directory));
+}
+
+/// The first number that a tag has; nullopt without the tag.
+std::optional<quint32> RKTiffEditor::numberOf(quint32 directory, quint16 tag) const
+{
+    const RKTiffStructure tiff = read();
+    for (const RKTiffStructure::Entry& entry : tiff.entriesOf(directory)) {
+        if (entry.tag == tag) {
+            const std::vector<quint32> numbers = tiff.numbersOf(entry);
+            return numbers.empty() ? 0 : numbers.front();
+        }
+    }
+    return {};
+}
+
+bool RKTiffEditor::hasPixels(quint32 directory) const
+{
+    return numberOf(directory, RKTiffTag::kStripOffsets)
+        || numberOf(directory, RKTiffTag::kTileOffsets);
+}
+
+/// And not a page of a file of several.
+bool RKTiffEditor::isThumbnail(quint32 directory) const
+{
+    constexpr quint32 kReduced = 1;
+    // Exif 2.32, 4.6.2, recommends 160x120.
+    constexpr quint32 kMaxSide = 320;
+    const auto isSmall = [&](quint16 tag) {
+        const quint32 side = numberOf(directory, tag).value_or(0);
+        return side <= kMaxSide && side < numberOf(read().firstDirectory(), tag).value_or(0);
+    };
+    return !hasPixels(directory) || !hasPixels(read().firstDirectory())
+        || numberOf(directory, RKTiffTag::kJpegOffset)
+        || (isSmall(RKTiffTag::kWidth) && isSmall(RKTiffTag::kHeight))
+        || (numberOf(directory, RKTiffTag::kSubfileType).value_or(0) & kReduced) != 0;
 }
 
 bool RKTiffEditor::setThumbnail(const QList<Tag>& tags, const QByteArray& jpeg)
 {
-    if (!m_isValid)
+    const RKTiffStructure tiff = read();
+    const auto used = usedRanges();
+    if (!tiff.isValid() || !used)
         return false;
-    const QByteArray before = m_bytes;
-    const Place old = thumbnail();
+    const quint32 pointer = tiff.endOfEntries(tiff.firstDirectory());
+    const quint32 old = tiff.directoryAfter(tiff.firstDirectory());
+    const quint32 next = old == 0 ? 0 : tiff.directoryAfter(old);
+    if (old != 0 && !isThumbnail(old))
+        return false;
 
-    const auto place = append(jpeg);
-    bool isDone = place.has_value();
-    if (isDone) {
-        QList<Tag> all = tags;
-        all.append({RKTiffTag::kJpegOffset, RKTiffType::kLong, bytesOf(*place)});
-        all.append(
-            {RKTiffTag::kJpegSize, RKTiffType::kLong, bytesOf(static_cast<quint32>(jpeg.size()))});
-        std::sort(all.begin(), all.end(), [](const Tag& left, const Tag& right) {
-            return left.number < right.number;
-        });
-        QList<Entry> entries;
-        for (const Tag& tag : all) {
-            const quint32 size = RKTiffType::sizeOf(tag.type);
-            isDone = isDone && size != 0;
-            entries.append(
-                {tag, size == 0 ? 0 : static_cast<quint32>(tag.value.size() / size), QByteArray()});
-        }
-        isDone = isDone && rewrite({0, old.pointer}, entries, directoryAfter(old));
+    QList<Tag> all = tags;
+    all.append({RKTiffTag::kJpegOffset, RKTiffType::kLong, bytesOf(0)});
+    all.append({RKTiffTag::kJpegSize, RKTiffType::kLong, bytesOf(quint32(jpeg.size()))});
+    auto entries = changedEntries(0, all, {});
+    if (!entries || !canTake(*entries, jpeg.size()))
+        return false;
+    // The size of an Exif block is limited. A file that is a TIFF may have other ways to the old
+    // one.
+    const std::vector<Range> pixels = tiff.pixelsOf({{}, old, tiff.entriesOf(old)});
+    const bool mayReplace = !pixels.empty() && !hasPixels(tiff.firstDirectory());
+    const QByteArray place
+        = bytesOf(put(jpeg, mayReplace ? std::optional(pixels.front()) : std::nullopt, *used));
+    for (Entry& entry : *entries) {
+        if (entry.tag == RKTiffTag::kJpegOffset)
+            entry.value = place;
     }
-    if (!isDone)
-        m_bytes = before;
-    return isDone;
+    rewrite({old, pointer}, *entries, next, *used);
+    return true;
 }
 
 bool RKTiffEditor::removeThumbnail()
 {
-    if (!m_isValid)
+    const RKTiffStructure tiff = read();
+    const auto used = usedRanges();
+    if (!tiff.isValid() || !used)
         return false;
-    if (const Place old = thumbnail(); old.directory != 0)
-        write32(old.pointer, directoryAfter(old));
+    const quint32 pointer = tiff.endOfEntries(tiff.firstDirectory());
+    const quint32 old = tiff.directoryAfter(tiff.firstDirectory());
+    if (old == 0)
+        return true;
+    if (!isThumbnail(old))
+        return false;
+    const quint32 next = tiff.directoryAfter(old);
+    if (next != 0)
+        rewrite({old, pointer}, {}, next, *used);
+    else
+        overwrite(pointer, bytesOf(0));
     return true;
 }

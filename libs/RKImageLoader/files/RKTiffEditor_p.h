@@ -1,18 +1,25 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/files/RKTiffStructure_p.h"
 
 #include <QByteArray>
 #include <QList>
 
 #include <optional>
+#include <vector>
 
 /// Changes tags of a TIFF structure - a TIFF-based file, or the Exif block of another file - and
 /// leaves every other byte where it is.
 ///
 /// Offsets in maker notes and previews, which only the camera's maker knows, stay right that way,
 /// and so do all pictures. What does not fit into its old place is appended, also a directory that
-/// gets another entry; its old bytes stay behind unused.
+/// gets another entry. The old bytes of a value stay behind unused; those of a directory are
+/// blanked.
+///
+/// The cost of a change grows with the number of entries and strips, which is bounded: structures
+/// whose directories overlap, or that have too many (RKTiffStructure::directories()), cannot be
+/// changed.
 ///
 /// Reentrant.
 class RKIMAGELOADER_TEST_EXPORT RKTiffEditor
@@ -43,7 +50,7 @@ public:
 
     bool isLittleEndian() const;
 
-    /// All directories that can be reached, pages and others.
+    /// All directories that can be reached, pages and others; 0 where they cannot be changed.
     qsizetype numberOfDirectories() const;
 
     /// The first tag with that number in the main directory.
@@ -55,26 +62,28 @@ public:
     bool change(Directory directory, const QList<Tag>& set, const QList<quint16>& removed);
 
     /// Replaces the second directory by one with these tags and the bytes of a JPEG, whose place
-    /// and size are added to the tags. False as above.
+    /// and size are added to the tags. False as above, and where that directory is a page and not a
+    /// thumbnail.
     bool setThumbnail(const QList<Tag>& tags, const QByteArray& jpeg);
-    /// Takes the second directory out of the chain.
+    /// Takes the second directory out of the chain. Where others follow, it stays there without
+    /// entries, for readers tell these by their number. False as above.
     bool removeThumbnail();
 
     QByteArray structure() const;
 
 private:
+    using Range = RKTiffStructure::Range;
+
+    /// An entry to write: a new value, or the field of an entry that stays.
     struct Entry
     {
-        Tag tag;
+        quint16 tag = 0;
+        quint16 type = 0;
         quint32 count = 0;
-        // The value, or the number of its place.
         QByteArray field;
-    };
-
-    struct Range
-    {
-        quint64 start = 0;
-        quint64 end = 0;
+        QByteArray value;
+        // Of the value that it replaces.
+        std::optional<Range> old;
     };
 
     struct Place
@@ -85,35 +94,31 @@ private:
         quint32 pointer = 0;
     };
 
-    quint16 read16(quint32 at) const;
-    quint32 read32(quint32 at) const;
-    void write16(quint32 at, quint16 value);
-    void write32(quint32 at, quint32 value);
+    RKTiffStructure read() const;
     QByteArray bytesOf(quint32 number) const;
-    quint32 numberIn(const QByteArray& field) const;
+    void overwrite(quint64 place, const QByteArray& bytes);
 
-    bool hasDirectoryAt(quint32 offset) const;
-    quint32 endOfEntries(quint32 directory) const;
-    QList<Entry> entriesOf(quint32 directory) const;
-    std::optional<Range> valueRange(const Entry& entry) const;
-    QList<quint32> placesIn(const Entry& entry) const;
-    QList<quint32> directories() const;
-    QList<Range> usedRanges() const;
-
+    std::optional<Range> outsideRange(const RKTiffStructure::Entry& entry) const;
+    std::optional<std::vector<Range>> usedRanges() const;
     std::optional<Place> find(Directory directory) const;
     std::optional<Place> findSubdirectory(
         const std::optional<Place>& parent, quint16 pointerTag) const;
-    Place thumbnail() const;
-    quint32 directoryAfter(const Place& place) const;
-    bool create(Directory directory);
-    std::optional<quint32> makeRoom(quint32 directory, qsizetype entries, const QList<Range>& used);
-    bool rewrite(const Place& place, QList<Entry> entries, quint32 next);
-    std::optional<quint32> append(const QByteArray& bytes);
-    static bool isUsedOnce(const Range& place, const QList<Range>& used);
-    std::optional<quint32> put(
-        const QByteArray& bytes, const std::optional<Range>& old, const QList<Range>& used);
+    std::optional<QList<Entry>> changedEntries(
+        quint32 directory, const QList<Tag>& set, const QList<quint16>& removed) const;
+    std::optional<quint32> numberOf(quint32 directory, quint16 tag) const;
+    bool hasPixels(quint32 directory) const;
+    bool isThumbnail(quint32 directory) const;
+
+    bool canTake(const QList<Entry>& entries, qsizetype others) const;
+    std::optional<Place> create(Directory directory);
+    quint32 makeRoom(quint32 directory, qsizetype entries, const std::vector<Range>& used);
+    void rewrite(const Place& place,
+        const QList<Entry>& entries,
+        quint32 next,
+        const std::vector<Range>& used);
+    quint32 append(const QByteArray& bytes);
+    quint32 put(
+        const QByteArray& bytes, const std::optional<Range>& old, const std::vector<Range>& used);
 
     QByteArray m_bytes;
-    bool m_isLittleEndian = true;
-    bool m_isValid = false;
 };

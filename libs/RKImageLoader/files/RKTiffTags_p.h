@@ -8,6 +8,9 @@
 /// 2.32, 4.6; TIFF/EP and the notes of their makers for the others).
 namespace RKTiffTag {
 
+constexpr quint16 kSubfileType = 0x00fe;
+constexpr quint16 kWidth = 0x0100;
+constexpr quint16 kHeight = 0x0101;
 constexpr quint16 kStripOffsets = 0x0111;
 constexpr quint16 kStripSizes = 0x0117;
 constexpr quint16 kTileOffsets = 0x0144;
@@ -23,6 +26,8 @@ constexpr quint16 kIccProfile = 0x8773;
 constexpr quint16 kGpsDirectory = 0x8825;
 constexpr quint16 kMakerNote = 0x927c;
 constexpr quint16 kInteroperabilityDirectory = 0xa005;
+/// Of DNG; in some raw files the place of a directory that only the maker knows.
+constexpr quint16 kPrivateData = 0xc634;
 
 } // namespace RKTiffTag
 
@@ -33,6 +38,7 @@ constexpr quint16 kAscii = 2;
 constexpr quint16 kShort = 3;
 constexpr quint16 kLong = 4;
 constexpr quint16 kUndefined = 7;
+constexpr quint16 kSignedLong = 9;
 constexpr quint16 kDouble = 12;
 /// A long that is the place of a directory (TIFF technical note 1).
 constexpr quint16 kDirectory = 13;

@@ -283,8 +283,5 @@ std::optional<QList<QByteArray>> RKWebpParts::withBlock(
     if (block.size() > std::numeric_limits<quint32>::max() / 2)
         return {};
     const QByteArray name = hasExifName(content, parts) ? kExifName.toByteArray() : QByteArray();
-    QList<QByteArray> result{chunk(typeOf(content), name + block)};
-    if (content == Content::Exif)
-        result += parts.mid(1);
-    return result;
+    return QList<QByteArray>{chunk(typeOf(content), name + block)};
 }
