@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <set>
+#include <string_view>
 
 namespace {
 
@@ -68,6 +69,29 @@ RKXmpNamespaces::Table knownNamespaces()
             table.emplace(entry.first, uri);
     }
     return table;
+}
+
+/// Some writers leave bytes after the end of a packet, for which exiv2 refuses all of it.
+void decodeUpToEnd(Exiv2::Image& image)
+{
+    // Unless it is constant, the image encodes its data when it is asked for the packet.
+    const Exiv2::Image& known = image;
+    std::string packet
+        = known.xmpPacket().empty() ? known.xmpData().xmpPacket() : known.xmpPacket();
+    if (!known.xmpData().empty() || packet.empty())
+        return;
+    for (const std::string_view mark : {"<?xpacket end", "</x:xmpmeta"}) {
+        const size_t end = packet.find('>', packet.rfind(mark));
+        if (end == std::string::npos)
+            continue;
+        packet.resize(end + 1);
+        Exiv2::XmpData data;
+        if (Exiv2::XmpParser::decode(data, packet) == 0) {
+            image.xmpPacket() = packet;
+            image.xmpData() = data;
+        }
+        return;
+    }
 }
 
 } // namespace
@@ -138,6 +162,7 @@ void RKExiv2Library::readMetadata(Exiv2::Image& image)
     const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? tiffMutex() : nullptr);
     const QWriteLocker xmpLocker(RKExiv2XmpProbe::mayHaveXmp(image) ? xmpLock() : nullptr);
     image.readMetadata();
+    decodeUpToEnd(image);
 }
 
 void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& error)

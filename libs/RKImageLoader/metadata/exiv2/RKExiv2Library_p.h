@@ -55,8 +55,9 @@ public:
     /// implementation may be taken before it, and xmpLock() after it. Recursive.
     static QRecursiveMutex* tiffMutex();
 
-    /// Reads the metadata of an opened image that the calling thread does not write; takes both
-    /// locks. Throws what exiv2 throws.
+    /// Reads the metadata of an opened image; takes both locks. Also decodes a packet of XMP that
+    /// bytes follow which do not belong to it; the image then has the packet without them. Throws
+    /// what exiv2 throws.
     static void readMetadata(Exiv2::Image& image);
 
     /// Logs the warning "%3 caught exception with errorCode=%1 msg=%2" with the error's code and

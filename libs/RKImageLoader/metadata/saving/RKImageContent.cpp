@@ -1,12 +1,23 @@
 #include "RKImageLoader/metadata/saving/RKImageContent_p.h"
 
+namespace {
+
+/// Without the colour profile, at which exiv2 throws if its size is wrong.
+QByteArray readableOf(RKImageFileParts parts)
+{
+    parts.setIccProfile({});
+    return parts.skeleton();
+}
+
+} // namespace
+
 RKImageContent::RKImageContent(const std::shared_ptr<const RKByteSource>& source)
 {
     const RKImageFileParts parts(source);
     m_isRead = !parts.hasReadError();
     if (parts.isValid()) {
         m_parts = parts;
-        m_readable = parts.skeleton();
+        m_readable = readableOf(parts);
     } else if (m_isRead) {
         m_isRead = source->read(0, source->size(), &m_readable);
     }
@@ -14,7 +25,7 @@ RKImageContent::RKImageContent(const std::shared_ptr<const RKByteSource>& source
 
 RKImageContent::RKImageContent(const RKImageFileParts& parts)
     : m_parts(parts)
-    , m_readable(parts.skeleton())
+    , m_readable(readableOf(parts))
 {
 }
 

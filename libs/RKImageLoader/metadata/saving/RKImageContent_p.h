@@ -25,7 +25,8 @@ public:
     /// Null for a format without parts, and for a damaged file.
     const RKImageFileParts* parts() const;
 
-    /// A file for exiv2: it has all metadata, and the pixels where parts() is null.
+    /// A file for exiv2: it has all metadata, and the pixels where parts() is null, the colour
+    /// profile only there.
     const QByteArray& readable() const;
 
     /// The file to write; ranges are those of the source.

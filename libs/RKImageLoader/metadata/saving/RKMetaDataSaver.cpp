@@ -137,7 +137,7 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
     const QMutexLocker tiffLocker(
         RKExiv2Compat::isTiffFamily(*image) ? RKExiv2Library::tiffMutex() : nullptr);
     const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
-    image->readMetadata();
+    RKExiv2Library::readMetadata(*image);
     const RKImageFamilies before = RKImageFamilies::of(*image);
     auto wanted = merged(image, before, *content);
     if (!wanted) {

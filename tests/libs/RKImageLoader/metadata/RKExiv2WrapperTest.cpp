@@ -166,6 +166,19 @@ private Q_SLOTS:
                 QLatin1String("city"));
             QCOMPARE(jpeg.iccData().size(), qMin(wrong, size));
 
+            // Saving leaves it as it is.
+            RKExiv2Wrapper changed = jpeg;
+            changed.rotate(true);
+            QBuffer buffer;
+            buffer.setData(file);
+            QVERIFY(changed.save(&buffer));
+            QCOMPARE(
+                RKImageFileParts(buffer.data()).iccProfile(), RKImageFileParts(file).iccProfile());
+            if (wrong > size)
+                QTest::ignoreMessage(
+                    QtWarningMsg, QRegularExpression(QStringLiteral("Not a valid ICC Profile")));
+            QCOMPARE(RKExiv2Wrapper(buffer.data()).imageOrientation(), ORIENTATION_BOTTOM_RIGHT);
+
             file = heicWith(RKImageFileParts(file).exifBlock(), profile);
             damage();
             QTest::ignoreMessage(

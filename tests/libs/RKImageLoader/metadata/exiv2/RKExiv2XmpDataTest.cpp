@@ -1,4 +1,5 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
@@ -252,6 +253,23 @@ private Q_SLOTS:
             QVERIFY(data.mergeTo(own));
             const std::string packet = data.editedPacketOf(*own).value_or(std::string());
             QVERIFY(packet.find(structure.toStdString()) != std::string::npos);
+        }
+    }
+
+    void bytesAfterThePacketAreIgnored()
+    {
+        const std::string packet = "<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
+            + packetOf("xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\"4\"", "")
+            + "<?xpacket end=\"w\"?>";
+        for (const char* stray : {"xyz", "<a/><b>", "\x1c\x02\x50"}) {
+            QByteArray file = jpegWith(packet + stray);
+            QCOMPARE(RKExiv2Wrapper(file).adobeRating(), 4);
+            RKExiv2Wrapper changed(file);
+            changed.setTamoRating(2);
+            QBuffer buffer(&file);
+            QVERIFY(changed.save(&buffer));
+            QCOMPARE(RKExiv2Wrapper(file).adobeRating(), 4);
+            QCOMPARE(RKExiv2Wrapper(file).tamoRating(), 2);
         }
     }
 
