@@ -5,6 +5,7 @@
 #include "Output.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 
 #include <QFile>
@@ -126,7 +127,7 @@ int runFacesDrawCommand(const QString& file, const QString& target, MessageColle
         return fail(target, QStringLiteral("the format can't be written"), messages);
     QImage image = loader.bitmap(*descriptor, QSize()).convertToFormat(QImage::Format_RGB32);
     if (image.isNull())
-        return fail(file, QStringLiteral("the picture can't be decoded"), messages);
+        return fail(file, RKLoadingError::of(*descriptor).text(), messages);
 
     // Faces are recorded on the stored picture; the decoded one is upright.
     const RKMetaData metaData = loader.copyMetaData(*descriptor);

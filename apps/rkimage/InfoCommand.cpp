@@ -3,6 +3,7 @@
 #include "MessageCollector.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
@@ -90,8 +91,16 @@ QJsonObject describe(const QString& file, MetaDataJson::Extent extent, MessageCo
     entry[QStringLiteral("description")] = format.description();
     entry[QStringLiteral("kind")] = kindOf(format);
     const Sizes sizes = measure(descriptor);
-    if (!sizes.displayed.isValid())
-        return fail(QStringLiteral("the size can't be measured"));
+    if (!sizes.unrotated.isValid()) {
+        const RKLoadingError error = RKLoadingError::of(descriptor);
+        // The metadata of a file whose suffix lies can be read all the same.
+        const bool isOther = error.kind() == RKLoadingError::Kind::OtherContent;
+        if (isOther || !sizes.displayed.isValid()) {
+            return fail(isOther || !format.isVideo()
+                    ? error.text()
+                    : QStringLiteral("the size can't be measured"));
+        }
+    }
     entry[QStringLiteral("size")] = MetaDataJson::fromSize(sizes.displayed);
     entry[QStringLiteral("unrotatedSize")] = MetaDataJson::fromSize(sizes.unrotated);
 

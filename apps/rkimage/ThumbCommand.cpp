@@ -3,6 +3,7 @@
 #include "MessageCollector.h"
 #include "Output.h"
 #include "ProgressBar.h"
+#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include <QDir>
@@ -70,14 +71,12 @@ QString makeThumbnail(const Job& job, int side)
 {
     const RKMediaLoader& loader = *RKMediaLoader::instance();
     const RKMediaDescriptor source{QFileInfo(job.source)};
-    if (!source.fileInfo().exists())
-        return QStringLiteral("there is no such file");
-    if (!loader.hasSupportedMediaFormat(source))
-        return QStringLiteral("the format is not supported");
-    const RKDrawable drawable = loader.drawable(source, {side, side}, RKImageOption());
+    const bool isLoadable = source.fileInfo().exists() && loader.hasSupportedMediaFormat(source);
+    const RKDrawable drawable
+        = isLoadable ? loader.drawable(source, {side, side}, RKImageOption()) : RKDrawable();
     const QImage thumbnail = drawable.image();
     if (thumbnail.isNull())
-        return QStringLiteral("the picture can't be decoded");
+        return RKLoadingError::of(source).text();
     const auto format = RKDrawable(thumbnail).bestImageFileFormat();
     const QFileInfo target(job.target + u'.' + format.defaultExtension());
     if (!loader.save(RKMediaDescriptor(target), thumbnail))

@@ -2,8 +2,11 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
+#include "RKImageLoader/loading/RKContentFormat_p.h"
+#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "support/RKTestDng.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestThreads.h"
 
@@ -96,8 +99,83 @@ private Q_SLOTS:
             expectWarning(QStringLiteral("could not decode ") + path(name));
             QVERIFY(loader().bitmap(descriptor(name), QSize()).isNull());
         }
+
+        struct
+        {
+            const char* name;
+            RKLoadingError::Kind kind;
+            QString text;
+        } const errors[]{{"png.jpg",
+                             RKLoadingError::Kind::OtherContent,
+                             QStringLiteral("content is PNG, name says JPEG")},
+            {"missing %1.jpg",
+                RKLoadingError::Kind::NotFound,
+                QStringLiteral("there is no such file")},
+            {"video.xyz",
+                RKLoadingError::Kind::Unsupported,
+                QStringLiteral("the format is not supported")},
+            {"no.svg",
+                RKLoadingError::Kind::Unmeasurable,
+                QStringLiteral("this is no picture of that format, or a damaged one")},
+            {"thin.png",
+                RKLoadingError::Kind::UnusableSize,
+                QStringLiteral("3x9 pixels are too small or too thin for a picture")},
+            {"cut.png",
+                RKLoadingError::Kind::Undecodable,
+                QStringLiteral("the picture can't be decoded")}};
+
+        write(path("thin.png"), encoded(quadrants({3, 9}), "png"));
+        write(path("video.xyz"), "?");
+        for (const auto& [name, kind, text] : errors) {
+            const RKLoadingError error = RKLoadingError::of(descriptor(name));
+            QCOMPARE(error.kind(), kind);
+            QCOMPARE(error.text(), text);
+            const bool isOther = kind == RKLoadingError::Kind::OtherContent;
+            QCOMPARE(error.contentFormat(),
+                RKMediaFormat(isOther ? MEDIA_FORMAT_PNG : MEDIA_FORMAT_UNKNOWN));
+        }
+        QCOMPARE(RKLoadingError().kind(), RKLoadingError::Kind::None);
+
         expectWarning(QStringLiteral("Größe nicht bekannt bei ") + missing);
         QVERIFY(!loader().size(descriptor("missing %1.jpg")).isValid());
+    }
+
+    void contentTellsTheFormat()
+    {
+        for (const char* format : {"bmp", "ico", "jpg", "pgm", "png", "tiff", "webp", "xbm", "xpm"})
+        {
+            const QByteArray start = encoded(quadrants({40, 30}), format).left(500);
+            QCOMPARE(RKContentFormat::of(start), RKMediaFormat(format));
+        }
+        const RKTestDng dng{.scene = quadrants({40, 30})};
+        const auto box = [](const char* brand) -> QByteArray {
+            return QByteArray("\0\0\0\x18"
+                              "ftyp",
+                       8)
+                + brand;
+        };
+        const std::pair<const char*, QByteArray> files[]{{"gif", "GIF89a"},
+            {"dng", dng.bytes()},
+            {"raf", "FUJIFILMCCD-RAW 0201"},
+            {"crw", QByteArray("II\x1a\0\0\0HEAPCCDR", 14)},
+            {"cr2", QByteArray("II*\0\x10\0\0\0CR\2\0", 12)},
+            {"svg", "\n<?xml version='1.0'?><svg/>"},
+            {"psd", "8BPS"},
+            {"heic", box("heic")},
+            {"heic", box("mif1")},
+            {"mov", box("qt  ")},
+            {"mp4", box("isom")},
+            {"avi", QByteArray("RIFF\0\0\0\0AVI ", 12)},
+            {"mts", QByteArray("\0\0\0\0\x47", 5).leftJustified(196, 'x') + '\x47'}};
+        for (const auto& [format, start] : files)
+            QCOMPARE(RKContentFormat::of(start), RKMediaFormat(format));
+        for (const char* start : {"", "II", "MM", "<html>", "ftyp", "RIFF"})
+            QCOMPARE(RKContentFormat::of(start), RKMediaFormat());
+
+        // Readers that look at the content anyway.
+        QVERIFY(RKContentFormat::isReadAs(MEDIA_FORMAT_AVI, MEDIA_FORMAT_MP4));
+        QVERIFY(RKContentFormat::isReadAs(MEDIA_FORMAT_TIFF, MEDIA_FORMAT_NEF));
+        QVERIFY(!RKContentFormat::isReadAs(MEDIA_FORMAT_NEF, MEDIA_FORMAT_JPG));
     }
 
     void unsupportedFormatsAreRefusedSilently()
