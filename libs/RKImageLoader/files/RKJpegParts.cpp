@@ -2,6 +2,7 @@
 #include "RKImageLoader/files/RKJpegParts_p.h"
 #include "RKImageLoader/files/RKPartCollector_p.h"
 #include "RKImageLoader/files/RKPhotoshopResources_p.h"
+#include "RKImageLoader/files/RKTiffStructure_p.h"
 
 #include <algorithm>
 #include <limits>
@@ -65,7 +66,8 @@ Segment segmentOf(QByteArrayView bytes)
 
 QByteArrayView dataOf(const QByteArray& bytes, QByteArrayView name)
 {
-    return segmentOf(bytes).data.sliced(name.size());
+    const QByteArrayView data = segmentOf(bytes).data;
+    return data.sliced(std::min(name.size(), data.size()));
 }
 
 QByteArray segment(quint8 marker, QByteArrayView name, QByteArrayView data)
@@ -197,6 +199,53 @@ QList<QByteArray> withIptc(const QByteArray& block, const QList<QByteArray>& seg
     return result;
 }
 
+constexpr char kMultiPicture[] = "segment APP2 MPF";
+
+qsizetype indexOfMultiPicture(const Parts& parts)
+{
+    return std::find_if(parts.begin(), parts.end(), [](const Part& part) {
+        return part.name == kMultiPicture;
+    }) - parts.begin();
+}
+
+/// The places of further pictures after the first, which are counted from this segment, with
+/// something added (CIPA DC-007, 5.2.3.3).
+QByteArray withMovedPictures(const QByteArray& bytes, qint64 by)
+{
+    constexpr QByteArrayView kName("MPF\0", 4);
+    constexpr quint16 kEntries = 0xb002;
+    constexpr qint64 kEntrySize = 16;
+    constexpr qint64 kOffsetInEntry = 8;
+    const QByteArrayView data = dataOf(bytes, kName);
+    const RKTiffStructure tiff(data);
+    QByteArray moved = bytes;
+    for (const RKTiffStructure::Entry& entry : tiff.entriesOf(tiff.firstDirectory())) {
+        const auto range = tiff.valueRange(entry);
+        if (!tiff.isValid() || entry.tag != kEntries || !range)
+            continue;
+        for (qint64 at = qint64(range->start) + kOffsetInEntry; at < qint64(range->end);
+             at += kEntrySize) {
+            const quint32 offset = tiff.numberAt(at);
+            // That of the first picture is 0.
+            if (offset == 0 || at + qint64(sizeof offset) > qint64(range->end))
+                continue;
+            moved.replace(bytes.size() - data.size() + at,
+                sizeof offset,
+                RKByteReader::bytesOf(static_cast<quint32>(offset + by), tiff.byteOrder()));
+        }
+    }
+    return moved;
+}
+
+/// The bytes between a part and the pictures.
+qint64 bytesAfter(const Parts& parts, qsizetype index)
+{
+    qint64 bytes = 0;
+    for (const Part& part : parts.mid(index + 1))
+        bytes += part.piece.bytes.size();
+    return bytes;
+}
+
 QByteArray iccProfileIn(const QList<QByteArray>& segments)
 {
     std::map<quint8, QByteArray> chunks;
@@ -289,6 +338,11 @@ Parts RKJpegParts::comparable(const Parts& parts) const
         else
             result.append(part);
     }
+    // The places of further pictures, counted from the end of the segments.
+    if (const qsizetype index = indexOfMultiPicture(result); index < result.size()) {
+        QByteArray& bytes = result[index].piece.bytes;
+        bytes = withMovedPictures(bytes, -bytesAfter(parts, indexOfMultiPicture(parts)));
+    }
     for (const Group& group : groupsOf(segments)) {
         const RKPhotoshopResources resources(group.section);
         for (const RKPhotoshopResources::Resource& resource : resources.all()) {
@@ -307,11 +361,8 @@ Parts RKJpegParts::comparable(const Parts& parts) const
 
 qsizetype RKJpegParts::placeFor(Content content, const Parts& parts) const
 {
-    const auto isMultiPicture = [](const Part& part) { return part.name == "segment APP2 MPF"; };
-    const qsizetype index
-        = std::find_if(parts.begin(), parts.end(), isMultiPicture) - parts.begin();
     // The other pictures' places are counted from that segment.
-    return std::min(RKImageFileFormat::placeFor(content, parts), index);
+    return std::min(RKImageFileFormat::placeFor(content, parts), indexOfMultiPicture(parts));
 }
 
 qsizetype RKJpegParts::leadingParts(const Parts& parts) const
@@ -325,8 +376,12 @@ qsizetype RKJpegParts::leadingParts(const Parts& parts) const
 
 void RKJpegParts::adjust(Parts& parts, const Parts& before) const
 {
-    Q_UNUSED(parts)
-    Q_UNUSED(before)
+    const qsizetype index = indexOfMultiPicture(parts);
+    const qsizetype old = indexOfMultiPicture(before);
+    if (index == parts.size() || old == before.size())
+        return;
+    QByteArray& bytes = parts[index].piece.bytes;
+    bytes = withMovedPictures(bytes, bytesAfter(parts, index) - bytesAfter(before, old));
 }
 
 QByteArray RKJpegParts::block(Content content, const QList<QByteArray>& parts) const

@@ -313,6 +313,37 @@ private Q_SLOTS:
         QCOMPARE(parts.parts(Content::Iptc).first(), jpegSegment('\xed', name + path + path));
     }
 
+    void furtherPicturesAreFound()
+    {
+        // A segment between the list of pictures and the second one grows.
+        const auto little
+            = [](auto number) { return RKByteReader::bytesOf(number, QSysInfo::LittleEndian); };
+        const QByteArray entry = little(quint32(0)) + little(quint32(9));
+        const QByteArray list = QByteArray("MPF\0II*\0\x8\0\0\0", 12) + little(quint16(1))
+            + little(quint16(0xb002)) + little(quint16(7)) + little(quint32(32))
+            + little(quint32(26)) + little(quint32(0)) + entry + little(quint64(0)) + entry
+            + little(quint32(0x1234)) + little(quint32(0));
+        const QByteArray profile = QByteArray("ICC_PROFILE\0\1\1", 14) + "profile";
+        const QByteArray file
+            = jpegOf(jpegSegment('\xe2', list) + jpegSegment('\xe2', profile)) + "second";
+        RKImageFileParts parts(file);
+        QVERIFY(parts.setIccProfile("another profile"));
+        const QByteArray changed = parts.file();
+        QCOMPARE(changed.size(), file.size() + 8);
+        QVERIFY(changed.contains(little(quint32(0x123c))));
+        const RKImageFileParts after(changed);
+        QCOMPARE(RKImageFileParts::firstDifference(RKImageFileParts(file), after, {Content::Icc}),
+            QString());
+        QByteArray wrong = changed;
+        wrong.replace(little(quint32(0x123c)), little(quint32(0x1234)));
+        QCOMPARE(RKImageFileParts::firstDifference(
+                     RKImageFileParts(file), RKImageFileParts(wrong), {Content::Icc}),
+            QStringLiteral("segment APP2 MPF"));
+        // A new segment comes before the list.
+        QVERIFY(parts.setXmpPacket("packet"));
+        QVERIFY(parts.file().contains(little(quint32(0x123c))));
+    }
+
     void exifInATextStaysThere()
     {
         const QByteArray png = imageFile("PNG");
