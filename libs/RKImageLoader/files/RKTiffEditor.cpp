@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 
 namespace {
 
@@ -30,8 +31,9 @@ bool isUsedOnce(
 
 } // namespace
 
-RKTiffEditor::RKTiffEditor(const QByteArray& structure)
-    : m_bytes(structure)
+RKTiffEditor::RKTiffEditor(const QByteArray& structure, Places places)
+    : m_places(places)
+    , m_bytes(structure)
 {
 }
 
@@ -161,7 +163,7 @@ quint32 RKTiffEditor::append(const QByteArray& bytes)
 quint32 RKTiffEditor::put(
     const QByteArray& bytes, const std::optional<Range>& old, const std::vector<Range>& used)
 {
-    const bool mayStay = old
+    const bool mayStay = old && m_places == Places::Reuse
         && (quint64(bytes.size()) <= old->size() || old->end == quint64(m_bytes.size()))
         && isUsedOnce(*old, used);
     if (!mayStay)
@@ -182,44 +184,43 @@ bool RKTiffEditor::canTake(const QList<Entry>& entries, qsizetype others) const
     return size <= kMaxSize && entries.size() < kMaxEntries;
 }
 
-/// The entries of a directory after a change; nullopt where one of its tags is there twice, or of
-/// an unknown type.
+/// The entries of a directory after a change; nullopt where one of its tags is of an unknown type.
 std::optional<QList<RKTiffEditor::Entry>> RKTiffEditor::changedEntries(
     quint32 directory, const QList<Tag>& set, const QList<quint16>& removed) const
 {
     QList<Entry> entries;
-    const auto isAmbiguous = [old = read().entriesOf(directory)](quint16 number) {
-        return std::count_if(old.begin(), old.end(), [number](const auto& entry) {
-            return entry.tag == number;
-        }) > 1;
-    };
+    // The places of the values that are replaced, by their tags.
+    std::multimap<quint16, std::optional<Range>> replaced;
     for (const RKTiffStructure::Entry& entry : read().entriesOf(directory)) {
-        if (!removed.contains(entry.tag)) {
+        const bool isReplaced = std::any_of(
+            set.begin(), set.end(), [&entry](const Tag& tag) { return tag.number == entry.tag; });
+        if (isReplaced)
+            replaced.emplace(entry.tag, outsideRange(entry));
+        else if (!removed.contains(entry.tag))
             entries.append({entry.tag,
                 entry.type,
                 entry.count,
                 m_bytes.mid(entry.field, kFieldSize),
                 {},
                 outsideRange(entry)});
-        } else if (isAmbiguous(entry.tag)) {
-            return {};
-        }
     }
     for (const Tag& tag : set) {
         const quint32 size = RKTiffType::sizeOf(tag.type);
-        if (size == 0 || tag.value.size() % size != 0 || isAmbiguous(tag.number))
+        if (size == 0 || tag.value.size() % size != 0)
             return {};
-        auto at = std::find_if(entries.begin(), entries.end(), [&tag](const Entry& entry) {
-            return entry.tag >= tag.number;
+        const auto old = replaced.find(tag.number);
+        const auto at = std::find_if(entries.begin(), entries.end(), [&tag](const Entry& entry) {
+            return entry.tag > tag.number;
         });
-        if (at == entries.end() || at->tag != tag.number)
-            at = entries.insert(at, Entry());
-        *at = {tag.number,
-            tag.type,
-            static_cast<quint32>(tag.value.size() / size),
-            {},
-            tag.value,
-            at->old};
+        entries.insert(at,
+            {tag.number,
+                tag.type,
+                static_cast<quint32>(tag.value.size() / size),
+                {},
+                tag.value,
+                old == replaced.end() ? std::nullopt : old->second});
+        if (old != replaced.end())
+            replaced.erase(old);
     }
     return entries;
 }
@@ -274,7 +275,7 @@ quint32 RKTiffEditor::makeRoom(quint32 directory, qsizetype entries, const std::
     const Range old{directory, end};
     const quint32 place = put(blank, old, used);
     // Some files have a second way to the old place: nobody is to read there what was.
-    if (place != directory && isUsedOnce(old, used))
+    if (place != directory && m_places == Places::Reuse && isUsedOnce(old, used))
         overwrite(old.start, QByteArray(qsizetype(old.size()), '\0'));
     return place;
 }
@@ -286,7 +287,8 @@ void RKTiffEditor::rewrite(
 {
     const QSysInfo::Endian order = read().byteOrder();
     const auto oldSize = sizeOfDirectory(qsizetype(read().entriesOf(place.directory).size()));
-    const bool mayStay = place.directory != 0 && sizeOfDirectory(entries.size()) <= oldSize
+    const bool mayStay = place.directory != 0 && m_places == Places::Reuse
+        && sizeOfDirectory(entries.size()) <= oldSize
         && isUsedOnce({place.directory, place.directory + quint64(oldSize)}, used);
     const quint32 directory
         = mayStay ? place.directory : makeRoom(place.directory, entries.size(), used);

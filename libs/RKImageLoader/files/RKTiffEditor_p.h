@@ -43,7 +43,16 @@ public:
         QByteArray value;
     };
 
-    explicit RKTiffEditor(const QByteArray& structure);
+    enum class Places
+    {
+        /// What fits is written over what it replaces, unless something else uses that place.
+        Reuse,
+        /// Everything is appended. The old bytes stay: the maker note of some files claims more
+        /// than its own.
+        Keep
+    };
+
+    explicit RKTiffEditor(const QByteArray& structure, Places places = Places::Reuse);
 
     /// The structure has a main directory that can be read.
     bool isValid() const;
@@ -56,9 +65,10 @@ public:
     /// The first tag with that number in the main directory.
     std::optional<Tag> tag(quint16 number) const;
 
-    /// Sets and removes tags of a directory, which is made where it is missing. False, and nothing
-    /// changed, for an invalid structure, for one that would exceed 4 GiB, where the directory lies
-    /// outside, and where it has one of the tags twice.
+    /// Sets and removes tags of a directory, which is made where it is missing. A number may stand
+    /// there more than once: all of its tags are replaced by those given. False, and nothing
+    /// changed, for an invalid structure, for one that would exceed 4 GiB, and where the directory
+    /// lies outside.
     bool change(Directory directory, const QList<Tag>& set, const QList<quint16>& removed);
 
     /// Replaces the second directory by one with these tags and the bytes of a JPEG, whose place
@@ -120,5 +130,6 @@ private:
     quint32 put(
         const QByteArray& bytes, const std::optional<Range>& old, const std::vector<Range>& used);
 
+    const Places m_places;
     QByteArray m_bytes;
 };

@@ -78,12 +78,22 @@ const RKFamilyChanges& RKImageFileUpdate::changes() const
 
 std::optional<RKImageContent> RKImageFileUpdate::edited() const
 {
+    return editedWith(RKTiffEditor::Places::Reuse);
+}
+
+std::optional<RKImageContent> RKImageFileUpdate::appended() const
+{
+    return editedWith(RKTiffEditor::Places::Keep);
+}
+
+std::optional<RKImageContent> RKImageFileUpdate::editedWith(RKTiffEditor::Places places) const
+{
     return orNothing([&]() -> std::optional<RKImageContent> {
         if (const RKImageFileParts* parts = m_old.parts())
-            return updatedParts(editedExif(parts->exifBlock()));
+            return updatedParts(editedExif(parts->exifBlock(), places));
         if (RKExiv2Compat::isSidecar(m_old.readable()))
             return RKImageContent(QByteArray::fromStdString(m_wanted.xmpPacket));
-        const auto file = editedTiff();
+        const auto file = editedTiff(places);
         return file ? std::optional(RKImageContent(*file)) : std::nullopt;
     });
 }
@@ -118,9 +128,10 @@ std::optional<RKImageContent> RKImageFileUpdate::updatedParts(
     return RKImageContent(parts);
 }
 
-std::optional<QByteArray> RKImageFileUpdate::editedExif(const QByteArray& structure) const
+std::optional<QByteArray> RKImageFileUpdate::editedExif(
+    const QByteArray& structure, RKTiffEditor::Places places) const
 {
-    RKTiffEditor editor(structure);
+    RKTiffEditor editor(structure, places);
     if (!editor.isValid() || !editTags(editor) || !editThumbnail(editor))
         return {};
     return editor.structure();
@@ -165,9 +176,9 @@ std::optional<RKImageContent> RKImageFileUpdate::encodedTiff() const
     return RKImageContent(file);
 }
 
-std::optional<QByteArray> RKImageFileUpdate::editedTiff() const
+std::optional<QByteArray> RKImageFileUpdate::editedTiff(RKTiffEditor::Places places) const
 {
-    RKTiffEditor editor(m_old.readable());
+    RKTiffEditor editor(m_old.readable(), places);
     if (!editor.isValid() || !editTags(editor) || !editThumbnail(editor))
         return {};
     if (m_changes.hasIptcChanged() && !editIptc(editor))

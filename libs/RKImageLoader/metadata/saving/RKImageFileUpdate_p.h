@@ -40,16 +40,20 @@ public:
     /// The file with its metadata edited in place; nullopt where one of the changes cannot be made
     /// that way.
     std::optional<RKImageContent> edited() const;
+    /// The same with all old bytes of a TIFF structure left in their places.
+    std::optional<RKImageContent> appended() const;
     /// The file with its Exif data, in a TIFF-based file all families, encoded by exiv2; nullopt if
     /// exiv2 cannot do that.
     std::optional<RKImageContent> encoded() const;
 
 private:
     std::optional<RKImageContent> updatedParts(const std::optional<QByteArray>& exif) const;
-    std::optional<QByteArray> editedExif(const QByteArray& structure) const;
+    std::optional<RKImageContent> editedWith(RKTiffEditor::Places places) const;
+    std::optional<QByteArray> editedExif(
+        const QByteArray& structure, RKTiffEditor::Places places) const;
     std::optional<QByteArray> encodedExif(const QByteArray& structure) const;
     std::optional<RKImageContent> encodedTiff() const;
-    std::optional<QByteArray> editedTiff() const;
+    std::optional<QByteArray> editedTiff(RKTiffEditor::Places places) const;
     bool editTags(RKTiffEditor& editor) const;
     bool editThumbnail(RKTiffEditor& editor) const;
     bool editXmp(RKTiffEditor& editor) const;

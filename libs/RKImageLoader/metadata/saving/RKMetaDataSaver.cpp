@@ -1,6 +1,7 @@
 #include "RKImageLoader/files/RKCTime.h"
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/saving/RKMetaDataSaver_p.h"
 #include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
@@ -138,6 +139,11 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
         RKExiv2Compat::isTiffFamily(*image) ? RKExiv2Library::tiffMutex() : nullptr);
     const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
     RKExiv2Library::readMetadata(*image);
+    // exiv2 keeps the packet of other formats only.
+    if (RKExiv2Compat::isTiffBased(*image)) {
+        if (const auto tag = RKTiffEditor(content->readable()).tag(RKTiffTag::kXmp))
+            image->xmpPacket() = tag->value.toStdString();
+    }
     const RKImageFamilies before = RKImageFamilies::of(*image);
     auto wanted = merged(image, before, *content);
     if (!wanted) {
@@ -160,7 +166,9 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
 
     const RKSaveProof proof(*content, *wanted, update.changes());
     QStringList losses;
-    for (const auto way : {&RKImageFileUpdate::edited, &RKImageFileUpdate::encoded}) {
+    for (const auto way :
+        {&RKImageFileUpdate::edited, &RKImageFileUpdate::appended, &RKImageFileUpdate::encoded})
+    {
         const auto updated = (update.*way)();
         if (!updated)
             continue;

@@ -3,6 +3,8 @@
 #include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 
+#include <algorithm>
+#include <map>
 #include <set>
 
 using Content = RKImageFileParts::Content;
@@ -53,6 +55,8 @@ QString RKSaveProof::loss(const RKImageContent& after) const
         loss = lossOfParts(*m_before.parts(), *after.parts());
     else if (RKExiv2Compat::isSidecar(m_before.readable()))
         loss = lossOfXmp(m_before.readable(), after.readable());
+    else
+        loss = lossOfTiff(m_before.readable(), after.readable());
     return loss.isEmpty() ? lossOnReading(after) : loss;
 }
 
@@ -61,8 +65,11 @@ QString RKSaveProof::lossOfParts(
 {
     QList<Content> owned;
     QString loss;
-    if (m_changes.hasExifChanged())
+    if (m_changes.hasExifChanged()) {
         owned.append(Content::Exif);
+        if (!before.exifBlock().isEmpty())
+            loss = lossOfTiff(before.exifBlock(), after.exifBlock());
+    }
     if (loss.isEmpty() && m_changes.hasIptcChanged()) {
         owned.append(Content::Iptc);
         loss = lossOfIptc(before.iptcBlock(), after.iptcBlock());
@@ -80,6 +87,47 @@ QString RKSaveProof::lossOfParts(
         return loss;
     const QString part = RKImageFileParts::firstDifference(before, after, owned);
     return part.isEmpty() ? part : QStringLiteral("%1 would change").arg(part);
+}
+
+/// What an edit of a TIFF structure may change.
+QList<RKTiffComparison::Owned> RKSaveProof::ownedTags() const
+{
+    static const std::map<std::string, QByteArray> directories{{"Image", "IFD0"},
+        {"Photo", "IFD0/Exif"},
+        {"GPSInfo", "IFD0/GPS"},
+        {"Iop", "IFD0/Exif/Iop"},
+        {"Thumbnail", "IFD1"}};
+    QList<RKTiffComparison::Owned> owned;
+    for (const auto& [group, number] : m_changes.exifTags()) {
+        const auto directory = directories.find(group);
+        if (directory != directories.end())
+            owned.append({directory->second, number});
+        else
+            owned.append({"IFD0/Exif", RKTiffTag::kMakerNote});
+    }
+    if (m_changes.hasThumbnailChanged())
+        owned.append({"IFD1"});
+    // In a TIFF-based file the other families are tags, too.
+    if (m_changes.hasIptcChanged()) {
+        owned.append({"IFD0", RKTiffTag::kIptc});
+        owned.append({"IFD0", RKTiffTag::kPhotoshop});
+    }
+    if (!m_changes.xmpProperties().empty())
+        owned.append({"IFD0", RKTiffTag::kXmp});
+    return owned;
+}
+
+QString RKSaveProof::lossOfTiff(const QByteArray& before, const QByteArray& after) const
+{
+    const QStringList differences = RKTiffComparison::differences(before, after, ownedTags());
+    if (!differences.isEmpty())
+        return QStringLiteral("%1 would change").arg(differences.join(QStringLiteral(", ")));
+    if (m_before.parts() || m_changes.xmpProperties().empty())
+        return {};
+    const auto packetOf = [](const QByteArray& structure) {
+        return RKTiffEditor(structure).tag(RKTiffTag::kXmp).value_or(RKTiffEditor::Tag()).value;
+    };
+    return lossOfXmp(packetOf(before), packetOf(after));
 }
 
 QString RKSaveProof::lossOfIptc(const QByteArray& before, const QByteArray& after) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/files/RKTiffComparison_p.h"
 #include "RKImageLoader/metadata/saving/RKImageContent_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
 
@@ -24,7 +25,9 @@ public:
     QString loss(const RKImageContent& after) const;
 
 private:
+    QList<RKTiffComparison::Owned> ownedTags() const;
     QString lossOfParts(const RKImageFileParts& before, const RKImageFileParts& after) const;
+    QString lossOfTiff(const QByteArray& before, const QByteArray& after) const;
     QString lossOfIptc(const QByteArray& before, const QByteArray& after) const;
     QString lossOfXmp(const QByteArray& before, const QByteArray& after) const;
     QString lossOnReading(const RKImageContent& after) const;
