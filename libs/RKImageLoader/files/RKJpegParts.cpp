@@ -20,7 +20,6 @@ constexpr qsizetype kMaxData = std::numeric_limits<quint16>::max() - kLengthSize
 
 constexpr quint8 kFill = 0xff;
 constexpr quint8 kFirstRestart = 0xd0;
-constexpr quint8 kStartOfImage = 0xd8;
 constexpr quint8 kFirstFrame = 0xc0;
 constexpr quint8 kEndOfImage = 0xd9;
 constexpr quint8 kStartOfScan = 0xda;
