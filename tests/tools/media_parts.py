@@ -301,7 +301,7 @@ def jp2(data, parts):
             value = value[16:]
             value = value[6:] if value.startswith(b"Exif\0\0") else value
             {"exif": parts.tiff, "iptc": parts.iptc, "xmp": parts.xmp}[kind](value)
-        elif name == b"colr" and value[0] == 2:
+        elif name == b"colr" and value[0] in (2, 3):
             parts.add("Icc", value[3:])
         else:
             parts.add("JP2:" + name.decode("latin-1"), value)

@@ -13,6 +13,7 @@ XMP = ["XmpPacket"]
 IPTC = ["Iptc:1:90", "Iptc:2:0", "8BIM:0425"]
 IPTC_TAGS = ["IPTC*:CodedCharacterSet", "IPTC*:EnvelopeRecordVersion", "IPTC*:ApplicationRecordVersion",
              "Photoshop:IPTCDigest", "File:CurrentIPTCDigest"]
+CONTAINERS = ("JPEG:", "PNG:", "RIFF:", "JP2:", "PSD:")
 TITLE = "Xmp:*/1.1/}title:x-default"
 PLACE = "Xmp:*/exif/1.0/}GPSLongitude"
 COMMENT = "Xmp:*/exif/1.0/}UserComment*"
@@ -40,7 +41,8 @@ class Edit(typing.NamedTuple):
         if all(name.startswith("Xmp") for name in before):
             parts, tags = parts + XMP + self.sidecar_parts, tags + self.sidecar_tags
         kind = before.get("Exif:IFD1:00fe", [b"\0"])[0]
-        if "Exif:IFD1:0100" in before and "Exif:IFD1:0201" not in before and not kind[0] & 1:
+        is_tiff = not any(name.startswith(CONTAINERS) for name in before)
+        if is_tiff and "Exif:IFD1:0100" in before and "Exif:IFD1:0201" not in before and not kind[0] & 1:
             # A second page, and no thumbnail.
             parts, tags = ([name for name in names if "IFD1" not in name] for names in (parts, tags))
         return parts, tags
@@ -112,7 +114,7 @@ def edits(folder, profile, wanted=None):
                      "PNG:SRGBRendering", "PNG:Gamma", "PNG:WhitePoint*", "PNG:Red*", "PNG:Green*",
                      "PNG:Blue*", "Jpeg2000:Color*"],
                     wanted=["Icc"], value=pathlib.Path(profile).read_bytes()),
-        "thumbnail-file": Edit(["--thumbnail", str(picture)], ["Exif:IFD1:*"], ["IFD1:*"],
+        "thumbnail-file": Edit(["--thumbnail", str(picture)], ["Exif:IFD1*"], ["IFD1:*"],
                                wanted=["Exif:IFD1:0201"], value=b"\xff\xd8\xff"),
         "faces": Edit(["faces", "set", None, str(faces)], XMP + [REGIONS], ["XMP-mwg-rs:*"],
                       wanted=[REGIONS], value=b"Anna"),

@@ -8,13 +8,14 @@ The edit must be readable afterwards, and every other tag that exiftool lists an
 the same picture after all edits at once. EXCEPTIONS is a JSON file: "moved" are patterns of tags that
 are places in the file, "added" of tags and parts that come with a new block of metadata; "cases" are
 what else differs, each with its reason and with patterns of files, edits, and tags or parts ("refused":
-the edit was). A pattern of a case that matches nothing is a failure too.
+the edit was; "why" is a pattern of the reason). A pattern that matches nothing is a failure too.
 
 --subset takes the smallest file of every format and camera maker only.
 Exit code 77, for "skipped", without samples or exiftool.
 """
 import argparse
 import concurrent.futures
+import fnmatch
 import json
 import pathlib
 import re
@@ -92,18 +93,19 @@ class Roundtrip:
                 is_longer = set(before.get(tag, [])) <= set(other)
                 if not is_longer or not media_parts.matches(tag, added):
                     yield name, tag, one, other
-            if edit_name == "all" and shutil.which("ffmpeg") \
-                    and picture(self.samples / name) != picture(folder / name):
-                yield name, "picture", "", "changed"
+            if edit_name == "all" and shutil.which("ffmpeg"):
+                seen = picture(self.samples / name)
+                if seen and seen != picture(folder / name):
+                    yield name, "picture", seen, "changed"
         shutil.rmtree(folder)
 
-    def is_known(self, name, edit, tag):
+    def is_known(self, name, edit, tag, after):
         """Whether a case covers the difference; takes note of its patterns that do."""
         known = False
         for at, case in enumerate(self.exceptions["cases"]):
             hits = {(at, key, pattern) for key, value in (("files", name), ("edits", edit), ("tags", tag))
                     for pattern in case[key] if media_parts.matches(value, [pattern])}
-            if len({key for _, key, _ in hits}) == 3:
+            if len({key for _, key, _ in hits}) == 3 and fnmatch.fnmatch(str(after), case.get("why", "*")):
                 self.hits |= hits
                 known = True
         return known
@@ -144,7 +146,7 @@ def main():
         for edit, differences in zip(edits, found):
             faults = {}
             for name, tag, one, other in differences:
-                if not roundtrip.is_known(name, edit, tag):
+                if not roundtrip.is_known(name, edit, tag, other):
                     faults.setdefault(name, []).append(f"{tag}: {short(one)} -> {short(other)}")
             for name, texts in faults.items():
                 shown = texts if options.verbose else texts[:SHOWN]
