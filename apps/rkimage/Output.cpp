@@ -33,7 +33,9 @@ QString Output::withReason(const QString& failure, const QStringList& warnings)
     // These only say that something failed, which the line does already.
     static const QRegularExpression empty(QStringLiteral(
         "^(could not decode|failed to save|Größe nicht bekannt|Groesse nicht bekannt)"));
-    for (const QString& warning : warnings) {
+    // Readers may have complained of details before the file was refused.
+    const QStringList reasons = warnings.filter(QStringLiteral(" refused: ")) + warnings;
+    for (const QString& warning : reasons) {
         if (!warning.contains(empty))
             return QStringLiteral("%1 (%2)").arg(failure, warning);
     }

@@ -9,6 +9,7 @@
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/guards/RKMngLoops_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
 
 #include <QBuffer>
@@ -17,6 +18,7 @@
 #include <QImageReader>
 #include <QImageWriter>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -44,6 +46,10 @@ constexpr std::array kNotWritten{"pbm",
     "heif",
     "heifs"};
 
+// Formats whose readers leave parts of a damaged picture as they find them, for instance where the
+// run lengths of a BMP file end early. What was in memory before must not show there.
+constexpr std::array kWithGaps{"bmp"};
+
 constexpr qint64 kSignatureSize = 8;
 
 // Values of RKMediaFormat::preferredEncoderOptionEnum().
@@ -65,6 +71,27 @@ bool canHold(const QByteArray& data, const QSize& size)
     return false;
 }
 
+// A wanted picture of far fewer pixels must not cost what the whole one does.
+bool isWorthReducing(const QByteArray& data, const QSize& stored, const QSize& target)
+{
+    constexpr qint64 kFarFewer = 4;
+    if (kFarFewer * target.width() * target.height() > qint64(stored.width()) * stored.height()
+        || RKPictureHeaderCheck::canBeReduced(data, stored))
+        return true;
+    qWarning("Picture refused: making it smaller takes too much memory or time");
+    return false;
+}
+
+// The file without what would keep a reader busy and is not needed for the picture. Empty, with a
+// warning, if nothing is left.
+QByteArray readable(const QByteArray& data)
+{
+    const QByteArray bytes = RKPngChunks::repaired(RKMngLoops::removed(data));
+    if (bytes.isEmpty() && !data.isEmpty())
+        qWarning("Picture refused: a chunk claims more bytes than the file has");
+    return bytes;
+}
+
 bool turnsByAQuarter(const QImageReader& reader)
 {
     return reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
@@ -84,8 +111,7 @@ bool requestScaling(QImageReader& reader, const QSize& wanted)
     return true;
 }
 
-// An empty picture for the reader to fill. Some readers leave gaps as they find them, for instance
-// BMP where the run lengths end early, and what was in memory before must not show.
+// An empty picture for the reader to fill.
 QImage blank(const QImageReader& reader, const QSize& size)
 {
     const QImage::Format format = reader.imageFormat();
@@ -154,21 +180,26 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QSize& wantedSize,
     const RKMediaDescriptor&) const
 {
-    const QSize stored = size(data, format);
+    const QByteArray bytes = readable(data);
+    const QSize stored = measured(bytes, format);
     if (stored.isEmpty())
         reportFailure(data, format);
-    if (!RKDrawable::isAcceptableSize(stored) || !canHold(data, stored))
+    if (!RKDrawable::isAcceptableSize(stored) || !canHold(bytes, stored))
         return {};
-    if (wantedSize.isValid()
-        && !RKImageScaler::isFeasible(calculateRealTargetSize(wantedSize, stored))) {
-        qWarning("Picture refused: the wanted size is too large");
-        return {};
+    if (wantedSize.isValid()) {
+        const QSize target = calculateRealTargetSize(wantedSize, stored);
+        if (!RKImageScaler::isFeasible(target)) {
+            qWarning("Picture refused: the wanted size is too large");
+            return {};
+        }
+        if (!isWorthReducing(bytes, stored, target))
+            return {};
     }
 
     const QByteArray name = format.toLower();
     // Measuring may have read the picture, and few readers read it twice.
     QBuffer buffer;
-    buffer.setData(RKMngLoops::removed(data));
+    buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, format);
     if (isHeic(format))
@@ -177,8 +208,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const bool isScaled
         = wantedSize.isValid() && !name.startsWith("tif") && requestScaling(reader, wantedSize);
 
-    // JPEG pictures have no gaps, and they are the ones that have to be fast.
-    const bool mayHaveGaps = !isScaled && !name.startsWith("jp");
+    const bool mayHaveGaps = !isScaled && std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
     QImage image = RKImageAttributes::withoutMetaDataTexts(
         readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage()));
     if (image.isNull()) {
@@ -236,20 +266,19 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
         qWarning().noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
-    // Readers go back and forth, and MNG files have to be made safe first.
-    if (device->isSequential() || RKMngLoops::isMng(device->peek(kSignatureSize)))
+    // Readers go back and forth, and these two formats have to be made safe first.
+    const QByteArray signature = device->peek(kSignatureSize);
+    if (device->isSequential() || RKMngLoops::isMng(signature))
         return size(device->readAll(), format);
+    if (RKPngChunks::isPng(signature))
+        return measured(RKPngChunks::header(*device), format);
     QImageReader reader(device, format);
     return heicAwareSize(reader);
 }
 
 QSize RKBitmapDecoderQt::size(const QByteArray& data, const QByteArray& format) const
 {
-    QBuffer buffer;
-    buffer.setData(RKMngLoops::removed(data));
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer, format);
-    return heicAwareSize(reader);
+    return measured(readable(data), format);
 }
 
 QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) const
@@ -273,6 +302,15 @@ QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const
         size = image.isNull() ? QSize() : image.size();
     }
     return mustSwap ? size.transposed() : size;
+}
+
+QSize RKBitmapDecoderQt::measured(const QByteArray& bytes, const QByteArray& format) const
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, format);
+    return bytes.isEmpty() ? QSize() : heicAwareSize(reader);
 }
 
 QString RKBitmapDecoderQt::name() const

@@ -8,7 +8,8 @@ class QImageReader;
 /// The bitmap formats that Qt and its plug-ins read and write. Stateless and thread-safe.
 ///
 /// A picture whose header promises more than its data can hold is refused with a warning, before
-/// memory is taken for it.
+/// memory is taken for it. So is a wanted picture of far fewer pixels than a huge one that can't be
+/// scaled while it is decoded.
 class RKIMAGELOADER_EXPORT RKBitmapDecoderQt : public RKBitmapDecoder
 {
 public:
@@ -44,6 +45,8 @@ public:
     QString name() const override;
 
 private:
+    /// The size of the picture in bytes that are safe to read.
+    QSize measured(const QByteArray& bytes, const QByteArray& format) const;
     static RKMediaFormatList createReadableImageFileFormats();
     static RKMediaFormatList createWritableImageFileFormats();
 };

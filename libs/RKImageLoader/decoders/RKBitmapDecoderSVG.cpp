@@ -3,6 +3,7 @@
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 
 #include <QBuffer>
@@ -71,6 +72,8 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
         qWarning("SVG document refused: it wants to be too large");
         return {};
     }
+    if (!RKSvgPaintCost::isAffordable(renderer))
+        return {};
     QImage image(target, QImage::Format_ARGB32_Premultiplied);
     if (image.isNull())
         return {};

@@ -1,5 +1,6 @@
 #include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
@@ -7,6 +8,7 @@
 #include <QPainter>
 
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -42,30 +44,39 @@ bool isUsable(const QRectF& rect)
 } // namespace
 
 RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(const QByteArray& svg)
-    : RKDrawableInterfaceQSvgRenderer(svg, RKSvgSanitizer::sanitized(svg))
+    : m_document(read(svg))
 {
-}
-
-RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(
-    const QByteArray& svg, const QByteArray& safeSvg)
-    : m_svg(svg)
-    , m_safeSvg(safeSvg)
-{
-    // An animated document would start a timer, which needs a thread with an event loop.
-    m_renderer.setFramesPerSecond(0);
-    m_renderer.load(m_safeSvg);
-    const QRectF viewBox = m_renderer.viewBoxF();
+    const QRectF viewBox = m_document->renderer.viewBoxF();
     if (isUsable(viewBox))
         m_nominalRect = QRectF(QPointF(), viewBox.size());
 }
 
+RKDrawableInterfaceQSvgRenderer::RKDrawableInterfaceQSvgRenderer(
+    std::shared_ptr<Document> document, const QRectF& nominalRect)
+    : m_document(std::move(document))
+    , m_nominalRect(nominalRect)
+{
+}
+
 RKDrawableInterfaceQSvgRenderer::~RKDrawableInterfaceQSvgRenderer() = default;
+
+std::shared_ptr<RKDrawableInterfaceQSvgRenderer::Document> RKDrawableInterfaceQSvgRenderer::read(
+    const QByteArray& svg)
+{
+    auto document = std::make_shared<Document>();
+    document->svg = svg;
+    QSvgRenderer& renderer = document->renderer;
+    // An animated document would start a timer, which needs a thread with an event loop.
+    renderer.setFramesPerSecond(0);
+    renderer.load(RKSvgSanitizer::sanitized(svg));
+    if (!RKSvgPaintCost::isAffordable(renderer))
+        renderer.load(QByteArray());
+    return document;
+}
 
 RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::clone() const
 {
-    auto* copy = new RKDrawableInterfaceQSvgRenderer(m_svg, m_safeSvg);
-    copy->m_nominalRect = m_nominalRect;
-    return copy;
+    return new RKDrawableInterfaceQSvgRenderer(m_document, m_nominalRect);
 }
 
 RKDrawableInterfaceQSvgRenderer* RKDrawableInterfaceQSvgRenderer::scaled(const QSize& size) const
@@ -91,7 +102,7 @@ QImage RKDrawableInterfaceQSvgRenderer::image() const
 
 QByteArray RKDrawableInterfaceQSvgRenderer::svg() const
 {
-    return m_svg;
+    return m_document->svg;
 }
 
 bool RKDrawableInterfaceQSvgRenderer::draw(
@@ -103,8 +114,8 @@ bool RKDrawableInterfaceQSvgRenderer::draw(
     if (target.isEmpty() || source.isEmpty())
         return true;
 
-    const QMutexLocker locker(&m_rendererMutex);
-    const QRectF viewBox = m_renderer.viewBoxF();
+    const QMutexLocker locker(&m_document->mutex);
+    const QRectF viewBox = m_document->renderer.viewBoxF();
     const Factors unitsPerPixel = Factors::of(viewBox.size(), m_nominalRect.size());
     const QRectF wanted(
         viewBox.topLeft() + unitsPerPixel * source.topLeft(), unitsPerPixel * source.size());
@@ -118,7 +129,7 @@ bool RKDrawableInterfaceQSvgRenderer::draw(
 
     painter->save();
     painter->setClipRect(target, Qt::ReplaceClip);
-    m_renderer.render(painter, everything);
+    m_document->renderer.render(painter, everything);
     painter->restore();
     return true;
 }
@@ -130,7 +141,7 @@ QRectF RKDrawableInterfaceQSvgRenderer::rectF() const
 
 bool RKDrawableInterfaceQSvgRenderer::isNull() const
 {
-    return !m_renderer.isValid();
+    return !m_document->renderer.isValid();
 }
 
 bool RKDrawableInterfaceQSvgRenderer::isVector() const
@@ -150,7 +161,7 @@ bool RKDrawableInterfaceQSvgRenderer::hasAlpha() const
 
 qint64 RKDrawableInterfaceQSvgRenderer::numBytes() const
 {
-    return m_svg.size();
+    return m_document->svg.size();
 }
 
 void RKDrawableInterfaceQSvgRenderer::optimizeForDrawing()

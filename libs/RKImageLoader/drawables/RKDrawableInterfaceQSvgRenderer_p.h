@@ -8,6 +8,8 @@
 #include <QRectF>
 #include <QSvgRenderer>
 
+#include <memory>
+
 /// An SVG document as the content of a drawable.
 class RKIMAGELOADER_EXPORT RKDrawableInterfaceQSvgRenderer : public RKDrawableInterface
 {
@@ -42,16 +44,22 @@ public:
     void optimizeForDrawing() override;
 
 private:
-    RKDrawableInterfaceQSvgRenderer(const QByteArray& svg, const QByteArray& safeSvg);
+    /// A document that has been read. Drawables of all sizes share it.
+    struct Document
+    {
+        /// The bytes as they were given.
+        QByteArray svg;
+        /// The renderer keeps its drawing state in the document, so it must draw once at a time
+        /// even though it looks read-only. Nothing else is locked while this is held.
+        QMutex mutex;
+        QSvgRenderer renderer;
+    };
 
+    RKDrawableInterfaceQSvgRenderer(std::shared_ptr<Document> document, const QRectF& nominalRect);
+
+    static std::shared_ptr<Document> read(const QByteArray& svg);
     QImage render(const QRectF& rect) const;
 
-    QByteArray m_svg;
-    // What the renderer gets to see. Kept, so that it is made only once.
-    QByteArray m_safeSvg;
-    /// The renderer keeps its drawing state in the document, so it must draw once at a time even
-    /// though it looks read-only. Nothing else is locked while this is held.
-    mutable QMutex m_rendererMutex;
-    mutable QSvgRenderer m_renderer;
+    std::shared_ptr<Document> m_document;
     QRectF m_nominalRect;
 };

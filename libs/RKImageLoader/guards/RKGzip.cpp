@@ -11,10 +11,13 @@ namespace {
 class InflateStream
 {
 public:
-    InflateStream()
+    InflateStream(QByteArrayView data, int windowBits)
     {
-        // 16 more than the window's size asks for gzip's header.
-        m_isUsable = inflateInit2(&m_stream, MAX_WBITS + 16) == Z_OK;
+        m_isUsable = data.size() <= std::numeric_limits<uInt>::max()
+            && inflateInit2(&m_stream, windowBits) == Z_OK;
+        // zlib doesn't write to its input, but its interface lacks the const.
+        m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+        m_stream.avail_in = uInt(data.size());
     }
 
     ~InflateStream()
@@ -45,6 +48,8 @@ private:
     bool m_isUsable = false;
 };
 
+constexpr qint64 kChunk = 1 << 16;
+
 } // namespace
 
 bool RKGzip::isGzip(const QByteArray& data)
@@ -54,14 +59,10 @@ bool RKGzip::isGzip(const QByteArray& data)
 
 std::optional<QByteArray> RKGzip::inflated(const QByteArray& data, qint64 limit)
 {
-    constexpr qint64 kChunk = 1 << 16;
-    InflateStream stream;
-    if (!stream.isUsable() || data.size() > std::numeric_limits<uInt>::max())
+    // 16 more than the window's size asks for gzip's header.
+    InflateStream stream(data, MAX_WBITS + 16);
+    if (!stream.isUsable())
         return {};
-
-    // zlib doesn't write to its input, but its interface lacks the const.
-    stream->next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    stream->avail_in = uInt(data.size());
 
     QByteArray result;
     for (;;) {
@@ -86,4 +87,19 @@ std::optional<QByteArray> RKGzip::inflated(const QByteArray& data, qint64 limit)
         if (inflateReset(stream.get()) != Z_OK)
             return {};
     }
+}
+
+qint64 RKGzip::inflatedSize(QByteArrayView zlibData, qint64 limit)
+{
+    InflateStream stream(zlibData, MAX_WBITS);
+    QByteArray chunk(kChunk, Qt::Uninitialized);
+    qint64 size = 0;
+    int status = stream.isUsable() ? Z_OK : Z_STREAM_ERROR;
+    while (status == Z_OK && size <= limit) {
+        stream->next_out = reinterpret_cast<Bytef*>(chunk.data());
+        stream->avail_out = uInt(kChunk);
+        status = inflate(stream.get(), Z_NO_FLUSH);
+        size += kChunk - stream->avail_out;
+    }
+    return size;
 }

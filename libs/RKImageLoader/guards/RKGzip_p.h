@@ -3,10 +3,11 @@
 #include "RKImageLoader/RKImageLoaderExport.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 
 #include <optional>
 
-/// Reads gzip data (RFC 1952). Reentrant.
+/// Reads gzip data (RFC 1952) and measures zlib data (RFC 1950). Reentrant.
 class RKIMAGELOADER_TEST_EXPORT RKGzip
 {
 public:
@@ -14,6 +15,10 @@ public:
     static bool isGzip(const QByteArray& data);
 
     /// The contents of all members; absent when the data are damaged, cut off or hold more than
-    /// the limit in bytes. Bytes behind the last member that are no member are ignored.
+    /// the limit in bytes. Bytes after the last member that are not a member are ignored.
     static std::optional<QByteArray> inflated(const QByteArray& data, qint64 limit);
+
+    /// The length of zlib data after decompression, up to an error. Measuring stops as soon as it
+    /// exceeds the limit.
+    static qint64 inflatedSize(QByteArrayView zlibData, qint64 limit);
 };

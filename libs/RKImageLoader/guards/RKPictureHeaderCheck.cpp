@@ -1,12 +1,12 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
-
-#include <QByteArrayView>
+#include "RKImageLoader/guards/RKPngChunks_p.h"
+#include "RKImageLoader/guards/RKTiffClaim_p.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <optional>
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr qint64 kWebpPixelsPerByte = 16384;
 constexpr qint64 kBmpRlePixelsPerByte = 255 * 255 / 4;
 // An XBM byte of eight pixels is written with at least five characters ("0x0f,").
 constexpr qint64 kXbmPixelsPerByte = 2;
-// All others, among them TIFF (a blank fax line takes a bit) and HEIC.
+// All others, among them HEIC.
 constexpr qint64 kOtherPixelsPerByte = 65536;
 
 qint64 pixels(const QSize& size)
@@ -47,25 +47,57 @@ bool isBelow(qint64 pixels, qint64 small, qint64 bytes, qint64 pixelsPerByte)
 // Sizes in headers have 32 bits; sides that QImage can't have are as bad as too many pixels.
 bool isWithinLimit(qint64 width, qint64 height)
 {
-    constexpr qint64 kMaxSide = 1LL << 30;
+    using namespace RKImageLimits;
     return width >= 0 && height >= 0 && width <= kMaxSide && height <= kMaxSide
-        && width * height <= RKPictureHeaderCheck::kMaxPixels;
+        && width * height <= kMaxPixels;
 }
 
 // ISO/IEC 15948 (PNG), 11.2.2 IHDR.
-bool canHoldPng(const RKByteReader& bytes)
+struct PngHeader
 {
-    constexpr std::array<qint64, 7> kChannels{1, 0, 3, 1, 2, 0, 4}; // by colour type
-    const qint64 width = bytes.numberAt<quint32>(16).value_or(0);
-    const qint64 height = bytes.numberAt<quint32>(20).value_or(0);
-    const qint64 depth = bytes.numberAt<quint8>(24).value_or(0);
-    const size_t colorType = bytes.numberAt<quint8>(25).value_or(0);
-    if (!isWithinLimit(width, height))
-        return false;
+    explicit PngHeader(QByteArrayView data)
+    {
+        const RKByteReader bytes(data);
+        width = bytes.numberAt<quint32>(16).value_or(0);
+        height = bytes.numberAt<quint32>(20).value_or(0);
+        depth = bytes.numberAt<quint8>(24).value_or(0);
+        colorType = bytes.numberAt<quint8>(25).value_or(0);
+        isInterlaced = bytes.numberAt<quint8>(28).value_or(0) != 0;
+    }
+
     // Interlaced pictures hold as many bytes and some more.
-    const qint64 channels = colorType < kChannels.size() ? kChannels[colorType] : 0;
-    const qint64 line = 1 + (width * depth * channels + 7) / 8;
-    return line * height / kDeflateRatio <= bytes.size();
+    qint64 decodedBytes() const
+    {
+        constexpr std::array<qint64, 7> kChannels{1, 0, 3, 1, 2, 0, 4}; // by colour type
+        const qint64 channels = colorType < kChannels.size() ? kChannels[colorType] : 0;
+        return (1 + (width * depth * channels + 7) / 8) * height;
+    }
+
+    // What a QImage of the picture takes. Qt's reader makes true colours of 8 bits smaller row by
+    // row.
+    qint64 imageBytes() const
+    {
+        constexpr quint8 kGray = 0;
+        constexpr quint8 kPalette = 3;
+        if (depth == 1)
+            return (width + 7) / 8 * height;
+        if (depth < 16 && (colorType == kGray || colorType == kPalette))
+            return width * height;
+        return depth == 8 && !isInterlaced ? 0 : width * height * depth / 2;
+    }
+
+    qint64 width = 0;
+    qint64 height = 0;
+    qint64 depth = 0;
+    quint8 colorType = 0;
+    bool isInterlaced = false;
+};
+
+bool canHoldPng(QByteArrayView data)
+{
+    const PngHeader header(data);
+    return isWithinLimit(header.width, header.height)
+        && header.decodedBytes() / kDeflateRatio <= data.size() && RKPngChunks::areHarmless(data);
 }
 
 // Counts the scans by walking over the marker segments (ITU-T T.81, B.1.1).
@@ -95,33 +127,80 @@ qint64 jpegScans(QByteArrayView data)
     return scans;
 }
 
-bool hasArithmeticCoding(QByteArrayView data)
+// The frame header (ITU-T T.81, B.2.2) and that of the first scan.
+class JpegHeader
 {
-    const RKByteReader bytes(data);
-    qint64 position = 2;
-    while (const auto marker = bytes.numberAt<quint16>(position)) {
-        if (*marker >= 0xffc9 && *marker <= 0xffcb)
-            return true;
-        const bool isFrame = *marker >= 0xffc0 && *marker <= 0xffc3;
-        if (isFrame || *marker < 0xff00 || *marker == 0xffda)
-            return false;
-        position += 2 + bytes.numberAt<quint16>(position + 2).value_or(0);
+public:
+    explicit JpegHeader(QByteArrayView data)
+    {
+        const RKByteReader bytes(data);
+        qint64 position = 2;
+        while (const auto marker = bytes.numberAt<quint16>(position)) {
+            const bool isFrame = *marker >= 0xffc0 && *marker <= 0xffcf && *marker != 0xffc4
+                && *marker != 0xffc8 && *marker != 0xffcc;
+            if (isFrame) {
+                m_isArithmetic = *marker >= 0xffc9;
+                m_isProgressive = (*marker & 3) == 2;
+                readComponents(bytes, position + 4);
+            } else if (*marker == 0xffda) {
+                m_componentsOfScan = bytes.numberAt<quint8>(position + 4).value_or(0);
+                return;
+            } else if (*marker < 0xff00) {
+                return;
+            }
+            position += 2 + bytes.numberAt<quint16>(position + 2).value_or(0);
+        }
     }
-    return false;
-}
+
+    bool isArithmetic() const
+    {
+        return m_isArithmetic;
+    }
+
+    // Decoders hold the coefficients of the whole picture, in 16 bits, if the first scan lacks
+    // some.
+    qint64 coefficientBytes(qint64 pixels) const
+    {
+        const bool areHeld = m_isProgressive || m_componentsOfScan < m_components;
+        return areHeld ? 2 * pixels * m_samplesPerUnit / m_pixelsPerUnit : 0;
+    }
+
+private:
+    void readComponents(const RKByteReader& bytes, qint64 frame)
+    {
+        m_components = bytes.numberAt<quint8>(frame + 5).value_or(0);
+        int width = 1;
+        int height = 1;
+        m_samplesPerUnit = 0;
+        for (int i = 0; i < m_components; ++i) {
+            const int factors = bytes.numberAt<quint8>(frame + 7 + 3 * i).value_or(0x11);
+            m_samplesPerUnit += (factors >> 4) * (factors & 15);
+            width = std::max(width, factors >> 4);
+            height = std::max(height, factors & 15);
+        }
+        m_pixelsPerUnit = width * height;
+    }
+
+    bool m_isArithmetic = false;
+    bool m_isProgressive = false;
+    int m_components = 0;
+    int m_componentsOfScan = 0;
+    qint64 m_samplesPerUnit = 1;
+    qint64 m_pixelsPerUnit = 1;
+};
 
 bool canHoldJpeg(QByteArrayView data, const QSize& size)
 {
+    using namespace RKImageLimits;
     const qint64 count = pixels(size);
     const qint64 scans = jpegScans(data);
-    if (scans > RKPictureHeaderCheck::kMaxJpegScans
-        && scans * count > RKPictureHeaderCheck::kMaxPixels) {
+    if (scans > kMaxScans && scans * count > kMaxScannedPixels)
         return false;
-    }
-    if (count <= RKPictureHeaderCheck::kSmallPicture)
+    const JpegHeader header(data);
+    if (count <= kSmallPhoto && header.coefficientBytes(count) <= kMaxClaim)
         return true;
     // Arithmetic coding gets far below a bit for a block.
-    const qint64 perByte = hasArithmeticCoding(data) ? kOtherPixelsPerByte : kJpegPixelsPerByte;
+    const qint64 perByte = header.isArithmetic() ? kOtherPixelsPerByte : kJpegPixelsPerByte;
     return count / perByte <= data.size();
 }
 
@@ -157,10 +236,8 @@ bool canHoldBitmap(const RKByteReader& bytes, qint64 header, int heightDivisor)
     if (!isWithinLimit(width, height))
         return false;
     if (compression == kRle8 || compression == kRle4) {
-        return isBelow(width * height,
-            RKPictureHeaderCheck::kSmallGraphic,
-            bytes.size(),
-            kBmpRlePixelsPerByte);
+        return isBelow(
+            width * height, RKImageLimits::kSmallGraphic, bytes.size(), kBmpRlePixelsPerByte);
     }
     // Writers leave the end of the last row out, so it isn't asked for.
     const qint64 line = (width * depth + 31) / 32 * 4;
@@ -179,8 +256,7 @@ bool canHoldIcon(const QByteArray& data)
             break;
         const QByteArrayView picture = bytes.from(*offset);
         const bool isPng = picture.startsWith("\x89PNG");
-        if (isPng ? !canHoldPng(RKByteReader(picture))
-                  : !canHoldBitmap(littleEndian(picture), 0, 2))
+        if (isPng ? !canHoldPng(picture) : !canHoldBitmap(littleEndian(picture), 0, 2))
             return false;
     }
     return true;
@@ -231,7 +307,7 @@ bool canHoldMng(const RKByteReader& bytes)
             const qint64 factor = magnification(bytes, content, *length);
             total += largest * factor * factor;
         }
-        if (!isBelow(total, RKPictureHeaderCheck::kSmallPicture, bytes.size(), kDeflateRatio))
+        if (!isBelow(total, RKImageLimits::kSmallGraphic, bytes.size(), kDeflateRatio))
             return false;
         position += kChunkFrame + *length;
     }
@@ -248,17 +324,23 @@ QSize gifScreen(const RKByteReader& bytes)
 
 bool RKPictureHeaderCheck::canHold(const QByteArray& data, const QSize& size)
 {
+    using namespace RKImageLimits;
     const RKByteReader bytes(data);
 
     // These are read from the header alone: the decoder may have measured something else.
     if (bytes.has("\x89PNG"))
-        return canHoldPng(bytes);
+        return canHoldPng(data);
     if (bytes.has("BM"))
         return canHoldBitmap(littleEndian(data), 14, 1);
     if (bytes.has(QByteArrayView("\0\0\1\0", 4)) || bytes.has(QByteArrayView("\0\0\2\0", 4)))
         return canHoldIcon(data);
     if (bytes.has("\x8aMNG"))
         return canHoldMng(bytes);
+    if (const auto tiff = RKTiffClaim::read(data)) {
+        const qint64 claim = tiff->imageBytes + tiff->largestPart;
+        return isWithinLimit(tiff->size.width(), tiff->size.height())
+            && (tiff->isCovered || (claim > 0 && claim <= kSmallClaim));
+    }
 
     const bool isGif = bytes.has("GIF8");
     const QSize real = isGif ? size.expandedTo(gifScreen(littleEndian(data))) : size;
@@ -273,12 +355,42 @@ bool RKPictureHeaderCheck::canHold(const QByteArray& data, const QSize& size)
     if (bytes.has("\xff\xd8"))
         return canHoldJpeg(data, real);
     if (bytes.has("RIFF"))
-        return isBelow(count, kSmallPicture, data.size(), kWebpPixelsPerByte);
+        return isBelow(count, kSmallGraphic, data.size(), kWebpPixelsPerByte);
     if (data.size() > 1 && data[0] == 'P' && data[1] >= '1' && data[1] <= '6')
         return canHoldPortableMap(bytes, real);
     if (bytes.has("/* XPM"))
         return count <= data.size();
     if (bytes.has("#define") || bytes.has("/*"))
         return count / kXbmPixelsPerByte <= data.size();
-    return isBelow(count, kSmallPicture, data.size(), kOtherPixelsPerByte);
+    return isBelow(count, kSmallGraphic, data.size(), kOtherPixelsPerByte);
+}
+
+qint64 RKPictureHeaderCheck::wholeBytes(const QByteArray& data, const QSize& size)
+{
+    constexpr qint64 kTrueColor = 4;
+    const RKByteReader bytes = littleEndian(data);
+    const qint64 count = isMeasured(size) ? pixels(size) : 0;
+    if (RKPngChunks::isPng(data))
+        return PngHeader(data).imageBytes();
+    if (bytes.has("\xff\xd8"))
+        return JpegHeader(data).coefficientBytes(count);
+    if (const auto tiff = RKTiffClaim::read(data))
+        return tiff->imageBytes + tiff->largestPart;
+    // The decoder's own copy of a picture without loss, and ours.
+    if (bytes.has("RIFF"))
+        return 2 * kTrueColor * count;
+    if (bytes.has("BM"))
+        return count * std::clamp<qint64>(bytes.numberAt<quint16>(28).value_or(32), 1, 32) / 8;
+    return kTrueColor * count;
+}
+
+bool RKPictureHeaderCheck::canBeReduced(const QByteArray& data, const QSize& size)
+{
+    using namespace RKImageLimits;
+    const qint64 held = wholeBytes(data, size);
+    if (held > kMaxReducedClaim || (held > kMaxClaim && held / kMaxClaimPerByte > data.size()))
+        return false;
+    constexpr qint64 kChannels = 3;
+    const qint64 decoded = kChannels * (isMeasured(size) ? pixels(size) : 0);
+    return decoded <= kMaxDecoded || decoded / kMaxDecodedPerByte <= data.size();
 }

@@ -1,7 +1,9 @@
 #include "RKImageLoader/guards/RKCssReferences_p.h"
 #include "RKImageLoader/guards/RKGzip_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/guards/RKSvgDrawingCost_p.h"
+#include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 
 #include <QBuffer>
@@ -9,6 +11,7 @@
 #include <QImageReader>
 #include <QLatin1String>
 #include <QStringDecoder>
+#include <QSvgRenderer>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
@@ -119,15 +122,21 @@ private:
     qint64 m_references = 0;
 };
 
+// What is left for the pictures inside a document; documents inside it share it.
+struct Budget
+{
+    qint64 pixels = RKSvgSanitizer::kMaxEmbeddedPixels;
+    double painting = RKSvgPaintCost::kMaxCost;
+};
+
 // Copies one document, leaving out what must not reach a renderer.
 class Copier
 {
 public:
-    // The pixels are those left for pictures; the documents inside this one share them.
-    Copier(int embedding, qint64& pixels)
+    Copier(int embedding, Budget& budget)
         : m_writer(&m_result)
         , m_embedding(embedding)
-        , m_pixels(pixels)
+        , m_budget(budget)
     {
     }
 
@@ -154,6 +163,10 @@ public:
             copyToken(reader);
         if (!hasProblem() && !reader.hasError() && !m_cost.isAffordable())
             setProblem("elements that draw each other too often");
+        if (m_budget.pixels < 0)
+            setProblem("too many pixels in the pictures inside it");
+        if (m_budget.painting < 0)
+            setProblem("painting a drawing inside it takes too long");
         return hasProblem() || reader.hasError() ? QByteArray() : m_result;
     }
 
@@ -213,6 +226,9 @@ private:
             setProblem("too many elements inside one another");
             return;
         }
+        const QXmlStreamAttributes attributes = reader.attributes();
+        // Renderers compare each class of an element.
+        m_classes += attributes.value(QLatin1String("class")).trimmed().count(u' ') + 1;
         checkStyleMatches();
 
         m_names.append(reader.name().toString());
@@ -220,7 +236,6 @@ private:
         m_writer.writeStartElement(reader.qualifiedName().toString());
         QStringList targets;
         qint64 length = 0;
-        const QXmlStreamAttributes attributes = reader.attributes();
         for (const QXmlStreamAttribute& attribute : attributes) {
             length += attribute.value().size();
             const std::optional<QString> value = safeValue(attribute);
@@ -312,7 +327,7 @@ private:
     {
         constexpr qint64 kSiblingsAtOnce = 16;
         const qint64 selectors = m_selectors + m_siblingSelectors * m_elements / kSiblingsAtOnce;
-        if (selectors * m_elements > RKSvgSanitizer::kMaxStyleMatches)
+        if (selectors * m_classes > RKSvgSanitizer::kMaxStyleMatches)
             setProblem("too many style rules for its elements");
     }
 
@@ -345,6 +360,9 @@ private:
         const QByteArray format = pictureFormat(data);
         if (format.startsWith("svg"))
             return safeDocument(data);
+        // Measuring reads the chunks.
+        if (RKPngChunks::isPng(data) && !RKPngChunks::areHarmless(data))
+            return {};
         const QSize size = pictureSize(data, format);
         if (!RKPictureHeaderCheck::canHold(data, size) || !isAffordable(size))
             return {};
@@ -355,9 +373,17 @@ private:
     {
         if (m_embedding >= kMaxEmbedding)
             return {};
-        const QByteArray document = Copier(m_embedding + 1, m_pixels).copy(svg);
-        if (document.isEmpty() || !isAffordable(pictureSize(document, "svg")))
+        const QByteArray document = Copier(m_embedding + 1, m_budget).copy(svg);
+        if (document.isEmpty())
             return {};
+        // Renderers paint it at its own size, whatever is asked of the outer drawing.
+        QSvgRenderer renderer;
+        renderer.setFramesPerSecond(0);
+        renderer.load(document);
+        const QSize size = renderer.defaultSize();
+        if (!isAffordable(size))
+            return {};
+        m_budget.painting -= RKSvgPaintCost::of(renderer, size);
         return QLatin1String("data:image/svg+xml;base64,")
             + QString::fromLatin1(document.toBase64());
     }
@@ -383,14 +409,14 @@ private:
     {
         if (picture.isEmpty())
             return false;
-        m_pixels -= qint64(picture.width()) * picture.height();
-        return m_pixels >= 0;
+        m_budget.pixels -= qint64(picture.width()) * picture.height();
+        return m_budget.pixels >= 0;
     }
 
     QByteArray m_result;
     QXmlStreamWriter m_writer;
     int m_embedding;
-    qint64& m_pixels;
+    Budget& m_budget;
     RKSvgDrawingCost m_cost;
     // The local names of the open elements.
     QStringList m_names;
@@ -398,6 +424,8 @@ private:
     QString m_style;
     int m_openStyles = 0;
     int m_elements = 0;
+    // Those of all elements, at least one for each.
+    qint64 m_classes = 0;
     int m_depth = 0;
     qint64 m_selectors = 0;
     qint64 m_siblingSelectors = 0;
@@ -408,8 +436,8 @@ private:
 
 QByteArray RKSvgSanitizer::sanitized(const QByteArray& svg)
 {
-    qint64 pixels = kMaxEmbeddedPixels;
-    Copier copier(0, pixels);
+    Budget budget;
+    Copier copier(0, budget);
     const QByteArray document = copier.copy(svg);
     if (copier.problem())
         qWarning().noquote() << "SVG document refused:" << copier.problem();

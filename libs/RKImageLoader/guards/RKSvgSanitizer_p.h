@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/guards/RKImageLimits_p.h"
 
 #include <QByteArray>
 
@@ -22,10 +23,11 @@ public:
     static constexpr int kMaxEntities = 1024;
     static constexpr int kMaxEntityExpansion = 1024;
     static constexpr qint64 kMaxAttributeDeclarations = 4096;
-    /// Renderers match every rule of the style sheets against every element.
-    static constexpr qint64 kMaxStyleMatches = 200'000'000;
-    /// The pixels of all pictures inside the document, 1 GiB at 32 bits.
-    static constexpr qint64 kMaxEmbeddedPixels = 1LL << 28;
+    /// Renderers match every rule of the style sheets against every class of every element, which
+    /// takes 50 ns or more.
+    static constexpr qint64 kMaxStyleMatches = 12'000'000;
+    /// The pixels of all pictures inside the document, at 32 bits: they are all in memory at once.
+    static constexpr qint64 kMaxEmbeddedPixels = RKImageLimits::kMaxClaim / 4;
 
     /// The document, decompressed and as UTF-8, without a document type: its entities are resolved.
     /// It looks the same as the original but for what would have come from outside: all references

@@ -1,3 +1,4 @@
+#include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 
 #include <QTest>
@@ -29,7 +30,20 @@ QByteArray padded(const QByteArray& header, qint64 size)
 QByteArray png(int width, int height, int depth, int colorType)
 {
     return QByteArray("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16) + bigEndian(width) + bigEndian(height)
-        + char(depth) + char(colorType) + QByteArray(3, '\0');
+        + char(depth) + char(colorType) + QByteArray(7, '\0') + bigEndian(INT_MAX) + "IDAT";
+}
+
+QByteArray tiff(int width, int height, int bits, int compression, int samples = 3)
+{
+    QByteArray directory;
+    for (const auto& [tag, value] : {std::pair{256, width},
+             {257, height},
+             {258, bits},
+             {259, compression},
+             {277, bits == 1 ? 1 : samples}})
+        directory
+            += bigEndian(quint16(tag)) + bigEndian(quint16(4)) + bigEndian(1) + bigEndian(value);
+    return QByteArray("MM\0*", 4) + bigEndian(8) + bigEndian(quint16(5)) + directory + bigEndian(0);
 }
 
 QByteArray bitmapHeader(int width, int height, int depth, int compression = 0)
@@ -50,9 +64,10 @@ QByteArray icon(const QByteArray& picture)
 
 QByteArray jpeg(int frame, int scans = 1)
 {
-    const QByteArray scan("\xff\xda\0\x04\0\0\x12\xff\0\xff\xd0\x34", 12);
+    const QByteArray scan("\xff\xda\0\x08\x01\x01\0\0\x3f\0\x12\xff\0\xff\xd0\x34", 16);
     return QByteArray("\xff\xd8\xff\xe1\0\x08\xff\xda\xff\xda\xff\xda", 12) + "\xff" + char(frame)
-        + QByteArray("\0\x04\0\0", 4) + scan.repeated(scans) + "\xff\xd9";
+        + QByteArray("\0\x0b\x08\0\x08\0\x08\x01\x01\x11\0", 11) + scan.repeated(scans)
+        + "\xff\xd9";
 }
 
 QByteArray mng(const QByteArray& chunk, int width, int height)
@@ -99,7 +114,12 @@ private Q_SLOTS:
             {jpeg(0xc9), large, count / 65536}, // arithmetic coding
             {QByteArray("GIF89a\x08\0\x08\0", 10), large, count / 2730},
             {"RIFF", large, count / 16384},
-            {"II*", large, count / 65536},
+            {"other", large, count / 65536},
+            {tiff(5000, 5000, 8, 1), {5000, 5000}, 75'000'000},
+            {tiff(kSide, kSide, 8, 5), large, 3 * count / 2730},
+            {tiff(kSide, kSide, 8, 8), large, 3 * count / 1032},
+            {tiff(kSide, kSide, 16, 32773), large, 6 * count / 64},
+            {tiff(kSide, kSide * 10, 1, 4), {kSide, kSide * 10}, kSide * 10 / 8},
             {bmp(100, -50, 24), small, 300 * 49},
             {bmp(33, 500, 1), {33, 500}, 8 * 499},
             {core, small, 100 * 49},
@@ -130,7 +150,7 @@ private Q_SLOTS:
             QSize refused;
         };
 
-        const QByteArray scans = jpeg(0xc2, Check::kMaxJpegScans + 1);
+        const QByteArray scans = jpeg(0xc2, int(RKImageLimits::kMaxScans) + 1);
         const QByteArray screen = littleEndian(quint16(9000)) + littleEndian(quint16(9000));
         const Case cases[] = {
             // Small ones pass whatever their bytes.
@@ -139,8 +159,8 @@ private Q_SLOTS:
             {QByteArray(1 << 20, 'x'), {1 << 15, 1 << 15}, {1 << 15, (1 << 15) + 1}},
             {"II*", {}, {INT_MAX, INT_MAX}},
             // Large ones have few scans.
-            {scans, {1024, 1024}, {4096, 4096}},
-            {jpeg(0xc2, Check::kMaxJpegScans), {4096, 4096}, {INT_MAX, 1}},
+            {scans, {1024, 1024}, {8192, 8192}},
+            {jpeg(0xc2, int(RKImageLimits::kMaxScans)), {8192, 8192}, {INT_MAX, 1}},
         };
         for (const Case& c : cases) {
             QVERIFY2(Check::canHold(c.data, c.accepted), c.data.left(6).toHex());
@@ -153,6 +173,44 @@ private Q_SLOTS:
             QVERIFY(!Check::canHold(padded(header, 1000), QSize(8, 8)));
     }
 
+    void wantedSmallerPicturesHaveLimits()
+    {
+        struct Case
+        {
+            QByteArray header;
+            QSize size;
+            qint64 bytes;
+            bool isAccepted;
+        };
+
+        const QSize large(16384, 16384);
+        const QSize medium(7000, 7000);
+        const Case cases[] = {
+            // True colours are read and reduced row by row; beyond a second's work, large files
+            // are.
+            {png(16384, 16384, 8, 2), large, 1 << 20, true},
+            {png(32768, 32768, 8, 2), {32768, 32768}, 4 << 20, false},
+            {png(32768, 32768, 8, 2), {32768, 32768}, 50 << 20, true},
+            {png(7000, 7000, 8, 0), medium, 1 << 18, true},
+            {png(16384, 16384, 8, 0), large, 1 << 18, false},
+            {png(16384, 16384, 8, 0), large, 1 << 21, true},
+            {png(16384, 16384, 16, 6), large, 100 << 20, false},
+            {png(16384, 16384, 1, 3), large, 1 << 16, true},
+            {jpeg(0xc0), large, 1 << 20, true},
+            {jpeg(0xc2), large, 1 << 20, false},
+            {tiff(7000, 7000, 8, 8), medium, 1 << 18, false},
+            {tiff(7000, 7000, 8, 8), medium, 1 << 21, true},
+            {tiff(16384, 16384, 1, 4), large, 1 << 16, true},
+            {"RIFF", {5000, 5000}, 1 << 16, true},
+            {"RIFF", large, 100 << 20, false},
+            {bmp(16384, 16384, 8, 1), large, 1 << 16, false},
+        };
+        for (const Case& c : cases) {
+            const bool isAccepted = Check::canBeReduced(padded(c.header, c.bytes), c.size);
+            QVERIFY2(isAccepted == c.isAccepted, c.header.toPercentEncoding());
+        }
+    }
+
     void cutHeadersAreNoCrash()
     {
         for (const QByteArray& file : {png(8, 8, 8, 2),
@@ -161,6 +219,7 @@ private Q_SLOTS:
                  icon(png(8, 8, 8, 2)),
                  jpeg(0xc2, 3),
                  mng("MHDR", 8, 8),
+                 tiff(8, 8, 8, 1),
                  QByteArray("GIF89a\x08\0\x08\0", 10)})
         {
             for (qsizetype length = 0; length <= file.size(); ++length) {
@@ -168,6 +227,7 @@ private Q_SLOTS:
                 const QByteArray cut(file.constData(), length);
                 Check::canHold(cut, QSize(8, 8));
                 Check::canHold(cut, QSize());
+                Check::canBeReduced(cut, QSize(8, 8));
             }
             QVERIFY(Check::canHold(file + QByteArray(1000, 'x'), QSize(8, 8)));
         }

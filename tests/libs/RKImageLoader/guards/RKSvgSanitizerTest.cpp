@@ -243,16 +243,75 @@ private Q_SLOTS:
         qToBigEndian(
             quint32(crc32(0, reinterpret_cast<const Bytef*>(header.data()), 17)), bomb.data() + 29);
         QCOMPARE(kept(inlineImage(bomb)), 0);
-        // A drawing's own size decides on the pixels that it is rendered to.
-        QCOMPARE(kept(inlineImage(
-                     "<svg xmlns='http://www.w3.org/2000/svg' width='50000' height='50000'/>")),
-            0);
-
-        // All of them together have a limit: 64 pictures of 4 megapixels.
+        // All of them together have a limit: 12 pictures of 4 megapixels.
         QImage large(2048, 2048, QImage::Format_Mono);
         large.fill(0);
         const QByteArray image = inlineImage(RKTestPictures::encoded(large, "PNG"));
-        QCOMPARE(kept(image.repeated(65)), 64);
+        QCOMPARE(kept(image.repeated(12)), 12);
+        // A drawing's own size decides on the pixels that it is rendered to, and on their cost.
+        const QByteArray head = "<svg xmlns='http://www.w3.org/2000/svg' width='7000' height='";
+        const QByteArray square = "<rect width='7000' height='7000'/>";
+        QCOMPARE(kept(inlineImage(head + "7000'>" + square + "</svg>")), 1);
+        for (const auto& [images, reason] :
+            {std::pair{image.repeated(13), "too many pixels in the pictures inside it"},
+                {inlineImage(head + "7200'/>"), "too many pixels in the pictures inside it"},
+                {inlineImage(head + "7000'>" + square.repeated(50) + "</svg>"),
+                    "painting a drawing inside it takes too long"}})
+        {
+            QTest::ignoreMessage(QtWarningMsg,
+                qPrintable(QLatin1String("SVG document refused: ") + QLatin1String(reason)));
+            QCOMPARE(kept(images), 0);
+        }
+    }
+
+    void paintingHasALimit()
+    {
+        // Points of a line to and fro over the whole drawing.
+        const auto zigzag = [](int points) -> QByteArray {
+            QByteArray path = "M0 0";
+            for (int i = 1; i <= points; ++i)
+                path += " L" + QByteArray::number(i * 37 % 60) + ' '
+                    + QByteArray::number(i * 23 % 60);
+            return "<path d='" + path + "'/>";
+        };
+        const QByteArray picture
+            = "<image id='i' width='60' height='60' xlink:href='data:image/png;base64,"
+            + RKTestPictures::encoded(RKTestPictures::quadrants({16, 16}), "PNG").toBase64()
+            + "'/>";
+        const QByteArray map = "<path fill='none' stroke='#000' stroke-width='.1' d='M1 1"
+            + QByteArray("l3 2-2 1 1-4z").repeated(50) + "'/>";
+
+        struct Case
+        {
+            QByteArray content;
+            bool isAccepted;
+        };
+
+        const Case cases[] = {
+            {kRedSquare.repeated(3000), true},
+            {kRedSquare.repeated(10'000), false},
+            // However it is that a shape gets its size.
+            {"<g transform='scale(60)'>"
+                    + QByteArray("<rect width='1' height='1'/>").repeated(10'000) + "</g>",
+                false},
+            {QByteArray("<rect width='1' height='1'/>").repeated(10'000), true},
+            {QByteArray("<path d='M0 30h60' stroke='#000' stroke-width='60'/>").repeated(10'000),
+                false},
+            {picture + QByteArray("<use xlink:href='#i'/>").repeated(100), true},
+            {picture + QByteArray("<use xlink:href='#i'/>").repeated(3000), false},
+            {zigzag(500), true},
+            {zigzag(20'000), false},
+            {map.repeated(1000), true},
+            {"<path d='M0 30h60' stroke='#000' stroke-dasharray='.00001 .00001'/>", false},
+            {QByteArray("<text y='50' font-size='9'>Text</text>").repeated(30), true},
+            {QByteArray("<text y='50' font-size='60'>WWWW</text>").repeated(2000), false},
+        };
+        for (const Case& c : cases) {
+            if (!c.isAccepted)
+                QTest::ignoreMessage(
+                    QtWarningMsg, "SVG document refused: painting it takes too long");
+            QCOMPARE(!RKDrawable(document(c.content)).isNull(), c.isAccepted);
+        }
     }
 
     void inlineDrawingsAreSanitized()

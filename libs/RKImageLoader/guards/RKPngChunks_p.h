@@ -1,0 +1,32 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QByteArray>
+#include <QByteArrayView>
+
+class QIODevice;
+
+/// The chunks of a PNG file (ISO/IEC 15948, 5.3), checked before a decoder sees them.
+///
+/// Decoders take the memory that a chunk's length asks for before they miss its bytes, and they
+/// inflate every text, twice, whether anybody wants it or not. Reentrant.
+class RKIMAGELOADER_TEST_EXPORT RKPngChunks
+{
+public:
+    RKPngChunks() = delete;
+
+    static bool isPng(QByteArrayView data);
+
+    /// All chunks but those of pixels lie inside the data, and the texts don't expand too much.
+    static bool areHarmless(QByteArrayView data);
+
+    /// The file without texts that expand too much, and without a chunk after the pixels that is
+    /// cut off. Itself if it is harmless or no PNG file; empty if a chunk before the pixels is cut
+    /// off.
+    static QByteArray repaired(const QByteArray& data);
+
+    /// What comes before the pixels, repaired; enough to measure the picture. The device is read
+    /// from its start.
+    static QByteArray header(QIODevice& device);
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArrayView>
+#include <QSize>
+
+#include <optional>
+
+/// What the first directory of a TIFF file claims, and what its strips or tiles can hold in their
+/// compression (TIFF 6.0; BigTIFF). Qt's reader decodes that directory.
+struct RKTiffClaim
+{
+    QSize size;
+    /// The stored samples, decompressed.
+    qint64 decodedBytes = 0;
+    /// The largest strip or tile, which is decompressed at once.
+    qint64 largestPart = 0;
+    /// What a QImage of the picture takes.
+    qint64 imageBytes = 0;
+    /// The compressed bytes can hold the decoded ones.
+    bool isCovered = false;
+
+    /// Absent where the data are no TIFF file, or it has no directory that can be read.
+    static std::optional<RKTiffClaim> read(QByteArrayView data);
+};
