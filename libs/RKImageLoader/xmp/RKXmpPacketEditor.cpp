@@ -1,4 +1,5 @@
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
+#include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
 #include <algorithm>
 #include <string_view>
@@ -12,8 +13,8 @@ constexpr std::string_view kBlanks = " \t\r\n";
 
 // Real packets have some dozens of each. Every description that is copied asks for all namespaces,
 // so that the two multiply.
-constexpr size_t kMostDeclarations = 1000;
-constexpr size_t kMostDescriptions = 1000;
+constexpr size_t kMaxDeclarations = 1000;
+constexpr size_t kMaxDescriptions = 1000;
 
 struct Attribute
 {
@@ -212,7 +213,7 @@ private:
             // The default namespace is none for attributes.
             if (!prefix.empty())
                 m_editor.m_prefixes.emplace(uri, prefix);
-            if (++m_declarations > kMostDeclarations)
+            if (++m_declarations > kMaxDeclarations)
                 return {};
         }
         return tag;
@@ -254,7 +255,7 @@ private:
         while (const std::optional<Tag> tag = next()) {
             if (tag->kind == Tag::Kind::End)
                 return tag->begin;
-            if (m_editor.m_descriptions.size() >= kMostDescriptions)
+            if (m_editor.m_descriptions.size() >= kMaxDescriptions)
                 return {};
             const bool isRead = isRdf(nameOf(tag->name, declaredIn(*tag), {}), "Description")
                 ? readDescription(*tag)
@@ -326,7 +327,7 @@ bool RKXmpPacketEditor::Name::operator<(const Name& other) const
 }
 
 RKXmpPacketEditor::RKXmpPacketEditor(const std::string& packet)
-    : m_text(packet)
+    : m_text(RKXmpPacketParser::inUtf8(packet))
 {
     Parser(this).parse();
 }

@@ -25,6 +25,7 @@ public:
         bool operator<(const Name& other) const;
     };
 
+    /// A packet in another encoding is taken for its text in UTF-8.
     explicit RKXmpPacketEditor(const std::string& packet);
 
     /// The text is a packet that this can follow, with an rdf:RDF that is not empty.

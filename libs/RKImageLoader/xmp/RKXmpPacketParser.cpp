@@ -3,6 +3,7 @@
 
 #include <QHash>
 #include <QList>
+#include <QStringDecoder>
 #include <QStringList>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
@@ -437,6 +438,16 @@ QString RKXmpPacketParser::validText(const QString& text)
             result[i] = QLatin1Char(' ');
     }
     return result;
+}
+
+std::string RKXmpPacketParser::inUtf8(const std::string& packet)
+{
+    const QByteArrayView bytes(packet.data(), static_cast<qsizetype>(packet.size()));
+    const auto encoding = QStringConverter::encodingForData(bytes, u'<');
+    if (!encoding || *encoding == QStringConverter::Utf8)
+        return std::string(withoutTrailingNuls(packet));
+    const QString text = QStringDecoder(*encoding).decode(bytes);
+    return std::string(withoutTrailingNuls(text.toStdString()));
 }
 
 std::string RKXmpPacketParser::serialize(const QDomDocument& document)

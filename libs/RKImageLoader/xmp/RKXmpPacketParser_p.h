@@ -69,6 +69,10 @@ public:
     /// others U+FFFD. One such character in a value makes the whole packet unreadable.
     static QString validText(const QString& text);
 
+    /// The packet in UTF-8: older files have it in UTF-16 or UTF-32, in either byte order (ISO
+    /// 16684-1, 7.1). Without the NUL bytes that may follow it.
+    static std::string inUtf8(const std::string& packet);
+
     /// The text of a document without indentation, to be parsed again or given to exiv2.
     static std::string serialize(const QDomDocument& document);
 

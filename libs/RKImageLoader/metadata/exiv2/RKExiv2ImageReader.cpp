@@ -6,6 +6,8 @@
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/xmp/RKXmpLimits_p.h"
+#include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
 #include <QBuffer>
 #include <QDebug>
@@ -80,6 +82,16 @@ bool isReadable(const Exiv2::Image& image)
     if (!image.good() || RKExiv2Compat::isVideo(image))
         return false;
     return !RKExiv2Compat::isBmff(image) || hasPictureBrand(image);
+}
+
+/// exiv2 would take minutes. Other files are limited by what they may hold, or rarely have so much.
+bool isExcessiveSidecar(const Exiv2::Image& image)
+{
+    constexpr size_t kMaxSize = RKXmpPacketParser::kMaxPacketSize;
+    return RKExiv2Compat::isSidecar(image)
+        && RKXmpLimits::areExceededBy(
+            RKXmpPacketParser::inUtf8(startOf(image, kMaxSize).toStdString()),
+            std::numeric_limits<int>::max());
 }
 
 QSize sizeOf(const Exiv2::Image& image)
@@ -185,6 +197,10 @@ void RKExiv2ImageReader::read(
 {
     if (!image || !isReadable(*image))
         return;
+    if (isExcessiveSidecar(*image)) {
+        qWarning() << "XMP has too many namespaces or properties to be read";
+        return;
+    }
     try {
         RKExiv2Library::readMetadata(*image);
     } catch (const Exiv2::Error& error) {

@@ -35,3 +35,11 @@ QString RKExiv2LanguageText::defaultText(const QString& text)
         return alternatives.read(text.toStdString()) == 0 ? defaultText(alternatives) : text;
     });
 }
+
+void RKExiv2LanguageText::addMissing(const Exiv2::Value& alternatives, Exiv2::Value* target)
+{
+    const auto* source = dynamic_cast<const Exiv2::LangAltValue*>(&alternatives);
+    auto* const other = dynamic_cast<Exiv2::LangAltValue*>(target);
+    if (source && other)
+        other->value_.insert(source->value_.begin(), source->value_.end());
+}

@@ -18,4 +18,8 @@ public:
     static QString defaultText(const Exiv2::Value& value);
     /// The same of a text of one language, with or without a marker.
     static QString defaultText(const QString& text);
+
+    /// Adds the alternatives in languages that the target does not have. Does nothing unless both
+    /// are texts in several languages.
+    static void addMissing(const Exiv2::Value& alternatives, Exiv2::Value* target);
 };

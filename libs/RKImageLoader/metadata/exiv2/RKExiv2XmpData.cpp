@@ -3,6 +3,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
+#include "RKImageLoader/xmp/RKXmpLimits_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
@@ -181,8 +182,8 @@ std::string withoutTrailingNuls(const std::string& packet)
 /// The packet that an opened image's XMP was read from; empty without one.
 std::string packetOf(const Exiv2::Image& image)
 {
-    const std::string packet = withoutTrailingNuls(image.xmpPacket());
-    return packet.empty() ? withoutTrailingNuls(image.xmpData().xmpPacket()) : packet;
+    const std::string packet = RKXmpPacketParser::inUtf8(image.xmpPacket());
+    return packet.empty() ? RKXmpPacketParser::inUtf8(image.xmpData().xmpPacket()) : packet;
 }
 
 /// exiv2 could not decode the image's packet, and would drop it.
@@ -336,7 +337,9 @@ RKExiv2XmpData::RKExiv2XmpData(const RKExiv2ImagePtr& image)
     : m_data(image->xmpData())
     , m_packet(packetOf(*image))
 {
-    if (hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet)))
+    // A packet beyond the limits is not changed, whatever its keys.
+    if (!RKXmpLimits::areExceededBy(m_packet)
+        && hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet)))
         setXmpPacket(m_packet);
     m_changed = m_packet.empty() && !m_data.empty();
 }
@@ -425,8 +428,11 @@ void RKExiv2XmpData::setString(const char* key, const QString& value)
             RKExiv2Library::restoreKnownPrefixes();
             const auto parsed
                 = RKExiv2Compat::makeValue(Exiv2::XmpProperties::propertyType(Exiv2::XmpKey(key)));
-            return parsed->read(RKXmpPacketParser::validText(value).toStdString()) == 0
-                && store(key, *parsed);
+            if (parsed->read(RKXmpPacketParser::validText(value).toStdString()) != 0)
+                return false;
+            if (const auto old = find(m_data, key); old != m_data.end())
+                RKExiv2LanguageText::addMissing(old->value(), parsed.get());
+            return store(key, *parsed);
         });
 }
 

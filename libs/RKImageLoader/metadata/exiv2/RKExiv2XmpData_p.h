@@ -59,8 +59,9 @@ public:
     /// The rating of "Xmp.xmp.Rating"; -1 when it is missing.
     int adobeRating() const;
 
-    /// Replaces the property, with all that belongs to it; the text is read as exiv2 does for the
-    /// property's type. A text that cannot be read is logged and changes nothing.
+    /// Replaces the property, with all that belongs to it, but keeps alternatives in other
+    /// languages than the text's; the text is read as exiv2 does for the property's type. A text
+    /// that cannot be read is logged and changes nothing.
     void setString(const char* key, const QString& value);
     /// Sets the default language alternative; other languages stay.
     void setStringWithLocale(const char* key, const QString& value);

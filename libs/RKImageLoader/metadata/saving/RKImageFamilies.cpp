@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKTiffTags_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFamilies_p.h"
 
 #include <algorithm>
@@ -82,8 +83,18 @@ void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
         }
         return changed;
     };
+    const Exiv2::XmpData old = image.xmpData();
     Exiv2::copyExifToXmp(changes(exif, image.exifData()), image.xmpData());
     Exiv2::copyIptcToXmp(changes(iptc, image.iptcData()), image.xmpData());
+    // exiv2 replaces the alternatives in all languages.
+    for (Exiv2::Xmpdatum& datum : image.xmpData()) {
+        const auto known = old.findKey(Exiv2::XmpKey(datum.key()));
+        if (known == old.end() || datum.typeId() != Exiv2::langAlt)
+            continue;
+        const std::unique_ptr<Exiv2::Value> value(datum.getValue().release());
+        RKExiv2LanguageText::addMissing(known->value(), value.get());
+        datum.setValue(value.get());
+    }
 }
 
 QByteArray RKImageFamilies::thumbnail() const

@@ -5,6 +5,8 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/saving/RKMetaDataSaver_p.h"
 #include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
+#include "RKImageLoader/xmp/RKXmpLimits_p.h"
+#include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
 #include <QBuffer>
 #include <QDebug>
@@ -31,6 +33,17 @@ QMutex* savingMutex(const QString& path)
 
 /// What exiv2 needs to tell the type of an image.
 constexpr qint64 kHeadSize = 4096;
+
+/// The XMP packet, which is all that a sidecar consists of; empty for a TIFF-based file.
+std::string packetIn(const RKImageContent& content)
+{
+    QByteArray packet;
+    if (content.parts())
+        packet = content.parts()->xmpPacket();
+    else if (RKExiv2Compat::isSidecar(content.readable()))
+        packet = content.readable();
+    return RKXmpPacketParser::inUtf8(packet.toStdString());
+}
 
 /// exiv2 can write one of the families into images of that type.
 bool isWritable(const Exiv2::Image& image)
@@ -135,6 +148,11 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
     RKExiv2ImagePtr image = RKExiv2Compat::openMemory(content->readable());
     if (!isWritable(*image))
         return Result::Refused;
+    if (RKXmpLimits::areExceededBy(packetIn(*content))) {
+        warnOfLoss(
+            target, QStringLiteral("its XMP has too many namespaces, properties or elements"));
+        return Result::Refused;
+    }
     const QMutexLocker tiffLocker(
         RKExiv2Compat::isTiffFamily(*image) ? RKExiv2Library::tiffMutex() : nullptr);
     const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());

@@ -1,8 +1,10 @@
+#include "RKImageLoader/xmp/RKXmpLimits_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 #include "support/RKTimeLimit.h"
 
+#include <QStringEncoder>
 #include <QTest>
 
 #include <algorithm>
@@ -153,6 +155,40 @@ private Q_SLOTS:
         QVERIFY(!follows(1001, 1));
         QVERIFY(!follows(1, 1001));
         QVERIFY(!RKXmpPacketEditor("<rdf:RDF").isValid());
+    }
+
+    void packetsOfTooManyPropertiesAreNotChanged()
+    {
+        const auto exceeds = [](const std::string& start, const std::string& content) {
+            return RKXmpLimits::areExceededBy("<rdf:RDF><rdf:Description" + start + ">" + content
+                + "</rdf:Description></rdf:RDF>");
+        };
+        const std::string namespaces = repeated(" xmlns:a='b'", RKXmpLimits::kMaxDeclarations);
+        QVERIFY(!exceeds(namespaces, {}));
+        QVERIFY(exceeds(namespaces + " xmlns:b = \">\"", {}));
+        const std::string fields = repeated("<d:a/>", RKXmpLimits::kMaxFields);
+        QVERIFY(!exceeds({}, fields));
+        QVERIFY(exceeds(" d:a='/>'", fields));
+        QVERIFY(exceeds({}, fields + "</rdf:Description><rdf:Description>" + fields));
+        // The elements of an array are no fields.
+        const int elements = RKXmpLimits::kMaxNodes - 3;
+        QVERIFY(!exceeds({}, "<d:a>" + repeated("<rdf:li>a</rdf:li>", elements) + "</d:a>"));
+        QVERIFY(exceeds(" d:b=''", "<d:a>" + repeated("<rdf:li/>", elements) + "</d:a>"));
+    }
+
+    void packetsInUtf16AreFollowed()
+    {
+        const QString packet = QStringLiteral(
+            "<x xmlns='u'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+            "<rdf:Description about='é'><a>ü</a></rdf:Description></rdf:RDF></x>");
+        const std::string utf8 = packet.toStdString();
+        QVERIFY(RKXmpPacketEditor(utf8).isValid());
+        for (const auto encoding : {QStringConverter::Utf16BE, QStringConverter::Utf16LE}) {
+            const QByteArray bytes = QStringEncoder(encoding).encode(packet);
+            QCOMPARE(RKXmpPacketParser::inUtf8(bytes.toStdString() + std::string(4, 0)), utf8);
+            QCOMPARE(RKXmpPacketEditor(bytes.toStdString()).properties().begin()->second,
+                RKXmpPacketEditor(utf8).properties().begin()->second);
+        }
     }
 
     void prefixesBecomeTheKnownOnes()

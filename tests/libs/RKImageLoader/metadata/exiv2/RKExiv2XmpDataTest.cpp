@@ -1,5 +1,6 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
@@ -119,6 +120,9 @@ private Q_SLOTS:
         QCOMPARE(RKExiv2LanguageText::defaultText(QStringLiteral("lang=\"odd")),
             QStringLiteral("lang=\"odd"));
 
+        data.setString("Xmp.dc.title", QStringLiteral("Servus"));
+        QVERIFY(data.readString("Xmp.dc.title").contains(QLatin1String("Servus")));
+        QVERIFY(data.readString("Xmp.dc.title").contains(QLatin1String("lang=\"de-DE\" Hallo")));
         data.setStringWithLocale("Xmp.dc.title", QStringLiteral("lang=Bye"));
         const RKExiv2XmpData read = dataOf(data.xmpPacket());
         QCOMPARE(read.readStringWithLocale("Xmp.dc.title"), QStringLiteral("lang=Bye"));
@@ -253,6 +257,29 @@ private Q_SLOTS:
             QVERIFY(data.mergeTo(own));
             const std::string packet = data.editedPacketOf(*own).value_or(std::string());
             QVERIFY(packet.find(structure.toStdString()) != std::string::npos);
+        }
+    }
+
+    void sidecarsKeepTextsInOtherLanguages()
+    {
+        // exiv2 derives the description from the caption, and the rights from the copyright.
+        const std::string packet = dublinCore(
+            "<dc:description><rdf:Alt><rdf:li xml:lang='x-default'>a</rdf:li>"
+            "<rdf:li xml:lang='de'>b</rdf:li></rdf:Alt></dc:description>"
+            "<dc:rights><rdf:Alt><rdf:li xml:lang='de'>c</rdf:li></rdf:Alt></dc:rights>");
+        QBuffer buffer;
+        buffer.setData("<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
+            + QByteArray::fromStdString(packet) + "<?xpacket end=\"w\"?>");
+        RKExiv2Wrapper wrapper(buffer.data());
+        wrapper.write(RKMetaDataFieldEnum::originalFilename, QStringLiteral("title"));
+        wrapper.write(RKMetaDataFieldEnum::copyright, QStringLiteral("mine"));
+        QVERIFY(wrapper.save(&buffer));
+        const auto all = RKExiv2Wrapper(buffer.data()).allData();
+        for (const auto& [key, texts] : {std::pair("Xmp.dc.description", "title|lang=\"de\" b"),
+                 std::pair("Xmp.dc.rights", "mine|lang=\"de\" c")})
+        {
+            for (const QString& text : QString::fromLatin1(texts).split(QLatin1Char('|')))
+                QVERIFY(all.value(QString::fromLatin1(key)).contains(text));
         }
     }
 
