@@ -4,7 +4,6 @@
 #include "support/RKChildProcess.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
-#include "support/RKTestThreads.h"
 
 #include <QTemporaryDir>
 
@@ -106,19 +105,6 @@ private Q_SLOTS:
         QCOMPARE(registry.primaryDecoder(MEDIA_FORMAT_JP2), &decoder);
     }
 
-    void severalThreadsAsk()
-    {
-        const RKBitmapDecoderRegistry registry;
-        RKTestThreads::run(4, [&registry](int) {
-            for (qint64 bit = 2; bit <= MEDIA_FORMAT_PSD; bit *= 2) {
-                registry.listOfDecoders(RKMediaFormatEnum(bit));
-                registry.supportedMediaFormats();
-            }
-        });
-        // The first answer came after the first question.
-        QVERIFY(registry.supportedMediaFormats().contains(MEDIA_FORMAT_BMP));
-    }
-
     void processKnowsTheFormatsOfAllDecoders()
     {
         const RKBitmapDecoderRegistry* const registry = RKBitmapDecoderRegistry::instance();
@@ -171,23 +157,16 @@ private Q_SLOTS:
         QCOMPARE(fitted({0, 0}, {0, 0}), QSize(1, 1));
     }
 
-    void filesAreReadWhole()
+    void jpegFilesAreRecognised()
     {
-        const NamedDecoder decoder("any", {}, {});
         const QTemporaryDir folder;
         const QFileInfo file(folder.filePath(QStringLiteral("ä.jpg")));
-        QTest::ignoreMessage(QtWarningMsg,
-            QRegularExpression(QStringLiteral("^Konnte Datei nicht öffnen: /.*/ä.jpg \\S.*$")));
-        QVERIFY(decoder.readBinaryFile(file).isNull());
         QVERIFY(!RKBitmapDecoder::startsWithJpegSignature(file));
-        // A JPEG file starts with three bytes that are always the same.
-        for (const QByteArray& bytes :
-            {QByteArray("\xff\xd8"), QByteArray("\xff\xd8\xfe"), QByteArray("\xff\xd8\xff\0b", 5)})
-        {
+        for (const char* bytes : {"\xff\xd8", "\xff\xd8\xfe", "\xff\xd8\xff\xe0"}) {
             RKTestPictures::write(file.filePath(), bytes);
-            QCOMPARE(decoder.readBinaryFile(file), bytes);
-            QCOMPARE(RKBitmapDecoder::startsWithJpegSignature(bytes), bytes.size() == 5);
-            QCOMPARE(RKBitmapDecoder::startsWithJpegSignature(file), bytes.size() == 5);
+            const bool isJpeg = qstrlen(bytes) == 4;
+            QCOMPARE(RKBitmapDecoder::startsWithJpegSignature(QByteArray(bytes)), isJpeg);
+            QCOMPARE(RKBitmapDecoder::startsWithJpegSignature(file), isJpeg);
         }
     }
 };

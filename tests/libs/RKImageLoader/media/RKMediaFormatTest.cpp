@@ -9,13 +9,6 @@
 
 namespace {
 
-// Keywords, in the order of their formats' bits; those behind the first one of a format after '/'.
-const QString kKeywords = QStringLiteral(
-    "1 bmp 2 webp 3 gif 4 hdp 5 ico 6 j2k/jp2 7 jpc 8 jpg/jpeg 9 mng 11 pgm 12 png 13 tiff/tif "
-    "15 xbm 16 xpm 19 svg/svgz 20 mod 21 mpg/mpeg 22 wmv 23 mp4 24 mov/quicktime 25 m4v 26 mts "
-    "27 avi 28 3gp 29 vro 30 vob 31 crw 32 cr2 33 arw 34 nef 35 raf 36 dng "
-    "38 heic/heif/heics/heifs 42 rw2 43 mkv 44 ogg 45 psd");
-
 // Those of the formats that have the trait, in the order of their bits.
 template <typename Trait>
 QString formatsWith(const Trait& trait)
@@ -43,18 +36,24 @@ class RKMediaFormatTest : public RKQuietTest
 
 private Q_SLOTS:
 
-    void everyFormatHasItsBitAndKeywords()
+    void everyKeywordLeadsToItsFormat()
     {
-        QStringList found;
+        int formats = 0;
+        QStringList all;
         for (int bit = 0; bit < 63; ++bit) {
             const RKMediaFormat format(RKMediaFormatEnum(1LL << bit));
             const QStringList keywords = format.fileExtensions();
-            if (!keywords.isEmpty())
-                found << QString::number(bit) << keywords.join(u'/');
+            formats += keywords.isEmpty() ? 0 : 1;
             for (const QString& keyword : keywords)
                 QVERIFY(RKMediaFormat(keyword) == format);
+            all += keywords;
         }
-        QCOMPARE(found.join(u' '), kKeywords);
+        QCOMPARE(formats, 37);
+        QCOMPARE(all.size(), 46);
+        QCOMPARE(all.removeDuplicates(), 0);
+        // The first one is the default.
+        QCOMPARE(RKMediaFormat("mpeg").defaultExtension(), QStringLiteral("mpg"));
+        QCOMPARE(RKMediaFormat("jp2").defaultExtension(), QStringLiteral("j2k"));
     }
 
     void everyFormatHasItsTraits()
