@@ -328,14 +328,18 @@ private Q_SLOTS:
     {
         RKExiv2XmpData data
             = dataOf(packetWith(face("0.2", "0.2") + region("Pet", area("0.5", "0.5", "1", "1"))
-                + face("0.8", "0.8", "<mwg-rs:Name>Old</mwg-rs:Name>")));
+                + face("0.8",
+                    "0.8",
+                    "<mwg-rs:Name>Old</mwg-rs:Name><mwg-rs:Extensions rdf:parseType=\"Resource\">"
+                    "<TAMO:CoverImageEpoch>7</TAMO:CoverImageEpoch></mwg-rs:Extensions>")));
         QVERIFY(update(data,
             {newFace(QRectF(0.75, 0.75, 0.1, 0.1), 3, QStringLiteral("New")),
                 newFace(QRectF(0.45, 0.45, 0.1, 0.1), 4, QStringLiteral("Added")),
                 newFace(QRectF(0.75, 0.75, 0.1, 0.1), 5, QStringLiteral("Second"))}));
         QCOMPARE(told(facesIn(data)),
             QStringList({QStringLiteral("0.1,0.1 0.2x0.2 -1 -1 0 "),
-                QStringLiteral("0.75,0.75 0.1x0.1 3 -1 2 New"),
+                // A face that takes over a region keeps its epoch unless it has one.
+                QStringLiteral("0.75,0.75 0.1x0.1 3 7 2 New"),
                 QStringLiteral("0.45,0.45 0.1x0.1 4 -1 3 Added"),
                 QStringLiteral("0.75,0.75 0.1x0.1 5 -1 4 Second")}));
     }
