@@ -338,8 +338,8 @@ RKExiv2XmpData::RKExiv2XmpData(const RKExiv2ImagePtr& image)
     , m_packet(packetOf(*image))
 {
     // A packet beyond the limits is not changed, whatever its keys.
-    if (!RKXmpLimits::areExceededBy(m_packet)
-        && hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet)))
+    if (hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet))
+        && !RKXmpLimits::areExceededBy(m_packet))
         setXmpPacket(m_packet);
     m_changed = m_packet.empty() && !m_data.empty();
 }
