@@ -106,6 +106,8 @@ private Q_SLOTS:
     {
         // Told from the sensor's picture by its one colour, and then by what that is in sRGB.
         RKTestDng file = dng();
+        // Pure colours and white are the same in both spaces.
+        file.scene = RKTestPictures::numbered(kSize.width(), kSize.height());
         const QImage developed = decode(file, kSize / 2);
         file.preview = QImage(kSize / 2, QImage::Format_RGB32);
         file.preview.fill(qRgb(200, 100, 50));
