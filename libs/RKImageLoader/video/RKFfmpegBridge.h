@@ -62,8 +62,9 @@ public:
     /// file is damaged, closed, and for frames that would be wider or higher than 32767 pixels or
     /// have more than 2^28 of them.
     ///
-    /// Seeks to the key frame before, unless the frame is the last one given or among the 60 after
-    /// it; the time is that of decoding all frames in between.
+    /// Seeks to the key frame before, unless decoding on from the last frame leads there sooner;
+    /// the time is that of decoding all frames in between. A missing frame takes about as long as
+    /// one group of pictures, later ones are known to be missing then.
     virtual QImage decodeFrame(long long frameNumber);
 
     /// Stands for any timestamp: the next frame is the one wanted.

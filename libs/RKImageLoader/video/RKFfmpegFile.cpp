@@ -247,6 +247,34 @@ AVStream* RKFfmpegFile::stream() const
     return m_format->streams[m_streamIndex];
 }
 
+bool RKFfmpegFile::hasIndex() const
+{
+    // MPEG's program and transport streams enter any packet as that of a key frame.
+    return !(m_format->iformat->flags & AVFMT_TS_DISCONT);
+}
+
+const AVIndexEntry* RKFfmpegFile::indexEntry(long long timestamp, int flags) const
+{
+    return hasIndex() ? avformat_index_get_entry_from_timestamp(stream(), timestamp, flags)
+                      : nullptr;
+}
+
+long long RKFfmpegFile::endOfData() const
+{
+    const int64_t size = avio_size(m_format->pb);
+    for (int i = hasIndex() ? avformat_index_get_entries_count(stream()) : 0; i > 0; --i) {
+        const AVIndexEntry* entry = avformat_index_get_entry(stream(), i - 1);
+        if (entry->pos < size && entry->size <= size - entry->pos)
+            return std::clamp<long long>(entry->timestamp, -kMaxTicks, kMaxTicks);
+    }
+    if (stream()->duration <= 0 && m_format->duration <= 0)
+        return kMaxTicks;
+    const long long ticks = stream()->duration > 0
+        ? stream()->duration
+        : av_rescale_q(m_format->duration, {1, AV_TIME_BASE}, stream()->time_base);
+    return startTimestamp() + std::clamp<long long>(ticks, 0, kMaxTicks);
+}
+
 double RKFfmpegFile::ticksPerFrame() const
 {
     AVRational rate = m_frameRate;

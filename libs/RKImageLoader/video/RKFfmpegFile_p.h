@@ -65,6 +65,17 @@ public:
     AVFormatContext& format();
     AVCodecContext& codec();
     AVStream* stream() const;
+    /// Whether times go up through the file and the container's index, complete or not, can be
+    /// relied on.
+    bool hasIndex() const;
+    /// The index entry for a time, for FFmpeg's AVSEEK_FLAG_...; null if there is none.
+    const AVIndexEntry* indexEntry(long long timestamp, int flags) const;
+    /// A time near that of the last frame whose data are there, as far as that can be known without
+    /// reading: that of a cut-off file's last whole index entry, else start plus duration.
+    long long endOfData() const;
+
+    /// The stream's first timestamp, 0 if unknown; far enough from the limits to be added to.
+    long long startTimestamp() const;
 
     /// Ticks of the stream's time base. Kept: denominators of 1001 count as 1000. See
     /// RKFfmpegBridgeFramesTest, "long.mp4".
@@ -73,8 +84,6 @@ public:
     bool isNtscRate() const;
     /// The same, and a line in the log where the rate was adjusted.
     double timeScale() const;
-    /// The stream's first timestamp, 0 if unknown; far enough from the limits to be added to.
-    long long startTimestamp() const;
 
     RKFramesPerSecond framesPerSecond() const;
     int lengthMs() const;

@@ -9,13 +9,19 @@ extern "C" {
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace {
 
-// Decoding on takes less time than a seek even where the key frames lie closer.
+// Where the container doesn't tell where its key frames are, frames up to here are reached by
+// decoding on.
 constexpr int kMaxSoonFrames = 60;
+// A seek costs about as much as decoding so many frames: what the decoder's threads hold is lost.
+constexpr int kFramesOfASeek = 3;
 // Seconds, about 18 hours. The start follows.
 constexpr int kMaxStepBack = 1 << 16;
+// Seconds. Where there is no marked key frame for so long, they are taken not to be marked.
+constexpr int kMaxSecondsOfGroup = 16;
 
 /// A damaged packet costs its own frame, not those after it.
 bool canGoOnAfter(int result)
@@ -85,6 +91,10 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
     if (frameNumber < 0)
         return false;
     const long long timestamp = timestampAt(ticksSinceStart(frameNumber));
+    if (timestamp >= m_missingFrom) {
+        setLastFrameOkay(false);
+        return false;
+    }
     if (leadsSoonTo(timestamp))
         return decodeSeekFrame(timestamp);
     const long long target = latestOf(timestamp);
@@ -94,19 +104,30 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
         setLastFrameOkay(false);
         return false;
     }
-    const bool isFound = decodeSeekFrame(timestamp);
+    const bool isFound = decodeFromHere(timestamp);
     return isBeforeFirstFrame(timestamp) ? seekFurtherBack(timestamp) : isFound;
 }
 
-/// Whether the frame is the current one or among the next ones, so that decoding on gives what a
-/// seek would give.
+/// Whether the frame is the current one or a later one that decoding on reaches sooner than a seek,
+/// which would give the same frame.
 bool RKFrameSeeker::leadsSoonTo(long long timestamp) const
 {
     if (!m_lastFrameOkay)
         return false;
     if (timestamp <= m_upper)
         return timestamp > m_lower || timestamp == m_upper;
-    return double(timestamp) - double(m_upper) <= kMaxSoonFrames * m_file->ticksPerFrame();
+    const double ticks = m_file->ticksPerFrame();
+    // Most indices hold decoding times, which are earlier.
+    const long long delay = qRound64(m_file->codec().has_b_frames * ticks);
+    const long long target = latestOf(timestamp) - delay;
+    if (const AVIndexEntry* key = m_file->indexEntry(target, AVSEEK_FLAG_BACKWARD)) {
+        if (double(key->timestamp) - double(m_packetTime) > kFramesOfASeek * ticks)
+            return false;
+        // A seek would lead to a frame that has been decoded already.
+        if (m_file->indexEntry(target, AVSEEK_FLAG_ANY))
+            return true;
+    }
+    return double(timestamp) - double(m_upper) <= kMaxSoonFrames * ticks;
 }
 
 bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
@@ -117,6 +138,8 @@ bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
         < 0)
         return false;
     avcodec_flush_buffers(&m_file->codec());
+    av_packet_unref(m_packet.get());
+    m_hasPacket = false;
     m_lower = kNoTimestamp;
     m_lastFrameOkay = false;
     m_packetTime = kNoTimestamp;
@@ -134,27 +157,66 @@ bool RKFrameSeeker::isBeforeFirstFrame(long long timestamp) const
 
 /// Seeks again, in growing steps and at last to the start. Program and transport streams are
 /// searched by packet, which need not be that of a key frame; MP4's edit lists may hide the key
-/// frame.
+/// frame; and the file may have been cut off before the frame.
 bool RKFrameSeeker::seekFurtherBack(long long timestamp)
 {
     const long long start = m_file->startTimestamp();
     const auto second = RKFfmpeg::toWhole<long long>(
         1 / RKFfmpeg::toReal(m_file->stream()->time_base), 1, RKFfmpegFile::kMaxTicks >> 16);
-    for (int seconds = 1; seconds <= kMaxStepBack; seconds *= 4) {
-        const long long earlier = timestamp - seconds * second;
+    const long long end = std::min(timestamp, m_file->endOfData());
+    for (int seconds = end < timestamp ? 0 : 1; seconds <= kMaxStepBack;
+         seconds = std::max(1, 2 * seconds))
+    {
+        const long long earlier = end - seconds * second;
         if (earlier <= start)
             break;
         if (!seek(kNoTimestamp, earlier, AVSEEK_FLAG_BACKWARD))
             continue;
-        const bool isFound = decodeSeekFrame(timestamp);
+        const bool isFound = decodeFromHere(timestamp);
         if (!isBeforeFirstFrame(timestamp))
             return isFound;
+        if (seconds >= kMaxSecondsOfGroup)
+            m_areKeyFramesMarked = false;
     }
     // The start is that of display; some packets are to be decoded before it. Not all containers
     // can be searched for what lies before their index.
     return (seek(kNoTimestamp, start - second, AVSEEK_FLAG_BACKWARD)
                || seek(kNoTimestamp, start, AVSEEK_FLAG_BACKWARD))
         && decodeSeekFrame(timestamp);
+}
+
+/// Decodes up to the frame, beginning with the next key frame, unless that comes after it.
+bool RKFrameSeeker::decodeFromHere(long long timestamp)
+{
+    if (m_areKeyFramesMarked && !m_file->hasIndex() && !readToKeyFrame(latestOf(timestamp)))
+        return false;
+    return decodeSeekFrame(timestamp);
+}
+
+/// Leaves the packet of the next key frame to be decoded. Reading takes a small part of the time of
+/// decoding; decoders would go through all that they can't show. False if it is too late.
+bool RKFrameSeeker::readToKeyFrame(long long latest)
+{
+    while (readPacket() && timeOfPacket() <= latest) {
+        if (m_packet->flags & AV_PKT_FLAG_KEY) {
+            m_hasPacket = m_packet->pts == AV_NOPTS_VALUE || m_packet->pts <= latest;
+            return m_hasPacket;
+        }
+    }
+    return false;
+}
+
+/// Reads the next packet of the stream; false at the end.
+bool RKFrameSeeker::readPacket()
+{
+    if (std::exchange(m_hasPacket, false))
+        return true;
+    do {
+        av_packet_unref(m_packet.get());
+        if (av_read_frame(&m_file->format(), m_packet.get()) < 0)
+            return false;
+    } while (m_packet->stream_index != m_file->stream()->index);
+    return true;
 }
 
 bool RKFrameSeeker::decodeSeekFrame(long long timestamp)
@@ -166,12 +228,12 @@ bool RKFrameSeeker::decodeSeekFrame(long long timestamp)
     bool gotImage = false;
     bool isGoingOn = true;
     while (isGoingOn && !done) {
-        if (av_read_frame(&m_file->format(), m_packet.get()) < 0) {
+        if (!readPacket()) {
             drain(timestamp, &done, &gotImage);
+            rememberEnd(timestamp, done);
             break;
         }
-        if (m_packet->stream_index == m_file->stream()->index)
-            isGoingOn = decodePacket(timestamp, &done, &gotImage);
+        isGoingOn = decodePacket(timestamp, &done, &gotImage);
         av_packet_unref(m_packet.get());
     }
     // The range describes the place reached, the image would be that of another one.
@@ -209,6 +271,17 @@ void RKFrameSeeker::drain(long long timestamp, bool* done, bool* gotImage)
     int attempts = m_file->codec().thread_count + 1;
     while (receiveFrames(timestamp, done, gotImage) == AVERROR_INVALIDDATA && --attempts > 0) {
     }
+}
+
+/// Frames that come after the last one are not searched for again.
+void RKFrameSeeker::rememberEnd(long long timestamp, bool isFound)
+{
+    const AVIOContext* io = m_file->format().pb;
+    if (isFound || m_lower == kNoTimestamp || timestamp == kAnyTimestamp || (io && io->error < 0))
+        return;
+    // Where times may jump, later frames may have come before this end.
+    const long long missing = m_file->hasIndex() ? m_upper + 1 : timestamp;
+    m_missingFrom = std::min(m_missingFrom, missing);
 }
 
 /// Takes frames up to the one wanted; FFmpeg's error, or 0.

@@ -46,8 +46,12 @@ private:
     bool seek(long long lowest, long long target, int flags);
     bool isBeforeFirstFrame(long long timestamp) const;
     bool seekFurtherBack(long long timestamp);
+    bool decodeFromHere(long long timestamp);
+    bool readToKeyFrame(long long latest);
+    bool readPacket();
     bool decodePacket(long long timestamp, bool* done, bool* gotImage);
     void drain(long long timestamp, bool* done, bool* gotImage);
+    void rememberEnd(long long timestamp, bool isFound);
     int receiveFrames(long long timestamp, bool* done, bool* gotImage);
     bool isDecodable() const;
     long long timeOfPacket() const;
@@ -71,5 +75,11 @@ private:
     long long m_packetTime = kNoTimestamp;
     // Whether the decoder was told that no packets follow; it takes none until it is flushed.
     bool m_isDrained = false;
+    // Whether the packet has been read but not decoded.
+    bool m_hasPacket = false;
+    // From here on there are no frames.
+    long long m_missingFrom = std::numeric_limits<long long>::max();
+    // Whether the container tells which packets are key frames.
+    bool m_areKeyFramesMarked = true;
     QImage m_image;
 };

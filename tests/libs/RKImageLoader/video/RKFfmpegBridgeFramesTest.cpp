@@ -117,6 +117,28 @@ void countSeeks(QtMsgType, const QMessageLogContext& context, const QString& mes
         && message.startsWith(QStringLiteral("seek to"));
 }
 
+class SeekCounter
+{
+public:
+    SeekCounter()
+        : m_previousHandler(qInstallMessageHandler(countSeeks))
+    {
+        QLoggingCategory::setFilterRules(
+            QStringLiteral("default.debug=false\nrk.ffmpeg.debug=true"));
+    }
+
+    ~SeekCounter()
+    {
+        qInstallMessageHandler(m_previousHandler);
+        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    }
+
+    Q_DISABLE_COPY_MOVE(SeekCounter)
+
+private:
+    QtMessageHandler m_previousHandler;
+};
+
 } // namespace
 
 class RKFfmpegBridgeFramesTest : public QObject
@@ -164,12 +186,73 @@ private Q_SLOTS:
             compareInOrderWithSought(*used, row.clip.frames);
     }
 
+    void stepsForwardSeekOverKeyFrames_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QByteArray>("options");
+        QTest::addColumn<int>("step");
+        QTest::addColumn<int>("expectedSeeks");
+        QTest::newRow("every frame") << QByteArray("1.mp4") << QByteArray("-g 1 -bf 0") << 1 << 0;
+        // The decoder's threads have not reached the frame after next yet.
+        QTest::newRow("only key frames")
+            << QByteArray("1.mp4") << QByteArray("-g 1 -bf 0") << 20 << 7;
+        QTest::newRow("short groups") << QByteArray("12.mkv") << QByteArray("-g 12") << 50 << 2;
+        QTest::newRow("one group") << QByteArray("250.mp4") << QByteArray("-g 250") << 50 << 0;
+        QTest::newRow("one group, farther")
+            << QByteArray("250.mp4") << QByteArray("-g 250") << 140 << 0;
+    }
+
+    void stepsForwardSeekOverKeyFrames() const
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QByteArray, options);
+        QFETCH(int, step);
+        QFETCH(int, expectedSeeks);
+        RKFfmpegBridge bridge(make({.name = name, .options = options}, m_folder.path()));
+        const SeekCounter counter;
+        bridge.decodeFrame(0);
+        seeks = 0;
+        for (int n = step; n < 150; n += step)
+            QCOMPARE(number(bridge.decodeFrame(n)), n);
+        QCOMPARE(seeks.load(), expectedSeeks);
+    }
+
+    void missingFramesAreSearchedForOnce_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QByteArray>("options");
+        QTest::addColumn<int>("mostSeeks");
+        QTest::newRow("cut off") << QByteArray("cut.mp4") << QByteArray("-g 25 -movflags faststart")
+                                 << 2;
+        QTest::newRow("cut off, long groups")
+            << QByteArray("cut.mpg") << QByteArray("-g 250 -f mpegts") << 9;
+    }
+
+    void missingFramesAreSearchedForOnce() const
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QByteArray, options);
+        QFETCH(int, mostSeeks);
+        const QString path
+            = make({.name = name, .options = options, .frames = 1000}, m_folder.path());
+        const QByteArray bytes = RKTestPictures::read(path);
+        RKTestPictures::write(path, bytes.first(bytes.size() / 2));
+        RKFfmpegBridge bridge(path);
+        const SeekCounter counter;
+        seeks = 0;
+        QVERIFY(bridge.decodeFrame(900).isNull());
+        QVERIFY2(seeks <= mostSeeks, qPrintable(QString::number(seeks)));
+        seeks = 0;
+        QVERIFY(bridge.decodeFrame(1000000).isNull() && bridge.decodeFrame(901).isNull());
+        QCOMPARE(seeks.load(), 0);
+        QCOMPARE(number(bridge.decodeFrame(430)), 430);
+    }
+
 private:
     /// Decoding on must give exactly what a seek gives, in every frame, and without one.
     static void compareInOrderWithSought(RKFfmpegBridge& bridge, int frames)
     {
-        QLoggingCategory::setFilterRules(QStringLiteral("rk.ffmpeg.debug=true"));
-        const auto previousHandler = qInstallMessageHandler(countSeeks);
+        const SeekCounter counter;
         bridge.decodeFrame(0);
         seeks = 0;
         QList<QImage> inOrder;
@@ -183,8 +266,6 @@ private:
             if (seeks == 0 || sought != inOrder[n])
                 different << QString::number(n);
         }
-        qInstallMessageHandler(previousHandler);
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
         QCOMPARE(different.join(u','), QString());
         // AVI's frame 0 is sought in vain for one before.
         QVERIFY2(seeksInOrder <= 3, qPrintable(QString::number(seeksInOrder)));
