@@ -82,6 +82,7 @@ QJsonObject MetaDataJson::fromMetaData(const RKMetaData& metaData, Extent extent
     QJsonObject object{
         {QStringLiteral("geoPosition"), fromPosition(metaData.geoPosition())},
         {QStringLiteral("fields"), fields(metaData)},
+        {QStringLiteral("keywords"), QJsonArray::fromStringList(metaData.keywords())},
         {QStringLiteral("adobeRating"), metaData.adobeRating()},
         {QStringLiteral("tamoRating"), metaData.tamoRating()},
         {QStringLiteral("tamoStaticScore"), metaData.tamoStaticScore()},

@@ -17,6 +17,16 @@ void writeText(RKMetaData& metaData, RKMetaDataFieldEnum field, const std::optio
         metaData.write(field, *text);
 }
 
+void changeKeywords(RKMetaData& metaData, const MetaDataChanges& changes)
+{
+    QStringList keywords = changes.keywords.value_or(metaData.keywords());
+    for (const QString& removed : changes.removedKeywords)
+        keywords.removeAll(removed.trimmed());
+    keywords += changes.addedKeywords;
+    if (changes.keywords || keywords != metaData.keywords())
+        metaData.setKeywords(keywords);
+}
+
 /// The failure, or nothing when the thumbnail is set.
 QString setThumbnail(
     RKMetaData& metaData, const RKMediaDescriptor& descriptor, const QString& source)
@@ -62,7 +72,7 @@ QString apply(
     if (changes.position)
         metaData.setGeoPosition(*changes.position);
     writeText(metaData, RKMetaDataFieldEnum::originalFilename, changes.title);
-    writeText(metaData, RKMetaDataFieldEnum::keywords, changes.keywords);
+    changeKeywords(metaData, changes);
     writeText(metaData, RKMetaDataFieldEnum::author, changes.author);
     writeText(metaData, RKMetaDataFieldEnum::copyright, changes.copyright);
     writeText(metaData, RKMetaDataFieldEnum::exifUserComment, changes.comment);

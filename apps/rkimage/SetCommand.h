@@ -27,7 +27,10 @@ struct MetaDataChanges
     std::optional<QDateTime> taken;
     std::optional<RKGeoPosition> position;
     std::optional<QString> title;
-    std::optional<QString> keywords;
+    /// All keywords; those to remove and to add come after.
+    std::optional<QStringList> keywords;
+    QStringList removedKeywords;
+    QStringList addedKeywords;
     std::optional<QString> author;
     std::optional<QString> copyright;
     std::optional<QString> comment;

@@ -53,6 +53,14 @@ std::optional<QString> toText(const Text& argument)
     return argument ? std::optional(QString::fromStdString(*argument)) : std::nullopt;
 }
 
+QStringList toTexts(const std::vector<std::string>& arguments)
+{
+    QStringList texts;
+    for (const std::string& argument : arguments)
+        texts << QString::fromStdString(argument);
+    return texts;
+}
+
 /// Pixels as in "800x600".
 std::optional<QSize> parseSize(const std::string& text)
 {
@@ -313,6 +321,9 @@ struct SetArguments
     Text position;
     Text title;
     Text keywords;
+    std::vector<std::string> keywordList;
+    std::vector<std::string> addedKeywords;
+    std::vector<std::string> removedKeywords;
     Text author;
     Text copyright;
     Text comment;
@@ -333,7 +344,12 @@ struct SetArguments
         if (position)
             changes.position = parsePosition(*position);
         changes.title = toText(title);
-        changes.keywords = toText(keywords);
+        if (keywords)
+            changes.keywords = QString::fromStdString(*keywords).split(QLatin1Char(','));
+        else if (!keywordList.empty())
+            changes.keywords = toTexts(keywordList);
+        changes.addedKeywords = toTexts(addedKeywords);
+        changes.removedKeywords = toTexts(removedKeywords);
         changes.author = toText(author);
         changes.copyright = toText(copyright);
         changes.comment = toText(comment);
@@ -361,7 +377,15 @@ void addSet(CLI::App& app, SetArguments& arguments, Command& command)
     set->add_option("--gps", arguments.position, "Where, in degrees: LAT,LON")
         ->check(checked(parsePosition, "a position looks like 48.858222,2.2945"));
     set->add_option("--title", arguments.title, "Title");
-    set->add_option("--keywords", arguments.keywords, "Keywords");
+    CLI::Option* keywords
+        = set->add_option("--keywords", arguments.keywords, "All keywords, separated by commas");
+    const auto addKeywordOption = [set](const char* name, auto& texts, const char* description) {
+        return set->add_option(name, texts, description)->allow_extra_args(false);
+    };
+    addKeywordOption("--keyword", arguments.keywordList, "A keyword; repeat it for all of them")
+        ->excludes(keywords);
+    addKeywordOption("--add-keyword", arguments.addedKeywords, "A keyword to add to the others");
+    addKeywordOption("--remove-keyword", arguments.removedKeywords, "A keyword to remove");
     set->add_option("--author", arguments.author, "Author");
     set->add_option("--copyright", arguments.copyright, "Copyright");
     set->add_option("--comment", arguments.comment, "Comment");

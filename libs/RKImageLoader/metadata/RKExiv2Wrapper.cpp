@@ -51,6 +51,16 @@ void RKExiv2Wrapper::write(RKMetaDataField field, const QString& value)
     m_impl->write(field, value);
 }
 
+QStringList RKExiv2Wrapper::keywords() const
+{
+    return m_impl->keywords();
+}
+
+void RKExiv2Wrapper::setKeywords(const QStringList& keywords)
+{
+    m_impl->setKeywords(keywords);
+}
+
 RKImageOrientation RKExiv2Wrapper::imageOrientation() const
 {
     return m_impl->imageOrientation();

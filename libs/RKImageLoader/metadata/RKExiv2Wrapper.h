@@ -57,8 +57,14 @@ public:
     virtual QString read(RKMetaDataField field) const;
 
     /// Writes the text under all of the field's keys, except the Windows keys "Exif.Image.XP...".
-    /// Does nothing for a field without keys.
+    /// Does nothing for a field without keys. Keywords are written as the list that the text's
+    /// commas separate.
     virtual void write(RKMetaDataField field, const QString& value);
+
+    /// The keywords of IPTC, else of XMP, else the Windows ones in Exif.
+    QStringList keywords() const;
+    /// Sets the keywords in all three.
+    void setKeywords(const QStringList& keywords);
 
     /// The Exif orientation; 0 where there is none. 1 for images in boxes (HEIC, AVIF): their
     /// rotation belongs to the container, and the decoder has applied it.

@@ -259,6 +259,16 @@ void RKMetaData::write(RKMetaDataField field, const QString& value)
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().write(field, value); });
 }
 
+QStringList RKMetaData::keywords() const
+{
+    return snapshot()->exiv2Wrapper().keywords();
+}
+
+void RKMetaData::setKeywords(const QStringList& keywords)
+{
+    change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setKeywords(keywords); });
+}
+
 QHash<QString, QString> RKMetaData::allData() const
 {
     return snapshot()->exiv2Wrapper().allData();

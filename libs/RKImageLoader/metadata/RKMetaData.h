@@ -16,6 +16,7 @@
 #include <QSharedDataPointer>
 #include <QSize>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 class QBuffer;
@@ -136,8 +137,14 @@ public:
 
     /// A free text, trimmed; empty for other fields.
     QString read(RKMetaDataField field) const;
-    /// Does nothing for fields that are no free text.
+    /// Does nothing for fields that are no free text. A text of keywords is the list that its
+    /// commas separate.
     void write(RKMetaDataField field, const QString& value);
+
+    /// The keywords, trimmed, each once.
+    QStringList keywords() const;
+    /// Replaces all keywords; no list, or one of blanks, removes them. A keyword may hold commas.
+    void setKeywords(const QStringList& keywords);
 
     /// Key to text of all Exif, XMP and IPTC data.
     QHash<QString, QString> allData() const;

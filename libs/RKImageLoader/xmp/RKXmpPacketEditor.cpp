@@ -402,6 +402,20 @@ std::string RKXmpPacketEditor::described(
 std::string RKXmpPacketEditor::exchanged(
     const std::set<Name>& names, const RKXmpPacketEditor& source) const
 {
+    std::string added;
+    for (const Description& description : source.m_descriptions)
+        added += source.described(description, names, *this);
+
+    const auto isNamed = [&](const Property& property) { return names.count(property.name) != 0; };
+    const auto becomesEmpty = [&](const Description& description) {
+        const auto& properties = description.properties;
+        return !properties.empty() && description.isPlain
+            && std::all_of(properties.begin(), properties.end(), isNamed);
+    };
+    // One has to stay for the subject.
+    const bool keepsFirst
+        = added.empty() && std::all_of(m_descriptions.begin(), m_descriptions.end(), becomesEmpty);
+
     std::string text;
     size_t at = 0;
     const auto leaveOut = [&](const Range& range) {
@@ -409,24 +423,17 @@ std::string RKXmpPacketEditor::exchanged(
         at = range.end;
     };
     for (const Description& description : m_descriptions) {
-        const auto isNamed
-            = [&](const Property& property) { return names.count(property.name) != 0; };
-        const auto& properties = description.properties;
-        if (!properties.empty() && description.isPlain
-            && std::all_of(properties.begin(), properties.end(), isNamed))
-        {
+        const bool isKept = keepsFirst && &description == &m_descriptions.front();
+        if (!isKept && becomesEmpty(description)) {
             leaveOut(description.range);
             continue;
         }
-        for (const Property& property : properties) {
+        for (const Property& property : description.properties) {
             if (isNamed(property))
                 leaveOut(property.range);
         }
     }
-    text += m_text.substr(at, *m_end - at);
-    for (const Description& description : source.m_descriptions)
-        text += source.described(description, names, *this);
-    text += m_text.substr(*m_end);
+    text += m_text.substr(at, *m_end - at) + added + m_text.substr(*m_end);
 
     // A packet may keep its size where it ends in blanks (ISO 16684-1, 7.3.2).
     const size_t wrapper = text.rfind("<?xpacket end");

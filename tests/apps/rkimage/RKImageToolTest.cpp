@@ -209,6 +209,24 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(path("a.gif")));
     }
 
+    void keywordsAreSetAddedAndRemoved()
+    {
+        const QString file = path("keywords.jpg");
+        QVERIFY(QFile::copy(path("bild ä.jpg"), file));
+        const auto keywordsAfter = [&](const char* change) {
+            return runTool(words("set") + QStringList{file} + words(change)).exitCode == 0
+                ? informationOn(file)[u"keywords"].toArray()
+                : QJsonArray();
+        };
+        QCOMPARE(keywordsAfter("--keyword Süden --keyword b --keyword c"),
+            QJsonArray({QStringLiteral("Süden"), QStringLiteral("b"), QStringLiteral("c")}));
+        QCOMPARE(keywordsAfter("--remove-keyword b --add-keyword d --rating 1"),
+            QJsonArray({QStringLiteral("Süden"), QStringLiteral("c"), QStringLiteral("d")}));
+        QCOMPARE(keywordsAfter("--keywords x,y"),
+            QJsonArray({QStringLiteral("x"), QStringLiteral("y")}));
+        QCOMPARE(runTool(words("set --keyword a --keywords b") + QStringList{file}).exitCode, 2);
+    }
+
     void setChangesMetadataAndNoPixels()
     {
         const QString file = path("set.jpg");

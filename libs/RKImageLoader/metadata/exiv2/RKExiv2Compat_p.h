@@ -215,6 +215,17 @@ qint64 toInt64(const T& valueOrDatum, qsizetype component = 0)
 #endif
 }
 
+/// A component as text.
+template <typename T>
+std::string toString(const T& valueOrDatum, qsizetype component)
+{
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    return valueOrDatum.toString(static_cast<size_t>(component));
+#else
+    return valueOrDatum.toString(static_cast<long>(component));
+#endif
+}
+
 inline QByteArray toByteArray(const Exiv2::DataBuf& buffer)
 {
 #if EXIV2_TEST_VERSION(0, 28, 0)

@@ -5,6 +5,7 @@
 
 #include <QDebug>
 #include <QLocale>
+#include <QStringEncoder>
 
 #include <algorithm>
 #include <array>
@@ -688,6 +689,25 @@ void RKExiv2ExifData::setString(const char* key, const QString& value)
         [](Exiv2::TypeId typeOfTag) { return typeOfTag; });
 }
 
+void RKExiv2ExifData::setWindowsText(const char* key, const QString& value)
+{
+    if (value.isEmpty()) {
+        removeEverywhere(key);
+        return;
+    }
+    QStringEncoder encoder(QStringConverter::Utf16LE);
+    QString terminated = value;
+    terminated.append(QChar());
+    const QByteArray bytes = encoder.encode(terminated);
+    const Exiv2::DataValue units(reinterpret_cast<const Exiv2::byte*>(bytes.constData()),
+        bytes.size(),
+        Exiv2::invalidByteOrder,
+        Exiv2::unsignedByte);
+    removeKey(key);
+    m_exifData.add(Exiv2::ExifKey(key), &units);
+    m_changedKeys.insert(key);
+}
+
 void RKExiv2ExifData::setStringWithLocale(const char* key, const QString& value)
 {
     RKExiv2Library::change(
@@ -763,10 +783,7 @@ void RKExiv2ExifData::setDateTime(const char* key, const char* offsetKey, const 
         setString(offsetKey, offset);
         return;
     }
-    removeKey(offsetKey);
-    // Not held here does not mean that the target has none.
-    m_changedKeys.insert(offsetKey);
-    m_removedKeys.emplace_back(offsetKey);
+    removeEverywhere(offsetKey);
 }
 
 void RKExiv2ExifData::setRotation(RKImageOrientation orientation)
@@ -844,6 +861,14 @@ void RKExiv2ExifData::removeKey(const char* key)
     const std::string name = datum->key();
     m_changedKeys.insert(name);
     eraseIf(m_exifData, [&name](const auto& other) { return other.key() == name; });
+}
+
+void RKExiv2ExifData::removeEverywhere(const char* key)
+{
+    removeKey(key);
+    // Not held here does not mean that the target has none.
+    m_changedKeys.insert(key);
+    m_removedKeys.emplace_back(key);
 }
 
 void RKExiv2ExifData::makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const

@@ -93,6 +93,9 @@ public:
     /// Stores the text, which exiv2 parses after the tag's type. A text that does not parse is
     /// logged and changes nothing.
     void setString(const char* key, const QString& value);
+    /// Stores the text as readWindowsText() reads it; an empty one removes the key, from a target
+    /// of mergeTo() too.
+    void setWindowsText(const char* key, const QString& value);
     /// Stores the text with the language of the system in front of it.
     void setStringWithLocale(const char* key, const QString& value);
     /// Stores the number with the tag's own type where that is an integer type that holds it.
@@ -121,6 +124,8 @@ public:
     void removeKey(const char* key);
 
 private:
+    /// From a target of mergeTo(), too.
+    void removeEverywhere(const char* key);
     template <typename IsMerged>
     void merge(Exiv2::Image& image, IsMerged isMerged) const;
     RKFacePositions facesFujifilm(const QSize& imageSize) const;

@@ -7,6 +7,8 @@
 #include <QDebug>
 
 #include <algorithm>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -35,18 +37,6 @@ QString toText(const Exiv2::Iptcdatum& datum)
         const std::string text = datum.toString();
         return RKIptcText::fromBytes({text.data(), qsizetype(text.size())});
     });
-}
-
-Exiv2::IptcData::iterator find(Exiv2::IptcData& data, const std::string& key)
-{
-    return std::find_if(data.begin(), data.end(), [&key](const Exiv2::Iptcdatum& datum) {
-        return datum.key() == key;
-    });
-}
-
-bool has(const Exiv2::IptcData& data, const std::string& key)
-{
-    return data.findKey(Exiv2::IptcKey(key)) != data.end();
 }
 
 /// Removes the data sets from an iterator on that have the key.
@@ -149,12 +139,17 @@ Exiv2::MetadataId RKExiv2IptcData::supportedMetaData() const
 
 QString RKExiv2IptcData::readString(const char* key) const
 {
+    return readStringList(key).join(QLatin1String(", "));
+}
+
+QStringList RKExiv2IptcData::readStringList(const char* key) const
+{
     QStringList texts;
     for (const Exiv2::Iptcdatum& datum : m_data) {
         if (datum.key() == key)
             texts.append(toText(datum));
     }
-    return texts.join(QLatin1String(", "));
+    return texts;
 }
 
 QString RKExiv2IptcData::stringWithLocale(const char* key) const
@@ -172,37 +167,44 @@ QDateTime RKExiv2IptcData::dateTime(const char* dateKey, const char* timeKey) co
     return RKWallTime::toDateTime({date, time.isValid() ? time : QTime(0, 0), {}});
 }
 
-bool RKExiv2IptcData::store(const char* key, const QString& value)
+bool RKExiv2IptcData::store(const char* key, const QStringList& values)
 {
     const Exiv2::IptcKey iptcKey(key);
-    const auto parsed = RKExiv2Compat::makeValue(
-        Exiv2::IptcDataSets::dataSetType(iptcKey.tag(), iptcKey.record()));
-    if (parsed->read(value.toStdString()) != 0)
-        return false;
+    std::vector<std::unique_ptr<Exiv2::Value>> parsed;
+    for (const QString& value : values) {
+        parsed.push_back(RKExiv2Compat::makeValue(
+            Exiv2::IptcDataSets::dataSetType(iptcKey.tag(), iptcKey.record())));
+        if (parsed.back()->read(value.toStdString()) != 0)
+            return false;
+    }
     const std::string text = iptcKey.key();
     m_changedKeys.insert(text);
-    const auto first = find(m_data, text);
-    if (first == m_data.end())
-        return m_data.add(iptcKey, parsed.get()) == 0;
-    first->setValue(parsed.get());
-    removeFrom(m_data, std::next(first), text);
-    return true;
+    removeFrom(m_data, m_data.begin(), text);
+    return std::all_of(parsed.begin(), parsed.end(), [&](const auto& value) {
+        return m_data.add(iptcKey, value.get()) == 0;
+    });
 }
 
 void RKExiv2IptcData::writeString(const char* key, const QString& value)
 {
+    writeStringList(key, {value});
+}
+
+void RKExiv2IptcData::writeStringList(const char* key, const QStringList& values)
+{
+    const QString text = values.join(QLatin1String(", "));
     try {
-        if (store(key, value))
+        if (store(key, values))
             return;
     } catch (const Exiv2::Error& error) {
         describeError(
             QStringLiteral("void RKExiv2IptcData::writeString(const char *, const QString &)"),
             error);
-        qWarning().noquote() << "Parameters:" << key << value;
+        qWarning().noquote() << "Parameters:" << key << text;
         return;
     } catch (...) {
     }
-    RKExiv2Library::reportUnchanged(key, value);
+    RKExiv2Library::reportUnchanged(key, text);
 }
 
 void RKExiv2IptcData::writeStringWithLocale(const char* key, const QString& value)
@@ -251,10 +253,6 @@ bool RKExiv2IptcData::mergeChangesTo(RKExiv2ImagePtr& image) const
     Exiv2::IptcData& target = image->iptcData();
     if (!targetHasMostOf(m_data, target))
         return mergeTo(image);
-    for (const std::string& key : m_changedKeys) {
-        if (!has(m_data, key))
-            removeFrom(target, target.begin(), key);
-    }
     if (!m_changedKeys.empty())
         merge(target, [this](const std::string& key) { return m_changedKeys.count(key) != 0; });
     return true;
@@ -270,27 +268,28 @@ void RKExiv2IptcData::merge(Exiv2::IptcData& target, IsMerged isMerged) const
 {
     const Values held = valuesOf(m_data);
     const Values inTarget = valuesOf(target);
-    const auto isChanged = [&](const Exiv2::Iptcdatum& datum) {
+    const auto isReplaced = [&](const Exiv2::Iptcdatum& datum) {
         const Id id(datum.record(), datum.tag());
         const auto values = held.find(id);
+        if (values == held.end())
+            return m_changedKeys.count(datum.key()) != 0;
         const auto old = inTarget.find(id);
-        return values != held.end() && (old == inTarget.end() || values->second != old->second)
+        return (old == inTarget.end() || values->second != old->second)
             && datum.key() != kCharacterSet && isMerged(datum.key());
     };
-    Exiv2::IptcData changed;
+    Exiv2::IptcData added;
     for (const Exiv2::Iptcdatum& datum : m_data) {
-        if (isChanged(datum))
-            changed.add(datum);
+        if (isReplaced(datum))
+            added.add(datum);
     }
-    if (changed.empty())
-        return;
     Exiv2::IptcData merged;
     for (const Exiv2::Iptcdatum& datum : target) {
-        if (!isChanged(datum))
+        if (!isReplaced(datum))
             merged.add(datum);
     }
-    makeTextsFit(changed, merged, isMarkedAsUtf8(m_data));
-    for (const Exiv2::Iptcdatum& datum : changed)
+    if (!added.empty())
+        makeTextsFit(added, merged, isMarkedAsUtf8(m_data));
+    for (const Exiv2::Iptcdatum& datum : added)
         merged.add(datum);
     target = merged;
 }

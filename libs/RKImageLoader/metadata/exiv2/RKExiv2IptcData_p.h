@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <QString>
+#include <QStringList>
 
 #include <map>
 #include <set>
@@ -35,6 +36,7 @@ public:
 
     /// All data sets of the key in order, joined with ", ".
     QString readString(const char* key) const;
+    QStringList readStringList(const char* key) const;
     /// The text of a language alternative, should one have been written here.
     QString stringWithLocale(const char* key) const;
     /// Local time; a stored offset is ignored, a missing time is midnight. Invalid without a date.
@@ -43,7 +45,10 @@ public:
     /// Replaces all data sets of the key by one. A text that the data set cannot take is logged and
     /// changes nothing.
     void writeString(const char* key, const QString& value);
-    /// The same: IPTC has no languages, and a marker would be seen by everybody else.
+    /// The same with one data set for each text; no texts remove the key, from a target of
+    /// mergeTo() too.
+    void writeStringList(const char* key, const QStringList& values);
+    /// Like writeString(): IPTC has no languages, and a marker would be seen by everybody else.
     void writeStringWithLocale(const char* key, const QString& value);
     void setInt(const char* key, int value);
     /// Date and time as they are, with the offset from UTC of a time that is not local; an invalid
@@ -71,7 +76,7 @@ public:
     static Values valuesOf(const Exiv2::IptcData& data);
 
 private:
-    bool store(const char* key, const QString& value);
+    bool store(const char* key, const QStringList& values);
     template <typename IsMerged>
     void merge(Exiv2::IptcData& target, IsMerged isMerged) const;
 

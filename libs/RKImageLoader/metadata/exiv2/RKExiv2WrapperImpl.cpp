@@ -32,6 +32,22 @@ constexpr char kOffsetInExif[] = "Exif.Photo.OffsetTimeOriginal";
 constexpr char kDateInIptc[] = "Iptc.Application2.DateCreated";
 constexpr char kTimeInIptc[] = "Iptc.Application2.TimeCreated";
 
+constexpr char kKeywordsInIptc[] = "Iptc.Application2.Keywords";
+constexpr char kKeywordsInXmp[] = "Xmp.dc.subject";
+constexpr char kKeywordsInExif[] = "Exif.Image.XPKeywords";
+constexpr QLatin1Char kWindowsSeparator(';');
+
+/// The texts that are not blank, trimmed, each once.
+QStringList distinctTexts(const QStringList& texts)
+{
+    QStringList distinct;
+    for (const QString& text : texts)
+        distinct.append(text.trimmed());
+    distinct.removeAll(QString());
+    distinct.removeDuplicates();
+    return distinct;
+}
+
 int toMicrosoftPercent(int rating)
 {
     return kMicrosoftPercents[static_cast<size_t>(rating)];
@@ -146,8 +162,37 @@ QString RKExiv2WrapperImpl::read(const RKMetaDataField& field) const
     return {};
 }
 
+QStringList RKExiv2WrapperImpl::keywords() const
+{
+    const QReadLocker locker(&m_lock);
+    for (const QStringList& family : {m_iptcData.readStringList(kKeywordsInIptc),
+             m_xmpData.readStringList(kKeywordsInXmp),
+             m_exifData.readWindowsText(kKeywordsInExif).split(kWindowsSeparator)})
+    {
+        if (const QStringList keywords = distinctTexts(family); !keywords.isEmpty())
+            return keywords;
+    }
+    return {};
+}
+
+void RKExiv2WrapperImpl::setKeywords(const QStringList& keywords)
+{
+    const QStringList texts = distinctTexts(keywords);
+    // One keyword must not become two here.
+    QStringList forWindows = texts;
+    forWindows.replaceInStrings(QString(kWindowsSeparator), QStringLiteral(","));
+    const QWriteLocker locker(&m_lock);
+    m_iptcData.writeStringList(kKeywordsInIptc, texts);
+    m_xmpData.setStringList(kKeywordsInXmp, texts);
+    m_exifData.setWindowsText(kKeywordsInExif, forWindows.join(kWindowsSeparator));
+}
+
 void RKExiv2WrapperImpl::write(const RKMetaDataField& field, const QString& value)
 {
+    if (field.value() == RKMetaDataFieldEnum::keywords) {
+        setKeywords(value.split(QLatin1Char(',')));
+        return;
+    }
     const QWriteLocker locker(&m_lock);
     const QStringList keys = field.exiv2Keys();
     for (const QString& key : keys) {

@@ -44,6 +44,9 @@ public:
     QString read(const RKMetaDataField& field) const;
     void write(const RKMetaDataField& field, const QString& value);
 
+    QStringList keywords() const;
+    void setKeywords(const QStringList& keywords);
+
     RKImageOrientation imageOrientation() const;
     void setImageOrientation(RKImageOrientation orientation);
     void rotate(bool clockwise);

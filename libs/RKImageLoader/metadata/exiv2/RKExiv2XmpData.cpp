@@ -250,7 +250,8 @@ std::optional<std::string> edited(
                 names.insert(nameOf(key));
             if (names.empty())
                 return packet;
-            if (!target.isValid() || !editorOfSource.isValid())
+            // An empty source has no properties: all that differ are removed.
+            if (!target.isValid() || (!source.empty() && !editorOfSource.isValid()))
                 return {};
             const std::string result = target.exchanged(names, editorOfSource);
             Exiv2::XmpData decoded;
@@ -390,6 +391,20 @@ QString RKExiv2XmpData::readString(const char* key) const
     });
 }
 
+QStringList RKExiv2XmpData::readStringList(const char* key) const
+{
+    return read(m_data, key, QStringList(), [](const Exiv2::Xmpdatum& datum) {
+        // A plain text counts its bytes.
+        const Exiv2::TypeId type = datum.typeId();
+        if (type != Exiv2::xmpBag && type != Exiv2::xmpSeq && type != Exiv2::xmpAlt)
+            return QStringList{QString::fromStdString(datum.toString())};
+        QStringList texts;
+        for (qsizetype i = 0; i < RKExiv2Compat::count(datum); ++i)
+            texts.append(QString::fromStdString(RKExiv2Compat::toString(datum, i)));
+        return texts;
+    });
+}
+
 QString RKExiv2XmpData::readStringWithLocale(const char* key) const
 {
     return read(m_data, key, QString(), [](const Exiv2::Xmpdatum& datum) {
@@ -458,6 +473,13 @@ void RKExiv2XmpData::setStringWithLocale(const char* key, const QString& value)
 
 void RKExiv2XmpData::setStringList(const char* key, const QList<QString>& values)
 {
+    if (values.isEmpty()) {
+        removeKey(key);
+        // Not held here does not mean that the target has none.
+        m_changedKeys.insert(key);
+        m_removedKeys.insert(key);
+        return;
+    }
     const QWriteLocker locker(RKExiv2Library::xmpLock());
     RKExiv2Library::change(
         QStringLiteral("void RKExiv2XmpData::setStringList(const char *, const QList<QString> &)"),
@@ -681,7 +703,7 @@ std::optional<std::string> RKExiv2XmpData::editedPacketOf(const Exiv2::Image& im
 void RKExiv2XmpData::mergeInto(Exiv2::XmpData& target) const
 {
     // Property by property: arrays and structures of two images must not mix.
-    std::unordered_set<std::string> held;
+    std::unordered_set<std::string> held(m_removedKeys.begin(), m_removedKeys.end());
     for (const Exiv2::Xmpdatum& datum : m_data)
         held.insert(propertyKey(datum.key()));
     Exiv2::XmpData merged = filtered(

@@ -51,6 +51,8 @@ public:
     /// The value as exiv2 prints it: the elements of an array joined with ", ", language
     /// alternatives with their markers, the default one first.
     QString readString(const char* key) const;
+    /// The elements of an array; one element for a plain text.
+    QStringList readStringList(const char* key) const;
     /// The default one of the language alternatives, else the first, without markers.
     QString readStringWithLocale(const char* key) const;
     /// An ISO 8601 text with its offset; local time without one. Invalid for a date that lacks
@@ -65,7 +67,8 @@ public:
     void setString(const char* key, const QString& value);
     /// Sets the default language alternative; other languages stay.
     void setStringWithLocale(const char* key, const QString& value);
-    /// An array of the type that the property has, else an unordered one.
+    /// An array of the type that the property has, else an unordered one. No texts remove the
+    /// property, from a target of mergeTo() too.
     void setStringList(const char* key, const QList<QString>& values);
     void setInt(const char* key, int value);
     /// Up to 15 significant digits.
@@ -133,4 +136,6 @@ private:
     std::string m_packet;
     /// Properties have changed since the packet was taken.
     bool m_changed = false;
+    /// Properties to be removed from a target, too.
+    std::set<std::string> m_removedKeys;
 };

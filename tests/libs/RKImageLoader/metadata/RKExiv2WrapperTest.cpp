@@ -434,6 +434,54 @@ private Q_SLOTS:
         }
     }
 
+    void keywordsAreOneListInAllFamilies()
+    {
+        const QStringList three{QStringLiteral("eins"), QStringLiteral("Rom, Italien; Süden")};
+        RKExiv2Wrapper wrapper;
+        wrapper.setKeywords(three + QStringList{QStringLiteral(" eins "), QStringLiteral(" ")});
+        QCOMPARE(wrapper.keywords(), three);
+
+        QBuffer buffer;
+        buffer.setData(imageFile("JPEG"));
+        QVERIFY(wrapper.save(&buffer));
+        const QByteArray file = buffer.data();
+        QCOMPARE(RKExiv2Wrapper(file).keywords(), three);
+        const RKExiv2ImagePtr image = open(file);
+        QCOMPARE(image->iptcData().count(), 3L); // With the mark of UTF-8.
+        QCOMPARE(image->xmpData()["Xmp.dc.subject"].count(), 2L);
+        QCOMPARE(QString::fromStdString(image->exifData()["Exif.Image.XPKeywords"].print()),
+            QStringLiteral("eins;Rom, Italien, Süden"));
+
+        RKExiv2Wrapper changed(file);
+        changed.write(RKMetaDataField(Field::keywords), QStringLiteral("a, b"));
+        QVERIFY(changed.save(&buffer));
+        const RKExiv2Wrapper saved(buffer.data());
+        QCOMPARE(saved.keywords(), QStringList({QStringLiteral("a"), QStringLiteral("b")}));
+        QCOMPARE(saved.read(RKMetaDataField(Field::keywords)), QStringLiteral("a, b"));
+
+        changed.setKeywords({});
+        QVERIFY(changed.save(&buffer));
+        const QHash<QString, QString> left = RKExiv2Wrapper(buffer.data()).allData();
+        for (const char* key :
+            {"Iptc.Application2.Keywords", "Xmp.dc.subject", "Exif.Image.XPKeywords"})
+            QVERIFY(!left.contains(QLatin1String(key)));
+    }
+
+    void keywordsOfAnyFamilyAreRead()
+    {
+        const QStringList expected{QStringLiteral("a"), QStringLiteral("b c")};
+        QCOMPARE(wrapperWith({{"Xmp.dc.subject", "a"}}).keywords(), expected.mid(0, 1));
+        const QByteArray file = withMetadata(imageFile("JPEG"), [](Exiv2::Image& image) {
+            const QByteArray text("a\0;\0b\0 \0c\0;\0\0\0", 14);
+            const Exiv2::DataValue value(reinterpret_cast<const Exiv2::byte*>(text.constData()),
+                text.size(),
+                Exiv2::invalidByteOrder,
+                Exiv2::unsignedByte);
+            image.exifData().add(Exiv2::ExifKey("Exif.Image.XPKeywords"), &value);
+        });
+        QCOMPARE(RKExiv2Wrapper(file).keywords(), expected);
+    }
+
     void profileReplacesTheColorHints()
     {
         RKExiv2Wrapper wrapper = wrapperWith(
