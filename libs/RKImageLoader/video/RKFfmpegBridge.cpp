@@ -59,34 +59,50 @@ RKFfmpegBridge::~RKFfmpegBridge()
 bool RKFfmpegBridge::openFile()
 {
     const QMutexLocker locker(&m_mutex);
-    if (m_seeker)
-        return true;
-    if (auto file = RKFfmpegFile::open(m_path)) {
-        m_seeker = RKFrameSeeker::create(file);
-        if (m_seeker)
-            m_file = std::move(file);
-    }
+    if (!m_seeker)
+        open();
     return m_seeker != nullptr;
 }
 
 bool RKFfmpegBridge::reopenFile()
 {
     const QMutexLocker locker(&m_mutex);
-    close();
-    return openFile();
+    // Others see the old facts until there are new ones.
+    m_seeker.reset();
+    open();
+    return m_seeker != nullptr;
 }
 
 void RKFfmpegBridge::close()
 {
     const QMutexLocker locker(&m_mutex);
     m_seeker.reset();
-    m_file.reset();
+    setFile({});
+}
+
+void RKFfmpegBridge::open()
+{
+    std::shared_ptr<RKFfmpegFile> file = RKFfmpegFile::open(m_path);
+    m_seeker = file ? RKFrameSeeker::create(file) : nullptr;
+    setFile(m_seeker ? std::move(file) : nullptr);
+}
+
+/// The open file's facts; null if there is none.
+std::shared_ptr<const RKFfmpegFile> RKFfmpegBridge::file() const
+{
+    const QMutexLocker locker(&m_fileMutex);
+    return m_file;
+}
+
+void RKFfmpegBridge::setFile(std::shared_ptr<const RKFfmpegFile> file)
+{
+    const QMutexLocker locker(&m_fileMutex);
+    m_file = std::move(file);
 }
 
 bool RKFfmpegBridge::isOpenFile() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file != nullptr;
+    return file() != nullptr;
 }
 
 QImage RKFfmpegBridge::decodeFrame(long long frameNumber)
@@ -105,6 +121,12 @@ bool RKFfmpegBridge::decodeSeekFrame(long long timestamp)
 {
     const QMutexLocker locker(&m_mutex);
     return m_seeker && m_seeker->decodeSeekFrame(timestamp);
+}
+
+long long RKFfmpegBridge::estimatedBytes() const
+{
+    const auto opened = file();
+    return opened ? opened->estimatedBytes() : 0;
 }
 
 QImage RKFfmpegBridge::getFrame() const
@@ -157,31 +179,31 @@ long long RKFfmpegBridge::timestampAt(long long ticks) const
 const AVStream* RKFfmpegBridge::videoStream() const
 {
     const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->stream() : nullptr;
+    return m_seeker ? m_seeker->stream() : nullptr;
 }
 
 double RKFfmpegBridge::timeScale() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->timeScale() : 0.0;
+    const auto opened = file();
+    return opened ? opened->timeScale() : 0.0;
 }
 
 RKFramesPerSecond RKFfmpegBridge::framesPerSecond() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->framesPerSecond() : RKFramesPerSecond();
+    const auto opened = file();
+    return opened ? opened->framesPerSecond() : RKFramesPerSecond();
 }
 
 int RKFfmpegBridge::videoLengthMs() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->lengthMs() : -1;
+    const auto opened = file();
+    return opened ? opened->lengthMs() : -1;
 }
 
 int RKFfmpegBridge::rotation() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->rotation() : 0;
+    const auto opened = file();
+    return opened ? opened->rotation() : 0;
 }
 
 bool RKFfmpegBridge::shouldApplyRotation() const
@@ -191,56 +213,57 @@ bool RKFfmpegBridge::shouldApplyRotation() const
 
 QSize RKFfmpegBridge::sourceVideoSize() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->sourceSize() : QSize();
+    const auto opened = file();
+    return opened ? opened->sourceSize() : QSize();
 }
 
 QSize RKFfmpegBridge::effectiveVideoSize() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->effectiveSize() : QSize();
+    const auto opened = file();
+    return opened ? opened->effectiveSize() : QSize();
 }
 
 QSize RKFfmpegBridge::videoSize() const
 {
-    const QMutexLocker locker(&m_mutex);
-    const QSize size = effectiveVideoSize();
-    return rotation() == 90 || rotation() == 270 ? size.transposed() : size;
+    const auto opened = file();
+    if (!opened)
+        return {};
+    const bool liesOnItsSide = opened->rotation() == 90 || opened->rotation() == 270;
+    return liesOnItsSide ? opened->effectiveSize().transposed() : opened->effectiveSize();
 }
 
 AVRational RKFfmpegBridge::sourceAspectRatio() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->sourceAspectRatio() : AVRational{0, 0};
+    const auto opened = file();
+    return opened ? opened->sourceAspectRatio() : AVRational{0, 0};
 }
 
 AVRational RKFfmpegBridge::displayAspectRatio() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->displayAspectRatio() : AVRational{0, 0};
+    const auto opened = file();
+    return opened ? opened->displayAspectRatio() : AVRational{0, 0};
 }
 
 QDateTime RKFfmpegBridge::videoTaken() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->taken() : QDateTime();
+    const auto opened = file();
+    return opened ? opened->taken() : QDateTime();
 }
 
 QString RKFfmpegBridge::cameraModel() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->cameraModel() : QString();
+    const auto opened = file();
+    return opened ? opened->cameraModel() : QString();
 }
 
 QString RKFfmpegBridge::usedCodec() const
 {
-    const QMutexLocker locker(&m_mutex);
-    return m_file ? m_file->codecName() : QString();
+    const auto opened = file();
+    return opened ? opened->codecName() : QString();
 }
 
 void RKFfmpegBridge::dump() const
 {
-    const QMutexLocker locker(&m_mutex);
     const AVRational source = sourceAspectRatio();
     const AVRational display = displayAspectRatio();
     qDebug() << "RKFfmpegBridge::dump";

@@ -38,9 +38,10 @@ struct AVStream;
 /// Keeps the file and the decoder open: 40 MB at 1080p, 160 MB at 4K are usual, some 20 % more on
 /// four processors. What happens to the file on disk meanwhile is not noticed.
 ///
-/// Thread-safe: one bridge decodes one frame at a time, others wait. FFmpeg's decoders use a thread
-/// for each processor, up to four, and give the same frames with any number of them; only what
-/// they make of damaged ones may differ from one decode to the next.
+/// Thread-safe: one bridge decodes one frame at a time, others wait; what is known of an open file
+/// (sizes, rate, length, rotation, codec, date) is given without waiting. FFmpeg's decoders use a
+/// thread for each processor, up to four, and give the same frames with any number of them; only
+/// what they make of damaged ones may differ from one decode to the next.
 class RKIMAGELOADER_EXPORT RKFfmpegBridge
 {
 public:
@@ -121,6 +122,9 @@ public:
     /// The name of FFmpeg's decoder, such as "h264"; empty if closed.
     QString usedCodec() const;
 
+    /// About how much memory the open file takes for its decoder and its frames; 0 if closed.
+    virtual long long estimatedBytes() const;
+
     /// Writes all properties to the debug log.
     void dump() const;
     /// Writes a message with the file's path to the debug log.
@@ -147,13 +151,18 @@ protected:
     /// kAnyTimestamp.
     long long timestampAt(long long ticks) const;
 
-    // Guards all that follows, in derived classes too; ThreadSanitizer can't see Qt's recursive
-    // one. Held for a whole decode. Nothing else is locked while it is held.
+    // Guards the seeker and all that derived classes add, and is held for a whole decode.
+    // ThreadSanitizer can't see Qt's recursive one.
     mutable std::recursive_mutex m_mutex;
 
 private:
+    void open();
+    std::shared_ptr<const RKFfmpegFile> file() const;
+    void setFile(std::shared_ptr<const RKFfmpegFile> file);
+
     const QString m_path;
-    // Both or neither.
-    std::shared_ptr<RKFfmpegFile> m_file;
     std::unique_ptr<RKFrameSeeker> m_seeker;
+    // Guards the pointer to the file, so that its facts don't wait for a decode; taken last.
+    mutable std::mutex m_fileMutex;
+    std::shared_ptr<const RKFfmpegFile> m_file;
 };

@@ -6,9 +6,9 @@
 
 namespace {
 
-constexpr int kLongestWayOn = 10;
-constexpr int kKeptDistance = 10;
-constexpr int kKeptFrames = 21;
+constexpr int kMaxWayOn = 10;
+constexpr int kMaxKeptDistance = 10;
+constexpr int kMaxKeptFrames = 21;
 
 } // namespace
 
@@ -21,11 +21,18 @@ QImage RKFfmpegBridgeLame::decodeFrame(long long frameNumber)
     if (!cached.isNull())
         return cached;
     // The frames passed on a short way are probably the next ones asked for.
-    if (m_lastFrame < frameNumber - 1 && frameNumber - kLongestWayOn < m_lastFrame) {
+    if (m_lastFrame < frameNumber - 1 && frameNumber - kMaxWayOn < m_lastFrame) {
         for (long long passed = m_lastFrame + 1; passed < frameNumber; ++passed)
             justDecodeThisFrame(passed);
     }
     return justDecodeThisFrame(frameNumber);
+}
+
+long long RKFfmpegBridgeLame::estimatedBytes() const
+{
+    const QSize size = videoSize();
+    const long long kept = size.isEmpty() ? 0 : 3LL * size.width() * size.height() * kMaxKeptFrames;
+    return RKFfmpegBridge::estimatedBytes() + kept;
 }
 
 QImage RKFfmpegBridgeLame::readFromCache(long long frameNumber) const
@@ -55,9 +62,9 @@ QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
 
 void RKFfmpegBridgeLame::recordInCache(long long frameNumber, const QImage& image)
 {
-    if (m_cache.size() >= kKeptFrames) {
+    if (m_cache.size() >= kMaxKeptFrames) {
         m_cache.removeIf([frameNumber](const auto& entry) {
-            return std::llabs(entry.key() - frameNumber) > kKeptDistance;
+            return std::llabs(entry.key() - frameNumber) > kMaxKeptDistance;
         });
     }
     m_cache.insert(frameNumber, image);

@@ -20,6 +20,8 @@ public:
     using RKFfmpegBridge::RKFfmpegBridge;
 
     QImage decodeFrame(long long frameNumber) override;
+    /// With all frames that may be kept.
+    long long estimatedBytes() const override;
 
 private:
     QImage readFromCache(long long frameNumber) const;

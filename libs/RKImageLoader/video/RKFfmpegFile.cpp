@@ -9,6 +9,7 @@
 extern "C" {
 #include <libavutil/avutil.h>
 #include <libavutil/display.h>
+#include <libavutil/imgutils.h>
 }
 
 #include <algorithm>
@@ -166,6 +167,9 @@ void RKFfmpegFile::repairTimeBase()
 void RKFfmpegFile::readFacts()
 {
     m_frameRate = stream()->r_frame_rate;
+    m_timeBase = stream()->time_base;
+    m_codecName = QString::fromUtf8(m_codec->codec->name);
+    m_estimatedBytes = bytesOfFrames();
     // An unknown duration is a number below 0.
     m_lengthMs = int(std::clamp<qint64>(
         m_format->duration / (AV_TIME_BASE / 1000), 0, std::numeric_limits<int>::max()));
@@ -227,6 +231,24 @@ QSize RKFfmpegFile::sizeOfDisplay() const
     return size;
 }
 
+/// By the rule of what was measured: the decoder's frames and the picture in RGB, twice.
+long long RKFfmpegFile::bytesOfFrames() const
+{
+    constexpr int kReferenceFrames = 6;
+    const int width = m_codec->width;
+    const int height = m_codec->height;
+    const int shown = av_image_get_buffer_size(AV_PIX_FMT_RGB24, width, height, 1);
+    const int coded = av_image_get_buffer_size(m_codec->pix_fmt, width, height, 1);
+    const long long frames = kReferenceFrames + std::max(m_codec->thread_count, 1);
+    return std::max(coded > 0 ? coded : shown, 0) * frames + std::max(shown, 0) * 2LL;
+}
+
+void RKFfmpegFile::close()
+{
+    m_codec.reset();
+    m_format.reset();
+}
+
 const QString& RKFfmpegFile::path() const
 {
     return m_path;
@@ -280,7 +302,7 @@ double RKFfmpegFile::ticksPerFrame() const
     AVRational rate = m_frameRate;
     if (isNtscRate())
         rate.den = 1000;
-    const double framesPerTick = toReal(rate) * toReal(stream()->time_base);
+    const double framesPerTick = toReal(rate) * toReal(m_timeBase);
     return framesPerTick > 0.0 ? 1.0 / framesPerTick : 0.0;
 }
 
@@ -355,9 +377,14 @@ QString RKFfmpegFile::cameraModel() const
     return m_cameraModel;
 }
 
+long long RKFfmpegFile::estimatedBytes() const
+{
+    return m_estimatedBytes;
+}
+
 QString RKFfmpegFile::codecName() const
 {
-    return QString::fromUtf8(m_codec->codec->name);
+    return m_codecName;
 }
 
 void RKFfmpegFile::log(const char* message) const

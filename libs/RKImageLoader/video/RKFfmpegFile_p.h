@@ -45,10 +45,11 @@ T toWhole(double number, T least, T greatest)
 
 } // namespace RKFfmpeg
 
-/// An open video file: its container, its best video stream and the decoder of that stream, with
-/// the facts that were known when it was opened. What the facts mean stands at RKFfmpegBridge.
+/// A video file: its container, its best video stream and the decoder of that stream while it is
+/// open, and the facts that were known when it was opened. RKFfmpegBridge explains the facts.
 ///
-/// Immutable but for the container and the decoder, which one thread at a time may use.
+/// The constant functions from ticksPerFrame() to estimatedBytes() may be called by any thread at
+/// any time, also after the file was closed; all others by one thread at a time, while it is open.
 class RKFfmpegFile
 {
 public:
@@ -60,6 +61,9 @@ public:
 
     RKFfmpegFile(const RKFfmpegFile&) = delete;
     RKFfmpegFile& operator=(const RKFfmpegFile&) = delete;
+
+    /// Frees the container and the decoder; the facts stay.
+    void close();
 
     const QString& path() const;
     AVFormatContext& format();
@@ -95,6 +99,8 @@ public:
     QDateTime taken() const;
     QString cameraModel() const;
     QString codecName() const;
+    /// About how much memory the open file takes.
+    long long estimatedBytes() const;
 
     static QDateTime parseDateTime(const QString& text);
     static AVRational repairedTimeBase(const AVRational& timeBase);
@@ -110,6 +116,7 @@ private:
     QString metaDataText(const char* key) const;
     int displayMatrixRotation() const;
     QSize sizeOfDisplay() const;
+    long long bytesOfFrames() const;
 
     const QString m_path;
     QDeadlineTimer m_openDeadline{QDeadlineTimer::Forever};
@@ -118,6 +125,9 @@ private:
     int m_streamIndex = -1;
 
     AVRational m_frameRate{0, 0};
+    AVRational m_timeBase{0, 0};
+    QString m_codecName;
+    long long m_estimatedBytes = 0;
     int m_lengthMs = 0;
     int m_rotation = 0;
     QSize m_sourceSize;

@@ -51,6 +51,11 @@ RKFrameSeeker::RKFrameSeeker(std::shared_ptr<RKFfmpegFile> file)
 {
 }
 
+RKFrameSeeker::~RKFrameSeeker()
+{
+    m_file->close();
+}
+
 bool RKFrameSeeker::allocateBuffers()
 {
     m_frame.reset(av_frame_alloc());
@@ -450,6 +455,11 @@ long long RKFrameSeeker::latestOf(long long timestamp) const
 QImage RKFrameSeeker::image() const
 {
     return m_lastFrameOkay ? m_image : QImage();
+}
+
+const AVStream* RKFrameSeeker::stream() const
+{
+    return m_file->stream();
 }
 
 void RKFrameSeeker::log(const char* message) const

@@ -19,6 +19,13 @@ public:
 
     /// Null if there is no memory for the frames.
     static std::unique_ptr<RKFrameSeeker> create(std::shared_ptr<RKFfmpegFile> file);
+    /// Closes the file.
+    ~RKFrameSeeker();
+
+    RKFrameSeeker(const RKFrameSeeker&) = delete;
+    RKFrameSeeker& operator=(const RKFrameSeeker&) = delete;
+
+    const AVStream* stream() const;
 
     bool seekFrame(long long frameNumber);
     bool decodeSeekFrame(long long timestamp);

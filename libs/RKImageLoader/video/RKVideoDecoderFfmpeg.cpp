@@ -6,6 +6,38 @@
 
 #include <QMutexLocker>
 
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <mutex>
+
+#ifdef __GLIBC__
+#    include <malloc.h>
+#endif
+
+namespace {
+
+// Each holds a file and its threads open.
+constexpr size_t kMaxVideos = 50;
+// A dozen videos of 1080p, three of 4K.
+constexpr long long kMaxBytes = 512LL << 20;
+
+} // namespace
+
+struct RKVideoDecoderFfmpeg::OpenVideo
+{
+    explicit OpenVideo(const QString& path_)
+        : path(path_)
+    {
+    }
+
+    const QString path;
+    // Guards the bridge; held while it is opened. The decoder's is taken after it.
+    std::mutex mutex;
+    std::shared_ptr<RKFfmpegBridge> bridge;
+    std::atomic<long long> bytes = 0;
+};
+
 RKVideoDecoderFfmpeg::RKVideoDecoderFfmpeg() = default;
 
 RKVideoDecoderFfmpeg::~RKVideoDecoderFfmpeg() = default;
@@ -30,14 +62,13 @@ RKMediaFormatList RKVideoDecoderFfmpeg::supportedVideoFileFormats() const
 
 QImage RKVideoDecoderFfmpeg::decode(const RKMediaDescriptor& descriptor, const QSize& wanted) const
 {
-    const QMutexLocker locker(&m_mutex);
-    RKFfmpegBridge& opened = bridge(descriptor);
-    if (!opened.isOpenFile())
+    const auto opened = bridge(descriptor);
+    if (!opened->isOpenFile())
         return {};
-    QImage image = opened.decodeFrame(frameIndex(descriptor).frame());
+    QImage image = opened->decodeFrame(frameIndex(descriptor).frame());
     // The middle of a video of one frame is its second one, and lengths and rates may lie.
     if (image.isNull() && !descriptor.frameIndex().isValid())
-        image = opened.decodeFrame(0);
+        image = opened->decodeFrame(0);
     if (image.isNull() || wanted.width() < 0 || wanted.height() < 0)
         return image;
     return image.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
@@ -45,14 +76,13 @@ QImage RKVideoDecoderFfmpeg::decode(const RKMediaDescriptor& descriptor, const Q
 
 RKMetaData RKVideoDecoderFfmpeg::metaData(const RKMediaDescriptor& descriptor) const
 {
-    const QMutexLocker locker(&m_mutex);
-    const RKFfmpegBridge& opened = bridge(descriptor);
+    const auto opened = bridge(descriptor);
     RKMetaData metaData;
-    metaData.forceSetSize(opened.videoSize());
+    metaData.forceSetSize(opened->videoSize());
     // An invalid date would be written as an empty one.
-    if (const QDateTime taken = opened.videoTaken(); taken.isValid())
+    if (const QDateTime taken = opened->videoTaken(); taken.isValid())
         metaData.setPictureTaken(taken);
-    metaData.write(RKMetaDataFieldEnum::exifModel, opened.cameraModel());
+    metaData.write(RKMetaDataFieldEnum::exifModel, opened->cameraModel());
     metaData.write(RKMetaDataFieldEnum::exifImageDescription,
         QString::number(descriptor.frameIndex().frame()));
     metaData.write(RKMetaDataFieldEnum::originalFilename, descriptor.absoluteFilePath());
@@ -61,76 +91,113 @@ RKMetaData RKVideoDecoderFfmpeg::metaData(const RKMediaDescriptor& descriptor) c
 
 QSize RKVideoDecoderFfmpeg::size(const RKMediaDescriptor& descriptor) const
 {
-    const QMutexLocker locker(&m_mutex);
-    return bridge(descriptor).videoSize();
+    return bridge(descriptor)->videoSize();
 }
 
 RKFramesPerSecond RKVideoDecoderFfmpeg::framesPerSecond(const RKMediaDescriptor& descriptor) const
 {
-    const QMutexLocker locker(&m_mutex);
-    return bridge(descriptor).framesPerSecond();
+    return bridge(descriptor)->framesPerSecond();
 }
 
 int RKVideoDecoderFfmpeg::durationInMS(const RKMediaDescriptor& descriptor) const
 {
-    const QMutexLocker locker(&m_mutex);
-    return bridge(descriptor).videoLengthMs();
+    return bridge(descriptor)->videoLengthMs();
 }
 
 QString RKVideoDecoderFfmpeg::usedCodec(const RKMediaDescriptor& descriptor) const
 {
-    const QMutexLocker locker(&m_mutex);
-    return bridge(descriptor).usedCodec();
-}
-
-void RKVideoDecoderFfmpeg::freeResources() const
-{
-    const QMutexLocker locker(&m_mutex);
-    m_bridges.clear();
-}
-
-void RKVideoDecoderFfmpeg::freeResource(const RKMediaDescriptor& descriptor) const
-{
-    const QMutexLocker locker(&m_mutex);
-    m_bridges.erase(descriptor.absoluteFilePath());
+    return bridge(descriptor)->usedCodec();
 }
 
 int RKVideoDecoderFfmpeg::rotation(const RKMediaDescriptor& descriptor) const
 {
-    const QMutexLocker locker(&m_mutex);
-    return bridge(descriptor).rotation();
+    return bridge(descriptor)->rotation();
 }
 
-RKFfmpegBridge& RKVideoDecoderFfmpeg::bridge(const RKMediaDescriptor& descriptor) const
+void RKVideoDecoderFfmpeg::freeResources() const
 {
-    const QString path = descriptor.absoluteFilePath();
-    const auto cached = m_bridges.find(path);
-    if (cached != m_bridges.end()) {
-        if (cached->second->isOpenFile())
-            return *cached->second;
-        // The file may be there by now.
-        m_bridges.erase(cached);
+    {
+        Videos closed;
+        const QMutexLocker locker(&m_mutex);
+        m_videos.swap(closed);
     }
-    memFix();
-    return *m_bridges.emplace(path, createBridge(descriptor)).first->second;
+#ifdef __GLIBC__
+    // Frames are too small for the allocator to give them back by itself.
+    malloc_trim(0);
+#endif
 }
 
-std::unique_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::createBridge(
+void RKVideoDecoderFfmpeg::freeResource(const RKMediaDescriptor& descriptor) const
+{
+    Videos closed;
+    const QMutexLocker locker(&m_mutex);
+    const auto known = find(descriptor.absoluteFilePath());
+    if (known != m_videos.end())
+        closed.splice(closed.end(), m_videos, known);
+}
+
+std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::bridge(
+    const RKMediaDescriptor& descriptor) const
+{
+    const std::shared_ptr<OpenVideo> video = used(descriptor.absoluteFilePath());
+    const QMutexLocker locker(&video->mutex);
+    // A closed one is tried again: the file may be there by now.
+    if (!video->bridge || !video->bridge->isOpenFile()) {
+        video->bridge = createBridge(descriptor);
+        video->bytes = video->bridge->estimatedBytes();
+        closeUnused();
+    }
+    return video->bridge;
+}
+
+std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::createBridge(
     const RKMediaDescriptor& descriptor)
 {
     const QString path = descriptor.absoluteFilePath();
     if (descriptor.hasMediaFormat(MEDIA_FORMAT_MTS))
-        return std::make_unique<RKFfmpegBridgeLame>(path);
-    return std::make_unique<RKFfmpegBridge>(path);
+        return std::make_shared<RKFfmpegBridgeLame>(path);
+    return std::make_shared<RKFfmpegBridge>(path);
 }
 
-void RKVideoDecoderFfmpeg::memFix() const
+RKVideoDecoderFfmpeg::Videos::iterator RKVideoDecoderFfmpeg::find(const QString& path) const
 {
-    // Kept: all are dropped, not the one unused for the longest time. The bridge that is about to
-    // be added counts, so never more than 50 files are open.
-    constexpr size_t kTooMany = 51;
-    if (m_bridges.size() + 1 >= kTooMany)
-        freeResources();
+    return std::find_if(m_videos.begin(), m_videos.end(), [&path](const auto& video) {
+        return video->path == path;
+    });
+}
+
+/// The video of that path, from now on the one last used.
+std::shared_ptr<RKVideoDecoderFfmpeg::OpenVideo> RKVideoDecoderFfmpeg::used(
+    const QString& path) const
+{
+    Videos closed;
+    const QMutexLocker locker(&m_mutex);
+    const auto known = find(path);
+    if (known != m_videos.end()) {
+        m_videos.splice(m_videos.begin(), m_videos, known);
+        return m_videos.front();
+    }
+    // Before it is opened, so that there are never more.
+    if (m_videos.size() == kMaxVideos)
+        closed.splice(closed.end(), m_videos, std::prev(m_videos.end()));
+    m_videos.push_front(std::make_shared<OpenVideo>(path));
+    return m_videos.front();
+}
+
+/// Closes those that were not used for the longest time, as far as memory demands it.
+void RKVideoDecoderFfmpeg::closeUnused() const
+{
+    Videos closed;
+    const QMutexLocker locker(&m_mutex);
+    long long bytes = 0;
+    auto video = m_videos.begin();
+    while (video != m_videos.end()
+        && (video == m_videos.begin() || bytes + (*video)->bytes <= kMaxBytes))
+    {
+        bytes += (*video)->bytes;
+        ++video;
+    }
+    closed.splice(closed.end(), m_videos, video, m_videos.end());
 }
 
 RKVideoFrameIndex RKVideoDecoderFfmpeg::frameIndex(const RKMediaDescriptor& descriptor) const

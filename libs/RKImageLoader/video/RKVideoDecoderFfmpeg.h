@@ -5,17 +5,21 @@
 
 #include <QString>
 
+#include <list>
 #include <memory>
 #include <mutex>
-#include <unordered_map>
 
 class RKFfmpegBridge;
 
-/// Decodes videos through FFmpeg. Thread-safe, but one request is served at a time.
+/// Decodes videos through FFmpeg. Thread-safe: files are decoded side by side, the requests for
+/// frames of one file one after the other. Sizes, rates and the like of an open file are given
+/// without waiting for a frame.
 ///
-/// Up to 50 files stay open, so that going through a video doesn't open it again and again; the
-/// next one closes all of them. An open 1080p file takes some 40 MB and up to four
-/// idle threads, one of 4K some 160 MB, so hosts should free what they are done with.
+/// Files stay open, so that going through a video doesn't open it again and again: at most 50, and
+/// at most as many as take 512 MiB by an estimate (an open 1080p file some 40 MB and up to four
+/// idle threads, one of 4K some 160 MB). Those that were not used for the longest time are closed
+/// first. A file that is in use is closed when its request has been answered, also by
+/// freeResource().
 ///
 /// A file of the format MTS can't be entered at a frame: it is decoded from the start up to it.
 class RKIMAGELOADER_EXPORT RKVideoDecoderFfmpeg : public RKVideoDecoder
@@ -32,21 +36,24 @@ public:
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const override;
     int durationInMS(const RKMediaDescriptor& descriptor) const override;
     QString usedCodec(const RKMediaDescriptor& descriptor) const override;
+    /// Also gives the memory back to the system, where the C library can.
     void freeResources() const override;
     void freeResource(const RKMediaDescriptor& descriptor) const override;
     int rotation(const RKMediaDescriptor& descriptor) const override;
 
 private:
-    using BridgeMap = std::unordered_map<QString, std::unique_ptr<RKFfmpegBridge>>;
+    struct OpenVideo;
+    using Videos = std::list<std::shared_ptr<OpenVideo>>;
 
-    RKFfmpegBridge& bridge(const RKMediaDescriptor& descriptor) const;
-    static std::unique_ptr<RKFfmpegBridge> createBridge(const RKMediaDescriptor& descriptor);
-    void memFix() const;
+    std::shared_ptr<RKFfmpegBridge> bridge(const RKMediaDescriptor& descriptor) const;
+    static std::shared_ptr<RKFfmpegBridge> createBridge(const RKMediaDescriptor& descriptor);
+    std::shared_ptr<OpenVideo> used(const QString& path) const;
+    void closeUnused() const;
+    Videos::iterator find(const QString& path) const;
     RKVideoFrameIndex frameIndex(const RKMediaDescriptor& descriptor) const;
 
-    // Guards the bridges; held for a whole request, which locks the bridge inside it. Recursive,
-    // since the default frame follows from other requests; ThreadSanitizer can't see Qt's.
-    mutable std::recursive_mutex m_mutex;
-    // By the file's absolute path.
-    mutable BridgeMap m_bridges;
+    // Guards the list of videos, not what is in them: none is opened, decoded or closed under it.
+    mutable std::mutex m_mutex;
+    // The one last used first.
+    mutable Videos m_videos;
 };

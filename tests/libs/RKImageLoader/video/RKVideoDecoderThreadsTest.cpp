@@ -62,6 +62,39 @@ private Q_SLOTS:
         QCOMPARE(good, 4 * kThreads);
     }
 
+    void factsAndOtherFilesDoNotWaitForAFrame()
+    {
+        // Each frame of the forward bridge decodes all before it. While one thread asks for such
+        // frames, the other must get through its requests; if it had to wait for each, it would
+        // see a frame given between any two of them.
+        const QTemporaryDir folder;
+        const QString slow = folder.filePath(QStringLiteral("slow.mts"));
+        QVERIFY(QFile::link(kClip, slow));
+        const RKVideoDecoderFfmpeg decoder;
+        const RKMediaDescriptor other{QFileInfo(kClip)};
+        QCOMPARE(decoder.size(RKMediaDescriptor{QFileInfo(slow)}), RKTestClips::kSize);
+        QCOMPARE(decoder.size(other), RKTestClips::kSize);
+        constexpr int kRequests = 1000;
+        std::atomic<int> frames = 0;
+        std::atomic<bool> isOver = false;
+        std::thread decoding([&] {
+            for (int n = 0; !isOver; n = (n + 15) % kFrames, ++frames)
+                decoder.decode({QFileInfo(slow), n}, QSize());
+        });
+        int good = 0;
+        const int framesBefore = frames;
+        for (int i = 0; i < kRequests; ++i) {
+            const RKMediaDescriptor asked = i % 2 == 0 ? RKMediaDescriptor{QFileInfo(slow)} : other;
+            good += decoder.size(asked) == RKTestClips::kSize && decoder.durationInMS(asked) > 0
+                && !decoder.framesPerSecond(asked).isNull();
+        }
+        const int framesMeanwhile = frames - framesBefore;
+        isOver = true;
+        decoding.join();
+        QCOMPARE(good, kRequests);
+        QVERIFY2(framesMeanwhile < kRequests / 4, qPrintable(QString::number(framesMeanwhile)));
+    }
+
     void oneDecoderServesSeveralThreads()
     {
         const RKMediaDescriptor shared{QFileInfo(kClip)};
