@@ -8,6 +8,10 @@ namespace RKImageLimits {
 
 inline constexpr qint64 kMebibyte = 1LL << 20;
 
+/// The most that zlib's compression reaches. RFC 1951: a match of 258 bytes takes at least two
+/// bits.
+inline constexpr qint64 kDeflateRatio = 1032;
+
 /// No picture with more pixels is decoded: 4 GiB at 32 bits, what QImage still handles and a
 /// desktop application survives.
 inline constexpr qint64 kMaxPixels = 1LL << 30;

@@ -10,10 +10,10 @@
 
 namespace {
 
+using RKImageLimits::kDeflateRatio;
+
 // The most that the formats' compression can reach.
 
-// RFC 1951: a match of 258 bytes takes at least two bits.
-constexpr qint64 kDeflateRatio = 1032;
 // ITU-T T.81: an 8x8 block takes at least one bit, the code of its DC coefficient.
 constexpr qint64 kJpegPixelsPerByte = 8 * 64;
 // GIF89a, appendix F: a code of 12 bits stands for fewer than 4096 pixels.

@@ -34,9 +34,8 @@ constexpr std::array kRatios{
     // ITU-T T.81: an 8x8 block takes at least a bit; there are up to four samples.
     Ratio{6, 8 * 64 * 4},
     Ratio{7, 8 * 64 * 4},
-    // RFC 1951: a match of 258 bytes takes at least two bits.
-    Ratio{8, 1032},
-    Ratio{32946, 1032},
+    Ratio{8, RKImageLimits::kDeflateRatio},
+    Ratio{32946, RKImageLimits::kDeflateRatio},
     // Two bytes stand for at most 128.
     Ratio{32773, 64},
 };

@@ -5,6 +5,7 @@
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopRows_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 
 #include <QBuffer>
@@ -113,6 +114,18 @@ private:
     std::vector<Row> m_reduced;
 };
 
+// Reading a huge zipped picture for a small one takes longer than its file's size justifies.
+bool isWorthReducing(const RKPhotoshopFile& file, const QSize& size)
+{
+    constexpr qint64 kMaxInflated = 384 * RKImageLimits::kMebibyte;
+    const qint64 pixels = qint64(file.size.width()) * file.size.height();
+    const qint64 decoded = pixels * file.channels * file.depth / 8;
+    const bool isClaim = decoded / RKImageLimits::kDeflateRatio > file.pixels.size();
+    return isClaim || file.compression != RKPhotoshopFile::Compression::Zip
+        || 4LL * size.width() * size.height() > pixels || decoded <= kMaxInflated
+        || decoded / RKImageLimits::kMaxDecodedPerByte <= file.pixels.size();
+}
+
 QImage readThumbnail(const RKPhotoshopFile& file)
 {
     if (file.thumbnail.isEmpty())
@@ -157,6 +170,11 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
     const QSize readSize = isReduced ? target : file->size;
     if (!RKImageScaler::isFeasible(target) || !RKImageScaler::isFeasible(readSize)) {
         qWarning("Picture refused: the wanted size is too large");
+        return {};
+    }
+
+    if (!isWorthReducing(*file, readSize)) {
+        qWarning("Picture refused: making it smaller takes too much memory or time");
         return {};
     }
 

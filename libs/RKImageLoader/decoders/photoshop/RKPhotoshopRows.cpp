@@ -1,11 +1,13 @@
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopRows_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/guards/RKImageLimits_p.h"
 
 #include <zlib.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -16,10 +18,6 @@ constexpr quint16 kMaxSample = 65535;
 
 // TIFF 6.0, section 9: two bytes stand for at most 128.
 constexpr qint64 kPackBitsRatio = 64;
-// RFC 1951: a match of 258 bytes takes at least two bits.
-constexpr qint64 kDeflateRatio = 1032;
-// Inflated rows are held, unlike others. These are 350 megapixels of RGB with 8 bits.
-constexpr qint64 kMaxInflated = 1 << 30;
 
 qint64 rowSize(const RKPhotoshopFile& file)
 {
@@ -87,11 +85,55 @@ void toSamples(const uchar* row, int depth, std::span<quint16> samples)
 
 } // namespace
 
+/// One channel of a zip stream. On the heap, for zlib keeps its address.
+class RKPhotoshopRows::Inflater
+{
+public:
+    explicit Inflater(QByteArrayView zip)
+    {
+        m_isGood = inflateInit(&m_stream) == Z_OK && zip.size() <= std::numeric_limits<uInt>::max();
+        m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(zip.data()));
+        m_stream.avail_in = uInt(zip.size());
+    }
+
+    // Goes on where the other one is.
+    Inflater(const Inflater& other)
+        : m_isGood(other.m_isGood)
+    {
+        auto* const from = const_cast<z_stream*>(&other.m_stream);
+        m_isGood = m_isGood && inflateCopy(&m_stream, from) == Z_OK;
+    }
+
+    ~Inflater()
+    {
+        inflateEnd(&m_stream);
+    }
+
+    Inflater& operator=(const Inflater&) = delete;
+
+    bool read(QByteArray& row)
+    {
+        m_stream.next_out = reinterpret_cast<Bytef*>(row.data());
+        m_stream.avail_out = uInt(row.size());
+        const int status = m_isGood ? inflate(&m_stream, Z_SYNC_FLUSH) : Z_STREAM_ERROR;
+        m_isGood = (status == Z_OK || status == Z_STREAM_END) && m_stream.avail_out == 0;
+        return m_isGood;
+    }
+
+private:
+    z_stream m_stream{};
+    bool m_isGood = false;
+};
+
 RKPhotoshopRows::RKPhotoshopRows(const RKPhotoshopFile& file)
     : m_file(file)
     , m_rowSize(rowSize(file))
 {
 }
+
+RKPhotoshopRows::RKPhotoshopRows(RKPhotoshopRows&&) noexcept = default;
+
+RKPhotoshopRows::~RKPhotoshopRows() = default;
 
 std::optional<RKPhotoshopRows> RKPhotoshopRows::open(const RKPhotoshopFile& file, int channels)
 {
@@ -108,9 +150,9 @@ std::optional<RKPhotoshopRows> RKPhotoshopRows::open(const RKPhotoshopFile& file
         rows.m_row.resize(rows.m_rowSize);
         break;
     case Compression::Zip:
-        if (size > kMaxInflated || size / kDeflateRatio > file.pixels.size())
-            return {};
-        if (!rows.inflate(size))
+        rows.m_row.resize(rows.m_rowSize);
+        if (size / RKImageLimits::kDeflateRatio > file.pixels.size()
+            || !rows.findInflatedChannels(channels))
             return {};
         break;
     default: return {};
@@ -120,7 +162,7 @@ std::optional<RKPhotoshopRows> RKPhotoshopRows::open(const RKPhotoshopFile& file
 
 bool RKPhotoshopRows::read(int channel, int row, std::span<quint16> samples)
 {
-    const QByteArrayView bytes = rowBytes(qint64(channel) * m_file.size.height() + row);
+    const QByteArrayView bytes = rowBytes(channel, row);
     if (bytes.size() < m_rowSize)
         return false;
     toSamples(reinterpret_cast<const uchar*>(bytes.data()), m_file.depth, samples);
@@ -147,30 +189,31 @@ bool RKPhotoshopRows::findPackedRows(int channels)
     return offset <= m_file.pixels.size();
 }
 
-bool RKPhotoshopRows::inflate(qint64 size)
+// The stream has one channel after the other, but their rows are wanted side by side.
+bool RKPhotoshopRows::findInflatedChannels(int channels)
 {
-    m_inflated.resize(size);
-    auto length = uLongf(size);
-    // An error where the file has more channels than are wanted; these are here then all the same.
-    uncompress(reinterpret_cast<Bytef*>(m_inflated.data()),
-        &length,
-        reinterpret_cast<const Bytef*>(m_file.pixels.data()),
-        uLong(m_file.pixels.size()));
-    return length == uLongf(size);
+    Inflater stream(m_file.pixels);
+    for (int channel = 0; channel < channels; ++channel) {
+        m_inflaters.push_back(std::make_unique<Inflater>(stream));
+        for (int y = 0; channel + 1 < channels && y < m_file.size.height(); ++y) {
+            if (!stream.read(m_row))
+                return false;
+        }
+    }
+    return true;
 }
 
-QByteArrayView RKPhotoshopRows::rowBytes(qint64 index)
+QByteArrayView RKPhotoshopRows::rowBytes(int channel, int row)
 {
+    const qint64 index = qint64(channel) * m_file.size.height() + row;
     switch (m_file.compression) {
-    case Compression::PackBits: {
-        const qint64 begin = m_packedOffsets[size_t(index)];
-        const qint64 end = m_packedOffsets[size_t(index + 1)];
-        const QByteArrayView packed = m_file.pixels.sliced(begin, end - begin);
-        return unpackBits(packed, m_row.data(), m_rowSize) ? QByteArrayView(m_row)
-                                                           : QByteArrayView();
-    }
     case Compression::Raw: return m_file.pixels.sliced(index * m_rowSize, m_rowSize);
-    case Compression::Zip: break;
+    case Compression::Zip:
+        return m_inflaters[size_t(channel)]->read(m_row) ? QByteArrayView(m_row) : QByteArrayView();
+    case Compression::PackBits: break;
     }
-    return QByteArrayView(m_inflated).sliced(index * m_rowSize, m_rowSize);
+    const qint64 begin = m_packedOffsets[size_t(index)];
+    const qint64 end = m_packedOffsets[size_t(index + 1)];
+    const QByteArrayView packed = m_file.pixels.sliced(begin, end - begin);
+    return unpackBits(packed, m_row.data(), m_rowSize) ? QByteArrayView(m_row) : QByteArrayView();
 }
