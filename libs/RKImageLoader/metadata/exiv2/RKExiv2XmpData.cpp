@@ -2,7 +2,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
-#include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
+#include "RKImageLoader/metadata/exiv2/RKXmpRegionsPacket_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
@@ -588,7 +588,10 @@ std::string RKExiv2XmpData::xmpPacket() const
 
 RKFacePositions RKExiv2XmpData::facePositions() const
 {
-    return RKXmpRegions().facePositionsByXMP(this);
+    std::string packet;
+    RKXmpRegionsPacket regions;
+    return currentPacket(&packet) && regions.parseXmpData(packet) ? regions.faces()
+                                                                  : RKFacePositions();
 }
 
 QHash<QString, QString> RKExiv2XmpData::allData() const

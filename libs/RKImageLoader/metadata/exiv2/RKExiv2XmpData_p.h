@@ -88,7 +88,7 @@ public:
     /// The same; false when it cannot be encoded.
     bool currentPacket(std::string* packet) const;
 
-    /// The face regions, see RKXmpRegions.
+    /// The face regions, see RKXmpRegionsPacket.
     RKFacePositions facePositions() const;
 
     /// Key to text of all properties.

@@ -1,37 +1,22 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-#include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
-
-#include <QDomDocument>
-#include <QSize>
-
-#include <string>
+#include "RKImageLoader/metadata/exiv2/RKXmpRegionsPacket_p.h"
 
 class QFileInfo;
 class RKExiv2XmpData;
 
-/// Reads and writes the face regions of an image's XMP packet: the regions of the Metadata Working
-/// Group (Guidelines for Handling Image Metadata 2.0, 5.9) with two properties of our own, the
-/// cluster of a face and the time when it was chosen as a cover image.
+/// Reads and writes the face regions of an image's XMP data, by way of their packet.
 ///
-/// Works on a packet's text. Index of a region is its place among all regions, those of other
-/// things than faces included. Failures are logged; nothing throws.
+/// Failures are logged; nothing throws.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKXmpRegions
+class RKIMAGELOADER_TEST_EXPORT RKXmpRegions : public RKXmpRegionsPacket
 {
-    // Copies would share the document.
-    Q_DISABLE_COPY_MOVE(RKXmpRegions)
-
 public:
-    RKXmpRegions() = default;
-
-    /// Parses a packet, in place of the one before. An empty packet gives an empty document. False,
-    /// and an empty document, for a packet that cannot be parsed; that is logged.
+    /// Parses the packet of the data; otherwise as for a packet.
     bool parseXmpData(const RKExiv2XmpData& data);
-    bool parseXmpData(const std::string& packet);
+    using RKXmpRegionsPacket::parseXmpData;
 
     /// The faces of the data's packet; for null those of the packet parsed before.
     RKFacePositions facePositionsByXMP(const RKExiv2XmpData* data);
@@ -41,9 +26,7 @@ public:
     /// All regions of the packet, also of other things than faces.
     int numberOfRegions(const RKExiv2XmpData& data);
 
-    /// Merges the faces into the packet: a face takes over the region that contains its centre,
-    /// every other face becomes a new region. Other regions stay; but when they belong to another
-    /// image size, all old face regions are removed.
+    /// Merges the faces into the packet, see mergeFaces().
     ///
     /// False, and nothing changed, for null data, a size with a negative side, no faces, or a
     /// packet that cannot be parsed or cannot take the regions.
@@ -62,39 +45,9 @@ public:
     /// cannot be written, which is logged.
     static bool writeXmpData(const RKExiv2XmpData& data, const QFileInfo& file);
 
-    /// The engine to report for a region with that cluster.
-    static RKFaceDetectionEngineType detectionEngineType(const RKClusterId& clusterId);
-    /// Left, top, width and height are below 1.0. Kept: negative ones are not looked for.
-    static bool isRectNormalized(const QRectF& rect);
-
-    /// Numbers in base 10; `ok` tells success, and without it the result is 0.
-    static int toInt(const QString& text, bool* ok = nullptr);
-    static qint64 toInt64(const QString& text, bool* ok = nullptr);
-    /// Only finite numbers count.
-    static double toDouble(const QString& text, bool* ok = nullptr);
-    /// -1 for a text that is no 32-bit integer.
-    static RKClusterId toClusterId(const QString& text, bool* ok = nullptr);
-
-    /// The name to write for a face: empty in the cluster of faces without a name.
-    static QString faceName(const RKFacePosition& face);
-
 private:
     bool parseOrKeep(const RKExiv2XmpData* data);
     bool storeInto(RKExiv2XmpData* data) const;
-
-    QDomElement regionsElement() const;
-    QDomElement bag() const;
-    QSize appliedToSize() const;
-    RKFacePositions faces() const;
-
     bool createInitialXmpDataIfNeccessary();
     bool createInitialXmpData();
-    bool createRegions();
-    void setAppliedToSize(const QSize& size);
-    bool removeFaces();
-    void updateRegions(const RKFacePositions& matched);
-    void appendRegions(const RKFacePositions& faces);
-    QDomElement bagForWriting();
-
-    QDomDocument m_document;
 };
