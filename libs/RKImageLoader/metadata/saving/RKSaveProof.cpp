@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKIptcEditor_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 
@@ -19,7 +20,7 @@ QSize sizeOf(const Exiv2::Image& image)
 RKExiv2ImagePtr opened(const RKImageContent& content)
 {
     RKExiv2ImagePtr image = RKExiv2Compat::openMemory(content.readable());
-    image->readMetadata();
+    RKExiv2Library::readMetadata(*image);
     return image;
 }
 
