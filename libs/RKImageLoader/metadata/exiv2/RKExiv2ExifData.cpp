@@ -848,7 +848,9 @@ void RKExiv2ExifData::clearAllColorProfileData()
             m_exifData.end(), [&] { return m_exifData.findKey(Exiv2::ExifKey(key)); });
         if (datum == m_exifData.end())
             continue;
-        m_removedKeys.push_back(datum->key());
+        // The maker note of a target stays: only its maker can change one without a loss.
+        if (!startsWith(datum->key(), "Exif.Canon."))
+            m_removedKeys.push_back(datum->key());
         m_exifData.erase(datum);
     }
 }
