@@ -15,10 +15,10 @@
 namespace {
 
 // Lengths of videos may lie, and each picture is a file.
-constexpr qint64 kMostPictures = 10000;
-constexpr qsizetype kMostTiles = 400;
+constexpr qint64 kMaxPictures = 10000;
+constexpr qsizetype kMaxTiles = 400;
 // Single frames may be damaged; after so many in a row the video is taken to be over.
-constexpr int kMostFailedFrames = 5;
+constexpr int kMaxFailedFrames = 5;
 
 struct Failure
 {
@@ -88,14 +88,13 @@ QList<qint64> wantedTimes(qint64 durationMs, const FramesRequest& request)
 {
     QList<qint64> times;
     if (request.count) {
-        // The middles of equal parts: neither the dark first frame nor the end, which may lie
-        // behind the last one.
+        // The middles of equal parts, so that there is no dark first frame.
         for (int i = 0; i < *request.count; ++i)
             times << durationMs * (2 * i + 1) / (2 * *request.count);
     } else {
         const qint64 end = std::max<qint64>(durationMs, 1);
         // One more than are taken, to tell that there are more.
-        for (qint64 time = 0; time < end && times.size() <= kMostPictures; time += *request.everyMs)
+        for (qint64 time = 0; time < end && times.size() <= kMaxPictures; time += *request.everyMs)
             times << time;
     }
     return times;
@@ -106,8 +105,9 @@ QList<RKVideoFrameIndex> wantedFrames(
     const RKMediaDescriptor& descriptor, const FramesRequest& request)
 {
     const RKFramesPerSecond rate = RKVideoLoader::instance()->framesPerSecond(descriptor);
-    const qint64 duration = std::max(RKVideoLoader::instance()->durationInMS(descriptor), 0);
-    const int last = std::max(rate.ms2frameIndex(duration).frame() - 1, 0);
+    // The length of the container may be that of its sound.
+    const int last = std::max(RKVideoLoader::instance()->lastFrameIndex(descriptor).frame(), 0);
+    const qint64 duration = rate.frameIndex2ms(last + 1);
     QList<RKVideoFrameIndex> frames;
     const QList<qint64> times = wantedTimes(duration, request);
     for (const qint64 time : times) {
@@ -163,9 +163,9 @@ private:
                 return failure;
         }
         m_frames = wantedFrames(m_descriptor, m_request);
-        if (hasSheet() && m_frames.size() > kMostTiles) {
+        if (hasSheet() && m_frames.size() > kMaxTiles) {
             return Failure{m_request.sheet,
-                QStringLiteral("a sheet holds at most %1 pictures").arg(kMostTiles)};
+                QStringLiteral("a sheet holds at most %1 pictures").arg(kMaxTiles)};
         }
         if (hasFolder() && !QDir().mkpath(m_request.folder))
             return Failure{m_request.folder, QStringLiteral("the folder can't be made")};
@@ -177,7 +177,7 @@ private:
         int exitCode = Output::AllDone;
         int failedInARow = 0;
         ProgressBar progress(m_frames.size());
-        for (const RKVideoFrameIndex& frame : m_frames.mid(0, kMostPictures)) {
+        for (const RKVideoFrameIndex& frame : m_frames.mid(0, kMaxPictures)) {
             const auto failure = takeFrame(frame);
             progress.step();
             if (!failure) {
@@ -186,14 +186,14 @@ private:
             }
             progress.hide();
             exitCode = report(*failure, m_messages);
-            if (++failedInARow == kMostFailedFrames)
+            if (++failedInARow == kMaxFailedFrames)
                 break;
         }
-        if (m_frames.size() <= kMostPictures || failedInARow == kMostFailedFrames)
+        if (m_frames.size() <= kMaxPictures || failedInARow == kMaxFailedFrames)
             return exitCode;
         progress.hide();
         return report(
-            {m_video, QStringLiteral("these are the first %1 pictures").arg(kMostPictures)},
+            {m_video, QStringLiteral("these are the first %1 pictures").arg(kMaxPictures)},
             m_messages);
     }
 

@@ -73,6 +73,11 @@ int RKVideoLoader::durationInMS(const RKMediaDescriptor& descriptor) const
     return RKVideoDecoderRegistry::instance()->durationInMS(descriptor);
 }
 
+RKVideoFrameIndex RKVideoLoader::lastFrameIndex(const RKMediaDescriptor& descriptor) const
+{
+    return RKVideoDecoderRegistry::instance()->lastFrameIndex(descriptor);
+}
+
 RKVideoFrameIndex RKVideoLoader::defaultFrameIndex(const RKMediaDescriptor& descriptor) const
 {
     return RKVideoDecoderRegistry::instance()->defaultFrameIndex(descriptor);

@@ -50,6 +50,8 @@ public:
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const;
     /// The length in milliseconds, as the file claims it; -1 when the file can't be opened.
     int durationInMS(const RKMediaDescriptor& descriptor) const;
+    /// The last frame that can be had; the duration may promise more. No frame if there is none.
+    RKVideoFrameIndex lastFrameIndex(const RKMediaDescriptor& descriptor) const;
     /// The frame shown when none is asked for, see RKVideoDecoder::defaultFrameIndex().
     RKVideoFrameIndex defaultFrameIndex(const RKMediaDescriptor& descriptor) const;
 };

@@ -111,6 +111,12 @@ QImage RKFfmpegBridge::decodeFrame(long long frameNumber)
     return seekFrame(frameNumber) ? getFrame() : QImage();
 }
 
+long long RKFfmpegBridge::lastFrameNumber()
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_seeker ? m_seeker->lastFrame() : -1;
+}
+
 bool RKFfmpegBridge::seekFrame(long long frameNumber)
 {
     const QMutexLocker locker(&m_mutex);

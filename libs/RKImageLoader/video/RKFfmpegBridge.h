@@ -68,6 +68,10 @@ public:
     /// one group of pictures, later ones are known to be missing then.
     virtual QImage decodeFrame(long long frameNumber);
 
+    /// The greatest number of a frame that can be had, which may be less than the length tells; -1
+    /// if there is none. Takes as long as a missing frame.
+    long long lastFrameNumber();
+
     /// Stands for any timestamp: the next frame is the one wanted.
     static constexpr long long kAnyTimestamp = -1;
 

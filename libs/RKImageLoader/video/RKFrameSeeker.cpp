@@ -113,6 +113,23 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
     return isBeforeFirstFrame(timestamp) ? seekFurtherBack(timestamp) : isFound;
 }
 
+long long RKFrameSeeker::lastFrame()
+{
+    // Searching for a frame that can't be there leads to the end.
+    constexpr long long kBeyondAll = std::numeric_limits<int>::max();
+    const double ticks = m_file->ticksPerFrame();
+    if (seekFrame(kBeyondAll))
+        return kBeyondAll;
+    if (m_lastTime == kNoTimestamp || ticks <= 0.0)
+        return -1;
+    // Rounding, and rates that count as others, may be wrong by some frames.
+    auto frame = RKFfmpeg::toWhole<long long>(
+        (double(m_lastTime) - double(m_file->startTimestamp())) / ticks + 2, 0, kBeyondAll);
+    while (frame >= 0 && timestampAt(ticksSinceStart(frame)) > m_lastTime)
+        --frame;
+    return frame;
+}
+
 /// Whether the frame is the current one or a later one that decoding on reaches sooner than a seek,
 /// which would give the same frame.
 bool RKFrameSeeker::leadsSoonTo(long long timestamp) const
@@ -284,6 +301,7 @@ void RKFrameSeeker::rememberEnd(long long timestamp, bool isFound)
     const AVIOContext* io = m_file->format().pb;
     if (isFound || m_lower == kNoTimestamp || timestamp == kAnyTimestamp || (io && io->error < 0))
         return;
+    m_lastTime = m_upper;
     // Where times may jump, later frames may have come before this end.
     const long long missing = m_file->hasIndex() ? m_upper + 1 : timestamp;
     m_missingFrom = std::min(m_missingFrom, missing);

@@ -29,6 +29,8 @@ public:
 
     bool seekFrame(long long frameNumber);
     bool decodeSeekFrame(long long timestamp);
+    /// The greatest number of a frame that can be had; -1 if there is none. Moves to the end.
+    long long lastFrame();
     /// The current image as it is stored in the file; null if there is none.
     QImage image() const;
     void setLastFrameOkay(bool isOkay);
@@ -84,6 +86,8 @@ private:
     bool m_isDrained = false;
     // Whether the packet has been read but not decoded.
     bool m_hasPacket = false;
+    // Of the last frame of the file, if it was reached.
+    long long m_lastTime = kNoTimestamp;
     // From here on there are no frames.
     long long m_missingFrom = std::numeric_limits<long long>::max();
     // Whether the container tells which packets are key frames.

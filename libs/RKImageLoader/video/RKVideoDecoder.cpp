@@ -15,6 +15,11 @@ int RKVideoDecoder::rotation(const RKMediaDescriptor&) const
     return 0;
 }
 
+RKVideoFrameIndex RKVideoDecoder::lastFrameIndex(const RKMediaDescriptor& descriptor) const
+{
+    return framesPerSecond(descriptor).ms2frameIndex(durationInMS(descriptor)).frame() - 1;
+}
+
 RKVideoFrameIndex RKVideoDecoder::defaultFrameIndex(const RKMediaDescriptor& descriptor) const
 {
     constexpr double kLatestSecond = 5.0;

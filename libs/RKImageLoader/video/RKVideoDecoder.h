@@ -55,6 +55,10 @@ public:
     /// a decoder knows better.
     virtual int rotation(const RKMediaDescriptor& descriptor) const;
 
+    /// The last frame that can be had; the length may promise more. No frame if there is none.
+    /// Unless a decoder knows better, it follows from the rate and the length.
+    virtual RKVideoFrameIndex lastFrameIndex(const RKMediaDescriptor& descriptor) const;
+
     /// The frame that is shown when none is asked for: the middle of the video, but at most five
     /// seconds in. It need not exist, since it follows from the rate and the length alone.
     RKVideoFrameIndex defaultFrameIndex(const RKMediaDescriptor& descriptor) const;

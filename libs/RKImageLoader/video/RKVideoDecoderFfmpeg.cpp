@@ -114,6 +114,11 @@ int RKVideoDecoderFfmpeg::rotation(const RKMediaDescriptor& descriptor) const
     return bridge(descriptor)->rotation();
 }
 
+RKVideoFrameIndex RKVideoDecoderFfmpeg::lastFrameIndex(const RKMediaDescriptor& descriptor) const
+{
+    return static_cast<int>(bridge(descriptor)->lastFrameNumber());
+}
+
 void RKVideoDecoderFfmpeg::freeResources() const
 {
     {

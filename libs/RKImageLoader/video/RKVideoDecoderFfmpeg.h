@@ -40,6 +40,8 @@ public:
     void freeResources() const override;
     void freeResource(const RKMediaDescriptor& descriptor) const override;
     int rotation(const RKMediaDescriptor& descriptor) const override;
+    /// Decodes the last group of pictures.
+    RKVideoFrameIndex lastFrameIndex(const RKMediaDescriptor& descriptor) const override;
 
 private:
     struct OpenVideo;

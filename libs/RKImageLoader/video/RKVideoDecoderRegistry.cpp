@@ -87,6 +87,12 @@ int RKVideoDecoderRegistry::rotation(const RKMediaDescriptor& descriptor) const
     return found ? found->rotation(descriptor) : 0;
 }
 
+RKVideoFrameIndex RKVideoDecoderRegistry::lastFrameIndex(const RKMediaDescriptor& descriptor) const
+{
+    const RKVideoDecoder* found = decoderOf(descriptor);
+    return found ? found->lastFrameIndex(descriptor) : RKVideoFrameIndex();
+}
+
 RKVideoFrameIndex RKVideoDecoderRegistry::defaultFrameIndex(
     const RKMediaDescriptor& descriptor) const
 {

@@ -36,6 +36,7 @@ public:
     int durationInMS(const RKMediaDescriptor& descriptor) const;
     QString usedCodec(const RKMediaDescriptor& descriptor) const;
     int rotation(const RKMediaDescriptor& descriptor) const;
+    RKVideoFrameIndex lastFrameIndex(const RKMediaDescriptor& descriptor) const;
     /// Frame 0 for a format without a decoder.
     RKVideoFrameIndex defaultFrameIndex(const RKMediaDescriptor& descriptor) const;
 

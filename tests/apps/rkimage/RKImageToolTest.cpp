@@ -329,6 +329,13 @@ private Q_SLOTS:
         QCOMPARE(QDir(path("e")).entryList(QDir::Files).join(u' '),
             QStringLiteral("clip-0.jpg clip-12.jpg clip-25.jpg clip-37.jpg clip-49.jpg"));
         QCOMPARE(frameIn("e/clip-37.jpg"), 37);
+        // Sound that outlasts the pictures.
+        RKTestClips::ffmpeg(
+            RKTestClips::words(QStringLiteral("-f lavfi -i sine=d=10 -i %1 -c:v copy -c:a aac %2")
+                                   .arg(clip, path("long.mp4"))));
+        QCOMPARE(exitCode(QStringLiteral("frames DIR/long.mp4 --count 2 --out DIR/l")), 0);
+        QCOMPARE(QDir(path("l")).entryList(QDir::Files).join(u' '),
+            QStringLiteral("long-13.jpg long-38.jpg"));
         QCOMPARE(exitCode(QStringLiteral("frames DIR/clip.mp4 --count 5 --sheet DIR/s.png")), 0);
         const QImage sheet(path("s.png"));
         QVERIFY(sheet.width() > 3 * 176 && sheet.height() > 2 * 144);
