@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/metadata/exiv2/RKCameraFaces_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKWallTime_p.h"
@@ -583,65 +584,10 @@ QImage RKExiv2ExifData::thumbnail() const
 
 RKFacePositions RKExiv2ExifData::facePositions(const QSize& imageSize) const
 {
-    const RKFacePositions faces = facesFujifilm(imageSize);
-    return faces.isEmpty() ? facesCanon() : faces;
-}
-
-RKFacePositions RKExiv2ExifData::facesFujifilm(const QSize& imageSize) const
-{
-    if (imageSize.isEmpty())
-        return {};
-    // Left, top, right and bottom of each face in pixels of the full image.
-    const QList<int> edges = recordOf(m_exifData, "Exif.Fujifilm.0x4103");
-    const qsizetype number = qMin<qsizetype>(readInt("Exif.Fujifilm.0x4100"), edges.size() / 4);
-
-    QList<QRect> rects;
-    for (qsizetype i = 0; i < number; ++i) {
-        const QPoint topLeft(edges[i * 4], edges[i * 4 + 1]);
-        const QPoint bottomRight(edges[i * 4 + 2], edges[i * 4 + 3]);
-        const bool hasArea = bottomRight.x() > topLeft.x() && bottomRight.y() > topLeft.y();
-        if (const QRect rect(topLeft, bottomRight); hasArea && QRect({}, imageSize).contains(rect))
-            rects.append(rect);
-    }
-    if (rects.isEmpty())
-        return {};
-    const QList<RKFaceDetectionEngineType> engines(rects.size(), faceDetectionEngineExifFuji);
-    return RKFacePositions(imageSize, rects, engines);
-}
-
-RKFacePositions RKExiv2ExifData::facesCanon() const
-{
-    // Record of 16-bit numbers: its length in bytes, one unknown, number of faces, width and height
-    // of the frame that the faces refer to, three unknown, then the centres from the frame's centre
-    // on, right and down.
-    constexpr int kNumber = 2;
-    constexpr int kFrameWidth = 3;
-    constexpr int kFrameHeight = 4;
-    constexpr qsizetype kFirstCenter = 8;
-    // 65535 and other numbers beyond the camera's nine places stand for "not looked for".
-    constexpr int kMostFaces = 9;
-
-    const QList<int> record = recordOf(m_exifData, "Exif.Canon.0x0024");
-    if (record.size() <= kFrameHeight)
-        return {};
-    const int number = record[kNumber];
-    const QSize frame(record[kFrameWidth], record[kFrameHeight]);
-    if (number < 1 || number > kMostFaces || record.size() < kFirstCenter + 2 * number
-        || frame.isEmpty())
-        return {};
-
-    QList<QPoint> centers;
-    for (qsizetype i = 0; i < number; ++i) {
-        const QPoint fromCenter(static_cast<qint16>(record[kFirstCenter + 2 * i]),
-            static_cast<qint16>(record[kFirstCenter + 2 * i + 1]));
-        const QPoint center = QPoint(frame.width() / 2, frame.height() / 2) + fromCenter;
-        if (QRect({}, frame).contains(center))
-            centers.append(center);
-    }
-    if (centers.isEmpty())
-        return {};
-    const QList<RKFaceDetectionEngineType> engines(centers.size(), faceDetectionEngineExifCanon);
-    return RKFacePositions(frame, centers, engines);
+    const RKFacePositions faces = RKCameraFaces::fujifilm(
+        readInt("Exif.Fujifilm.0x4100"), recordOf(m_exifData, "Exif.Fujifilm.0x4103"), imageSize);
+    return faces.isEmpty() ? RKCameraFaces::canon(recordOf(m_exifData, "Exif.Canon.0x0024"))
+                           : faces;
 }
 
 QHash<QString, QString> RKExiv2ExifData::allData() const

@@ -128,8 +128,6 @@ private:
     void removeEverywhere(const char* key);
     template <typename IsMerged>
     void merge(Exiv2::Image& image, IsMerged isMerged) const;
-    RKFacePositions facesFujifilm(const QSize& imageSize) const;
-    RKFacePositions facesCanon() const;
     void makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const;
 
     Exiv2::ExifData m_exifData;
