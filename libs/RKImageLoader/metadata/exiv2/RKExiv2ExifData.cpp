@@ -2,6 +2,7 @@
 #include "RKImageLoader/metadata/exiv2/RKCameraFaces_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKSizeLimit_p.h"
 #include "RKImageLoader/metadata/exiv2/RKWallTime_p.h"
 
 #include <QDebug>
@@ -13,7 +14,6 @@
 #include <cmath>
 #include <limits>
 #include <map>
-#include <numeric>
 #include <string_view>
 
 namespace {
@@ -22,21 +22,12 @@ using RKExiv2Compat::count;
 using RKExiv2Compat::keyText;
 using RKExiv2Compat::toInt64;
 
-// A JPEG segment's length field counts to 65535; two bytes of it are the field itself, six the
-// identifier "Exif" with two NULs (Exif 2.32, 4.7.2).
-constexpr size_t kExifSizeLimit = 65527;
+// The length field of a JPEG segment and the identifier "Exif" with two NULs (Exif 2.32, 4.7.2).
 constexpr quint32 kSegmentOverhead = 8;
 
 constexpr char kJpegStart[] = "\xff\xd8";
 
 constexpr double kUnknownArc = std::numeric_limits<double>::quiet_NaN();
-
-// What the data lose first when they are too large: copies of the image's colour profile.
-constexpr std::array kProfileKeys = {"Exif.Image.InterColorProfile",
-    "Exif.Image.CurrentICCProfile",
-    "Exif.Image.CurrentPreProfileMatrix",
-    "Exif.Image.AsShotICCProfile",
-    "Exif.Image.AsShotPreProfileMatrix"};
 
 constexpr std::array kColorKeys = {"Exif.Canon.ColorSpace",
     "Exif.Canon.ColorData",
@@ -142,15 +133,6 @@ Exiv2::TypeId integerType(Exiv2::TypeId typeOfTag, const QList<int>& values)
     return fits(values, wanted) ? wanted : Exiv2::signedLong;
 }
 
-size_t encodedSize(const Exiv2::ExifData& data)
-{
-    // A copy: encoding erases tags from what it is given.
-    Exiv2::ExifData copy = data;
-    Exiv2::Blob blob;
-    Exiv2::ExifParser::encode(blob, Exiv2::littleEndian, copy);
-    return blob.size();
-}
-
 bool startsWith(const std::string& text, std::string_view start)
 {
     return std::string_view(text).substr(0, start.size()) == start;
@@ -224,48 +206,6 @@ void mergeData(Exiv2::ExifData& target, const std::vector<const Exiv2::Exifdatum
             *place.found[place.used++] = *datum;
         else
             target.add(*datum);
-    }
-}
-
-void warnAboutDeletion(const std::string& key)
-{
-    qWarning().noquote() << QStringLiteral(" exifData is to large. Deleting the exifData key")
-                         << QString::fromStdString(key);
-}
-
-void eraseLargest(Exiv2::ExifData& data)
-{
-    std::vector<Exiv2::ExifData::iterator> victims;
-    for (auto it = data.begin(); it != data.end(); ++it)
-        victims.push_back(it);
-    // Of equal ones the later goes first.
-    std::reverse(victims.begin(), victims.end());
-    std::stable_sort(
-        victims.begin(), victims.end(), [](auto a, auto b) { return a->size() > b->size(); });
-
-    // The victims do not depend on each other, so that their number can be searched for: a file may
-    // hold thousands of them, and every trial encodes the data.
-    const auto fitsWithout = [&data, &victims](size_t number) {
-        std::vector<const Exiv2::Exifdatum*> erased;
-        for (size_t i = 0; i < number; ++i)
-            erased.push_back(&*victims[i]);
-        std::sort(erased.begin(), erased.end());
-        Exiv2::ExifData rest;
-        for (const Exiv2::Exifdatum& datum : data) {
-            if (!std::binary_search(erased.begin(), erased.end(), &datum))
-                rest.add(datum);
-        }
-        return encodedSize(rest) < kExifSizeLimit;
-    };
-    size_t tooFew = 0;
-    size_t enough = victims.size();
-    while (enough - tooFew > 1) {
-        const size_t middle = std::midpoint(tooFew, enough);
-        (fitsWithout(middle) ? enough : tooFew) = middle;
-    }
-    for (size_t i = 0; i < enough; ++i) {
-        warnAboutDeletion(victims[i]->key());
-        data.erase(victims[i]);
     }
 }
 
@@ -392,7 +332,7 @@ bool RKExiv2ExifData::mergeTo(RKExiv2ImagePtr& image) const
         return false;
     merge(*image, [](const Exiv2::Exifdatum&) { return true; });
     if (!RKExiv2Compat::isTiffBased(*image) && !RKExiv2Compat::isCrw(*image))
-        makeSureExifDataIsLessThan64k(image->exifData());
+        RKSizeLimit::makeSureExifDataIsLessThan64k(image->exifData());
     return true;
 }
 
@@ -622,7 +562,7 @@ QStringList RKExiv2ExifData::debugOutput() const
 
 quint32 RKExiv2ExifData::exifDataSize(const Exiv2::ExifData& data) const
 {
-    return static_cast<quint32>(encodedSize(data)) + kSegmentOverhead;
+    return static_cast<quint32>(RKSizeLimit::encodedSize(data)) + kSegmentOverhead;
 }
 
 void RKExiv2ExifData::setString(const char* key, const QString& value)
@@ -817,19 +757,4 @@ void RKExiv2ExifData::removeEverywhere(const char* key)
     // Not held here does not mean that the target has none.
     m_changedKeys.insert(key);
     m_removedKeys.emplace_back(key);
-}
-
-void RKExiv2ExifData::makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const
-{
-    for (const char* key : kProfileKeys) {
-        if (encodedSize(data) < kExifSizeLimit)
-            return;
-        const auto datum = data.findKey(Exiv2::ExifKey(key));
-        if (datum == data.end())
-            continue;
-        warnAboutDeletion(datum->key());
-        data.erase(datum);
-    }
-    if (encodedSize(data) >= kExifSizeLimit)
-        eraseLargest(data);
 }

@@ -128,7 +128,6 @@ private:
     void removeEverywhere(const char* key);
     template <typename IsMerged>
     void merge(Exiv2::Image& image, IsMerged isMerged) const;
-    void makeSureExifDataIsLessThan64k(Exiv2::ExifData& data) const;
 
     Exiv2::ExifData m_exifData;
     // A TIFF-based file's second directory is a page of its own, not a thumbnail.
