@@ -6,7 +6,7 @@
 class RKCORE_EXPORT RKBasisSettings
 {
 public:
-    /// True when the host runs as the maker's own master installation; false unless it was set.
+    /// True when the host runs as a master installation; false unless it was set.
     static bool runsInMasterMode();
 
     static void setRunsInMasterMode(bool on);

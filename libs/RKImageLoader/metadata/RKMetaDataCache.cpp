@@ -48,7 +48,8 @@ RKMetaData* RKMetaDataCache::metaData(const QFileInfo& file, const QByteArray& b
     if (RKMetaData* held = retrieve(file))
         return held;
 
-    // Kept: held without regard to its size, which would be the same the next time.
+    // Kept: held without regard to its size, which would be the same the next time. See
+    // RKMetaDataCacheTest::unreadableFileIsNotHeld.
     auto made = std::make_unique<RKMetaData>(file, bytes);
     RKMetaData* const handedOut = made.get();
     hold(key(file), std::move(made), changesBefore, Owner::HandedOut);

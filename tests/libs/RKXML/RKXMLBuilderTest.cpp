@@ -1,8 +1,8 @@
 #include "RKXML/RKXMLBuilder.h"
 
-#include <QTest>
+#include "support/RKQuietTest.h"
 
-class RKXMLBuilderTest : public QObject
+class RKXMLBuilderTest : public RKQuietTest
 {
     Q_OBJECT
 

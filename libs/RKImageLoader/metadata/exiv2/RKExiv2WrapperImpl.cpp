@@ -155,7 +155,8 @@ QString RKExiv2WrapperImpl::read(const RKMetaDataField& field) const
     const QReadLocker locker(&m_lock);
     const QStringList keys = field.exiv2Keys();
     for (const QString& key : keys) {
-        // Kept: a text of blanks ends the search.
+        // Kept: a text of blanks ends the search. See
+        // RKExiv2WrapperTest::fieldsTakeTheFirstTextOfTheirKeys.
         if (const QString text = readKey(key); !text.isEmpty())
             return text.trimmed();
     }
@@ -327,7 +328,8 @@ int RKExiv2WrapperImpl::adobeRating() const
     int rating = m_xmpData.adobeRating();
     if (rating == -1)
         rating = m_exifData.readInt("Exif.Image.Rating");
-    // Kept: a percentage alone is not looked at; a missing rating reads as 0.
+    // Kept: a percentage alone is not looked at; a missing rating reads as 0. See
+    // RKExiv2WrapperTest::ratingsComeFromXmpThenExif.
     if (rating == -1)
         rating
             = static_cast<int>((qint64(m_exifData.readInt("Exif.Image.RatingPercent")) + 1) / 25);
@@ -359,7 +361,8 @@ void RKExiv2WrapperImpl::setFlashUsed(bool used)
 
 QDateTime RKExiv2WrapperImpl::myTalikoExportDate() const
 {
-    // Kept: read as 32 bits, and taken for milliseconds.
+    // Kept: read as 32 bits, and taken for milliseconds. See
+    // RKExiv2WrapperTest::exportDatesHave32Bits.
     const int milliseconds = xmpInt("Xmp.TAMO.myTalikoExportedAt");
     return milliseconds < 1 ? QDateTime() : QDateTime::fromMSecsSinceEpoch(milliseconds);
 }

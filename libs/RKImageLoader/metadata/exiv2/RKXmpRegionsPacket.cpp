@@ -113,7 +113,8 @@ QRectF readArea(const RKRdfStructure& region)
     const QString unit = area.text(kAreaUnit);
     if (unit.compare(kNormalized, Qt::CaseInsensitive) == 0)
         return rect;
-    // Kept: an area in pixels is not converted, one without a unit may well be normalised.
+    // Kept: an area in pixels is not converted, one without a unit may well be normalised. See
+    // RKXmpRegionsTest::unitsDecideWhichAreasCount.
     if (!RKXmpRegionsPacket::isRectNormalized(rect)) {
         qWarning() << "face rect is not normalized:" << rect;
         return QRectF(0, 0, 0, 0);
@@ -183,7 +184,8 @@ void updateRegion(RKRdfStructure region, const RKFacePosition& face)
     area.replaceText(kAreaY, numberText(center.y()));
     area.replaceText(kAreaW, numberText(face.rect().width()));
     area.replaceText(kAreaH, numberText(face.rect().height()));
-    // Kept: the unit goes under the name that dimensions have, and the area's own one stays.
+    // Kept: the unit goes under the name that dimensions have, and the area's own one stays. See
+    // RKXmpRegionsTest::everySpellingIsUpdatedInPlace.
     if (area.isAttribute(kAreaX))
         area.setText(kDimensionsUnit, kNormalized);
     else

@@ -53,7 +53,8 @@ public:
 
     /// The engine to report for a region with that cluster.
     static RKFaceDetectionEngineType detectionEngineType(const RKClusterId& clusterId);
-    /// Left, top, width and height are below 1.0. Kept: negative ones are not looked for.
+    /// Left, top, width and height are below 1.0. Kept: negative ones are not looked for. See
+    /// RKXmpRegionsTest::unitsDecideWhichAreasCount.
     static bool isRectNormalized(const QRectF& rect);
 
     /// Numbers in base 10; `ok` tells success, and without it the result is 0.

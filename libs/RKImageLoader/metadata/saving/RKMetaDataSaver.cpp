@@ -253,7 +253,8 @@ bool RKMetaDataSaver::save(const QFileInfo& file) const
         return saved == Saved::Yes;
     } catch (const Exiv2::Error& error) {
         warn(describe(QStringLiteral("caught exception"), error) + ofImage(path));
-        // Kept: an image type that exiv2 does not know counts as saved.
+        // Kept: an image type that exiv2 does not know counts as saved. See
+        // RKExiv2WrapperSaveTest::formatsWithoutMetadataAreLeftAlone.
         return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
     } catch (const std::exception& error) {
         warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what())
@@ -279,7 +280,8 @@ bool RKMetaDataSaver::save(QBuffer* buffer) const
         return result != Result::Refused;
     } catch (const Exiv2::Error& error) {
         warn(describe(QStringLiteral("caught exception"), error));
-        // Kept: see above.
+        // Kept: as in save() of a file. See
+        // RKExiv2WrapperSaveTest::formatsWithoutMetadataAreLeftAlone.
         return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
     } catch (const std::exception& error) {
         warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what()));

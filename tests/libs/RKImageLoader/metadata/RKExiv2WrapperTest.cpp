@@ -338,6 +338,15 @@ private Q_SLOTS:
             QStringLiteral("2024-02-29"));
     }
 
+    void exportDatesHave32Bits()
+    {
+        const auto dateOf = [](const char* number) {
+            return wrapperWith({{"Xmp.TAMO.myTalikoExportedAt", number}}).myTalikoExportDate();
+        };
+        QCOMPARE(dateOf("4294967303"), QDateTime::fromMSecsSinceEpoch(7));
+        QVERIFY(!dateOf("2147483648").isValid());
+    }
+
     void quarterTurnsFollowTheOrientation()
     {
         // By orientation: what a turn to the right makes of it, and one to the left.

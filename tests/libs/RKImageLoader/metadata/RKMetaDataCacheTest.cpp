@@ -84,6 +84,10 @@ private Q_SLOTS:
         QVERIFY(first && second && first != second);
         QVERIFY(!cache.contains(text));
 
+        // Bytes are taken as they are.
+        QVERIFY(cache.metaData(text, QByteArray(500, 'x')));
+        QVERIFY(cache.contains(text));
+        cache.invalidate(text);
         // Once it can be read, it is.
         RKTestPictures::write(text.filePath(), RKTestPictures::read(m_file.filePath()));
         QCOMPARE(cache.metaDataValue(text).unrotatedSize(), QSize(40, 30));

@@ -267,6 +267,10 @@ private Q_SLOTS:
                     QStringList({QStringLiteral("0.25,0.35 0.1x0.2 8 10%1 0 Bob %1").arg(round),
                         QStringLiteral("0.7,0.1 0.2x0.2 9 -1 1 Bob %1").arg(round)}));
                 QCOMPARE(saved.facePositions(), data.facePositions());
+                QCOMPARE(field(saved, 1, "mwg-rs:Area/stArea:unit"), QStringLiteral("normalized"));
+                if (round > 0)
+                    QCOMPARE(
+                        field(saved, 1, "mwg-rs:Area/stDim:unit"), QStringLiteral("normalized"));
                 QCOMPARE(RKXmpRegions().appliedToImageSize(&saved), kImageSize);
                 data = saved;
             }

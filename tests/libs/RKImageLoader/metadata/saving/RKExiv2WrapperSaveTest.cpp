@@ -167,6 +167,12 @@ private Q_SLOTS:
             QVERIFY(!wrapper.save(&buffer));
             QCOMPARE(buffer.data(), file);
         }
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(QStringLiteral("^caught exception with errorCode=")));
+        QBuffer buffer;
+        buffer.setData(QByteArray(500, 'x'));
+        QVERIFY(wrapper.save(&buffer));
+        QCOMPARE(buffer.data(), QByteArray(500, 'x'));
     }
 
     void bufferIsClosedAndHoldsTheNewImage()
