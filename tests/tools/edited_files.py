@@ -22,13 +22,14 @@ import metadata_edits
 BYTE, TEXT, SHORT, LONG, RATIONAL, UNDEFINED = 1, 2, 3, 4, 5, 7
 XMP_HEAD = b"http://ns.adobe.com/xap/1.0/\0"
 # Edits that a file can't take: it stays as it is. Patterns of files and edits.
-REFUSED = [("*.xmp", "icc"), ("*.xmp", "thumbnail"), ("*.xmp", "thumbnail-file"),
+REFUSED = [("*.xmp", "icc"), ("*.xmp", "thumbnail"), ("*.xmp", "thumbnail-file"), ("*.xmp", "all"),
            # There is a page where the thumbnail would be.
            ("pages.tif", "thumbnail"), ("pages.tif", "thumbnail-file"), ("pages.tif", "all"),
            # Their pictures can't be decoded.
            ("*.jp2", "thumbnail"), ("*.arw", "thumbnail"), ("old-jpeg.tif", "thumbnail"),
-           # The directory after the thumbnail's would become the second one.
-           ("*.arw", "thumbnail-none")]
+           # exiv2 reads the first segment with Photoshop's resources only, and IPTC is in the second.
+           *((file, edit) for file in ("little.jpg", "big.jpg")
+             for edit in ("title", "keywords", "author", "taken", "all"))]
 # There is little that exiv2 can write into the format.
 MAY_BE_REFUSED = [("*.crw", "*")]
 
