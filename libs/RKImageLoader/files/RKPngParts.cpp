@@ -243,7 +243,8 @@ Parts RKPngParts::comparable(const Parts& parts) const
             = part.content == Content::Iptc ? rawProfile(part.piece.bytes) : QByteArray();
         if (!isResources(profile))
             continue;
-        for (const auto& resource : RKPhotoshopResources(profile).all()) {
+        const RKPhotoshopResources resources(profile);
+        for (const auto& resource : resources.all()) {
             if (resource.number != RKPhotoshopResources::kIptc)
                 result.append({Content::Other,
                     RKPhotoshopResources::nameOf(resource),
