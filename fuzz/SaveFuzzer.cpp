@@ -32,11 +32,12 @@ struct Edit
     bool needsPlace = false;
 };
 
+/// Other languages of a text follow the one that was written.
 template <RKMetaDataFieldEnum field>
 Edit text(const QList<const char*>& keys, const QList<Content>& contents)
 {
     return {[](RKMetaData& data) { data.write(field, kText); },
-        [](const RKMetaData& data) { return data.read(field) == kText; },
+        [](const RKMetaData& data) { return data.read(field).startsWith(kText); },
         keys,
         contents};
 }
