@@ -19,6 +19,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#ifdef Q_OS_LINUX
+#    include <sys/inotify.h>
+#    include <unistd.h>
+#endif
 #include <sys/stat.h>
 
 #include <array>
@@ -308,6 +312,28 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(path("thumb.jpg"), path("thumb.nef")));
         const RKMediaDescriptor raw = descriptor("thumb.nef");
         QCOMPARE(loader().drawable(raw, QSize(80, 160), embedded).size(), QSize(80, 106));
+    }
+
+    void requestsOpenTheirFileOnce()
+    {
+#ifdef Q_OS_LINUX
+        const QString file = path("once.jpg");
+        write(file, encoded(quadrants({400, 200}), "jpg"));
+        const int watch = inotify_init1(IN_NONBLOCK);
+        const auto closeWatch = qScopeGuard([watch] { close(watch); });
+        QVERIFY(inotify_add_watch(watch, qPrintable(file), IN_OPEN | IN_CLOSE) >= 0);
+
+        QVERIFY(!loader().drawable(RKMediaDescriptor(QFileInfo(file)), {300, 200}, {}).isNull());
+        alignas(inotify_event) std::array<char, 4096> buffer;
+        const ssize_t size = ::read(watch, buffer.data(), buffer.size());
+        int opens = 0;
+        // An event of a watched file has no name after it.
+        for (ssize_t at = 0; at < size; at += ssize_t(sizeof(inotify_event)))
+            opens += (reinterpret_cast<inotify_event*>(buffer.data() + at)->mask & IN_OPEN) ? 1 : 0;
+        QCOMPARE(opens, 1);
+#else
+        QSKIP("only Linux tells of opened files");
+#endif
     }
 
     void picturesComeInSrgb()
