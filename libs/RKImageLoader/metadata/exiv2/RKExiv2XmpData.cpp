@@ -2,10 +2,9 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegionsPacket_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
-#include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
-#include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
 #include <QDebug>
@@ -13,11 +12,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <map>
 #include <numeric>
 #include <optional>
-#include <set>
-#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -25,23 +21,11 @@
 
 namespace {
 
-// As exiv2 itself encodes XMP when it writes an image. Padding 0 stands for the toolkit's default
-// of about 2 KB, which counts.
-constexpr auto kEncodeFlags = static_cast<uint16_t>(
-    Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::omitAllFormatting);
-constexpr uint32_t kPadding = 0;
-
 /// Where a key of a part of a structure or an array ("Xmp.dc.subject[1]/?xml:lang") branches off
 /// its parent's key.
 size_t branchOf(const std::string& key)
 {
     return key.find_last_of("/[");
-}
-
-/// The key of the property that a key belongs to.
-std::string propertyKey(const std::string& key)
-{
-    return key.substr(0, key.find_first_of("/["));
 }
 
 Exiv2::XmpData::const_iterator find(const Exiv2::XmpData& data, const std::string& key)
@@ -85,181 +69,9 @@ Exiv2::XmpData withoutProperty(const Exiv2::XmpData& data, const std::string& ke
     });
 }
 
-/// 0 on success. Everything else leaves the data alone.
-int decode(const std::string& packet, Exiv2::XmpData* data)
-{
-    try {
-        // The parser clears its target before it knows whether the packet is any good.
-        Exiv2::XmpData decoded;
-        if (const int failure = Exiv2::XmpParser::decode(decoded, packet); failure != 0)
-            return failure;
-        *data = std::move(decoded);
-        return 0;
-    } catch (const Exiv2::Error& error) {
-        return RKExiv2Compat::errorNumber(error);
-    } catch (const std::exception&) {
-        return -1;
-    }
-}
-
-/// False, and the packet left alone, for data that cannot be encoded.
-bool encode(const Exiv2::XmpData& data, std::string* packet)
-{
-    return RKExiv2Library::valueOr(false,
-        [&] { return Exiv2::XmpParser::encode(*packet, data, kEncodeFlags, kPadding) == 0; });
-}
-
-/// One of the prefixes is in the key: of the property, or of a part of it, as in
-/// "Xmp.dc.subject[1]/?xml:lang".
-bool usesPrefix(const Exiv2::Xmpdatum& datum, const std::set<std::string>& prefixes)
-{
-    if (prefixes.count(datum.groupName()) != 0)
-        return true;
-    const std::string key = datum.key();
-    for (size_t at = key.find('/'); at != std::string::npos; at = key.find('/', at)) {
-        at += key.compare(at, 2, "/?") == 0 ? 2 : 1;
-        const size_t length = key.find(':', at) - at;
-        if (prefixes.count(key.substr(at, length)) != 0)
-            return true;
-    }
-    return false;
-}
-
-/// Decoding has put prefixes of this packet, or of another one, into the keys that are not those to
-/// use: they are good only until the next file is read.
-bool hasForeignKeys(
-    const Exiv2::XmpData& data, const std::vector<RKXmpPacketParser::Namespace>& namespaces)
-{
-    if (namespaces.empty())
-        return false;
-    std::set<std::string> used;
-    std::set<std::string> replaced;
-    for (const RKXmpPacketParser::Namespace& declared : namespaces) {
-        used.insert(declared.usedPrefix);
-        // As the toolkit calls the default namespace.
-        if (declared.usedPrefix != declared.declaredPrefix)
-            replaced.insert(declared.declaredPrefix.empty() ? "_dflt_" : declared.declaredPrefix);
-    }
-    const auto& known = RKXmpNamespaces::known();
-    return std::any_of(data.begin(), data.end(), [&](const Exiv2::Xmpdatum& datum) {
-        const std::string group = datum.groupName();
-        return usesPrefix(datum, replaced) || (known.count(group) == 0 && used.count(group) == 0);
-    });
-}
-
-void registerForeign(const std::vector<RKXmpPacketParser::Namespace>& namespaces)
-{
-    for (const RKXmpPacketParser::Namespace& declared : namespaces) {
-        if (declared.isForeign && !declared.usedPrefix.empty())
-            RKExiv2Library::registerForeignNamespace(declared.uri, declared.usedPrefix);
-    }
-}
-
-/// Decodes a packet with the prefixes to use (see RKXmpPacketParser), and changes the packet
-/// likewise.
-int decodeWithKnownPrefixes(std::string* packet, Exiv2::XmpData* data)
-{
-    // Before exiv2 registers those of the packet, which would take away others.
-    const auto namespaces = RKXmpPacketParser::ownNamespaces(*packet);
-    registerForeign(namespaces);
-    if (const int failure = decode(*packet, data); failure != 0)
-        return failure;
-    RKXmpPacketParser parser;
-    if (!hasForeignKeys(*data, namespaces) || !parser.parse(*packet))
-        return 0;
-    std::string renamed = RKXmpPacketParser::serialize(parser.document());
-    RKExiv2Library::refreshNamespaces();
-    if (decode(renamed, data) == 0)
-        *packet = std::move(renamed);
-    return 0;
-}
-
 std::string withoutTrailingNuls(const std::string& packet)
 {
     return packet.substr(0, packet.find_last_not_of('\0') + 1);
-}
-
-/// The packet that an opened image's XMP was read from; empty without one.
-std::string packetOf(const Exiv2::Image& image)
-{
-    const std::string packet = RKXmpPacketParser::inUtf8(image.xmpPacket());
-    return packet.empty() ? RKXmpPacketParser::inUtf8(image.xmpData().xmpPacket()) : packet;
-}
-
-/// exiv2 could not decode the image's packet, and would drop it.
-bool isUndecodable(const Exiv2::Image& image)
-{
-    const std::string packet = packetOf(image);
-    Exiv2::XmpData scratch;
-    return image.xmpData().empty() && !packet.empty() && decode(packet, &scratch) != 0;
-}
-
-using Contents = std::map<std::string, std::vector<std::tuple<std::string, int, std::string>>>;
-
-/// All that belongs to each property.
-Contents contentsOf(const Exiv2::XmpData& data)
-{
-    Contents contents;
-    for (const Exiv2::Xmpdatum& datum : data) {
-        const std::string text
-            = RKExiv2Library::valueOr(std::string(), [&] { return datum.toString(); });
-        contents[propertyKey(datum.key())].emplace_back(datum.key(), datum.typeId(), text);
-    }
-    return contents;
-}
-
-/// The keys of the properties in which the data differ.
-std::vector<std::string> differences(const Exiv2::XmpData& left, const Exiv2::XmpData& right)
-{
-    Contents contents = contentsOf(left);
-    std::vector<std::string> keys;
-    for (const auto& [key, content] : contentsOf(right)) {
-        const auto same = contents.find(key);
-        if (same == contents.end() || same->second != content)
-            keys.push_back(key);
-        if (same != contents.end())
-            contents.erase(same);
-    }
-    for (const auto& [key, content] : contents)
-        keys.push_back(key);
-    return keys;
-}
-
-RKXmpPacketEditor::Name nameOf(const std::string& propertyKey)
-{
-    const Exiv2::XmpKey key(propertyKey);
-    return {
-        RKXmpPacketEditor::withoutSlash(Exiv2::XmpProperties::ns(key.groupName())), key.tagName()};
-}
-
-/// The packet with its properties changed to those of the data, which are taken from a source that
-/// has them. Nothing where exiv2 would not read the data from the result.
-std::optional<std::string> edited(
-    const std::string& packet, const Exiv2::XmpData& wanted, const std::string& source)
-{
-    return RKExiv2Library::valueOr(
-        std::optional<std::string>(), [&]() -> decltype(edited({}, {}, {})) {
-            std::string known = packet;
-            Exiv2::XmpData held;
-            if (decodeWithKnownPrefixes(&known, &held) != 0)
-                return {};
-            const RKXmpPacketEditor target(packet);
-            const RKXmpPacketEditor editorOfSource(source);
-            std::set<RKXmpPacketEditor::Name> names;
-            for (const std::string& key : differences(held, wanted))
-                names.insert(nameOf(key));
-            if (names.empty())
-                return packet;
-            // An empty source has no properties: all that differ are removed.
-            if (!target.isValid() || (!source.empty() && !editorOfSource.isValid()))
-                return {};
-            const std::string result = target.exchanged(names, editorOfSource);
-            Exiv2::XmpData decoded;
-            known = result;
-            const bool isAsWanted = decodeWithKnownPrefixes(&known, &decoded) == 0
-                && differences(decoded, wanted).empty();
-            return isAsWanted ? std::optional(result) : std::nullopt;
-        });
 }
 
 /// The keys without which exiv2 cannot encode a datum: the structure or array that it is part of,
@@ -336,10 +148,10 @@ RKExiv2XmpData::RKExiv2XmpData() = default;
 
 RKExiv2XmpData::RKExiv2XmpData(const RKExiv2ImagePtr& image)
     : m_data(image->xmpData())
-    , m_packet(packetOf(*image))
+    , m_packet(RKExiv2XmpPackets::packetOf(*image))
 {
     // A packet beyond the limits is not changed, whatever its keys.
-    if (hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet))
+    if (RKExiv2XmpPackets::hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet))
         && !RKXmpLimits::areExceededBy(m_packet))
         setXmpPacket(m_packet);
     m_changed = m_packet.empty() && !m_data.empty();
@@ -428,7 +240,7 @@ bool RKExiv2XmpData::store(const char* key, const Exiv2::Value& value)
     const Exiv2::XmpKey xmpKey(key);
     m_data = withoutProperty(m_data, xmpKey.key());
     m_changed = true;
-    m_changedKeys.insert(propertyKey(xmpKey.key()));
+    m_changedKeys.insert(RKExiv2XmpPackets::propertyKey(xmpKey.key()));
     return m_data.add(xmpKey, &value) == 0;
 }
 
@@ -540,27 +352,18 @@ bool RKExiv2XmpData::setXmpPacket(const std::string& packet)
     if (!text.empty()) {
         const QWriteLocker locker(RKExiv2Library::xmpLock());
         RKExiv2Library::refreshNamespaces();
-        if (const int failure = decodeWithKnownPrefixes(&text, &data); failure != 0) {
+        if (const int failure = RKExiv2XmpPackets::decodeWithKnownPrefixes(&text, &data);
+            failure != 0) {
             qWarning() << "setXmpPacket failed:" << failure;
             return false;
         }
     }
-    for (const std::string& key : differences(m_data, data))
+    for (const std::string& key : RKExiv2XmpPackets::differences(m_data, data))
         m_changedKeys.insert(key);
     m_data = std::move(data);
     m_packet = std::move(text);
     m_changed = false;
     return true;
-}
-
-void RKExiv2XmpData::registerNamespaces() const
-{
-    // Other files may have bound its prefixes anew since it was read.
-    registerForeign(RKXmpPacketParser::ownNamespaces(m_packet));
-    Exiv2::XmpData scratch;
-    if (!m_packet.empty())
-        decode(m_packet, &scratch);
-    RKExiv2Library::refreshNamespaces();
 }
 
 bool RKExiv2XmpData::currentPacket(std::string* packet) const
@@ -570,9 +373,9 @@ bool RKExiv2XmpData::currentPacket(std::string* packet) const
         return true;
     }
     const QWriteLocker locker(RKExiv2Library::xmpLock());
-    registerNamespaces();
-    if (encode(m_data, packet)) {
-        *packet = edited(m_packet, m_data, *packet).value_or(*packet);
+    RKExiv2XmpPackets::registerNamespaces(m_packet);
+    if (RKExiv2XmpPackets::encode(m_data, packet)) {
+        *packet = RKExiv2XmpPackets::edited(m_packet, m_data, *packet).value_or(*packet);
         return true;
     }
     qWarning() << "failed to encode XMP data";
@@ -620,9 +423,9 @@ QStringList RKExiv2XmpData::debugOutput() const
                              value));
     }
     const QWriteLocker locker(RKExiv2Library::xmpLock());
-    registerNamespaces();
+    RKExiv2XmpPackets::registerNamespaces(m_packet);
     std::string packet;
-    encode(m_data, &packet);
+    RKExiv2XmpPackets::encode(m_data, &packet);
     lines.append(QStringLiteral("XMP total size: %1 Bytes").arg(packet.size()));
     return lines;
 }
@@ -631,19 +434,19 @@ QStringList RKExiv2XmpData::debugOutput() const
 /// which stays as it is.
 bool RKExiv2XmpData::prepareTarget(Exiv2::Image& image) const
 {
-    if (isUndecodable(image)) {
+    if (RKExiv2XmpPackets::isUndecodable(image)) {
         // exiv2 would write its empty data over the packet.
         image.writeXmpFromPacket(true);
         if (!m_data.empty())
             qWarning() << "XMP data of the image cannot be decoded and are left as they are";
         return false;
     }
-    registerNamespaces();
-    std::string packet = packetOf(image);
+    RKExiv2XmpPackets::registerNamespaces(m_packet);
+    std::string packet = RKExiv2XmpPackets::packetOf(image);
     const auto namespaces = RKXmpPacketParser::ownNamespaces(packet);
-    registerForeign(namespaces);
-    if (hasForeignKeys(image.xmpData(), namespaces))
-        decodeWithKnownPrefixes(&packet, &image.xmpData());
+    RKExiv2XmpPackets::registerForeign(namespaces);
+    if (RKExiv2XmpPackets::hasForeignKeys(image.xmpData(), namespaces))
+        RKExiv2XmpPackets::decodeWithKnownPrefixes(&packet, &image.xmpData());
     return true;
 }
 
@@ -656,8 +459,9 @@ bool RKExiv2XmpData::mergeChangesTo(RKExiv2ImagePtr& image) const
     const QWriteLocker locker(RKExiv2Library::xmpLock());
     if (m_changedKeys.empty() || !prepareTarget(*image))
         return true;
-    const auto isChanged
-        = [this](const std::string& key) { return m_changedKeys.count(propertyKey(key)) != 0; };
+    const auto isChanged = [this](const std::string& key) {
+        return m_changedKeys.count(RKExiv2XmpPackets::propertyKey(key)) != 0;
+    };
     Exiv2::XmpData merged
         = filtered(image->xmpData(), [&](const std::string& key) { return !isChanged(key); });
     for (const Exiv2::Xmpdatum& datum : m_data) {
@@ -685,18 +489,18 @@ bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
 
 std::optional<std::string> RKExiv2XmpData::editedPacketOf(const Exiv2::Image& image) const
 {
-    const std::string packet = packetOf(image);
+    const std::string packet = RKExiv2XmpPackets::packetOf(image);
     // The held packet has more of the held data than exiv2 knows; the other one has all that exiv2
     // has made of both.
     std::string own;
     currentPacket(&own);
-    registerNamespaces();
-    auto result = edited(packet.empty() ? own : packet, image.xmpData(), own);
+    RKExiv2XmpPackets::registerNamespaces(m_packet);
+    auto result = RKExiv2XmpPackets::edited(packet.empty() ? own : packet, image.xmpData(), own);
     if (!result) {
         std::string all;
-        if (!encode(image.xmpData(), &all))
+        if (!RKExiv2XmpPackets::encode(image.xmpData(), &all))
             return {};
-        result = packet.empty() ? all : edited(packet, image.xmpData(), all);
+        result = packet.empty() ? all : RKExiv2XmpPackets::edited(packet, image.xmpData(), all);
     }
     const bool fits
         = !RKExiv2Compat::isJpegFamily(image) || (result && result->size() < kJpegPacketLimit);
@@ -708,9 +512,10 @@ void RKExiv2XmpData::mergeInto(Exiv2::XmpData& target) const
     // Property by property: arrays and structures of two images must not mix.
     std::unordered_set<std::string> held(m_removedKeys.begin(), m_removedKeys.end());
     for (const Exiv2::Xmpdatum& datum : m_data)
-        held.insert(propertyKey(datum.key()));
-    Exiv2::XmpData merged = filtered(
-        target, [&held](const std::string& key) { return held.count(propertyKey(key)) == 0; });
+        held.insert(RKExiv2XmpPackets::propertyKey(datum.key()));
+    Exiv2::XmpData merged = filtered(target, [&held](const std::string& key) {
+        return held.count(RKExiv2XmpPackets::propertyKey(key)) == 0;
+    });
     for (const Exiv2::Xmpdatum& datum : m_data)
         merged.add(datum);
     target = merged;
@@ -722,7 +527,7 @@ void RKExiv2XmpData::removeKey(const char* key)
         return;
     m_data = withoutProperty(m_data, key);
     m_changed = true;
-    m_changedKeys.insert(propertyKey(key));
+    m_changedKeys.insert(RKExiv2XmpPackets::propertyKey(key));
 }
 
 void RKExiv2XmpData::clear()
@@ -740,7 +545,7 @@ void RKExiv2XmpData::makeSureXmpDataIsLessThan64k(Exiv2::XmpData& data) const
 void RKExiv2XmpData::removeLargest(Exiv2::XmpData& data, size_t limit) const
 {
     std::string packet;
-    bool encoded = encode(data, &packet);
+    bool encoded = RKExiv2XmpPackets::encode(data, &packet);
     if (encoded && packet.size() < limit)
         return;
 
@@ -751,7 +556,7 @@ void RKExiv2XmpData::removeLargest(Exiv2::XmpData& data, size_t limit) const
     size_t enough = ranks.size();
     while (encoded && enough - tooFew > 1) {
         const size_t middle = tooFew + (enough - tooFew) / 2;
-        encoded = encode(withoutFirst(data, ranks, middle), &packet);
+        encoded = RKExiv2XmpPackets::encode(withoutFirst(data, ranks, middle), &packet);
         (packet.size() < limit ? enough : tooFew) = middle;
     }
     if (!encoded) {

@@ -128,7 +128,6 @@ public:
 
 private:
     bool store(const char* key, const Exiv2::Value& value);
-    void registerNamespaces() const;
     bool prepareTarget(Exiv2::Image& image) const;
     void removeLargest(Exiv2::XmpData& data, size_t limit) const;
 
