@@ -3,6 +3,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
+#include "RKImageLoader/metadata/exiv2/RKSizeLimit_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegionsPacket_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
@@ -11,22 +12,11 @@
 #include <QWriteLocker>
 
 #include <algorithm>
-#include <cstdlib>
-#include <numeric>
 #include <optional>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
-#include <vector>
 
 namespace {
-
-/// Where a key of a part of a structure or an array ("Xmp.dc.subject[1]/?xml:lang") branches off
-/// its parent's key.
-size_t branchOf(const std::string& key)
-{
-    return key.find_last_of("/[");
-}
 
 Exiv2::XmpData::const_iterator find(const Exiv2::XmpData& data, const std::string& key)
 {
@@ -72,74 +62,6 @@ Exiv2::XmpData withoutProperty(const Exiv2::XmpData& data, const std::string& ke
 std::string withoutTrailingNuls(const std::string& packet)
 {
     return packet.substr(0, packet.find_last_not_of('\0') + 1);
-}
-
-/// The keys without which exiv2 cannot encode a datum: the structure or array that it is part of,
-/// and the element before it in an array.
-std::vector<std::string> requiredKeys(const std::string& key)
-{
-    const size_t branch = branchOf(key);
-    if (branch == std::string::npos)
-        return {};
-    std::vector<std::string> keys{key.substr(0, branch)};
-    if (key[branch] == '[') {
-        const long index = std::strtol(key.c_str() + branch + 1, nullptr, 10);
-        keys.push_back(keys.front() + '[' + std::to_string(index - 1) + ']');
-    }
-    return keys;
-}
-
-/// For each datum its place in the order in which data are to go: largest first, later ones before
-/// earlier ones; at the latest with what it needs.
-std::vector<size_t> removalRanks(const Exiv2::XmpData& data)
-{
-    std::vector<qsizetype> sizes;
-    for (const Exiv2::Xmpdatum& datum : data)
-        sizes.push_back(RKExiv2Compat::size(datum));
-    std::vector<size_t> order(sizes.size());
-    std::iota(order.rbegin(), order.rend(), size_t(0));
-    std::stable_sort(order.begin(), order.end(), [&sizes](size_t left, size_t right) {
-        return sizes[left] > sizes[right];
-    });
-    std::vector<size_t> ranks(order.size());
-    for (size_t rank = 0; rank < order.size(); ++rank)
-        ranks[order[rank]] = rank;
-
-    // What a datum needs comes before it, so that the ranks found so far are final.
-    std::unordered_map<std::string, size_t> rankOfKey;
-    size_t index = 0;
-    for (const Exiv2::Xmpdatum& datum : data) {
-        size_t& rank = ranks[index++];
-        for (const std::string& key : requiredKeys(datum.key())) {
-            if (const auto required = rankOfKey.find(key); required != rankOfKey.end())
-                rank = std::min(rank, required->second);
-        }
-        rankOfKey.emplace(datum.key(), rank);
-    }
-    return ranks;
-}
-
-/// The data without the first ones to go.
-Exiv2::XmpData withoutFirst(
-    const Exiv2::XmpData& data, const std::vector<size_t>& ranks, size_t removed)
-{
-    size_t index = 0;
-    return filtered(data, [&](const std::string&) { return ranks[index++] >= removed; });
-}
-
-void logRemoved(const Exiv2::XmpData& data, const std::vector<size_t>& ranks, size_t removed)
-{
-    std::vector<std::pair<size_t, QString>> gone;
-    size_t index = 0;
-    for (const Exiv2::Xmpdatum& datum : data) {
-        if (const size_t rank = ranks[index++]; rank < removed)
-            gone.emplace_back(rank, RKExiv2Compat::keyText(datum));
-    }
-    std::stable_sort(gone.begin(), gone.end(), [](const auto& left, const auto& right) {
-        return left.first < right.first;
-    });
-    for (const auto& [rank, key] : gone)
-        qWarning().noquote() << "xmpData is to large. Deleting the xmpData key" << key;
 }
 
 } // namespace
@@ -483,7 +405,7 @@ bool RKExiv2XmpData::mergeTo(RKExiv2ImagePtr& image) const
     mergeInto(image->xmpData());
     makeSureXmpDataIsLessThan64k(image->xmpData());
     if (RKExiv2Compat::isJpegFamily(*image))
-        removeLargest(image->xmpData(), kJpegPacketLimit);
+        RKSizeLimit::removeLargest(image->xmpData(), kJpegPacketLimit);
     return true;
 }
 
@@ -539,30 +461,5 @@ void RKExiv2XmpData::clear()
 
 void RKExiv2XmpData::makeSureXmpDataIsLessThan64k(Exiv2::XmpData& data) const
 {
-    removeLargest(data, kPacketLimit);
-}
-
-void RKExiv2XmpData::removeLargest(Exiv2::XmpData& data, size_t limit) const
-{
-    std::string packet;
-    bool encoded = RKExiv2XmpPackets::encode(data, &packet);
-    if (encoded && packet.size() < limit)
-        return;
-
-    // What goes next does not depend on what has gone, so that the least number of data to remove
-    // can be searched for: a hostile file may have many thousands.
-    const std::vector<size_t> ranks = removalRanks(data);
-    size_t tooFew = 0;
-    size_t enough = ranks.size();
-    while (encoded && enough - tooFew > 1) {
-        const size_t middle = tooFew + (enough - tooFew) / 2;
-        encoded = RKExiv2XmpPackets::encode(withoutFirst(data, ranks, middle), &packet);
-        (packet.size() < limit ? enough : tooFew) = middle;
-    }
-    if (!encoded) {
-        qWarning() << "failed to encode XMP data";
-        return;
-    }
-    logRemoved(data, ranks, enough);
-    data = withoutFirst(data, ranks, enough);
+    RKSizeLimit::removeLargest(data, kPacketLimit);
 }

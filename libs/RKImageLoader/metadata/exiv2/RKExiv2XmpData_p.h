@@ -129,7 +129,6 @@ public:
 private:
     bool store(const char* key, const Exiv2::Value& value);
     bool prepareTarget(Exiv2::Image& image) const;
-    void removeLargest(Exiv2::XmpData& data, size_t limit) const;
 
     Exiv2::XmpData m_data;
     std::string m_packet;

@@ -18,4 +18,8 @@ public:
 
     /// Removes copies of the image's colour profile before anything else. Throws what exiv2 throws.
     static void makeSureExifDataIsLessThan64k(Exiv2::ExifData& data);
+
+    /// Removes the largest properties until the packet is shorter than the limit. The caller holds
+    /// RKExiv2Library::xmpLock() exclusively.
+    static void removeLargest(Exiv2::XmpData& data, size_t limit);
 };
