@@ -3,13 +3,13 @@
 
 #include "RKCore/RKInitializer.h"
 #include "RKCore/RKMonolithFile.h"
-#include "RKCore/RKRegularExpression.h"
 #include "RKCore/RKSingleton.h"
-#include "RKCore/RKStringHelper.h"
 
 #include <QTemporaryDir>
 
 #include <atomic>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -24,12 +24,12 @@ public:
 
     void setup(RKInitializerOption option) override
     {
-        m_notes << QStringLiteral("setup %1 %2").arg(m_name).arg(int(option));
+        m_notes << u"setup %1 %2"_s.arg(m_name).arg(int(option));
     }
 
     void teardown() override
     {
-        m_notes << QStringLiteral("teardown %1").arg(m_name);
+        m_notes << u"teardown %1"_s.arg(m_name);
     }
 
 private:
@@ -69,8 +69,8 @@ private Q_SLOTS:
     void initializersRunInOrderAndBackwardsAtTheEnd()
     {
         QStringList notes;
-        NotingInitializer first(QStringLiteral("a"), notes);
-        NotingInitializer second(QStringLiteral("b"), notes);
+        NotingInitializer first(u"a"_s, notes);
+        NotingInitializer second(u"b"_s, notes);
         RKInitializer initializer;
         initializer.registerInitializer(&first);
         initializer.registerInitializer(&second);
@@ -81,8 +81,7 @@ private Q_SLOTS:
         initializer.removeInitializer(&first);
         initializer.setup(RKInitializerOption::Application);
 
-        QCOMPARE(notes.join(u';'),
-            QStringLiteral("setup a 2;setup b 2;teardown b;teardown a;setup b 0"));
+        QCOMPARE(notes.join(u';'), u"setup a 2;setup b 2;teardown b;teardown a;setup b 0"_s);
     }
 
     void everyThreadGetsTheOneObjectSetUp()
@@ -96,35 +95,17 @@ private Q_SLOTS:
     void externalizeAsksTheResolverForAllButLocalFiles()
     {
         const QTemporaryDir folder;
-        QFile file(folder.filePath(QStringLiteral("bild ä#1.jpg")));
+        QFile file(folder.filePath(u"bild ä#1.jpg"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         const QUrl local = QUrl::fromLocalFile(file.fileName());
-        const QUrl inContainer(QStringLiteral("container://album/1.jpg"));
+        const QUrl inContainer(u"container://album/1.jpg"_s);
         QCOMPARE(RKMonolithFile::externalize(inContainer), inContainer);
 
         RKMonolithFile::setResolver(
             [](const QUrl& url) { return QUrl::fromLocalFile(u"/cache" + url.path()); });
         QCOMPARE(RKMonolithFile::externalize(local), local);
-        QCOMPARE(
-            RKMonolithFile::externalize(inContainer).toLocalFile(), QStringLiteral("/cache/1.jpg"));
+        QCOMPARE(RKMonolithFile::externalize(inContainer).toLocalFile(), u"/cache/1.jpg"_s);
         RKMonolithFile::setResolver({});
-    }
-
-    void regularExpressionsRemoveEveryMatch()
-    {
-        const RKRegularExpression marker(QStringLiteral("lang=\"[^\"]*\""));
-        QCOMPARE(
-            marker.removeFrom(QStringLiteral("lang=\"x\" a lang=\"de\"b")), QStringLiteral(" a b"));
-        const RKRegularExpression broken(QStringLiteral("("));
-        QVERIFY(!broken.match(QStringLiteral("(")).hasMatch());
-        QCOMPARE(broken.removeFrom(QStringLiteral("(")), QStringLiteral("("));
-    }
-
-    void stringsThatAreNoIntegersAreSkipped()
-    {
-        const QString texts = QStringLiteral(" 7 ;0x10;;-2147483648;2147483648;010");
-        const QList<int> expected{7, std::numeric_limits<int>::min(), 10};
-        QCOMPARE(RKStringHelper::stringListToIntList(texts.split(u';')), expected);
     }
 };
 
