@@ -4,6 +4,8 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 using Rate = RKFramesPerSecond;
 
 class RKFramesPerSecondTest : public QObject
@@ -14,7 +16,6 @@ private Q_SLOTS:
 
     void timesAndFramesFollowFromTheRate()
     {
-        QVERIFY(Rate().isNull() && Rate(25).isValid() && Rate(25) != Rate(25.000001));
         QCOMPARE(Rate(25).ms2frameIndex(59).frame(), 1);
         QCOMPARE(Rate(25).ms2frameIndex(60).frame(), 2);
         QCOMPARE(Rate(30).frameIndex2ms(1), 33);
@@ -36,9 +37,9 @@ private Q_SLOTS:
 
     void timeCodesCountWholeFrames()
     {
-        QCOMPARE(Rate(25).describe(1510), QStringLiteral("1:0,10"));
-        QCOMPARE(Rate(29.97).describe(1510), QStringLiteral("0:50,10"));
-        QCOMPARE(Rate(qQNaN()).describe(3), QStringLiteral("0:3,0"));
+        QCOMPARE(Rate(25).describe(1510), u"1:0,10"_s);
+        QCOMPARE(Rate(29.97).describe(1510), u"0:50,10"_s);
+        QCOMPARE(Rate(qQNaN()).describe(3), u"0:3,0"_s);
     }
 };
 

@@ -3,6 +3,8 @@
 #include <QDomDocument>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using List = RKVideoFrameIndexList;
 
 class RKVideoFrameIndexListTest : public QObject
@@ -13,14 +15,14 @@ private Q_SLOTS:
 
     void numbersTravelAsText()
     {
-        QCOMPARE(List::fromCsv(QStringLiteral("3,,7")), List({3, 7}));
-        QCOMPARE(List::fromCsv(QStringLiteral("-5,x,2")), List({-1, 2}));
+        QCOMPARE(List::fromCsv(u"3,,7"_s), List({3, 7}));
+        QCOMPARE(List::fromCsv(u"-5,x,2"_s), List({-1, 2}));
 
         QDomDocument document;
-        QDomElement element = document.createElement(QStringLiteral("video"));
+        QDomElement element = document.createElement(u"video"_s);
         QCOMPARE(List::decode(element), List());
         List({3, 7}).encode(element);
-        QCOMPARE(element.attribute(QStringLiteral("frameNumbers")), QStringLiteral("3,7"));
+        QCOMPARE(element.attribute(u"frameNumbers"_s), u"3,7"_s);
         QCOMPARE(List::decode(element), List({3, 7}));
     }
 
