@@ -6,10 +6,10 @@
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "support/RKMetadataFixtures.h"
+#include "support/RKQuietTest.h"
 
 #include <QColorSpace>
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <sys/resource.h>
 
@@ -17,6 +17,7 @@
 
 using namespace RKMetadataFixtures;
 using Field = RKMetaDataFieldEnum;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -96,16 +97,11 @@ private:
 
 } // namespace
 
-class RKExiv2WrapperTest : public QObject
+class RKExiv2WrapperTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void foreignDataAreSilent()
     {
@@ -126,13 +122,9 @@ private Q_SLOTS:
 
     void damagedImagesAreLogged()
     {
-        const QString thrown = QStringLiteral("\\) caught exception with errorCode=\\d+ msg=.+");
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(thrown));
-        QCOMPARE(RKExiv2Wrapper(imageFile("PNG").left(60)).unrotatedSize(), QSize(-1, -1));
         QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression(thrown + QLatin1String("%1 missing")));
-        QCOMPARE(RKExiv2Wrapper(QStringLiteral("/nowhere/%1 missing.jpg")).unrotatedSize(),
-            QSize(-1, -1));
+            QtWarningMsg, QRegularExpression(u"\\) caught exception with errorCode=\\d+ msg=.+"_s));
+        QCOMPARE(RKExiv2Wrapper(imageFile("PNG").left(60)).unrotatedSize(), QSize(-1, -1));
     }
 
     /// exiv2 throws at such a profile, in the middle of reading: HEICs of one phone model have two
@@ -157,13 +149,12 @@ private Q_SLOTS:
             damage();
             if (wrong > size)
                 QTest::ignoreMessage(
-                    QtWarningMsg, QRegularExpression(QStringLiteral("Not a valid ICC Profile")));
+                    QtWarningMsg, QRegularExpression(u"Not a valid ICC Profile"_s));
             const RKExiv2Wrapper jpeg(file);
             QCOMPARE(jpeg.unrotatedSize(), QSize(48, 32));
             QCOMPARE(jpeg.imageOrientation(), ORIENTATION_RIGHT_TOP);
             QCOMPARE(jpeg.adobeRating(), 4);
-            QCOMPARE(jpeg.allData().value(QStringLiteral("Iptc.Application2.City")),
-                QLatin1String("city"));
+            QCOMPARE(jpeg.allData().value(u"Iptc.Application2.City"_s), QLatin1String("city"));
             QCOMPARE(jpeg.iccData().size(), qMin(wrong, size));
 
             // Saving leaves it as it is.
@@ -176,13 +167,12 @@ private Q_SLOTS:
                 RKImageFileParts(buffer.data()).iccProfile(), RKImageFileParts(file).iccProfile());
             if (wrong > size)
                 QTest::ignoreMessage(
-                    QtWarningMsg, QRegularExpression(QStringLiteral("Not a valid ICC Profile")));
+                    QtWarningMsg, QRegularExpression(u"Not a valid ICC Profile"_s));
             QCOMPARE(RKExiv2Wrapper(buffer.data()).imageOrientation(), ORIENTATION_BOTTOM_RIGHT);
 
             file = heicWith(RKImageFileParts(file).exifBlock(), profile);
             damage();
-            QTest::ignoreMessage(
-                QtWarningMsg, QRegularExpression(QStringLiteral("Not a valid ICC Profile")));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Not a valid ICC Profile"_s));
             const RKExiv2Wrapper heic(file);
             QCOMPARE(heic.read(Field::exifModel), QLatin1String("model"));
             QCOMPARE(heic.iccData().size(), qMin(wrong, size));
@@ -193,29 +183,26 @@ private Q_SLOTS:
     void whatCouldNotBeReadIsNotSaved()
     {
         const QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("a.jpg"));
+        const QString path = folder.filePath(u"a.jpg"_s);
         const QByteArray bytes = withMetadata(imageFile("JPG"),
             [](Exiv2::Image& image) { image.exifData()["Exif.Image.Orientation"] = uint16_t(6); });
         RKTestPictures::write(path, bytes);
         RKExiv2Wrapper unopened;
         {
             const NoMoreFiles limit;
-            QTest::ignoreMessage(
-                QtWarningMsg, QRegularExpression(QStringLiteral("open the data source")));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"open the data source"_s));
             unopened = RKExiv2Wrapper(path);
         }
         // Reading from its start is an error of the device.
-        const QString unreadable = QStringLiteral("/proc/self/mem");
+        const QString unreadable = u"/proc/self/mem"_s;
         QList<RKExiv2Wrapper> wrappers{unopened};
         if (QFileInfo::exists(unreadable)) {
-            QTest::ignoreMessage(
-                QtWarningMsg, QRegularExpression(QStringLiteral("Failed to read")));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Failed to read"_s));
             wrappers.append(RKExiv2Wrapper(unreadable));
         }
         for (RKExiv2Wrapper& wrapper : wrappers) {
             wrapper.rotate(true);
-            QTest::ignoreMessage(
-                QtWarningMsg, QRegularExpression(QStringLiteral("^Metadata .* are not saved")));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Metadata .* are not saved"_s));
             QVERIFY(!wrapper.save(QFileInfo(path)));
         }
         QCOMPARE(RKBinaryFile::readAll(QFileInfo(path)), bytes);
@@ -225,8 +212,7 @@ private Q_SLOTS:
     {
         // "-" would be the standard input, and the others would be asked from elsewhere.
         for (const char* path : {"-", "http://localhost:9/a.jpg", "data:image/jpeg;base64,AAAA"}) {
-            QTest::ignoreMessage(
-                QtWarningMsg, QRegularExpression(QStringLiteral("errorCode=\\d+")));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"errorCode=\\d+"_s));
             QVERIFY(RKExiv2Wrapper(QString::fromLatin1(path)).allData().isEmpty());
         }
     }
@@ -280,7 +266,7 @@ private Q_SLOTS:
         QFETCH(const QString, timeInIptc);
 
         // The file's own offset belongs to another date.
-        const QString offsetKey = QStringLiteral("Exif.Photo.OffsetTimeOriginal");
+        const QString offsetKey = u"Exif.Photo.OffsetTimeOriginal"_s;
         const QByteArray file = withMetadata(imageFile("JPEG"), [&](Exiv2::Image& image) {
             image.exifData()[offsetKey.toStdString()] = std::string("-09:00");
             image.exifData()["Exif.Photo.SubSecTimeOriginal"] = std::string("25");
@@ -297,9 +283,8 @@ private Q_SLOTS:
         QVERIFY(wrapper.save(&buffer));
         const QHash<QString, QString> saved = RKExiv2Wrapper(buffer.data()).allData();
         QCOMPARE(saved.value(offsetKey), offset);
-        QCOMPARE(saved.value(QStringLiteral("Iptc.Application2.TimeCreated")), timeInIptc);
-        QCOMPARE(
-            saved.value(QStringLiteral("Exif.Photo.SubSecTimeOriginal")), QStringLiteral("25"));
+        QCOMPARE(saved.value(u"Iptc.Application2.TimeCreated"_s), timeInIptc);
+        QCOMPARE(saved.value(u"Exif.Photo.SubSecTimeOriginal"_s), u"25"_s);
     }
 
     void damagedOffsetsDoNotCount()
@@ -333,9 +318,8 @@ private Q_SLOTS:
         const QDateTime now(QDate(2024, 2, 29), QTime(12, 30));
         wrapper.setPictureTaken(now);
         QCOMPARE(wrapper.pictureTaken(), now);
-        QVERIFY(!wrapper.allData().contains(QStringLiteral("Xmp.exif.DateTimeOriginal")));
-        QCOMPARE(wrapper.allData().value(QStringLiteral("Iptc.Application2.DateCreated")),
-            QStringLiteral("2024-02-29"));
+        QVERIFY(!wrapper.allData().contains(u"Xmp.exif.DateTimeOriginal"_s));
+        QCOMPARE(wrapper.allData().value(u"Iptc.Application2.DateCreated"_s), u"2024-02-29"_s);
     }
 
     void exportDatesHave32Bits()
@@ -359,8 +343,7 @@ private Q_SLOTS:
                 wrapper.rotate(clockwise);
                 const int expected = turned[orientation][clockwise ? 0 : 1];
                 QCOMPARE(int(wrapper.imageOrientation()), expected);
-                QCOMPARE(wrapper.allData().value(QStringLiteral("Xmp.tiff.Orientation")).toInt(),
-                    expected);
+                QCOMPARE(wrapper.allData().value(u"Xmp.tiff.Orientation"_s).toInt(), expected);
                 QCOMPARE(wrapper.imageIsTiltedByMetadata(), expected >= 5 && expected <= 8);
             }
         }
@@ -394,11 +377,11 @@ private Q_SLOTS:
             QCOMPARE(wrapper.adobeRating(), row[1]);
             const QString stored = QString::number(row[1]);
             const QString percent = QString::number(row[2]);
-            const QHash<QString, QString> expected{{QStringLiteral("Xmp.xmp.Rating"), stored},
-                {QStringLiteral("Exif.Image.Rating"), stored},
-                {QStringLiteral("Exif.Image.RatingPercent"), percent},
-                {QStringLiteral("Xmp.MicrosoftPhoto.Rating"), percent},
-                {QStringLiteral("Xmp.TAMO.Rating"), stored}};
+            const QHash<QString, QString> expected{{u"Xmp.xmp.Rating"_s, stored},
+                {u"Exif.Image.Rating"_s, stored},
+                {u"Exif.Image.RatingPercent"_s, percent},
+                {u"Xmp.MicrosoftPhoto.Rating"_s, percent},
+                {u"Xmp.TAMO.Rating"_s, stored}};
             QCOMPARE(wrapper.allData(), expected);
         }
     }
@@ -445,9 +428,9 @@ private Q_SLOTS:
 
     void keywordsAreOneListInAllFamilies()
     {
-        const QStringList three{QStringLiteral("eins"), QStringLiteral("Rom, Italien; Süden")};
+        const QStringList three{u"eins"_s, u"Rom, Italien; Süden"_s};
         RKExiv2Wrapper wrapper;
-        wrapper.setKeywords(three + QStringList{QStringLiteral(" eins "), QStringLiteral(" ")});
+        wrapper.setKeywords(three + QStringList{u" eins "_s, u" "_s});
         QCOMPARE(wrapper.keywords(), three);
 
         QBuffer buffer;
@@ -459,14 +442,14 @@ private Q_SLOTS:
         QCOMPARE(image->iptcData().count(), 3L); // With the mark of UTF-8.
         QCOMPARE(image->xmpData()["Xmp.dc.subject"].count(), 2L);
         QCOMPARE(QString::fromStdString(image->exifData()["Exif.Image.XPKeywords"].print()),
-            QStringLiteral("eins;Rom, Italien, Süden"));
+            u"eins;Rom, Italien, Süden"_s);
 
         RKExiv2Wrapper changed(file);
-        changed.write(RKMetaDataField(Field::keywords), QStringLiteral("a, b"));
+        changed.write(RKMetaDataField(Field::keywords), u"a, b"_s);
         QVERIFY(changed.save(&buffer));
         const RKExiv2Wrapper saved(buffer.data());
-        QCOMPARE(saved.keywords(), QStringList({QStringLiteral("a"), QStringLiteral("b")}));
-        QCOMPARE(saved.read(RKMetaDataField(Field::keywords)), QStringLiteral("a, b"));
+        QCOMPARE(saved.keywords(), QStringList({u"a"_s, u"b"_s}));
+        QCOMPARE(saved.read(RKMetaDataField(Field::keywords)), u"a, b"_s);
 
         changed.setKeywords({});
         QVERIFY(changed.save(&buffer));
@@ -478,7 +461,7 @@ private Q_SLOTS:
 
     void keywordsOfAnyFamilyAreRead()
     {
-        const QStringList expected{QStringLiteral("a"), QStringLiteral("b c")};
+        const QStringList expected{u"a"_s, u"b c"_s};
         QCOMPARE(wrapperWith({{"Xmp.dc.subject", "a"}}).keywords(), expected.mid(0, 1));
         const QByteArray file = withMetadata(imageFile("JPEG"), [](Exiv2::Image& image) {
             const QByteArray text("a\0;\0b\0 \0c\0;\0\0\0", 14);
@@ -504,7 +487,7 @@ private Q_SLOTS:
         QVERIFY(!wrapper.isAdobeRGB());
         QVERIFY(wrapper.hasIccData());
         QCOMPARE(wrapper.iccData(), profile);
-        QVERIFY(!wrapper.allData().contains(QStringLiteral("Exif.Photo.ColorSpace")));
+        QVERIFY(!wrapper.allData().contains(u"Exif.Photo.ColorSpace"_s));
         wrapper.setIccData(QByteArray());
         QVERIFY(!wrapper.hasIccData());
     }

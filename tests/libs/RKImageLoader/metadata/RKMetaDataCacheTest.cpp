@@ -1,10 +1,12 @@
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
 
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 
 #include <QDir>
 #include <QTemporaryDir>
-#include <QTest>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -31,17 +33,15 @@ private:
 
 } // namespace
 
-class RKMetaDataCacheTest : public QObject
+class RKMetaDataCacheTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
 
-    void init()
+    void initTestCase()
     {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        m_folder = std::make_unique<QTemporaryDir>();
-        m_file = QFileInfo(m_folder->filePath(QStringLiteral("picture.jpg")));
+        m_file = QFileInfo(m_folder.filePath(u"picture.jpg"_s));
         const QImage picture = RKTestPictures::quadrants(QSize(40, 30));
         RKTestPictures::write(m_file.filePath(), RKTestPictures::encoded(picture, "JPEG"));
     }
@@ -55,8 +55,8 @@ private Q_SLOTS:
         QCOMPARE(cache.metaData(m_file, QByteArray("not looked at")), metaData);
 
         const QString before = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(m_folder->path()));
-        const QFileInfo relative(QStringLiteral("picture.jpg"));
+        QVERIFY(QDir::setCurrent(m_folder.path()));
+        const QFileInfo relative(u"picture.jpg"_s);
         QCOMPARE(cache.metaData(relative), metaData);
         QCOMPARE(cache.key(relative), m_file.absoluteFilePath());
         QDir::setCurrent(before);
@@ -65,10 +65,10 @@ private Q_SLOTS:
     void missingFileIsLoggedAndNotHeld()
     {
         RKMetaDataCache cache;
-        const QFileInfo missing(QStringLiteral("/nowhere/100 %1.jpg"));
+        const QFileInfo missing(u"/nowhere/100 %1.jpg"_s);
         QTest::ignoreMessage(QtWarningMsg, "QFileInfo(/nowhere/100 %1.jpg) does not exist");
         QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression(QStringLiteral("caught exception with errorCode=")));
+            QtWarningMsg, QRegularExpression(u"caught exception with errorCode="_s));
         const std::unique_ptr<RKMetaData> own(cache.metaData(missing));
         QCOMPARE(own->unrotatedSize(), QSize(-1, -1));
         QVERIFY(!cache.contains(missing));
@@ -76,7 +76,7 @@ private Q_SLOTS:
 
     void unreadableFileIsNotHeld()
     {
-        const QFileInfo text(m_folder->filePath(QStringLiteral("text.jpg")));
+        const QFileInfo text(m_folder.filePath(u"text.jpg"_s));
         RKTestPictures::write(text.filePath(), QByteArray(500, 'x'));
         RKMetaDataCache cache;
         const std::unique_ptr<RKMetaData> first(cache.metaData(text));
@@ -149,7 +149,7 @@ private Q_SLOTS:
     }
 
 private:
-    std::unique_ptr<QTemporaryDir> m_folder;
+    const QTemporaryDir m_folder;
     QFileInfo m_file;
 };
 

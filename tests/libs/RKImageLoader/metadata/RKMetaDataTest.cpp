@@ -2,13 +2,15 @@
 
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 
 #include <QBuffer>
 #include <QColorSpace>
 #include <QFileInfo>
 #include <QTemporaryDir>
-#include <QTest>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -21,21 +23,16 @@ QByteArray jpeg()
 
 RKMetaData fromBytes(const QByteArray& bytes)
 {
-    return RKMetaData(QFileInfo(QStringLiteral("/nowhere/picture.jpg")), bytes);
+    return RKMetaData(QFileInfo(u"/nowhere/picture.jpg"_s), bytes);
 }
 
 } // namespace
 
-class RKMetaDataTest : public QObject
+class RKMetaDataTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void changedCopyLeavesTheOriginal()
     {
@@ -60,16 +57,15 @@ private Q_SLOTS:
     void fieldMapGivesTextsAndPosition()
     {
         const RKMetaData metaData(QMap<QString, QVariant>{
-            {QStringLiteral("COPYRIGHT"), QStringLiteral("\u00a9 100 %1 Anna")},
-            {QStringLiteral("exifModel"), 40},
-            {QStringLiteral("rating"), 5},
-            {QStringLiteral("unknown"), QStringLiteral("x")},
-            {QStringLiteral("exifImageDescription "), QStringLiteral("x")},
-            {QStringLiteral("gpsLatitudeInDegreesNorth"), -48.5},
+            {u"COPYRIGHT"_s, u"\u00a9 100 %1 Anna"_s},
+            {u"exifModel"_s, 40},
+            {u"rating"_s, 5},
+            {u"unknown"_s, u"x"_s},
+            {u"exifImageDescription "_s, u"x"_s},
+            {u"gpsLatitudeInDegreesNorth"_s, -48.5},
         });
-        QCOMPARE(
-            metaData.read(RKMetaDataFieldEnum::copyright), QStringLiteral("\u00a9 100 %1 Anna"));
-        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), QStringLiteral("40"));
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::copyright), u"\u00a9 100 %1 Anna"_s);
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), u"40"_s);
         QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), QString());
         QCOMPARE(metaData.adobeRating(), 0);
         QCOMPARE(metaData.geoPosition().latitude().degrees(), -48.5);
@@ -79,7 +75,7 @@ private Q_SLOTS:
     void everythingSurvivesTheFile()
     {
         const QTemporaryDir folder;
-        const QFileInfo file(folder.filePath(QStringLiteral("gr\u00fcn.jpg")));
+        const QFileInfo file(folder.filePath(u"gr\u00fcn.jpg"_s));
         RKTestPictures::write(file.filePath(), jpeg());
 
         const QDateTime taken(QDate(2021, 7, 4), QTime(12, 30, 5));
@@ -96,10 +92,10 @@ private Q_SLOTS:
         written.setFlashUsed(true);
         written.setRedEyeCorrectionUsed(true);
         written.setABOProhibited(true);
-        written.setABOProhibitedBy(QStringLiteral("Zo\u00eb"));
+        written.setABOProhibitedBy(u"Zo\u00eb"_s);
         written.setIsFilmStrip(true);
         written.setDigitalZoomRatio(2.5);
-        written.write(RKMetaDataFieldEnum::exifMake, QStringLiteral("Maker"));
+        written.write(RKMetaDataFieldEnum::exifMake, u"Maker"_s);
         written.setIccData(profile);
         QVERIFY(written.save(file));
 
@@ -114,9 +110,9 @@ private Q_SLOTS:
         QCOMPARE(read.tamoDynamicScore(), 90);
         QVERIFY(read.ratingForResolutionOnly() && read.flashUsed() && read.redEyeCorrectionUsed());
         QVERIFY(read.aboProhibited() && read.isFilmStrip());
-        QCOMPARE(read.aboProhibitedBy(), QStringLiteral("Zo\u00eb"));
+        QCOMPARE(read.aboProhibitedBy(), u"Zo\u00eb"_s);
         QCOMPARE(read.digitalZoomRatio(), 2.5);
-        QCOMPARE(read.read(RKMetaDataFieldEnum::exifMake), QStringLiteral("Maker"));
+        QCOMPARE(read.read(RKMetaDataFieldEnum::exifMake), u"Maker"_s);
         QVERIFY(read.hasIccData() && !read.isAdobeRGB());
         QCOMPARE(read.iccData(), profile);
         QVERIFY(read.myTalikoPhotoId().isEmpty() && !read.myTalikoExportDate().isValid());

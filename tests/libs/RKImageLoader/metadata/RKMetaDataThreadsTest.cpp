@@ -2,16 +2,17 @@
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "support/RKMetadataFixtures.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTestThreads.h"
 
 #include <QRandomGenerator>
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <array>
-#include <thread>
 
 using namespace RKMetadataFixtures;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -35,19 +36,9 @@ QByteArray fileOf(int number)
         });
 }
 
-template <typename Work>
-void runOnThreads(const Work& work)
-{
-    std::array<std::thread, kThreads> threads;
-    for (int i = 0; i < kThreads; ++i)
-        threads[std::size_t(i)] = std::thread([&work, i] { work(i); });
-    for (std::thread& thread : threads)
-        thread.join();
-}
-
 } // namespace
 
-class RKMetaDataThreadsTest : public QObject
+class RKMetaDataThreadsTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -55,7 +46,6 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         for (int i = 0; i < kFiles; ++i)
             RKTestPictures::write(path(i), fileOf(i));
     }
@@ -71,7 +61,7 @@ private Q_SLOTS:
             fileOf(0).replace("\"namespaceTAMO/\"", "\"furtherNamespa\"")};
         RKMetaDataCache cache;
         std::atomic<int> faults = 0;
-        runOnThreads([&](int thread) {
+        RKTestThreads::run(kThreads, [&](int thread) {
             QRandomGenerator random(thread);
             for (int round = 0; round < kRounds; ++round) {
                 const int number = random.bounded(kFiles);
@@ -106,7 +96,7 @@ private Q_SLOTS:
             const RKMetaData metaData{QFileInfo(path(i))};
             QVERIFY(metaData.adobeRating() >= 1 && metaData.adobeRating() <= 5);
             QCOMPARE(metaData.tamoRating(), i % 6);
-            QCOMPARE(metaData.read(RKMetaDataFieldEnum::author), QStringLiteral("artist"));
+            QCOMPARE(metaData.read(RKMetaDataFieldEnum::author), u"artist"_s);
             QCOMPARE(QImage(path(i)), pixels.at(i));
         }
     }
@@ -133,7 +123,7 @@ private Q_SLOTS:
             QVERIFY(keys > 50);
             std::atomic<int> faults = 0;
             std::atomic<bool> isDone = false;
-            runOnThreads([&](int thread) {
+            RKTestThreads::run(kThreads, [&](int thread) {
                 if (thread > 0) {
                     while (!isDone)
                         faults += RKExiv2Wrapper(jpeg).adobeRating() != 1;
@@ -152,7 +142,7 @@ private Q_SLOTS:
         RKMetaData shared{QFileInfo(path(0))};
         shared.setAdobeRating(3);
         std::atomic<int> faults = 0;
-        runOnThreads([&](int thread) {
+        RKTestThreads::run(kThreads, [&](int thread) {
             for (int i = 0; i < 100; ++i) {
                 if (thread % 4 == 0)
                     shared.setTamoStaticScore(thread + i);
@@ -163,7 +153,7 @@ private Q_SLOTS:
                 const RKMetaData copy = shared;
                 faults += copy.unrotatedSize() != sizeOfFile(0) || copy.adobeRating() != 3
                     || shared.imageOrientation() > ORIENTATION_LEFT_BOTTOM
-                    || !shared.allData().contains(QStringLiteral("Xmp.xmp.Rating"));
+                    || !shared.allData().contains(u"Xmp.xmp.Rating"_s);
             }
         });
         QCOMPARE(faults, 0);

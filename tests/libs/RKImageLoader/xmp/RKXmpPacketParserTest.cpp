@@ -9,6 +9,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::string repeated(const std::string& text, int count)
@@ -136,8 +138,8 @@ private Q_SLOTS:
             laughs += "<!ENTITY a" + std::to_string(i) + " \""
                 + repeated("&a" + std::to_string(i - 1) + ";", 10) + "\">";
         laughs += "]><r>&a9;</r>";
-        QCOMPARE(refusal(laughs), QStringLiteral("document type declaration in XMP"));
-        QCOMPARE(refusal("<!DOCTYPE r><r/>"), QStringLiteral("document type declaration in XMP"));
+        QCOMPARE(refusal(laughs), u"document type declaration in XMP"_s);
+        QCOMPARE(refusal("<!DOCTYPE r><r/>"), u"document type declaration in XMP"_s);
     }
 
     void editorFollowsLimitedPackets()
@@ -178,9 +180,9 @@ private Q_SLOTS:
 
     void packetsInUtf16AreFollowed()
     {
-        const QString packet = QStringLiteral(
-            "<x xmlns='u'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
-            "<rdf:Description about='é'><a>ü</a></rdf:Description></rdf:RDF></x>");
+        const QString packet
+            = u"<x xmlns='u'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+              "<rdf:Description about='é'><a>ü</a></rdf:Description></rdf:RDF></x>"_s;
         const std::string utf8 = packet.toStdString();
         QVERIFY(RKXmpPacketEditor(utf8).isValid());
         for (const auto encoding : {QStringConverter::Utf16BE, QStringConverter::Utf16LE}) {
@@ -249,11 +251,11 @@ private Q_SLOTS:
 
     void validTextHasAPlaceInXml()
     {
-        const QString good = QStringLiteral("a\t\n\r \u0085é\uFFFD\U0001F600");
+        const QString good = u"a\t\n\r \u0085é\uFFFD\U0001F600"_s;
         QCOMPARE(RKXmpPacketParser::validText(good), good);
         const QString bad = QString(QChar(0)) + QChar(0x1F) + QChar(0xFFFE) + QChar(0xDE00)
             + QChar(0xD83D) + QLatin1Char('x') + QChar(0xD83D);
-        QCOMPARE(RKXmpPacketParser::validText(bad), QStringLiteral("  \uFFFD\uFFFD\uFFFDx\uFFFD"));
+        QCOMPARE(RKXmpPacketParser::validText(bad), u"  \uFFFD\uFFFD\uFFFDx\uFFFD"_s);
     }
 };
 

@@ -1,13 +1,13 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "support/RKMetadataFixtures.h"
-
-#include <QTest>
+#include "support/RKQuietTest.h"
 
 using namespace RKMetadataFixtures;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kTooLarge = QStringLiteral(" exifData is to large. Deleting the exifData key ");
+const QString kTooLarge = u" exifData is to large. Deleting the exifData key "_s;
 
 RKExiv2ExifData exifOf(const Exiv2::ExifData& data)
 {
@@ -55,16 +55,11 @@ const std::string kA560 = "156 35 4 320 240 1 1 16 65504 65487 65435 65511 48 65
 
 } // namespace
 
-class RKExiv2ExifDataTest : public QObject
+class RKExiv2ExifDataTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void integersKeepTheTypeOfTheirTag()
     {
@@ -92,7 +87,7 @@ private Q_SLOTS:
     {
         RKExiv2ExifData exif;
         QTest::ignoreMessage(QtWarningMsg, "Exif.Image.Orientation abc does not work");
-        exif.setString("Exif.Image.Orientation", QStringLiteral("abc"));
+        exif.setString("Exif.Image.Orientation", u"abc"_s);
         QVERIFY(merged(exif).empty());
 
         exif.setRotation(ORIENTATION_RIGHT_TOP);
@@ -100,9 +95,8 @@ private Q_SLOTS:
         exif.setString("Exif.Image.Orientation", QString());
         QCOMPARE(exif.readRotation(), 6);
 
-        QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression(QStringLiteral("caught exception .*NoSuchTag")));
-        exif.setString("Exif.Image.NoSuchTag", QStringLiteral("%1"));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"caught exception .*NoSuchTag"_s));
+        exif.setString("Exif.Image.NoSuchTag", u"%1"_s);
         QCOMPARE(merged(exif).count(), 1);
     }
 
@@ -253,11 +247,7 @@ private Q_SLOTS:
         QStringList texts;
         for (const Exiv2::Exifdatum& datum : target)
             texts.append(QString::fromStdString(datum.toString()));
-        QCOMPARE(texts,
-            QStringList({QStringLiteral("a"),
-                QStringLiteral("maker"),
-                QStringLiteral("b"),
-                QStringLiteral("c")}));
+        QCOMPARE(texts, QStringList({u"a"_s, u"maker"_s, u"b"_s, u"c"_s}));
     }
 
     void profileKeysGoFirstWhenTooLarge()
@@ -273,9 +263,9 @@ private Q_SLOTS:
         add(data, "Exif.Image.XPTitle", Exiv2::unsignedByte, bytesText(18000, 5));
 
         QTest::ignoreMessage(
-            QtWarningMsg, qPrintable(kTooLarge + QStringLiteral("Exif.Image.InterColorProfile")));
+            QtWarningMsg, qPrintable(kTooLarge + u"Exif.Image.InterColorProfile"_s));
         QTest::ignoreMessage(
-            QtWarningMsg, qPrintable(kTooLarge + QStringLiteral("Exif.Image.CurrentICCProfile")));
+            QtWarningMsg, qPrintable(kTooLarge + u"Exif.Image.CurrentICCProfile"_s));
         QVERIFY(exifOf(data).mergeTo(image));
         QCOMPARE(image->exifData().count(), 3);
         QVERIFY(!textOf(image->exifData(), "Exif.Image.AsShotICCProfile").isEmpty());
@@ -305,8 +295,7 @@ private Q_SLOTS:
         // Of the three largest ones, equal in size, the last goes.
         add(data, "Exif.Image.XPSubject", Exiv2::unsignedByte, bytesText(rest + 2, 4));
         RKExiv2ImagePtr other = open(file);
-        QTest::ignoreMessage(
-            QtWarningMsg, qPrintable(kTooLarge + QStringLiteral("Exif.Image.XPAuthor")));
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(kTooLarge + u"Exif.Image.XPAuthor"_s));
         QVERIFY(exifOf(data).mergeTo(other));
         QCOMPARE(other->exifData().count(), 3);
     }

@@ -6,6 +6,7 @@
 #include "support/RKQuietTest.h"
 
 using namespace RKMetadataFixtures;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -70,8 +71,8 @@ private Q_SLOTS:
         const QByteArray file = jpegWith(
             {{kKeywords, "a"}, {kCaption, "c"}, {kKeywords, "b"}, {kKeywords, "a"}, {kCity, "x"}});
         const RKExiv2IptcData data = dataIn(file);
-        QCOMPARE(data.readString(kKeywords), QStringLiteral("a, b, a"));
-        QCOMPARE(data.allData().value(QLatin1String(kKeywords)), QStringLiteral("a, b, a"));
+        QCOMPARE(data.readString(kKeywords), u"a, b, a"_s);
+        QCOMPARE(data.allData().value(QLatin1String(kKeywords)), u"a, b, a"_s);
         QCOMPARE(dataIn(saved(data, file)).allData(), data.allData());
 
         const QByteArray other = jpegWith(
@@ -88,9 +89,9 @@ private Q_SLOTS:
             {kCity, "Z\xC3\xBCrich \xE6\x9D\xB1"},
             {kKeywords, "\xC9t\xE9"},
             {kKeywords, "plain"}}));
-        QCOMPARE(data.readString(kCaption), QStringLiteral("Grüße"));
-        QCOMPARE(data.readString(kCity), QStringLiteral("Zürich 東"));
-        QCOMPARE(data.readString(kKeywords), QStringLiteral("Été, plain"));
+        QCOMPARE(data.readString(kCaption), u"Grüße"_s);
+        QCOMPARE(data.readString(kCity), u"Zürich 東"_s);
+        QCOMPARE(data.readString(kKeywords), u"Été, plain"_s);
     }
 
     void onlyChangedDataSetsAreTouched()
@@ -106,7 +107,7 @@ private Q_SLOTS:
         held.mergeInto(after);
         QCOMPARE(RKIptcUpdate::updated(block, before, after), block);
 
-        held.writeString(kKeywords, QStringLiteral("bc"));
+        held.writeString(kKeywords, u"bc"_s);
         held.mergeInto(after);
         QByteArray expected = block;
         QCOMPARE(RKIptcUpdate::updated(block, before, after),
@@ -127,11 +128,11 @@ private Q_SLOTS:
         const QByteArray none;
         const QByteArray utf8 = "\x1b%G";
         const QByteArray latin1 = "\x1b.A";
-        const QString zurich = QStringLiteral("Zürich “x”");
-        const QString tokyo = QStringLiteral("東京");
+        const QString zurich = u"Zürich “x”"_s;
+        const QString tokyo = u"東京"_s;
         // What Windows-1252 makes of it is UTF-8, too.
-        const QString ambiguous = QStringLiteral("Ã©");
-        QTest::newRow("ASCII") << none << QByteArray("\xe9t\xe9") << QStringLiteral("plain") << none
+        const QString ambiguous = u"Ã©"_s;
+        QTest::newRow("ASCII") << none << QByteArray("\xe9t\xe9") << u"plain"_s << none
                                << QByteArray("\xe9t\xe9") << QByteArray("plain");
         QTest::newRow("first text") << none << QByteArray("plain") << zurich << utf8
                                     << QByteArray("plain") << zurich.toUtf8();
@@ -144,7 +145,7 @@ private Q_SLOTS:
             << latin1 << QByteArray("\xe9t\xe9") << zurich << latin1 << QByteArray("\xe9t\xe9")
             << QByteArray("Z\xfcrich \x93x\x94");
         QTest::newRow("beside Windows-1252, which cannot hold it")
-            << none << QByteArray("\x8et\xe9") << tokyo << utf8 << QStringLiteral("Žté").toUtf8()
+            << none << QByteArray("\x8et\xe9") << tokyo << utf8 << u"Žté"_s.toUtf8()
             << tokyo.toUtf8();
         QTest::newRow("beside Windows-1252, ambiguous")
             << latin1 << QByteArray("\xe9") << ambiguous << utf8 << QByteArray("\xc3\xa9")
@@ -192,7 +193,7 @@ private Q_SLOTS:
 
         data.setDateTime(kDate, kTime, QDateTime());
         QCOMPARE(data.dateTime(kDate, kTime), time);
-        data.writeString(kTime, QStringLiteral("12:30:45-07:00"));
+        data.writeString(kTime, u"12:30:45-07:00"_s);
         QCOMPARE(data.dateTime(kDate, kTime), time);
         QCOMPARE(data.dateTime(kDate, kCity), QDateTime(time.date(), QTime(0, 0)));
         QVERIFY(!data.dateTime(kCity, kTime).isValid());

@@ -6,19 +6,19 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 #include "support/RKMetadataFixtures.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTimeLimit.h"
 #include "support/RKXmpFixtures.h"
 
-#include <QRegularExpression>
-#include <QTest>
 #include <QTimeZone>
 
 using namespace RKMetadataFixtures;
 using namespace RKXmpFixtures;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kTooLarge = QStringLiteral("xmpData is to large. Deleting the xmpData key ");
+const QString kTooLarge = u"xmpData is to large. Deleting the xmpData key "_s;
 constexpr auto kFlags = static_cast<uint16_t>(2112);
 const std::string kDublinCore = "http://purl.org/dc/elements/1.1/";
 const std::string kMwg = "http://www.metadataworkinggroup.com/schemas/regions/";
@@ -73,16 +73,11 @@ size_t encodedSize(const Exiv2::XmpData& data)
 
 } // namespace
 
-class RKExiv2XmpDataTest : public QObject
+class RKExiv2XmpDataTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void numbersReadFromAnyText()
     {
@@ -114,18 +109,17 @@ private Q_SLOTS:
             "<rdf:li xml:lang=\"de-DE\">Hallo</rdf:li></rdf:Alt></dc:title>"
             "<dc:rights><rdf:Alt><rdf:li xml:lang=\"fr\">à moi</rdf:li></rdf:Alt></dc:rights>"
             "<dc:source>lang=\"x-default\" plain, lang=\"x-repair\" rest</dc:source>"));
-        QCOMPARE(data.readStringWithLocale("Xmp.dc.title"), QStringLiteral("Hello, you"));
-        QCOMPARE(data.readStringWithLocale("Xmp.dc.rights"), QStringLiteral("à moi"));
-        QCOMPARE(data.readStringWithLocale("Xmp.dc.source"), QStringLiteral("plain"));
-        QCOMPARE(RKExiv2LanguageText::defaultText(QStringLiteral("lang=\"odd")),
-            QStringLiteral("lang=\"odd"));
+        QCOMPARE(data.readStringWithLocale("Xmp.dc.title"), u"Hello, you"_s);
+        QCOMPARE(data.readStringWithLocale("Xmp.dc.rights"), u"à moi"_s);
+        QCOMPARE(data.readStringWithLocale("Xmp.dc.source"), u"plain"_s);
+        QCOMPARE(RKExiv2LanguageText::defaultText(u"lang=\"odd"_s), u"lang=\"odd"_s);
 
-        data.setString("Xmp.dc.title", QStringLiteral("Servus"));
+        data.setString("Xmp.dc.title", u"Servus"_s);
         QVERIFY(data.readString("Xmp.dc.title").contains(QLatin1String("Servus")));
         QVERIFY(data.readString("Xmp.dc.title").contains(QLatin1String("lang=\"de-DE\" Hallo")));
-        data.setStringWithLocale("Xmp.dc.title", QStringLiteral("lang=Bye"));
+        data.setStringWithLocale("Xmp.dc.title", u"lang=Bye"_s);
         const RKExiv2XmpData read = dataOf(data.xmpPacket());
-        QCOMPARE(read.readStringWithLocale("Xmp.dc.title"), QStringLiteral("lang=Bye"));
+        QCOMPARE(read.readStringWithLocale("Xmp.dc.title"), u"lang=Bye"_s);
         QVERIFY(read.readString("Xmp.dc.title").contains(QLatin1String("lang=\"de-DE\" Hallo")));
     }
 
@@ -133,12 +127,12 @@ private Q_SLOTS:
     {
         RKExiv2XmpData data = dataOf(dublinCore("<dc:source>s</dc:source>"));
         data.setInt("Xmp.xmp.Rating", 4);
-        data.setString("Xmp.TAMO.IsFilmStrip", QStringLiteral("1"));
+        data.setString("Xmp.TAMO.IsFilmStrip", u"1"_s);
         data = withFaces(data, 1);
         data.setInt("Xmp.TAMO.Rating", 2);
         const RKExiv2XmpData read = dataIn(saved(data, imageFile("JPEG")));
         QCOMPARE(read.adobeRating(), 4);
-        QCOMPARE(read.readString("Xmp.TAMO.IsFilmStrip"), QStringLiteral("1"));
+        QCOMPARE(read.readString("Xmp.TAMO.IsFilmStrip"), u"1"_s);
         QCOMPARE(read.readInt("Xmp.TAMO.Rating"), 2);
         QCOMPARE(read.facePositions().count(), 1);
     }
@@ -154,7 +148,7 @@ private Q_SLOTS:
         const QHash<QString, QString> before = data.allData();
         for (const std::string& packet : packets) {
             QTest::ignoreMessage(
-                QtWarningMsg, QRegularExpression(QStringLiteral("^setXmpPacket failed: -?\\d+$")));
+                QtWarningMsg, QRegularExpression(u"^setXmpPacket failed: -?\\d+$"_s));
             QVERIFY2(!data.setXmpPacket(packet), packet.c_str());
             QCOMPARE(data.allData(), before);
             QCOMPARE(dataOf(data.xmpPacket()).allData(), before);
@@ -186,7 +180,7 @@ private Q_SLOTS:
             packetOf(xmp + " xmlns:dc='http://q/' xmp:Rating='1'", remark),
             packetOf(xmp + " xmlns:dc='http://q/' xmp:Rating='1' dc:source='other'", remark),
         };
-        const QString source = QStringLiteral("<ä & \"b\" ']]>");
+        const QString source = u"<ä & \"b\" ']]>"_s;
         for (const std::string& packet : packets) {
             RKExiv2XmpData data = dataOf(packet);
             data.setInt("Xmp.xmp.Rating", 4);
@@ -232,11 +226,11 @@ private Q_SLOTS:
         QHash<QString, QString> keys;
         QByteArray other = imageFile("JPEG");
         for (const auto& [outer, inner] : prefixes) {
-            const QString structure = QStringLiteral("<%1:S rdf:parseType='Resource'><%2:P>v</%2:P>"
-                                                     "<%1:Q %2:R='w'/></%1:S>")
-                                          .arg(QLatin1String(outer), QLatin1String(inner));
-            const QString declarations = QStringLiteral("xmlns:%1='http://a/' xmlns:%2='http://b/'")
-                                             .arg(QLatin1String(outer), QLatin1String(inner));
+            const QString structure
+                = u"<%1:S rdf:parseType='Resource'><%2:P>v</%2:P>"
+                  "<%1:Q %2:R='w'/></%1:S>"_s.arg(QLatin1String(outer), QLatin1String(inner));
+            const QString declarations = u"xmlns:%1='http://a/' xmlns:%2='http://b/'"_s.arg(
+                QLatin1String(outer), QLatin1String(inner));
             const std::string original
                 = packetOf(declarations.toStdString(), structure.toStdString());
             RKExiv2XmpData data = dataOf(original);
@@ -271,8 +265,8 @@ private Q_SLOTS:
         buffer.setData("<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
             + QByteArray::fromStdString(packet) + "<?xpacket end=\"w\"?>");
         RKExiv2Wrapper wrapper(buffer.data());
-        wrapper.write(RKMetaDataFieldEnum::originalFilename, QStringLiteral("title"));
-        wrapper.write(RKMetaDataFieldEnum::copyright, QStringLiteral("mine"));
+        wrapper.write(RKMetaDataFieldEnum::originalFilename, u"title"_s);
+        wrapper.write(RKMetaDataFieldEnum::copyright, u"mine"_s);
         QVERIFY(wrapper.save(&buffer));
         const auto all = RKExiv2Wrapper(buffer.data()).allData();
         for (const auto& [key, texts] : {std::pair("Xmp.dc.description", "title|lang=\"de\" b"),
@@ -358,16 +352,15 @@ private Q_SLOTS:
               "<dc:format>goes</dc:format>"));
         RKExiv2XmpData data = dataOf(dublinCore(list(2) + "<dc:format>comes</dc:format>"));
         const RKExiv2XmpData read = dataIn(saved(data, target));
-        QCOMPARE(read.readString("Xmp.dc.relation[2]/dc:format"), QStringLiteral("21"));
-        QVERIFY(!read.hasXMPKey(QStringLiteral("Xmp.dc.relation[3]")));
-        QCOMPARE(read.readString("Xmp.dc.source"), QStringLiteral("stays"));
-        QCOMPARE(read.readString("Xmp.dc.format"), QStringLiteral("comes"));
+        QCOMPARE(read.readString("Xmp.dc.relation[2]/dc:format"), u"21"_s);
+        QVERIFY(!read.hasXMPKey(u"Xmp.dc.relation[3]"_s));
+        QCOMPARE(read.readString("Xmp.dc.source"), u"stays"_s);
+        QCOMPARE(read.readString("Xmp.dc.format"), u"comes"_s);
 
         // A plain value takes the place of a structure.
         data = RKExiv2XmpData();
-        data.setString("Xmp.dc.relation", QStringLiteral("plain"));
-        QCOMPARE(
-            dataIn(saved(data, target)).readString("Xmp.dc.relation"), QStringLiteral("plain"));
+        data.setString("Xmp.dc.relation", u"plain"_s);
+        QCOMPARE(dataIn(saved(data, target)).readString("Xmp.dc.relation"), u"plain"_s);
     }
 
     void largePacketLosesItsLargestProperties()
@@ -393,8 +386,8 @@ private Q_SLOTS:
             held.mergeInto(data);
             RKExiv2Library::refreshNamespaces();
             for (const int number : row.removed)
-                QTest::ignoreMessage(QtWarningMsg,
-                    qPrintable(kTooLarge + QStringLiteral("Xmp.TAMO.P%1").arg(number)));
+                QTest::ignoreMessage(
+                    QtWarningMsg, qPrintable(kTooLarge + u"Xmp.TAMO.P%1"_s.arg(number)));
             held.makeSureXmpDataIsLessThan64k(data);
             QCOMPARE(qsizetype(data.count()), row.sizes.size() - row.removed.size());
         }
@@ -420,12 +413,10 @@ private Q_SLOTS:
             const bool fitsTiff = excess < 30;
             if (!fitsJpeg)
                 QTest::ignoreMessage(QtWarningMsg, qPrintable(removal));
-            QCOMPARE(
-                dataIn(saved(held, jpeg)).hasXMPKey(QStringLiteral("Xmp.dc.source")), fitsJpeg);
+            QCOMPARE(dataIn(saved(held, jpeg)).hasXMPKey(u"Xmp.dc.source"_s), fitsJpeg);
             if (!fitsTiff)
                 QTest::ignoreMessage(QtWarningMsg, qPrintable(removal));
-            QCOMPARE(
-                dataIn(saved(held, tiff)).hasXMPKey(QStringLiteral("Xmp.dc.source")), fitsTiff);
+            QCOMPARE(dataIn(saved(held, tiff)).hasXMPKey(u"Xmp.dc.source"_s), fitsTiff);
         }
     }
 };
