@@ -177,7 +177,7 @@ QImage quadrants()
 
 } // namespace
 
-class RKHeifPluginTest : public QObject
+class RKHeifPluginTest : public RKQuietTest
 {
     Q_OBJECT
 

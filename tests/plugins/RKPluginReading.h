@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestThreads.h"
 #include "support/RKTimeLimit.h"
@@ -8,7 +9,6 @@
 #include <QElapsedTimer>
 #include <QImage>
 #include <QImageReader>
-#include <QTest>
 
 #include <atomic>
 
