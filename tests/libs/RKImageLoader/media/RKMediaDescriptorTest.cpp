@@ -1,8 +1,8 @@
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 
-#include "RKImageLoader/media/RKImageOption.h"
-#include "RKImageLoader/media/RKScalingOption.h"
 #include "support/RKQuietTest.h"
+
+using namespace Qt::StringLiterals;
 
 class RKMediaDescriptorTest : public RKQuietTest
 {
@@ -10,27 +10,9 @@ class RKMediaDescriptorTest : public RKQuietTest
 
 private Q_SLOTS:
 
-    void aDescriptorNeedsAFileName()
-    {
-        QVERIFY(!RKMediaDescriptor().isValid());
-        QVERIFY(!RKMediaDescriptor(QFileInfo(QStringLiteral("/photos/"))).isValid());
-        QVERIFY(!RKMediaDescriptor(QUrl(QStringLiteral("https://host/a.jpg"))).isValid());
-        QVERIFY(RKMediaDescriptor(QFileInfo(QStringLiteral("/photos/a.jpg"))).isValid());
-        QVERIFY(RKMediaDescriptor().url().path().isEmpty());
-    }
-
-    void theSuffixNamesTheFormat()
-    {
-        const RKMediaDescriptor descriptor(
-            QDir(QStringLiteral("/photos")), QStringLiteral("PHOTO.JPG"));
-        QCOMPARE(descriptor.fileFormatAsByteArray(), QByteArray("jpg"));
-        QVERIFY(descriptor.hasMediaFormat(MEDIA_FORMAT_JPG));
-        QCOMPARE(descriptor.absoluteFilePath(), QStringLiteral("/photos/PHOTO.JPG"));
-    }
-
     void framesDistinguishDescriptors()
     {
-        const QFileInfo file(QStringLiteral("/clips/Urlaub ä.mp4"));
+        const QFileInfo file(u"/clips/Urlaub ä.mp4"_s);
         RKMediaDescriptor none(file);
         const RKMediaDescriptor third(file, 3);
         QVERIFY(none != third);
@@ -43,22 +25,9 @@ private Q_SLOTS:
         QVERIFY(RKMediaDescriptor(third.url(), 3) == third);
 
         // Only the name counts in the hash, not the folder.
-        const RKMediaDescriptor elsewhere(QFileInfo(QStringLiteral("/other/Urlaub ä.mp4")), 3);
+        const RKMediaDescriptor elsewhere(QFileInfo(u"/other/Urlaub ä.mp4"_s), 3);
         QCOMPARE(elsewhere.hash(), third.hash());
         QVERIFY(elsewhere != third);
-    }
-
-    void optionsHoldTheirBits()
-    {
-        RKImageOption option(3);
-        QVERIFY(option.testFlag(RKImageOption::UseEmbeddedThumbnail));
-        option.setFlag(RKImageOption::UseEmbeddedThumbnail, false);
-        QCOMPARE(option.flags(), quint8(2));
-        option.setFlag(RKImageOption::UseEmbeddedThumbnail);
-        QCOMPARE(option.flags(), quint8(3));
-
-        QVERIFY(RKScalingOption(QStringLiteral(" Bicubic ")) == SCALING_BICUBIC);
-        QCOMPARE(qint64(RKScalingOption(QStringLiteral("smooth,fast,?")).value()), qint64(3));
     }
 };
 

@@ -5,31 +5,6 @@
 
 #include <QUuid>
 
-#include <functional>
-
-namespace {
-
-// Those of the formats that have the trait, in the order of their bits.
-template <typename Trait>
-QString formatsWith(const Trait& trait)
-{
-    QStringList keywords;
-    for (int bit = 0; bit < 63; ++bit) {
-        const RKMediaFormat format(RKMediaFormatEnum(1LL << bit));
-        if (!format.fileExtensions().isEmpty() && std::invoke(trait, format))
-            keywords << format.defaultExtension();
-    }
-    return keywords.join(u' ');
-}
-
-QString formatsOfRank(RKMediaFormatAlphaChannelEnum rank)
-{
-    return formatsWith(
-        [rank](const RKMediaFormat& format) { return format.supportedAlphaCannel() == rank; });
-}
-
-} // namespace
-
 class RKMediaFormatTest : public RKQuietTest
 {
     Q_OBJECT
@@ -54,46 +29,6 @@ private Q_SLOTS:
         // The first one is the default.
         QCOMPARE(RKMediaFormat("mpeg").defaultExtension(), QStringLiteral("mpg"));
         QCOMPARE(RKMediaFormat("jp2").defaultExtension(), QStringLiteral("j2k"));
-    }
-
-    void everyFormatHasItsTraits()
-    {
-        using Format = RKMediaFormat;
-        const auto isVideo = QStringLiteral("mod mpg wmv mp4 mov m4v mts avi 3gp vro vob mkv ogg");
-        const auto isRaw = QStringLiteral("crw cr2 arw nef raf dng rw2");
-        QCOMPARE(formatsWith(&Format::isBitmap),
-            QStringLiteral("bmp webp gif hdp ico j2k jpc jpg mng pgm png tiff xbm xpm crw cr2 arw "
-                           "nef raf dng heic rw2 psd"));
-        QCOMPARE(formatsWith(&Format::isVideo), isVideo);
-        QCOMPARE(formatsWith(&Format::isRaw), isRaw);
-        QCOMPARE(formatsWith(&Format::isSVG), QStringLiteral("svg"));
-        QCOMPARE(formatsWith(&Format::canHandleMetadata), QStringLiteral("j2k jpg png tiff"));
-        QCOMPARE(formatsWith(&Format::supportsSoftRotate), QStringLiteral("jpg png"));
-        QCOMPARE(formatsWith(std::not_fn(&Format::exiv2Supported)), QStringLiteral("tiff heic"));
-        QCOMPARE(formatsWith(&Format::mustConvertVideo),
-            QString(isVideo).remove(QLatin1String("mp4 mov ")));
-        QCOMPARE(
-            formatsOfRank(ALPHA_CHANNEL_FULL), QStringLiteral("webp hdp j2k mng png tiff svg"));
-        QCOMPARE(formatsOfRank(ALPHA_CHANNEL_BINARY), QStringLiteral("gif xpm"));
-        QCOMPARE(formatsOfRank(ALPHA_CHANNEL_NONE),
-            QStringLiteral("bmp ico jpg xbm mod mpg avi 3gp vro vob mkv ogg"));
-        QVERIFY(Format(MEDIA_FORMAT_HEIC).preferFastCopy());
-        QVERIFY(!Format(MEDIA_FORMAT_JPG).preferFastCopy());
-    }
-
-    void descriptionsTellTheKind()
-    {
-        for (const char* text :
-            {"GIF - Graphics Interchange Format (Bitmap mit binärer Transparenz)",
-                "SVG - Scalable Vector Graphics (Vektorformat mit Transparenzen)",
-                "HEIC - High Efficiency Image Coding (Bitmap)",
-                "avi-Format (Video)"})
-        {
-            const QString expected = QString::fromUtf8(text);
-            const RKMediaFormat format(
-                expected.section(QRegularExpression(QStringLiteral("[ -]")), 0, 0));
-            QCOMPARE(format.description(), expected);
-        }
     }
 
     void textsDecodeToFormats()
@@ -127,17 +62,6 @@ private Q_SLOTS:
         QCOMPARE(decoded("image/svg+xml"), MEDIA_FORMAT_GIF);
         QCOMPARE(decoded("video/x-unknown"), MEDIA_FORMAT_MP4);
         QCOMPARE(decoded("text/plain"), MEDIA_FORMAT_UNKNOWN);
-    }
-
-    void bitsCombineAndOrder()
-    {
-        RKMediaFormat format(MEDIA_FORMAT_JPG);
-        format |= MEDIA_FORMAT_PNG;
-        QVERIFY(format.reducedTo(MEDIA_FORMAT_PNG) == MEDIA_FORMAT_PNG);
-        format &= RKMediaFormat(MEDIA_FORMAT_JPG);
-        QVERIFY(format == MEDIA_FORMAT_JPG);
-        // A raw format's value does not fit into 32 bits; the order must not suffer from that.
-        QVERIFY(RKMediaFormat(MEDIA_FORMAT_CRW) < RKMediaFormat(MEDIA_FORMAT_PSD));
     }
 
     void saveFormatsKeepTransparency()
@@ -191,13 +115,6 @@ private Q_SLOTS:
         QCOMPARE(RKMediaFormat(MEDIA_FORMAT_JPG).fileExtensionFilterEntry(), entry);
         QCOMPARE(list.createFileFilterString().section(QStringLiteral(";;"), 0, 0), entry);
         QVERIFY(list.formatByExtensionFilter(entry) == MEDIA_FORMAT_JPG);
-    }
-
-    void sortingPutsThePreferredFormatFirst()
-    {
-        RKMediaFormatList list(QList<QByteArray>{"svg", "tiff", "jpg", "png"});
-        list.sort(MEDIA_FORMAT_TIFF);
-        QCOMPARE(list, RKMediaFormatList(QList<QByteArray>{"tiff", "png", "jpg", "svg"}));
     }
 };
 

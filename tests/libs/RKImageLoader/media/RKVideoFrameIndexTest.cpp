@@ -1,12 +1,12 @@
 #include "RKImageLoader/media/RKVideoFrameIndex.h"
 
-#include <QTest>
+#include "support/RKQuietTest.h"
 
 #include <limits>
 
 using Index = RKVideoFrameIndex;
 
-class RKVideoFrameIndexTest : public QObject
+class RKVideoFrameIndexTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -26,21 +26,9 @@ private Q_SLOTS:
         QCOMPARE((Index(kMax) * kMax).frame(), -1);
         QCOMPARE((Index(7) / 0).frame(), -1);
         QCOMPARE((Index(7) % 0).frame(), -1);
-
-        Index index(7);
-        index += 3;
-        index -= Index(2);
-        index *= 5;
-        index += -15;
-        QCOMPARE(index.frame(), 25);
-        index /= 2;
-        QCOMPARE(index.frame(), 12);
-        index %= 5;
-        QCOMPARE(index.frame(), 2);
         // The quotient of frames is whole.
         QCOMPARE(Index(7) / Index(2), 3.0);
         QCOMPARE(Index(7) / Index(0), 0.0);
-        QVERIFY(Index() < Index(0) && Index(3) > Index(2) && Index(2) <= Index(2));
     }
 
     void framesTravelInUrlsAndNames()
