@@ -4,12 +4,12 @@
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKMetadataFixtures.h"
 #include "support/RKProcessCost.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestProfiles.h"
 
 #include <QColorSpace>
 #include <QFileInfo>
-#include <QTest>
 #include <QtEndian>
 
 #include <IccCmm.h>
@@ -58,16 +58,11 @@ Key keyOf(const QByteArray& profile)
 
 } // namespace
 
-class RKColorProfileConverterTest : public QObject
+class RKColorProfileConverterTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
 
     void colorsComeOutInSrgb()
     {

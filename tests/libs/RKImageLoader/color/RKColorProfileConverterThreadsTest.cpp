@@ -1,16 +1,14 @@
 #include "RKImageLoader/color/RKColorProfileConverter.h"
 #include "RKImageLoader/color/RKPixelTransform_p.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestProfiles.h"
-
-#include <QTest>
+#include "support/RKTestThreads.h"
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
-class RKColorProfileConverterThreadsTest : public QObject
+class RKColorProfileConverterThreadsTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -30,25 +28,20 @@ private Q_SLOTS:
         constexpr int kThreads = 6;
         constexpr int kRounds = 8;
         std::atomic<int> good{0};
-        std::vector<std::thread> threads;
-        for (int i = 0; i < kThreads; ++i) {
-            threads.emplace_back([&, i] {
-                for (int round = 0; round < kRounds; ++round) {
-                    const bool swaps = (i + round) % 2;
-                    bool ok = false;
-                    const QImage result = converter->convert(image, swaps ? swap : keep, &ok);
-                    good += ok && result.pixel(0, 0) == (swaps ? 0xff00ff00 : 0xffff0000);
-                    const quint16 red[3] = {65535, 0, 0};
-                    QRgb pixel = 0;
-                    transform->convertRow(red, &pixel, 1);
-                    good += pixel == 0xff00ff00;
-                    if (i == 0)
-                        converter->resetCache();
-                }
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
+        RKTestThreads::run(kThreads, [&](int i) {
+            for (int round = 0; round < kRounds; ++round) {
+                const bool swaps = (i + round) % 2;
+                bool ok = false;
+                const QImage result = converter->convert(image, swaps ? swap : keep, &ok);
+                good += ok && result.pixel(0, 0) == (swaps ? 0xff00ff00 : 0xffff0000);
+                const quint16 red[3] = {65535, 0, 0};
+                QRgb pixel = 0;
+                transform->convertRow(red, &pixel, 1);
+                good += pixel == 0xff00ff00;
+                if (i == 0)
+                    converter->resetCache();
+            }
+        });
         QCOMPARE(good.load(), 2 * kThreads * kRounds);
     }
 };

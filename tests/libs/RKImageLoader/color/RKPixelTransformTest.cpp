@@ -1,7 +1,6 @@
 #include "RKImageLoader/color/RKPixelTransform_p.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestProfiles.h"
-
-#include <QTest>
 
 #include <array>
 #include <vector>
@@ -30,7 +29,7 @@ bool isNear(QRgb actual, QRgb expected)
 
 } // namespace
 
-class RKPixelTransformTest : public QObject
+class RKPixelTransformTest : public RKQuietTest
 {
     Q_OBJECT
 

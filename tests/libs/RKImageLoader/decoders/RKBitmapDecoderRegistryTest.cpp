@@ -3,55 +3,8 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "support/RKChildProcess.h"
 #include "support/RKQuietTest.h"
-#include "support/RKTestPictures.h"
-
-#include <QTemporaryDir>
 
 namespace {
-
-// A decoder that says it is for these formats.
-class NamedDecoder : public RKBitmapDecoderQt
-{
-public:
-    NamedDecoder(const char* name, const RKMediaFormatList& read, const RKMediaFormatList& written)
-        : m_name(QString::fromLatin1(name))
-        , m_read(read)
-        , m_written(written)
-    {
-    }
-
-    RKMediaFormatList readableImageFileFormats() const override
-    {
-        return m_read;
-    }
-
-    RKMediaFormatList writableImageFileFormats() const override
-    {
-        return m_written;
-    }
-
-    QString name() const override
-    {
-        return m_name;
-    }
-
-private:
-    QString m_name;
-    RKMediaFormatList m_read;
-    RKMediaFormatList m_written;
-};
-
-class TestRegistry : public RKBitmapDecoderRegistry
-{
-public:
-    QList<RKBitmapDecoder*> createDecoderList() const override
-    {
-        const RKMediaFormatList unknown{RKMediaFormat()};
-        return {new NamedDecoder("first", {MEDIA_FORMAT_PNG, MEDIA_FORMAT_BMP}, {MEDIA_FORMAT_PNG}),
-            new NamedDecoder("second", {MEDIA_FORMAT_PNG}, unknown),
-            new NamedDecoder("third", unknown, {MEDIA_FORMAT_TIFF, MEDIA_FORMAT_PNG})};
-    }
-};
 
 QString names(const QList<RKBitmapDecoder*>& decoders)
 {
@@ -63,37 +16,16 @@ QString names(const QList<RKBitmapDecoder*>& decoders)
 
 } // namespace
 
-/// The order of decoders, the lists of formats, and the base class's helpers.
+/// The lists of decoders and formats, and the base class's helpers.
 class RKBitmapDecoderRegistryTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
 
-    void decodersAreListedInTheirOrder()
-    {
-        for (const char* name : {"second", "third"}) {
-            QTest::ignoreMessage(QtWarningMsg,
-                qPrintable(QStringLiteral("A Decoder is trying to add MEDIA_FORMAT_UNKNOWN ")
-                    + QLatin1String(name)));
-        }
-        TestRegistry registry;
-        registry.setupInstance();
-        QVERIFY(registry.listOfDecoders(RKMediaFormat()).isEmpty());
-
-        QCOMPARE(names(registry.listOfDecoders(MEDIA_FORMAT_PNG)), QStringLiteral("first second"));
-        QCOMPARE(names(registry.listOfEncoders(MEDIA_FORMAT_PNG)), QStringLiteral("first third"));
-        QCOMPARE(registry.primaryDecoder(MEDIA_FORMAT_PNG)->name(), QStringLiteral("first"));
-        QCOMPARE(registry.primaryEncoder(MEDIA_FORMAT_TIFF)->name(), QStringLiteral("third"));
-        QCOMPARE(registry.supportedMediaFormats(),
-            RKMediaFormatList({MEDIA_FORMAT_BMP, MEDIA_FORMAT_PNG}));
-        QCOMPARE(registry.writableImageFileFormats(),
-            RKMediaFormatList({MEDIA_FORMAT_PNG, MEDIA_FORMAT_TIFF}));
-    }
-
     void listsBelongToTheRegistryAndStay()
     {
-        NamedDecoder decoder("added", {}, {});
+        RKBitmapDecoderQt decoder;
         const RKBitmapDecoderRegistry registry;
         // Kept: a question before the first list of formats adds its format, but not the unknown.
         QList<RKBitmapDecoder*>& list = registry.listOfDecoders(MEDIA_FORMAT_JP2);
@@ -155,19 +87,6 @@ private Q_SLOTS:
         QCOMPARE(fitted({100, 100}, {1000, 7}), QSize(100, 1));
         QCOMPARE(fitted({400, 300}, {3999, 3001}), QSize(399, 300)); // cut, not rounded
         QCOMPARE(fitted({0, 0}, {0, 0}), QSize(1, 1));
-    }
-
-    void jpegFilesAreRecognised()
-    {
-        const QTemporaryDir folder;
-        const QFileInfo file(folder.filePath(QStringLiteral("ä.jpg")));
-        QVERIFY(!RKBitmapDecoder::startsWithJpegSignature(file));
-        for (const char* bytes : {"\xff\xd8", "\xff\xd8\xfe", "\xff\xd8\xff\xe0"}) {
-            RKTestPictures::write(file.filePath(), bytes);
-            const bool isJpeg = qstrlen(bytes) == 4;
-            QCOMPARE(RKBitmapDecoder::startsWithJpegSignature(QByteArray(bytes)), isJpeg);
-            QCOMPARE(RKBitmapDecoder::startsWithJpegSignature(file), isJpeg);
-        }
     }
 };
 

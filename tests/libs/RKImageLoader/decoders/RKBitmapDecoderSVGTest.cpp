@@ -3,11 +3,8 @@
 #include "support/RKDecoderChecks.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
-#include "support/RKTestThreads.h"
 
 #include <QBuffer>
-
-#include <atomic>
 
 namespace {
 
@@ -42,14 +39,6 @@ private Q_SLOTS:
             QCOMPARE(image.pixel(0, 0), 0xffff0000);
             QCOMPARE(image.pixel(expected.width() - 1, 0), 0U);
         }
-    }
-
-    void drawableKeepsTheViewBox()
-    {
-        const RKDrawable drawable = m_decoder.decodeDrawable(kWide, "svg", {100, -1}, {});
-        QCOMPARE(drawable.svg(), kWide);
-        QCOMPARE(drawable.size(), QSize(200, 50));
-        QCOMPARE(m_decoder.decodeDrawable(kWide, "svg", {100, 100}, {}).size(), QSize(100, 25));
     }
 
     void ownSizeIsMeasured()
@@ -93,17 +82,6 @@ private Q_SLOTS:
                 QVERIFY(m_decoder.decodeDrawable(empty, "svg", wanted, {}).isNull());
             }
         }
-    }
-
-    void severalThreadsRender()
-    {
-        const QImage expected = m_decoder.decode(kWide, "svg", {}, {});
-        std::atomic<int> same = 0;
-        RKTestThreads::run(4, [&](int) {
-            for (int i = 0; i < 20; ++i)
-                same += m_decoder.decode(kWide, "svg", {}, {}) == expected;
-        });
-        QCOMPARE(same.load(), 4 * 20);
     }
 
     void drawingsAreSavedAsTheyAreAndBitmapsWrapped()

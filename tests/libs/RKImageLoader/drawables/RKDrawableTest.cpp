@@ -93,7 +93,6 @@ private Q_SLOTS:
                  movedFrom})
         {
             QVERIFY(drawable.isNull() && drawable == RKDrawable() && drawable != target);
-            QCOMPARE(drawable.hasAlpha(), drawable.isVector());
             QVERIFY(drawable.size() == QSize(0, 0) && drawable.numBytes() == 0);
             QVERIFY(drawable.image().isNull() && drawable.imageScaledToHeight(10).isNull());
             QVERIFY(drawable.svg().isEmpty() && drawable.scaled({10, 10}).isNull());
@@ -116,11 +115,6 @@ private Q_SLOTS:
         QCOMPARE(original.image().format(), QImage::Format_RGB32);
         QCOMPARE(optimized.image().format(), QImage::Format_ARGB32_Premultiplied);
         QVERIFY(original != marked);
-
-        // A drawable made from a pointer shares with that one, but not with others.
-        RKDrawable pointed = original;
-        QVERIFY(RKDrawable(&pointed) == pointed && original != pointed);
-        QVERIFY(RKDrawable(original.image()) != RKDrawable(original.image()));
     }
 
     void alphaDecidesTheFileFormat()
@@ -147,14 +141,6 @@ private Q_SLOTS:
                 QVERIFY(RKDrawable(image).bestImageFileFormat() == MEDIA_FORMAT_PNG);
             }
         }
-    }
-
-    void acceptableSizes()
-    {
-        for (const QSize& size : {QSize(8, 8), QSize(8, 511)})
-            QVERIFY(RKDrawable::isAcceptableSize(size));
-        for (const QSize& size : {QSize(8, 512), QSize(512, 8), QSize(7, 7), QSize()})
-            QVERIFY(!RKDrawable::isAcceptableSize(size));
     }
 
     void bitmapsAreScaledToFit()
@@ -225,13 +211,6 @@ private Q_SLOTS:
             QVERIFY(refuses({0, 0, 8, 8}, RKScalingOption(RKScalingOptionEnum(option))));
         for (const auto option : {SCALING_SMOOTH, SCALING_FAST, SCALING_BILINEAR, SCALING_BICUBIC})
             QVERIFY(refuses({0, 0, 1e6, 1e6}, option));
-    }
-
-    void bitmapInSvgReadsBackAsThePicture()
-    {
-        const QImage image = numbered(40, 30);
-        const QByteArray svg = RKDrawable(image).svg();
-        QCOMPARE(rgb(RKDrawable(svg).image()), image);
     }
 
     void vectorHasTheSizeOfItsViewBox()
@@ -310,20 +289,6 @@ private Q_SLOTS:
                 + side + "'><rect width='1' height='1'/></svg>");
             QVERIFY(drawable.image().isNull());
         }
-    }
-
-    void historyGrowsByOneStepAtATime()
-    {
-        QImage first = numbered(100, 50);
-        QImage second = numbered(50, 25);
-
-        RKDrawable::trackImageChange(first, first, QStringLiteral("load"));
-        RKDrawable::trackImageChange(first, second, QStringLiteral("scale"));
-        QCOMPARE(second.text(QStringLiteral("TAMO-ImagePipeline")),
-            QStringLiteral("ExNihiloload; scale (100, 50) -> (50, 25)"));
-        RKDrawable::trackImageChange(QImage(), first, QStringLiteral("create"));
-        QTest::ignoreMessage(QtDebugMsg, "Image History: create(100, 50)");
-        RKDrawable::imageChange(first);
     }
 };
 

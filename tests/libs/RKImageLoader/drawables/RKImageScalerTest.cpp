@@ -2,10 +2,10 @@
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 #include "support/PlainScaling.h"
+#include "support/RKQuietTest.h"
 
 #include <QColorSpace>
 #include <QRandomGenerator>
-#include <QTest>
 
 namespace {
 
@@ -49,7 +49,7 @@ bool scalesPlainly(const QImage& image, const QSize& to)
 
 } // namespace
 
-class RKImageScalerTest : public QObject
+class RKImageScalerTest : public RKQuietTest
 {
     Q_OBJECT
 

@@ -188,21 +188,6 @@ private Q_SLOTS:
         QVERIFY(loader().drawable(descriptor("video.mp4"), QSize(), RKImageOption()).isNull());
     }
 
-    void smallRequestsOfJpegsMayTakeTheThumbnail()
-    {
-        RKImageLoader own;
-        const RKMediaDescriptor jpg(QFileInfo(QStringLiteral("/a.jpg")));
-        const RKMediaDescriptor png(QFileInfo(QStringLiteral("/a.png")));
-        QVERIFY(own.shouldIUseTheExifThumbnail({160, 160}, jpg));
-        QVERIFY(!own.shouldIUseTheExifThumbnail({161, 100}, jpg));
-        QVERIFY(!own.shouldIUseTheExifThumbnail({100, 161}, jpg));
-        QVERIFY(!own.shouldIUseTheExifThumbnail({-1, 100}, jpg));
-        QVERIFY(!own.shouldIUseTheExifThumbnail({100, 100}, png));
-
-        own.setFlag(RKImageLoader::kUseExifThumbnail, false);
-        QVERIFY(!own.shouldIUseTheExifThumbnail({100, 100}, jpg));
-    }
-
     void picturesComeUprightInEveryOrientation_data()
     {
         QTest::addColumn<bool>("isTurned");
@@ -400,14 +385,6 @@ private Q_SLOTS:
         // BMP holds none of the metadata; the picture is saved all the same.
         QVERIFY(!loader().save(descriptor("with.bmp"), quadrants({40, 30}), metaData));
         QCOMPARE(loader().unrotatedSize(descriptor("with.bmp")), QSize(40, 30));
-    }
-
-    void buffersAreOpenedForSaving()
-    {
-        QBuffer buffer;
-        QVERIFY(loader().save(&buffer, MEDIA_FORMAT_PNG, quadrants({40, 30})));
-        QCOMPARE(QImage::fromData(buffer.data(), "png").size(), QSize(40, 30));
-        QVERIFY(!loader().save(nullptr, MEDIA_FORMAT_PNG, quadrants({40, 30})));
     }
 
     void conversionsKeepTransparency()

@@ -39,17 +39,6 @@ private Q_SLOTS:
         QVERIFY(!loader().save(text, quadrants({40, 30})));
     }
 
-    void listsHoldTheFormatsOfAllLoadersOnce()
-    {
-        const RKMediaFormatList formats = loader().supportedMediaFormats();
-        QVERIFY(formats.contains(MEDIA_FORMAT_JPG) && formats.contains(MEDIA_FORMAT_SVG));
-        QVERIFY(!formats.contains(MEDIA_FORMAT_UNKNOWN));
-        for (const RKMediaFormat& format : formats)
-            QCOMPARE(formats.count(format), 1);
-        QVERIFY(!loader().isSupportedWritableFormat(MEDIA_FORMAT_GIF));
-        QCOMPARE(loader().supportedFormatFileExtensionFilters(), formats.fileExtensionFilters());
-    }
-
 private:
     const RKMediaLoader& loader() const
     {
