@@ -32,19 +32,21 @@ constexpr auto k1080p = "1920x1080";
 constexpr auto k4K = "3840x2160";
 
 /// A clip with the bit rate that phones record this size with.
-QString made(const char* size)
+QString made(const char* size, int group = 250)
 {
     static const QTemporaryDir folder;
-    QString path = folder.filePath(QLatin1String(size) + QStringLiteral(".mp4"));
+    QString path = folder.filePath(QStringLiteral("%1-%2.mp4").arg(QLatin1String(size)).arg(group));
     if (!QFile::exists(path)) {
         const QString arguments
             = QStringLiteral(
                 "-v error -f lavfi -i testsrc2=s=%1:r=%2 -frames:v %3 -vf noise=alls=12:allf=t "
-                "-c:v libx264 -preset veryfast -b:v %4 -bf 2 -g 250 -pix_fmt yuv420p")
+                "-c:v libx264 -preset veryfast -b:v %4 -bf 2 -g %5 -sc_threshold 0 "
+                "-pix_fmt yuv420p")
                   .arg(QLatin1String(size))
                   .arg(kRate)
                   .arg(kFrames)
-                  .arg(qstrcmp(size, k1080p) == 0 ? QStringLiteral("17M") : QStringLiteral("48M"));
+                  .arg(qstrcmp(size, k1080p) == 0 ? QStringLiteral("17M") : QStringLiteral("48M"))
+                  .arg(group);
         QProcess::execute(QStringLiteral("ffmpeg"), arguments.split(u' ') << path);
     }
     return path;
@@ -292,8 +294,44 @@ void framesAtRandom(benchmark::State& state)
         });
 }
 
+/// Steps forwards, against the better of seeking each frame and decoding on to it.
+void framesInSteps(benchmark::State& state)
+{
+    const int step = int(state.range(1));
+    const QString path = made(k1080p, int(state.range(0)));
+    Times seeking{1e9, 1e9};
+    Times decodingOn{1e9, 1e9};
+    Times ours{1e9, 1e9};
+    const auto all = [step](auto&& take) {
+        int count = 0;
+        for (int n = step; n < kFrames && count < 20; n += step, ++count)
+            benchmark::DoNotOptimize(take(n));
+        return count;
+    };
+    for ([[maybe_unused]] auto iteration : state) {
+        BarePlayer bare(path);
+        bare.seekAndDecode(0);
+        keepLeast(seeking, [&] { return all([&](int n) { return bare.seekAndDecode(n); }); });
+        bare.seekAndDecode(0);
+        keepLeast(decodingOn, [&] { return all([&](int n) { return bare.decodeTo(n); }); });
+        RKFfmpegBridge bridge(path);
+        bridge.decodeFrame(0);
+        keepLeast(ours, [&] { return all([&](int n) { return bridge.decodeFrame(n); }); });
+    }
+    state.counters["seeking_cpu_ms"] = seeking.cpu * 1e3;
+    state.counters["decoding_on_cpu_ms"] = decodingOn.cpu * 1e3;
+    state.counters["ours_cpu_ms"] = ours.cpu * 1e3;
+    state.counters["cpu_ratio"] = ours.cpu / std::min(seeking.cpu, decodingOn.cpu);
+    state.counters["ratio"] = ours.wall / std::min(seeking.wall, decodingOn.wall);
+}
+
 } // namespace
 
+BENCHMARK(framesInSteps)
+    ->ArgNames({"group", "step"})
+    ->ArgsProduct({{1, 12, 30, 250}, {1, 5, 20, 50}})
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(2);
 BENCHMARK_CAPTURE(frameAt5s, 1080p, k1080p)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK_CAPTURE(frameAt5s, 4K, k4K)->Unit(benchmark::kMillisecond)->Iterations(2);
 BENCHMARK_CAPTURE(frameAt5sAgainstTool, 1080p, k1080p)
