@@ -58,13 +58,6 @@ QString text(const RKFfmpegBridge& bridge)
         + text(bridge.videoSize()) + QString::number(bridge.rotation());
 }
 
-QString text(const RKFfmpegBridge& bridge, const QDateTime& taken)
-{
-    return u"%1 fps, %2 ms, %3, %4, %5"_s.arg(bridge.framesPerSecond().fps())
-        .arg(bridge.videoLengthMs())
-        .arg(bridge.usedCodec(), bridge.cameraModel(), taken.toString(Qt::ISODate));
-}
-
 } // namespace
 
 class RKFfmpegBridgeTest : public QObject
@@ -95,16 +88,14 @@ private Q_SLOTS:
 
     void propertiesAreThoseOfTheFile() const
     {
-        const RKFfmpegBridge apple(makeColor("gray",
-            "apple.mov",
-            "-metadata creation_time=2021-07-04T13:45:10Z -movflags use_metadata_tags "
-            "-metadata com.apple.quicktime.model=Phone -metadata com.android.version=12"));
-        QCOMPARE(text(apple, apple.videoTaken()),
-            u"25 fps, 1000 ms, h264, Phone, 2021-07-04T13:45:10"_s);
         const RKFfmpegBridge android(makeColor("gray",
             "android.mp4",
             "-r 30000/1001 -movflags use_metadata_tags -metadata com.android.version=12"));
-        QCOMPARE(text(android, android.videoTaken()), u"29.97 fps, 1001 ms, h264, Android 12, "_s);
+        QCOMPARE(qRound(android.framesPerSecond().fps() * 1000), 29970);
+        QCOMPARE(android.videoLengthMs(), 1001);
+        QCOMPARE(android.usedCodec(), u"h264"_s);
+        QCOMPARE(android.cameraModel(), u"Android 12"_s);
+        QVERIFY(!android.videoTaken().isValid());
         QCOMPARE(android.timeScale(), 30000 / 30.0);
     }
 
