@@ -83,7 +83,8 @@ private Q_SLOTS:
         RKMetaData written(file);
         written.setImageOrientation(ORIENTATION_LEFT_BOTTOM);
         written.setPictureTaken(taken);
-        written.setGeoPosition(RKGeoPosition(48.858222, -2.2945));
+        written.setGeoPosition(RKGeoPosition(-48.858222, -2.2945));
+        written.setGeoPosition(RKGeoPosition()); // changes nothing
         written.setAdobeRating(3);
         written.setTamoRating(4);
         written.setTamoStaticScore(-7);
@@ -103,7 +104,10 @@ private Q_SLOTS:
         QCOMPARE(read.unrotatedSize(), kSize);
         QCOMPARE(read.imageOrientation(), ORIENTATION_LEFT_BOTTOM);
         QCOMPARE(read.pictureTaken(), taken);
-        QVERIFY(qAbs(read.geoPosition().longitude().degrees() + 2.2945) < 1e-9);
+        // A millionth of a second of arc, as the seconds are stored.
+        constexpr double kStep = 1.0 / 3600 / 1'000'000;
+        QVERIFY(qAbs(read.geoPosition().latitude().degrees() + 48.858222) <= kStep);
+        QVERIFY(qAbs(read.geoPosition().longitude().degrees() + 2.2945) <= kStep);
         QCOMPARE(read.adobeRating(), 3);
         QCOMPARE(read.tamoRating(), 4);
         QCOMPARE(read.tamoStaticScore(), -7);

@@ -121,32 +121,6 @@ private Q_SLOTS:
         }
     }
 
-    void positionSurvivesTheFile()
-    {
-        const QList<RKGeoPosition> positions{{48.858222, 2.2945},
-            {-33.856784, -70.65},
-            {0, 0},
-            {-90, 180},
-            {59.99999999999, -0.00001}};
-        for (const RKGeoPosition& written : positions) {
-            RKExiv2ExifData exif;
-            exif.setGeoPosition(written);
-            exif.setGeoPosition(RKGeoPosition()); // changes nothing
-            const QByteArray file = withMetadata(imageFile("JPG"),
-                [&exif](Exiv2::Image& image) { exif.mergeInto(image.exifData()); });
-
-            const RKGeoPosition read = RKExiv2ExifData(open(file)).geoPosition();
-            QVERIFY(read.isValid());
-            // A millionth of a second of arc, as the seconds are stored.
-            constexpr double kStep = 1.0 / 3600 / 1000000;
-            const auto isNear = [](const RKGeoArc& left, const RKGeoArc& right) {
-                return qAbs(left.degrees() - right.degrees()) <= kStep;
-            };
-            QVERIFY(isNear(read.latitude(), written.latitude()));
-            QVERIFY(isNear(read.longitude(), written.longitude()));
-        }
-    }
-
     void arcsOfOtherWritersAreRead()
     {
         struct Row

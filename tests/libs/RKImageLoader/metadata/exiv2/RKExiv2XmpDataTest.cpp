@@ -21,7 +21,6 @@ namespace {
 const QString kTooLarge = u"xmpData is to large. Deleting the xmpData key "_s;
 constexpr auto kFlags = static_cast<uint16_t>(2112);
 const std::string kDublinCore = "http://purl.org/dc/elements/1.1/";
-const std::string kMwg = "http://www.metadataworkinggroup.com/schemas/regions/";
 
 std::string dublinCore(const std::string& properties)
 {
@@ -193,27 +192,6 @@ private Q_SLOTS:
             QCOMPARE(read.readInt("Xmp.TAMO.Rating"), 3);
             QCOMPARE(read.readString("Xmp.dc.source"), source);
             QCOMPARE(read.allData(), data.allData());
-        }
-    }
-
-    void prefixesOfOtherFilesTakeNoneAway()
-    {
-        const std::string structure = "<dc:relation rdf:parseType='Resource'><dc:type>1</dc:type>"
-                                      "</dc:relation>";
-        const RKExiv2XmpData own = withFaces(dataOf(dublinCore(structure)), 1);
-        const std::string uris[] = {kDublinCore, kMwg, "http://q/", "namespaceTAMO"};
-        for (const std::string& uri : uris) {
-            for (const std::string prefix : {"q", "mwg-rs", "TAMO", "dc", "r"}) {
-                // Used, or only declared.
-                for (const std::string& used : {prefix, std::string("z")}) {
-                    dataOf(packetOf("xmlns:z='http://z/' xmlns:" + prefix + "='" + uri + "'",
-                        "<" + used + ":c>x</" + used + ":c>"));
-                }
-                RKExiv2XmpData data = own;
-                data.setInt("Xmp.xmp.Rating", 4);
-                const RKExiv2XmpData read = dataOf(data.xmpPacket());
-                QCOMPARE(read.allData(), data.allData());
-            }
         }
     }
 
