@@ -125,7 +125,7 @@ struct File
 
 QByteArray fixture(const char* name)
 {
-    return RKTestPictures::read(QStringLiteral(RK_TEST_DATA "/heif/") + QLatin1String(name));
+    return RKTestPictures::read(QLatin1String(RK_TEST_DATA "/heif/") + QLatin1String(name));
 }
 
 // Quadrants of 128x64 pixels, coded.

@@ -7,6 +7,8 @@
 #include <QLoggingCategory>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// Pictures of the plug-ins, loaded through the library as a host would.
 class RKPluginLoadingTest : public QObject
 {
@@ -16,7 +18,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
+        QLoggingCategory::setFilterRules(u"*=false"_s);
         RKInitializer::instance()->setup(RKInitializerOption::Test);
     }
 

@@ -14,6 +14,8 @@
 
 #include <IccCmm.h>
 
+using namespace Qt::StringLiterals;
+
 using Key = RKColorProfileConverterLookupTableKey;
 using Table = RKColorProfileConverterLookupTable;
 
@@ -33,7 +35,7 @@ RKMetaData markedAsAdobeRgb()
     using namespace RKMetadataFixtures;
     const QByteArray file = withMetadata(imageFile("JPG"),
         [](Exiv2::Image& image) { image.exifData()["Exif.Iop.InteroperabilityIndex"] = "R03"; });
-    return RKMetaData(QFileInfo(QStringLiteral("a.jpg")), file);
+    return RKMetaData(QFileInfo(u"a.jpg"_s), file);
 }
 
 QImage onePixel(QRgb color)
@@ -117,7 +119,7 @@ private Q_SLOTS:
         for (const auto& [before, after] : formats) {
             QImage image = RKTestPictures::quadrants({47, 33}).convertToFormat(before);
             image.setColorSpace(QColorSpace::AdobeRgb);
-            image.setText(QStringLiteral("TAMO-ImagePipeline"), QStringLiteral("history"));
+            image.setText(u"TAMO-ImagePipeline"_s, u"history"_s);
             image.setDotsPerMeterX(11811);
             image.setDotsPerMeterY(5906);
             bool ok = false;
@@ -128,8 +130,7 @@ private Q_SLOTS:
             QCOMPARE(converted.size(), image.size());
             // A writer would embed it once more.
             QVERIFY(!converted.colorSpace().isValid());
-            QCOMPARE(
-                converted.text(QStringLiteral("TAMO-ImagePipeline")), QStringLiteral("history"));
+            QCOMPARE(converted.text(u"TAMO-ImagePipeline"_s), u"history"_s);
             QCOMPARE(converted.dotsPerMeterX(), 11811);
             QCOMPARE(converted.dotsPerMeterY(), 5906);
             QCOMPARE(converted.pixel(0, 0), 0xff00ff00);

@@ -17,6 +17,8 @@
 
 #include <atomic>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using RKTestPictures::quadrantColors;
@@ -122,7 +124,7 @@ private Q_SLOTS:
         QCOMPARE(decode(file, kSize / 2), developed);
         // Nobody converts what was developed once more.
         QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("a.dng"));
+        const QString path = folder.filePath(u"a.dng"_s);
         RKTestPictures::write(path, file.bytes());
         const RKMediaDescriptor descriptor{QFileInfo(path)};
         QVERIFY(RKImageLoader::instance()->copyMetaData(descriptor).hasIccData());
@@ -132,7 +134,7 @@ private Q_SLOTS:
     void loaderMeasuresWhatIsDecoded()
     {
         const QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("a.dng"));
+        const QString path = folder.filePath(u"a.dng"_s);
         const RKMediaDescriptor descriptor{QFileInfo(path)};
         const RKImageLoader& loader = *RKImageLoader::instance();
         for (const int orientation : {1, 3, 6, 7}) {
@@ -209,10 +211,9 @@ private Q_SLOTS:
         QVERIFY(decode(dng(), {1'000'000, 1'000'000}).isNull());
 
         const QTemporaryDir folder;
-        const QString pipe = folder.filePath(QStringLiteral("pipe.dng"));
+        const QString pipe = folder.filePath(u"pipe.dng"_s);
         QCOMPARE(::mkfifo(qPrintable(pipe), 0600), 0);
-        QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression(QStringLiteral("^could not open theIODevice")));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^could not open theIODevice"_s));
         QVERIFY(!decoder.size(QFileInfo(pipe), kDng).isValid());
     }
 
@@ -221,7 +222,7 @@ private Q_SLOTS:
         RKTestPsd psd{.size = {2, 1}, .mode = 1};
         psd.channels = {QByteArray("\0\xff", 2)};
         QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("a.psd"));
+        const QString path = folder.filePath(u"a.psd"_s);
         RKTestPictures::write(path, psd.bytes());
         const RKBitmapDecoderLibRaw decoder;
         QCOMPARE(decoder.size(QFileInfo(path), "psd"), QSize(2, 1));
@@ -243,7 +244,7 @@ private Q_SLOTS:
     void rulesOfThePlatformsDecoder()
     {
         using Decoder = RKBitmapDecoderMacCoreGraphics;
-        const RKMediaDescriptor file(QFileInfo(QStringLiteral("a.nef")));
+        const RKMediaDescriptor file(QFileInfo(u"a.nef"_s));
         QVERIFY(Decoder::isOnlyPreview(199, file));
         QVERIFY(!Decoder::isOnlyPreview(200, file));
         QVERIFY(!Decoder::isOnlyPreview(199, {}));

@@ -17,6 +17,8 @@
 #include <QtEndian>
 #include <QtPlugin>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 enum class Trait : char
@@ -97,9 +99,9 @@ QByteArray picture(const char* kind)
 {
     const QImage image = RKTestPictures::quadrants({120, 80});
     if (qstrcmp(kind, "gif") == 0)
-        return RKTestPictures::read(QStringLiteral(RK_TEST_DATA "/gif/quadrants.gif"));
+        return RKTestPictures::read(QLatin1String(RK_TEST_DATA "/gif/quadrants.gif"));
     if (qstrcmp(kind, "mng") == 0)
-        return RKTestPictures::read(QStringLiteral(RK_TEST_DATA "/mng/endless-loop.mng"));
+        return RKTestPictures::read(QLatin1String(RK_TEST_DATA "/mng/endless-loop.mng"));
     return RKTestPictures::encoded(image, kind, 100);
 }
 
@@ -147,12 +149,12 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        const QString config = m_folder.filePath(QStringLiteral("config.xml"));
+        const QString config = m_folder.filePath(u"config.xml"_s);
         RKTestPictures::write(config,
             "<config><jpg compression='" + QByteArray::number(kJpegQuality) + "'/></config>");
         RKImageLoaderConfig::setConfigFile(QFileInfo(config));
         // Qt's own readers tell of damaged files too.
-        QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio*=false"));
+        QLoggingCategory::setFilterRules(u"qt.gui.imageio*=false"_s);
         // As the library sets it up in a host.
         QImageReader::setAllocationLimit(0);
     }
@@ -361,8 +363,7 @@ private Q_SLOTS:
         const QImage image = RKTestPictures::quadrants({64, 48});
         for (const char* name : {"a.gif", "a.png", "missing/a.png"}) {
             const QString path = m_folder.filePath(QString::fromLatin1(name));
-            QTest::ignoreMessage(
-                QtWarningMsg, qPrintable(QStringLiteral("failed to save ") + path));
+            QTest::ignoreMessage(QtWarningMsg, qPrintable(u"failed to save "_s + path));
             const bool isEmpty = qstrcmp(name, "a.png") == 0;
             const RKBitmapDecoder& writer = isEmpty ? m_emptyWriter : m_decoder;
             QVERIFY(!writer.save(QFileInfo(path), RKDrawable(image)));

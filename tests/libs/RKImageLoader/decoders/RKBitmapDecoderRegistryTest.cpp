@@ -4,6 +4,8 @@
 #include "support/RKChildProcess.h"
 #include "support/RKQuietTest.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString names(const QList<RKBitmapDecoder*>& decoders)
@@ -43,16 +45,15 @@ private Q_SLOTS:
         const RKMediaFormatList formats = registry->supportedMediaFormats();
         const RKMediaFormatList writable = registry->writableImageFileFormats();
 #ifdef Q_OS_MACOS
-        const auto platform = QStringLiteral("macOS CoreGraphics");
+        const auto platform = u"macOS CoreGraphics"_s;
 #else
-        const auto platform = QStringLiteral("LibRaw");
+        const auto platform = u"LibRaw"_s;
 #endif
         // Qt's own formats, those of its usual plug-ins and the platform's, in the order of their
         // values.
         const QStringList expected
-            = QStringLiteral("bmp webp gif ico jpg mng pgm png tiff xbm xpm svg crw cr2 arw nef "
-                             "raf dng rw2 psd")
-                  .split(u' ');
+            = u"bmp webp gif ico jpg mng pgm png tiff xbm xpm svg crw cr2 arw nef "
+              "raf dng rw2 psd"_s.split(u' ');
         qsizetype previous = -1;
         for (const QString& name : expected) {
             const RKMediaFormat format(name);
@@ -60,9 +61,9 @@ private Q_SLOTS:
             QVERIFY2(index > previous, qPrintable(name));
             previous = index;
             const bool isPlatforms = format.isRaw() || format == MEDIA_FORMAT_PSD;
-            const QString other = format.isSVG() ? QStringLiteral("SVG") : QStringLiteral("Qt");
+            const QString other = format.isSVG() ? u"SVG"_s : u"Qt"_s;
             QCOMPARE(names(registry->listOfDecoders(format)), isPlatforms ? platform : other);
-            const bool isWritten = QStringLiteral("bmp ico jpg png tiff").contains(name);
+            const bool isWritten = u"bmp ico jpg png tiff"_s.contains(name);
             QCOMPARE(writable.contains(format), isWritten);
         }
         QVERIFY(!writable.contains(MEDIA_FORMAT_HEIC));
@@ -72,10 +73,10 @@ private Q_SLOTS:
     {
         for (const char* role : {"Decoder", "Encoder"}) {
             const auto result = RKChildProcess::run(QString::fromLatin1(role));
-            const QString warning = QStringLiteral("Kein Bitmap%1 für Format mpg mpeg\n");
+            const QString warning = u"Kein Bitmap%1 für Format mpg mpeg\n"_s;
             QVERIFY(result.crashed);
             QVERIFY(result.messages.contains(warning.arg(QString::fromLatin1(role))));
-            QVERIFY(result.messages.contains(QStringLiteral("Programmende")));
+            QVERIFY(result.messages.contains(u"Programmende"_s));
         }
     }
 

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 kSoon = 2000; // ms, also with sanitizers
@@ -66,7 +68,7 @@ private Q_SLOTS:
     {
         if (!m_samples.exists())
             QSKIP("The samples are missing.");
-        QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
+        QLoggingCategory::setFilterRules(u"*=false"_s);
         QImageReader::setAllocationLimit(0);
     }
 
@@ -75,12 +77,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("path");
         QTest::addColumn<QStringList>("colors");
 
-        const QJsonObject all = QJsonDocument::fromJson(
-            RKTestPictures::read(m_samples.filePath(QStringLiteral("expected.json"))))
-                                    .object();
+        const QJsonObject all
+            = QJsonDocument::fromJson(RKTestPictures::read(m_samples.filePath(u"expected.json"_s)))
+                  .object();
         const QStringList folders
-            = QStringLiteral("bmp gif misc-formats jpeg-exif png psd svg tiff webp orientation")
-                  .split(u' ');
+            = u"bmp gif misc-formats jpeg-exif png psd svg tiff webp orientation"_s.split(u' ');
         for (const QString& name : folders) {
             const QStringList files = QDir(m_samples.filePath(name)).entryList(QDir::Files);
             for (const QString& file : files) {
@@ -127,7 +128,7 @@ private Q_SLOTS:
     void brokenFilesAreLeftSoon()
     {
         const QFileInfoList files
-            = QDir(m_samples.filePath(QStringLiteral("broken"))).entryInfoList(QDir::Files);
+            = QDir(m_samples.filePath(u"broken"_s)).entryInfoList(QDir::Files);
         for (const QFileInfo& file : files) {
             const RKBitmapDecoder* const decoder = decoderOf(file);
             if (!decoder)
@@ -147,7 +148,7 @@ private Q_SLOTS:
     }
 
 private:
-    QDir m_samples{QStringLiteral(RK_SAMPLES)};
+    QDir m_samples{QLatin1String(RK_SAMPLES)};
 };
 
 QTEST_MAIN(RKBitmapDecoderSamplesTest)

@@ -14,12 +14,14 @@
 #include <initializer_list>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 using RKTestPictures::numbered;
 
 namespace {
 
 const QRegularExpression kOutOfMemory(
-    QStringLiteral("RKDrawableInterfaceQImage::draw\\(.* out of memory on any operation$"));
+    u"RKDrawableInterfaceQImage::draw\\(.* out of memory on any operation$"_s);
 
 // Four 10 × 10 squares, the view box away from the origin.
 const QByteArray kFourSquares

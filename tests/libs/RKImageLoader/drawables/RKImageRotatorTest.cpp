@@ -6,6 +6,8 @@
 #include <QColorSpace>
 #include <QTransform>
 
+using namespace Qt::StringLiterals;
+
 using RKTestPictures::numbered;
 
 namespace {
@@ -75,7 +77,7 @@ private Q_SLOTS:
         for (const QSize& size : {QSize(47, 33), QSize(64, 16), QSize(65, 17), QSize(31, 7)}) {
             for (int format = QImage::Format_Mono; format < QImage::NImageFormats; ++format) {
                 QImage image = numbered(size.width(), size.height(), QImage::Format(format));
-                image.setText(QStringLiteral("Title"), QStringLiteral("turned"));
+                image.setText(u"Title"_s, u"turned"_s);
                 image.setDevicePixelRatio(2);
                 const QImage ours = RKImageRotator::rotateCW(image);
                 const QImage theirs = image.transformed(QTransform(0, 1, -1, 0, 0, 0));

@@ -7,6 +7,8 @@
 #include <QColorSpace>
 #include <QRandomGenerator>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QImage noise(const QSize& size, QImage::Format format)
@@ -121,7 +123,7 @@ private Q_SLOTS:
         const QSize to(31, 40);
         for (const QImage::Format format : {QImage::Format_RGB32, QImage::Format_Indexed8}) {
             QImage image = noise({20, 30}, format);
-            image.setText(QStringLiteral("Author"), QStringLiteral("J\u00fcrgen"));
+            image.setText(u"Author"_s, u"J\u00fcrgen"_s);
             image.setDotsPerMeterX(11811);
             image.setDevicePixelRatio(2);
             image.setColorSpace(QColorSpace::AdobeRgb);

@@ -6,6 +6,8 @@
 #include <QColorSpace>
 #include <QPainter>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QSize kSize(96, 64);
@@ -20,7 +22,7 @@ QImage picture(QImage::Format format)
     }
     image = image.convertToFormat(format);
     image.setColorSpace(QColorSpace::AdobeRgb);
-    image.setText(QStringLiteral("Title"), QStringLiteral("kept"));
+    image.setText(u"Title"_s, u"kept"_s);
     image.setDotsPerMeterX(3000);
     return image;
 }
@@ -81,7 +83,7 @@ private Q_SLOTS:
             const QImage smooth = RKQtScaler::scaled(image, size, Qt::IgnoreAspectRatio);
             QVERIFY(difference(smooth, expected) <= kRounding);
             QCOMPARE(smooth.colorSpace(), image.colorSpace());
-            QCOMPARE(smooth.text(QStringLiteral("Title")), QStringLiteral("kept"));
+            QCOMPARE(smooth.text(u"Title"_s), u"kept"_s);
             QCOMPARE(smooth.dotsPerMeterX(), 3000);
             QVERIFY(difference(drawn(image, size), drawn(plain(image), size)) <= kRounding);
 

@@ -2,8 +2,9 @@
 #include "RKImageLoader/faces/RKFaceDetectionEngine.h"
 #include "RKImageLoader/faces/RKFaceIds.h"
 #include "RKImageLoader/faces/RKImageId.h"
+#include "support/RKQuietTest.h"
 
-#include <QTest>
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -17,7 +18,7 @@ RKClusterIds clusters(const QList<int>& numbers)
 
 } // namespace
 
-class RKIdentifierTest : public QObject
+class RKIdentifierTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -42,7 +43,7 @@ private Q_SLOTS:
         QDataStream reader(bytes);
         QString text;
         reader >> text;
-        QCOMPARE(text, QStringLiteral("42"));
+        QCOMPARE(text, u"42"_s);
     }
 
     void clusterTravelsInAVariantUnderItsName()
@@ -60,17 +61,15 @@ private Q_SLOTS:
         const RKClusterIds ids = clusters({5, -100, 9, 5, -200});
         QCOMPARE(ids.filterUnnamedClusterId(), clusters({5, 9, 5, -200}));
         QCOMPARE(ids.excludeClusterIds(clusters({5, 5, 8})), clusters({-100, 9, -200}));
-        QCOMPARE(ids.toSqlIdList(), QStringLiteral("5,-100,9,5,-200"));
+        QCOMPARE(ids.toSqlIdList(), u"5,-100,9,5,-200"_s);
         const RKFaceIds faces(QSet<RKFaceId>{RKFaceId(7), RKFaceId(-1), RKFaceId(30)});
-        QCOMPARE(faces.toString(), QStringLiteral("-1, 7, 30"));
+        QCOMPARE(faces.toString(), u"-1, 7, 30"_s);
     }
 
     void engineKeywordsStandForConsecutiveNumbers()
     {
-        const QStringList suffixes
-            = QStringLiteral("Unknown ExifFuji ExifCanon FotoNation Iphoto HP HPbyXMP "
-                             "PerfectlyClear")
-                  .split(u' ');
+        const QStringList suffixes = u"Unknown ExifFuji ExifCanon FotoNation Iphoto HP HPbyXMP "
+                                     "PerfectlyClear"_s.split(u' ');
         const auto* table = RKFaceDetectionEngine().enumToStringTable();
         for (int i = 0; i < suffixes.size(); ++i) {
             const auto engine = RKFaceDetectionEngineType(i);
@@ -79,7 +78,7 @@ private Q_SLOTS:
             QCOMPARE(table->decodeCSV(keyword), engine);
             QCOMPARE(RKFaceDetectionEngine(engine).isValid(), i != 0);
         }
-        QCOMPARE(table->decodeCSV(QStringLiteral("other")), faceDetectionEngineUnknown);
+        QCOMPARE(table->decodeCSV(u"other"_s), faceDetectionEngineUnknown);
     }
 };
 

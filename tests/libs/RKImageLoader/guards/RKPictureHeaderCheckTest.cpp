@@ -1,7 +1,7 @@
 #include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "support/RKQuietTest.h"
 
-#include <QTest>
 #include <QtEndian>
 
 namespace {
@@ -80,7 +80,7 @@ QByteArray mng(const QByteArray& chunk, int width, int height)
 
 /// Which headers are believed. Every row has the shortest data that justify the size and the
 /// longest that don't, by the best ratio of the format's compression.
-class RKPictureHeaderCheckTest : public QObject
+class RKPictureHeaderCheckTest : public RKQuietTest
 {
     Q_OBJECT
 

@@ -15,6 +15,8 @@
 #include <sys/stat.h>
 #include <zlib.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The most is the time that a document of the largest size takes; a bomb takes minutes.
@@ -98,7 +100,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         // Qt's renderer tells of pictures and colours that are missing.
-        QLoggingCategory::setFilterRules(QStringLiteral("qt.svg.warning=false"));
+        QLoggingCategory::setFilterRules(u"qt.svg.warning=false"_s);
     }
 
     void harmlessDocumentsLookTheSame()
@@ -221,7 +223,7 @@ private Q_SLOTS:
     void outsideFilesAreNotOpened()
     {
         const QTemporaryDir folder;
-        const QByteArray pipe = folder.filePath(QStringLiteral("pipe")).toUtf8();
+        const QByteArray pipe = folder.filePath(u"pipe"_s).toUtf8();
         QCOMPARE(mkfifo(pipe.constData(), 0600), 0);
         // A renderer that opened the pipe would wait for ever.
         const QByteArray svg = gzip(

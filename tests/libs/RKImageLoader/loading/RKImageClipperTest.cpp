@@ -12,6 +12,8 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -47,7 +49,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        const QString config = m_folder.filePath(QStringLiteral("config.xml"));
+        const QString config = m_folder.filePath(u"config.xml"_s);
         RKTestPictures::write(config, "<c><scaling productionMaxScalePercent='50'/></c>");
         RKImageLoaderConfig::setConfigFile(QFileInfo(config));
     }
@@ -84,9 +86,7 @@ private Q_SLOTS:
                 item.production, item.dpi, item.source, item.isBitmap, item.allowUpscaling);
             QVERIFY2(qAbs(size.width() - item.expected.width()) < 0.001
                     && qAbs(size.height() - item.expected.height()) < 0.001,
-                qPrintable(QStringLiteral("%1x%2")
-                               .arg(item.expected.width())
-                               .arg(item.expected.height())));
+                qPrintable(u"%1x%2"_s.arg(item.expected.width()).arg(item.expected.height())));
         }
     }
 
@@ -180,7 +180,7 @@ private Q_SLOTS:
         for (const double far : {kHuge, kNoNumber, 20000.0}) {
             QImage target(9, 9, QImage::Format_RGB32);
             QPainter painter(&target);
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("out of memory")));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"out of memory"_s));
             QVERIFY(!RKDrawable(tiles()).draw(
                 &painter, target.rect(), {0, 0, far, 100 * far}, SCALING_FAST));
         }

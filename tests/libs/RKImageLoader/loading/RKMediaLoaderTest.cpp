@@ -7,6 +7,8 @@
 
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 using namespace RKTestPictures;
 
 class RKMediaLoaderTest : public RKQuietTest
@@ -17,7 +19,7 @@ private Q_SLOTS:
 
     void requestsGoToTheLoaderOfTheFormat()
     {
-        const RKMediaDescriptor file(QDir(m_folder.path()), QStringLiteral("a.png"));
+        const RKMediaDescriptor file(QDir(m_folder.path()), u"a.png"_s);
         const QImage picture = quadrants({40, 30});
         QVERIFY(loader().save(file, picture));
         QCOMPARE(loader().size(file), QSize(40, 30));
@@ -31,7 +33,7 @@ private Q_SLOTS:
 
     void formatsThatNoLoaderSupportsAreRefused()
     {
-        const RKMediaDescriptor text(QDir(m_folder.path()), QStringLiteral("a.txt"));
+        const RKMediaDescriptor text(QDir(m_folder.path()), u"a.txt"_s);
         for (int i = 0; i < 3; ++i)
             QTest::ignoreMessage(QtWarningMsg, "RKMediaFormat no RKMediaFormat for txt");
         QVERIFY(loader().bitmap(text, QSize()).isNull());

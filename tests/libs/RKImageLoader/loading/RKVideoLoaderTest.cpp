@@ -7,6 +7,8 @@
 
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 using namespace RKTestClips;
 
 class RKVideoLoaderTest : public RKQuietTest
@@ -17,7 +19,7 @@ private Q_SLOTS:
 
     void nothingIsSaved()
     {
-        const QString file = m_folder.filePath(QStringLiteral("untouched.mp4"));
+        const QString file = m_folder.filePath(u"untouched.mp4"_s);
         RKTestPictures::write(file, "no video");
         const RKMediaDescriptor descriptor{QFileInfo(file)};
         const RKDrawable drawable(RKTestPictures::quadrants({40, 30}));

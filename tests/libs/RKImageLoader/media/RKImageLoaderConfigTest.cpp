@@ -7,6 +7,8 @@
 
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 class RKImageLoaderConfigTest : public RKQuietTest
 {
     Q_OBJECT
@@ -47,17 +49,17 @@ private Q_SLOTS:
     {
         const QFileInfo file = write("<c>\n<jpg compression='5'></c>");
         QTest::ignoreMessage(QtWarningMsg,
-            QRegularExpression(QStringLiteral("^-- error parsing %1, line 2, column \\d+: .+")
-                                   .arg(QRegularExpression::escape(file.absoluteFilePath()))));
+            QRegularExpression(u"^-- error parsing %1, line 2, column \\d+: .+"_s.arg(
+                QRegularExpression::escape(file.absoluteFilePath()))));
         RKImageLoaderConfig::setConfigFile(file);
         QCOMPARE(RKImageLoaderConfig().jpgQuality(), 90);
     }
 
     void aMissingFileLeavesTheDefaults()
     {
-        const QFileInfo file(m_folder.filePath(QStringLiteral("missing %1.xml")));
-        QTest::ignoreMessage(QtWarningMsg,
-            qPrintable(QStringLiteral("-- file does not exist: ") + file.absoluteFilePath()));
+        const QFileInfo file(m_folder.filePath(u"missing %1.xml"_s));
+        QTest::ignoreMessage(
+            QtWarningMsg, qPrintable(u"-- file does not exist: "_s + file.absoluteFilePath()));
         RKImageLoaderConfig::setConfigFile(file);
         QCOMPARE(RKImageLoaderConfig().jpgQuality(), 90);
     }
@@ -74,7 +76,7 @@ private Q_SLOTS:
 
     void noNamedFileEndsTheProcess()
     {
-        const auto child = RKChildProcess::run(QStringLiteral("no file"));
+        const auto child = RKChildProcess::run(u"no file"_s);
         QVERIFY(child.crashed);
         QVERIFY(child.messages.contains(QLatin1String("-- file does not exist: ")));
         QVERIFY(child.messages.contains(
@@ -85,7 +87,7 @@ private Q_SLOTS:
 private:
     QFileInfo write(const QByteArray& xml)
     {
-        const QString path = m_folder.filePath(QStringLiteral("config%1.xml").arg(++m_count));
+        const QString path = m_folder.filePath(u"config%1.xml"_s.arg(++m_count));
         RKTestPictures::write(path, xml);
         return QFileInfo(path);
     }

@@ -5,6 +5,8 @@
 
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 class RKMediaFormatTest : public RKQuietTest
 {
     Q_OBJECT
@@ -27,25 +29,24 @@ private Q_SLOTS:
         QCOMPARE(all.size(), 46);
         QCOMPARE(all.removeDuplicates(), 0);
         // The first one is the default.
-        QCOMPARE(RKMediaFormat("mpeg").defaultExtension(), QStringLiteral("mpg"));
-        QCOMPARE(RKMediaFormat("jp2").defaultExtension(), QStringLiteral("j2k"));
+        QCOMPARE(RKMediaFormat("mpeg").defaultExtension(), u"mpg"_s);
+        QCOMPARE(RKMediaFormat("jp2").defaultExtension(), u"j2k"_s);
     }
 
     void textsDecodeToFormats()
     {
         QVERIFY(RKMediaFormat(" JPEG ") == MEDIA_FORMAT_JPG);
         QVERIFY(RKMediaFormat("*.tif") == MEDIA_FORMAT_TIFF);
-        QVERIFY(RKMediaFormat(QFileInfo(QStringLiteral("/a/b.c.JPG"))) == MEDIA_FORMAT_JPG);
+        QVERIFY(RKMediaFormat(QFileInfo(u"/a/b.c.JPG"_s)) == MEDIA_FORMAT_JPG);
 
         const RKMediaFormat both("jpg,,*.png");
-        QCOMPARE(both.description(), QStringLiteral("jpg-Format"));
-        QCOMPARE(both.fileExtensions().join(u' '), QStringLiteral("jpg jpeg png"));
+        QCOMPARE(both.description(), u"jpg-Format"_s);
+        QCOMPARE(both.fileExtensions().join(u' '), u"jpg jpeg png"_s);
         QVERIFY(both.defaultExtension().isEmpty() && !both.isBitmap());
 
         for (const char* unknown : {"pbm", "ppm", "xyz", "*.", "jp g"}) {
             QTest::ignoreMessage(QtWarningMsg,
-                qPrintable(QStringLiteral("RKMediaFormat no RKMediaFormat for ")
-                    + QLatin1String(unknown)));
+                qPrintable(u"RKMediaFormat no RKMediaFormat for "_s + QLatin1String(unknown)));
             QVERIFY(!RKMediaFormat(unknown).isValid());
         }
     }
@@ -82,11 +83,10 @@ private Q_SLOTS:
             = [](RKMediaFormatEnum format, const QString& base, const char* extension) {
                   return RKMediaFormat(format).createFilename(base, QString::fromLatin1(extension));
               };
-        QCOMPARE(named(MEDIA_FORMAT_JPG, QStringLiteral("a:b"), "JPG"), QStringLiteral("a_b.JPG"));
-        QCOMPARE(named(MEDIA_FORMAT_JPG, QStringLiteral("a"), "png"), QStringLiteral("a.jpg"));
-        QCOMPARE(named(MEDIA_FORMAT_PNG, QStringLiteral("<?:~\\\"'`*|/>ü.x"), "png"),
-            QStringLiteral("____________ü.x.png"));
-        QCOMPARE(named(MEDIA_FORMAT_UNKNOWN, QStringLiteral("a/b"), "png"), QStringLiteral("a_b"));
+        QCOMPARE(named(MEDIA_FORMAT_JPG, u"a:b"_s, "JPG"), u"a_b.JPG"_s);
+        QCOMPARE(named(MEDIA_FORMAT_JPG, u"a"_s, "png"), u"a.jpg"_s);
+        QCOMPARE(named(MEDIA_FORMAT_PNG, u"<?:~\\\"'`*|/>ü.x"_s, "png"), u"____________ü.x.png"_s);
+        QCOMPARE(named(MEDIA_FORMAT_UNKNOWN, u"a/b"_s, "png"), u"a_b"_s);
         QCOMPARE(named(MEDIA_FORMAT_PNG, QString(200, u'?'), "png").left(200), QString(200, u'_'));
         const QString random = named(MEDIA_FORMAT_PNG, QString(201, u'a'), "png");
         QVERIFY(!QUuid::fromString(random.chopped(4)).isNull());
@@ -105,15 +105,13 @@ private Q_SLOTS:
     void listsFillFileDialogs()
     {
         const RKMediaFormatList list{MEDIA_FORMAT_JPG, MEDIA_FORMAT_SVG, MEDIA_FORMAT_JPG};
-        QCOMPARE(list.fileExtensions().join(u' '),
-            QStringLiteral("jpg JPG jpeg JPEG svg SVG svgz SVGZ"));
+        QCOMPARE(list.fileExtensions().join(u' '), u"jpg JPG jpeg JPEG svg SVG svgz SVGZ"_s);
         QCOMPARE(list.fileExtensionFilters().join(u' '),
-            QStringLiteral("*.jpg *.jpg.icloud *.jpeg *.jpeg.icloud *.svg *.svg.icloud *.svgz "
-                           "*.svgz.icloud"));
-        const QString entry
-            = QStringLiteral("JPEG - Joint Photographics Experts Group (Bitmap) (*.jpg *.jpeg)");
+            u"*.jpg *.jpg.icloud *.jpeg *.jpeg.icloud *.svg *.svg.icloud *.svgz "
+            "*.svgz.icloud"_s);
+        const QString entry = u"JPEG - Joint Photographics Experts Group (Bitmap) (*.jpg *.jpeg)"_s;
         QCOMPARE(RKMediaFormat(MEDIA_FORMAT_JPG).fileExtensionFilterEntry(), entry);
-        QCOMPARE(list.createFileFilterString().section(QStringLiteral(";;"), 0, 0), entry);
+        QCOMPARE(list.createFileFilterString().section(u";;"_s, 0, 0), entry);
         QVERIFY(list.formatByExtensionFilter(entry) == MEDIA_FORMAT_JPG);
     }
 };

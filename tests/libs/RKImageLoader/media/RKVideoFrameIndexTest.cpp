@@ -4,6 +4,8 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 using Index = RKVideoFrameIndex;
 
 class RKVideoFrameIndexTest : public RKQuietTest
@@ -33,9 +35,9 @@ private Q_SLOTS:
 
     void framesTravelInUrlsAndNames()
     {
-        QUrl url(QStringLiteral("file:///a/b.mp4?x=1"));
+        QUrl url(u"file:///a/b.mp4?x=1"_s);
         Index(12).addToUrl(url);
-        QCOMPARE(url.query(), QStringLiteral("x=1&frame=12"));
+        QCOMPARE(url.query(), u"x=1&frame=12"_s);
         QCOMPARE(Index::extractFromUrl(url).frame(), 12);
 
         for (const char* text : {"file:///b.mp4", "file:///b.mp4?frame=abc", "file:///b?frame=-7"})
@@ -46,10 +48,10 @@ private Q_SLOTS:
             QCOMPARE(none.toString(), QString::fromLatin1(text));
         }
 
-        QString name = QStringLiteral("b");
+        QString name = u"b"_s;
         Index().addToFilename(name);
         Index(0).addToFilename(name);
-        QCOMPARE(name, QStringLiteral("b-0"));
+        QCOMPARE(name, u"b-0"_s);
     }
 };
 

@@ -10,6 +10,8 @@
 #include <cmath>
 #include <cstring>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QSize kSize(47, 33);
@@ -125,7 +127,7 @@ private Q_SLOTS:
         add("grey 32, linear", psd(1, 32, 0, kLinear, 1), kLinear);
         add("duotone", psd(8, 8, 1, kGrays, 1), kGrays);
         for (const int compression : {0, 1, 2})
-            add(qPrintable(QStringLiteral("RGB 8 as %1").arg(compression)), rgb(compression), kRgb);
+            add(qPrintable(u"RGB 8 as %1"_s.arg(compression)), rgb(compression), kRgb);
         add("RGB 16", psd(3, 16, 2, kRgb, 3), kRgb);
         add("CMYK 8", psd(4, 8, 1, kInks, 4), kInks);
         add("Lab 8", psd(9, 8, 1, kLab, 3), kLab);
