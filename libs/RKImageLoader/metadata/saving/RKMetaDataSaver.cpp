@@ -273,6 +273,8 @@ bool RKMetaDataSaver::save(QBuffer* buffer) const
     // An open buffer ignores new data.
     buffer->close();
     try {
+        if (RKExiv2Compat::typeOf(old) == Exiv2::ImageType::none)
+            throw Exiv2::Error(Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
         RKImageContent content(std::make_shared<RKMemorySource>(old));
         const Result result = update(QStringLiteral("QBuffer"), &content);
         if (result == Result::Changed)
