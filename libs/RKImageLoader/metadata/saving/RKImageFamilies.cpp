@@ -9,6 +9,7 @@
 namespace {
 
 constexpr char kThumbnailGroup[] = "Thumbnail";
+constexpr char kPositionGroup[] = "GPSInfo";
 
 using Content = std::vector<std::pair<int, QByteArray>>;
 
@@ -75,10 +76,19 @@ void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
     const auto changes = [](const auto& before, const auto& after) {
         const auto old = textsOf(before);
         const auto wanted = textsOf(after);
+        const auto isChanged = [&](const auto& datum) {
+            const auto known = old.find(datum.key());
+            return known == old.end() || known->second != wanted.at(datum.key());
+        };
+        // exiv2 makes one property of an angle and its reference, which may be the same as before.
+        const auto isPosition
+            = [](const auto& datum) { return datum.groupName() == kPositionGroup; };
+        const bool hasNewPosition = std::any_of(after.begin(), after.end(), [&](const auto& datum) {
+            return isPosition(datum) && isChanged(datum);
+        });
         std::decay_t<decltype(after)> changed;
         for (const auto& datum : after) {
-            const auto known = old.find(datum.key());
-            if (known == old.end() || known->second != wanted.at(datum.key()))
+            if (isChanged(datum) || (hasNewPosition && isPosition(datum)))
                 changed.add(datum);
         }
         return changed;

@@ -283,6 +283,21 @@ private Q_SLOTS:
         }
     }
 
+    void aSidecarTakesThePositionBesideItsReference()
+    {
+        const QByteArray sidecar
+            = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/"
+              "22-rdf-syntax-ns#'><rdf:Description rdf:about='' xmlns:exif='http://ns.adobe.com/"
+              "exif/1.0/' exif:GPSLatitudeRef='N' exif:GPSLongitudeRef='W'/></rdf:RDF></x:xmpmeta>";
+        QBuffer buffer;
+        buffer.setData(sidecar);
+        RKExiv2Wrapper wrapper(sidecar);
+        wrapper.setGeoPosition(RKGeoPosition(48.5, -2.25));
+        QVERIFY(wrapper.save(&buffer));
+        QCOMPARE(RKExiv2Wrapper(buffer.data()).geoPosition().latitude().degrees(), 48.5);
+        QCOMPARE(RKExiv2Wrapper(buffer.data()).geoPosition().longitude().degrees(), -2.25);
+    }
+
     void xmpThatCannotBeReadStays()
     {
         QByteArray file = withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
