@@ -76,6 +76,8 @@ RKExiv2XmpData::RKExiv2XmpData(const RKExiv2ImagePtr& image)
     if (RKExiv2XmpPackets::hasForeignKeys(m_data, RKXmpPacketParser::ownNamespaces(m_packet))
         && !RKXmpLimits::areExceededBy(m_packet))
         setXmpPacket(m_packet);
+    // Other keys for the same properties.
+    m_changedKeys.clear();
     m_changed = m_packet.empty() && !m_data.empty();
 }
 
@@ -376,7 +378,8 @@ bool RKExiv2XmpData::mergeChangesTo(RKExiv2ImagePtr& image) const
 {
     if (!canWriteTo(image))
         return false;
-    if (!targetHasMostOf(m_data, image->xmpData()))
+    // Under the same keys as the held ones.
+    if (!targetHasMostOf(m_data, RKExiv2XmpData(image).m_data))
         return mergeTo(image);
     const QWriteLocker locker(RKExiv2Library::xmpLock());
     if (m_changedKeys.empty() || !prepareTarget(*image))

@@ -133,6 +133,10 @@ std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
         }
     }
     wanted.families = RKImageFamilies::of(*image);
+    // XMP that cannot be decoded takes none either.
+    if (image->writeXmpFromPacket() && m_held.xmp.hasChanges()
+        && RKFamilyChanges(before, wanted.families).isEmpty())
+        return {};
     // A page in the place of the thumbnail stays.
     if (const QByteArray thumbnail = m_held.exif.newThumbnail();
         !thumbnail.isEmpty() && wanted.families.thumbnail() != thumbnail)

@@ -259,14 +259,17 @@ private Q_SLOTS:
             wrapper.setIccData(QColorSpace(QColorSpace::DisplayP3).iccProfile());
         };
         const auto setNothing = [](RKExiv2Wrapper&) {};
-        const std::tuple<QByteArray, std::function<void(RKExiv2Wrapper&)>, bool> rows[]
-            = {{sidecar, setThumbnail, false},
-                {sidecar, setProfile, false},
-                // The second page is not a thumbnail.
-                {twoPages(), setThumbnail, false},
-                // What is not changed is not written, whatever exiv2 would make of it.
-                {sidecar, setNothing, true},
-                {ratedFile("JPG") + "trailer", setNothing, true}};
+        const std::tuple<QByteArray, std::function<void(RKExiv2Wrapper&)>, bool> rows[] = {
+            {sidecar, setThumbnail, false},
+            {sidecar, setProfile, false},
+            // The second page is not a thumbnail.
+            {twoPages(), setThumbnail, false},
+            // What is not changed is not written, whatever exiv2 would make of it.
+            {sidecar, setNothing, true},
+            {QByteArray(sidecar).replace("xmp:Rating", "q:Rating").replace("xmlns:xmp", "xmlns:q"),
+                setNothing,
+                true},
+            {ratedFile("JPG") + "trailer", setNothing, true}};
         for (const auto& [file, change, isSaved] : rows) {
             RKExiv2Wrapper wrapper(file);
             change(wrapper);
