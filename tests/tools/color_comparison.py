@@ -120,8 +120,15 @@ def compare(path, tool, magick, resources):
         return f"{kind:<11}{largest:>4}{mean:>9.4f}", good
 
 
+def is_magick(program):
+    """Other programs are called "convert", too."""
+    return shutil.which(program) and subprocess.run(
+        [program, "-version"], capture_output=True, text=True, check=False
+    ).stdout.startswith("Version: ImageMagick")
+
+
 def main(tool, resources, folder):
-    magick = next(filter(None, map(shutil.which, ("convert-im6.q16", "magick", "convert"))), None)
+    magick = next(filter(is_magick, ("convert-im6.q16", "magick", "convert")), None)
     if not magick or not pathlib.Path(folder).is_dir():
         print("skipped: the samples or ImageMagick are missing")
         return SKIPPED
