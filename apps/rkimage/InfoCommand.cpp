@@ -94,11 +94,11 @@ QJsonObject describe(const QString& file, MetaDataJson::Extent extent, MessageCo
     if (!sizes.unrotated.isValid()) {
         const RKLoadingError error = RKLoadingError::of(descriptor);
         // The metadata of a file whose suffix lies can be read all the same.
-        const bool isOther = error.kind() == RKLoadingError::Kind::OtherContent;
-        if (isOther || !sizes.displayed.isValid()) {
-            return fail(isOther || !format.isVideo()
-                    ? error.text()
-                    : QStringLiteral("the size can't be measured"));
+        if (error.kind() == RKLoadingError::Kind::OtherContent) {
+            fail(error.text());
+        } else if (!sizes.displayed.isValid()) {
+            return fail(
+                format.isVideo() ? QStringLiteral("the size can't be measured") : error.text());
         }
     }
     entry[QStringLiteral("size")] = MetaDataJson::fromSize(sizes.displayed);
