@@ -31,7 +31,9 @@ constexpr qint64 kMaxBoxes = 1024 * 1024 * 1024;
 QByteArray startOf(const Exiv2::Image& image, size_t atMost)
 {
     Exiv2::BasicIo& io = image.io();
-    io.open();
+    // exiv2 ends the process if a file is used that could not be opened again.
+    if (io.open() != 0)
+        return {};
     io.seek(0, Exiv2::BasicIo::beg);
     const auto size = static_cast<long>(std::min<size_t>(io.size(), atMost));
     const QByteArray content = RKExiv2Compat::toByteArray(io.read(size));
