@@ -354,8 +354,6 @@ QStringList RKExiv2XmpData::debugOutput() const
     return lines;
 }
 
-/// Gives the image's XMP the keys that are used here. False for a packet that cannot be decoded,
-/// which stays as it is.
 bool RKExiv2XmpData::prepareTarget(Exiv2::Image& image) const
 {
     if (RKExiv2XmpPackets::isUndecodable(image)) {

@@ -105,6 +105,9 @@ public:
     /// The same for nothing but the properties that have been set or removed since the data were
     /// read; without removing any for their size.
     bool mergeChangesTo(RKExiv2ImagePtr& image) const;
+    /// Gives the image's XMP the keys that are used here; done by merging, too. False for a packet
+    /// that cannot be decoded, which stays as it is. The caller holds xmpLock() exclusively.
+    bool prepareTarget(Exiv2::Image& image) const;
     /// After merging: the image's packet in which only those properties have changed that differ
     /// now; all that exiv2 would drop or write differently stays. An image without a packet gets a
     /// new one; nullopt for a packet that cannot be edited or would not fit. The caller holds
@@ -128,7 +131,6 @@ public:
 
 private:
     bool store(const char* key, const Exiv2::Value& value);
-    bool prepareTarget(Exiv2::Image& image) const;
 
     Exiv2::XmpData m_data;
     std::string m_packet;

@@ -166,6 +166,9 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
         if (const auto tag = RKTiffEditor(content->readable()).tag(RKTiffTag::kXmp))
             image->xmpPacket() = tag->value.toStdString();
     }
+    // A sidecar takes changes of the other families, too, and has to do so under its final keys.
+    if (RKExiv2Compat::isSidecar(*image))
+        m_held.xmp.prepareTarget(*image);
     const RKImageFamilies before = RKImageFamilies::of(*image);
     auto wanted = merged(image, before, *content);
     if (!wanted) {
