@@ -187,15 +187,17 @@ private Q_SLOTS:
         const QByteArray bytes = withMetadata(imageFile("JPG"),
             [](Exiv2::Image& image) { image.exifData()["Exif.Image.Orientation"] = uint16_t(6); });
         RKTestPictures::write(path, bytes);
-        RKExiv2Wrapper unopened;
+        QList<RKExiv2Wrapper> wrappers;
+        // The sanitizer itself opens pipes to look at memory.
+#ifndef __SANITIZE_ADDRESS__
         {
             const NoMoreFiles limit;
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"open the data source"_s));
-            unopened = RKExiv2Wrapper(path);
+            wrappers.append(RKExiv2Wrapper(path));
         }
+#endif
         // Reading from its start is an error of the device.
         const QString unreadable = u"/proc/self/mem"_s;
-        QList<RKExiv2Wrapper> wrappers{unopened};
         if (QFileInfo::exists(unreadable)) {
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Failed to read"_s));
             wrappers.append(RKExiv2Wrapper(unreadable));
