@@ -88,11 +88,14 @@ private Q_SLOTS:
             good += decoder.size(asked) == RKTestClips::kSize && decoder.durationInMS(asked) > 0
                 && !decoder.framesPerSecond(asked).isNull();
         }
-        const int framesMeanwhile = frames - framesBefore;
+        [[maybe_unused]] const int framesMeanwhile = frames - framesBefore;
         isOver = true;
         decoding.join();
         QCOMPARE(good, kRequests);
+        // The thread sanitizer slows requests many times, and FFmpeg, which it doesn't know, not.
+#ifndef __SANITIZE_THREAD__
         QVERIFY2(framesMeanwhile < kRequests / 4, qPrintable(QString::number(framesMeanwhile)));
+#endif
     }
 
     void oneDecoderServesSeveralThreads()
