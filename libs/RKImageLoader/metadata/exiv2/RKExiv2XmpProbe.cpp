@@ -1,6 +1,8 @@
+#include "RKImageLoader/files/RKTiffStructure_p.h"
+#include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
 
-#include <QtEndian>
+#include <algorithm>
 
 namespace {
 
@@ -13,7 +15,6 @@ constexpr quint8 kEndOfImage = 0xd9;
 constexpr quint8 kStartOfScan = 0xda;
 constexpr int kMarkerSize = 2;
 constexpr int kLengthSize = 2;
-constexpr quint16 kXmpTag = 0x02bc;
 
 /// Fill bytes, and markers that no length follows (ISO/IEC 10918-1, B.1.1.3).
 bool hasNoLength(quint8 marker)
@@ -26,30 +27,13 @@ bool hasNoLength(quint8 marker)
 /// followed.
 bool mayHaveXmpTag(const QByteArray& exif)
 {
-    constexpr qsizetype kHeaderSize = 8;
-    constexpr qsizetype kEntrySize = 12;
-
-    const bool isLittleEndian = exif.startsWith("II");
-    const auto number16 = [&](qsizetype at) {
-        const char* bytes = exif.constData() + at;
-        return isLittleEndian ? qFromLittleEndian<quint16>(bytes) : qFromBigEndian<quint16>(bytes);
-    };
-    if (exif.size() < kHeaderSize)
+    const RKTiffStructure tiff(exif);
+    if (!tiff.isValid())
         return true;
-    const char* place = exif.constData() + 4;
-    qsizetype at
-        = isLittleEndian ? qFromLittleEndian<quint32>(place) : qFromBigEndian<quint32>(place);
-    if (at > exif.size() - 2)
-        return true;
-    const quint16 entries = number16(at);
-    at += 2;
-    if (entries > (exif.size() - at) / kEntrySize)
-        return true;
-    for (int i = 0; i < entries; ++i, at += kEntrySize) {
-        if (number16(at) == kXmpTag)
-            return true;
-    }
-    return false;
+    const auto entries = tiff.entriesOf(tiff.firstDirectory());
+    return std::any_of(entries.begin(), entries.end(), [](const RKTiffStructure::Entry& entry) {
+        return entry.tag == RKTiffTag::kXmp;
+    });
 }
 
 /// The segments of an opened JPEG before its first scan have XMP, or cannot be followed.
@@ -70,7 +54,7 @@ bool mayHaveXmpSegment(Exiv2::BasicIo& io)
         const QByteArray length = bytes(kLengthSize);
         if (hasNoLength(marker) || length.size() != kLengthSize)
             return true;
-        const int size = qFromBigEndian<quint16>(length.constData()) - kLengthSize;
+        const int size = RKByteReader(length).number<quint16>() - kLengthSize;
         if (size < 0)
             return true;
         if (marker == kApp1) {
