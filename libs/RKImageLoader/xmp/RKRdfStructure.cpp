@@ -1,11 +1,10 @@
 #include "RKImageLoader/xmp/RKRdfStructure_p.h"
+#include "RKImageLoader/xmp/RKXmpNames_p.h"
 
 #include <QDomDocument>
 
 namespace {
 
-constexpr QLatin1String kDescription("rdf:Description");
-constexpr QLatin1String kParseType("rdf:parseType");
 constexpr QLatin1String kResource("Resource");
 
 /// An attribute that is a field, and neither XML's nor RDF's own.
@@ -43,17 +42,17 @@ bool RKRdfStructure::isNull() const
 
 QDomElement RKRdfStructure::description() const
 {
-    return m_element.firstChildElement(kDescription);
+    return m_element.firstChildElement(RKXmpNames::kDescription);
 }
 
 bool RKRdfStructure::isParsedAsResource() const
 {
-    return m_element.attribute(kParseType) == kResource;
+    return m_element.attribute(RKXmpNames::kParseType) == kResource;
 }
 
 void RKRdfStructure::setParsedAsResource(QDomElement element)
 {
-    element.setAttribute(kParseType, kResource);
+    element.setAttribute(RKXmpNames::kParseType, kResource);
 }
 
 QList<RKRdfStructure::Place> RKRdfStructure::places(const QString& field) const
@@ -141,7 +140,7 @@ RKRdfStructure RKRdfStructure::structure(const QString& field) const
 
 QDomElement RKRdfStructure::wrapAttributes()
 {
-    QDomElement inner = appendElement(m_element, kDescription);
+    QDomElement inner = appendElement(m_element, RKXmpNames::kDescription);
     const QDomNamedNodeMap attributes = m_element.attributes();
     QStringList moved;
     for (int i = 0; i < attributes.count(); ++i) {

@@ -1,3 +1,4 @@
+#include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
 #include <mutex>
@@ -15,10 +16,15 @@ struct Known
 {
     RKXmpNamespaces::Table namespaces;
     // Without their last slash.
-    std::map<std::string, std::string, std::less<>> prefixes{
-        {"http://www.w3.org/1999/02/22-rdf-syntax-ns#", "rdf"},
-        {"http://www.w3.org/2000/01/rdf-schema#", "rdfs"},
-        {"adobe:ns:meta", "x"}};
+    std::map<std::string, std::string, std::less<>> prefixes;
+
+    Known()
+    {
+        for (const RKXmpNamespace& known : {RKXmpNames::kRdfNamespace,
+                 RKXmpNames::kRdfSchemaNamespace,
+                 RKXmpNames::kMetaNamespace})
+            prefixes.emplace(known.uri, known.prefix);
+    }
 };
 
 /// Never destroyed: threads may still read metadata while the process ends.

@@ -1,3 +1,4 @@
+#include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
@@ -7,7 +8,7 @@
 
 namespace {
 
-constexpr std::string_view kRdf = "http://www.w3.org/1999/02/22-rdf-syntax-ns#";
+constexpr std::string_view kRdf = RKXmpNames::kRdfNamespace.uri;
 constexpr std::string_view kDeclaration = "xmlns";
 constexpr std::string_view kBlanks = " \t\r\n";
 

@@ -1,3 +1,4 @@
+#include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
@@ -8,6 +9,8 @@
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <algorithm>
+#include <array>
 #include <functional>
 #include <map>
 #include <string_view>
@@ -54,8 +57,14 @@ QString declarationOf(const QString& prefix)
 /// does with stArea; everybody reads them by their prefix.
 bool isPrefixOfRegions(std::string_view prefix)
 {
-    return prefix == "mwg-rs" || prefix == "stArea" || prefix == "stDim" || prefix == "rdfs"
-        || prefix == "rdf";
+    constexpr std::array kNamespaces{RKXmpNames::kRegionsNamespace,
+        RKXmpNames::kAreaNamespace,
+        RKXmpNames::kDimensionsNamespace,
+        RKXmpNames::kRdfSchemaNamespace,
+        RKXmpNames::kRdfNamespace};
+    return std::any_of(kNamespaces.begin(), kNamespaces.end(), [prefix](const auto& known) {
+        return known.prefix == prefix;
+    });
 }
 
 RKXmpPacketParser::Namespace namespaceFor(std::string_view declared, std::string_view uri)

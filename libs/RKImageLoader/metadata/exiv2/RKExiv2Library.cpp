@@ -1,5 +1,6 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
+#include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
 #include <QDebug>
@@ -13,9 +14,13 @@
 
 namespace {
 
-const char* const kPrefix = "TAMO";
-// With a slash: exiv2 appends it to every namespace that it decodes.
-const char* const kNamespace = "namespaceTAMO/";
+constexpr RKXmpNamespace kHost = RKXmpNames::kHostNamespace;
+
+/// With a slash: exiv2 appends it to every namespace that it decodes.
+std::string hostNamespace()
+{
+    return std::string(kHost.uri) + '/';
+}
 
 void logToQt(int level, const char* message)
 {
@@ -62,7 +67,7 @@ Exiv2::Dictionary registerBuiltInNamespaces()
 RKXmpNamespaces::Table knownNamespaces()
 {
     // The toolkit does not list our own.
-    RKXmpNamespaces::Table table{{kPrefix, kNamespace}};
+    RKXmpNamespaces::Table table{{std::string(kHost.prefix), hostNamespace()}};
     for (const auto& entry : registerBuiltInNamespaces()) {
         // The toolkit has namespaces of its own that exiv2 gives no keys.
         if (const std::string uri = namespaceOf(entry.first); !uri.empty())
@@ -102,7 +107,7 @@ void RKExiv2Library::initialize()
     std::call_once(once, [] {
         Exiv2::LogMsg::setHandler(logToQt);
         Exiv2::XmpParser::initialize();
-        Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+        Exiv2::XmpProperties::registerNs(hostNamespace(), std::string(kHost.prefix));
 #if !EXIV2_TEST_VERSION(0, 28, 0) && defined(EXV_ENABLE_BMFF)
         Exiv2::enableBMFF();
 #endif
@@ -147,7 +152,7 @@ void RKExiv2Library::refreshNamespaces()
     for (int i = 0; i < 2; ++i) {
         registerBuiltInNamespaces();
         // The toolkit forgets a prefix of our own when a file binds it to another namespace.
-        Exiv2::XmpProperties::registerNs(kNamespace, kPrefix);
+        Exiv2::XmpProperties::registerNs(hostNamespace(), std::string(kHost.prefix));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegionsPacket_p.h"
 #include "RKImageLoader/xmp/RKRdfStructure_p.h"
+#include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
 #include "RKXML/RKXMLBuilder.h"
@@ -10,51 +11,22 @@
 
 #include <cmath>
 
+using namespace RKXmpNames;
+
 namespace {
 
-const QString kRdf = QStringLiteral("rdf:RDF");
-const QString kDescription = QStringLiteral("rdf:Description");
-const QString kAbout = QStringLiteral("rdf:about");
-const QString kBag = QStringLiteral("rdf:Bag");
-const QString kSeq = QStringLiteral("rdf:Seq");
-const QString kListItem = QStringLiteral("rdf:li");
-const QString kRegions = QStringLiteral("mwg-rs:Regions");
-const QString kRegionList = QStringLiteral("mwg-rs:RegionList");
-const QString kAppliedTo = QStringLiteral("mwg-rs:AppliedToDimensions");
-const QString kArea = QStringLiteral("mwg-rs:Area");
-const QString kName = QStringLiteral("mwg-rs:Name");
-const QString kType = QStringLiteral("mwg-rs:Type");
-const QString kExtensions = QStringLiteral("mwg-rs:Extensions");
-const QString kAreaX = QStringLiteral("stArea:x");
-const QString kAreaY = QStringLiteral("stArea:y");
-const QString kAreaW = QStringLiteral("stArea:w");
-const QString kAreaH = QStringLiteral("stArea:h");
-const QString kAreaUnit = QStringLiteral("stArea:unit");
-const QString kDimensionsW = QStringLiteral("stDim:w");
-const QString kDimensionsH = QStringLiteral("stDim:h");
-const QString kDimensionsUnit = QStringLiteral("stDim:unit");
-const QString kClusterId = QStringLiteral("TAMO:ClusterID");
-const QString kCoverImageEpoch = QStringLiteral("TAMO:CoverImageEpoch");
-const QString kPixel = QStringLiteral("pixel");
-const QString kNormalized = QStringLiteral("normalized");
-const QString kFace = QStringLiteral("Face");
+constexpr QLatin1String kPixel("pixel");
+constexpr QLatin1String kNormalized("normalized");
+constexpr QLatin1String kFace("Face");
 
-/// The namespaces that the regions need, as attributes.
-struct Declaration
+/// The namespaces that the regions need.
+constexpr RKXmpNamespace kNamespaces[] = {
+    kRegionsNamespace, kRdfSchemaNamespace, kAreaNamespace, kDimensionsNamespace, kHostNamespace};
+
+QString fromLatin1(std::string_view latin1)
 {
-    QLatin1String attribute;
-    QLatin1String uri;
-};
-
-constexpr Declaration kDeclarations[] = {
-    {QLatin1String("xmlns:mwg-rs"),
-        QLatin1String("http://www.metadataworkinggroup.com/schemas/regions/")},
-    {QLatin1String("xmlns:rdfs"), QLatin1String("http://www.w3.org/2000/01/rdf-schema#")},
-    {QLatin1String("xmlns:stArea"), QLatin1String("http://ns.adobe.com/xmp/sType/Area#")},
-    {QLatin1String("xmlns:stDim"), QLatin1String("http://ns.adobe.com/xap/1.0/sType/Dimensions#")},
-    // exiv2 takes it for "namespaceTAMO/".
-    {QLatin1String("xmlns:TAMO"), QLatin1String("namespaceTAMO")},
-};
+    return QString::fromLatin1(latin1.data(), qsizetype(latin1.size()));
+}
 
 QString numberText(double number)
 {
@@ -72,9 +44,10 @@ bool isDeclared(QDomElement element, const QString& attribute)
 
 void addMissingDeclarations(QDomElement element)
 {
-    for (const Declaration& declaration : kDeclarations) {
-        if (!isDeclared(element, declaration.attribute))
-            element.setAttribute(declaration.attribute, declaration.uri);
+    for (const RKXmpNamespace& needed : kNamespaces) {
+        const QString attribute = QStringLiteral("xmlns:") + fromLatin1(needed.prefix);
+        if (!isDeclared(element, attribute))
+            element.setAttribute(attribute, fromLatin1(needed.uri));
     }
 }
 
