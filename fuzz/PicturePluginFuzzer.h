@@ -8,7 +8,8 @@
 
 #include <cstdlib>
 
-/// Measures and reads a file of a plug-in, whole and small. The picture has the size that was told.
+/// Measures and reads a file of a plug-in, whole and small. The picture has the size that was
+/// measured.
 template <typename Picture>
 int readWhole(const uint8_t* data, size_t size)
 {

@@ -93,7 +93,7 @@ QList<qint64> wantedTimes(qint64 durationMs, const FramesRequest& request)
             times << durationMs * (2 * i + 1) / (2 * *request.count);
     } else {
         const qint64 end = std::max<qint64>(durationMs, 1);
-        // One more than are taken, to tell that there are more.
+        // One more than are taken, to see whether there are more.
         for (qint64 time = 0; time < end && times.size() <= kMaxPictures; time += *request.everyMs)
             times << time;
     }

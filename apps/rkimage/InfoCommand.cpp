@@ -33,7 +33,7 @@ struct Sizes
     QSize unrotated;
 };
 
-/// As the loaders measure them; of a format that none of them decodes as the metadata tell.
+/// As the loaders measure them, or as the metadata says for a format that none of them decodes.
 Sizes measure(const RKMediaDescriptor& descriptor)
 {
     const RKMediaLoader& loader = *RKMediaLoader::instance();

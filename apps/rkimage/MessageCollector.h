@@ -4,7 +4,7 @@
 #include <QStringList>
 
 /// Keeps the library's messages away from the terminal and holds the warnings, so that a failed
-/// file's one line can tell why it failed. Each thread's warnings are held for itself. One object
+/// file's one line can say why it failed. Each thread's warnings are held for itself. One object
 /// per program; thread-safe.
 class MessageCollector
 {

@@ -18,14 +18,14 @@ enum ExitCode : int
 void print(const QString& text);
 void print(const QJsonDocument& json);
 
-/// One line on the error stream: the file, what failed and why, as far as the warnings tell.
+/// One line on the error stream: the file, what failed and why, as far as the warnings say.
 void printFailure(const QString& file, const QString& failure);
 
 /// One line on the error stream for every warning that a picture, though it could be had, is not
 /// what the file promises.
 void printRemarks(const QString& file, const QStringList& warnings);
 
-/// Joins what failed with the first warning that tells a cause, if one does.
+/// Joins what failed with the first warning that names a cause, if one does.
 QString withReason(const QString& failure, const QStringList& warnings);
 
 } // namespace Output

@@ -63,7 +63,7 @@ private:
     mutable std::unique_ptr<CIccProfile> m_sRGBProfile;
     mutable std::unique_ptr<CIccProfile> m_adobeRGBProfile;
     RKColorProfileConverterLookupTableCache m_cache;
-    // Of the last picture; those that follow mostly have the same profile. Setting up a conversion
+    // The last picture's; those that follow mostly have the same profile. Setting up a conversion
     // takes some milliseconds, more than a small picture does.
     Prepared m_prepared;
 };

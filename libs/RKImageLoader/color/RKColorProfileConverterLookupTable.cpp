@@ -32,7 +32,7 @@ quint32* emptyTable()
     return static_cast<quint32*>(pages);
 }
 
-/// What a picture keeps besides its pixels. Not the colour space: those are in sRGB from now on,
+/// What a picture keeps apart from its pixels. Not the colour space: those are in sRGB from now on,
 /// and a writer would embed the old profile again.
 void copyProperties(const QImage& from, QImage* to)
 {

@@ -75,7 +75,7 @@ bool isEightBit(const quint16* samples, int count)
 
 struct RKPixelTransform::Engine
 {
-    /// Nothing is made for a null profile. The profile belongs to the context.
+    /// A null profile makes no transform. The profile belongs to the context.
     static std::shared_ptr<const Engine> make(
         RKLcms::Context& context, const RKLcms::Profile& profile, Source source);
     void convertBlock(const quint16* source, QRgb* target, int pixels) const;

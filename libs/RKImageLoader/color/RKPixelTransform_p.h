@@ -33,7 +33,7 @@ public:
         Lab
     };
 
-    /// Nothing where the bytes are no usable profile, or one of another colour space.
+    /// nullptr if the bytes are not a usable profile, or are one of another colour space.
     static std::optional<RKPixelTransform> fromProfile(const QByteArray& icc, Source source);
     /// From CIE Lab relative to D50, which needs no profile. Nothing when memory is short.
     static std::optional<RKPixelTransform> fromLab();

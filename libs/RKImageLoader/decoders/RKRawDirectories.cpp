@@ -36,7 +36,7 @@ struct RKRawDirectories::Entry
 {
     quint16 type = 0;
     quint32 count = 0;
-    /// Of the values.
+    /// The place of the values.
     qint64 place = 0;
 };
 

@@ -33,7 +33,7 @@ private:
     /// Strips or tiles.
     struct Pixels
     {
-        /// Of their list.
+        /// The place of their list.
         qint64 place = 0;
         QList<Extent> extents;
         bool isFinished = true;

@@ -195,7 +195,7 @@ QColorSpace statedColorSpace(const libraw_colordata_t& color)
     return isAdobeRgb ? QColorSpace(QColorSpace::AdobeRgb) : QColorSpace();
 }
 
-// Of a picture that was finished by the camera or its software. A profile of its own comes first.
+// For a picture that was finished by the camera or its software. Its own profile comes first.
 QImage inSrgb(const QImage& finished, const libraw_colordata_t& color)
 {
     QImage image = finished.convertToFormat(QImage::Format_RGB32);

@@ -23,7 +23,7 @@ public:
 
     /// The size of the developed picture before it is turned.
     QSize storedSize() const;
-    /// Turning it upright exchanges its sides.
+    /// Turning it upright swaps its sides.
     bool isTransposed() const;
     QSize uprightSize() const;
 

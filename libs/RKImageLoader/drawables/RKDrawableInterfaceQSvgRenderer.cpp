@@ -110,7 +110,7 @@ bool RKDrawableInterfaceQSvgRenderer::draw(
 {
     if (isNull() || m_nominalRect.isEmpty() || !isUsable(target) || !isUsable(source))
         return false;
-    // Nothing of the drawing lies there, and that is drawn.
+    // The drawing has no part there, and that is what is drawn.
     if (target.isEmpty() || source.isEmpty())
         return true;
 

@@ -34,7 +34,7 @@ using Pixels = std::array<QRgb, kStripWidth>;
 /// One number for each channel of each pixel.
 using Values = std::array<double, kStripWidth * kChannels>;
 
-/// Where a row or a column of the result lies in the source: at or behind a whole position.
+/// Where a row or a column of the result lies in the source: at or after a whole position.
 struct Position
 {
     int whole = 0;

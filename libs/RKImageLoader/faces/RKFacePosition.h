@@ -68,7 +68,7 @@ public:
     /// The rectangle in pixels of an image of that size: left, top, width and height each cut
     /// towards 0, and limited to 500 million.
     QRect rectStretched(const QSize& size) const;
-    /// The rectangle's centre in pixels, cut and limited likewise.
+    /// The rectangle's centre in pixels, cut and limited in the same way.
     QPoint centerStretched(const QSize& size) const;
     /// The normalised centre of the rectangle.
     QPointF center() const;

@@ -18,7 +18,7 @@
 namespace {
 
 constexpr qint64 kCopyBuffer = 256 * 1024;
-// Of file systems that share blocks between files.
+// For file systems that share blocks between files.
 constexpr qint64 kBlock = 4096;
 
 template <typename Call>

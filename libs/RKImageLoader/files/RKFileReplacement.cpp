@@ -33,7 +33,8 @@ QString shortened(QString name)
     return name;
 }
 
-/// The process that wrote the file is gone: it would hold the lock. Without locks only age tells.
+/// The process that wrote the file is gone: it would hold the lock. Without locks only its age
+/// shows that.
 bool isAbandoned(RKFileDescriptor* file)
 {
     constexpr time_t kDay = 24 * 60 * 60;

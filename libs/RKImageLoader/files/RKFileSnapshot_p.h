@@ -9,7 +9,7 @@
 #include <map>
 
 /// A regular file that was opened once, so that all reads are of one file whatever becomes of its
-/// path; it can tell later whether the path still leads to the same file, unchanged.
+/// path; it can say later whether the path still leads to the same file, unchanged.
 ///
 /// Reentrant.
 class RKIMAGELOADER_TEST_EXPORT RKFileSnapshot final : public RKByteSource
@@ -54,7 +54,7 @@ public:
     const RKFileDescriptor& descriptor() const;
 
 private:
-    /// What tells two files apart, and two states of one.
+    /// What distinguishes two files, and two states of one.
     struct Identity
     {
         dev_t device = 0;

@@ -148,7 +148,7 @@ bool RKImageFileParts::setBlock(Content content, const QByteArray& block)
         return false;
     const QList<QByteArray> old = parts(content);
     auto changed = m_format->withBlock(content, block, old);
-    // Of several, readers take the first.
+    // Readers take the first of several.
     if (changed && !block.isEmpty() && (content == Content::Exif || content == Content::Xmp))
         *changed += old.mid(1);
     const bool isPossible = changed
@@ -163,7 +163,7 @@ QString RKImageFileParts::firstDifference(
 {
     if (!before.isValid() || before.m_format != after.m_format || !after.isValid())
         return QStringLiteral("format");
-    // Of several parts with Exif or XMP, an edit owns the first, or removes all.
+    // If several parts have Exif or XMP, an edit owns the first, or removes all.
     const auto isOwned = [&](Content content, QList<Content>& seen) {
         const bool isFirst = !seen.contains(content);
         seen.append(content);

@@ -65,7 +65,7 @@ QByteArray box(const QByteArray& type, const QByteArray& data)
 
 struct Header
 {
-    // Of the whole box; less than the header's for a damaged one.
+    // The size of the whole box; less than the header's for a damaged one.
     qint64 size = 0;
     qint64 headerSize = kHeaderSize;
     QByteArray type;

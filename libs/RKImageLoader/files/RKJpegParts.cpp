@@ -107,7 +107,7 @@ QByteArray nameOf(const Segment& segment)
 struct Marker
 {
     quint8 code = 0;
-    // Of the fill bytes before it.
+    // Where the fill bytes before it begin.
     qsizetype start = 0;
     qsizetype end = 0;
 };

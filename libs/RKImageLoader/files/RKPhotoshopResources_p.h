@@ -27,7 +27,7 @@ public:
         /// The signature is one of those whose numbers have Photoshop's meanings.
         bool isPhotoshops = false;
         QByteArrayView data;
-        /// With the header, without the byte that makes the number of bytes even.
+        /// Includes the header, but not the byte that makes the number of bytes even.
         QByteArrayView bytes;
     };
 

@@ -87,7 +87,7 @@ qint64 sizeOf(const Part& part)
     return part.piece.bytes.size() + part.piece.size;
 }
 
-/// With the byte that makes it even.
+/// Includes the byte that makes it even.
 qint64 paddedSizeOf(const Part& part)
 {
     return (sizeOf(part) + 1) / 2 * 2;

@@ -139,7 +139,7 @@ private:
             copy(end);
             return;
         }
-        // Left out up to its semicolon, which is none inside a string or an address.
+        // Left out up to its semicolon, which does not count inside a string or an address.
         m_position = end;
         while (!atEnd() && current() != u';') {
             if (current() == u'"' || current() == u'\'')

@@ -67,7 +67,7 @@ std::optional<QByteArray> RKGzip::inflated(const QByteArray& data, qint64 limit)
     QByteArray result;
     for (;;) {
         const qsizetype used = result.size();
-        // One byte more than the limit tells a file that ends at the limit from a longer one.
+        // One byte more than the limit distinguishes a file that ends there from a longer one.
         const qint64 room = std::min(kChunk, limit + 1 - used);
         result.resize(used + room);
         stream->next_out = reinterpret_cast<Bytef*>(result.data() + used);

@@ -53,7 +53,7 @@ bool RKSvgDrawingCost::visit(int index, int depth)
         return true;
 
     element.isOpen = true;
-    // An alternative is no element of its own.
+    // An alternative is not an element of its own.
     const int step = element.isAlternative ? 0 : 1;
     for (const int child : element.children) {
         if (!visit(child, depth + step))

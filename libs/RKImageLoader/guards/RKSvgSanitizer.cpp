@@ -26,7 +26,7 @@ namespace {
 // Documents inside documents: one picture in a drawing, and one to spare.
 constexpr int kMaxEmbedding = 3;
 
-// The text of a document that isn't written in a superset of ASCII, which XML tells by its first
+// The text of a document that isn't written in a superset of ASCII, which XML shows by its first
 // bytes (XML 1.0, appendix F); absent for all others.
 std::optional<QString> wideText(const QByteArray& data)
 {

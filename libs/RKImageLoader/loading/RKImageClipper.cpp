@@ -44,7 +44,7 @@ bool isFinite(const QSizeF& size)
 /// without edges.
 QRectF visiblePart(const QRectF& rect, const QSizeF& imageSize)
 {
-    // Also the difference of infinite numbers is none.
+    // The difference of two infinite numbers is not a number, either.
     if (std::isnan(rect.x() + rect.width()) || std::isnan(rect.y() + rect.height()))
         return {};
     return rect & QRectF(QPointF(), imageSize);
@@ -110,7 +110,7 @@ QImage RKImageClipper::clipForProduction(const RKDrawable& drawable,
                          QString::number(int(drawable.isNull())),
                          QString::number(int(drawable.isVector()))));
     }
-    // Nothing could be drawn, so don't ask for its memory.
+    // There is no part to draw, so don't ask for its memory.
     if (drawable.isNull())
         return {};
 

@@ -83,7 +83,7 @@ public:
     /// The displayed picture has the stored one's width as its height.
     bool imageIsTiltedByMetadata(const RKMediaDescriptor& descriptor) const;
     static bool isTransposingOrientation(RKImageOrientation orientation);
-    /// The size with its sides exchanged where decoding a displayed size needs that: for camera raw
+    /// The size with its sides swapped where decoding a displayed size needs that: for camera raw
     /// pictures that their decoder turns, and for tilted pictures in any other format, TIFF only
     /// with kTurnTiff. Invalid and square sizes stay.
     QSize swapSizeRatio(const RKMediaDescriptor& descriptor, const QSize& displayed) const;

@@ -4,7 +4,7 @@
 
 #include <QStringList>
 
-/// What the host's about box tells of this library. Reentrant.
+/// What the host's about box says about this library. Reentrant.
 class RKIMAGELOADER_EXPORT RKImageLoaderInfo
 {
 public:

@@ -7,7 +7,7 @@
 
 class RKMediaDescriptor;
 
-/// Why a medium can't be measured or decoded, as far as its file tells: what a host may ask for
+/// Why a medium can't be measured or decoded, as far as its file shows: what a host may ask for
 /// after it got a null drawable or an invalid size. A value. Reentrant.
 class RKIMAGELOADER_EXPORT RKLoadingError
 {
@@ -24,7 +24,7 @@ public:
         Unmeasurable,
         /// See RKDrawable::isAcceptableSize().
         UnusableSize,
-        /// The file could be measured; the message log may tell more.
+        /// The file could be measured; the message log may say more.
         Undecodable
     };
 

@@ -85,6 +85,6 @@ public:
     /// bitmap formats for a bitmap, the format itself first; for any other at most itself.
     RKMediaFormatList convertableFormats(const RKMediaFormat& format) const;
 
-    /// When the file was created; invalid where the file system does not tell.
+    /// When the file was created; invalid where the file system does not record it.
     QDateTime fileCreationDate(const RKMediaDescriptor& descriptor) const;
 };

@@ -21,7 +21,7 @@ public:
     RKMediaFormatList supportedMediaFormats() const override;
     bool supportsMediaFormat(const RKMediaFormat& format) const override;
 
-    /// Null where the frame does not exist or can't be decoded; the debug log tells more.
+    /// Null where the frame does not exist or can't be decoded; the debug log says why.
     RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const override;

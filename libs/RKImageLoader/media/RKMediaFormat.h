@@ -60,7 +60,8 @@ enum RKMediaFormatAlphaChannelEnum : int
     ALPHA_CHANNEL_FULL = 4
 };
 
-/// The format of a medium, as its file name's extension tells, and what is known of the format.
+/// The format of a medium, decided by its file name's extension, and what is known of the
+/// format.
 ///
 /// A value may combine several formats; such a value has no properties of its own and answers like
 /// an unknown format, except for its extensions. Reentrant.

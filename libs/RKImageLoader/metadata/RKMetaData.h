@@ -72,7 +72,7 @@ public:
     /// 1 to 8 (Exif 2.32, 4.6.4, tag 0x0112); 0 where none is recorded.
     RKImageOrientation imageOrientation() const;
     void setImageOrientation(RKImageOrientation orientation);
-    /// The orientation exchanges width and height.
+    /// The orientation swaps width and height.
     bool imageIsTiltedByMetadata() const;
     /// Turns the displayed picture by 90 degrees through its orientation. Mirrored orientations (2,
     /// 4, 5, 7) are left as they are.

@@ -42,7 +42,7 @@ bool isBlackColumn(const QImage& image, int x, int top, int bottom)
     return true;
 }
 
-// The pixels of the thumbnail along one axis that show the picture; end is the one behind the last.
+// The pixels of the thumbnail along one axis that show the picture; end is the one after the last.
 struct Span
 {
     int begin = 0;

@@ -21,7 +21,7 @@ struct Attribute
 {
     std::string_view name;
     std::string_view value;
-    // With the blanks in front of it.
+    // Includes the blanks before it.
     size_t begin = 0;
     size_t end = 0;
 };
@@ -211,7 +211,7 @@ private:
         if (!tag)
             return {};
         for (const auto& [prefix, uri] : declaredIn(*tag)) {
-            // The default namespace is none for attributes.
+            // The default namespace does not apply to attributes.
             if (!prefix.empty())
                 m_editor.m_prefixes.emplace(uri, prefix);
             if (++m_declarations > kMaxDeclarations)
@@ -287,7 +287,7 @@ private:
         return end.has_value();
     }
 
-    /// The rest of a description, up to behind its end tag.
+    /// The rest of a description, its end tag included.
     std::optional<size_t> readProperties(Description* description)
     {
         while (const std::optional<Tag> tag = next()) {

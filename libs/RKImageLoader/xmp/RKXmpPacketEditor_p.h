@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// An XMP packet as a text in which single properties are exchanged; everything else stays as it
+/// An XMP packet as a text in which single properties are replaced; everything else stays as it
 /// is, byte for byte: what exiv2 drops or writes differently when it encodes a packet anew.
 ///
 /// Follows the properties of rdf:Description elements (ISO 16684-1, 7.4), as attributes and as
@@ -31,7 +31,7 @@ public:
     /// The text is a packet that this can follow, with an rdf:RDF that is not empty.
     bool isValid() const;
 
-    /// The packet in which the named properties are exchanged for those of another packet, where
+    /// The packet in which the named properties are replaced by those of another packet, where
     /// that has them. Padding takes what the length changes by. Both have to be valid.
     std::string exchanged(const std::set<Name>& names, const RKXmpPacketEditor& source) const;
 
@@ -79,7 +79,7 @@ private:
         const RKXmpPacketEditor& target) const;
 
     const std::string m_text;
-    // Of rdf:RDF and what is around it.
+    // The declarations on rdf:RDF and the elements around it.
     Namespaces m_namespaces;
     // From each namespace that is declared anywhere to its first prefix.
     std::map<std::string, std::string> m_prefixes;

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 
-/// Offers a format of RKPictureHandler to Qt. Files are told by their content, so that one with a
-/// wrong extension is left to the reader that knows it.
+/// Offers a format of RKPictureHandler to Qt. Files are recognised by their content, so that one
+/// with a wrong extension is left to the reader that knows it.
 template <typename Picture>
 class RKPicturePlugin : public QImageIOPlugin
 {

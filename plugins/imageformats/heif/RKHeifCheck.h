@@ -7,7 +7,7 @@
 #include <QSet>
 #include <QSize>
 
-/// Looks through the boxes of a HEIF file before libheif does, and tells files that would cost it
+/// Looks through the boxes of a HEIF file before libheif does, and finds files that would cost it
 /// or its decoder more memory and time than their picture is worth, or that would break it.
 ///
 /// What is needed to decode the primary image, its transparency and its thumbnails is followed:

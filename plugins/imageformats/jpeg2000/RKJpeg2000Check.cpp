@@ -12,9 +12,9 @@ namespace {
 constexpr quint64 kMaxComponents = 5;
 // 300 megapixels in tiles of 256 have 4600; each costs OpenJPEG some 10 kB.
 constexpr qint64 kMaxTiles = 8192;
-// Of a tile: 100 megapixels in blocks of 16 have as many in each component.
+// In a tile: 100 megapixels in blocks of 16 have as many in each component.
 constexpr qint64 kMaxBlocks = 1 << 21;
-// Of a tile. For each packet OpenJPEG notes whether it has come.
+// In a tile. For each packet OpenJPEG notes whether it has come.
 constexpr qint64 kMaxPackets = 1 << 26;
 // ITU-T T.800, table A.15.
 constexpr quint64 kMaxLevels = 32;

@@ -51,7 +51,7 @@ private:
     {
         auto* const self = static_cast<MemoryStream*>(stream);
         const qint64 count = std::min(qint64(size), self->m_file.size() - self->m_position);
-        // With 0 at the end OpenJPEG would ask for ever.
+        // OpenJPEG would ask for ever if it got 0 at the end.
         if (count <= 0)
             return OPJ_SIZE_T(-1);
         std::memcpy(target, self->m_file.constData() + self->m_position, size_t(count));
@@ -350,7 +350,7 @@ public:
                          : QByteArray();
     }
 
-    // How often the picture can be halved, as far as the header tells. Tiles may have fewer levels.
+    // How often the picture can be halved, as far as the header says. Tiles may have fewer levels.
     quint32 levels() const
     {
         const std::unique_ptr<opj_codestream_info_v2_t, InfoDeleter> info(

@@ -96,7 +96,7 @@ icStatusCMM CIccCmm::Begin(bool)
     if (!source || !target)
         return icCmmStatInvalidProfile;
 
-    // With floats and without its optimisation the engine neither rounds nor clips on the way.
+    // Using floats and without its optimisation, the engine neither rounds nor clips on the way.
     cmsUInt32Number flags = cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE;
     if (needsBlackPointCompensation(*m_profiles.front()))
         flags |= cmsFLAGS_BLACKPOINTCOMPENSATION;

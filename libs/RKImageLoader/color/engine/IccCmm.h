@@ -39,7 +39,7 @@ enum icXformLutType
 class RKIMAGELOADER_TEST_EXPORT CIccCmm
 {
 public:
-    /// With a known space, the profiles must have it. The first profile must be an input.
+    /// The profiles must have the space, if it is known. The first profile must be an input.
     explicit CIccCmm(icColorSpaceSignature nSrcSpace = icSigUnknownData,
         icColorSpaceSignature nDestSpace = icSigUnknownData,
         bool bFirstInput = true);

@@ -147,7 +147,7 @@ bool isNegativeLayerCountInBlocks(RKByteReader& reader, bool isLarge)
 }
 
 // "Layer and Mask Information Section". A negative number of layers says that the first channel
-// behind the colours is the opacity of the merged picture ("Layer info").
+// after the colours is the opacity of the merged picture ("Layer info").
 bool hasOpacity(QByteArrayView section, bool isLarge)
 {
     RKByteReader reader(section);

@@ -51,11 +51,11 @@ struct RKPhotoshopFile
     QByteArrayView profile;
     /// A JPEG file; may be empty.
     QByteArrayView thumbnail;
-    /// The thumbnail's red and blue are exchanged.
+    /// The thumbnail's red and blue are swapped.
     bool isThumbnailBgr = false;
     /// The file was saved with its merged picture.
     bool hasMergedPicture = true;
-    /// The channel behind the colours is the merged picture's opacity.
+    /// The channel after the colours is the merged picture's opacity.
     bool hasOpacity = false;
 
     Compression compression = Compression::Raw;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr RKXmpNamespace kHost = RKXmpNames::kHostNamespace;
 
-/// With a slash: exiv2 appends it to every namespace that it decodes.
+/// Ends in a slash, which exiv2 appends to every namespace that it decodes.
 std::string hostNamespace()
 {
     return std::string(kHost.uri) + '/';

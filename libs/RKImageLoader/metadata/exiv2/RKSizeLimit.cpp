@@ -36,7 +36,7 @@ void eraseLargest(Exiv2::ExifData& data)
     std::vector<Exiv2::ExifData::iterator> victims;
     for (auto it = data.begin(); it != data.end(); ++it)
         victims.push_back(it);
-    // Of equal ones the later goes first.
+    // If two are equal, the later goes first.
     std::reverse(victims.begin(), victims.end());
     std::stable_sort(
         victims.begin(), victims.end(), [](auto a, auto b) { return a->size() > b->size(); });

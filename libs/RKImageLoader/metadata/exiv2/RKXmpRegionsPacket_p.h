@@ -57,7 +57,7 @@ public:
     /// RKXmpRegionsTest::unitsDecideWhichAreasCount.
     static bool isRectNormalized(const QRectF& rect);
 
-    /// Numbers in base 10; `ok` tells success, and without it the result is 0.
+    /// Numbers in base 10; `ok` reports success, and the result is 0 otherwise.
     static int toInt(const QString& text, bool* ok = nullptr);
     static qint64 toInt64(const QString& text, bool* ok = nullptr);
     /// Only finite numbers count.

@@ -147,7 +147,7 @@ std::optional<QByteArray> RKImageFileUpdate::encodedExif(const QByteArray& struc
         static_cast<uint32_t>(structure.size()),
         order,
         m_wanted.families.exif);
-    // Nothing but values of the same size has changed, in place.
+    // Only values of the same size have changed, in place.
     if (method == Exiv2::wmNonIntrusive)
         return structure;
     return QByteArray(

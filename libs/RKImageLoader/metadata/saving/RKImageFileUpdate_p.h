@@ -27,7 +27,7 @@ public:
         std::string xmpPacket;
         /// Empty to leave the file's own.
         QByteArray iccProfile;
-        /// Of the picture, in pixels.
+        /// The size of the picture, in pixels.
         QSize size;
     };
 

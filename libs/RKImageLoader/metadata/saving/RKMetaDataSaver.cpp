@@ -31,7 +31,7 @@ QMutex* savingMutex(const QString& path)
     return &mutexes[qHash(canonical.isEmpty() ? path : canonical) % mutexes.size()];
 }
 
-/// What exiv2 needs to tell the type of an image.
+/// Enough bytes for exiv2 to recognise the type of an image.
 constexpr qint64 kHeadSize = 4096;
 
 /// The XMP packet, which is all that a sidecar consists of; empty for a TIFF-based file.
