@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 
@@ -33,6 +34,16 @@ template <typename Size>
 QString describe(const Size& size)
 {
     return QStringLiteral("(%1x%2)").arg(size.width()).arg(size.height());
+}
+
+/// The size of the picture as it is drawn. A turned WEBP picture may be reported as it is stored.
+QSize drawnSize(const RKMediaLoader& loader, const RKMediaDescriptor& descriptor)
+{
+    const QSize reported = loader.size(descriptor);
+    const bool isStored = descriptor.hasMediaFormat(MEDIA_FORMAT_WEBP)
+        && RKImageLoader::isTransposingOrientation(loader.imageOrientation(descriptor))
+        && reported == loader.unrotatedSize(descriptor);
+    return isStored ? reported.transposed() : reported;
 }
 
 bool isFinite(const QSizeF& size)
@@ -84,7 +95,7 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
     bool allowUpscaling) const
 {
     const RKMediaLoader& loader = *RKMediaLoader::instance();
-    const QSize reported = loader.size(descriptor);
+    const QSize reported = drawnSize(loader, descriptor);
     const QSize size = safeValidSize(reported);
     if (size == kOnePixel) {
         diagnose(QStringLiteral("BUGHUNT 1PIXEL GAVE:%1 PATH:%2")

@@ -363,13 +363,14 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 {
     // The decoders know the size of these better than the metadata.
     const RKMediaFormat format = mediaFormat(descriptor);
-    const bool isTiff = format == MEDIA_FORMAT_TIFF;
-    if (format == MEDIA_FORMAT_WEBP || (isTiff && !(flags() & kTurnTiff)))
+    const bool isMeasured = format == MEDIA_FORMAT_TIFF || format == MEDIA_FORMAT_WEBP;
+    // Kept: hosts get the stored sizes of these unless they ask for others.
+    if (isMeasured && !(flags() & kTurnTiff))
         return unrotatedSize(descriptor);
     const RKMetaData metaData = copyMetaData(descriptor);
-    if (isTiff || format.isRaw()) {
+    if (isMeasured || format.isRaw()) {
         const QSize stored = unrotatedSize(descriptor);
-        if (stored.isValid() || isTiff)
+        if (stored.isValid() || isMeasured)
             return swapSizeRatio(descriptor, stored, metaData);
     }
 

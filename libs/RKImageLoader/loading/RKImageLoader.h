@@ -29,8 +29,9 @@ public:
     /// Small requests may be served from the thumbnail in a JPEG's Exif data. The only flag that is
     /// set from the start.
     static constexpr ImageLoaderFlags kUseExifThumbnail = 1;
-    /// TIFF pictures are turned upright like all others, and their sizes are those of the upright
-    /// pictures. Without it they are shown and measured as they are stored.
+    /// TIFF pictures are turned upright like all others, and the sizes of TIFF and WEBP are those
+    /// of the upright pictures. Without it both are measured, and TIFF is shown, as they are
+    /// stored.
     static constexpr ImageLoaderFlags kTurnTiff = 2;
 
     RKImageLoader();
@@ -103,7 +104,7 @@ public:
     RKColorProfileConverter* colorProfileConverter() const;
 
     /// That of the metadata, which other programs may have left out of date; TIFF, WEBP and camera
-    /// raw pictures are measured by their decoders, WEBP as stored, and so TIFF without kTurnTiff.
+    /// raw pictures are measured by their decoders, TIFF and WEBP as stored without kTurnTiff.
     QSize size(const RKMediaDescriptor& descriptor) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;

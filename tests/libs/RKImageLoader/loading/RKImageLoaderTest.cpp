@@ -3,6 +3,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/loading/RKContentFormat_p.h"
+#include "RKImageLoader/loading/RKImageClipper.h"
 #include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -186,14 +187,15 @@ private Q_SLOTS:
         QTest::newRow("tiff") << false << true;
         // Unless the host asks for that.
         QTest::newRow("tif") << true << false;
+        QTest::newRow("webp upright") << true << false;
     }
 
     void picturesComeUprightInEveryOrientation()
     {
         QFETCH(const bool, isTurned);
         QFETCH(const bool, isMeasured);
-        const char* const format = QTest::currentDataTag();
-        RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, qstrcmp(format, "tif") == 0);
+        const QByteArray format = QByteArray(QTest::currentDataTag()).split(' ').first();
+        RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, !isMeasured);
         const auto restore = qScopeGuard(
             [] { RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, false); });
         constexpr QSize kStored(400, 200);
@@ -202,7 +204,7 @@ private Q_SLOTS:
         constexpr std::array kDisplayed{
             "rgbw", "grwb", "wbgr", "bwrg", "rbgw", "brwg", "wgbr", "gwrb"};
 
-        const RKMediaDescriptor file = descriptor(QByteArray("turned.").append(format).constData());
+        const RKMediaDescriptor file = descriptor(QByteArray("turned." + format).constData());
         const RKMediaDescriptor copy = descriptor("again.png");
         for (int orientation = 1; orientation <= 8; ++orientation) {
             write(file.absoluteFilePath(), encoded(quadrants(kStored), format, 95));
@@ -225,6 +227,10 @@ private Q_SLOTS:
                 displayedSize.scaled(wanted, Qt::KeepAspectRatio));
             const QByteArray displayed = kDisplayed[isTurned ? size_t(orientation - 1) : 0];
             QCOMPARE(quadrantColors(upright), displayed);
+            const QImage clip = RKImageClipper().clipForProduction(
+                file, QRectF({}, displayedSize), displayedSize, 254, false);
+            QCOMPARE(clip.size(), displayedSize);
+            QCOMPARE(quadrantColors(clip), displayed);
             QVERIFY(loader().save(copy, upright));
             QCOMPARE(quadrantColors(loader().bitmap(copy, {200, 300})), displayed);
             QCOMPARE(loader().unrotatedDrawable(file, {300, 100}, RKImageOption()).size(),
