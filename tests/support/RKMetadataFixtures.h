@@ -3,11 +3,10 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTestTiff.h"
 
 #include <QBuffer>
 #include <QByteArray>
-#include <QDataStream>
-#include <QtEndian>
 
 /// Image files made in memory, with metadata written by exiv2 itself. For one thread.
 namespace RKMetadataFixtures {
@@ -61,31 +60,33 @@ inline QString textOf(const Exiv2::ExifData& data, const char* key)
 /// A grey TIFF of several pages, little-endian, 4x3 pixels each; every page has its own shade.
 inline QByteArray tiffOfPages(int pages)
 {
-    QByteArray file("II*\0\0\0\0\0", 8);
-    QDataStream stream(&file, QIODevice::WriteOnly | QIODevice::Append);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    qsizetype placeOfNext = 4;
-    for (int page = 0; page < pages; ++page) {
-        const auto pixels = static_cast<quint32>(file.size());
-        stream.writeRawData(QByteArray(12, static_cast<char>(page + 1)).constData(), 12);
-        qToLittleEndian(static_cast<quint32>(file.size()), file.data() + placeOfNext);
-        // Of a single number each: the strip's place and the page's size are long ones.
-        const std::pair<quint16, quint32> tags[] = {{256, 4},
-            {257, 3},
-            {258, 8},
-            {259, 1},
-            {262, 1},
-            {273, pixels},
-            {277, 1},
-            {278, 3},
-            {279, 12}};
-        stream << quint16(std::size(tags));
-        for (const auto& [tag, value] : tags)
-            stream << tag << quint16(tag == 273 || tag == 279 ? 4 : 3) << quint32(1) << value;
-        placeOfNext = file.size();
-        stream << quint32(0);
+    using namespace RKTestTiff;
+    QByteArray file("II*\0\x14\0\0\0", 8);
+    for (int page = 1; page <= pages; ++page) {
+        const auto pixels = quint32(file.size());
+        const quint32 place = pixels + 12;
+        file += QByteArray(12, char(page));
+        Directory entries{{256, kShort, {4}},
+            {257, kShort, {3}},
+            {258, kShort, {8}},
+            {259, kShort, {1}},
+            {262, kShort, {1}},
+            {273, kLong, {pixels}},
+            {277, kShort, {1}},
+            {278, kShort, {3}},
+            {279, kLong, {12}}};
+        const auto size = quint32(directory(place, entries).size());
+        file += directory(place, entries, page < pages ? place + size + 12 : 0);
     }
     return file;
+}
+
+/// A small file with everything that savers are known to lose, made by tests/tools/edited_files.py,
+/// by its name there.
+inline QByteArray richFile(const char* name)
+{
+    // After the bytes that choose a fuzzer's edits.
+    return RKTestPictures::read(QLatin1String(RK_CORPORA "/Save/") + QLatin1String(name)).mid(2);
 }
 
 } // namespace RKMetadataFixtures

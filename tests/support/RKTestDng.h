@@ -1,10 +1,9 @@
 #pragma once
 
 #include "support/RKTestPictures.h"
+#include "support/RKTestTiff.h"
 
 #include <QImage>
-#include <QList>
-#include <QtEndian>
 
 #include <array>
 
@@ -35,6 +34,7 @@ struct RKTestDng
             = preview.isNull() ? QByteArray() : RKTestPictures::encoded(preview, "jpg", 95);
         const auto jpegSize = quint32(jpeg.size());
         const Values preview3x8{8, 8, 8};
+        using namespace RKTestTiff;
         Directory first{{0x00fe, kLong, {1}},
             {0x0100, kLong, {quint32(preview.width())}},
             {0x0101, kLong, {quint32(preview.height())}},
@@ -90,35 +90,9 @@ struct RKTestDng
 private:
     using Values = QList<quint32>;
 
-    struct Entry
-    {
-        quint16 tag;
-        quint16 type;
-        Values values;
-    };
-
-    using Directory = QList<Entry>;
-
-    enum : quint16
-    {
-        kByte = 1,
-        kText = 2,
-        kShort = 3,
-        kLong = 4,
-        kRational = 5,
-        kSignedRational = 10
-    };
-
     static constexpr quint32 kRaw = 2048;
     static constexpr quint32 kExif = 3072;
     static constexpr quint32 kInterop = 3584;
-
-    template <typename Number>
-    static QByteArray number(Number value)
-    {
-        const Number swapped = qToLittleEndian(value);
-        return QByteArray(reinterpret_cast<const char*>(&swapped), sizeof(Number));
-    }
 
     static Values rationals(std::initializer_list<int> numerators)
     {
@@ -137,35 +111,16 @@ private:
             const auto* const row = reinterpret_cast<const QRgb*>(scene.constScanLine(y));
             for (int x = 0; x < scene.width(); ++x) {
                 const std::array<int, 3> colors{qRed(row[x]), qGreen(row[x]), qBlue(row[x])};
-                rows += number(quint16(colors[size_t(x % 2 + y % 2)] * 257));
+                rows += RKByteReader::bytesOf(
+                    quint16(colors[size_t(x % 2 + y % 2)] * 257), QSysInfo::LittleEndian);
             }
         }
         return rows;
     }
 
-    static void write(QByteArray& file, qsizetype place, const Directory& directory)
+    static void write(QByteArray& file, qsizetype place, const RKTestTiff::Directory& directory)
     {
-        QByteArray entries = number(quint16(directory.size()));
-        qsizetype valuePlace = place + 2 + 12 * directory.size() + 4;
-        for (const auto& [tag, type, values] : directory) {
-            QByteArray bytes;
-            for (const quint32 value : values) {
-                if (type == kByte || type == kText)
-                    bytes += char(value);
-                else
-                    bytes += type == kShort ? number(quint16(value)) : number(value);
-            }
-            const bool isRational = type == kRational || type == kSignedRational;
-            entries += number(tag) + number(type)
-                + number(quint32(isRational ? values.size() / 2 : values.size()));
-            if (bytes.size() <= 4) {
-                entries += bytes.leftJustified(4, '\0');
-                continue;
-            }
-            entries += number(quint32(valuePlace));
-            file.replace(valuePlace, bytes.size(), bytes);
-            valuePlace += bytes.size();
-        }
-        file.replace(place, entries.size(), entries);
+        const QByteArray bytes = RKTestTiff::directory(quint32(place), directory);
+        file.replace(place, bytes.size(), bytes);
     }
 };
