@@ -37,7 +37,7 @@ inline bool isUnknownImageType(const Exiv2::Error& error)
         || hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
 }
 
-/// A file that remembers read errors, which exiv2 often takes for the end of the file.
+/// A file that remembers errors, which exiv2 often takes for the end of the file.
 class ObservedFile final : public Exiv2::FileIo
 {
 public:
@@ -53,6 +53,15 @@ public:
         ObservedFile::close();
     }
 
+    /// exiv2 takes a file that cannot be opened a second time for one of an unknown type.
+    int open() override
+    {
+        const int result = FileIo::open();
+        *m_hasReadError = *m_hasReadError || (m_hasBeenOpen && result != 0);
+        m_hasBeenOpen = m_hasBeenOpen || result == 0;
+        return result;
+    }
+
     int close() override
     {
         if (isopen() && error() != 0)
@@ -62,6 +71,7 @@ public:
 
 private:
     bool* const m_hasReadError;
+    bool m_hasBeenOpen = false;
 };
 
 /// Opens an image; null for an unknown image type, throws for one that cannot be opened.

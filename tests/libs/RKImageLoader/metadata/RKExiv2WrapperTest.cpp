@@ -1,7 +1,6 @@
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 
 #include "RKImageLoader/faces/RKFacePositions.h"
-#include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
@@ -9,9 +8,6 @@
 #include "support/RKQuietTest.h"
 
 #include <QColorSpace>
-#include <QTemporaryDir>
-
-#include <sys/resource.h>
 
 #include <limits>
 
@@ -74,26 +70,6 @@ QByteArray heicWith(const QByteArray& exif, const QByteArray& profile)
     const auto place = start.size() + metaWithItemAt(0).size() + 8;
     return start + metaWithItemAt(quint32(place)) + box("mdat", exif);
 }
-
-/// Keeps this process from opening any file.
-class NoMoreFiles
-{
-public:
-    NoMoreFiles()
-    {
-        ::getrlimit(RLIMIT_NOFILE, &m_limit);
-        const rlimit none{0, m_limit.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-
-    ~NoMoreFiles()
-    {
-        ::setrlimit(RLIMIT_NOFILE, &m_limit);
-    }
-
-private:
-    rlimit m_limit = {};
-};
 
 } // namespace
 
@@ -177,37 +153,6 @@ private Q_SLOTS:
             QCOMPARE(heic.read(Field::exifModel), QLatin1String("model"));
             QCOMPARE(heic.iccData().size(), qMin(wrong, size));
         }
-    }
-
-    /// A turn by a quarter makes 6 of an orientation that is not known, whatever it was.
-    void whatCouldNotBeReadIsNotSaved()
-    {
-        const QTemporaryDir folder;
-        const QString path = folder.filePath(u"a.jpg"_s);
-        const QByteArray bytes = withMetadata(imageFile("JPG"),
-            [](Exiv2::Image& image) { image.exifData()["Exif.Image.Orientation"] = uint16_t(6); });
-        RKTestPictures::write(path, bytes);
-        QList<RKExiv2Wrapper> wrappers;
-        // The sanitizer itself opens pipes to look at memory.
-#ifndef __SANITIZE_ADDRESS__
-        {
-            const NoMoreFiles limit;
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"open the data source"_s));
-            wrappers.append(RKExiv2Wrapper(path));
-        }
-#endif
-        // Reading from its start is an error of the device.
-        const QString unreadable = u"/proc/self/mem"_s;
-        if (QFileInfo::exists(unreadable)) {
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Failed to read"_s));
-            wrappers.append(RKExiv2Wrapper(unreadable));
-        }
-        for (RKExiv2Wrapper& wrapper : wrappers) {
-            wrapper.rotate(true);
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Metadata .* are not saved"_s));
-            QVERIFY(!wrapper.save(QFileInfo(path)));
-        }
-        QCOMPARE(RKBinaryFile::readAll(QFileInfo(path)), bytes);
     }
 
     void pathsAreNoUrls()
