@@ -144,7 +144,6 @@ private Q_SLOTS:
             loader.invalidateMetaData(descriptor);
             const QSize size = loader.size(descriptor);
             QCOMPARE(size, orientation >= 5 ? QSize(48, 80) : QSize(80, 48));
-            QCOMPARE(loader.unrotatedSize(descriptor), QSize(80, 48));
             QCOMPARE(loader.bitmap(descriptor, {}).size(), size);
             QCOMPARE(loader.bitmap(descriptor, size).size(), size);
         }
@@ -163,9 +162,8 @@ private Q_SLOTS:
         // The preview is whole, but too small for some.
         const RKTestDng file = withPreview({48, 32});
         QVERIFY(refuses(file, 200, {50, 50}));
-        const QImage small
-            = RKBitmapDecoderLibRaw().decode(file.bytes().chopped(200), kDng, {24, 24}, {});
-        QCOMPARE(quadrantColors(small), QByteArray("cmyk"));
+        const QByteArray bytes = file.bytes().chopped(200);
+        QCOMPARE(quadrantColors(RKBitmapDecoderLibRaw().decode(bytes, kDng, {24, 24}, {})), "cmyk");
     }
 
     void placesOfPixelsAreChecked()
@@ -196,10 +194,8 @@ private Q_SLOTS:
     {
         const QByteArray whole = dng().bytes();
         const RKBitmapDecoderLibRaw decoder;
-        for (const qsizetype length : {0, 7, 8, 100, 2100}) {
-            QVERIFY(decoder.decode(whole.first(length), kDng, {}, {}).isNull());
+        for (const qsizetype length : {0, 7, 8, 100, 2100})
             QVERIFY(decoder.decode(whole.first(length), kDng, {20, 20}, {}).isNull());
-        }
         // A preview that lies outside of the file, or is no picture, is none.
         RKTestDng outside = withPreview({48, 32});
         outside.previewPlace = 0x7fffffff;
@@ -219,14 +215,11 @@ private Q_SLOTS:
 
     void photoshopFilesHaveTheirOwnReader()
     {
-        RKTestPsd psd{.size = {2, 1}, .mode = 1};
-        psd.channels = {QByteArray("\0\xff", 2)};
-        QTemporaryDir folder;
-        const QString path = folder.filePath(u"a.psd"_s);
-        RKTestPictures::write(path, psd.bytes());
+        const QByteArray psd
+            = RKTestPsd{.size = {2, 1}, .mode = 1, .channels = {QByteArray("\0\xff", 2)}}.bytes();
         const RKBitmapDecoderLibRaw decoder;
-        QCOMPARE(decoder.size(QFileInfo(path), "psd"), QSize(2, 1));
-        QCOMPARE(decoder.decode(psd.bytes(), "psd", {}, {}).pixel(1, 0), 0xffffffff);
+        QCOMPARE(decoder.size(psd, "psd"), QSize(2, 1));
+        QCOMPARE(decoder.decode(psd, "psd", {}, {}).pixel(1, 0), 0xffffffff);
     }
 
     void severalThreadsDecode()
@@ -247,12 +240,9 @@ private Q_SLOTS:
         const RKMediaDescriptor file(QFileInfo(u"a.nef"_s));
         QVERIFY(Decoder::isOnlyPreview(199, file));
         QVERIFY(!Decoder::isOnlyPreview(200, file));
-        QVERIFY(!Decoder::isOnlyPreview(199, {}));
-        QCOMPARE(Decoder::proposedSize({0, 5}, {7, 8}), QSize(0, 5));
         QCOMPARE(Decoder::proposedSize({5, -1}, {7, 8}), QSize(7, 8));
-        const QImage image = RKTestPictures::quadrants({40, 10});
-        QCOMPARE(Decoder::fitted(image, {20, 20}).size(), QSize(20, 5));
-        QCOMPARE(Decoder::fitted(image, {-1, 20}), image);
+        QCOMPARE(
+            Decoder::fitted(RKTestPictures::quadrants({40, 10}), {20, 20}).size(), QSize(20, 5));
     }
 };
 

@@ -42,8 +42,6 @@ private Q_SLOTS:
     void processKnowsTheFormatsOfAllDecoders()
     {
         const RKBitmapDecoderRegistry* const registry = RKBitmapDecoderRegistry::instance();
-        const RKMediaFormatList formats = registry->supportedMediaFormats();
-        const RKMediaFormatList writable = registry->writableImageFileFormats();
 #ifdef Q_OS_MACOS
         const auto platform = u"macOS CoreGraphics"_s;
 #else
@@ -51,22 +49,18 @@ private Q_SLOTS:
 #endif
         // Qt's own formats, those of its usual plug-ins and the platform's, in the order of their
         // values.
-        const QStringList expected
-            = u"bmp webp gif ico jpg mng pgm png tiff xbm xpm svg crw cr2 arw nef "
-              "raf dng rw2 psd"_s.split(u' ');
-        qsizetype previous = -1;
-        for (const QString& name : expected) {
-            const RKMediaFormat format(name);
-            const qsizetype index = formats.indexOf(format);
-            QVERIFY2(index > previous, qPrintable(name));
-            previous = index;
+        const QStringList expected = u"bmp webp gif ico jpg mng pgm png tiff xbm xpm svg crw cr2 "
+                                     "arw nef raf dng rw2 psd"_s.split(u' ');
+        QStringList found;
+        for (const RKMediaFormat& format : registry->supportedMediaFormats()) {
+            if (!expected.contains(format.defaultExtension()))
+                continue;
+            found << format.defaultExtension();
             const bool isPlatforms = format.isRaw() || format == MEDIA_FORMAT_PSD;
             const QString other = format.isSVG() ? u"SVG"_s : u"Qt"_s;
             QCOMPARE(names(registry->listOfDecoders(format)), isPlatforms ? platform : other);
-            const bool isWritten = u"bmp ico jpg png tiff"_s.contains(name);
-            QCOMPARE(writable.contains(format), isWritten);
         }
-        QVERIFY(!writable.contains(MEDIA_FORMAT_HEIC));
+        QCOMPARE(found, expected);
     }
 
     void missingPrimaryEndsTheProcess()
