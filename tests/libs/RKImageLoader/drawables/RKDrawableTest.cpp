@@ -11,7 +11,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <initializer_list>
+#include <limits>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -197,15 +199,20 @@ private Q_SLOTS:
 
     void impossibleDrawsAreRefused()
     {
-        const auto refuses = [](const QRectF& target, const RKScalingOption& option) {
-            QTest::ignoreMessage(QtWarningMsg, kOutOfMemory);
-            return drawn(numbered(8, 8), {8, 8}, target, {0, 0, 8, 8}, option).isNull();
-        };
+        const auto refuses
+            = [](const QRectF& target, const RKScalingOption& option, double sourceWidth = 8) {
+                  QTest::ignoreMessage(QtWarningMsg, kOutOfMemory);
+                  const QRectF source(0, 0, sourceWidth, 100 * sourceWidth);
+                  return drawn(numbered(8, 8), {8, 8}, target, source, option).isNull();
+              };
         // Exactly one method has to be named.
         for (const int option : {0, 3, 16})
             QVERIFY(refuses({0, 0, 8, 8}, RKScalingOption(RKScalingOptionEnum(option))));
         for (const auto option : {SCALING_SMOOTH, SCALING_FAST, SCALING_BILINEAR, SCALING_BICUBIC})
             QVERIFY(refuses({0, 0, 1e6, 1e6}, option));
+        // No part that a picture could have.
+        for (const double far : {std::numeric_limits<double>::max(), std::nan(""), 20000.0})
+            QVERIFY(refuses({0, 0, 8, 8}, SCALING_FAST, far));
     }
 
     void vectorHasTheSizeOfItsViewBox()

@@ -1,13 +1,10 @@
 #include "RKImageLoader/loading/RKImageClipper.h"
 
-#include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 
-#include <QBuffer>
-#include <QPainter>
 #include <QTemporaryDir>
 
 #include <limits>
@@ -84,9 +81,8 @@ private Q_SLOTS:
         for (const auto& item : cases) {
             const QSizeF size = RKImageClipper().calcResultImageSize(
                 item.production, item.dpi, item.source, item.isBitmap, item.allowUpscaling);
-            QVERIFY2(qAbs(size.width() - item.expected.width()) < 0.001
-                    && qAbs(size.height() - item.expected.height()) < 0.001,
-                qPrintable(u"%1x%2"_s.arg(item.expected.width()).arg(item.expected.height())));
+            QVERIFY(qAbs(size.width() - item.expected.width()) < 0.001);
+            QVERIFY(qAbs(size.height() - item.expected.height()) < 0.001);
         }
     }
 
@@ -120,21 +116,16 @@ private Q_SLOTS:
         }
     }
 
-    void filesSayTheResolutionOfThePrint()
+    void clipsSayTheResolutionOfThePrint()
     {
         const auto clip = [](const QSizeF& production) {
             return RKImageClipper().clipForProduction(
                 tiles(), {300, 200}, {0, 0, 300, 200}, production, 300, false);
         };
-        for (const char* format : {"jpg", "png", "tif", "bmp"}) {
-            for (const auto& [print, dotsPerInch] : {std::pair(169.33, 300), {338.67, 225}}) {
-                QBuffer buffer;
-                QVERIFY(RKBitmapDecoderQt().save(
-                    &buffer, RKMediaFormat(format), clip({print, print / 3 * 2})));
-                const QImage read = QImage::fromData(buffer.data(), format);
-                QVERIFY(std::abs(read.dotsPerMeterX() * 0.0254 - dotsPerInch) < 0.5);
-                QVERIFY(std::abs(read.dotsPerMeterY() * 0.0254 - dotsPerInch) < 0.5);
-            }
+        for (const auto& [print, dotsPerInch] : {std::pair(169.33, 300), {338.67, 225}}) {
+            const QImage image = clip({print, print / 3 * 2});
+            QVERIFY(std::abs(image.dotsPerMeterX() * 0.0254 - dotsPerInch) < 0.5);
+            QVERIFY(std::abs(image.dotsPerMeterY() * 0.0254 - dotsPerInch) < 0.5);
         }
         // Nobody can say it of a print without size.
         const int unknown = QImage(1, 1, QImage::Format_RGB32).dotsPerMeterX();
@@ -169,20 +160,12 @@ private Q_SLOTS:
 
     void whatCanNotBeDrawnIsNull()
     {
-        const auto clip = [](const RKDrawable& drawable) {
-            return RKImageClipper().clipForProduction(
-                drawable, {300, 200}, {0, 0, 300, 200}, {1e9, 1100}, 254, true);
-        };
-        QVERIFY(clip(RKDrawable()).isNull());
         // Less than half a pixel high after the reduction to the longest side.
-        QVERIFY(clip(tiles()).isNull());
-        // No part that a picture could have.
-        for (const double far : {kHuge, kNoNumber, 20000.0}) {
-            QImage target(9, 9, QImage::Format_RGB32);
-            QPainter painter(&target);
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"out of memory"_s));
-            QVERIFY(!RKDrawable(tiles()).draw(
-                &painter, target.rect(), {0, 0, far, 100 * far}, SCALING_FAST));
+        for (const RKDrawable& drawable : {RKDrawable(), RKDrawable(tiles())}) {
+            QVERIFY(RKImageClipper()
+                        .clipForProduction(
+                            drawable, {300, 200}, {0, 0, 300, 200}, {1e9, 1100}, 254, true)
+                        .isNull());
         }
     }
 

@@ -29,6 +29,11 @@ private Q_SLOTS:
         QVERIFY(!facade.save(descriptor, RKMetaData()));
         QCOMPARE(RKTestPictures::read(file), QByteArray("no video"));
         QVERIFY(loader().drawable(descriptor, QSize(), RKImageOption()).isNull());
+        // No loader's.
+        const RKMediaDescriptor text(QDir(m_folder.path()), u"a.txt"_s);
+        for (int i = 0; i < 2; ++i)
+            QTest::ignoreMessage(QtWarningMsg, "RKMediaFormat no RKMediaFormat for txt");
+        QVERIFY(!facade.save(text, drawable) && facade.bitmap(text, QSize()).isNull());
     }
 
     void theFacadeSendsVideosHere()
