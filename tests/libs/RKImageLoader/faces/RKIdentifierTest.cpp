@@ -1,7 +1,6 @@
 #include "RKImageLoader/faces/RKClusterIds.h"
 #include "RKImageLoader/faces/RKFaceDetectionEngine.h"
 #include "RKImageLoader/faces/RKFaceIds.h"
-#include "RKImageLoader/faces/RKImageId.h"
 #include "support/RKQuietTest.h"
 
 using namespace Qt::StringLiterals;
@@ -35,17 +34,6 @@ private Q_SLOTS:
         }
     }
 
-    void streamsHoldTexts()
-    {
-        QByteArray bytes;
-        QDataStream writer(&bytes, QIODevice::WriteOnly);
-        RKImageId(42) << writer;
-        QDataStream reader(bytes);
-        QString text;
-        reader >> text;
-        QCOMPARE(text, u"42"_s);
-    }
-
     void clusterTravelsInAVariantUnderItsName()
     {
         const QVariant variant = RKClusterId(4).toVariant();
@@ -66,16 +54,13 @@ private Q_SLOTS:
         QCOMPARE(faces.toString(), u"-1, 7, 30"_s);
     }
 
-    void engineKeywordsStandForConsecutiveNumbers()
+    void enginesHaveKeywords()
     {
-        const QStringList suffixes = u"Unknown ExifFuji ExifCanon FotoNation Iphoto HP HPbyXMP "
-                                     "PerfectlyClear"_s.split(u' ');
         const auto* table = RKFaceDetectionEngine().enumToStringTable();
-        for (int i = 0; i < suffixes.size(); ++i) {
+        for (int i = 0; i < 8; ++i) {
             const auto engine = RKFaceDetectionEngineType(i);
-            const QString keyword = QLatin1String("faceDetectionEngine") + suffixes[i];
-            QCOMPARE(table->keyword(engine), keyword);
-            QCOMPARE(table->decodeCSV(keyword), engine);
+            QVERIFY(table->keyword(engine).startsWith(u"faceDetectionEngine"));
+            QCOMPARE(table->decodeCSV(table->keyword(engine)), engine);
             QCOMPARE(RKFaceDetectionEngine(engine).isValid(), i != 0);
         }
         QCOMPARE(table->decodeCSV(u"other"_s), faceDetectionEngineUnknown);

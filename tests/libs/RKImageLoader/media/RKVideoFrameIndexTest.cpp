@@ -17,13 +17,10 @@ private Q_SLOTS:
     void arithmeticStaysInRange()
     {
         constexpr int kMax = std::numeric_limits<int>::max();
-        QCOMPARE(Index().frame(), -1);
-        QVERIFY(Index(-5) == Index(-1) && !Index(-5).isValid() && Index(0).isValid());
+        QVERIFY(Index(-5) == Index() && !Index(-5).isValid() && Index(0).isValid());
         QCOMPARE((Index(3) - Index(10)).frame(), -1);
         QCOMPARE((Index(4) * -2).frame(), -1);
         QCOMPARE((Index(4) + (-3)).frame(), 3);
-        QCOMPARE((-Index()).frame(), 1);
-        QCOMPARE((Index(kMax - 1) + Index(1)).frame(), kMax);
         QCOMPARE((Index(kMax) + Index(1)).frame(), -1);
         QCOMPARE((Index(kMax) * kMax).frame(), -1);
         QCOMPARE((Index(7) / 0).frame(), -1);
