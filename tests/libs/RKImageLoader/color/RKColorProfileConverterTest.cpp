@@ -83,7 +83,6 @@ private Q_SLOTS:
             {"outside of sRGB", marked, 0xff00ff00, 0xff00ff00},
             {"alpha", marked, 0x40788c5a, 0x406f8d56},
             {"profile", embedded, 0xffc86432, 0xffe3642a},
-            {"unknown entry", embedded, 0xfff1f1f1, 0xfff1f1f1},
             {"swapped", swapped, 0xff64c832, 0xffe3642a},
             {"sRGB", srgb, 0xff0a80fe, 0xff0a80fe},
             {"linear", linear, 0xff010080, 0xff0d00bc},
@@ -98,12 +97,9 @@ private Q_SLOTS:
             bool ok = false;
             const QImage converted
                 = RKColorProfileConverter::instance()->convert(onePixel(source), metaData, &ok);
-            const QRgb actual = converted.pixel(0, 0);
-            QVERIFY2(ok && qAbs(qRed(actual) - qRed(expected)) <= 1
-                    && qAbs(qGreen(actual) - qGreen(expected)) <= 1
-                    && qAbs(qBlue(actual) - qBlue(expected)) <= 1
-                    && qAlpha(actual) == qAlpha(expected),
-                name);
+            const int difference = RKTestPictures::difference(converted, onePixel(expected));
+            QVERIFY2(
+                ok && difference <= 1 && qAlpha(converted.pixel(0, 0)) == qAlpha(expected), name);
         }
     }
 
@@ -127,14 +123,12 @@ private Q_SLOTS:
                 = RKColorProfileConverter::instance()->convert(image, metaData, &ok);
             QVERIFY(ok);
             QCOMPARE(converted.format(), after);
-            QCOMPARE(converted.size(), image.size());
             // A writer would embed it once more.
             QVERIFY(!converted.colorSpace().isValid());
             QCOMPARE(converted.text(u"TAMO-ImagePipeline"_s), u"history"_s);
             QCOMPARE(converted.dotsPerMeterX(), 11811);
             QCOMPARE(converted.dotsPerMeterY(), 5906);
-            QCOMPARE(converted.pixel(0, 0), 0xff00ff00);
-            QCOMPARE(converted.pixel(46, 32), 0xffffffff);
+            QCOMPARE(RKTestPictures::quadrantColors(converted), "grbw");
         }
     }
 
@@ -176,38 +170,15 @@ private Q_SLOTS:
         std::memcpy(id.data(), bytes.constData() + 84, sizeof id);
         const Key key(id);
         QCOMPARE(keyOf(bytes), key);
-        QCOMPARE(keyOf(patched(bytes, 44, "flag")), key);
-        QCOMPARE(keyOf(patched(bytes, 84, QByteArray(16, 'i'))), key);
+        QCOMPARE(keyOf(patched(patched(bytes, 44, "flag"), 84, "id")), key);
         QVERIFY(!(keyOf(patched(bytes, 48, "maker")) == key));
     }
 
-    void tablesAreSharedUntilTheReset()
+    void noMemoryForATableLeavesThePicture()
     {
-        const RKColorProfileConverterImpl impl;
-        CIccCmm swap;
-        CIccCmm keep;
-        QVERIFY(impl.initCmm(
-            &swap, impl.readProfileFromByteArray(RKTestProfiles::rgb(kAdobeGamma, true))));
-        QVERIFY(impl.initCmm(&keep, impl.adobeRGBProfile()));
-
         const QImage red = onePixel(0xffff0000);
-        RKColorProfileConverterLookupTableCache cache;
-        const Key first({1, 2, 3, 4});
-        QCOMPARE(
-            cache.findLookupTable(first, &swap).convertImage(red, &swap).pixel(0, 0), 0xff00ff00);
-        // The colour is remembered under its key, whatever converts the next.
-        QCOMPARE(
-            cache.findLookupTable(first, &keep).convertImage(red, &keep).pixel(0, 0), 0xff00ff00);
-        const Table other = cache.findLookupTable(Key({2, 1, 3, 4}), &keep);
-        QCOMPARE(other.convertImage(red, &keep).pixel(0, 0), 0xffff0000);
-        cache.reset();
-        QCOMPARE(
-            cache.findLookupTable(first, &keep).convertImage(red, &keep).pixel(0, 0), 0xffff0000);
-
-        const Key third({9, 9, 9, 9});
-        cache.updateLookupTable(third, Table());
-        QVERIFY(cache.findLookupTable(third, &keep).isNull());
-        QCOMPARE(Table().convertImage(red, &swap), red);
+        CIccCmm cmm;
+        QCOMPARE(Table().convertImage(red, &cmm), red);
     }
 
     void tablesTakeMemoryOnlyForColorsThatAreUsed()
@@ -223,8 +194,8 @@ private Q_SLOTS:
         // The mark of an unused entry is a colour like any other.
         const RKMetaData same = withProfile(RKTestProfiles::bytesOf(cmsCreate_sRGBProfile()));
         const QImage marks = onePixel(0x80f1f1f1);
-        QCOMPARE(converter.convert(marks, same), marks);
-        QCOMPARE(converter.convert(marks, same), marks);
+        for (int i = 0; i < 2; ++i)
+            QCOMPARE(converter.convert(marks, same), marks);
     }
 };
 
