@@ -29,10 +29,8 @@ class RKJpeg2000PluginTest : public RKQuietTest
 
 private Q_SLOTS:
 
-    void componentsBecomeColors_data()
+    void componentsBecomeColors()
     {
-        QTest::addColumn<QImage>("expected");
-
         const QImage color = quadrants();
         const QImage gray = color.convertToFormat(QImage::Format_Grayscale8)
                                 .convertToFormat(QImage::Format_RGB32);
@@ -42,33 +40,22 @@ private Q_SLOTS:
             image.setAlphaChannel(alpha);
             return image.convertToFormat(QImage::Format_ARGB32);
         };
-        for (const char* name : {"rgb.jp2",
-                 "rgb.j2k",
-                 "rgb-tiles.jp2",
-                 "rgb-16-bits.jp2",
-                 "rgb-signed.jp2",
-                 "rgb-few-bits.jp2",
-                 "ycc.jp2",
-                 "ycc-coarse.jp2",
-                 "ycc-unnamed.jp2",
-                 "cmyk.jp2"})
-            QTest::newRow(name) << color;
-        for (const char* name : {"rgb-alpha.jp2", "rgb-alpha.j2k"})
-            QTest::newRow(name) << halfOf(color);
-        QTest::newRow("grey.jp2") << gray;
-        QTest::newRow("grey-alpha.jp2") << halfOf(gray);
-    }
-
-    void componentsBecomeColors()
-    {
-        QFETCH(QImage, expected);
-
+        const std::pair<QByteArray, QImage> pictures[]{
+            {"rgb.jp2 rgb.j2k rgb-tiles.jp2 rgb-16-bits.jp2 rgb-signed.jp2 rgb-few-bits.jp2",
+                color},
+            {"ycc.jp2 ycc-coarse.jp2 ycc-unnamed.jp2 cmyk.jp2", color},
+            {"rgb-alpha.jp2 rgb-alpha.j2k", halfOf(color)},
+            {"grey.jp2", gray},
+            {"grey-alpha.jp2", halfOf(gray)}};
         constexpr int kRounding = 2;
-        const QByteArray file = fixture(QTest::currentDataTag());
-        QCOMPARE(size(file), kSize);
-        const QImage image = read(file);
-        QCOMPARE(image.format(), expected.format());
-        QVERIFY(difference(image, expected) <= kRounding);
+        for (const auto& [names, expected] : pictures) {
+            for (const QByteArray& name : names.split(' ')) {
+                QCOMPARE(size(fixture(name)), kSize);
+                const QImage image = read(fixture(name));
+                QCOMPARE(image.format(), expected.format());
+                QVERIFY2(difference(image, expected) <= kRounding, name);
+            }
+        }
     }
 
     void palettesAreApplied()
@@ -97,10 +84,9 @@ private Q_SLOTS:
         const QImage small = read(fixture("large.jp2"), {50, 37});
         QCOMPARE(small.size(), QSize(50, 37));
         // Away from the edges, where filters differ.
-        for (const QPoint& point : {QPoint(5, 5), QPoint(45, 5), QPoint(5, 32), QPoint(45, 32)})
-            QVERIFY(
-                difference(small.copy({point, QSize(1, 1)}), expected.copy({point, QSize(1, 1)}))
-                <= 2);
+        for (const QRect& middle :
+            {QRect(5, 5, 15, 9), QRect(30, 5, 15, 9), QRect(5, 22, 15, 9), QRect(30, 22, 15, 9)})
+            QVERIFY(difference(small.copy(middle), expected.copy(middle)) <= 2);
     }
 
     void hostileFilesAreRefused_data()
