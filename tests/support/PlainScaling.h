@@ -17,43 +17,42 @@ inline const QRgb* row(const QImage& image, int y)
     return reinterpret_cast<const QRgb*>(image.constScanLine(y));
 }
 
-inline double channel(QRgb pixel, int index)
+/// A number of the pixel; beyond an edge, of the last one.
+inline double channel(const QImage& image, int x, int y, int index)
 {
-    return (pixel >> (8 * index)) & 0xff;
+    const QRgb* const pixels = row(image, std::clamp(y, 0, image.height() - 1));
+    return (pixels[std::clamp(x, 0, image.width() - 1)] >> (8 * index)) & 0xff;
 }
 
-inline QRgb toChannel(double value, int index)
+/// The formula gets the place in the source and the number of the channel.
+template <typename Formula>
+QImage scaled(const QImage& source, const QSize& size, const Formula& formula)
 {
-    return QRgb(std::clamp(int(std::round(value)), 0, 255)) << (8 * index);
-}
-
-inline QImage bilinear(const QImage& image, const QSize& size)
-{
-    QImage result(size, image.format());
-    const double rx = double(image.width()) / size.width();
-    const double ry = double(image.height()) / size.height();
-    for (int j = 0; j < result.height(); ++j) {
-        const double sy = j * ry;
-        const int y0 = int(std::floor(sy));
-        const double fy = sy - y0;
-        const QRgb* upper = row(image, y0);
-        const QRgb* lower = row(image, std::min(y0 + 1, image.height() - 1));
-        auto* target = reinterpret_cast<QRgb*>(result.scanLine(j));
-        for (int i = 0; i < result.width(); ++i) {
-            const double sx = i * rx;
-            const int x0 = int(std::floor(sx));
-            const int x1 = std::min(x0 + 1, image.width() - 1);
-            const double fx = sx - x0;
+    QImage result(size, source.format());
+    for (int j = 0; j < size.height(); ++j) {
+        const double y = j * (double(source.height()) / size.height());
+        auto* const target = reinterpret_cast<QRgb*>(result.scanLine(j));
+        for (int i = 0; i < size.width(); ++i) {
+            const double x = i * (double(source.width()) / size.width());
             target[i] = 0;
             for (int c = 0; c < 4; ++c) {
-                const double value = (1 - fy) * (1 - fx) * channel(upper[x0], c)
-                    + (1 - fy) * fx * channel(upper[x1], c) + fy * (1 - fx) * channel(lower[x0], c)
-                    + fy * fx * channel(lower[x1], c);
-                target[i] |= toChannel(value, c);
+                const int value = int(std::round(formula(x, y, c)));
+                target[i] |= QRgb(std::clamp(value, 0, 255)) << (8 * c);
             }
         }
     }
     return result;
+}
+
+inline QImage bilinear(const QImage& image, const QSize& size)
+{
+    return scaled(image, size, [&](double x, double y, int c) {
+        const auto at = [&](int dx, int dy) { return channel(image, int(x) + dx, int(y) + dy, c); };
+        const double fx = x - int(x);
+        const double fy = y - int(y);
+        return (1 - fy) * (1 - fx) * at(0, 0) + (1 - fy) * fx * at(1, 0) + fy * (1 - fx) * at(0, 1)
+            + fy * fx * at(1, 1);
+    });
 }
 
 inline double cubic(const Samples& p, double t)
@@ -69,38 +68,18 @@ inline double cubic(const Samples& p, double t)
 inline QImage bicubic(const QImage& image, const QSize& size)
 {
     const QImage source = image.convertToFormat(QImage::Format_ARGB32);
-    QImage result(size, QImage::Format_ARGB32);
-    const double rx = double(source.width()) / size.width();
-    const double ry = double(source.height()) / size.height();
-    for (int j = 0; j < result.height(); ++j) {
-        const double sy = j * ry;
-        const int yi = int(sy);
-        std::array<const QRgb*, 4> rows{};
-        for (int k = 0; k < 4; ++k)
-            rows[size_t(k)] = row(source, std::clamp(yi - 1 + k, 0, source.height() - 1));
-
-        auto* target = reinterpret_cast<QRgb*>(result.scanLine(j));
-        for (int i = 0; i < result.width(); ++i) {
-            const double sx = i * rx;
-            const int xi = std::max(std::min(int(sx), source.width() - 3), 1);
-            std::array<int, 4> columns{};
-            for (int k = 0; k < 4; ++k)
-                columns[size_t(k)] = std::clamp(xi - 1 + k, 0, source.width() - 1);
-
-            target[i] = 0;
-            for (int c = 0; c < 4; ++c) {
-                Samples across{};
-                for (size_t k = 0; k < 4; ++k) {
-                    Samples along{};
-                    for (size_t n = 0; n < 4; ++n)
-                        along[n] = channel(rows[k][columns[n]], c);
-                    across[k] = cubic(along, sx - int(sx));
-                }
-                target[i] |= toChannel(cubic(across, sy - yi), c);
-            }
+    return scaled(source, size, [&](double x, double y, int c) {
+        // At the edges the window stops.
+        const int left = std::max(std::min(int(x), source.width() - 3), 1) - 1;
+        Samples across{};
+        for (int k = 0; k < 4; ++k) {
+            Samples along{};
+            for (int n = 0; n < 4; ++n)
+                along[size_t(n)] = channel(source, left + n, int(y) - 1 + k, c);
+            across[size_t(k)] = cubic(along, x - int(x));
         }
-    }
-    return result;
+        return cubic(across, y - int(y));
+    });
 }
 
 } // namespace PlainScaling

@@ -88,12 +88,12 @@ private Q_SLOTS:
 int main(int argc, char** argv)
 {
     const QByteArray role = RKChildProcess::role();
-    if (role == "Decoder")
-        RKBitmapDecoderRegistry::instance()->primaryDecoder(MEDIA_FORMAT_MPG);
-    if (role == "Encoder")
-        RKBitmapDecoderRegistry::instance()->primaryEncoder(MEDIA_FORMAT_MPG);
-    if (!role.isEmpty())
+    if (!role.isEmpty()) {
+        const auto* const registry = RKBitmapDecoderRegistry::instance();
+        role == "Decoder" ? registry->primaryDecoder(MEDIA_FORMAT_MPG)
+                          : registry->primaryEncoder(MEDIA_FORMAT_MPG);
         return 0;
+    }
 
     const QGuiApplication application(argc, argv);
     RKBitmapDecoderRegistryTest test;

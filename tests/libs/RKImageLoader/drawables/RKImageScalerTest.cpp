@@ -97,7 +97,7 @@ private Q_SLOTS:
         for (const QImage::Format format :
             {QImage::Format_RGB32, QImage::Format_Indexed8, QImage::Format_RGBA64})
         {
-            const QImage image = noise({20, 30}, format);
+            QImage image = noise({20, 30}, format);
             const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
             const QImage bilinear = PlainScaling::bilinear(argb, to);
             const QImage bicubic = PlainScaling::bicubic(argb, to);
@@ -107,15 +107,8 @@ private Q_SLOTS:
                 image.scaled(to, Qt::KeepAspectRatio, Qt::FastTransformation));
             QCOMPARE(m_scaler.scaleBilinearly(image, to),
                 bilinear.convertToFormat(format, image.colorTable()));
-        }
-    }
 
-    void attributesSurvive()
-    {
-        const QSize to(31, 40);
-        for (const QImage::Format format : {QImage::Format_RGB32, QImage::Format_Indexed8}) {
-            QImage image = noise({20, 30}, format);
-            image.setText(u"Author"_s, u"J\u00fcrgen"_s);
+            image.setText(u"Author"_s, u"Jürgen"_s);
             image.setDotsPerMeterX(11811);
             image.setDevicePixelRatio(2);
             image.setColorSpace(QColorSpace::AdobeRgb);
@@ -123,8 +116,8 @@ private Q_SLOTS:
                 {m_scaler.scaleBilinearly(image, to), m_scaler.scaleBicubicly(image, to)})
             {
                 QCOMPARE(result.text(), image.text());
-                QCOMPARE(result.dotsPerMeterX(), image.dotsPerMeterX());
-                QCOMPARE(result.devicePixelRatio(), image.devicePixelRatio());
+                QCOMPARE(result.dotsPerMeterX(), 11811);
+                QCOMPARE(result.devicePixelRatio(), 2.0);
                 QCOMPARE(result.colorSpace(), image.colorSpace());
             }
         }

@@ -44,16 +44,10 @@ QImage drawn(const QImage& image, const QSize& size)
 // Both in the multiplied form, in which rounding matters as much as it shows.
 int difference(const QImage& a, const QImage& b)
 {
-    const auto asStored = [](const QImage& image) {
-        const QImage bytes = plain(image);
-        return QImage(bytes.constBits(),
-            bytes.width(),
-            bytes.height(),
-            bytes.bytesPerLine(),
-            QImage::Format_ARGB32)
-            .copy();
-    };
-    return RKTestPictures::difference(asStored(a), asStored(b));
+    QImage bytes[]{plain(a), plain(b)};
+    for (QImage& image : bytes)
+        image.reinterpretAsFormat(QImage::Format_ARGB32);
+    return RKTestPictures::difference(bytes[0], bytes[1]);
 }
 
 } // namespace

@@ -5,18 +5,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-RKClusterIds clusters(const QList<int>& numbers)
-{
-    RKClusterIds ids;
-    for (int number : numbers)
-        ids.append(RKClusterId(number));
-    return ids;
-}
-
-} // namespace
-
 class RKIdentifierTest : public RKQuietTest
 {
     Q_OBJECT
@@ -46,10 +34,14 @@ private Q_SLOTS:
 
     void listsLeaveOutOthersAndMakeTexts()
     {
-        const RKClusterIds ids = clusters({5, -100, 9, 5, -200});
-        QCOMPARE(ids.filterUnnamedClusterId(), clusters({5, 9, 5, -200}));
-        QCOMPARE(ids.excludeClusterIds(clusters({5, 5, 8})), clusters({-100, 9, -200}));
+        RKClusterIds ids;
+        for (const int number : {5, -100, 9, 5, -200})
+            ids.append(RKClusterId(number));
         QCOMPARE(ids.toSqlIdList(), u"5,-100,9,5,-200"_s);
+        QCOMPARE(ids.filterUnnamedClusterId().toSqlIdList(), u"5,9,5,-200"_s);
+        RKClusterIds excluded;
+        excluded << RKClusterId(5) << RKClusterId(8);
+        QCOMPARE(ids.excludeClusterIds(excluded).toSqlIdList(), u"-100,9,-200"_s);
         const RKFaceIds faces(QSet<RKFaceId>{RKFaceId(7), RKFaceId(-1), RKFaceId(30)});
         QCOMPARE(faces.toString(), u"-1, 7, 30"_s);
     }
