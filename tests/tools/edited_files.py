@@ -106,17 +106,16 @@ def note(order, head=b""):
     return make
 
 
-def exif(order, make=b"Canon\0", head=b"", further=()):
+def exif(order, make=b"Canon\0", head=b""):
     photo = {0x829a: (RATIONAL, [1, 60]), 0x9000: (UNDEFINED, b"0230"), 0x9003: (TEXT, b"2001:02:03 04:05:06\0"),
              0x927c: (UNDEFINED, note(order, head)), 0x9286: (UNDEFINED, b"ASCII\0\0\0old words"),
              0x9291: (TEXT, b"17\0"), 0xa001: (SHORT, 1), 0xa005: (LONG, [{1: (TEXT, b"R98\0")}]),
              0xfde8: (TEXT, b"Owner's own\0")}
-    first = {0x010e: (TEXT, b"described\0"), 0x010f: (TEXT, make), 0x0110: (TEXT, b"Model\0"),
+    return {0x010e: (TEXT, b"described\0"), 0x010f: (TEXT, make), 0x0110: (TEXT, b"Model\0"),
              0x0112: (SHORT, 6), 0x011a: (RATIONAL, [72, 1]), 0x0106: (SHORT, 2), 0x9c9b: (BYTE, b"X\0P\0\0\0"),
              0xfdea: (UNDEFINED, bytes(range(24))), 0x8769: (LONG, [photo]),
              0x8825: (LONG, [{0: (BYTE, [2, 3, 0, 0]), 1: (TEXT, b"S\0"), 2: (RATIONAL, [1, 1] * 3),
-                              0x1b: (UNDEFINED, b"ASCII\0\0\0GPS")}]), **dict(further)}
-    return first
+                              0x1b: (UNDEFINED, b"ASCII\0\0\0GPS")}])}
 
 
 THUMBNAIL = {0x0103: (SHORT, 6), 0x0201: (LONG, Blob(JPEG)), 0x0202: (LONG, len(JPEG))}
@@ -129,6 +128,7 @@ def xmp(extra=""):
  xmlns:dc="http://purl.org/dc/elements/1.1/" xmlns:xmp="http://ns.adobe.com/xap/1.0/"
  xmlns:own="http://example.com/own/" xmlns:xmpMM="http://ns.adobe.com/xap/1.0/mm/"
  xmlns:stEvt="http://ns.adobe.com/xap/1.0/sType/ResourceEvent#"
+ xmlns:exif="http://ns.adobe.com/exif/1.0/" exif:GPSLatitudeRef="N" exif:GPSLongitudeRef="W"
  xmlns:xmpNote="http://ns.adobe.com/xmp/note/" own:attribute="yes" xmp:Rating="2" {extra}>
  <dc:title><rdf:Alt><rdf:li xml:lang="x-default">Old</rdf:li><rdf:li xml:lang="de-DE">Alt</rdf:li>
  <rdf:li xml:lang="fr-FR">Vieux é</rdf:li></rdf:Alt></dc:title>

@@ -46,31 +46,6 @@ RKExiv2Wrapper wrapperWith(const Values& values)
     }));
 }
 
-QByteArray box(const char* type, const QByteArray& content)
-{
-    return RKByteReader::bytesOf(quint32(content.size() + 8)) + type + content;
-}
-
-/// A HEIC without a picture, whose only item is an Exif block; the profile comes before it.
-QByteArray heicWith(const QByteArray& exif, const QByteArray& profile)
-{
-    const auto number16 = [](quint16 number) { return RKByteReader::bytesOf(number); };
-    const auto number32 = [](quint32 number) { return RKByteReader::bytesOf(number); };
-    const QByteArray start = box("ftyp", "heic" + number32(0) + "mif1");
-    const QByteArray entry
-        = box("infe", number32(0x2000000) + number16(1) + number16(0) + "Exif" + '\0');
-    const auto metaWithItemAt = [&](quint32 place) {
-        return box("meta",
-            number32(0) + box("iprp", box("ipco", box("colr", "prof" + profile)))
-                + box("iinf", number32(0) + number16(1) + entry)
-                + box("iloc",
-                    number32(0) + number16(0x4400) + number16(1) + number16(1) + number16(0)
-                        + number16(1) + number32(place) + number32(quint32(exif.size()))));
-    };
-    const auto place = start.size() + metaWithItemAt(0).size() + 8;
-    return start + metaWithItemAt(quint32(place)) + box("mdat", exif);
-}
-
 } // namespace
 
 class RKExiv2WrapperTest : public RKQuietTest
@@ -107,7 +82,9 @@ private Q_SLOTS:
     /// bytes too many, and lost date, camera and orientation.
     void aProfileOfTheWrongSizeLeavesTheRest()
     {
-        const QByteArray profile = QColorSpace(QColorSpace::DisplayP3).iccProfile();
+        const QByteArray boxes
+            = RKTestPictures::read(QStringLiteral(RK_TEST_DATA "/heif/exif-and-profile.heic"));
+        const QByteArray profile = boxes.mid(boxes.indexOf("prof") + 4, 668);
         const auto setData = [&profile](Exiv2::Image& image) {
             image.exifData()["Exif.Image.Orientation"] = uint16_t(6);
             image.exifData()["Exif.Image.Model"] = std::string("model");
@@ -117,12 +94,11 @@ private Q_SLOTS:
         };
         const auto size = quint32(profile.size());
         for (const quint32 wrong : {size - 2, size + 2}) {
-            QByteArray file = withMetadata(imageFile("JPG"), setData);
-            const auto damage = [&] {
+            const auto damaged = [&](QByteArray file) {
                 const qsizetype place = file.indexOf(profile.left(100));
-                file.replace(place, 4, RKByteReader::bytesOf(wrong));
+                return file.replace(place, 4, RKByteReader::bytesOf(wrong));
             };
-            damage();
+            const QByteArray file = damaged(withMetadata(imageFile("JPG"), setData));
             if (wrong > size)
                 QTest::ignoreMessage(
                     QtWarningMsg, QRegularExpression(u"Not a valid ICC Profile"_s));
@@ -146,10 +122,8 @@ private Q_SLOTS:
                     QtWarningMsg, QRegularExpression(u"Not a valid ICC Profile"_s));
             QCOMPARE(RKExiv2Wrapper(buffer.data()).imageOrientation(), ORIENTATION_BOTTOM_RIGHT);
 
-            file = heicWith(RKImageFileParts(file).exifBlock(), profile);
-            damage();
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Not a valid ICC Profile"_s));
-            const RKExiv2Wrapper heic(file);
+            const RKExiv2Wrapper heic(damaged(boxes));
             QCOMPARE(heic.read(Field::exifModel), QLatin1String("model"));
             QCOMPARE(heic.iccData().size(), qMin(wrong, size));
         }
@@ -185,53 +159,39 @@ private Q_SLOTS:
             RKExiv2Wrapper(imageFile("PNG", QSize(20001, 2))).unrotatedSize(), QSize(20001, 2));
     }
 
-    void datesKeepTheirDigitsAndOffset_data()
-    {
-        QTest::addColumn<QDateTime>("taken");
-        QTest::addColumn<QString>("offset");
-        QTest::addColumn<QString>("timeInIptc");
-
-        const QDate day(2020, 2, 29);
-        const QTime noon(12, 0);
-        const auto east = [](int minutes) { return minutes * 60; };
-        QTest::newRow("east") << QDateTime(day, noon, Qt::OffsetFromUTC, east(330)) << "+05:30"
-                              << "12:00:00+05:30";
-        QTest::newRow("west") << QDateTime(day, noon, Qt::OffsetFromUTC, east(-210)) << "-03:30"
-                              << "12:00:00-03:30";
-        QTest::newRow("UTC") << QDateTime(day, noon, Qt::UTC) << "+00:00"
-                             << "12:00:00+00:00";
-        QTest::newRow("local") << QDateTime(day, noon) << QString() << "12:00:00+00:00";
-        // Clocks went from 02:45 to 03:45 that night in the time zone of the tests.
-        QTest::newRow("skipped here")
-            << QDateTime(QDate(2021, 9, 26), QTime(3, 0)) << QString() << "03:00:00+00:00";
-    }
-
     void datesKeepTheirDigitsAndOffset()
     {
-        QFETCH(const QDateTime, taken);
-        QFETCH(const QString, offset);
-        QFETCH(const QString, timeInIptc);
-
+        const QDate day(2020, 2, 29);
+        const QTime noon(12, 0);
+        // Clocks went from 02:45 to 03:45 that night in the time zone of the tests.
+        const QDateTime skipped(QDate(2021, 9, 26), QTime(3, 0));
+        const std::tuple<QDateTime, const char*, const char*> rows[]
+            = {{{day, noon, Qt::OffsetFromUTC, 330 * 60}, "+05:30", "12:00:00+05:30"},
+                {{day, noon, Qt::OffsetFromUTC, -210 * 60}, "-03:30", "12:00:00-03:30"},
+                {{day, noon, Qt::UTC}, "+00:00", "12:00:00+00:00"},
+                {{day, noon}, "", "12:00:00+00:00"},
+                {skipped, "", "03:00:00+00:00"}};
         // The file's own offset belongs to another date.
-        const QString offsetKey = u"Exif.Photo.OffsetTimeOriginal"_s;
-        const QByteArray file = withMetadata(imageFile("JPEG"), [&](Exiv2::Image& image) {
-            image.exifData()[offsetKey.toStdString()] = std::string("-09:00");
+        const QByteArray file = withMetadata(imageFile("JPEG"), [](Exiv2::Image& image) {
+            image.exifData()["Exif.Photo.OffsetTimeOriginal"] = std::string("-09:00");
             image.exifData()["Exif.Photo.SubSecTimeOriginal"] = std::string("25");
         });
-        RKExiv2Wrapper wrapper;
-        wrapper.setPictureTaken(taken);
-        const QDateTime held = wrapper.pictureTaken();
-        QCOMPARE(held.date(), taken.date());
-        QCOMPARE(held.time(), taken.time());
-        QCOMPARE(held.timeSpec() == Qt::LocalTime, taken.isValid() && offset.isEmpty());
+        for (const auto& [taken, offset, timeInIptc] : rows) {
+            RKExiv2Wrapper wrapper;
+            wrapper.setPictureTaken(taken);
+            const QDateTime held = wrapper.pictureTaken();
+            QCOMPARE(held.date(), taken.date());
+            QCOMPARE(held.time(), taken.time());
+            QCOMPARE(held.timeSpec() == Qt::LocalTime, taken.isValid() && *offset == '\0');
 
-        QBuffer buffer;
-        buffer.setData(file);
-        QVERIFY(wrapper.save(&buffer));
-        const QHash<QString, QString> saved = RKExiv2Wrapper(buffer.data()).allData();
-        QCOMPARE(saved.value(offsetKey), offset);
-        QCOMPARE(saved.value(u"Iptc.Application2.TimeCreated"_s), timeInIptc);
-        QCOMPARE(saved.value(u"Exif.Photo.SubSecTimeOriginal"_s), u"25"_s);
+            QBuffer buffer;
+            buffer.setData(file);
+            QVERIFY(wrapper.save(&buffer));
+            const auto saved = RKExiv2Wrapper(buffer.data()).allData();
+            QCOMPARE(saved.value(u"Exif.Photo.OffsetTimeOriginal"_s), QLatin1String(offset));
+            QCOMPARE(saved.value(u"Iptc.Application2.TimeCreated"_s), QLatin1String(timeInIptc));
+            QCOMPARE(saved.value(u"Exif.Photo.SubSecTimeOriginal"_s), u"25"_s);
+        }
     }
 
     void damagedOffsetsDoNotCount()
@@ -335,14 +295,7 @@ private Q_SLOTS:
 
     void fieldsTakeTheFirstTextOfTheirKeys()
     {
-        struct Row
-        {
-            Field field;
-            Values values;
-            const char* text;
-        };
-
-        const Row rows[] = {
+        const std::tuple<Field, Values, const char*> rows[] = {
             {Field::originalFilename,
                 {{"Xmp.dc.title", "in XMP"}, {"Iptc.Application2.Caption", "in IPTC"}},
                 "in IPTC"},
@@ -367,13 +320,12 @@ private Q_SLOTS:
                 {{"Iptc.Application2.Keywords", "a"}, {"Iptc.Application2.Keywords", "b c"}},
                 "a, b c"},
         };
-        for (const Row& row : rows) {
-            QCOMPARE(wrapperWith(row.values).read(RKMetaDataField(row.field)),
-                QString::fromUtf8(row.text));
-        }
+        for (const auto& [field, values, text] : rows)
+            QCOMPARE(wrapperWith(values).read(field), QString::fromUtf8(text));
     }
 
     void keywordsAreOneListInAllFamilies()
+
     {
         const QStringList three{u"eins"_s, u"Rom, Italien; Süden"_s};
         RKExiv2Wrapper wrapper;
@@ -392,11 +344,11 @@ private Q_SLOTS:
             u"eins;Rom, Italien, Süden"_s);
 
         RKExiv2Wrapper changed(file);
-        changed.write(RKMetaDataField(Field::keywords), u"a, b"_s);
+        changed.write(Field::keywords, u"a, b"_s);
         QVERIFY(changed.save(&buffer));
         const RKExiv2Wrapper saved(buffer.data());
         QCOMPARE(saved.keywords(), QStringList({u"a"_s, u"b"_s}));
-        QCOMPARE(saved.read(RKMetaDataField(Field::keywords)), u"a, b"_s);
+        QCOMPARE(saved.read(Field::keywords), u"a, b"_s);
 
         changed.setKeywords({});
         QVERIFY(changed.save(&buffer));

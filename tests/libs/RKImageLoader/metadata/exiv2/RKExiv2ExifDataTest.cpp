@@ -123,16 +123,8 @@ private Q_SLOTS:
 
     void arcsOfOtherWritersAreRead()
     {
-        struct Row
-        {
-            Exiv2::TypeId type;
-            const char* arc;
-            const char* ref;
-            double degrees; // NaN: no position
-        };
-
         const double none = qQNaN();
-        const Row rows[] = {
+        const std::tuple<Exiv2::TypeId, const char*, const char*, double> rows[] = {
             {Exiv2::unsignedRational, "48/1 51/1 36/1", "N", 48.86},
             {Exiv2::unsignedRational, "48/1 51/1 36/1", "South", -48.86},
             {Exiv2::unsignedRational, "48/1 516/10 0/1", "N", 48.86},
@@ -143,15 +135,15 @@ private Q_SLOTS:
             {Exiv2::unsignedShort, "48 51 36", "N", none},
             {Exiv2::asciiString, "48.86", "N", none},
         };
-        for (const Row& row : rows) {
-            Exiv2::ExifData data = dataWith("Exif.GPSInfo.GPSLatitude", row.type, row.arc);
-            add(data, "Exif.GPSInfo.GPSLatitudeRef", Exiv2::asciiString, row.ref);
+        for (const auto& [type, arc, ref, degrees] : rows) {
+            Exiv2::ExifData data = dataWith("Exif.GPSInfo.GPSLatitude", type, arc);
+            add(data, "Exif.GPSInfo.GPSLatitudeRef", Exiv2::asciiString, ref);
             QVERIFY(!exifOf(data).geoPosition().isValid());
             add(data, "Exif.GPSInfo.GPSLongitude", Exiv2::unsignedRational, "180/1 0/1 0/1");
             const RKGeoPosition position = exifOf(data).geoPosition();
-            QCOMPARE(position.isValid(), !qIsNaN(row.degrees));
+            QCOMPARE(position.isValid(), !qIsNaN(degrees));
             if (position.isValid())
-                QCOMPARE(position.latitude().degrees(), row.degrees);
+                QCOMPARE(position.latitude().degrees(), degrees);
         }
     }
 
@@ -166,11 +158,8 @@ private Q_SLOTS:
                 {1920, 500, 320, 240},
                 {2450, 520, 320, 240}}));
         QCOMPARE(faces.faceDetectionEngineTypes().first(), faceDetectionEngineExifCanon);
-    }
 
-    void canonRecordsThatAreNoneGiveNoFaces()
-    {
-        const QList<QPair<Exiv2::TypeId, std::string>> records{
+        const QList<QPair<Exiv2::TypeId, std::string>> others{
             {Exiv2::unsignedShort, "156 35 10" + kA560.substr(8)}, // more than there are places
             {Exiv2::unsignedShort, "156 35 0 320 240 1 1 16 0 0"},
             {Exiv2::unsignedShort, "156 35 1 320 240 1 1 16 0"}, // too short for its number
@@ -179,10 +168,10 @@ private Q_SLOTS:
             {Exiv2::unsignedShort, "156 35 1 320 240 1 1 16 160 0"}, // outside
             {Exiv2::asciiString, "156 35 1 320 240 1 1 16 0 0"},
         };
-        for (const auto& [type, record] : records) {
-            const RKFacePositions faces
+        for (const auto& [type, record] : others) {
+            const RKFacePositions none
                 = exifOf(dataWith(kCanonFaces, type, record)).facePositions(QSize(100, 100));
-            QVERIFY2(faces.isEmpty() && !faces.isSurveyComplete(), record.c_str());
+            QVERIFY2(none.isEmpty() && !none.isSurveyComplete(), record.c_str());
         }
     }
 

@@ -116,71 +116,59 @@ private Q_SLOTS:
         QCOMPARE(RKIptcUpdate::updated(block, after, {}), QByteArray());
     }
 
-    void newTextsChangeTheReadingOfNoOthers_data()
+    void newTextsChangeTheReadingOfNoOthers()
     {
-        QTest::addColumn<QByteArray>("mark");
-        QTest::addColumn<QByteArray>("other");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QByteArray>("markAfter");
-        QTest::addColumn<QByteArray>("otherAfter");
-        QTest::addColumn<QByteArray>("textAfter");
+        struct Bytes
+        {
+            QByteArray mark;
+            QByteArray other;
+            QByteArray text = {};
+        };
+
+        struct Row
+        {
+            QString text;
+            Bytes before;
+            Bytes after;
+        };
 
         const QByteArray none;
         const QByteArray utf8 = "\x1b%G";
         const QByteArray latin1 = "\x1b.A";
         const QString zurich = u"Zürich “x”"_s;
+        const QByteArray inWindows1252 = "Z\xfcrich \x93x\x94";
         const QString tokyo = u"東京"_s;
         // What Windows-1252 makes of it is UTF-8, too.
         const QString ambiguous = u"Ã©"_s;
-        QTest::newRow("ASCII") << none << QByteArray("\xe9t\xe9") << u"plain"_s << none
-                               << QByteArray("\xe9t\xe9") << QByteArray("plain");
-        QTest::newRow("first text") << none << QByteArray("plain") << zurich << utf8
-                                    << QByteArray("plain") << zurich.toUtf8();
-        QTest::newRow("marked") << utf8 << QByteArray("\xc3\xa9") << zurich << utf8
-                                << QByteArray("\xc3\xa9") << zurich.toUtf8();
-        QTest::newRow("beside Windows-1252")
-            << none << QByteArray("\xe9t\xe9") << zurich << none << QByteArray("\xe9t\xe9")
-            << QByteArray("Z\xfcrich \x93x\x94");
-        QTest::newRow("beside Latin-1, marked")
-            << latin1 << QByteArray("\xe9t\xe9") << zurich << latin1 << QByteArray("\xe9t\xe9")
-            << QByteArray("Z\xfcrich \x93x\x94");
-        QTest::newRow("beside Windows-1252, which cannot hold it")
-            << none << QByteArray("\x8et\xe9") << tokyo << utf8 << u"Žté"_s.toUtf8()
-            << tokyo.toUtf8();
-        QTest::newRow("beside Windows-1252, ambiguous")
-            << latin1 << QByteArray("\xe9") << ambiguous << utf8 << QByteArray("\xc3\xa9")
-            << ambiguous.toUtf8();
-        QTest::newRow("beside UTF-8 without a mark")
-            << none << QByteArray("\xc3\x8ele") << zurich << none << QByteArray("\xc3\x8ele")
-            << QByteArray("Z\xfcrich \x93x\x94");
-        QTest::newRow("beside UTF-8 without a mark, another script")
-            << none << QByteArray("\xc3\x8ele") << tokyo << none << QByteArray("\xc3\x8ele")
-            << tokyo.toUtf8();
-    }
+        const Row rows[] = {
+            {u"plain"_s, {none, "\xe9t\xe9"}, {none, "\xe9t\xe9", "plain"}},
+            {zurich, {none, "plain"}, {utf8, "plain", zurich.toUtf8()}},
+            {zurich, {utf8, "\xc3\xa9"}, {utf8, "\xc3\xa9", zurich.toUtf8()}},
+            // Beside Windows-1252, also one marked as Latin-1, and one that cannot hold the text.
+            {zurich, {none, "\xe9t\xe9"}, {none, "\xe9t\xe9", inWindows1252}},
+            {zurich, {latin1, "\xe9t\xe9"}, {latin1, "\xe9t\xe9", inWindows1252}},
+            {tokyo, {none, "\x8et\xe9"}, {utf8, u"Žté"_s.toUtf8(), tokyo.toUtf8()}},
+            {ambiguous, {latin1, "\xe9"}, {utf8, "\xc3\xa9", ambiguous.toUtf8()}},
+            // Beside UTF-8 without a mark.
+            {zurich, {none, "\xc3\x8ele"}, {none, "\xc3\x8ele", inWindows1252}},
+            {tokyo, {none, "\xc3\x8ele"}, {none, "\xc3\x8ele", tokyo.toUtf8()}},
+        };
+        for (const auto& [text, before, after] : rows) {
+            Exiv2::IptcData target;
+            if (!before.mark.isEmpty())
+                add(target, kCharacterSet, before.mark.toStdString());
+            add(target, kCity, before.other.toStdString());
+            add(target, kBinary, "\xff\xc3\xa9");
+            RKExiv2IptcData held(target);
+            held.writeString(kCaption, text);
+            held.mergeInto(target);
 
-    void newTextsChangeTheReadingOfNoOthers()
-    {
-        QFETCH(const QByteArray, mark);
-        QFETCH(const QByteArray, other);
-        QFETCH(const QString, text);
-        QFETCH(const QByteArray, markAfter);
-        QFETCH(const QByteArray, otherAfter);
-        QFETCH(const QByteArray, textAfter);
-
-        Exiv2::IptcData target;
-        if (!mark.isEmpty())
-            add(target, kCharacterSet, mark.toStdString());
-        add(target, kCity, other.toStdString());
-        add(target, kBinary, "\xff\xc3\xa9");
-        RKExiv2IptcData held(target);
-        held.writeString(kCaption, text);
-        held.mergeInto(target);
-
-        QCOMPARE(bytesOf(target, kCharacterSet), markAfter);
-        QCOMPARE(bytesOf(target, kCity), otherAfter);
-        QCOMPARE(bytesOf(target, kCaption), textAfter);
-        QCOMPARE(bytesOf(target, kBinary), QByteArray("\xff\xc3\xa9"));
-        QCOMPARE(RKExiv2IptcData(target).readString(kCaption), text);
+            QCOMPARE(bytesOf(target, kCharacterSet), after.mark);
+            QCOMPARE(bytesOf(target, kCity), after.other);
+            QCOMPARE(bytesOf(target, kCaption), after.text);
+            QCOMPARE(bytesOf(target, kBinary), QByteArray("\xff\xc3\xa9"));
+            QCOMPARE(RKExiv2IptcData(target).readString(kCaption), text);
+        }
     }
 
     void datesAreLocalTime()

@@ -232,29 +232,6 @@ private Q_SLOTS:
         }
     }
 
-    void sidecarsKeepTextsInOtherLanguages()
-    {
-        // exiv2 derives the description from the caption, and the rights from the copyright.
-        const std::string packet = dublinCore(
-            "<dc:description><rdf:Alt><rdf:li xml:lang='x-default'>a</rdf:li>"
-            "<rdf:li xml:lang='de'>b</rdf:li></rdf:Alt></dc:description>"
-            "<dc:rights><rdf:Alt><rdf:li xml:lang='de'>c</rdf:li></rdf:Alt></dc:rights>");
-        QBuffer buffer;
-        buffer.setData("<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
-            + QByteArray::fromStdString(packet) + "<?xpacket end=\"w\"?>");
-        RKExiv2Wrapper wrapper(buffer.data());
-        wrapper.write(RKMetaDataFieldEnum::originalFilename, u"title"_s);
-        wrapper.write(RKMetaDataFieldEnum::copyright, u"mine"_s);
-        QVERIFY(wrapper.save(&buffer));
-        const auto all = RKExiv2Wrapper(buffer.data()).allData();
-        for (const auto& [key, texts] : {std::pair("Xmp.dc.description", "title|lang=\"de\" b"),
-                 std::pair("Xmp.dc.rights", "mine|lang=\"de\" c")})
-        {
-            for (const QString& text : QString::fromLatin1(texts).split(QLatin1Char('|')))
-                QVERIFY(all.value(QString::fromLatin1(key)).contains(text));
-        }
-    }
-
     void bytesAfterThePacketAreIgnored()
     {
         const std::string packet = "<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
@@ -343,31 +320,26 @@ private Q_SLOTS:
 
     void largePacketLosesItsLargestProperties()
     {
-        struct Row
-        {
-            QList<int> sizes;
-            QList<int> removed; // in this order; equal ones go from the end
-        };
-
-        const Row rows[] = {{{10, 70000, 20}, {1}},
+        // The sizes, and which are removed, in this order; equal ones go from the end.
+        const std::pair<QList<int>, QList<int>> rows[] = {{{10, 70000, 20}, {1}},
             {{40000, 100, 30000, 100, 50000}, {4, 0}},
             {{30000, 100, 30000, 100, 3200, 100}, {2}}, // just too large
             {{30000, 100, 30000, 100, 2000}, {}}};
         const QWriteLocker locker(RKExiv2Library::xmpLock());
-        for (const Row& row : rows) {
+        for (const auto& [sizes, removed] : rows) {
             RKExiv2XmpData held;
-            for (const int size : row.sizes) {
+            for (const int size : sizes) {
                 const QByteArray key = "Xmp.TAMO.P" + QByteArray::number(held.allData().size());
                 held.setString(key.constData(), QString(size, QLatin1Char('x')));
             }
             Exiv2::XmpData data;
             held.mergeInto(data);
             RKExiv2Library::refreshNamespaces();
-            for (const int number : row.removed)
+            for (const int number : removed)
                 QTest::ignoreMessage(
                     QtWarningMsg, qPrintable(kTooLarge + u"Xmp.TAMO.P%1"_s.arg(number)));
             held.makeSureXmpDataIsLessThan64k(data);
-            QCOMPARE(qsizetype(data.count()), row.sizes.size() - row.removed.size());
+            QCOMPARE(qsizetype(data.count()), sizes.size() - removed.size());
         }
     }
 

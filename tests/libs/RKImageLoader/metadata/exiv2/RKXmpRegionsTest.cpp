@@ -1,8 +1,8 @@
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 #include "support/RKQuietTest.h"
+#include "support/RKTestPictures.h"
 #include "support/RKXmpFixtures.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 using namespace RKXmpFixtures;
@@ -32,37 +32,13 @@ std::string packetWith(const std::string& regions)
 const QSize kImageSize(400, 300);
 const QRectF kArea(0.2, 0.3, 0.2, 0.4);
 
-/// One region of that area, named "Ann", with cluster 5 and epoch 77, in elements.
-const std::string kElements = packetAround(
-    "<mwg-rs:Regions rdf:parseType=\"Resource\">"
-    "<mwg-rs:AppliedToDimensions rdf:parseType=\"Resource\"><stDim:w>400</stDim:w>"
-    "<stDim:h>300</stDim:h><stDim:unit>pixel</stDim:unit></mwg-rs:AppliedToDimensions>"
-    "<mwg-rs:RegionList><rdf:Bag><rdf:li rdf:parseType=\"Resource\">"
-    "<mwg-rs:Area rdf:parseType=\"Resource\"><stArea:x>0.3</stArea:x><stArea:y>0.5</stArea:y>"
-    "<stArea:w>0.2</stArea:w><stArea:h>0.4</stArea:h><stArea:unit>normalized</stArea:unit>"
-    "</mwg-rs:Area><mwg-rs:Name>Ann</mwg-rs:Name><mwg-rs:Type>Face</mwg-rs:Type>"
-    "<mwg-rs:Extensions rdf:parseType=\"Resource\"><TAMO:ClusterID>5</TAMO:ClusterID>"
-    "<TAMO:CoverImageEpoch>77</TAMO:CoverImageEpoch></mwg-rs:Extensions></rdf:li></rdf:Bag>"
-    "</mwg-rs:RegionList></mwg-rs:Regions>");
-
-/// The same with attributes wherever possible, as exiv2 writes it.
-const std::string kAttributes
-    = packetWith("<rdf:li><rdf:Description mwg-rs:Name=\"Ann\" mwg-rs:Type=\"Face\"><mwg-rs:Area"
-                 " stArea:x=\"0.3\" stArea:y=\"0.5\" stArea:w=\"0.2\" stArea:h=\"0.4\""
-                 " stArea:unit=\"normalized\"/><mwg-rs:Extensions TAMO:ClusterID=\"5\""
-                 " TAMO:CoverImageEpoch=\"77\"/></rdf:Description></rdf:li>");
-
-/// The same with a description in every structure, and elements in some of them.
-const std::string kDescriptions = packetAround(
-    "<mwg-rs:Regions><rdf:Description><mwg-rs:AppliedToDimensions>"
-    "<rdf:Description stDim:w=\"400\" stDim:h=\"300\" stDim:unit=\"pixel\"/>"
-    "</mwg-rs:AppliedToDimensions><mwg-rs:RegionList><rdf:Bag><rdf:li><rdf:Description>"
-    "<mwg-rs:Name>Ann</mwg-rs:Name><mwg-rs:Type>Face</mwg-rs:Type><mwg-rs:Area><rdf:Description>"
-    "<stArea:x>0.3</stArea:x><stArea:y>0.5</stArea:y><stArea:w>0.2</stArea:w>"
-    "<stArea:h>0.4</stArea:h><stArea:unit>normalized</stArea:unit></rdf:Description></mwg-rs:Area>"
-    "<mwg-rs:Extensions><rdf:Description TAMO:ClusterID=\"5\" TAMO:CoverImageEpoch=\"77\"/>"
-    "</mwg-rs:Extensions></rdf:Description></rdf:li></rdf:Bag></mwg-rs:RegionList>"
-    "</rdf:Description></mwg-rs:Regions>");
+/// A packet with one region of that area, named "Ann", with cluster 5 and epoch 77.
+std::string regionIn(const char* spelling)
+{
+    return RKTestPictures::read(
+        QStringLiteral(RK_TEST_DATA "/xmp/regions-%1.xmp").arg(QLatin1String(spelling)))
+        .toStdString();
+}
 
 /// A region in elements: its type, and what else it holds.
 std::string region(const std::string& type, const std::string& more)
@@ -71,19 +47,18 @@ std::string region(const std::string& type, const std::string& more)
         + "</rdf:li>";
 }
 
-std::string area(const std::string& x,
-    const std::string& y,
-    const std::string& w,
-    const std::string& h,
-    const std::string& unit = "normalized")
+/// The centre, width, height and unit.
+std::string area(const char* sides, const char* unit = "normalized")
 {
-    return "<mwg-rs:Area stArea:x=\"" + x + "\" stArea:y=\"" + y + "\" stArea:w=\"" + w
-        + "\" stArea:h=\"" + h + "\" stArea:unit=\"" + unit + "\"/>";
+    const QStringList numbers = QString::fromLatin1(sides).split(u' ');
+    return u"<mwg-rs:Area stArea:x='%1' stArea:y='%2' stArea:w='%3' stArea:h='%4' stArea:unit='%5'/>"_s
+        .arg(numbers[0], numbers[1], numbers[2], numbers[3], QLatin1String(unit))
+        .toStdString();
 }
 
-std::string face(const std::string& x, const std::string& y, const std::string& more = {})
+std::string face(const char* place, const std::string& more = {})
 {
-    return region("Face", area(x, y, "0.2", "0.2") + more);
+    return region("Face", area((std::string(place) + " 0.2 0.2").c_str()) + more);
 }
 
 RKFacePosition newFace(
@@ -145,20 +120,17 @@ void expect(QtMsgType type, const char* pattern)
 /// The same region in elements, attributes, descriptions, an ordered list, and with other prefixes.
 std::vector<std::string> spellings()
 {
-    const QString attributes = QString::fromStdString(kAttributes);
+    const QString attributes = QString::fromStdString(regionIn("attributes"));
     QString ordered = attributes;
-    ordered.replace(QLatin1String("rdf:Bag"), QLatin1String("rdf:Seq"));
+    ordered.replace(u"rdf:Bag"_s, u"rdf:Seq"_s);
     QString prefixes = attributes;
-    for (const QLatin1String name : {QLatin1String("mwg-rs"),
-             QLatin1String("stArea"),
-             QLatin1String("stDim"),
-             QLatin1String("TAMO"),
-             QLatin1String("rdf")})
-    {
-        prefixes.replace(name + QLatin1Char(':'), QLatin1Char('p') + name + QLatin1Char(':'));
-        prefixes.replace(QLatin1String("xmlns:") + name, QLatin1String("xmlns:p") + name);
-    }
-    return {kElements, kAttributes, kDescriptions, ordered.toStdString(), prefixes.toStdString()};
+    prefixes.replace(
+        QRegularExpression(u"(xmlns:|[< /])(mwg-rs|stArea|stDim|TAMO|rdf)\\b"_s), u"\\1p\\2"_s);
+    return {regionIn("elements"),
+        regionIn("attributes"),
+        regionIn("descriptions"),
+        ordered.toStdString(),
+        prefixes.toStdString()};
 }
 
 } // namespace
@@ -172,28 +144,27 @@ private Q_SLOTS:
     void unitsDecideWhichAreasCount()
     {
         // Normalised areas are taken as they are, others only where they may be normalised.
-        QCOMPARE(facesIn(packetWith(region("Face", area("150", "1.5", "2", "2"))
-                             + region("FACE", area("0", "0", "1", "1", "NORMALIZED"))
-                             + region("face", area("0.5", "0.5", "0.2", "0.2", "pixel"))
-                             + region("Face", area("-7", "0.5", "0.2", "0.2", ""))))
+        QCOMPARE(facesIn(packetWith(region("Face", area("150 1.5 2 2"))
+                             + region("FACE", area("0 0 1 1", "NORMALIZED"))
+                             + region("face", area("0.5 0.5 0.2 0.2", "pixel"))
+                             + region("Face", area("-7 0.5 0.2 0.2", ""))))
                      .size(),
             4);
-        for (const std::string& wrong : {area("150", "150", "100", "100", "pixel"),
-                 area("a", "0.5", "1", "2"),
-                 area("nan", "0.5", "1", "inf")})
+        for (const std::string& wrong :
+            {area("150 150 100 100", "pixel"), area("a 0.5 1 2"), area("nan 0.5 1 inf")})
         {
             expect(QtWarningMsg, "^face rect is not normalized|^failed to cast string to double");
             expect(QtInfoMsg, "^face region ignored as area is not valid, region index: 0$");
             QVERIFY(facesIn(packetWith(region("Face", wrong))).isEmpty());
         }
         expect(QtInfoMsg, "region index: 0$");
-        QVERIFY(facesIn(packetWith(region("Face", area("0.5", "0.5", "0", "0.5")))).isEmpty());
+        QVERIFY(facesIn(packetWith(region("Face", area("0.5 0.5 0 0.5")))).isEmpty());
     }
 
     void indexCountsAllRegions()
     {
         const std::string packet = packetWith("<!-- no region -->" + region("Pet", "")
-            + face("0.5", "0.5") + region("Faces", "") + face("0.1", "0.1"));
+            + face("0.5 0.5") + region("Faces", "") + face("0.1 0.1"));
         QCOMPARE(told(facesIn(packet)),
             QStringList({u"0.4,0.4 0.2x0.2 -1 -1 1 "_s, u"0,0 0.2x0.2 -1 -1 3 "_s}));
         // Kept: nodes are counted, and a comment is one.
@@ -204,7 +175,7 @@ private Q_SLOTS:
     {
         RKXmpRegions regions;
         expect(QtWarningMsg, "^failed to parse XMP data in line 1 , column \\d+ : .+$");
-        QVERIFY(!regions.parseXmpData(packetWith(face("0.5", "0.5")) + "<"));
+        QVERIFY(!regions.parseXmpData(packetWith(face("0.5 0.5")) + "<"));
         QVERIFY(regions.facePositionsByXMP(nullptr).isEmpty());
 
         const QList<RKFacePosition> faces{newFace(kArea, 4)};
@@ -215,19 +186,18 @@ private Q_SLOTS:
         };
         QVERIFY(isKept(
             "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>", "^unexpected number of rdf nodes: 0$"));
-        QVERIFY(isKept(packetWith(face("0.5", "0.5", "<mwg-rs:Regions/>")),
+        QVERIFY(isKept(packetWith(face("0.5 0.5", "<mwg-rs:Regions/>")),
             "^unexpected number of regions nodes: 2$"));
         // RDF that exiv2 takes, but not with a child beside the text.
-        QVERIFY(isKept(
-            packetWith(region("Face",
-                area("0.3", "0.5", "0.2", "0.4") + "<mwg-rs:Extensions>x</mwg-rs:Extensions>")),
+        QVERIFY(isKept(packetWith(region("Face",
+                           area("0.3 0.5 0.2 0.4") + "<mwg-rs:Extensions>x</mwg-rs:Extensions>")),
             "^setXmpPacket failed: \\d+$"));
 
-        RKExiv2XmpData data = dataOf(kElements);
+        RKExiv2XmpData data = dataOf(regionIn("elements"));
         QVERIFY(!regions.expandFaces(nullptr, kImageSize, data.facePositions()));
         QVERIFY(!update(data, faces, QSize(-1, 300)) && !update(data, faces, QSize(400, -1)));
         QVERIFY(!update(data, {}));
-        QCOMPARE(data.xmpPacket(), kElements);
+        QCOMPARE(data.xmpPacket(), regionIn("elements"));
     }
 
     void everySpellingIsUpdatedInPlace()
@@ -251,10 +221,9 @@ private Q_SLOTS:
                     QStringList({u"0.25,0.35 0.1x0.2 8 10%1 0 Bob %1"_s.arg(round),
                         u"0.7,0.1 0.2x0.2 9 -1 1 Bob %1"_s.arg(round)}));
                 QCOMPARE(saved.facePositions(), data.facePositions());
-                QCOMPARE(field(saved, 1, "mwg-rs:Area/stArea:unit"), QStringLiteral("normalized"));
+                QCOMPARE(field(saved, 1, "mwg-rs:Area/stArea:unit"), u"normalized"_s);
                 if (round > 0)
-                    QCOMPARE(
-                        field(saved, 1, "mwg-rs:Area/stDim:unit"), QStringLiteral("normalized"));
+                    QCOMPARE(field(saved, 1, "mwg-rs:Area/stDim:unit"), u"normalized"_s);
                 QCOMPARE(RKXmpRegions().appliedToImageSize(&saved), kImageSize);
                 data = saved;
             }
@@ -264,7 +233,7 @@ private Q_SLOTS:
     void missingFieldsAreAddedLegally()
     {
         // exiv2 refuses a whole packet that has one element with both attributes and elements.
-        const std::string place = area("0.3", "0.5", "0.2", "0.4");
+        const std::string place = area("0.3 0.5 0.2 0.4");
         const std::string named = place + "<mwg-rs:Name>A</mwg-rs:Name>";
         const std::string regions[] = {
             "<rdf:li><rdf:Description mwg-rs:Type=\"Face\" mwg-rs:Name=\"Ann\">" + place
@@ -313,12 +282,10 @@ private Q_SLOTS:
 
     void unmatchedRegionsStay()
     {
-        RKExiv2XmpData data
-            = dataOf(packetWith(face("0.2", "0.2") + region("Pet", area("0.5", "0.5", "1", "1"))
-                + face("0.8",
-                    "0.8",
-                    "<mwg-rs:Name>Old</mwg-rs:Name><mwg-rs:Extensions rdf:parseType=\"Resource\">"
-                    "<TAMO:CoverImageEpoch>7</TAMO:CoverImageEpoch></mwg-rs:Extensions>")));
+        RKExiv2XmpData data = dataOf(packetWith(face("0.2 0.2") + region("Pet", area("0.5 0.5 1 1"))
+            + face("0.8 0.8",
+                "<mwg-rs:Name>Old</mwg-rs:Name><mwg-rs:Extensions rdf:parseType=\"Resource\">"
+                "<TAMO:CoverImageEpoch>7</TAMO:CoverImageEpoch></mwg-rs:Extensions>")));
         QVERIFY(update(data,
             {newFace(QRectF(0.75, 0.75, 0.1, 0.1), 3, u"New"_s),
                 newFace(QRectF(0.45, 0.45, 0.1, 0.1), 4, u"Added"_s),
@@ -334,7 +301,7 @@ private Q_SLOTS:
     void otherImageSizeDropsTheOldFaces()
     {
         const std::string unusable = region("face", "");
-        RKExiv2XmpData data = dataOf(packetWith(face("0.2", "0.2") + unusable + region("Pet", "")));
+        RKExiv2XmpData data = dataOf(packetWith(face("0.2 0.2") + unusable + region("Pet", "")));
         expect(QtInfoMsg, "^face region ignored .*");
         expect(QtInfoMsg,
             "^XMP face regions removed as image size is different: XMP image size is "
@@ -347,7 +314,7 @@ private Q_SLOTS:
 
         // Without a size nothing is known to fit.
         data = dataOf(packetAround("<mwg-rs:Regions><rdf:Description><mwg-rs:RegionList><rdf:Bag>"
-            + face("0.2", "0.2")
+            + face("0.2 0.2")
             + "</rdf:Bag></mwg-rs:RegionList></rdf:Description></mwg-rs:Regions>"));
         expect(QtInfoMsg, "XMP image size is QSize\\(-1, -1\\)");
         QVERIFY(update(data, {newFace(QRectF(0.8, 0.8, 0.1, 0.1))}));
@@ -357,7 +324,7 @@ private Q_SLOTS:
     void removingFacesLeavesOtherRegions()
     {
         RKExiv2XmpData data
-            = dataOf(packetWith(face("0.2", "0.2") + region("Pet", "") + region("FACE", "")));
+            = dataOf(packetWith(face("0.2 0.2") + region("Pet", "") + region("FACE", "")));
         QVERIFY(RKXmpRegions().removeFaceRegions(&data));
         const RKExiv2XmpData saved = savedAndRead(data);
         QCOMPARE(RKXmpRegions().numberOfRegions(saved), 1);
@@ -365,7 +332,7 @@ private Q_SLOTS:
         QCOMPARE(RKXmpRegions().appliedToImageSize(&saved), kImageSize);
 
         // Also the last one; the structure stays and takes the place of a target's one.
-        data = dataOf(kAttributes);
+        data = dataOf(regionIn("attributes"));
         QVERIFY(RKXmpRegions().removeFaceRegions(&data));
         QVERIFY(savedAndRead(data).hasXMPKey(u"Xmp.mwg-rs.Regions"_s));
         RKExiv2XmpData empty;
@@ -377,11 +344,9 @@ private Q_SLOTS:
     {
         const QTemporaryDir directory;
         const QString path = directory.filePath(u"ä.xmp"_s);
-        QVERIFY(RKXmpRegions::writeXmpData(dataOf(kElements + " "), QFileInfo(path)));
-        QVERIFY(RKXmpRegions::writeXmpData(dataOf(kElements), QFileInfo(path)));
-        QFile written(path);
-        QVERIFY(written.open(QIODevice::ReadOnly));
-        QCOMPARE(written.readAll().toStdString(), kElements);
+        QVERIFY(RKXmpRegions::writeXmpData(dataOf(regionIn("elements") + " "), QFileInfo(path)));
+        QVERIFY(RKXmpRegions::writeXmpData(dataOf(regionIn("elements")), QFileInfo(path)));
+        QCOMPARE(RKTestPictures::read(path).toStdString(), regionIn("elements"));
     }
 };
 

@@ -1,25 +1,23 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
-#include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "support/RKChildProcess.h"
 #include "support/RKMetadataFixtures.h"
+#include "support/RKQuietTest.h"
 #include "support/RKRestrictions.h"
-#include "support/RKTestPictures.h"
 
 #include <QColorSpace>
-#include <QTest>
 
 #include <array>
 #include <cstdlib>
-#include <functional>
 
 using namespace RKMetadataFixtures;
 using namespace RKRestrictions;
 using RKTestPictures::read;
 using RKTestPictures::write;
 using Field = RKMetaDataFieldEnum;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -42,24 +40,6 @@ QByteArray ratedFile(const char* format)
     });
 }
 
-/// A TIFF with two pages of one grey pixel.
-QByteArray twoPages()
-{
-    const auto numbers = [](std::initializer_list<quint16> values) {
-        QByteArray bytes;
-        for (const quint16 value : values)
-            bytes.append(RKByteReader::bytesOf(value, QSysInfo::LittleEndian));
-        return bytes;
-    };
-    QByteArray file = QByteArray("II*\0\x08\0\0\0", 8);
-    for (const quint16 next : std::initializer_list<quint16>{92, 0}) {
-        file += numbers({6, 256, 3, 1, 0, 1, 0, 257, 3, 1, 0, 1, 0, 258, 3, 1, 0, 8, 0});
-        file += numbers({262, 3, 1, 0, 1, 0, 273, 4, 1, 0, 86, 0, 279, 3, 1, 0, 1, 0, next, 0});
-        file += QByteArray(6, 'x');
-    }
-    return file;
-}
-
 bool rate(const QString& path, int rating)
 {
     RKExiv2Wrapper wrapper{QFileInfo(path)};
@@ -80,12 +60,12 @@ constexpr int kSharedSaves = 60;
 int saveShared(const QString& path, Field field)
 {
     int lost = 0;
-    QString saved = RKExiv2Wrapper(QFileInfo(path)).read(RKMetaDataField(field));
+    QString saved = RKExiv2Wrapper(QFileInfo(path)).read(field);
     for (int i = 1; i <= kSharedSaves; ++i) {
         RKExiv2Wrapper wrapper{QFileInfo(path)};
-        lost += int(wrapper.read(RKMetaDataField(field)) != saved);
+        lost += int(wrapper.read(field) != saved);
         saved = QString::number(i);
-        wrapper.write(RKMetaDataField(field), saved);
+        wrapper.write(field, saved);
         lost += int(!wrapper.save(QFileInfo(path)));
     }
     return lost;
@@ -105,48 +85,11 @@ int runAsChild(const QString& role)
 
 } // namespace
 
-class RKExiv2WrapperSaveTest : public QObject
+class RKExiv2WrapperSaveTest : public RKQuietTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    }
-
-    void everyFormatKeepsPixelsAndOtherData()
-    {
-        const OpenDir dir;
-        const QString path = dir.filePath(QStringLiteral("ä %1"));
-        for (const char* format : {"JPG", "PNG", "TIFF", "WEBP"}) {
-            if (imageFile(format).isEmpty())
-                continue; // Qt cannot write the format here.
-            write(path, ratedFile(format));
-            const QHash<QString, QString> before = RKExiv2Wrapper(path).allData();
-            const QImage pixels(path);
-
-            QVERIFY2(RKExiv2Wrapper(path).save(QFileInfo(path)), format);
-            QCOMPARE(RKExiv2Wrapper(path).allData(), before);
-            QVERIFY(rate(path, kNewRating));
-            RKExiv2Wrapper after(path);
-            QCOMPARE(after.adobeRating(), kNewRating);
-            QCOMPARE(QImage(path), pixels);
-            for (auto datum = before.begin(); datum != before.end(); ++datum) {
-                if (!datum.key().contains(QLatin1String("Rating"))
-                    && datum.key() != QLatin1String("Exif.Image.XMLPacket"))
-                    QCOMPARE(after.allData().value(datum.key()), datum.value());
-            }
-            const QByteArray profile = QColorSpace(QColorSpace::DisplayP3).iccProfile();
-            after.setIccData(profile);
-            QVERIFY(after.save(QFileInfo(path)));
-            after.setIccData(QByteArray()); // leaves the file's own
-            QVERIFY(after.save(QFileInfo(path)));
-            QCOMPARE(RKExiv2Wrapper(path).iccData(), profile);
-            QCOMPARE(dir.entries().size(), 1);
-        }
-    }
 
     void formatsWithoutMetadataAreLeftAlone()
     {
@@ -154,7 +97,7 @@ private Q_SLOTS:
                                "ftypheic\0\0\0\0mif1heic",
             24);
         const OpenDir dir;
-        const QString path = dir.filePath(QStringLiteral("file"));
+        const QString path = dir.filePath(u"file"_s);
         RKExiv2Wrapper wrapper;
         wrapper.setAdobeRating(kNewRating);
         for (const QByteArray& file : {imageFile("BMP"), QByteArray(boxes + QByteArray(200, '\0'))})
@@ -168,7 +111,7 @@ private Q_SLOTS:
             QCOMPARE(buffer.data(), file);
         }
         QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression(QStringLiteral("^caught exception with errorCode=")));
+            QtWarningMsg, QRegularExpression(u"^caught exception with errorCode="_s));
         QBuffer buffer;
         buffer.setData(QByteArray(500, 'x'));
         QVERIFY(wrapper.save(&buffer));
@@ -190,6 +133,13 @@ private Q_SLOTS:
         QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), kNewRating);
         QCOMPARE(RKExiv2Wrapper(file).adobeRating(), kOldRating);
 
+        const QByteArray profile = QColorSpace(QColorSpace::DisplayP3).iccProfile();
+        for (const QByteArray& set : {profile, QByteArray()}) { // none leaves the file's own
+            wrapper.setIccData(set);
+            QVERIFY(wrapper.save(&buffer));
+            QCOMPARE(RKExiv2Wrapper(buffer.data()).iccData(), profile);
+        }
+
         // exiv2 changes TIFF files in place: the copy must not change with them.
         const QByteArray tiff = ratedFile("TIFF");
         QBuffer other;
@@ -201,104 +151,26 @@ private Q_SLOTS:
     void changesOfOthersStay()
     {
         const OpenDir dir;
-        const QString path = dir.filePath(QStringLiteral("file.jpg"));
+        const QString path = dir.filePath(u"file.jpg"_s);
         write(path, ratedFile("JPG"));
         const QFileInfo file(path);
         RKExiv2Wrapper fromFile(file);
         RKExiv2Wrapper fromBytes(file, read(path));
         QVERIFY(rate(path, kNewRating));
-        fromFile.write(RKMetaDataField(Field::author), QStringLiteral("me"));
-        fromBytes.write(RKMetaDataField(Field::keywords), QStringLiteral("c"));
+        fromFile.write(Field::author, u"me"_s);
+        fromBytes.write(Field::keywords, u"c"_s);
         QVERIFY(fromFile.save(file));
         QVERIFY(fromBytes.save(file));
         const RKExiv2Wrapper after(file);
         QCOMPARE(after.adobeRating(), kNewRating);
-        QCOMPARE(after.read(RKMetaDataField(Field::author)), QStringLiteral("me"));
-        QCOMPARE(after.read(RKMetaDataField(Field::keywords)), QStringLiteral("c"));
+        QCOMPARE(after.read(Field::author), u"me"_s);
+        QCOMPARE(after.read(Field::keywords), u"c"_s);
 
         // A picture that was encoded anew in the meantime gets everything.
         write(path, imageFile("JPG"));
         QVERIFY(fromFile.save(file));
         QCOMPARE(RKExiv2Wrapper(file).adobeRating(), kOldRating);
-        QCOMPARE(RKExiv2Wrapper(file).read(RKMetaDataField(Field::originalFilename)),
-            QStringLiteral("caption"));
-    }
-
-    void removedDataLeaveTheFile()
-    {
-        const QSize size(200, 150);
-        RKExiv2Wrapper full(ratedFile("JPG"));
-        full.writeThumbnail(imageFile("JPG", QSize(20, 15)));
-        full.updateFaces(size, RKFacePositions(size, QRect(10, 10, 40, 40), faceDetectionEngineHP));
-        QBuffer buffer;
-        buffer.setData(ratedFile("JPG"));
-        QVERIFY(full.save(&buffer));
-
-        RKExiv2Wrapper wrapper(buffer.data());
-        QCOMPARE(wrapper.thumbnail().size(), QSize(20, 15));
-        QCOMPARE(wrapper.numberOfRegions(), 1);
-        wrapper.eraseThumbnail();
-        QVERIFY(wrapper.removeFaceRegions());
-        QVERIFY(wrapper.save(&buffer));
-        const RKExiv2Wrapper after(buffer.data());
-        QVERIFY(after.thumbnail().isNull());
-        QCOMPARE(after.numberOfRegions(), 0);
-        QCOMPARE(after.adobeRating(), kOldRating);
-    }
-
-    void whatHasNoPlaceIsRefused()
-    {
-        const QByteArray sidecar
-            = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/"
-              "22-rdf-syntax-ns#'><rdf:Description rdf:about='' xmlns:xmp='http://ns.adobe.com/xap/"
-              "1.0/' xmp:Rating='1'/></rdf:RDF></x:xmpmeta>";
-        const auto setThumbnail = [](RKExiv2Wrapper& wrapper) {
-            wrapper.writeThumbnail(imageFile("JPG", QSize(20, 15)));
-        };
-        const auto setProfile = [](RKExiv2Wrapper& wrapper) {
-            wrapper.setIccData(QColorSpace(QColorSpace::DisplayP3).iccProfile());
-        };
-        const auto setNothing = [](RKExiv2Wrapper&) {};
-        const std::tuple<QByteArray, std::function<void(RKExiv2Wrapper&)>, bool> rows[] = {
-            {sidecar, setThumbnail, false},
-            {sidecar, setProfile, false},
-            // The second page is not a thumbnail.
-            {twoPages(), setThumbnail, false},
-            // What is not changed is not written, whatever exiv2 would make of it.
-            {sidecar, setNothing, true},
-            {QByteArray(sidecar).replace("xmp:Rating", "q:Rating").replace("xmlns:xmp", "xmlns:q"),
-                setNothing,
-                true},
-            {ratedFile("JPG") + "trailer", setNothing, true}};
-        for (const auto& [file, change, isSaved] : rows) {
-            RKExiv2Wrapper wrapper(file);
-            change(wrapper);
-            if (!isSaved) {
-                QTest::ignoreMessage(QtWarningMsg,
-                    "the metadata of QBuffer are not saved: the format has no place for the change");
-            }
-            QBuffer buffer;
-            buffer.setData(file);
-            QVERIFY(buffer.open(QIODevice::ReadOnly));
-            QCOMPARE(wrapper.save(&buffer), isSaved);
-            QVERIFY(!buffer.isOpen());
-            QCOMPARE(buffer.data(), file);
-        }
-    }
-
-    void aSidecarTakesThePositionBesideItsReference()
-    {
-        const QByteArray sidecar
-            = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/"
-              "22-rdf-syntax-ns#'><rdf:Description rdf:about='' xmlns:exif='http://ns.adobe.com/"
-              "exif/1.0/' exif:GPSLatitudeRef='N' exif:GPSLongitudeRef='W'/></rdf:RDF></x:xmpmeta>";
-        QBuffer buffer;
-        buffer.setData(sidecar);
-        RKExiv2Wrapper wrapper(sidecar);
-        wrapper.setGeoPosition(RKGeoPosition(48.5, -2.25));
-        QVERIFY(wrapper.save(&buffer));
-        QCOMPARE(RKExiv2Wrapper(buffer.data()).geoPosition().latitude().degrees(), 48.5);
-        QCOMPARE(RKExiv2Wrapper(buffer.data()).geoPosition().longitude().degrees(), -2.25);
+        QCOMPARE(RKExiv2Wrapper(file).read(Field::originalFilename), u"caption"_s);
     }
 
     void xmpThatCannotBeReadStays()
@@ -322,33 +194,23 @@ private Q_SLOTS:
 
     void unknownPartsOfXmpStay()
     {
-        // What exiv2 loses when it encodes them anew, in a packet that calls its namespaces
-        // otherwise.
+        // What exiv2 loses when it encodes them anew.
         const QByteArrayList parts{" rdf:about=\"uuid:1\"",
             "<a:RegionList><rdf:Bag><rdf:li><rdf:Bag><rdf:li>nested</rdf:li></rdf:Bag></rdf:li>",
             "<a:Empty></a:Empty>",
             "<!-- remark -->",
             "<a:Told rdf:ID=\"id\">text</a:Told>",
             "xap:CreatorTool='tool'"};
-        const std::string packet
-            = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF"
-              " xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description"
-              " rdf:about=\"uuid:1\" xmlns:xap='http://ns.adobe.com/xap/1.0/' xmlns:a='http://a/'"
-              " xap:CreatorTool='tool' xap:Rating='1'><!-- remark --><a:Empty></a:Empty>"
-              "<a:Told rdf:ID=\"id\">text</a:Told><a:RegionList><rdf:Bag><rdf:li><rdf:Bag><rdf:li>nested"
-              "</rdf:li></rdf:Bag></rdf:li></rdf:Bag></a:RegionList></rdf:Description></rdf:RDF>"
-              "</x:xmpmeta>"
-            + std::string(900, ' ') + "<?xpacket end='w'?>";
         QBuffer buffer;
-        buffer.setData(withMetadata(imageFile("JPG"), [&](Exiv2::Image& image) {
+        buffer.setData(withMetadata(imageFile("JPG"), [](Exiv2::Image& image) {
             image.writeXmpFromPacket(true);
-            image.xmpPacket() = packet;
+            image.xmpPacket() = read(QStringLiteral(RK_TEST_DATA "/xmp/unknown.xmp")).toStdString();
         }));
         QByteArrayList files;
         for (const int rating : {4, 1, 4, 1}) {
             RKExiv2Wrapper wrapper(buffer.data());
             wrapper.setAdobeRating(rating);
-            wrapper.write(RKMetaDataField(Field::exifImageDescription), QStringLiteral("text"));
+            wrapper.write(Field::exifImageDescription, u"text"_s);
             QVERIFY(wrapper.save(&buffer));
             QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), rating);
             for (const QByteArray& part : parts)
@@ -380,7 +242,7 @@ private Q_SLOTS:
             if (readBefore)
                 QVERIFY(!RKExiv2Wrapper(poison).allData().isEmpty());
             wrapper.setTamoRating(3);
-            wrapper.write(RKMetaDataField(Field::exifImageDescription), QStringLiteral("text"));
+            wrapper.write(Field::exifImageDescription, u"text"_s);
             wrapper.updateFaces(
                 size, RKFacePositions(size, QRect(0, 0, 9, 9), faceDetectionEngineHP));
             if (!readBefore)
@@ -399,15 +261,14 @@ private Q_SLOTS:
             const RKExiv2Wrapper read(file);
             QCOMPARE(read.tamoRating(), 3);
             QCOMPARE(read.numberOfRegions(), 1);
-            QCOMPARE(
-                read.read(RKMetaDataField(Field::exifImageDescription)), QStringLiteral("text"));
+            QCOMPARE(read.read(Field::exifImageDescription), u"text"_s);
         }
     }
 
     void failuresLeaveTheOldFile()
     {
         const OpenDir dir;
-        const QString path = dir.filePath(QStringLiteral("file.jpg"));
+        const QString path = dir.filePath(u"file.jpg"_s);
         const QByteArray file = ratedFile("JPG");
         write(path, file);
         const std::tuple<const char*, mode_t, Exiv2::ErrorCode> rows[]
@@ -417,7 +278,7 @@ private Q_SLOTS:
             QVERIFY(setMode(path, mode));
             const RKChildProcess::Result result = RKChildProcess::run(QLatin1String(task) + path);
             QCOMPARE(result.exitCode, 0);
-            const QString told = QStringLiteral("errorCode=%1 ").arg(static_cast<int>(code));
+            const QString told = u"errorCode=%1 "_s.arg(static_cast<int>(code));
             QVERIFY2(result.messages.contains(told), qPrintable(result.messages));
             QCOMPARE(read(path), file);
             QCOMPARE(dir.entries().size(), 1);
@@ -427,9 +288,9 @@ private Q_SLOTS:
     void linksAndModeStay()
     {
         const OpenDir dir;
-        const QString path = dir.filePath(QStringLiteral("file.jpg"));
-        const QString symbolic = dir.filePath(QStringLiteral("symbolic.jpg"));
-        const QString hard = dir.filePath(QStringLiteral("hard.jpg"));
+        const QString path = dir.filePath(u"file.jpg"_s);
+        const QString symbolic = dir.filePath(u"symbolic.jpg"_s);
+        const QString hard = dir.filePath(u"hard.jpg"_s);
         write(path, ratedFile("JPG"));
         QVERIFY(setMode(path, 0640));
         QVERIFY(QFile::link(path, symbolic));
@@ -448,11 +309,10 @@ private Q_SLOTS:
     void pipeIsNotWaitedFor()
     {
         const OpenDir dir;
-        const QString path = dir.filePath(QStringLiteral("pipe.jpg"));
+        const QString path = dir.filePath(u"pipe.jpg"_s);
         QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0666), 0);
         RKExiv2Wrapper wrapper(ratedFile("JPG"));
-        const QString message
-            = QStringLiteral("^caught exception with errorCode=%1 msg=.*pipe\\.jpg$");
+        const QString message = u"^caught exception with errorCode=%1 msg=.*pipe\\.jpg$"_s;
         QTest::ignoreMessage(QtWarningMsg,
             QRegularExpression(
                 message.arg(static_cast<int>(Exiv2::ErrorCode::kerDataSourceOpenFailed))));
@@ -462,18 +322,18 @@ private Q_SLOTS:
     void processesKeepEachOthersValues()
     {
         const OpenDir dir;
-        const QString path = dir.filePath(QStringLiteral("file.jpg"));
+        const QString path = dir.filePath(u"file.jpg"_s);
         write(path, ratedFile("JPG"));
         std::array<QProcess, std::size(kSharedFields)> children;
         for (size_t i = 0; i < children.size(); ++i)
-            RKChildProcess::start(children[i], QStringLiteral("share%1 ").arg(i) + path);
+            RKChildProcess::start(children[i], u"share%1 "_s.arg(i) + path);
         for (QProcess& child : children) {
             QVERIFY(child.waitForFinished(100000));
             QVERIFY2(child.exitCode() == 0, child.readAllStandardError().constData());
         }
         const RKExiv2Wrapper last{QFileInfo(path)};
         for (const Field field : kSharedFields)
-            QCOMPARE(last.read(RKMetaDataField(field)), QString::number(kSharedSaves));
+            QCOMPARE(last.read(field), QString::number(kSharedSaves));
         QCOMPARE(dir.entries().size(), 1);
     }
 };
