@@ -1,12 +1,14 @@
 #include "RKImageLoader/files/RKCTime.h"
 
 #include "RKImageLoader/files/RKFileTimes.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 
 #include <QTemporaryDir>
-#include <QTest>
 
-class RKCTimeTest : public QObject
+using namespace Qt::StringLiterals;
+
+class RKCTimeTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -14,10 +16,9 @@ private Q_SLOTS:
 
     void timesAreSetWherePossible()
     {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         const QDateTime moment(QDate(2011, 7, 4), QTime(12, 30, 0, 250), Qt::UTC);
         const QTemporaryDir directory;
-        const QString path = directory.filePath(QStringLiteral("b\u00e4r.jpg"));
+        const QString path = directory.filePath(u"b\u00e4r.jpg"_s);
         setMtimeInternal(path, moment);
         QVERIFY(!mtimeInternal(path).isValid() && !ctimeInternal(path).isValid());
         QVERIFY(!QFile::exists(path) && !RKCTime(path).readFrom(path).isValid());

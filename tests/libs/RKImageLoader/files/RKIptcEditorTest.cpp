@@ -80,23 +80,20 @@ private Q_SLOTS:
         }
     }
 
-    void damagedEndsAreKept_data()
-    {
-        QTest::addColumn<QByteArray>("end");
-        QTest::newRow("cut off header") << QByteArray("\x1c\2");
-        QTest::newRow("value one byte short") << set(2, 90, "city").chopped(1);
-        QTest::newRow("size of five bytes") << extendedSet(QByteArray(5, '\0'), {});
-        QTest::newRow("size of 4 GiB") << extendedSet(QByteArray(4, '\xff'), "abc");
-        QTest::newRow("marker alone") << QByteArray("\x1c");
-    }
-
     void damagedEndsAreKept()
     {
-        QFETCH(const QByteArray, end);
         const QByteArray title = set(2, 5, "title");
-        QCOMPARE(RKIptcEditor(title + end).dataSets().size(), 1);
-        QCOMPARE(changed(title + end, {{2, 5, {"t"}}, {2, 80, {"by"}}}),
-            set(2, 5, "t") + set(2, 80, "by") + end);
+        for (const QByteArray& end : {QByteArray("\x1c\2"),
+                 set(2, 90, "city").chopped(1),
+                 // Sizes of five bytes and of 4 GiB.
+                 extendedSet(QByteArray(5, '\0'), {}),
+                 extendedSet(QByteArray(4, '\xff'), "abc"),
+                 QByteArray("\x1c")})
+        {
+            QCOMPARE(RKIptcEditor(title + end).dataSets().size(), 1);
+            QCOMPARE(changed(title + end, {{2, 5, {"t"}}, {2, 80, {"by"}}}),
+                set(2, 5, "t") + set(2, 80, "by") + end);
+        }
     }
 };
 

@@ -7,6 +7,7 @@
 #include <QRandomGenerator>
 
 using namespace RKMetadataFixtures;
+using namespace Qt::StringLiterals;
 using Directory = RKTiffEditor::Directory;
 using Tag = RKTiffEditor::Tag;
 
@@ -23,14 +24,26 @@ constexpr quint16 kIndex = 0x0001;
 
 Tag shortTag(quint16 number, quint16 value, bool isLittleEndian = true)
 {
-    QByteArray bytes(2, '\0');
-    isLittleEndian ? qToLittleEndian(value, bytes.data()) : qToBigEndian(value, bytes.data());
-    return {number, kShort, bytes};
+    return {number,
+        kShort,
+        RKByteReader::bytesOf(
+            value, isLittleEndian ? QSysInfo::LittleEndian : QSysInfo::BigEndian)};
 }
 
 Exiv2::ExifData exifOf(const QByteArray& tiff)
 {
     return open(tiff)->exifData();
+}
+
+/// An Exif block with a maker and a rating.
+QByteArray blockOf(Exiv2::ByteOrder order)
+{
+    Exiv2::ExifData data;
+    data["Exif.Image.Make"] = std::string("a long name");
+    data["Exif.Image.Rating"] = uint16_t(3);
+    Exiv2::Blob blob;
+    Exiv2::ExifParser::encode(blob, order, data);
+    return QByteArray(reinterpret_cast<const char*>(blob.data()), qsizetype(blob.size()));
 }
 
 template <typename Number>
@@ -58,22 +71,15 @@ QByteArray tiffWithThumbnailAndMore()
 QByteArray hostileTiff(bool isArray)
 {
     constexpr quint32 kNumber = 20000;
-    QByteArray file("II*\0\x8\0\0\0", 8);
-    file += RKByteReader::bytesOf(quint16(1), QSysInfo::LittleEndian);
-    file += QByteArray(12 + 4, '\0');
-    overwrite(file, 10, RKTiffTag::kSubDirectories);
-    overwrite(file, 12, RKTiffType::kLong);
-    overwrite(file, 14, kNumber);
-    overwrite(file, 18, quint32(file.size()));
-    for (quint32 i = 0; i < kNumber; ++i) {
-        file += RKByteReader::bytesOf(
-            quint32(26 + 4 * kNumber + (isArray ? 18 * i : 2 * i)), QSysInfo::LittleEndian);
-    }
-    // Directories that have the same array each, or begin in one another.
+    constexpr quint32 kPlaces = 26;
+    QList<quint32> places;
     for (quint32 i = 0; i < kNumber; ++i)
-        file += isArray ? QByteArray("\1\0", 2) + file.mid(10, 12) + QByteArray(4, '\0')
-                        : QByteArray("\1\1", 2);
-    return file + QByteArray(5000, '\0');
+        places.append(kPlaces + 4 * kNumber + (isArray ? 18 * i : 2 * i));
+    const QByteArray file = QByteArray("II*\0\x8\0\0\0", 8)
+        + RKTestTiff::directory(8, {{RKTiffTag::kSubDirectories, RKTestTiff::kLong, places}});
+    // Directories that have the same array each, or begin in one another.
+    const QByteArray child = isArray ? file.mid(8, 18) : QByteArray("\1\1", 2);
+    return file + child.repeated(kNumber) + QByteArray(5000, '\0');
 }
 
 /// The twelve bytes of pixels of a page, found through the file's own directories.
@@ -107,8 +113,8 @@ private Q_SLOTS:
         const QByteArray edited = editor.structure();
         QCOMPARE(RKTiffEditor(edited).numberOfDirectories(), 7);
         const Exiv2::ExifData exif = exifOf(edited);
-        QCOMPARE(textOf(exif, "Exif.Image.Rating"), QStringLiteral("5"));
-        QCOMPARE(textOf(exif, "Exif.Image.Make"), QStringLiteral("a long name"));
+        QCOMPARE(textOf(exif, "Exif.Image.Rating"), u"5"_s);
+        QCOMPARE(textOf(exif, "Exif.Image.Make"), u"a long name"_s);
         QCOMPARE(pixelsOf(edited, "Exif.Image.StripOffsets"), QByteArray(12, 1));
         QCOMPARE(pixelsOf(edited, "Exif.Thumbnail.StripOffsets"), QByteArray(12, 2));
         QCOMPARE(pixelsOf(edited, "Exif.Image3.StripOffsets"), QByteArray(12, 4));
@@ -131,10 +137,9 @@ private Q_SLOTS:
         const qsizetype first = file.indexOf(value);
         const qsizetype second = file.lastIndexOf(value);
         QVERIFY(second > first);
-        QByteArray place(4, '\0');
-        qToLittleEndian(static_cast<quint32>(second), place.data());
-        const qsizetype field = file.indexOf(place);
-        qToLittleEndian(static_cast<quint32>(first), file.data() + field);
+        overwrite(file,
+            file.indexOf(RKByteReader::bytesOf(quint32(second), QSysInfo::LittleEndian)),
+            quint32(first));
 
         RKTiffEditor shared(file);
         QCOMPARE(shared.tag(kModel)->value, value);
@@ -146,13 +151,7 @@ private Q_SLOTS:
 
     void bigEndianStructuresStaySo()
     {
-        Exiv2::ExifData data;
-        data["Exif.Image.Make"] = std::string("a long name");
-        data["Exif.Image.Rating"] = uint16_t(3);
-        Exiv2::Blob blob;
-        Exiv2::ExifParser::encode(blob, Exiv2::bigEndian, data);
-        const QByteArray block(reinterpret_cast<const char*>(blob.data()), qsizetype(blob.size()));
-
+        const QByteArray block = blockOf(Exiv2::bigEndian);
         RKTiffEditor editor(block);
         QVERIFY(editor.isValid());
         QVERIFY(!editor.isLittleEndian());
@@ -165,9 +164,9 @@ private Q_SLOTS:
                      reinterpret_cast<const Exiv2::byte*>(edited.constData()),
                      quint32(edited.size()))),
             int(Exiv2::bigEndian));
-        QCOMPARE(textOf(read, "Exif.Image.Rating"), QStringLiteral("4"));
-        QCOMPARE(textOf(read, "Exif.Photo.Flash"), QStringLiteral("9"));
-        QCOMPARE(textOf(read, "Exif.Image.Make"), QStringLiteral("a long name"));
+        QCOMPARE(textOf(read, "Exif.Image.Rating"), u"4"_s);
+        QCOMPARE(textOf(read, "Exif.Photo.Flash"), u"9"_s);
+        QCOMPARE(textOf(read, "Exif.Image.Make"), u"a long name"_s);
     }
 
     void anOldDirectoryIsBlanked()
@@ -214,8 +213,7 @@ private Q_SLOTS:
         QVERIFY(editor.setThumbnail({shortTag(0x0103, 6)}, "jpeg"));
         QCOMPARE(
             RKTiffComparison::differences(file, editor.structure(), {{"IFD1"}}), QStringList());
-        QCOMPARE(
-            textOf(exifOf(editor.structure()), "Exif.Thumbnail.Compression"), QStringLiteral("6"));
+        QCOMPARE(textOf(exifOf(editor.structure()), "Exif.Thumbnail.Compression"), u"6"_s);
     }
 
     void aPageIsNoThumbnail()
@@ -229,12 +227,7 @@ private Q_SLOTS:
 
     void thumbnailsOfABlockTakeTheSamePlace()
     {
-        Exiv2::ExifData data;
-        data["Exif.Image.Make"] = std::string("a long name");
-        Exiv2::Blob blob;
-        Exiv2::ExifParser::encode(blob, Exiv2::littleEndian, data);
-        RKTiffEditor editor(
-            QByteArray(reinterpret_cast<const char*>(blob.data()), qsizetype(blob.size())));
+        RKTiffEditor editor(blockOf(Exiv2::littleEndian));
         QVERIFY(editor.setThumbnail({shortTag(0x0103, 6)}, QByteArray(9000, 'j')));
         const qsizetype size = editor.structure().size();
         QVERIFY(editor.setThumbnail({shortTag(0x0103, 6)}, QByteArray(8000, 'k')));
@@ -254,34 +247,29 @@ private Q_SLOTS:
         }
     }
 
-    void differencesAreNamed_data()
-    {
-        QTest::addColumn<int>("place");
-        QTest::addColumn<QString>("difference");
-        const int page = int(kFirstDirectory + kPageSize);
-        QTest::newRow("value") << int(kFirstDirectory + 2 + 8) << QStringLiteral("IFD0 tag 0x0100");
-        QTest::newRow("of a further directory")
-            << page + 2 + 8 << QStringLiteral("IFD1 tag 0x0100");
-        QTest::newRow("type") << page + 2 + 12 + 2 << QStringLiteral("IFD1 tag 0x0101");
-        QTest::newRow("pixels") << 9 << QStringLiteral("IFD0 pixels");
-        QTest::newRow("strip's place")
-            << int(kFirstDirectory + 2 + 5 * 12 + 8) << QStringLiteral("IFD0 pixels");
-        QTest::newRow("private bytes")
-            << 2 * int(kPageSize) + 10 << QStringLiteral("bytes at 0x104");
-    }
-
     void differencesAreNamed()
     {
-        QFETCH(int, place);
-        QFETCH(QString, difference);
+        constexpr qsizetype kPage = kFirstDirectory + kPageSize;
+        // The places of a value, one of a further directory, a type, pixels, the strip's place and
+        // private bytes.
+        constexpr std::pair<qsizetype, const char*> kRows[]
+            = {{kFirstDirectory + 2 + 8, "IFD0 tag 0x0100"},
+                {kPage + 2 + 8, "IFD1 tag 0x0100"},
+                {kPage + 2 + 12 + 2, "IFD1 tag 0x0101"},
+                {9, "IFD0 pixels"},
+                {kFirstDirectory + 2 + 5 * 12 + 8, "IFD0 pixels"},
+                {2 * kPageSize + 10, "bytes at 0x104"}};
         const QByteArray file = tiffOfPages(2) + "private";
-        QByteArray changed = file;
-        changed[place] = char(changed[place] ^ 1);
         QCOMPARE(RKTiffComparison::differences(file, file, {}), QStringList());
-        QCOMPARE(RKTiffComparison::differences(file, changed, {}).value(0), difference);
-        QVERIFY(!RKTiffComparison::differences(changed, file, {}).isEmpty());
-        // Not of a tag that the edit has not to do with.
-        QVERIFY(!RKTiffComparison::differences(file, changed, {{"IFD0", kMake}}).isEmpty());
+        for (const auto& [place, difference] : kRows) {
+            QByteArray changed = file;
+            changed[place] = char(changed[place] ^ 1);
+            QCOMPARE(RKTiffComparison::differences(file, changed, {}).value(0),
+                QLatin1String(difference));
+            QVERIFY(!RKTiffComparison::differences(changed, file, {}).isEmpty());
+            // Not of a tag that the edit has not to do with.
+            QVERIFY(!RKTiffComparison::differences(file, changed, {{"IFD0", kMake}}).isEmpty());
+        }
     }
 
     void makerNotesStayInTheirPlace()
@@ -294,8 +282,8 @@ private Q_SLOTS:
         const qsizetype field
             = moved.lastIndexOf(RKByteReader::bytesOf(quint32(40), QSysInfo::LittleEndian)) + 4;
         overwrite(moved, field, quint32(file.size()));
-        QCOMPARE(RKTiffComparison::differences(file, moved, {}),
-            QStringList(QStringLiteral("IFD0/Exif tag 0x927c")));
+        QCOMPARE(
+            RKTiffComparison::differences(file, moved, {}), QStringList(u"IFD0/Exif tag 0x927c"_s));
     }
 
     void damagedStructuresDoNoHarm()

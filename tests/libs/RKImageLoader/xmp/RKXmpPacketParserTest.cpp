@@ -2,10 +2,10 @@
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
+#include "support/RKQuietTest.h"
 #include "support/RKTimeLimit.h"
 
 #include <QStringEncoder>
-#include <QTest>
 
 #include <algorithm>
 
@@ -61,7 +61,7 @@ bool replacesPrefixes(const char* packet)
 
 } // namespace
 
-class RKXmpPacketParserTest : public QObject
+class RKXmpPacketParserTest : public RKQuietTest
 {
     Q_OBJECT
 
