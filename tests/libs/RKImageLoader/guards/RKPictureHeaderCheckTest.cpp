@@ -1,8 +1,7 @@
 #include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "support/RKQuietTest.h"
-
-#include <QtEndian>
+#include "support/RKTestTiff.h"
 
 namespace {
 
@@ -11,15 +10,13 @@ using Check = RKPictureHeaderCheck;
 template <typename T>
 QByteArray littleEndian(T value)
 {
-    value = qToLittleEndian(value);
-    return QByteArray(reinterpret_cast<const char*>(&value), sizeof value);
+    return RKByteReader::bytesOf(value, QSysInfo::LittleEndian);
 }
 
 template <typename T>
 QByteArray bigEndian(T value)
 {
-    value = qToBigEndian(value);
-    return QByteArray(reinterpret_cast<const char*>(&value), sizeof value);
+    return RKByteReader::bytesOf(value);
 }
 
 QByteArray padded(const QByteArray& header, qint64 size)
@@ -35,15 +32,16 @@ QByteArray png(int width, int height, int depth, int colorType)
 
 QByteArray tiff(int width, int height, int bits, int compression, int samples = 3)
 {
-    QByteArray directory;
-    for (const auto& [tag, value] : {std::pair{256, width},
-             {257, height},
-             {258, bits},
-             {259, compression},
-             {277, bits == 1 ? 1 : samples}})
-        directory
-            += bigEndian(quint16(tag)) + bigEndian(quint16(4)) + bigEndian(1) + bigEndian(value);
-    return QByteArray("MM\0*", 4) + bigEndian(8) + bigEndian(quint16(5)) + directory + bigEndian(0);
+    const auto number = [](int value) { return QList<quint32>{quint32(value)}; };
+    return QByteArray("MM\0*\0\0\0\x8", 8)
+        + RKTestTiff::directory(8,
+            {{256, RKTestTiff::kLong, number(width)},
+                {257, RKTestTiff::kLong, number(height)},
+                {258, RKTestTiff::kLong, number(bits)},
+                {259, RKTestTiff::kLong, number(compression)},
+                {277, RKTestTiff::kLong, number(bits == 1 ? 1 : samples)}},
+            0,
+            QSysInfo::BigEndian);
 }
 
 QByteArray bitmapHeader(int width, int height, int depth, int compression = 0)
@@ -88,13 +86,6 @@ private Q_SLOTS:
 
     void sizeNeedsItsBytes()
     {
-        struct Case
-        {
-            QByteArray header;
-            QSize size;
-            qint64 bytes;
-        };
-
         // 100 megapixels: plain ones compress so well that no more can be asked for.
         constexpr int kSide = 10'000;
         const QSize large(kSide, kSide);
@@ -107,7 +98,7 @@ private Q_SLOTS:
         const QByteArray threefold = bigEndian(17) + "MAGN" + QByteArray(5, '\0')
             + bigEndian(quint16(1)).repeated(4) + bigEndian(quint16(3)) + bigEndian(quint16(1))
             + QByteArray(4, '\0');
-        const Case cases[] = {
+        const std::tuple<QByteArray, QSize, qint64> cases[] = {
             {png(kSide, kSide, 8, 2), large, (3 * count + kSide) / 1032},
             {png(kSide, kSide, 16, 6), large, (8 * count + kSide) / 1032},
             {jpeg(0xc0), large, count / 512},
@@ -134,25 +125,19 @@ private Q_SLOTS:
             {mng("IHDR", 5000, 5000) + copy.repeated(3), {}, count / 1032},
             {mng("IHDR", 2500, 4000) + threefold, {}, count / 1032},
         };
-        for (const Case& c : cases) {
-            const QByteArray name = c.header.toPercentEncoding();
-            QVERIFY2(Check::canHold(padded(c.header, c.bytes), c.size), name);
-            QVERIFY2(!Check::canHold(padded(c.header, c.bytes - 1), c.size), name);
+        for (const auto& [header, size, bytes] : cases) {
+            const QByteArray name = header.toPercentEncoding();
+            QVERIFY2(Check::canHold(padded(header, bytes), size), name);
+            QVERIFY2(!Check::canHold(padded(header, bytes - 1), size), name);
         }
     }
 
     void sizesHaveLimits()
     {
-        struct Case
-        {
-            QByteArray data;
-            QSize accepted;
-            QSize refused;
-        };
-
         const QByteArray scans = jpeg(0xc2, int(RKImageLimits::kMaxScans) + 1);
         const QByteArray screen = littleEndian(quint16(9000)) + littleEndian(quint16(9000));
-        const Case cases[] = {
+        // Which sizes are accepted and refused.
+        const std::tuple<QByteArray, QSize, QSize> cases[] = {
             // Small ones pass whatever their bytes.
             {jpeg(0xc0), {8192, 8192}, {8192, 8193}},
             {"GIF89a", {4096, 4096}, {4096, 4097}},
@@ -162,9 +147,9 @@ private Q_SLOTS:
             {scans, {1024, 1024}, {8192, 8192}},
             {jpeg(0xc2, int(RKImageLimits::kMaxScans)), {8192, 8192}, {INT_MAX, 1}},
         };
-        for (const Case& c : cases) {
-            QVERIFY2(Check::canHold(c.data, c.accepted), c.data.left(6).toHex());
-            QVERIFY2(!Check::canHold(c.data, c.refused), c.data.left(6).toHex());
+        for (const auto& [data, accepted, refused] : cases) {
+            QVERIFY2(Check::canHold(data, accepted), data.left(6).toHex());
+            QVERIFY2(!Check::canHold(data, refused), data.left(6).toHex());
         }
         QVERIFY(!Check::canHold(jpeg(0xc2, 2000), QSize(1024, 1024)));
         // What the header says counts where it is larger than what was measured.
@@ -175,17 +160,9 @@ private Q_SLOTS:
 
     void wantedSmallerPicturesHaveLimits()
     {
-        struct Case
-        {
-            QByteArray header;
-            QSize size;
-            qint64 bytes;
-            bool isAccepted;
-        };
-
         const QSize large(16384, 16384);
         const QSize medium(7000, 7000);
-        const Case cases[] = {
+        const std::tuple<QByteArray, QSize, qint64, bool> cases[] = {
             // True colours are read and reduced row by row; beyond a second's work, large files
             // are.
             {png(16384, 16384, 8, 2), large, 1 << 20, true},
@@ -205,9 +182,9 @@ private Q_SLOTS:
             {"RIFF", large, 100 << 20, false},
             {bmp(16384, 16384, 8, 1), large, 1 << 16, false},
         };
-        for (const Case& c : cases) {
-            const bool isAccepted = Check::canBeReduced(padded(c.header, c.bytes), c.size);
-            QVERIFY2(isAccepted == c.isAccepted, c.header.toPercentEncoding());
+        for (const auto& [header, size, bytes, isAccepted] : cases) {
+            const bool isReducible = Check::canBeReduced(padded(header, bytes), size);
+            QVERIFY2(isReducible == isAccepted, header.toPercentEncoding());
         }
     }
 

@@ -6,8 +6,10 @@
 #include "support/RKTestPictures.h"
 #include "support/RKTimeLimit.h"
 
+#include <QDir>
 #include <QLoggingCategory>
 #include <QPainter>
+#include <QStringEncoder>
 #include <QSvgRenderer>
 #include <QTemporaryDir>
 #include <QtEndian>
@@ -74,10 +76,14 @@ QByteArray times(const QByteArray& text, qint64 count)
 
 QByteArray utf16(const QByteArray& utf8)
 {
-    QByteArray result("\xff\xfe", 2);
-    for (const QChar character : QString::fromUtf8(utf8))
-        result.append(char(character.unicode() & 0xff)).append(char(character.unicode() >> 8));
-    return result;
+    return QStringEncoder(QStringConverter::Utf16LE, QStringConverter::Flag::WriteBom)
+        .encode(QString::fromUtf8(utf8));
+}
+
+void expectRefusal(const char* reason)
+{
+    QTest::ignoreMessage(
+        QtWarningMsg, qPrintable(QLatin1String("SVG document refused: ") + QLatin1String(reason)));
 }
 
 QByteArray inlineImage(const QByteArray& data, const QByteArray& type = "image/png")
@@ -106,28 +112,14 @@ private Q_SLOTS:
     void harmlessDocumentsLookTheSame()
     {
         const QByteArray png = RKTestPictures::encoded(RKTestPictures::quadrants({16, 16}), "PNG");
-        const QByteArrayList documents{// Styles and references.
-            document("<style type='text/css'><![CDATA[.a>.b{fill:#00f} .a{fill:url(#g)}]]></style>"
-                     "<linearGradient id='g'><stop stop-color='red'/></linearGradient>"
-                     "<linearGradient id='h' xlink:href='#g'/><g class='a'><rect width='30' "
-                     "height='30'/><rect class='b' x='30' width='9' height='9'/></g>"
-                     "<defs><rect id='r' width='20' height='20'/></defs><use xlink:href='#r' "
-                     "fill='url(#h)'/><use href='#r' x='30' style='fill:url(#h)'/>"
-                     "<g fill='lime'><rect y='40' width='9' height='9' inkscape:label='x' "
-                     "fill='url(other.svg#a) red'/></g>"),
-            // Spaces in text.
-            document("<text y='20' xml:space='preserve'>a  b <tspan> c </tspan>\n d</text>"
-                     "<text y='40'>a  b <tspan> c </tspan><!-- no text -->  d &lt;&amp;&#233;"
-                     "<![CDATA[ <x> ]]></text>"),
-            // A prefix, and the defaults of a document type.
-            "<!DOCTYPE s:svg [<!ATTLIST s:rect fill CDATA '#00ff00'>]><s:svg xmlns:s="
-            "'http://www.w3.org/2000/svg' width='60' height='60'><s:rect width='30' height='30' "
-            "s:x='1'/></s:svg>",
-            "<?xml version='1.0' encoding='ISO-8859-1'?>" + document("<text y='30'>\xe4</text>"),
-            utf16("<?xml version='1.0' encoding='UTF-16'?>"
-                + document("<text y='30'>\xc3\xa4</text>")),
+        QByteArrayList documents{utf16("<?xml version='1.0' encoding='UTF-16'?>"
+                                     + document("<text y='30'>\xc3\xa4</text>")),
             document(inlineImage(document(kRedSquare), "image/svg+xml") + inlineImage(png))};
-        for (const QByteArray& svg : documents) {
+        const QDir folder(QStringLiteral(RK_TEST_DATA "/svg"));
+        for (const QString& name : folder.entryList(QDir::Files))
+            documents.append(RKTestPictures::read(folder.filePath(name)));
+        QVERIFY(documents.size() > 2);
+        for (const QByteArray& svg : std::as_const(documents)) {
             const QImage expected = rendered(svg);
             QVERIFY(!expected.isNull());
             QCOMPARE(rendered(RKSvgSanitizer::sanitized(svg)), expected);
@@ -193,17 +185,13 @@ private Q_SLOTS:
 
     void styleSheetsKeepAllButOutsideReferences()
     {
-        struct Case
-        {
-            const char* css;
-            const char* expected = nullptr; // null for no change
-        };
-
-        constexpr Case kCases[] = {
-            {"a { fill : url( #b ) } /* url(x) */ .c::before { content: 'url(x)' \"\\\"url(x)\" }"},
-            {"a{fill:url('#b');mask:url(data:image/png;base64,AA==)}"},
-            {"@media print{a{x:curl(x)}} @important{x:url-x(y)}"},
-            {"\\"},
+        // Null for no change.
+        constexpr std::pair<const char*, const char*> kCases[] = {
+            {"a { fill : url( #b ) } /* url(x) */ .c::before { content: 'url(x)' \"\\\"url(x)\" }",
+                nullptr},
+            {"a{fill:url('#b');mask:url(data:image/png;base64,AA==)}", nullptr},
+            {"@media print{a{x:curl(x)}} @important{x:url-x(y)}", nullptr},
+            {"\\", nullptr},
             {"a{b:uRl( \"x)\" ) c}", "a{b:url(#) c}"},
             {"a{b:\\75 r\\00006C(x)}", "a{b:url(#)}"},
             {"a{b:\\url(x)}", "a{b:url(#)}"},
@@ -214,9 +202,9 @@ private Q_SLOTS:
             {"@IMPORT url(a;b) screen;c{}", "c{}"},
             {"@\\69mport \"a\"", ""},
         };
-        for (const Case& c : kCases) {
-            QCOMPARE(RKCssReferences::withoutExternal(QString::fromLatin1(c.css)),
-                QString::fromLatin1(c.expected ? c.expected : c.css));
+        for (const auto& [css, expected] : kCases) {
+            QCOMPARE(RKCssReferences::withoutExternal(QString::fromLatin1(css)),
+                QString::fromLatin1(expected ? expected : css));
         }
     }
 
@@ -260,8 +248,7 @@ private Q_SLOTS:
                 {inlineImage(head + "7000'>" + square.repeated(50) + "</svg>"),
                     "painting a drawing inside it takes too long"}})
         {
-            QTest::ignoreMessage(QtWarningMsg,
-                qPrintable(QLatin1String("SVG document refused: ") + QLatin1String(reason)));
+            expectRefusal(reason);
             QCOMPARE(kept(images), 0);
         }
     }
@@ -310,8 +297,7 @@ private Q_SLOTS:
         };
         for (const Case& c : cases) {
             if (!c.isAccepted)
-                QTest::ignoreMessage(
-                    QtWarningMsg, "SVG document refused: painting it takes too long");
+                expectRefusal("painting it takes too long");
             QCOMPARE(!RKDrawable(document(c.content)).isNull(), c.isAccepted);
         }
     }
@@ -340,8 +326,7 @@ private Q_SLOTS:
                 return begin + times(unit, n) + times(endOfUnit, n) + end;
             };
             QVERIFY2(!RKSvgSanitizer::sanitized(make(most)).isEmpty(), reason);
-            QTest::ignoreMessage(QtWarningMsg,
-                qPrintable(QLatin1String("SVG document refused: ") + QLatin1String(reason)));
+            expectRefusal(reason);
             QVERIFY2(RKSvgSanitizer::sanitized(make(most + 1)).isEmpty(), reason);
         };
         using S = RKSvgSanitizer;
@@ -414,10 +399,8 @@ private Q_SLOTS:
                 "too many attributes"},
         };
         for (const Case& c : cases) {
-            if (c.reason) {
-                QTest::ignoreMessage(QtWarningMsg,
-                    qPrintable(QLatin1String("SVG document refused: ") + QLatin1String(c.reason)));
-            }
+            if (c.reason)
+                expectRefusal(c.reason);
             const qint64 start = RKTimeLimit::worked();
             QVERIFY2(RKSvgSanitizer::sanitized(c.svg).isEmpty(), c.svg.left(80));
             QVERIFY2(RKTimeLimit::worked(start) < kSoon, c.svg.left(80));
