@@ -1,9 +1,11 @@
-// Reads the metadata of an image in memory, and all that can be asked of them.
+// Reads the metadata of an image in memory, and all that can be asked of it; what a save makes of
+// it has to be readable.
 #include "Fuzzing.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 
+#include <QBuffer>
 #include <QImage>
 
 namespace {
@@ -39,6 +41,14 @@ void readAll(const RKExiv2Wrapper& wrapper)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    readAll(RKExiv2Wrapper(quietInput(data, size)));
+    const QByteArray file = quietInput(data, size);
+    RKExiv2Wrapper wrapper(file);
+    readAll(wrapper);
+    QBuffer buffer;
+    buffer.setData(file);
+    wrapper.setAdobeRating(4);
+    if (wrapper.save(&buffer)
+        && RKExiv2Wrapper(buffer.data()).unrotatedSize() != wrapper.unrotatedSize())
+        qFatal("the size has changed");
     return 0;
 }

@@ -1,4 +1,7 @@
-// Runs a fuzz target over files, without a fuzzing engine: ctest replays corpora and past findings.
+// Runs a fuzz target over files, without a fuzzing engine: ctest replays corpora, past findings and
+// samples. Each has to be done within some seconds of work, and all in little memory.
+#include "support/RKProcessCost.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -10,7 +13,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int main(int argc, char** argv)
 {
+    constexpr qint64 kMaxWork = RKTimeLimit::milliseconds(5000);
+    constexpr qint64 kMaxMebibytes = 512 * RKTimeLimit::kSanitizerFactor;
     int count = 0;
+    bool areCheap = true;
     for (int i = 1; i < argc; ++i) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i])) {
             if (!entry.is_regular_file())
@@ -18,10 +24,17 @@ int main(int argc, char** argv)
             std::ifstream file(entry.path(), std::ios::binary);
             const std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
             std::printf("%s\n", entry.path().c_str());
+            const qint64 start = RKTimeLimit::worked();
             LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+            const qint64 work = RKTimeLimit::worked(start);
+            const qint64 mebibytes = RKProcessCost::peakMebibytes();
+            if (work > kMaxWork || mebibytes > kMaxMebibytes) {
+                std::printf("took %lld ms and %lld MiB\n", work, mebibytes);
+                areCheap = false;
+            }
             ++count;
         }
     }
     std::printf("%d inputs\n", count);
-    return count == 0;
+    return count > 0 && areCheap ? 0 : 1;
 }

@@ -9,6 +9,7 @@
 #include <QBuffer>
 #include <QFileInfo>
 #include <QImage>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <utility>
@@ -119,36 +120,22 @@ const QList<Edit>& edits()
     return list;
 }
 
-// Places in the file, and what follows from others.
-constexpr const char* kStructural[] = {"Exif.Image.ExifTag",
-    "Exif.Image.GPSTag",
-    "Exif.Image.IPTCNAA",
-    "Exif.Image.XMLPacket",
-    "Exif.Image.ImageResources",
-    "Exif.Image.InterColorProfile",
-    "Exif.Image.SubIFDs",
-    "Exif.Photo.InteroperabilityTag",
-    "Exif.Photo.MakerNote",
-    "Exif.MakerNote.Offset",
-    "Exif.MakerNote.ByteOrder",
-    "Iptc.Envelope.CharacterSet",
-    "Iptc.Application2.RecordVersion"};
-
-bool isPlace(const QString& key)
-{
-    return key.endsWith(QLatin1String("Offsets"))
-        || key.contains(QLatin1String("JPEGInterchangeFormat"));
-}
-
 /// The metadata whose keys begin with none of the owned.
 QHash<QString, QString> others(const RKMetaData& data, const QList<const char*>& owned)
 {
+    // Places in the file, and what follows from others.
+    static const QRegularExpression structural(
+        QStringLiteral("Offsets$|JPEGInterchangeFormat|^Exif\\.MakerNote\\.(Offset|ByteOrder)"
+                       "|^Exif\\.Image\\.(ExifTag|GPSTag|IPTCNAA|XMLPacket|ImageResources)"
+                       "|^Exif\\.Image\\.(InterColorProfile|SubIFDs)"
+                       "|^Exif\\.Photo\\.(InteroperabilityTag|MakerNote)"
+                       "|^Iptc\\.(Envelope\\.CharacterSet|Application2\\.RecordVersion)"));
     QHash<QString, QString> found = data.allData();
     found.removeIf([&owned](const auto& datum) {
-        const auto begins
-            = [&](const char* start) { return datum.key().startsWith(QLatin1String(start)); };
-        return isPlace(datum.key()) || std::any_of(owned.begin(), owned.end(), begins)
-            || std::any_of(std::begin(kStructural), std::end(kStructural), begins);
+        return datum.key().contains(structural)
+            || std::any_of(owned.begin(), owned.end(), [&](const char* start) {
+                   return datum.key().startsWith(QLatin1String(start));
+               });
     });
     return found;
 }

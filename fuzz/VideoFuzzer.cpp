@@ -13,8 +13,11 @@ template <typename Bridge>
 void readAll(const QString& path)
 {
     Bridge bridge(path);
-    for (const long long frame : {1LL, 0LL, 2LL, 40LL, 7LL, 2147483647LL, 3LL})
-        bridge.decodeFrame(frame);
+    for (const long long frame : {1LL, 0LL, 2LL, 40LL, 7LL, 2147483647LL, 3LL}) {
+        const QImage image = bridge.decodeFrame(frame);
+        if (!image.isNull() && image.size() != bridge.videoSize())
+            qFatal("a frame of another size");
+    }
     bridge.reopenFile();
     bridge.decodeFrame(0);
 }

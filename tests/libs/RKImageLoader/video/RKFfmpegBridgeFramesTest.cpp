@@ -12,6 +12,7 @@
 #include <memory>
 
 using namespace RKTestClips;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -113,8 +114,7 @@ std::atomic<int> seeks = 0;
 
 void countSeeks(QtMsgType, const QMessageLogContext& context, const QString& message)
 {
-    seeks += qstrcmp(context.category, "rk.ffmpeg") == 0
-        && message.startsWith(QStringLiteral("seek to"));
+    seeks += qstrcmp(context.category, "rk.ffmpeg") == 0 && message.startsWith(u"seek to"_s);
 }
 
 class SeekCounter
@@ -123,14 +123,13 @@ public:
     SeekCounter()
         : m_previousHandler(qInstallMessageHandler(countSeeks))
     {
-        QLoggingCategory::setFilterRules(
-            QStringLiteral("default.debug=false\nrk.ffmpeg.debug=true"));
+        QLoggingCategory::setFilterRules(u"default.debug=false\nrk.ffmpeg.debug=true"_s);
     }
 
     ~SeekCounter()
     {
         qInstallMessageHandler(m_previousHandler);
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
     }
 
     Q_DISABLE_COPY_MOVE(SeekCounter)
@@ -151,7 +150,7 @@ private Q_SLOTS:
     {
         if (!canEncode())
             QSKIP("the ffmpeg tool is missing");
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
     }
 
     void theFrameAskedForIsGiven_data()
@@ -186,66 +185,46 @@ private Q_SLOTS:
             compareInOrderWithSought(*used, row.clip.frames);
     }
 
-    void stepsForwardSeekOverKeyFrames_data()
-    {
-        QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<QByteArray>("options");
-        QTest::addColumn<int>("step");
-        QTest::addColumn<int>("expectedSeeks");
-        QTest::newRow("every frame") << QByteArray("1.mp4") << QByteArray("-g 1 -bf 0") << 1 << 0;
-        // The decoder's threads have not reached the frame after next yet.
-        QTest::newRow("only key frames")
-            << QByteArray("1.mp4") << QByteArray("-g 1 -bf 0") << 20 << 7;
-        QTest::newRow("short groups") << QByteArray("12.mkv") << QByteArray("-g 12") << 50 << 2;
-        QTest::newRow("one group") << QByteArray("250.mp4") << QByteArray("-g 250") << 50 << 0;
-        QTest::newRow("one group, farther")
-            << QByteArray("250.mp4") << QByteArray("-g 250") << 140 << 0;
-    }
-
     void stepsForwardSeekOverKeyFrames() const
     {
-        QFETCH(QByteArray, name);
-        QFETCH(QByteArray, options);
-        QFETCH(int, step);
-        QFETCH(int, expectedSeeks);
-        RKFfmpegBridge bridge(make({.name = name, .options = options}, m_folder.path()));
-        const SeekCounter counter;
-        bridge.decodeFrame(0);
-        seeks = 0;
-        for (int n = step; n < 150; n += step)
-            QCOMPARE(number(bridge.decodeFrame(n)), n);
-        QCOMPARE(seeks.load(), expectedSeeks);
-    }
-
-    void missingFramesAreSearchedForOnce_data()
-    {
-        QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<QByteArray>("options");
-        QTest::addColumn<int>("mostSeeks");
-        QTest::newRow("cut off") << QByteArray("cut.mp4") << QByteArray("-g 25 -movflags faststart")
-                                 << 2;
-        QTest::newRow("cut off, long groups")
-            << QByteArray("cut.mpg") << QByteArray("-g 250 -f mpegts") << 9;
+        // The file, its options, the step and the number of seeks.
+        constexpr std::tuple<const char*, const char*, int, int> kSteps[]
+            = {{"1.mp4", "-g 1 -bf 0", 1, 0},
+                // The decoder's threads have not reached the frame after next yet.
+                {"1.mp4", "-g 1 -bf 0", 20, 7},
+                {"12.mkv", "-g 12", 50, 2},
+                {"250.mp4", "-g 250", 50, 0},
+                {"250.mp4", "-g 250", 140, 0}};
+        for (const auto& [name, options, step, expectedSeeks] : kSteps) {
+            RKFfmpegBridge bridge(make({.name = name, .options = options}, m_folder.path()));
+            const SeekCounter counter;
+            bridge.decodeFrame(0);
+            seeks = 0;
+            for (int n = step; n < 150; n += step)
+                QCOMPARE(number(bridge.decodeFrame(n)), n);
+            QCOMPARE(seeks.load(), expectedSeeks);
+        }
     }
 
     void missingFramesAreSearchedForOnce() const
     {
-        QFETCH(QByteArray, name);
-        QFETCH(QByteArray, options);
-        QFETCH(int, mostSeeks);
-        const QString path
-            = make({.name = name, .options = options, .frames = 1000}, m_folder.path());
-        const QByteArray bytes = RKTestPictures::read(path);
-        RKTestPictures::write(path, bytes.first(bytes.size() / 2));
-        RKFfmpegBridge bridge(path);
-        const SeekCounter counter;
-        seeks = 0;
-        QVERIFY(bridge.decodeFrame(900).isNull());
-        QVERIFY2(seeks <= mostSeeks, qPrintable(QString::number(seeks)));
-        seeks = 0;
-        QVERIFY(bridge.decodeFrame(1000000).isNull() && bridge.decodeFrame(901).isNull());
-        QCOMPARE(seeks.load(), 0);
-        QCOMPARE(number(bridge.decodeFrame(430)), 430);
+        constexpr std::tuple<const char*, const char*, int> kCut[]
+            = {{"cut.mp4", "-g 25 -movflags faststart", 2}, {"cut.mpg", "-g 250 -f mpegts", 9}};
+        for (const auto& [name, options, mostSeeks] : kCut) {
+            const QString path
+                = make({.name = name, .options = options, .frames = 1000}, m_folder.path());
+            const QByteArray bytes = RKTestPictures::read(path);
+            RKTestPictures::write(path, bytes.first(bytes.size() / 2));
+            RKFfmpegBridge bridge(path);
+            const SeekCounter counter;
+            seeks = 0;
+            QVERIFY(bridge.decodeFrame(900).isNull());
+            QVERIFY2(seeks <= mostSeeks, qPrintable(QString::number(seeks)));
+            seeks = 0;
+            QVERIFY(bridge.decodeFrame(1000000).isNull() && bridge.decodeFrame(901).isNull());
+            QCOMPARE(seeks.load(), 0);
+            QCOMPARE(number(bridge.decodeFrame(430)), 430);
+        }
     }
 
 private:

@@ -1,6 +1,6 @@
 #include "RKImageLoader/video/RKFramesPerSecond.h"
 
-#include <QTest>
+#include "support/RKQuietTest.h"
 
 #include <limits>
 
@@ -8,7 +8,7 @@ using namespace Qt::StringLiterals;
 
 using Rate = RKFramesPerSecond;
 
-class RKFramesPerSecondTest : public QObject
+class RKFramesPerSecondTest : public RKQuietTest
 {
     Q_OBJECT
 

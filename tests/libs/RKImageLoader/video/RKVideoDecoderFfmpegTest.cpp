@@ -9,12 +9,13 @@
 #include <QTest>
 
 using namespace RKTestClips;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 qsizetype openFiles()
 {
-    return QDir(QStringLiteral("/dev/fd")).entryList(QDir::Files | QDir::System).size();
+    return QDir(u"/dev/fd"_s).entryList(QDir::Files | QDir::System).size();
 }
 
 } // namespace
@@ -30,7 +31,7 @@ private Q_SLOTS:
         if (!canEncode())
             QSKIP("the ffmpeg tool is missing");
         // Every file opened is described there.
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
         m_clip = make({.name = "clip.mp4",
                           .options = "-metadata creation_time=2021-07-04T13:45:10 -movflags "
                                      "+use_metadata_tags -metadata "
@@ -66,18 +67,17 @@ private Q_SLOTS:
         const RKMetaData metaData = decoder.metaData(at(m_clip, 12));
         QCOMPARE(metaData.unrotatedSize(), kSize);
         QCOMPARE(metaData.pictureTaken(), QDateTime(QDate(2021, 7, 4), QTime(13, 45, 10)));
-        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), QStringLiteral("iPhone"));
-        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), QStringLiteral("12"));
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), u"iPhone"_s);
+        QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), u"12"_s);
         QCOMPARE(metaData.read(RKMetaDataFieldEnum::originalFilename), m_clip);
-        QVERIFY(!decoder.metaData(at(m_single))
-                     .allData()
-                     .contains(QStringLiteral("Exif.Photo.DateTimeOriginal")));
+        QVERIFY(
+            !decoder.metaData(at(m_single)).allData().contains(u"Exif.Photo.DateTimeOriginal"_s));
     }
 
     void filesThatCannotBeOpenedAreTriedAgain()
     {
         const RKVideoDecoderFfmpeg decoder;
-        const QString late = m_folder.filePath(QStringLiteral("late.mp4"));
+        const QString late = m_folder.filePath(u"late.mp4"_s);
         QVERIFY(decoder.decode(at(late), QSize()).isNull());
         QCOMPARE(decoder.durationInMS(at(late)), -1);
         QVERIFY(QFile::copy(m_clip, late));
@@ -87,7 +87,7 @@ private Q_SLOTS:
     void aFreedFileIsReadAnew()
     {
         const RKVideoDecoderFfmpeg decoder;
-        const QString file = m_folder.filePath(QStringLiteral("replaced.mkv"));
+        const QString file = m_folder.filePath(u"replaced.mkv"_s);
         QVERIFY(QFile::copy(m_clip, file));
         QCOMPARE(decoder.durationInMS(at(file)), 2000);
         QVERIFY(QFile::remove(file) && QFile::copy(m_single, file));
@@ -104,7 +104,7 @@ private Q_SLOTS:
         const RKVideoDecoderFfmpeg decoder;
         const qsizetype before = openFiles();
         for (int i = 1; i <= 70; ++i) {
-            const QString link = links.filePath(QStringLiteral("%1.mkv").arg(i));
+            const QString link = links.filePath(u"%1.mkv"_s.arg(i));
             QVERIFY(QFile::link(m_single, link));
             QCOMPARE(decoder.size(at(link)), kSize);
             QCOMPARE(openFiles() - before, std::min(i, 50));
@@ -116,21 +116,20 @@ private Q_SLOTS:
     void theLeastRecentlyUsedFilesAreClosedForMemory()
     {
         // Between 350 and 450 MB by the estimate, so that two are too much.
-        const QString large = m_folder.filePath(QStringLiteral("large.mp4"));
-        ffmpeg(words(QStringLiteral("-f lavfi -i color=c=gray:s=6144x3456:d=0.04 -c:v mjpeg"))
-            << large);
+        const QString large = m_folder.filePath(u"large.mp4"_s);
+        ffmpeg(words(u"-f lavfi -i color=c=gray:s=6144x3456:d=0.04 -c:v mjpeg"_s) << large);
         const RKVideoDecoderFfmpeg decoder;
         const qsizetype before = openFiles();
         decoder.size(at(m_clip));
         decoder.size(at(large));
         decoder.size(at(m_clip));
         QCOMPARE(openFiles() - before, 2);
-        const QString second = m_folder.filePath(QStringLiteral("second.mp4"));
+        const QString second = m_folder.filePath(u"second.mp4"_s);
         QVERIFY(QFile::link(large, second));
         decoder.size(at(second));
         QCOMPARE(openFiles() - before, 2);
         // The small one was used after the first large one.
-        QVERIFY(QFile::remove(m_folder.filePath(QStringLiteral("large.mp4"))));
+        QVERIFY(QFile::remove(m_folder.filePath(u"large.mp4"_s)));
         QCOMPARE(decoder.size(at(large)), QSize());
     }
 

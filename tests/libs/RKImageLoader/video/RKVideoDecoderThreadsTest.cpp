@@ -1,14 +1,15 @@
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 #include "RKImageLoader/video/RKVideoDecoderFfmpeg.h"
 #include "support/RKTestClips.h"
+#include "support/RKTestThreads.h"
 
 #include <QLoggingCategory>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <atomic>
-#include <thread>
-#include <vector>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -20,15 +21,10 @@ template <typename Work>
 int countOnThreads(int requests, const Work& work)
 {
     std::atomic<int> good = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < requests; ++i)
-                good += work(t, i);
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    RKTestThreads::run(kThreads, [&](int t) {
+        for (int i = 0; i < requests; ++i)
+            good += work(t, i);
+    });
     return good;
 }
 
@@ -45,7 +41,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
     }
 
     void oneBridgeServesSeveralThreads()
@@ -68,7 +64,7 @@ private Q_SLOTS:
         // frames, the other must get through its requests; if it had to wait for each, it would
         // see a frame given between any two of them.
         const QTemporaryDir folder;
-        const QString slow = folder.filePath(QStringLiteral("slow.mts"));
+        const QString slow = folder.filePath(u"slow.mts"_s);
         QVERIFY(QFile::link(kClip, slow));
         const RKVideoDecoderFfmpeg decoder;
         const RKMediaDescriptor other{QFileInfo(kClip)};
@@ -105,7 +101,7 @@ private Q_SLOTS:
         // Decoded by the bridge that only goes forwards.
         QStringList links;
         for (int t = 0; t < kThreads; ++t) {
-            links << folder.filePath(QStringLiteral("%1.mts").arg(t));
+            links << folder.filePath(u"%1.mts"_s.arg(t));
             QVERIFY(QFile::link(kClip, links.last()));
         }
         const RKVideoDecoderFfmpeg decoder;

@@ -1,13 +1,14 @@
 #include "RKImageLoader/video/RKVideoFrameIndexList.h"
 
+#include "support/RKQuietTest.h"
+
 #include <QDomDocument>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 
 using List = RKVideoFrameIndexList;
 
-class RKVideoFrameIndexListTest : public QObject
+class RKVideoFrameIndexListTest : public RKQuietTest
 {
     Q_OBJECT
 
