@@ -7,6 +7,7 @@ Both start from the pixels as decoded. Profiles of inks get the separation of th
 the decoder has given up the real inks. Exits 77 where the folder or ImageMagick is missing.
 """
 import array
+import json
 import pathlib
 import shutil
 import struct
@@ -17,24 +18,9 @@ import tempfile
 SKIPPED = 77
 # 255ths: largest and mean difference allowed. Tables are interpolated in different ways.
 MATRIX, TABLE = (1, 0.05), (9, 0.3)
-# Profiles that Exif tags hold or stand for, which ImageMagick doesn't see.
-EXIF_PROFILES = {
-    "synth_exif_intercolorprofile.jpg": "DisplayP3-v4.icc",
-    "synth_interop_R03.jpg": "compatibleWithAdobeRGB1998.icc",
-}
-# What stays as it is, and why.
-UNCHANGED = {
-    "16-bit-grey-alpha.png": "grey profile",
-    "concert_gray_gamma22.jpg": "grey profile",
-    "exif-empty-icc-profile.jpeg": "no profile",
-    "exif-jfif-app13-app14ycck-3channel.jpg": "no profile",
-    "grayscale-icc.jpg": "grey profile",
-    "Iceland-sRGB.jpg": "no profile",
-    "pil_sample_cmyk.jpg": "no profile",
-    "prophoto_1x1.png": "too small for a picture",
-    "synth_gray_icc_on_rgb.jpg": "grey profile",
-    "synth_truncated_icc.jpg": "cut profile",
-}
+# Profiles that ImageMagick doesn't see, and what stays as it is.
+EXIF_PROFILES, UNCHANGED = (group["files"] for group in json.loads(
+    pathlib.Path(__file__).with_suffix(".json").read_text(encoding="utf-8")).values())
 
 
 def has_tables(profile):
