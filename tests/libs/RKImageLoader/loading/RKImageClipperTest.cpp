@@ -17,18 +17,10 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double kHuge = std::numeric_limits<double>::max();
 
-QRgb colorOfTile(int column, int row)
-{
-    return qRgb(20 + 7 * column, 20 + 11 * row, (column * 37 + row * 59) % 256);
-}
-
 // 30 x 20 tiles of 10 x 10 pixels, each of a colour of its own.
 QImage tiles()
 {
-    QImage image(30, 20, QImage::Format_RGB32);
-    for (int i = 0; i < 600; ++i)
-        image.setPixel(i % 30, i / 30, colorOfTile(i % 30, i / 30));
-    return image.scaled(300, 200);
+    return RKTestPictures::numbered(30, 20).scaled(300, 200);
 }
 
 RKDrawable tilesAsVector()
@@ -111,7 +103,8 @@ private Q_SLOTS:
             QCOMPARE(clip.hasAlphaChannel(), drawable.isVector());
             for (int i = 0; i < 96; ++i) {
                 const QPoint middle((i % 12 * 2 + 1) * 236 / 24, (i / 12 * 2 + 1) * 157 / 16);
-                QCOMPARE(clip.pixel(middle), colorOfTile(7 + i % 12, 3 + i / 12));
+                const QPoint tileBelow(7 + i % 12, 3 + i / 12);
+                QCOMPARE(clip.pixel(middle), RKTestPictures::numbered(30, 20).pixel(tileBelow));
             }
         }
     }
