@@ -326,41 +326,40 @@ private Q_SLOTS:
         QVERIFY(!isThumbnail(read(gridWithThumbnail({irot(2)}, false).bytes(), {64, 30})));
     }
 
-    void hostileFilesAreRefused_data()
+    void hostileFilesAreRefused()
     {
-        QTest::addColumn<QByteArray>("file");
-        const auto add
-            = [](const char* name, const File& file) { QTest::newRow(name) << file.bytes(); };
-
+        const auto check = [](const char* name, const File& hostile) {
+            QVERIFY2(isRefused(hostile.bytes()), name);
+        };
         File file = withProperties({});
         file.primary = 7;
-        add("no primary", file);
+        check("no primary", file);
         file = withProperties({});
         file.shift = 100'000;
-        add("data outside", file);
-        add("aperture", withProperties({fractions({INT_MAX, INT_MAX - 1, 64, 1, 0, 1, 0, 1})}));
+        check("data outside", file);
+        check("aperture", withProperties({fractions({INT_MAX, INT_MAX - 1, 64, 1, 0, 1, 0, 1})}));
         file = withProperties({});
         file.items[1].properties[1] = stated(20000, 20000);
-        add("pixels", file);
+        check("pixels", file);
         file.items[1].properties[1] = {};
-        add("no size", file);
+        check("no size", file);
         // Pictures after pictures, each of which would be decoded.
         file = withProperties({});
         file.items[1].data = tile().data.repeated(50);
-        add("many pictures", file);
+        check("many pictures", file);
 
         const File::Item derived{"iden", {}, {stated(128, 64)}};
         file = {};
         file.items = {{1, derived}, {2, derived}};
         file.references = {{"dimg", 1, {2}}, {"dimg", 2, {1}}};
-        add("circle", file);
+        check("circle", file);
         file = {};
         for (quint64 id = 1; id < 60; ++id) {
             file.items[id] = derived;
             file.references << File::Reference{"dimg", id, {id + 1}};
         }
         file.items[60] = tile();
-        add("deep", file);
+        check("deep", file);
 
         // Five times 64 overlays of one another.
         file = {};
@@ -372,32 +371,22 @@ private Q_SLOTS:
         }
         file.items[6] = tile();
         file.items[6].properties[1] = stated(64, 1);
-        add("overlays of overlays", file);
+        check("overlays of overlays", file);
 
         file = gridWithThumbnail();
         file.references[0].to.last() = 99;
-        add("tile unknown", file);
+        check("tile unknown", file);
         file = gridWithThumbnail();
         file.items[1].data = grid(2, 2, 20000, 20000);
-        add("large grid", file);
+        check("large grid", file);
         file.items[1].data = grid(2, 2, 128, 64);
-        add("superfluous tiles", file);
+        check("superfluous tiles", file);
         file.items[1].data = grid(2, 2, 257, 120);
-        add("gap between tiles", file);
+        check("gap between tiles", file);
         file = gridWithThumbnail();
         file.items[4] = {"hvc1", tile().data, {tile().properties[0], stated(120, 64)}};
         file.references[0].to = {2, 2, 2, 4};
-        add("unequal tiles", file);
-    }
-
-    void hostileFilesAreRefused()
-    {
-        QFETCH(QByteArray, file);
-        QElapsedTimer timer;
-        timer.start();
-        QVERIFY(read(file).isNull());
-        QVERIFY(!size(file).isValid());
-        QVERIFY(timer.elapsed() < RKTimeLimit::milliseconds(kSoon));
+        check("unequal tiles", file);
     }
 
     void cutFilesAreRefused()

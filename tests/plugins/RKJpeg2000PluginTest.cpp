@@ -89,44 +89,25 @@ private Q_SLOTS:
             QVERIFY(difference(small.copy(middle), expected.copy(middle)) <= 2);
     }
 
-    void hostileFilesAreRefused_data()
+    void hostileFilesAreRefused()
     {
-        QTest::addColumn<QByteArray>("file");
-
-        struct Change
+        // From the marker on: the size (ITU-T T.800, A.5.1), then the coding (A.6.1).
+        for (const auto& [what, offset, bytes] : {std::tuple("width", 6, "7fffffff"),
+                 {"pixels", 6, "0000700000007000"},
+                 {"no tiles", 22, "0000000000000000"},
+                 {"components", 38, "4000"}})
         {
-            const char* name;
-            qsizetype offset; // from the marker
-            const char* bytes;
-        };
-
-        // The size (ITU-T T.800, A.5.1), then the coding (A.6.1).
-        for (const Change& change : {Change{"width", 6, "7fffffff"},
-                 Change{"pixels", 6, "0000700000007000"},
-                 Change{"no tiles", 22, "0000000000000000"},
-                 Change{"components", 38, "4000"}})
-        {
-            QByteArray changed = fixture("rgb.j2k");
-            const QByteArray bytes = QByteArray::fromHex(change.bytes);
-            QTest::newRow(change.name) << changed.replace(
-                changed.indexOf("\xff\x51") + change.offset, bytes.size(), bytes);
+            QByteArray file = fixture("rgb.j2k");
+            const QByteArray changed = QByteArray::fromHex(bytes);
+            file.replace(file.indexOf("\xff\x51") + offset, changed.size(), changed);
+            QVERIFY2(isRefused(file), what);
         }
         // Many layers of many precincts.
         QByteArray file = fixture("grey-1600.j2k");
         const qsizetype coding = file.indexOf("\xff\x52");
         file.insert(coding + 14, QByteArray(6, '\x44'));
         file.replace(coding + 2, 3, QByteArray::fromHex("001201"));
-        QTest::newRow("packets") << file.replace(coding + 6, 2, "\xff\xff");
-    }
-
-    void hostileFilesAreRefused()
-    {
-        QFETCH(QByteArray, file);
-        QElapsedTimer timer;
-        timer.start();
-        QVERIFY(!size(file).isValid());
-        QVERIFY(read(file).isNull());
-        QVERIFY(timer.elapsed() < RKTimeLimit::milliseconds(kSoon));
+        QVERIFY(isRefused(file.replace(coding + 6, 2, "\xff\xff")));
     }
 
     void cutFilesAreRefused()

@@ -38,6 +38,15 @@ inline QSize size(const QByteArray& file)
     return QImageReader(&buffer).size();
 }
 
+/// The file is neither measured nor read, and soon left.
+inline bool isRefused(const QByteArray& file)
+{
+    QElapsedTimer timer;
+    timer.start();
+    return !size(file).isValid() && read(file).isNull()
+        && timer.elapsed() < RKTimeLimit::milliseconds(kSoon);
+}
+
 /// Every beginning of the file is refused, and soon.
 inline bool areBeginningsRefused(const QByteArray& file, qsizetype end)
 {

@@ -118,39 +118,32 @@ private Q_SLOTS:
         const QRectF storedFace(0.125, 0.25, 0.25, 0.125);
         const QRectF uprightFace(0.625, 0.125, 0.125, 0.25);
 
-        struct
-        {
-            const char* options;
-            QSize size;
-            int orientation;
-            bool isAdobeRgb;
-            QSize thumbnail;
-            QRectF face;
-        } const cases[]{{"", {200, 400}, 0, false, {0, 0}, {}},
+        using Case = std::tuple<const char*, QSize, int, bool, QSize, QRectF>;
+        const Case cases[]{{"", {200, 400}, 0, false, {0, 0}, {}},
             {"--keep-metadata", {200, 400}, 1, false, {60, 120}, uprightFace},
             {"--keep-metadata --size 200x200", {100, 200}, 1, false, {60, 120}, uprightFace},
             {"--keep-metadata --no-rotate", {400, 200}, 6, false, {160, 80}, storedFace},
             {"--keep-metadata --no-color", {200, 400}, 1, true, {60, 120}, uprightFace}};
 
         write(u"photo.jpg"_s, photograph());
-        for (const auto& item : cases) {
-            QCOMPARE(exitCodeOf(QByteArray("convert photo.jpg kept.jpg ") + item.options), 0);
+        for (const auto& [options, size, orientation, isAdobeRgb, thumbnail, face] : cases) {
+            QCOMPARE(exitCodeOf(QByteArray("convert photo.jpg kept.jpg ") + options), 0);
             const QImage picture(u"kept.jpg"_s);
-            QCOMPARE(picture.size(), item.size);
-            const bool isUpright = item.orientation != 6;
+            QCOMPARE(picture.size(), size);
+            const bool isUpright = orientation != 6;
             QCOMPARE(isBlue(picture.pixelColor(5, 5)), isUpright);
             const RKMetaData metaData{QFileInfo(u"kept.jpg"_s)};
-            QCOMPARE(int(metaData.imageOrientation()), item.orientation);
-            QCOMPARE(metaData.isAdobeRGB(), item.isAdobeRgb);
-            QCOMPARE(metaData.thumbnail().size(), item.thumbnail);
-            QCOMPARE(metaData.facePositions().facePositions().value(0).rect(), item.face);
-            if (item.orientation == 0)
+            QCOMPARE(int(metaData.imageOrientation()), orientation);
+            QCOMPARE(metaData.isAdobeRGB(), isAdobeRgb);
+            QCOMPARE(metaData.thumbnail().size(), thumbnail);
+            QCOMPARE(metaData.facePositions().facePositions().value(0).rect(), face);
+            if (orientation == 0)
                 continue;
             QCOMPARE(isBlue(metaData.thumbnail().pixelColor(5, 5)), isUpright);
-            QCOMPARE(metaData.regionImageSize(), item.size);
+            QCOMPARE(metaData.regionImageSize(), size);
             const QHash<QString, QString> all = metaData.allData();
-            QCOMPARE(all[u"Exif.Photo.PixelXDimension"_s].toInt(), item.size.width());
-            QCOMPARE(all[u"Exif.Photo.PixelYDimension"_s].toInt(), item.size.height());
+            QCOMPARE(all[u"Exif.Photo.PixelXDimension"_s].toInt(), size.width());
+            QCOMPARE(all[u"Exif.Photo.PixelYDimension"_s].toInt(), size.height());
             QVERIFY(!all.contains(u"Exif.Image.ImageWidth"_s));
         }
     }

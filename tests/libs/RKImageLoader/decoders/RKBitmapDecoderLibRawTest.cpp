@@ -81,14 +81,7 @@ private Q_SLOTS:
 
     void previewIsTakenWhereItIsLargeEnough()
     {
-        struct Case
-        {
-            QSize preview;
-            int orientation;
-            QSize wanted;
-            bool isTaken;
-        };
-
+        using Case = std::tuple<QSize, int, QSize, bool>;
         for (const auto& [preview, orientation, wanted, isTaken] :
             {Case{{48, 32}, 1, {48, 32}, true},
                 Case{{48, 32}, 1, {49, 33}, false},

@@ -45,15 +45,8 @@ private Q_SLOTS:
 
     void resultSizes()
     {
-        struct
-        {
-            QSizeF production;
-            int dpi;
-            QSizeF source;
-            bool isBitmap;
-            bool allowUpscaling;
-            QSizeF expected;
-        } const cases[]{{{1500, 1000}, 300, {3000, 2000}, true, false, {1771.654, 1181.102}},
+        using Case = std::tuple<QSizeF, int, QSizeF, bool, bool, QSizeF>;
+        const Case cases[]{{{1500, 1000}, 300, {3000, 2000}, true, false, {1771.654, 1181.102}},
             {{2600, 900}, 300, {3000, 2000}, true, false, {3000, 2000}},
             {{5000, 4000}, 300, {3000, 2000}, true, true, {5905.512, 4724.409}},
             {{5000, 4000}, 300, {3000, 2000}, false, false, {5905.512, 4724.409}},
@@ -70,11 +63,11 @@ private Q_SLOTS:
             {{kNoNumber, 5000}, 300, {3000, 2000}, false, false, {3000, 2000}},
             {{kHuge / 2, kHuge / 2}, 300, {3000, 2000}, false, false, {32767, 32767}}};
 
-        for (const auto& item : cases) {
+        for (const auto& [production, dpi, source, isBitmap, allowUpscaling, expected] : cases) {
             const QSizeF size = RKImageClipper().calcResultImageSize(
-                item.production, item.dpi, item.source, item.isBitmap, item.allowUpscaling);
-            QVERIFY(qAbs(size.width() - item.expected.width()) < 0.001);
-            QVERIFY(qAbs(size.height() - item.expected.height()) < 0.001);
+                production, dpi, source, isBitmap, allowUpscaling);
+            QVERIFY(qAbs(size.width() - expected.width()) < 0.001);
+            QVERIFY(qAbs(size.height() - expected.height()) < 0.001);
         }
     }
 

@@ -135,66 +135,18 @@ private Q_SLOTS:
         QVERIFY(!RKContentFormat::isReadAs(MEDIA_FORMAT_NEF, MEDIA_FORMAT_JPG));
     }
 
-    void picturesComeUprightInEveryOrientation_data()
-    {
-        QTest::addColumn<bool>("isTurned");
-        QTest::addColumn<bool>("isMeasured");
-        QTest::newRow("jpg") << true << false;
-        QTest::newRow("png") << true << false;
-        // Kept: these two are measured as they are stored, and TIFF pictures are not turned.
-        QTest::newRow("webp") << true << true;
-        QTest::newRow("tiff") << false << true;
-        // Unless the host asks for that.
-        QTest::newRow("tif") << true << false;
-        QTest::newRow("webp upright") << true << false;
-    }
-
     void picturesComeUprightInEveryOrientation()
     {
-        QFETCH(const bool, isTurned);
-        QFETCH(const bool, isMeasured);
-        const QByteArray format = QByteArray(QTest::currentDataTag()).split(' ').first();
-        RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, !isMeasured);
-        const auto restore = qScopeGuard(
-            [] { RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, false); });
-        constexpr QSize kStored(400, 200);
-        // The quadrants as displayed: top left, top right, bottom left, bottom right (Exif 2.32,
-        // 4.6.4).
-        constexpr std::array kDisplayed{
-            "rgbw", "grwb", "wbgr", "bwrg", "rbgw", "brwg", "wgbr", "gwrb"};
-
-        const RKMediaDescriptor file = descriptor(QByteArray("turned." + format).constData());
-        const RKMediaDescriptor copy = descriptor("again.png");
-        for (int orientation = 1; orientation <= 8; ++orientation) {
-            write(file.absoluteFilePath(), encoded(quadrants(kStored), format, 95));
-            loader().invalidateMetaData(file);
-            RKMetaData metaData = loader().copyMetaData(file);
-            metaData.setImageOrientation(RKImageOrientation(orientation));
-            QVERIFY(loader().save(file, metaData));
-
-            const bool isTilted = orientation >= 5;
-            QCOMPARE(int(loader().imageOrientation(file)), orientation);
-            QCOMPARE(loader().imageIsTiltedByMetadata(file), isTilted);
-            QCOMPARE(loader().unrotatedSize(file), kStored);
-            QCOMPARE(loader().size(file), isTilted && !isMeasured ? kStored.transposed() : kStored);
-
-            const QImage upright = loader().bitmap(file, QSize());
-            const QSize displayedSize = isTilted && isTurned ? kStored.transposed() : kStored;
-            QCOMPARE(upright.size(), displayedSize);
-            const QSize wanted(500, 900);
-            QCOMPARE(loader().bitmap(file, wanted).size(),
-                displayedSize.scaled(wanted, Qt::KeepAspectRatio));
-            const QByteArray displayed = kDisplayed[isTurned ? size_t(orientation - 1) : 0];
-            QCOMPARE(quadrantColors(upright), displayed);
-            const QImage clip = RKImageClipper().clipForProduction(
-                file, QRectF({}, displayedSize), displayedSize, 254, false);
-            QCOMPARE(clip.size(), displayedSize);
-            QCOMPARE(quadrantColors(clip), displayed);
-            QVERIFY(loader().save(copy, upright));
-            QCOMPARE(quadrantColors(loader().bitmap(copy, {200, 300})), displayed);
-            QCOMPARE(loader().unrotatedDrawable(file, {300, 100}, RKImageOption()).size(),
-                QSize(200, 100));
-        }
+        checkOrientations("jpg", true, false);
+        checkOrientations("png", true, false);
+        // Kept: these two are measured as they are stored, and TIFF pictures are not turned.
+        checkOrientations("webp", true, true);
+        checkOrientations("tiff", false, true);
+        // Unless the host asks for that.
+        RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
+        checkOrientations("webp", true, false);
+        checkOrientations("tif", true, false);
+        RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, false);
     }
 
     void metadataThatQtKeepsAsTextTurnAPictureOnce()
@@ -371,6 +323,48 @@ private Q_SLOTS:
     }
 
 private:
+    void checkOrientations(const QByteArray& format, bool isTurned, bool isMeasured)
+    {
+        constexpr QSize kStored(400, 200);
+        // The quadrants as displayed: top left, top right, bottom left, bottom right (Exif 2.32,
+        // 4.6.4).
+        constexpr std::array kDisplayed{
+            "rgbw", "grwb", "wbgr", "bwrg", "rbgw", "brwg", "wgbr", "gwrb"};
+
+        const RKMediaDescriptor file = descriptor(QByteArray("turned." + format).constData());
+        const RKMediaDescriptor copy = descriptor("again.png");
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            write(file.absoluteFilePath(), encoded(quadrants(kStored), format, 95));
+            loader().invalidateMetaData(file);
+            RKMetaData metaData = loader().copyMetaData(file);
+            metaData.setImageOrientation(RKImageOrientation(orientation));
+            QVERIFY(loader().save(file, metaData));
+
+            const bool isTilted = orientation >= 5;
+            QCOMPARE(int(loader().imageOrientation(file)), orientation);
+            QCOMPARE(loader().imageIsTiltedByMetadata(file), isTilted);
+            QCOMPARE(loader().unrotatedSize(file), kStored);
+            QCOMPARE(loader().size(file), isTilted && !isMeasured ? kStored.transposed() : kStored);
+
+            const QImage upright = loader().bitmap(file, QSize());
+            const QSize displayedSize = isTilted && isTurned ? kStored.transposed() : kStored;
+            QCOMPARE(upright.size(), displayedSize);
+            const QSize wanted(500, 900);
+            QCOMPARE(loader().bitmap(file, wanted).size(),
+                displayedSize.scaled(wanted, Qt::KeepAspectRatio));
+            const QByteArray displayed = kDisplayed[isTurned ? size_t(orientation - 1) : 0];
+            QCOMPARE(quadrantColors(upright), displayed);
+            const QImage clip = RKImageClipper().clipForProduction(
+                file, QRectF({}, displayedSize), displayedSize, 254, false);
+            QCOMPARE(clip.size(), displayedSize);
+            QCOMPARE(quadrantColors(clip), displayed);
+            QVERIFY(loader().save(copy, upright));
+            QCOMPARE(quadrantColors(loader().bitmap(copy, {200, 300})), displayed);
+            QCOMPARE(loader().unrotatedDrawable(file, {300, 100}, RKImageOption()).size(),
+                QSize(200, 100));
+        }
+    }
+
     const RKImageLoader& loader() const
     {
         return *RKImageLoader::instance();

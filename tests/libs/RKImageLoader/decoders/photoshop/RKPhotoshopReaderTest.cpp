@@ -112,31 +112,33 @@ class RKPhotoshopReaderTest : public RKQuietTest
 
 private Q_SLOTS:
 
-    void everyModeDepthAndCompressionIsRead_data()
+    void everyModeDepthAndCompressionIsRead()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QImage>("expected");
-        const auto add = [](const char* name, const RKTestPsd& file, const Colors& colors) {
-            QTest::newRow(name) << file.bytes() << picture(colors.seen, kSize);
+        const auto check = [](const char* name, const RKTestPsd& file, const Colors& colors) {
+            const QByteArray bytes = file.bytes();
+            QCOMPARE(RKPhotoshopReader::size(bytes.first(26)), kSize);
+            const QImage image = RKPhotoshopReader::read(bytes, {});
+            QCOMPARE(image.format(), QImage::Format_RGB32);
+            QVERIFY2(RKTestPictures::difference(image, picture(colors.seen, kSize)) <= 1, name);
         };
 
-        add("grey 16 PackBits", psd(1, 16, 1, kGrays, 1), kGrays);
-        add("grey 32, linear", psd(1, 32, 0, kLinear, 1), kLinear);
-        add("duotone", psd(8, 8, 1, kGrays, 1), kGrays);
+        check("grey 16 PackBits", psd(1, 16, 1, kGrays, 1), kGrays);
+        check("grey 32, linear", psd(1, 32, 0, kLinear, 1), kLinear);
+        check("duotone", psd(8, 8, 1, kGrays, 1), kGrays);
         for (const int compression : {0, 1, 2})
-            add(qPrintable(u"RGB 8 as %1"_s.arg(compression)), rgb(compression), kRgb);
-        add("RGB 16", psd(3, 16, 2, kRgb, 3), kRgb);
-        add("CMYK 8", psd(4, 8, 1, kInks, 4), kInks);
-        add("Lab 8", psd(9, 8, 1, kLab, 3), kLab);
-        add("further channels are left out", psd(1, 8, 1, kGrays, 3), kGrays);
+            check(qPrintable(u"RGB 8 as %1"_s.arg(compression)), rgb(compression), kRgb);
+        check("RGB 16", psd(3, 16, 2, kRgb, 3), kRgb);
+        check("CMYK 8", psd(4, 8, 1, kInks, 4), kInks);
+        check("Lab 8", psd(9, 8, 1, kLab, 3), kLab);
+        check("further channels are left out", psd(1, 8, 1, kGrays, 3), kGrays);
 
         Colors threeInks = kInks;
         threeInks.seen = {0xff00ffff, 0xffffffff, 0xffff6666, 0xffffffff};
-        add("multichannel of three inks", psd(7, 8, 1, threeInks, 3), threeInks);
+        check("multichannel of three inks", psd(7, 8, 1, threeInks, 3), threeInks);
 
         RKTestPsd large = rgb(1);
         large.isLarge = true;
-        add("large document", large, kRgb);
+        check("large document", large, kRgb);
 
         RKTestPsd indexed{.size = kSize, .mode = 2, .palette = QByteArray(768, 0)};
         indexed.channels
@@ -147,24 +149,13 @@ private Q_SLOTS:
             indexed.palette[256 + 250 + i] = char(qGreen(kRgb.seen[size_t(i)]));
             indexed.palette[512 + 250 + i] = char(qBlue(kRgb.seen[size_t(i)]));
         }
-        add("indexed", indexed, kRgb);
+        check("indexed", indexed, kRgb);
 
         // Black on the left, in rows of 47 bits.
         RKTestPsd bitmap{.size = kSize, .depth = 1, .mode = 0, .compression = 1};
         bitmap.channels = {QByteArray("\xff\xff\xfe\0\0\0", 6).repeated(kSize.height())};
         const Colors halves{{}, {0xff000000, 0xffffffff, 0xff000000, 0xffffffff}};
-        add("bitmap", bitmap, halves);
-    }
-
-    void everyModeDepthAndCompressionIsRead()
-    {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QImage, expected);
-
-        QCOMPARE(RKPhotoshopReader::size(bytes.first(26)), kSize);
-        const QImage image = RKPhotoshopReader::read(bytes, {});
-        QCOMPARE(image.format(), QImage::Format_RGB32);
-        QVERIFY(RKTestPictures::difference(image, expected) <= 1);
+        check("bitmap", bitmap, halves);
     }
 
     void profileIsApplied()
