@@ -26,10 +26,7 @@ REFUSED = [("*.xmp", "icc"), ("*.xmp", "thumbnail"), ("*.xmp", "thumbnail-file")
            # There is a page where the thumbnail would be.
            ("pages.tif", "thumbnail"), ("pages.tif", "thumbnail-file"), ("pages.tif", "all"),
            # Their pictures can't be decoded.
-           ("*.jp2", "thumbnail"), ("*.arw", "thumbnail"), ("old-jpeg.tif", "thumbnail"),
-           # exiv2 reads the first segment with Photoshop's resources only, and IPTC is in the second.
-           *((file, edit) for file in ("little.jpg", "big.jpg")
-             for edit in ("title", "keywords", "author", "taken", "all"))]
+           ("*.jp2", "thumbnail"), ("*.arw", "thumbnail"), ("old-jpeg.tif", "thumbnail")]
 # There is little that exiv2 can write into the format.
 MAY_BE_REFUSED = [("*.crw", "*")]
 
@@ -152,13 +149,17 @@ IPTC = b"".join(dataset(2, number, value) for number, value in (
     (90, b"K\xf6ln"), (120, b"Old"), (135, b""), (231, b""), (240, b"own")))
 
 
+# What only this one has counts, too.
+MORE_IPTC = b"".join(dataset(2, number, value) for number, value in ((0, b"\0\4"), (25, b"three"), (116, b"Mine")))
+
+
 def resource(number, value, name=b"\0\0"):
     return b"8BIM" + struct.pack(">H", number) + name + struct.pack(">I", len(value)) + value + bytes(len(value) % 2)
 
 
 def resources(*further):
     return resource(0x03ed, bytes(16)) + resource(0x0404, IPTC) + resource(0x0425, bytes(16)) \
-        + resource(0x07d0, b"a path", b"\4Path\0") + b"".join(further)
+        + resource(0x07d0, b"a path", b"\4Path\0") + resource(0x0404, MORE_IPTC) + b"".join(further)
 
 
 def mpf(order, offset, size):
@@ -178,7 +179,8 @@ def jpeg(order, profile, head=b"", make=b"Canon\0"):
               for at in range(0, len(extension), 500)]
     photoshop = resources()
     parts += [segment(0xed, b"Photoshop 3.0\0" + photoshop[:28]), segment(0xe2, b"FPXR\0own"),
-              segment(0xed, b"Photoshop 3.0\0" + photoshop[28:])]
+              segment(0xed, b"Photoshop 3.0\0" + photoshop[28:]),
+              segment(0xed, b"Photoshop 3.0\0" + resource(0x0404, MORE_IPTC) + resource(0x07d1, b"own"))]
     half = len(profile) // 2
     parts += [segment(0xe2, b"ICC_PROFILE\0" + bytes([at + 1, 2]) + profile[at * half:at * half + half + at])
               for at in range(2)]
@@ -222,7 +224,7 @@ def jp2():
     header = box(b"ihdr", struct.pack(">IIHBBBB", 8, 8, 1, 7, 7, 0, 0)) + box(b"colr", b"\1\0\0\0\0\0\x11") \
         + box(b"res ", box(b"resc", struct.pack(">HHHHBB", 72, 1, 72, 1, 0, 0))) + box(b"cdef", struct.pack(">HHHH", 1, 0, 0, 1))
     uuids = ((b"JpgTiffExif->JP2".hex(), bytes(Structure(">", [exif(">")]).data)),
-             ("33c7a4d2b81d4723a0baf1a3e097ad38", IPTC), ("be7acfcb97a942e89c71999491e3afac", xmp()),
+             *(("33c7a4d2b81d4723a0baf1a3e097ad38", block) for block in (IPTC, MORE_IPTC)), ("be7acfcb97a942e89c71999491e3afac", xmp()),
              ("00112233445566778899aabbccddeeff", b"private"))
     return box(b"jP  ", b"\r\n\x87\n") + box(b"ftyp", b"jp2 \0\0\0\0jp2 ") + box(b"jp2h", header) \
         + b"".join(box(b"uuid", bytes.fromhex(kind) + value) for kind, value in uuids) \
@@ -277,7 +279,8 @@ def files(profile):
         "little.jpg": jpeg("<", profile), "big.jpg": jpeg(">", profile, b"OLYMP\0\1\0", b"OLYMPUS\0"),
         "bare.jpg": JPEG,
         "chunks.png": png(icc, chunk(b"eXIf", exif_block), chunk(b"iTXt", b"XML:com.adobe.xmp\0\0\0\0\0" + xmp())),
-        "texts.png": png(raw_profile("exif", b"Exif\0\0" + exif_block), raw_profile("iptc", resource(0x0404, IPTC))),
+        "texts.png": png(raw_profile("exif", b"Exif\0\0" + exif_block), raw_profile("iptc", resource(0x0404, IPTC)),
+                         raw_profile("iptc", MORE_IPTC)),
         "extended.webp": webp(profile), "boxes.jp2": jp2(), "layers.psd": psd(),
         "pages.tif": tiff("<", [{**metadata_tags("<"), **strip()}, strip(shade=8), strip(shade=9)]),
         "children.tif": tiff(">", [{**metadata_tags(">"), **strip(), 0x014a: (LONG, [strip({0x00fe: (LONG, 1)}), strip()])}]),

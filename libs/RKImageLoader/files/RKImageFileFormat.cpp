@@ -31,6 +31,26 @@ qsizetype RKImageFileFormat::placeFor(Content content, const Parts& parts) const
     return place;
 }
 
+QList<RKImageFileFormat::Run> RKImageFileFormat::iptcRuns(const QList<QByteArray>& parts) const
+{
+    QList<Run> runs;
+    for (const QByteArray& part : parts)
+        runs.append({part});
+    return runs;
+}
+
+QByteArrayList RKImageFileFormat::iptcBlocks(const Run& run) const
+{
+    return {block(Content::Iptc, run)};
+}
+
+std::optional<QList<RKImageFileFormat::Run>> RKImageFileFormat::withIptcBlocks(
+    const QByteArrayList& blocks, const Run& run) const
+{
+    const auto changed = withBlock(Content::Iptc, blocks.value(0), run);
+    return changed ? std::optional(QList<Run>{*changed}) : std::nullopt;
+}
+
 void RKImageFileFormat::adjust(Parts& parts, const Parts& before) const
 {
     Q_UNUSED(parts)

@@ -2,6 +2,8 @@
 
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 
+#include <QByteArrayList>
+
 #include <optional>
 
 class RKPartCollector;
@@ -44,10 +46,20 @@ public:
 
     /// The metadata in the parts with that content.
     virtual QByteArray block(Content content, const QList<QByteArray>& parts) const = 0;
-    /// The parts with other metadata: one for Exif and XMP, and all for the others. nullopt where
-    /// the format cannot hold them.
+    /// The parts with other metadata: one for Exif, IPTC and XMP, and all for a profile. nullopt
+    /// where the format cannot hold them.
     virtual std::optional<QList<QByteArray>> withBlock(
         Content content, const QByteArray& block, const QList<QByteArray>& parts) const = 0;
+
+    using Run = QList<QByteArray>;
+    /// The parts with IPTC, those together that cannot be read apart. By default each for itself.
+    virtual QList<Run> iptcRuns(const QList<QByteArray>& parts) const;
+    /// The blocks of data sets in a run. By default one, as block() has it.
+    virtual QByteArrayList iptcBlocks(const Run& run) const;
+    /// What replaces each part of a run, so that the run has other blocks; further parts of a run
+    /// without any. nullopt where the format cannot hold them.
+    virtual std::optional<QList<Run>> withIptcBlocks(
+        const QByteArrayList& blocks, const Run& run) const;
 
 protected:
     static constexpr qsizetype kMinTail = 64;

@@ -109,31 +109,84 @@ QList<QByteArray> RKImageFileParts::parts(Content content) const
 
 void RKImageFileParts::replace(Content content, const QList<QByteArray>& parts)
 {
+    QList<QList<QByteArray>> replacements;
+    for (const QByteArray& part : parts)
+        replacements.append({part});
+    replaceEach(content, replacements);
+}
+
+/// Each list replaces one part with that content, further ones follow the last part.
+void RKImageFileParts::replaceEach(Content content, const QList<QList<QByteArray>>& replacements)
+{
     if (!isValid())
         return;
     const QList<Part> before = m_parts;
-    const auto partOf = [this, content](const QByteArray& bytes) {
-        Part part = m_format->partOf(bytes);
-        part.content = content;
-        return part;
-    };
     qsizetype used = 0;
     qsizetype place = -1;
-    for (qsizetype i = 0; i < m_parts.size(); ++i) {
-        if (m_parts[i].content != content)
-            continue;
-        if (used < parts.size()) {
-            m_parts[i] = partOf(parts[used++]);
-            place = i + 1;
-        } else {
-            m_parts.removeAt(i--);
+    const auto insertNext = [&](qsizetype at) {
+        for (const QByteArray& bytes : replacements.value(used++)) {
+            Part part = m_format->partOf(bytes);
+            part.content = content;
+            m_parts.insert(at++, part);
+            place = at;
         }
+        return at;
+    };
+    for (qsizetype i = 0; i < m_parts.size();) {
+        if (m_parts[i].content != content) {
+            ++i;
+            continue;
+        }
+        m_parts.removeAt(i);
+        i = insertNext(i);
     }
     if (place < 0)
         place = m_format->placeFor(content, m_parts);
-    while (place >= 0 && used < parts.size())
-        m_parts.insert(place++, partOf(parts[used++]));
+    while (place >= 0 && used < replacements.size())
+        insertNext(place);
     m_format->adjust(m_parts, before);
+}
+
+QByteArrayList RKImageFileParts::iptcBlocks() const
+{
+    QByteArrayList blocks;
+    if (isValid()) {
+        for (const QList<QByteArray>& run : m_format->iptcRuns(parts(Content::Iptc)))
+            blocks += m_format->iptcBlocks(run);
+    }
+    return blocks;
+}
+
+bool RKImageFileParts::setIptcBlocks(const QByteArrayList& blocks)
+{
+    if (!isValid())
+        return false;
+    QList<QList<QByteArray>> runs = m_format->iptcRuns(parts(Content::Iptc));
+    if (runs.isEmpty()) {
+        if (m_format->placeFor(Content::Iptc, m_parts) < 0)
+            return blocks.join().isEmpty();
+        runs.append(QList<QByteArray>());
+    }
+    const bool hasNone = iptcBlocks().isEmpty();
+    QList<QList<QByteArray>> replacements;
+    qsizetype used = 0;
+    for (const QList<QByteArray>& run : std::as_const(runs)) {
+        const QByteArrayList old = run.isEmpty() ? QByteArrayList() : m_format->iptcBlocks(run);
+        const QByteArrayList wanted
+            = hasNone && replacements.isEmpty() ? blocks : blocks.mid(used, old.size());
+        used += old.size();
+        if (wanted == old) {
+            for (const QByteArray& part : run)
+                replacements.append({part});
+            continue;
+        }
+        const auto changed = m_format->withIptcBlocks(wanted, run);
+        if (!changed)
+            return false;
+        replacements += *changed;
+    }
+    replaceEach(Content::Iptc, replacements);
+    return true;
 }
 
 QByteArray RKImageFileParts::block(Content content) const

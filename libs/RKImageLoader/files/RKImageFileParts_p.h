@@ -4,6 +4,7 @@
 #include "RKImageLoader/files/RKByteSource_p.h"
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QList>
 #include <QString>
 
@@ -70,11 +71,9 @@ public:
         return block(Content::Exif);
     }
 
-    /// The IPTC data sets (IIM 4.2), without what surrounds them; empty without any.
-    QByteArray iptcBlock() const
-    {
-        return block(Content::Iptc);
-    }
+    /// The blocks of IPTC data sets (IIM 4.2), without what surrounds them, in the order of the
+    /// file; some may be empty. RKIptcEditor::joined() has the data sets that count.
+    QByteArrayList iptcBlocks() const;
 
     QByteArray xmpPacket() const
     {
@@ -95,11 +94,9 @@ public:
         return setBlock(Content::Exif, block);
     }
 
-    /// Photoshop's other resources stay, also in the same segment.
-    bool setIptcBlock(const QByteArray& block)
-    {
-        return setBlock(Content::Iptc, block);
-    }
+    /// One for each of iptcBlocks(), of which those that are the same stay as they are; one for a
+    /// file that has none. Photoshop's other resources stay, also in the same segment.
+    bool setIptcBlocks(const QByteArrayList& blocks);
 
     bool setXmpPacket(const QByteArray& packet)
     {
@@ -120,6 +117,7 @@ public:
 private:
     QByteArray block(Content content) const;
     bool setBlock(Content content, const QByteArray& block);
+    void replaceEach(Content content, const QList<QList<QByteArray>>& replacements);
 
     std::shared_ptr<const RKByteSource> m_source;
     const RKImageFileFormat* m_format = nullptr;

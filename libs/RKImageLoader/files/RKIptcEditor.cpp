@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <set>
 
 namespace {
 
@@ -106,6 +107,26 @@ QList<RKIptcEditor::DataSet> RKIptcEditor::dataSets() const
                 piece.bytes.sliced(piece.headerSize).toByteArray()});
     }
     return sets;
+}
+
+QByteArray RKIptcEditor::joined(const QByteArrayList& blocks)
+{
+    if (blocks.size() == 1)
+        return blocks.constFirst();
+    QByteArray result;
+    std::set<int> known;
+    for (const QByteArray& block : blocks) {
+        const RKIptcEditor editor(block);
+        std::set<int> own;
+        for (const Piece& piece : editor.m_pieces) {
+            if (piece.id == kNoDataSet || known.count(piece.id) != 0)
+                continue;
+            result += piece.bytes;
+            own.insert(piece.id);
+        }
+        known.merge(own);
+    }
+    return result;
 }
 
 std::optional<QByteArray> RKIptcEditor::changed(const QList<Change>& changes) const

@@ -41,6 +41,10 @@ public:
     /// In the order of the file.
     QList<DataSet> dataSets() const;
 
+    /// One block with the data sets that count among those of several in a file: for each number
+    /// those of the first block that has it. A single block is returned as it is.
+    static QByteArray joined(const QByteArrayList& blocks);
+
     /// The block with the changes. New values take the place of the first data set with their
     /// number, or stand before the first one with a higher number. Empty if no data set is left;
     /// nullopt for a value of more than 4 GiB.

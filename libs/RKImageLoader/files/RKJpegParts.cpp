@@ -134,28 +134,12 @@ Part strayPart(QByteArrayView bytes)
     return {Content::Other, "stray bytes", {bytes.toByteArray()}, {}};
 }
 
-/// Segments whose resources belong together, since some reach beyond the end of their segment.
-struct Group
+QByteArray sectionOf(const QList<QByteArray>& segments)
 {
-    qsizetype segments = 0;
     QByteArray section;
-};
-
-QList<Group> groupsOf(const QList<QByteArray>& segments)
-{
-    QList<Group> groups;
-    Group group;
-    for (const QByteArray& bytes : segments) {
-        ++group.segments;
-        group.section += dataOf(bytes, kPhotoshopName);
-        if (RKPhotoshopResources(group.section).rest().isEmpty()) {
-            groups.append(group);
-            group = {};
-        }
-    }
-    if (group.segments > 0)
-        groups.append(group);
-    return groups;
+    for (const QByteArray& bytes : segments)
+        section += dataOf(bytes, kPhotoshopName);
+    return section;
 }
 
 /// The data in as many segments as it takes.
@@ -169,33 +153,34 @@ QList<QByteArray> divided(quint8 marker, QByteArrayView name, const QByteArray& 
     return segments;
 }
 
-QList<QByteArray> withIptc(const QByteArray& block, const QList<QByteArray>& segments)
+bool isWholeSection(QByteArrayView section)
 {
-    const QList<Group> groups = groupsOf(segments);
-    const auto hasIptc = [](const Group& group) {
-        return !RKPhotoshopResources(group.section).data(RKPhotoshopResources::kIptc).isEmpty();
-    };
-    const auto first = std::find_if(groups.begin(), groups.end(), hasIptc);
-    const qsizetype target = first == groups.end() ? groups.size() - 1 : first - groups.begin();
-    QList<QByteArray> result;
-    qsizetype at = 0;
-    for (qsizetype i = 0; i < groups.size(); ++i) {
-        const Group& group = groups[i];
-        const bool isChanged = i == target || hasIptc(group);
-        result += isChanged ? divided(kApp13,
-                      kPhotoshopName,
-                      RKPhotoshopResources(group.section)
-                          .with(RKPhotoshopResources::kIptc, i == target ? block : QByteArray()))
-                            : segments.mid(at, group.segments);
-        at += group.segments;
+    const RKPhotoshopResources resources(section);
+    return resources.rest().isEmpty() && !resources.all().isEmpty()
+        && resources.all().constFirst().isPhotoshops;
+}
+
+/// The places where a section was divided, in one that replaces it: as far from whichever end is
+/// the same. One between the two moves to where the difference starts, inside a resource, so that
+/// the segment that follows does not read well by itself.
+QList<qsizetype> movedPlaces(
+    const QList<qsizetype>& places, QByteArrayView before, QByteArrayView after)
+{
+    const auto [oldStart, newStart]
+        = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
+    const qsizetype sameStart = oldStart - before.begin();
+    const auto oldEnd = std::mismatch(before.rbegin(),
+        std::make_reverse_iterator(oldStart),
+        after.rbegin(),
+        std::make_reverse_iterator(newStart))
+                            .first;
+    const qsizetype sameEnd = before.rend() - oldEnd;
+    QList<qsizetype> moved;
+    for (const qsizetype place : places) {
+        const bool isAfter = place > sameStart && place >= sameEnd;
+        moved.append(isAfter ? place + after.size() - before.size() : std::min(place, sameStart));
     }
-    if (groups.isEmpty() && !block.isEmpty()) {
-        const QByteArrayView none;
-        result = divided(kApp13,
-            kPhotoshopName,
-            RKPhotoshopResources(none).with(RKPhotoshopResources::kIptc, block));
-    }
-    return result;
+    return moved;
 }
 
 constexpr char kMultiPicture[] = "segment APP2 MPF";
@@ -342,8 +327,9 @@ Parts RKJpegParts::comparable(const Parts& parts) const
         QByteArray& bytes = result[index].piece.bytes;
         bytes = withMovedPictures(bytes, -bytesAfter(parts, indexOfMultiPicture(parts)));
     }
-    for (const Group& group : groupsOf(segments)) {
-        const RKPhotoshopResources resources(group.section);
+    for (const Run& run : iptcRuns(segments)) {
+        const QByteArray section = sectionOf(run);
+        const RKPhotoshopResources resources(section);
         for (const RKPhotoshopResources::Resource& resource : resources.all()) {
             const bool isIptc
                 = resource.isPhotoshops && resource.number == RKPhotoshopResources::kIptc;
@@ -389,22 +375,64 @@ QByteArray RKJpegParts::block(Content content, const QList<QByteArray>& parts) c
     case Content::Exif: return dataOf(parts.constFirst(), kExifName).toByteArray();
     case Content::Xmp: return dataOf(parts.constFirst(), kXmpName).toByteArray();
     case Content::Icc: return iccProfileIn(parts);
-    case Content::Iptc: {
-        QByteArray block;
-        for (const Group& group : groupsOf(parts))
-            block += RKPhotoshopResources(group.section).data(RKPhotoshopResources::kIptc);
-        return block;
-    }
+    case Content::Iptc:
     case Content::Other: break;
     }
     return {};
 }
 
+/// Resources may reach beyond the end of their segment; one that reads well by itself continues no
+/// other.
+QList<RKJpegParts::Run> RKJpegParts::iptcRuns(const QList<QByteArray>& parts) const
+{
+    QList<Run> runs;
+    QByteArray open;
+    for (const QByteArray& bytes : parts) {
+        const QByteArrayView data = dataOf(bytes, kPhotoshopName);
+        if (open.isEmpty() || isWholeSection(data)) {
+            runs.append(Run());
+            open.clear();
+        }
+        runs.last().append(bytes);
+        open += data;
+        // Copied only after it has become shorter: some have thousands of segments.
+        if (const RKPhotoshopResources resources(open); !resources.all().isEmpty())
+            open = resources.rest().toByteArray();
+    }
+    return runs;
+}
+
+QByteArrayList RKJpegParts::iptcBlocks(const Run& run) const
+{
+    return RKPhotoshopResources(sectionOf(run)).data(RKPhotoshopResources::kIptc);
+}
+
+std::optional<QList<RKJpegParts::Run>> RKJpegParts::withIptcBlocks(
+    const QByteArrayList& blocks, const Run& run) const
+{
+    const QByteArray before = sectionOf(run);
+    const QByteArray after = RKPhotoshopResources(before).with(RKPhotoshopResources::kIptc, blocks);
+    QList<qsizetype> places{0};
+    for (const QByteArray& bytes : run)
+        places.append(places.constLast() + dataOf(bytes, kPhotoshopName).size());
+    QList<Run> segments;
+    if (run.isEmpty())
+        return segments << divided(kApp13, kPhotoshopName, after);
+    places = movedPlaces(places, before, after);
+    places.last() = after.size();
+    for (qsizetype i = 0; i < run.size(); ++i) {
+        const QByteArray data = after.mid(places[i], places[i + 1] - places[i]);
+        segments.append(data == dataOf(run[i], kPhotoshopName)
+                ? Run{run[i]}
+                : divided(kApp13, kPhotoshopName, data));
+    }
+    return segments;
+}
+
 std::optional<QList<QByteArray>> RKJpegParts::withBlock(
     Content content, const QByteArray& block, const QList<QByteArray>& parts) const
 {
-    if (content == Content::Iptc)
-        return withIptc(block, parts);
+    Q_UNUSED(parts)
     if (content == Content::Icc)
         return iccSegments(block);
     if (block.isEmpty())

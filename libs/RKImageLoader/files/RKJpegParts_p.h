@@ -16,6 +16,10 @@ public:
     qsizetype leadingParts(const Parts& parts) const override;
     void adjust(Parts& parts, const Parts& before) const override;
     QByteArray block(Content content, const QList<QByteArray>& parts) const override;
+    QList<Run> iptcRuns(const QList<QByteArray>& parts) const override;
+    QByteArrayList iptcBlocks(const Run& run) const override;
+    std::optional<QList<Run>> withIptcBlocks(
+        const QByteArrayList& blocks, const Run& run) const override;
     std::optional<QList<QByteArray>> withBlock(
         Content content, const QByteArray& block, const QList<QByteArray>& parts) const override;
 };

@@ -115,11 +115,7 @@ qsizetype RKPhotoshopParts::leadingParts(const Parts& parts) const
 
 QByteArray RKPhotoshopParts::block(Content content, const QList<QByteArray>& parts) const
 {
-    QByteArray block;
-    // Data sets may have been divided.
-    for (const QByteArray& part : content == Content::Iptc ? parts : parts.first(1))
-        block += RKPhotoshopResources(part).data(numberOf(content));
-    return block;
+    return RKPhotoshopResources(parts.constFirst()).data(numberOf(content)).value(0);
 }
 
 std::optional<QList<QByteArray>> RKPhotoshopParts::withBlock(

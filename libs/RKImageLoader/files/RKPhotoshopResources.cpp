@@ -19,7 +19,8 @@ QByteArray padded(const QByteArray& resource)
 } // namespace
 
 RKPhotoshopResources::RKPhotoshopResources(QByteArrayView section)
-    : m_rest(section)
+    : m_section(section)
+    , m_rest(section)
 {
     RKByteReader reader(section);
     while (!reader.rest().isEmpty()) {
@@ -56,29 +57,40 @@ QByteArrayView RKPhotoshopResources::rest() const
     return m_rest;
 }
 
-QByteArray RKPhotoshopResources::data(quint16 number) const
+QByteArrayList RKPhotoshopResources::data(quint16 number) const
 {
-    QByteArray data;
+    QByteArrayList data;
     for (const Resource& resource : m_resources) {
         if (resource.isPhotoshops && resource.number == number)
-            data += resource.data;
+            data.append(resource.data.toByteArray());
     }
     return data;
 }
 
-QByteArray RKPhotoshopResources::with(quint16 number, const QByteArray& data) const
+QByteArray RKPhotoshopResources::with(quint16 number, const QByteArrayList& data) const
 {
-    QByteArray wanted = data.isEmpty() ? QByteArray() : padded(resource(number, data));
     QByteArray section;
-    for (const Resource& resource : m_resources) {
-        if (resource.isPhotoshops && resource.number == number) {
-            section += wanted;
-            wanted.clear();
-        } else {
-            section += padded(resource.bytes.toByteArray());
-        }
+    const auto append = [&](const QByteArray& wanted) {
+        if (!wanted.isEmpty())
+            section = padded(section) + padded(resource(number, wanted));
+    };
+    qsizetype at = 0;
+    qsizetype used = 0;
+    for (const Resource& old : m_resources) {
+        if (!old.isPhotoshops || old.number != number)
+            continue;
+        const QByteArray wanted = data.value(used++);
+        if (wanted == old.data)
+            continue;
+        const qsizetype start = old.bytes.data() - m_section.data();
+        section += m_section.sliced(at, start - at);
+        append(wanted);
+        at = std::min(start + padded(old.bytes.toByteArray()).size(), m_section.size());
     }
-    return section + wanted + m_rest;
+    section += m_section.sliced(at, m_section.size() - m_rest.size() - at);
+    for (; used < data.size(); ++used)
+        append(data[used]);
+    return section + m_rest;
 }
 
 QByteArray RKPhotoshopResources::resource(quint16 number, const QByteArray& data)

@@ -3,6 +3,7 @@
 #include "RKImageLoader/RKImageLoaderExport.h"
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QByteArrayView>
 #include <QList>
 
@@ -38,12 +39,12 @@ public:
     /// What follows the last resource: empty in an undamaged section.
     QByteArrayView rest() const;
 
-    /// The data of all resources with that number, joined: a long one may have been divided.
-    QByteArray data(quint16 number) const;
+    /// The data of each resource with that number.
+    QByteArrayList data(quint16 number) const;
 
-    /// The section with other data in the place of the first resource with that number, or after
-    /// the last one. Empty data remove it.
-    QByteArray with(quint16 number, const QByteArray& data) const;
+    /// The section with other data for each of these resources; what data() has stays as it is.
+    /// Empty data remove a resource, further ones come after the last resource.
+    QByteArray with(quint16 number, const QByteArrayList& data) const;
 
     /// Without that byte, too.
     static QByteArray resource(quint16 number, const QByteArray& data);
@@ -52,6 +53,7 @@ public:
     static QByteArray nameOf(const Resource& resource);
 
 private:
+    QByteArrayView m_section;
     QList<Resource> m_resources;
     QByteArrayView m_rest;
 };

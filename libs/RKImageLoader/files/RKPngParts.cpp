@@ -164,23 +164,21 @@ bool isResources(const QByteArray& profile)
     return profile.isEmpty() || !RKPhotoshopResources(profile).all().isEmpty();
 }
 
-QByteArray iptcBlock(QByteArrayView chunk)
-{
-    const QByteArray profile = rawProfile(chunk);
-    return isResources(profile) ? RKPhotoshopResources(profile).data(RKPhotoshopResources::kIptc)
-                                : profile;
-}
-
-QByteArray iptcChunk(const QByteArray& block, const QByteArray& old)
+QByteArray iptcChunk(const QByteArrayList& blocks, const QByteArray& old)
 {
     const QByteArray profile = rawProfile(old);
     const QByteArray changed = isResources(profile)
-        ? RKPhotoshopResources(profile).with(RKPhotoshopResources::kIptc, block)
-        : block;
+        ? RKPhotoshopResources(profile).with(RKPhotoshopResources::kIptc, blocks)
+        : blocks.value(0);
     if (changed.isEmpty())
         return {};
     return rawProfileChunk(
         old.isEmpty() ? chunk("zTXt", QByteArray("Raw profile type iptc\0", 22)) : old, changed);
+}
+
+bool fits(const QByteArray& chunk)
+{
+    return chunk.size() - kOverhead <= qsizetype(kMaxLength);
 }
 
 QByteArray iccProfile(QByteArrayView chunk)
@@ -282,7 +280,6 @@ QByteArray RKPngParts::block(Content content, const QList<QByteArray>& parts) co
     const QByteArray& first = parts.constFirst();
     switch (content) {
     case Content::Exif: return exifBlock(first);
-    case Content::Iptc: return iptcBlock(first);
     case Content::Xmp:
         return keywordOf(dataOf(first)) == kXmpKeyword ? textOf(first) : rawProfile(first);
     case Content::Icc:
@@ -291,9 +288,26 @@ QByteArray RKPngParts::block(Content content, const QList<QByteArray>& parts) co
                 return profile;
         }
         break;
+    case Content::Iptc:
     case Content::Other: break;
     }
     return {};
+}
+
+QByteArrayList RKPngParts::iptcBlocks(const Run& run) const
+{
+    const QByteArray profile = rawProfile(run.constFirst());
+    return isResources(profile) ? RKPhotoshopResources(profile).data(RKPhotoshopResources::kIptc)
+                                : QByteArrayList{profile};
+}
+
+std::optional<QList<RKPngParts::Run>> RKPngParts::withIptcBlocks(
+    const QByteArrayList& blocks, const Run& run) const
+{
+    const QByteArray changed = iptcChunk(blocks, run.value(0));
+    if (!fits(changed))
+        return {};
+    return QList<Run>{changed.isEmpty() ? Run() : Run{changed}};
 }
 
 std::optional<QList<QByteArray>> RKPngParts::withBlock(
@@ -301,18 +315,14 @@ std::optional<QList<QByteArray>> RKPngParts::withBlock(
 {
     const QByteArray first = parts.value(0);
     QByteArray changed;
-    if (content == Content::Iptc)
-        changed = iptcChunk(block, first);
-    else if (block.isEmpty())
+    if (block.isEmpty())
         return QList<QByteArray>();
-    else if (content == Content::Exif)
+    if (content == Content::Exif)
         changed = exifChunk(block, first);
     else if (content == Content::Xmp)
         // Not deflated, without a language or a translation.
         changed = chunk("iTXt", kXmpKeyword.toByteArray() + QByteArray(5, '\0') + block);
     else
         changed = chunk("iCCP", QByteArray("ICC profile\0\0", 13) + deflated(block));
-    if (changed.size() - kOverhead > qsizetype(kMaxLength))
-        return {};
-    return changed.isEmpty() ? QList<QByteArray>() : QList<QByteArray>{changed};
+    return fits(changed) ? std::optional(QList<QByteArray>{changed}) : std::nullopt;
 }

@@ -13,6 +13,9 @@ public:
     qsizetype placeFor(Content content, const Parts& parts) const override;
     qsizetype leadingParts(const Parts& parts) const override;
     QByteArray block(Content content, const QList<QByteArray>& parts) const override;
+    QByteArrayList iptcBlocks(const Run& run) const override;
+    std::optional<QList<Run>> withIptcBlocks(
+        const QByteArrayList& blocks, const Run& run) const override;
     std::optional<QList<QByteArray>> withBlock(
         Content content, const QByteArray& block, const QList<QByteArray>& parts) const override;
 };

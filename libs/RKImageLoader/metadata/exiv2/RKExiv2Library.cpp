@@ -1,5 +1,6 @@
+#include "RKImageLoader/metadata/exiv2/RKExiv2IptcBlocks_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
-#include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2SegmentProbe_p.h"
 #include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
@@ -165,9 +166,13 @@ QRecursiveMutex* RKExiv2Library::tiffMutex()
 void RKExiv2Library::readMetadata(Exiv2::Image& image)
 {
     const QMutexLocker tiffLocker(RKExiv2Compat::isTiffFamily(image) ? tiffMutex() : nullptr);
-    const QWriteLocker xmpLocker(RKExiv2XmpProbe::mayHaveXmp(image) ? xmpLock() : nullptr);
+    const RKExiv2SegmentProbe segments(image);
+    const QWriteLocker xmpLocker(segments.mayHaveXmp() ? xmpLock() : nullptr);
     image.readMetadata();
     decodeUpToEnd(image);
+    if (segments.hasSeveralPhotoshopSegments() || RKExiv2Compat::isTiffBased(image)
+        || !image.iptcData().empty())
+        RKExiv2IptcBlocks::readAll(image);
 }
 
 void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& error)

@@ -115,9 +115,9 @@ std::optional<RKImageContent> RKImageFileUpdate::updatedParts(
     if (m_changes.hasExifChanged() && (!exif || !parts.setExifBlock(*exif)))
         return {};
     if (m_changes.hasIptcChanged()) {
-        const auto iptc
-            = RKIptcUpdate::updated(parts.iptcBlock(), m_before.iptc, m_wanted.families.iptc);
-        if (!iptc || !parts.setIptcBlock(*iptc))
+        const auto iptc = RKIptcUpdate::updatedBlocks(
+            parts.iptcBlocks(), m_before.iptc, m_wanted.families.iptc);
+        if (!iptc || !parts.setIptcBlocks(*iptc))
             return {};
     }
     if (!m_changes.xmpProperties().empty()
@@ -252,21 +252,28 @@ bool RKImageFileUpdate::editXmp(RKTiffEditor& editor) const
 
 bool RKImageFileUpdate::editIptc(RKTiffEditor& editor) const
 {
-    const Tag old = editor.tag(RKTiffTag::kIptc).value_or(Tag());
-    const auto block = RKIptcUpdate::updated(old.value, m_before.iptc, m_wanted.families.iptc);
+    const auto old = editor.tag(RKTiffTag::kIptc);
+    const Tag tag = editor.tag(RKTiffTag::kPhotoshop).value_or(Tag());
+    const RKPhotoshopResources resources(tag.value);
+    // A copy, which some programs read instead.
+    const QByteArrayList copies = resources.data(RKPhotoshopResources::kIptc);
+    QList<Tag> set;
+    if (!copies.isEmpty()) {
+        const auto changed
+            = RKIptcUpdate::updatedBlocks(copies, m_before.iptc, m_wanted.families.iptc);
+        if (!changed)
+            return false;
+        set.append({RKTiffTag::kPhotoshop,
+            tag.type,
+            resources.with(RKPhotoshopResources::kIptc, *changed)});
+    }
+    // A tag of its own would hide what is there only.
+    if (!old && !copies.isEmpty())
+        return editor.change(Directory::Image, set, {});
+    const auto block
+        = RKIptcUpdate::updated(old.value_or(Tag()).value, m_before.iptc, m_wanted.families.iptc);
     if (!block)
         return false;
-    QList<Tag> set;
-    // Photoshop's resources have a copy, which some programs read instead.
-    if (const auto tag = editor.tag(RKTiffTag::kPhotoshop)) {
-        const RKPhotoshopResources resources(tag->value);
-        const auto copy = RKIptcUpdate::updated(
-            resources.data(RKPhotoshopResources::kIptc), m_before.iptc, m_wanted.families.iptc);
-        if (!copy)
-            return false;
-        set.append(
-            {RKTiffTag::kPhotoshop, tag->type, resources.with(RKPhotoshopResources::kIptc, *copy)});
-    }
     if (block->isEmpty())
         return editor.change(Directory::Image, set, {RKTiffTag::kIptc});
     set.prepend({RKTiffTag::kIptc, RKTiffType::kUndefined, *block});

@@ -73,7 +73,7 @@ QString RKSaveProof::lossOfParts(
     }
     if (loss.isEmpty() && m_changes.hasIptcChanged()) {
         owned.append(Content::Iptc);
-        loss = lossOfIptc(before.iptcBlock(), after.iptcBlock());
+        loss = lossOfIptc(before.iptcBlocks(), after.iptcBlocks());
     }
     if (loss.isEmpty() && !m_changes.xmpProperties().empty()) {
         owned.append(Content::Xmp);
@@ -131,19 +131,25 @@ QString RKSaveProof::lossOfTiff(const QByteArray& before, const QByteArray& afte
     return lossOfXmp(packetOf(before), packetOf(after));
 }
 
-QString RKSaveProof::lossOfIptc(const QByteArray& before, const QByteArray& after) const
+QString RKSaveProof::lossOfIptc(const QByteArrayList& before, const QByteArrayList& after) const
 {
     std::set<std::pair<int, int>> changed;
     for (const std::string& key : m_changes.iptcKeys()) {
         const Exiv2::IptcKey iptcKey(key);
         changed.emplace(iptcKey.record(), iptcKey.tag());
     }
-    const auto kept = [&changed](const QByteArray& block) {
-        QList<RKIptcEditor::DataSet> all = RKIptcEditor(block).dataSets();
-        all.removeIf([&](const RKIptcEditor::DataSet& dataSet) {
-            return changed.count({dataSet.record, dataSet.number}) != 0;
-        });
-        return all;
+    // A block that has lost all its data sets may be gone.
+    const auto kept = [&changed](const QByteArrayList& blocks) {
+        QList<QList<RKIptcEditor::DataSet>> keptOfBlocks;
+        for (const QByteArray& block : blocks) {
+            QList<RKIptcEditor::DataSet> all = RKIptcEditor(block).dataSets();
+            all.removeIf([&](const RKIptcEditor::DataSet& dataSet) {
+                return changed.count({dataSet.record, dataSet.number}) != 0;
+            });
+            if (!all.isEmpty())
+                keptOfBlocks.append(all);
+        }
+        return keptOfBlocks;
     };
     return kept(before) == kept(after) ? QString() : QStringLiteral("IPTC data sets would change");
 }

@@ -28,7 +28,7 @@ private:
     QList<RKTiffComparison::Owned> ownedTags() const;
     QString lossOfParts(const RKImageFileParts& before, const RKImageFileParts& after) const;
     QString lossOfTiff(const QByteArray& before, const QByteArray& after) const;
-    QString lossOfIptc(const QByteArray& before, const QByteArray& after) const;
+    QString lossOfIptc(const QByteArrayList& before, const QByteArrayList& after) const;
     QString lossOfXmp(const QByteArray& before, const QByteArray& after) const;
     QString lossOnReading(const RKImageContent& after) const;
 

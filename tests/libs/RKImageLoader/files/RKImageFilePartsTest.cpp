@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
+#include "RKImageLoader/files/RKIptcEditor_p.h"
 #include "RKImageLoader/files/RKPhotoshopResources_p.h"
 #include "RKImageLoader/files/RKPieceSource_p.h"
 #include "support/RKMetadataFixtures.h"
@@ -15,27 +16,46 @@ namespace {
 struct Family
 {
     Content content;
-    QByteArray (RKImageFileParts::*block)() const;
-    bool (RKImageFileParts::*setBlock)(const QByteArray&);
+    QByteArray (*block)(const RKImageFileParts&);
+    bool (*setBlock)(RKImageFileParts&, const QByteArray&);
     /// An odd number of bytes, and for a profile more than one JPEG segment takes.
     QByteArray sample;
 };
 
+template <QByteArray (RKImageFileParts::*function)() const>
+QByteArray get(const RKImageFileParts& file)
+{
+    return (file.*function)();
+}
+
+template <bool (RKImageFileParts::*function)(const QByteArray&)>
+bool set(RKImageFileParts& file, const QByteArray& block)
+{
+    return (file.*function)(block);
+}
+
+QByteArray firstIptcBlock(const RKImageFileParts& file)
+{
+    return file.iptcBlocks().value(0);
+}
+
+bool setFirstIptcBlock(RKImageFileParts& file, const QByteArray& block)
+{
+    return file.setIptcBlocks(QByteArrayList{block} + file.iptcBlocks().mid(1));
+}
+
 const Family kFamilies[] = {{Content::Exif,
-                                &RKImageFileParts::exifBlock,
-                                &RKImageFileParts::setExifBlock,
+                                get<&RKImageFileParts::exifBlock>,
+                                set<&RKImageFileParts::setExifBlock>,
                                 "MM" + QByteArray("\0*\0\0\0\x8", 6) + QByteArray(15, '\0')},
-    {Content::Iptc,
-        &RKImageFileParts::iptcBlock,
-        &RKImageFileParts::setIptcBlock,
-        QByteArray("\x1c\2\x78\0\4abcd", 9)},
+    {Content::Iptc, firstIptcBlock, setFirstIptcBlock, QByteArray("\x1c\2\x78\0\4abcd", 9)},
     {Content::Xmp,
-        &RKImageFileParts::xmpPacket,
-        &RKImageFileParts::setXmpPacket,
+        get<&RKImageFileParts::xmpPacket>,
+        set<&RKImageFileParts::setXmpPacket>,
         "<x:xmpmeta xmlns:x='adobe:ns:meta/'/>"},
     {Content::Icc,
-        &RKImageFileParts::iccProfile,
-        &RKImageFileParts::setIccProfile,
+        get<&RKImageFileParts::iccProfile>,
+        set<&RKImageFileParts::setIccProfile>,
         RKByteReader::bytesOf(70001) + QByteArray(69997, 'p')}};
 
 void addFiles()
@@ -57,6 +77,11 @@ void addFiles()
 QByteArray jpegSegment(char marker, const QByteArray& data)
 {
     return QByteArray("\xff") + marker + RKByteReader::bytesOf(quint16(data.size() + 2)) + data;
+}
+
+QByteArray photoshopSegment(const QByteArray& resources)
+{
+    return jpegSegment('\xed', QByteArray("Photoshop 3.0\0", 14) + resources);
 }
 
 /// A JPEG without pixels.
@@ -129,18 +154,18 @@ private Q_SLOTS:
             if (content == Content::Iptc && file.startsWith("RIFF"))
                 continue;
             RKImageFileParts changed(source);
-            QVERIFY((changed.*setBlock)(sample));
+            QVERIFY(setBlock(changed, sample));
             const RKImageFileParts after(std::make_shared<RKPieceSource>(changed.pieces(), source));
             QVERIFY(after.isValid());
             QCOMPARE(RKImageFileParts::firstDifference(before, after, {content}), QString());
             QVERIFY(!RKImageFileParts::firstDifference(before, after, {}).isEmpty());
             for (const Family& family : kFamilies) {
                 const bool isChanged = family.content == content;
-                QCOMPARE((after.*family.block)(), isChanged ? sample : (before.*family.block)());
+                QCOMPARE(family.block(after), isChanged ? sample : family.block(before));
             }
             // And back again, also to nothing.
-            QVERIFY((changed.*setBlock)((before.*block)()));
-            QCOMPARE((changed.*block)(), (before.*block)());
+            QVERIFY(setBlock(changed, block(before)));
+            QCOMPARE(block(changed), block(before));
             QCOMPARE(RKImageFileParts::firstDifference(before, changed, {content}), QString());
             // Readers must find the picture.
             QCOMPARE(open(after.skeleton())->pixelWidth(), open(file)->pixelWidth());
@@ -206,23 +231,56 @@ private Q_SLOTS:
 
     void otherResourcesOfASegmentStay()
     {
-        const QByteArray name("Photoshop 3.0\0", 14);
         const QByteArray path = RKPhotoshopResources::resource(0x07d0, QByteArray(90, 'p'));
-        const QByteArray captions = RKPhotoshopResources::resource(0x0404, "captions");
-        const QByteArray all = path + captions + path;
-        // One resource reaches from the first segment into the second; the third is for itself.
-        const QByteArray file = jpegOf(jpegSegment('\xed', name + all.left(50))
-            + jpegSegment('\xed', name + all.mid(50)) + jpegSegment('\xed', name + path));
-        RKImageFileParts parts(file);
-        QCOMPARE(parts.iptcBlock(), QByteArray("captions"));
-        QVERIFY(parts.setIptcBlock(QByteArray(70000, 'c')));
-        const RKImageFileParts after(parts.file());
-        QCOMPARE(after.iptcBlock(), QByteArray(70000, 'c'));
-        QCOMPARE(RKImageFileParts::firstDifference(RKImageFileParts(file), after, {Content::Iptc}),
-            QString());
-        QCOMPARE(after.parts(Content::Iptc).last(), jpegSegment('\xed', name + path));
-        QVERIFY(parts.setIptcBlock({}));
-        QCOMPARE(parts.parts(Content::Iptc).first(), jpegSegment('\xed', name + path + path));
+        const QByteArray all = path + RKPhotoshopResources::resource(0x0404, "captions") + path;
+        // A resource reaches from the first segment into the second; the third is for itself.
+        const QByteArray third = photoshopSegment(path);
+        for (qsizetype place = 1; place < all.size(); place += 3) {
+            const QByteArray file = jpegOf(photoshopSegment(all.left(place))
+                + jpegSegment('\xfe', "text") + photoshopSegment(all.mid(place)) + third);
+            for (const QByteArray& wanted :
+                {QByteArray(70000, 'c'), QByteArray("capti"), QByteArray()}) {
+                RKImageFileParts parts(file);
+                QCOMPARE(parts.iptcBlocks(), QByteArrayList{"captions"});
+                QVERIFY(parts.setIptcBlocks({wanted}));
+                const RKImageFileParts after(parts.file());
+                QCOMPARE(RKIptcEditor::joined(after.iptcBlocks()), wanted);
+                QCOMPARE(RKImageFileParts::firstDifference(
+                             RKImageFileParts(file), after, {Content::Iptc}),
+                    QString());
+                QCOMPARE(after.parts(Content::Iptc).last(), third);
+                // What comes before the change keeps its segment.
+                if (place < path.size())
+                    QVERIFY(parts.file().startsWith(file.left(place + 20)));
+            }
+        }
+    }
+
+    void eachIptcBlockIsChangedInItsPlace()
+    {
+        const auto block = [](const QByteArray& data) {
+            return RKPhotoshopResources::resource(RKPhotoshopResources::kIptc, data);
+        };
+        const QByteArray path = RKPhotoshopResources::resource(0x07d0, "path");
+        const QByteArray text = jpegSegment('\xfe', "text");
+        const auto file = [&](const QByteArray& first, const QByteArray& second) {
+            return jpegOf(photoshopSegment(first) + text + photoshopSegment(second));
+        };
+        const QByteArray old = file(block("") + path + block("ab"), path + block("cdef"));
+        const auto changed = [](const QByteArray& bytes, const QByteArrayList& blocks) {
+            RKImageFileParts parts(bytes);
+            return parts.setIptcBlocks(blocks) ? parts.file() : QByteArray();
+        };
+        QCOMPARE(RKImageFileParts(old).iptcBlocks(), (QByteArrayList{"", "ab", "cdef"}));
+        QCOMPARE(changed(old, {"", "ab", "gh"}),
+            file(block("") + path + block("ab"), path + block("gh")));
+        QCOMPARE(changed(old, {"", "", "cdef"}), file(block("") + path, path + block("cdef")));
+        // The first place, where there is no block.
+        QCOMPARE(changed(file(path, path), {"ab"}), file(path + block("ab"), path));
+        // A segment that is cut off takes none of the next.
+        const QByteArray cut = QByteArray(path + block("abcdef")).chopped(3);
+        const QByteArray damaged = file(cut, path + block("gh"));
+        QCOMPARE(changed(damaged, {"ij"}), file(cut, path + block("ij")));
     }
 
     void furtherPicturesAreFound()
@@ -290,7 +348,7 @@ private Q_SLOTS:
                 if (parts.isValid() && !isMended)
                     QCOMPARE(again, damaged);
                 for (const Family& family : kFamilies)
-                    (parts.*family.setBlock)((parts.*family.block)() + "x");
+                    family.setBlock(parts, family.block(parts) + "x");
                 parts.replace(Content::Xmp, {"part"});
                 parts.file();
                 parts.skeleton();

@@ -70,6 +70,16 @@ private Q_SLOTS:
             set(2, 25, "b") + set(2, 25, "c") + city);
     }
 
+    void theFirstBlockWithANumberCounts()
+    {
+        const QByteArray first = "junk" + set(2, 25, "a") + set(2, 25, "b");
+        const QByteArray caption = set(2, 120, "caption");
+        QCOMPARE(RKIptcEditor::joined({first}), first);
+        QCOMPARE(RKIptcEditor::joined({"", first, set(2, 25, "c") + caption, set(2, 120, "other")}),
+            first.mid(4) + caption);
+        QCOMPARE(RKIptcEditor::joined({}), QByteArray());
+    }
+
     void sizesUpToTheLimitOfTheShortForm()
     {
         for (const qsizetype size : {0x7fff, 0x8000}) {

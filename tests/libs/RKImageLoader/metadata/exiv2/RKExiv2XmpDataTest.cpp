@@ -2,8 +2,8 @@
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2SegmentProbe_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
-#include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 #include "support/RKMetadataFixtures.h"
 #include "support/RKQuietTest.h"
@@ -252,7 +252,7 @@ private Q_SLOTS:
     void onlyPicturesWithoutXmpAreReadWithoutTheLock()
     {
         const auto mayHaveXmp = [](const QByteArray& file) {
-            return RKExiv2XmpProbe::mayHaveXmp(*RKExiv2Compat::openMemory(file));
+            return RKExiv2SegmentProbe(*RKExiv2Compat::openMemory(file)).mayHaveXmp();
         };
         const QByteArray plain = withMetadata(imageFile("JPEG"), [](Exiv2::Image& image) {
             image.exifData()["Exif.Image.Artist"] = std::string("artist");

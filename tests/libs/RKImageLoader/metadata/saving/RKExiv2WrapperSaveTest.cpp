@@ -1,4 +1,7 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/files/RKImageFileParts_p.h"
+#include "RKImageLoader/files/RKPhotoshopResources_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -171,6 +174,45 @@ private Q_SLOTS:
         QVERIFY(fromFile.save(file));
         QCOMPARE(RKExiv2Wrapper(file).adobeRating(), kOldRating);
         QCOMPARE(RKExiv2Wrapper(file).read(Field::originalFilename), u"caption"_s);
+    }
+
+    void iptcInSeveralPlacesIsReadAndChangedThere()
+    {
+        const auto set = [](int number, const QByteArray& text) -> QByteArray {
+            return QByteArray("\x1c\2") + char(number) + RKByteReader::bytesOf(quint16(text.size()))
+                + text;
+        };
+        const auto segment = [](const QByteArray& resources) -> QByteArray {
+            return QByteArray("\xff\xed") + RKByteReader::bytesOf(quint16(16 + resources.size()))
+                + QByteArray("Photoshop 3.0\0", 14) + resources;
+        };
+        const auto iptc = [](const QByteArray& block) -> QByteArray {
+            return RKPhotoshopResources::resource(RKPhotoshopResources::kIptc, block)
+                + QByteArray(block.size() % 2, '\0');
+        };
+        const QByteArray path = RKPhotoshopResources::resource(0x07d0, "path");
+        const auto fileOf = [&](const QByteArray& author, const QByteArray& caption) {
+            RKImageFileParts parts(imageFile("JPG"));
+            parts.replace(RKImageFileParts::Content::Iptc,
+                {segment(path),
+                    segment(iptc(set(25, "a") + set(25, "b") + set(80, author))
+                        + iptc(set(25, "c") + set(116, "mine"))),
+                    segment(iptc(set(80, author) + set(120, caption)) + path)});
+            return parts.file();
+        };
+        QBuffer buffer;
+        buffer.setData(fileOf("Anna", "old"));
+        RKExiv2Wrapper wrapper(buffer.data());
+        QCOMPARE(wrapper.keywords(), QStringList({u"a"_s, u"b"_s}));
+        QCOMPARE(wrapper.read(Field::author), u"Anna"_s);
+        QCOMPARE(wrapper.read(Field::originalFilename), u"old"_s);
+        QVERIFY(wrapper.save(&buffer));
+        QCOMPARE(buffer.data(), fileOf("Anna", "old"));
+        wrapper.write(Field::author, u"Boris"_s);
+        wrapper.write(Field::originalFilename, u"new"_s);
+        QVERIFY(wrapper.save(&buffer));
+        QCOMPARE(RKImageFileParts(buffer.data()).parts(RKImageFileParts::Content::Iptc),
+            RKImageFileParts(fileOf("Boris", "new")).parts(RKImageFileParts::Content::Iptc));
     }
 
     void xmpThatCannotBeReadStays()

@@ -1,6 +1,6 @@
 #include "RKImageLoader/files/RKTiffStructure_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
-#include "RKImageLoader/metadata/exiv2/RKExiv2XmpProbe_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2SegmentProbe_p.h"
 
 #include <algorithm>
 
@@ -8,6 +8,7 @@ namespace {
 
 constexpr quint8 kMarker = 0xff;
 constexpr quint8 kApp1 = 0xe1;
+constexpr quint8 kApp13 = 0xed;
 constexpr quint8 kStartOfFrame = 0xc0;
 constexpr quint8 kFirstRestart = 0xd0;
 constexpr quint8 kStartOfImage = 0xd8;
@@ -36,44 +37,62 @@ bool mayHaveXmpTag(const QByteArray& exif)
     });
 }
 
-/// The segments of an opened JPEG before its first scan have XMP, or cannot be followed.
-bool mayHaveXmpSegment(Exiv2::BasicIo& io)
-{
-    const QByteArray exifName("Exif\0\0", 6);
-    const auto bytes = [&io](int size) { return RKExiv2Compat::toByteArray(io.read(size)); };
-
-    if (bytes(kMarkerSize) != "\xff\xd8")
-        return true;
-    for (;;) {
-        const QByteArray start = bytes(kMarkerSize);
-        if (start.size() != kMarkerSize || quint8(start[0]) != kMarker)
-            return true;
-        const auto marker = quint8(start[1]);
-        if (marker == kStartOfScan || marker == kEndOfImage)
-            return false;
-        const QByteArray length = bytes(kLengthSize);
-        if (hasNoLength(marker) || length.size() != kLengthSize)
-            return true;
-        const int size = RKByteReader(length).number<quint16>() - kLengthSize;
-        if (size < 0)
-            return true;
-        if (marker == kApp1) {
-            const QByteArray data = bytes(size);
-            if (!data.startsWith(exifName) || mayHaveXmpTag(data.mid(exifName.size())))
-                return true;
-        } else if (io.seek(size, Exiv2::BasicIo::cur) != 0) {
-            return true;
-        }
-    }
-}
-
 } // namespace
 
-bool RKExiv2XmpProbe::mayHaveXmp(Exiv2::Image& image)
+RKExiv2SegmentProbe::RKExiv2SegmentProbe(Exiv2::Image& image)
 {
     Exiv2::BasicIo& io = image.io();
     if (image.imageType() != Exiv2::ImageType::jpeg || io.open() != 0)
-        return true;
+        return;
     const Exiv2::IoCloser closer(io);
-    return mayHaveXmpSegment(io);
+    readSegments(io);
+}
+
+bool RKExiv2SegmentProbe::mayHaveXmp() const
+{
+    return m_mayHaveXmp;
+}
+
+bool RKExiv2SegmentProbe::hasSeveralPhotoshopSegments() const
+{
+    return m_photoshopSegments > 1;
+}
+
+/// Up to the first scan, or to one that cannot be followed.
+void RKExiv2SegmentProbe::readSegments(Exiv2::BasicIo& io)
+{
+    const QByteArray exifName("Exif\0\0", 6);
+    const QByteArray photoshopName("Photoshop 3.0\0", 14);
+    const auto bytes = [&io](int size) { return RKExiv2Compat::toByteArray(io.read(size)); };
+
+    bool hasXmp = false;
+    if (bytes(kMarkerSize) != "\xff\xd8")
+        return;
+    for (;;) {
+        const QByteArray start = bytes(kMarkerSize);
+        if (start.size() != kMarkerSize || quint8(start[0]) != kMarker)
+            return;
+        const auto marker = quint8(start[1]);
+        if (marker == kStartOfScan || marker == kEndOfImage) {
+            m_mayHaveXmp = hasXmp;
+            return;
+        }
+        const QByteArray length = bytes(kLengthSize);
+        if (hasNoLength(marker) || length.size() != kLengthSize)
+            return;
+        int rest = RKByteReader(length).number<quint16>() - kLengthSize;
+        if (rest < 0)
+            return;
+        if (marker == kApp1 && !hasXmp) {
+            const QByteArray data = bytes(rest);
+            rest = 0;
+            hasXmp = !data.startsWith(exifName) || mayHaveXmpTag(data.mid(exifName.size()));
+        } else if (marker == kApp13 && rest >= photoshopName.size()) {
+            rest -= int(photoshopName.size());
+            if (bytes(int(photoshopName.size())) == photoshopName)
+                ++m_photoshopSegments;
+        }
+        if (io.seek(rest, Exiv2::BasicIo::cur) != 0)
+            return;
+    }
 }

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
+
+/// Looks at the segments of a JPEG before exiv2 reads them. Other formats would have to be searched
+/// as thoroughly as exiv2 does.
+///
+/// Reentrant.
+class RKIMAGELOADER_TEST_EXPORT RKExiv2SegmentProbe
+{
+public:
+    explicit RKExiv2SegmentProbe(Exiv2::Image& image);
+
+    /// False only if the segments show that exiv2 will find no XMP, as most cameras write them.
+    bool mayHaveXmp() const;
+
+    /// exiv2 stops at the first segment with Photoshop's resources that reads well.
+    bool hasSeveralPhotoshopSegments() const;
+
+private:
+    void readSegments(Exiv2::BasicIo& io);
+
+    bool m_mayHaveXmp = true;
+    int m_photoshopSegments = 0;
+};
