@@ -125,7 +125,8 @@ def xmp(extra=""):
  xmlns:dc="http://purl.org/dc/elements/1.1/" xmlns:xmp="http://ns.adobe.com/xap/1.0/"
  xmlns:own="http://example.com/own/" xmlns:xmpMM="http://ns.adobe.com/xap/1.0/mm/"
  xmlns:stEvt="http://ns.adobe.com/xap/1.0/sType/ResourceEvent#"
- xmlns:exif="http://ns.adobe.com/exif/1.0/" exif:GPSLatitudeRef="N" exif:GPSLongitudeRef="W"
+ xmlns:exif="http://ns.adobe.com/exif/1.0/" exif:GPSLatitude="51,30.5N" exif:GPSLatitudeRef="N"
+ exif:GPSLongitude="0,7.25W" exif:GPSLongitudeRef="W"
  xmlns:xmpNote="http://ns.adobe.com/xmp/note/" own:attribute="yes" xmp:Rating="2" {extra}>
  <dc:title><rdf:Alt><rdf:li xml:lang="x-default">Old</rdf:li><rdf:li xml:lang="de-DE">Alt</rdf:li>
  <rdf:li xml:lang="fr-FR">Vieux é</rdf:li></rdf:Alt></dc:title>
