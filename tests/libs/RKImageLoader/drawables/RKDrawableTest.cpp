@@ -61,17 +61,13 @@ QImage rgb(const QImage& image)
     return image.convertToFormat(QImage::Format_RGB32);
 }
 
-struct Pixel
-{
-    int x;
-    int y;
-    QRgb color;
-};
+using Pixel = std::tuple<int, int, QRgb>;
 
 bool hasPixels(const QImage& image, std::initializer_list<Pixel> pixels)
 {
     return std::all_of(pixels.begin(), pixels.end(), [&image](const Pixel& pixel) {
-        return image.pixel(pixel.x, pixel.y) == pixel.color;
+        const auto& [x, y, color] = pixel;
+        return image.pixel(x, y) == color;
     });
 }
 
@@ -91,6 +87,7 @@ private Q_SLOTS:
         const RKDrawable movedFrom(source); // NOLINT(bugprone-use-after-move)
         for (const RKDrawable& drawable : {RKDrawable(),
                  RKDrawable(QByteArray()),
+                 RKDrawable(static_cast<RKDrawable*>(nullptr)),
                  RKDrawable(new RKDrawableImpl(nullptr)),
                  movedFrom})
         {

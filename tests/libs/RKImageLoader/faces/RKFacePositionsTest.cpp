@@ -107,9 +107,10 @@ private Q_SLOTS:
     {
         const RKFacePositions list = listOf({region(0, QRectF(0.5, 0.5, 0.1, 0.1)),
             region(1, QRectF(0.1, 0.2, 0.3, 0.2)),
-            region(2, QRectF(0.7, 0.1, 0.1, 0.2))});
+            region(2, QRectF(0.7, 0.1, 0.1, 0.3))});
         QCOMPARE(list.biggestRect({100, 100}), QRect(10, 20, 30, 20));
         QCOMPARE(list.unitedRect({100, 100}), QRect(10, 10, 70, 50));
+        QCOMPARE(list.percentCoverdByFaces(), 0.1);
     }
 
     void hostileRectanglesAreHarmless()
@@ -160,6 +161,8 @@ private Q_SLOTS:
         QVERIFY(!listOf({a}).isSeriouslyOverlapping(listOf({a, a})));
         QVERIFY(listOf({a, a}).isSeriouslyOverlapping(listOf({b, a})));
         QVERIFY(!listOf({b, a}).isSeriouslyOverlapping(listOf({a, a})));
+        QVERIFY(listOf({a, b}).anySeriouslyOverlapping(b));
+        QVERIFY(!listOf({a}).anySeriouslyOverlapping(b));
     }
 
     void listsKeepTheirFlag()
