@@ -284,7 +284,7 @@ def files(profile):
                          raw_profile("iptc", MORE_IPTC)),
         "extended.webp": webp(profile), "boxes.jp2": jp2(), "layers.psd": psd(),
         "pages.tif": tiff("<", [{**metadata_tags("<"), **strip()}, strip(shade=8), strip(shade=9)]),
-        "children.tif": tiff(">", [{**metadata_tags(">"), **strip(), 0x014a: (LONG, [strip({0x00fe: (LONG, 1)}), strip()])}]),
+        "children.tif": tiff(">", [{**metadata_tags(">"), **strip(size=40000), 0x014a: (LONG, [strip({0x00fe: (LONG, 1)}), strip()])}]),
         "old-jpeg.tif": tiff("<", [{**exif("<"), **old_jpeg}]),
         "three.arw": tiff("<", raw("<", profile)), "heap.crw": crw(), "languages.xmp": xmp(),
     }

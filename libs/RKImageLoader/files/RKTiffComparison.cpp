@@ -14,32 +14,39 @@ using Range = RKTiffStructure::Range;
 
 constexpr qsizetype kMaxDifferences = 5;
 
-/// The ranges, in order, of which some bytes differ between two arrays.
-std::vector<Range> differingBlocks(QByteArrayView before, QByteArrayView after)
+/// The ranges, in order, of which some bytes may differ between two files: blocks of bytes, and
+/// those that only one of them holds.
+std::vector<Range> differingBlocks(const RKSparseBytes& before, const RKSparseBytes& after)
 {
-    constexpr qsizetype kBlock = 64;
-    std::vector<Range> blocks;
-    for (qsizetype at = 0; at < before.size(); at += kBlock) {
-        const qsizetype size = std::min(kBlock, before.size() - at);
-        if (after.sliced(std::min(at, after.size())).startsWith(before.sliced(at, size)))
-            continue;
-        const Range block{quint64(at), quint64(at + size)};
-        if (!blocks.empty() && blocks.back().end == block.start)
-            blocks.back().end = block.end;
-        else
-            blocks.push_back(block);
+    constexpr quint64 kBlock = 64;
+    const auto size = quint64(before.size());
+    std::vector<Range> blocks = RKByteRanges::without(before.holes(), after.holes());
+    const auto ofAfter
+        = RKByteRanges::without(RKByteRanges::within({0, size}, after.holes()), before.holes());
+    blocks.insert(blocks.end(), ofAfter.begin(), ofAfter.end());
+    const auto held = RKByteRanges::without({0, size}, before.holes());
+    for (const Range& range : RKByteRanges::without(held, after.holes())) {
+        for (quint64 at = range.start; at < range.end; at += kBlock) {
+            const auto start = qsizetype(at);
+            const auto count = qsizetype(std::min(kBlock, range.end - at));
+            const QByteArrayView other = after.view().sliced(std::min(start, after.view().size()));
+            if (!other.startsWith(before.view().sliced(start, count)))
+                blocks.push_back({at, at + quint64(count)});
+        }
     }
-    return blocks;
+    return RKByteRanges::united(std::move(blocks));
 }
 
 class Comparison
 {
 public:
-    Comparison(const QByteArray& before,
-        const QByteArray& after,
+    Comparison(const RKSparseBytes& before,
+        const RKSparseBytes& after,
         const QList<RKTiffComparison::Owned>& owned)
-        : m_before(before)
-        , m_after(after)
+        : m_bytesBefore(before)
+        , m_bytesAfter(after)
+        , m_before(before.view())
+        , m_after(after.view())
         , m_owned(owned)
         , m_differing(differingBlocks(before, after))
         , m_budget(4 * quint64(before.size() + after.size()))
@@ -51,7 +58,8 @@ public:
         const auto before = m_before.directories();
         const auto after = m_after.directories();
         if (!m_before.isValid() || !m_after.isValid() || !before || !after
-            || m_before.byteOrder() != m_after.byteOrder())
+            || m_before.byteOrder() != m_after.byteOrder() || !areHeld(m_bytesBefore, *before)
+            || !areHeld(m_bytesAfter, *after))
             return {QStringLiteral("TIFF structure")};
         compareDirectories(*before, *after);
         compareRest(*before);
@@ -63,6 +71,24 @@ private:
     {
         return QString::fromLatin1(directory) + QStringLiteral(" tag 0x")
             + QString::number(tag, 16).rightJustified(4, u'0');
+    }
+
+    /// What is read of directories without comparing it.
+    static bool areHeld(const RKSparseBytes& bytes, const std::vector<Directory>& directories)
+    {
+        const RKTiffStructure tiff(bytes.view());
+        return std::none_of(
+            directories.begin(), directories.end(), [&](const Directory& directory) {
+                const quint64 end
+                    = quint64(tiff.endOfEntries(directory.place)) + RKTiffStructure::kNextSize;
+                return bytes.hasHole({directory.place, end})
+                    || std::any_of(directory.entries.begin(),
+                        directory.entries.end(),
+                        [&](const Entry& entry) {
+                            const auto range = tiff.valueRange(entry);
+                            return range && bytes.hasHole(*range);
+                        });
+            });
     }
 
     void add(const QString& difference)
@@ -84,11 +110,7 @@ private:
     /// Some bytes of the range or near it are not the same at the same place.
     bool mayDiffer(const Range& range) const
     {
-        const auto first = std::lower_bound(m_differing.begin(),
-            m_differing.end(),
-            range.start,
-            [](const Range& block, quint64 start) { return block.end <= start; });
-        return first != m_differing.end() && first->start < range.end;
+        return RKByteRanges::overlap(m_differing, range);
     }
 
     static QByteArrayView bytes(const RKTiffStructure& tiff, const Range& range)
@@ -108,7 +130,18 @@ private:
         if (before.size() > m_budget)
             return false;
         m_budget -= before.size();
-        return bytes(m_before, before) == bytes(m_after, after);
+        if (before.start != after.start)
+            return areSameBytes(before, after);
+        const auto compared = RKByteRanges::within(before, m_differing);
+        return std::all_of(compared.begin(), compared.end(), [this](const Range& range) {
+            return areSameBytes(range, range);
+        });
+    }
+
+    bool areSameBytes(const Range& before, const Range& after) const
+    {
+        return !m_bytesBefore.hasHole(before) && !m_bytesAfter.hasHole(after)
+            && bytes(m_before, before) == bytes(m_after, after);
     }
 
     /// Of pixels that reach beyond the end, those that are there.
@@ -238,18 +271,21 @@ private:
         quint64 end = 0;
         for (const Range& range : known) {
             const Range gap{end, range.start};
-            if (gap.end > gap.start && mayDiffer(gap) && bytes(m_before, gap) != bytes(m_after, gap)
-                && !isBlank(bytes(m_before, gap)))
+            if (gap.end > gap.start && mayDiffer(gap) && !isBlank(gap) && !areSame(gap, gap))
                 add(QStringLiteral("bytes at 0x") + QString::number(end, 16));
             end = std::max(end, range.end);
         }
     }
 
-    static bool isBlank(QByteArrayView bytes)
+    bool isBlank(const Range& range) const
     {
-        return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
+        const QByteArrayView view = bytes(m_before, range);
+        return !m_bytesBefore.hasHole(range)
+            && std::all_of(view.begin(), view.end(), [](char byte) { return byte == 0; });
     }
 
+    const RKSparseBytes& m_bytesBefore;
+    const RKSparseBytes& m_bytesAfter;
     const RKTiffStructure m_before;
     const RKTiffStructure m_after;
     const QList<RKTiffComparison::Owned> m_owned;
@@ -261,7 +297,7 @@ private:
 } // namespace
 
 QStringList RKTiffComparison::differences(
-    const QByteArray& before, const QByteArray& after, const QList<Owned>& owned)
+    const RKSparseBytes& before, const RKSparseBytes& after, const QList<Owned>& owned)
 {
     return Comparison(before, after, owned).differences();
 }

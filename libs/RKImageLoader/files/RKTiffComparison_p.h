@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/files/RKSparseBytes_p.h"
 
 #include <QByteArray>
 #include <QList>
@@ -14,6 +15,8 @@
 /// JPEG streams the same bytes. A maker note and a maker's private data must lie in the same place,
 /// which their own pointers need, and so must all bytes that no directory mentions: only the maker
 /// knows what leads there.
+///
+/// Bytes that are not held are the same at the same place only: elsewhere they count as different.
 namespace RKTiffComparison {
 
 /// What the edit may change: a tag, or a whole directory with all below it
@@ -27,6 +30,6 @@ struct Owned
 /// The first few differences, like "IFD0/Exif tag 0x9003"; none where nothing else has changed. Of
 /// an owned tag with Photoshop's resources, those other than IPTC are compared all the same.
 RKIMAGELOADER_TEST_EXPORT QStringList differences(
-    const QByteArray& before, const QByteArray& after, const QList<Owned>& owned);
+    const RKSparseBytes& before, const RKSparseBytes& after, const QList<Owned>& owned);
 
 } // namespace RKTiffComparison

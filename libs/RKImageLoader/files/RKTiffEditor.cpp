@@ -31,7 +31,7 @@ bool isUsedOnce(
 
 } // namespace
 
-RKTiffEditor::RKTiffEditor(const QByteArray& structure, Places places)
+RKTiffEditor::RKTiffEditor(const RKSparseBytes& structure, Places places)
     : m_places(places)
     , m_bytes(structure)
 {
@@ -39,7 +39,7 @@ RKTiffEditor::RKTiffEditor(const QByteArray& structure, Places places)
 
 RKTiffStructure RKTiffEditor::read() const
 {
-    return RKTiffStructure(m_bytes);
+    return RKTiffStructure(m_bytes.view());
 }
 
 bool RKTiffEditor::isValid() const
@@ -58,7 +58,7 @@ qsizetype RKTiffEditor::numberOfDirectories() const
     return directories ? qsizetype(directories->size()) : 0;
 }
 
-QByteArray RKTiffEditor::structure() const
+RKSparseBytes RKTiffEditor::structure() const
 {
     return m_bytes;
 }
@@ -68,10 +68,15 @@ QByteArray RKTiffEditor::bytesOf(quint32 number) const
     return RKByteReader::bytesOf(number, read().byteOrder());
 }
 
+/// A copy: edits change the bytes themselves.
+QByteArray RKTiffEditor::bytesAt(quint64 place, quint64 size) const
+{
+    return m_bytes.view().sliced(qsizetype(place), qsizetype(size)).toByteArray();
+}
+
 void RKTiffEditor::overwrite(quint64 place, const QByteArray& bytes)
 {
-    const auto start = qsizetype(place);
-    m_bytes.replace(start, std::min(bytes.size(), m_bytes.size() - start), bytes);
+    m_bytes.overwrite(qint64(place), bytes);
 }
 
 /// Where the value of an entry lies; nullopt for one in the entry itself, or outside of the
@@ -143,9 +148,8 @@ std::optional<RKTiffEditor::Tag> RKTiffEditor::tag(quint16 number) const
         if (entry.tag != number)
             continue;
         const auto range = tiff.valueRange(entry);
-        return Tag{entry.tag,
-            entry.type,
-            range ? m_bytes.mid(qsizetype(range->start), qsizetype(range->size())) : QByteArray()};
+        return Tag{
+            entry.tag, entry.type, range ? bytesAt(range->start, range->size()) : QByteArray()};
     }
     return {};
 }
@@ -153,9 +157,9 @@ std::optional<RKTiffEditor::Tag> RKTiffEditor::tag(quint16 number) const
 /// Appends at an even place (TIFF 6.0, section 2).
 quint32 RKTiffEditor::append(const QByteArray& bytes)
 {
-    const qsizetype place = (m_bytes.size() + 1) / 2 * 2;
-    m_bytes.resize(place, '\0');
-    m_bytes.append(bytes);
+    const qint64 place = (m_bytes.size() + 1) / 2 * 2;
+    m_bytes.resize(place);
+    m_bytes.overwrite(place, bytes);
     return static_cast<quint32>(place);
 }
 
@@ -200,7 +204,7 @@ std::optional<QList<RKTiffEditor::Entry>> RKTiffEditor::changedEntries(
             entries.append({entry.tag,
                 entry.type,
                 entry.count,
-                m_bytes.mid(entry.field, kFieldSize),
+                bytesAt(entry.field, kFieldSize),
                 {},
                 outsideRange(entry)});
     }
@@ -253,11 +257,11 @@ bool RKTiffEditor::change(Directory directory, const QList<Tag>& set, const QLis
     const auto used = usedRanges();
     if (!entries || !canTake(*entries, 0) || !used)
         return false;
-    const qsizetype size = m_bytes.size();
+    const qint64 size = m_bytes.size();
     if (isMissing)
         place = create(directory);
     if (!place || place->directory == 0) {
-        m_bytes.truncate(size);
+        m_bytes.resize(size);
         return false;
     }
     const quint32 next = read().numberAt(read().endOfEntries(place->directory));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/files/RKSparseBytes_p.h"
 #include "RKImageLoader/files/RKTiffStructure_p.h"
 
 #include <QByteArray>
@@ -15,7 +16,7 @@
 /// Offsets in maker notes and previews, which only the camera's maker knows, stay right that way,
 /// and so do all pictures. What does not fit into its old place is appended, also a directory that
 /// gets another entry. The old bytes of a value stay behind unused; those of a directory are
-/// blanked.
+/// blanked. What is not held of the structure stays so.
 ///
 /// The cost of a change grows with the number of entries and strips, which is bounded: structures
 /// whose directories overlap, or that have too many (RKTiffStructure::directories()), cannot be
@@ -52,7 +53,7 @@ public:
         Keep
     };
 
-    explicit RKTiffEditor(const QByteArray& structure, Places places = Places::Reuse);
+    explicit RKTiffEditor(const RKSparseBytes& structure, Places places = Places::Reuse);
 
     /// The structure has a main directory that can be read.
     bool isValid() const;
@@ -79,7 +80,7 @@ public:
     /// entries, for readers tell these by their number. False as above.
     bool removeThumbnail();
 
-    QByteArray structure() const;
+    RKSparseBytes structure() const;
 
 private:
     using Range = RKTiffStructure::Range;
@@ -106,6 +107,7 @@ private:
 
     RKTiffStructure read() const;
     QByteArray bytesOf(quint32 number) const;
+    QByteArray bytesAt(quint64 place, quint64 size) const;
     void overwrite(quint64 place, const QByteArray& bytes);
 
     std::optional<Range> outsideRange(const RKTiffStructure::Entry& entry) const;
@@ -131,5 +133,5 @@ private:
         const QByteArray& bytes, const std::optional<Range>& old, const std::vector<Range>& used);
 
     const Places m_places;
-    QByteArray m_bytes;
+    RKSparseBytes m_bytes;
 };

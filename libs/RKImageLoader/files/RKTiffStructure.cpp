@@ -83,7 +83,13 @@ struct Candidate
 } // namespace
 
 RKTiffStructure::RKTiffStructure(QByteArrayView bytes)
+    : RKTiffStructure(bytes, {})
+{
+}
+
+RKTiffStructure::RKTiffStructure(QByteArrayView bytes, const Fetch& fetch)
     : m_reader(bytes, orderOf(bytes))
+    , m_fetch(fetch)
 {
     m_isValid = bytes.size() >= kHeaderSize && (bytes.startsWith("II") || bytes.startsWith("MM"))
         && isKnownMagic(m_reader.numberAt<quint16>(2).value_or(0))
@@ -105,9 +111,24 @@ QByteArrayView RKTiffStructure::bytes() const
     return m_reader.from(0);
 }
 
+/// The bytes at a place; nullopt for a place that is not wholly inside.
+std::optional<QByteArrayView> RKTiffStructure::fetched(qint64 place, quint64 size) const
+{
+    const auto bytes = m_reader.bytesAt(place, size);
+    if (bytes && m_fetch)
+        m_fetch({quint64(place), quint64(place) + size});
+    return bytes;
+}
+
+/// The number of entries of a directory.
+std::optional<quint16> RKTiffStructure::countAt(qint64 place) const
+{
+    return fetched(place, kCountSize) ? m_reader.numberAt<quint16>(place) : std::nullopt;
+}
+
 quint32 RKTiffStructure::numberAt(qint64 place) const
 {
-    return m_reader.numberAt<quint32>(place).value_or(0);
+    return fetched(place, sizeof(quint32)) ? m_reader.numberAt<quint32>(place).value_or(0) : 0;
 }
 
 quint32 RKTiffStructure::firstDirectory() const
@@ -123,14 +144,14 @@ quint32 RKTiffStructure::directoryAfter(quint32 directory) const
 
 bool RKTiffStructure::hasDirectoryAt(quint32 place) const
 {
-    const auto count = m_reader.numberAt<quint16>(place);
+    const auto count = countAt(place);
     return place >= kHeaderSize && count
         && m_reader.bytesAt(place, kCountSize + quint64(*count) * kEntrySize + kNextSize);
 }
 
 quint32 RKTiffStructure::endOfEntries(quint32 directory) const
 {
-    const auto count = m_reader.numberAt<quint16>(directory);
+    const auto count = countAt(directory);
     return count && directory != 0 ? directory + kCountSize + *count * kEntrySize : 0;
 }
 
@@ -139,8 +160,10 @@ std::vector<Entry> RKTiffStructure::entriesOf(quint32 directory) const
     std::vector<Entry> entries;
     if (!hasDirectoryAt(directory))
         return entries;
+    entries.resize(countAt(directory).value_or(0));
+    fetched(directory, kCountSize + entries.size() * kEntrySize);
     RKByteReader reader(m_reader.from(directory), byteOrder());
-    entries.resize(reader.number<quint16>());
+    reader.take(kCountSize);
     for (Entry& entry : entries) {
         entry.tag = reader.number<quint16>();
         entry.type = reader.number<quint16>();
@@ -156,13 +179,19 @@ bool RKTiffStructure::isInField(const Entry& entry) const
     return quint64(entry.count) * RKTiffType::sizeOf(entry.type) <= kFieldSize;
 }
 
+Range RKTiffStructure::claimedRange(const Entry& entry) const
+{
+    const quint64 size = quint64(entry.count) * std::max(1U, RKTiffType::sizeOf(entry.type));
+    const quint64 start = size <= kFieldSize ? entry.field : numberAt(entry.field);
+    return {start, start + size};
+}
+
 std::optional<Range> RKTiffStructure::valueRange(const Entry& entry) const
 {
-    const quint64 size = quint64(entry.count) * RKTiffType::sizeOf(entry.type);
-    const quint64 start = size <= kFieldSize ? entry.field : numberAt(entry.field);
-    if (RKTiffType::sizeOf(entry.type) == 0 || start + size > quint64(m_reader.size()))
+    const Range range = claimedRange(entry);
+    if (RKTiffType::sizeOf(entry.type) == 0 || range.end > quint64(m_reader.size()))
         return {};
-    return Range{start, start + size};
+    return range;
 }
 
 std::vector<quint32> RKTiffStructure::numbersOf(const Entry& entry) const
@@ -173,8 +202,7 @@ std::vector<quint32> RKTiffStructure::numbersOf(const Entry& entry) const
     if (!range || (!isShort && !isPlace(entry.type)))
         return numbers;
     RKByteReader reader(
-        m_reader.bytesAt(qint64(range->start), range->size()).value_or(QByteArrayView()),
-        byteOrder());
+        fetched(qint64(range->start), range->size()).value_or(QByteArrayView()), byteOrder());
     numbers.resize(entry.count);
     for (quint32& number : numbers)
         number = isShort ? reader.number<quint16>() : reader.number<quint32>();
@@ -217,7 +245,7 @@ std::optional<std::vector<Directory>> RKTiffStructure::directories() const
         if (!hasDirectoryAt(candidate.place) || known.contains(candidate.place))
             continue;
         Directory directory{candidate.path, candidate.place, {}};
-        entries += m_reader.numberAt<quint16>(candidate.place).value_or(0);
+        entries += countAt(candidate.place).value_or(0);
         if (found.size() == kMaxDirectories || entries > maxEntries)
             return {};
         directory.entries = entriesOf(candidate.place);

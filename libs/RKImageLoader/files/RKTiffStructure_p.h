@@ -1,10 +1,12 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/files/RKByteRanges_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 
 #include <QByteArray>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -23,16 +25,9 @@ public:
     static constexpr quint32 kFieldSize = 4;
     static constexpr quint32 kNextSize = 4;
 
-    struct Range
-    {
-        quint64 start = 0;
-        quint64 end = 0;
-
-        quint64 size() const
-        {
-            return end - start;
-        }
-    };
+    using Range = RKByteRange;
+    /// Brings bytes to their place that are not there yet.
+    using Fetch = std::function<void(const Range&)>;
 
     struct Entry
     {
@@ -52,6 +47,8 @@ public:
     };
 
     explicit RKTiffStructure(QByteArrayView bytes);
+    /// Calls fetch before it looks at bytes, but for those of the header, which are there.
+    RKTiffStructure(QByteArrayView bytes, const Fetch& fetch);
 
     /// There is a main directory that can be read.
     bool isValid() const;
@@ -73,6 +70,8 @@ public:
     /// The value, also one in the entry itself; nullopt for one outside of the structure, or of an
     /// unknown type.
     std::optional<Range> valueRange(const Entry& entry) const;
+    /// Where a value is said to lie, also one of an unknown type, whose components count as bytes.
+    Range claimedRange(const Entry& entry) const;
     bool isInField(const Entry& entry) const;
     /// Whole numbers of 16 and 32 bits, taken as without a sign; empty for other types.
     std::vector<quint32> numbersOf(const Entry& entry) const;
@@ -89,6 +88,10 @@ public:
     static bool isPointer(quint16 tag);
 
 private:
+    std::optional<QByteArrayView> fetched(qint64 place, quint64 size) const;
+    std::optional<quint16> countAt(qint64 place) const;
+
     RKByteReader m_reader;
+    Fetch m_fetch;
     bool m_isValid = false;
 };

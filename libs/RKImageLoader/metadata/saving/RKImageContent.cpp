@@ -1,3 +1,5 @@
+#include "RKImageLoader/files/RKPieceSource_p.h"
+#include "RKImageLoader/files/RKTiffSkeleton_p.h"
 #include "RKImageLoader/metadata/saving/RKImageContent_p.h"
 
 namespace {
@@ -17,21 +19,31 @@ RKImageContent::RKImageContent(const std::shared_ptr<const RKByteSource>& source
     m_isRead = !parts.hasReadError();
     if (parts.isValid()) {
         m_parts = parts;
-        m_readable = readableOf(parts);
+        m_bytes = readableOf(parts);
     } else if (m_isRead) {
-        m_isRead = source->read(0, source->size(), &m_readable);
+        const auto bytes = RKTiffSkeleton::read(*source);
+        m_isRead = bytes.has_value();
+        m_bytes = bytes.value_or(RKSparseBytes());
+        m_source = source;
     }
 }
 
 RKImageContent::RKImageContent(const RKImageFileParts& parts)
     : m_parts(parts)
-    , m_readable(readableOf(parts))
+    , m_bytes(readableOf(parts))
 {
 }
 
 RKImageContent::RKImageContent(const QByteArray& file)
-    : m_readable(file)
+    : m_bytes(file)
 {
+}
+
+RKImageContent RKImageContent::with(const RKSparseBytes& bytes) const
+{
+    RKImageContent content = *this;
+    content.m_bytes = bytes;
+    return content;
 }
 
 bool RKImageContent::isRead() const
@@ -46,15 +58,30 @@ const RKImageFileParts* RKImageContent::parts() const
 
 const QByteArray& RKImageContent::readable() const
 {
-    return m_readable;
+    return m_bytes.array();
+}
+
+const RKSparseBytes& RKImageContent::bytes() const
+{
+    return m_bytes;
+}
+
+bool RKImageContent::readPixels()
+{
+    if (m_bytes.holes().empty())
+        return false;
+    const QByteArray whole = file();
+    m_isRead = whole.size() == m_bytes.size();
+    m_bytes = whole;
+    return true;
 }
 
 QList<RKFilePiece> RKImageContent::pieces() const
 {
-    return m_parts ? m_parts->pieces() : QList<RKFilePiece>{{m_readable, 0, 0}};
+    return m_parts ? m_parts->pieces() : m_bytes.pieces();
 }
 
 QByteArray RKImageContent::file() const
 {
-    return m_parts ? m_parts->file() : m_readable;
+    return m_parts ? m_parts->file() : RKPieceSource(pieces(), m_source).all();
 }

@@ -94,7 +94,7 @@ std::optional<RKImageContent> RKImageFileUpdate::editedWith(RKTiffEditor::Places
         if (RKExiv2Compat::isSidecar(m_old.readable()))
             return RKImageContent(QByteArray::fromStdString(m_wanted.xmpPacket));
         const auto file = editedTiff(places);
-        return file ? std::optional(RKImageContent(*file)) : std::nullopt;
+        return file ? std::optional(m_old.with(*file)) : std::nullopt;
     });
 }
 
@@ -103,7 +103,7 @@ std::optional<RKImageContent> RKImageFileUpdate::encoded() const
     return orNothing([&]() -> std::optional<RKImageContent> {
         if (const RKImageFileParts* parts = m_old.parts())
             return updatedParts(encodedExif(parts->exifBlock()));
-        return encodedTiff();
+        return m_old.bytes().holes().empty() ? encodedTiff() : std::nullopt;
     });
 }
 
@@ -134,7 +134,7 @@ std::optional<QByteArray> RKImageFileUpdate::editedExif(
     RKTiffEditor editor(structure, places);
     if (!editor.isValid() || !editTags(editor) || !editThumbnail(editor))
         return {};
-    return editor.structure();
+    return editor.structure().array();
 }
 
 std::optional<QByteArray> RKImageFileUpdate::encodedExif(const QByteArray& structure) const
@@ -176,9 +176,9 @@ std::optional<RKImageContent> RKImageFileUpdate::encodedTiff() const
     return RKImageContent(file);
 }
 
-std::optional<QByteArray> RKImageFileUpdate::editedTiff(RKTiffEditor::Places places) const
+std::optional<RKSparseBytes> RKImageFileUpdate::editedTiff(RKTiffEditor::Places places) const
 {
-    RKTiffEditor editor(m_old.readable(), places);
+    RKTiffEditor editor(m_old.bytes(), places);
     if (!editor.isValid() || !editTags(editor) || !editThumbnail(editor))
         return {};
     if (m_changes.hasIptcChanged() && !editIptc(editor))

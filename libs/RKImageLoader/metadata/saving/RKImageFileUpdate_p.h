@@ -43,7 +43,7 @@ public:
     /// The same with all old bytes of a TIFF structure left in their places.
     std::optional<RKImageContent> appended() const;
     /// The file with its Exif data, in a TIFF-based file all families, encoded by exiv2; nullopt if
-    /// exiv2 cannot do that.
+    /// exiv2 cannot do that, or would need pixels that were not read.
     std::optional<RKImageContent> encoded() const;
 
 private:
@@ -53,7 +53,7 @@ private:
         const QByteArray& structure, RKTiffEditor::Places places) const;
     std::optional<QByteArray> encodedExif(const QByteArray& structure) const;
     std::optional<RKImageContent> encodedTiff() const;
-    std::optional<QByteArray> editedTiff(RKTiffEditor::Places places) const;
+    std::optional<RKSparseBytes> editedTiff(RKTiffEditor::Places places) const;
     bool editTags(RKTiffEditor& editor) const;
     bool editThumbnail(RKTiffEditor& editor) const;
     bool editXmp(RKTiffEditor& editor) const;

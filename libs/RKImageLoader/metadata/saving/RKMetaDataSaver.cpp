@@ -149,6 +149,19 @@ std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
 RKMetaDataSaver::Result RKMetaDataSaver::update(
     const QString& target, RKImageContent* content) const
 {
+    const Result result = updateRead(target, content);
+    if (result != Result::NeedsPixels)
+        return result;
+    // Anew from the beginning, so that exiv2 encodes what it has read of the whole file.
+    content->readPixels();
+    if (!content->isRead())
+        throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, target.toStdString());
+    return updateRead(target, content);
+}
+
+RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
+    const QString& target, RKImageContent* content) const
+{
     RKExiv2ImagePtr image = RKExiv2Compat::openMemory(content->readable());
     if (!isWritable(*image))
         return Result::Refused;
@@ -163,7 +176,7 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
     RKExiv2Library::readMetadata(*image);
     // exiv2 keeps the packet of other formats only.
     if (RKExiv2Compat::isTiffBased(*image)) {
-        if (const auto tag = RKTiffEditor(content->readable()).tag(RKTiffTag::kXmp))
+        if (const auto tag = RKTiffEditor(content->bytes()).tag(RKTiffTag::kXmp))
             image->xmpPacket() = tag->value.toStdString();
     }
     // A sidecar takes changes of the other families, too, and has to do so under its final keys.
@@ -204,6 +217,8 @@ RKMetaDataSaver::Result RKMetaDataSaver::update(
         }
         losses.append(loss);
     }
+    if (!content->bytes().holes().empty())
+        return Result::NeedsPixels;
     warnOfLoss(target, joined(losses));
     return Result::Refused;
 }
@@ -227,7 +242,8 @@ RKMetaDataSaver::Saved RKMetaDataSaver::replace(const QString& path) const
         throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
     switch (update(path, &content)) {
     case Result::Unchanged: return Saved::Yes;
-    case Result::Refused: return Saved::No;
+    case Result::Refused:
+    case Result::NeedsPixels: return Saved::No;
     case Result::Changed: break;
     }
 

@@ -55,7 +55,9 @@ private:
     {
         Unchanged,
         Changed,
-        Refused
+        Refused,
+        /// Only exiv2 could make the change, which needs the whole file for that.
+        NeedsPixels
     };
 
     enum class Saved
@@ -68,6 +70,7 @@ private:
 
     Saved replace(const QString& path) const;
     Result update(const QString& target, RKImageContent* content) const;
+    Result updateRead(const QString& target, RKImageContent* content) const;
     std::optional<RKImageFileUpdate::Wanted> merged(
         RKExiv2ImagePtr& image, const RKImageFamilies& before, const RKImageContent& old) const;
     const Held m_held;

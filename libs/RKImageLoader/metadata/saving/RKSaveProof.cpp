@@ -57,7 +57,7 @@ QString RKSaveProof::loss(const RKImageContent& after) const
     else if (RKExiv2Compat::isSidecar(m_before.readable()))
         loss = lossOfXmp(m_before.readable(), after.readable());
     else
-        loss = lossOfTiff(m_before.readable(), after.readable());
+        loss = lossOfTiff(m_before.bytes(), after.bytes());
     return loss.isEmpty() ? lossOnReading(after) : loss;
 }
 
@@ -118,14 +118,14 @@ QList<RKTiffComparison::Owned> RKSaveProof::ownedTags() const
     return owned;
 }
 
-QString RKSaveProof::lossOfTiff(const QByteArray& before, const QByteArray& after) const
+QString RKSaveProof::lossOfTiff(const RKSparseBytes& before, const RKSparseBytes& after) const
 {
     const QStringList differences = RKTiffComparison::differences(before, after, ownedTags());
     if (!differences.isEmpty())
         return QStringLiteral("%1 would change").arg(differences.join(QStringLiteral(", ")));
     if (m_before.parts() || m_changes.xmpProperties().empty())
         return {};
-    const auto packetOf = [](const QByteArray& structure) {
+    const auto packetOf = [](const RKSparseBytes& structure) {
         return RKTiffEditor(structure).tag(RKTiffTag::kXmp).value_or(RKTiffEditor::Tag()).value;
     };
     return lossOfXmp(packetOf(before), packetOf(after));

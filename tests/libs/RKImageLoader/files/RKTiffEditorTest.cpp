@@ -110,7 +110,7 @@ private Q_SLOTS:
             {shortTag(kRating, 5), {kMake, kAscii, QByteArray("a long name\0", 12)}},
             {}));
 
-        const QByteArray edited = editor.structure();
+        const QByteArray edited = editor.structure().array();
         QCOMPARE(RKTiffEditor(edited).numberOfDirectories(), 7);
         const Exiv2::ExifData exif = exifOf(edited);
         QCOMPARE(textOf(exif, "Exif.Image.Rating"), u"5"_s);
@@ -133,7 +133,7 @@ private Q_SLOTS:
         // The model's text becomes the maker's.
         constexpr quint16 kModel = 0x0110;
         QVERIFY(editor.change(Directory::Image, {{kModel, kAscii, value}}, {}));
-        QByteArray file = editor.structure();
+        QByteArray file = editor.structure().array();
         const qsizetype first = file.indexOf(value);
         const qsizetype second = file.lastIndexOf(value);
         QVERIFY(second > first);
@@ -156,9 +156,9 @@ private Q_SLOTS:
         QVERIFY(editor.isValid());
         QVERIFY(!editor.isLittleEndian());
         QVERIFY(editor.change(Directory::Image, {shortTag(kRating, 4, false)}, {}));
-        QCOMPARE(editor.structure().size(), block.size());
+        QCOMPARE(editor.structure().array().size(), block.size());
         QVERIFY(editor.change(Directory::Photo, {shortTag(kFlash, 9, false)}, {}));
-        const QByteArray edited = editor.structure();
+        const QByteArray edited = editor.structure().array();
         Exiv2::ExifData read;
         QCOMPARE(int(Exiv2::ExifParser::decode(read,
                      reinterpret_cast<const Exiv2::byte*>(edited.constData()),
@@ -174,13 +174,13 @@ private Q_SLOTS:
         RKTiffEditor editor(tiffOfPages(2));
         QVERIFY(editor.change(Directory::Image, {shortTag(kRating, 5)}, {}));
         // The second page follows, so that the first directory has to move.
-        QCOMPARE(editor.structure().mid(kFirstDirectory, kDirectorySize),
+        QCOMPARE(editor.structure().array().mid(kFirstDirectory, kDirectorySize),
             QByteArray(kDirectorySize, '\0'));
         // A shorter one stays, without what was removed.
-        const QByteArray before = editor.structure();
+        const QByteArray before = editor.structure().array();
         QVERIFY(editor.change(Directory::Image, {}, {kRating}));
-        QCOMPARE(editor.structure().size(), before.size());
-        QCOMPARE(editor.structure().right(12), QByteArray(12, '\0'));
+        QCOMPARE(editor.structure().array().size(), before.size());
+        QCOMPARE(editor.structure().array().right(12), QByteArray(12, '\0'));
     }
 
     void aDirectoryInAnotherValueMoves()
@@ -205,15 +205,15 @@ private Q_SLOTS:
         const QByteArray file = tiffWithThumbnailAndMore();
         RKTiffEditor editor(file);
         QVERIFY(editor.removeThumbnail());
-        const QByteArray removed = editor.structure();
+        const QByteArray removed = editor.structure().array();
         QCOMPARE(RKTiffComparison::differences(file, removed, {{"IFD1"}}), QStringList());
         QVERIFY(!textOf(exifOf(removed), "Exif.Image2.ImageWidth").isNull());
         for (const Exiv2::Exifdatum& datum : exifOf(removed))
             QVERIFY(datum.groupName() != "Thumbnail");
         QVERIFY(editor.setThumbnail({shortTag(0x0103, 6)}, "jpeg"));
-        QCOMPARE(
-            RKTiffComparison::differences(file, editor.structure(), {{"IFD1"}}), QStringList());
-        QCOMPARE(textOf(exifOf(editor.structure()), "Exif.Thumbnail.Compression"), u"6"_s);
+        QCOMPARE(RKTiffComparison::differences(file, editor.structure().array(), {{"IFD1"}}),
+            QStringList());
+        QCOMPARE(textOf(exifOf(editor.structure().array()), "Exif.Thumbnail.Compression"), u"6"_s);
     }
 
     void aPageIsNoThumbnail()
@@ -222,16 +222,16 @@ private Q_SLOTS:
         RKTiffEditor editor(tiffOfPages(2));
         QVERIFY(!editor.removeThumbnail());
         QVERIFY(!editor.setThumbnail({}, "jpeg"));
-        QCOMPARE(editor.structure(), tiffOfPages(2));
+        QCOMPARE(editor.structure().array(), tiffOfPages(2));
     }
 
     void thumbnailsOfABlockTakeTheSamePlace()
     {
         RKTiffEditor editor(blockOf(Exiv2::littleEndian));
         QVERIFY(editor.setThumbnail({shortTag(0x0103, 6)}, QByteArray(9000, 'j')));
-        const qsizetype size = editor.structure().size();
+        const qsizetype size = editor.structure().array().size();
         QVERIFY(editor.setThumbnail({shortTag(0x0103, 6)}, QByteArray(8000, 'k')));
-        QCOMPARE(editor.structure().size(), size);
+        QCOMPARE(editor.structure().array().size(), size);
     }
 
     void costIsBounded()
@@ -242,7 +242,7 @@ private Q_SLOTS:
             RKTiffEditor editor(file);
             QVERIFY(editor.isValid());
             QVERIFY(!editor.change(Directory::Image, {shortTag(kRating, 5)}, {}));
-            QCOMPARE(editor.structure(), file);
+            QCOMPARE(editor.structure().array(), file);
             QVERIFY(!RKTiffComparison::differences(file, file, {}).isEmpty());
         }
     }
@@ -277,7 +277,7 @@ private Q_SLOTS:
         const Tag note{RKTiffTag::kMakerNote, RKTiffType::kUndefined, QByteArray(40, 'm')};
         RKTiffEditor editor(tiffOfPages(1));
         QVERIFY(editor.change(Directory::Photo, {note}, {}));
-        const QByteArray file = editor.structure();
+        const QByteArray file = editor.structure().array();
         QByteArray moved = file + note.value;
         const qsizetype field
             = moved.lastIndexOf(RKByteReader::bytesOf(quint32(40), QSysInfo::LittleEndian)) + 4;
@@ -292,7 +292,7 @@ private Q_SLOTS:
         QVERIFY(
             whole.change(Directory::Interoperability, {{kIndex, kAscii, QByteArray(30, 'x')}}, {}));
         QVERIFY(whole.change(Directory::GpsInfo, {{kLatitudeRef, kAscii, QByteArray(9, 'x')}}, {}));
-        const QByteArray file = whole.structure();
+        const QByteArray file = whole.structure().array();
         QRandomGenerator random(20);
         int edited = 0;
         for (int i = 0; i < 3000; ++i) {
@@ -311,7 +311,7 @@ private Q_SLOTS:
             edited += editor.setThumbnail({shortTag(0x0103, 6)}, "jpeg");
             edited += editor.removeThumbnail();
             // Entries are counted in 16 bits, and all of them may be copied once for each change.
-            QVERIFY(editor.structure().size() < damaged.size() + 8 * 65536 * 12);
+            QVERIFY(editor.structure().array().size() < damaged.size() + 8 * 65536 * 12);
         }
         QVERIFY(edited > 0);
     }
