@@ -34,15 +34,15 @@ QMutex* savingMutex(const QString& path)
 /// Enough bytes for exiv2 to recognise the type of an image.
 constexpr qint64 kHeadSize = 4096;
 
-/// The XMP packet, which is all that a sidecar consists of; empty for a TIFF-based file.
+/// The XMP packet as the file has it, which is all that a sidecar consists of.
 std::string packetIn(const RKImageContent& content)
 {
-    QByteArray packet;
     if (content.parts())
-        packet = content.parts()->xmpPacket();
-    else if (RKExiv2Compat::isSidecar(content.readable()))
-        packet = content.readable();
-    return RKXmpPacketParser::inUtf8(packet.toStdString());
+        return content.parts()->xmpPacket().toStdString();
+    if (RKExiv2Compat::isSidecar(content.readable()))
+        return content.readable().toStdString();
+    const auto tag = RKTiffEditor(content.bytes()).tag(RKTiffTag::kXmp);
+    return tag ? tag->value.toStdString() : std::string();
 }
 
 /// exiv2 can write one of the families into images of that type.
@@ -165,7 +165,8 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
     RKExiv2ImagePtr image = RKExiv2Compat::openMemory(content->readable());
     if (!isWritable(*image))
         return Result::Refused;
-    if (RKXmpLimits::areExceededBy(packetIn(*content))) {
+    const std::string oldPacket = packetIn(*content);
+    if (RKXmpLimits::areExceededBy(RKXmpPacketParser::inUtf8(oldPacket))) {
         warnOfLoss(
             target, QStringLiteral("its XMP has too many namespaces, properties or elements"));
         return Result::Refused;
@@ -175,10 +176,8 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
     const QWriteLocker xmpLocker(RKExiv2Library::xmpLock());
     RKExiv2Library::readMetadata(*image);
     // exiv2 keeps the packet of other formats only.
-    if (RKExiv2Compat::isTiffBased(*image)) {
-        if (const auto tag = RKTiffEditor(content->bytes()).tag(RKTiffTag::kXmp))
-            image->xmpPacket() = tag->value.toStdString();
-    }
+    if (RKExiv2Compat::isTiffBased(*image) && !oldPacket.empty())
+        image->xmpPacket() = oldPacket;
     // A sidecar takes changes of the other families, too, and has to do so under its final keys.
     if (RKExiv2Compat::isSidecar(*image))
         m_held.xmp.prepareTarget(*image);

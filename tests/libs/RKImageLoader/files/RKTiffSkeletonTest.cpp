@@ -5,6 +5,7 @@
 #include "RKImageLoader/files/RKTiffTags_p.h"
 #include "support/RKProcessCost.h"
 #include "support/RKQuietTest.h"
+#include "support/RKXmpFixtures.h"
 
 #include <QRandomGenerator>
 #include <QTemporaryDir>
@@ -260,6 +261,25 @@ private Q_SLOTS:
         QCOMPARE(small.exitCode, 0);
         QVERIFY2(large.exitCode == 0, qPrintable(large.messages));
         QVERIFY2(large.mebibytes <= small.mebibytes + 1, QByteArray::number(large.mebibytes));
+    }
+
+    void excessiveXmpIsRefused()
+    {
+        std::string namespaces;
+        std::string properties;
+        for (int i = 0; i < 5000; ++i) {
+            const std::string name = 'n' + std::to_string(i);
+            namespaces += " xmlns:" + name + "='http://" + name + "/'";
+            properties += '<' + name + ":a>1</" + name + ":a>";
+        }
+        const QByteArray packet
+            = QByteArray::fromStdString(RKXmpFixtures::packetOf(namespaces, properties));
+        RKTiffEditor editor(tiff(1));
+        editor.change(Directory::Image, {{RKTiffTag::kXmp, RKTiffType::kByte, packet}}, {});
+        const auto result = saved(editor.structure().array());
+        QCOMPARE(result.exitCode, 1);
+        QVERIFY2(result.messages.contains(u"too many namespaces"_s), qPrintable(result.messages));
+        QVERIFY(result.workedMilliseconds < RKTimeLimit::milliseconds(2000));
     }
 
 private:
