@@ -1,6 +1,8 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKCameraFaces_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2ExifMerge_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2IntegerType_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKSizeLimit_p.h"
 #include "RKImageLoader/metadata/exiv2/RKWallTime_p.h"
@@ -13,14 +15,16 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <map>
-#include <string_view>
 
 namespace {
 
 using RKExiv2Compat::count;
 using RKExiv2Compat::keyText;
 using RKExiv2Compat::toInt64;
+using RKExiv2ExifMerge::describesPixels;
+using RKExiv2ExifMerge::eraseIf;
+using RKExiv2ExifMerge::isInThumbnail;
+using RKExiv2ExifMerge::secondDirectoryIsPage;
 
 // The length field of a JPEG segment and the identifier "Exif" with two NULs (Exif 2.32, 4.7.2).
 constexpr quint32 kSegmentOverhead = 8;
@@ -39,174 +43,9 @@ constexpr std::array kColorKeys = {"Exif.Canon.ColorSpace",
     "Exif.Photo.ColorSpace",
     "Exif.Iop.InteroperabilityIndex"};
 
-// The tags of a TIFF directory that say how its own pixels are stored (TIFF 6.0, sections 3 to 23,
-// TIFF/EP, and the technical notes on subdirectories and JPEG).
-constexpr std::array<quint16, 45> kPixelTags = {0x00fe,
-    0x00ff,
-    0x0100,
-    0x0101,
-    0x0102,
-    0x0103,
-    0x0106,
-    0x0107,
-    0x0108,
-    0x0109,
-    0x010a,
-    0x0111,
-    0x0115,
-    0x0116,
-    0x0117,
-    0x011c,
-    0x0120,
-    0x0121,
-    0x0122,
-    0x0123,
-    0x0124,
-    0x0125,
-    0x013d,
-    0x0140,
-    0x0142,
-    0x0143,
-    0x0144,
-    0x0145,
-    0x014a,
-    0x014c,
-    0x0152,
-    0x0153,
-    0x015b,
-    0x0200,
-    0x0201,
-    0x0202,
-    0x0207,
-    0x0208,
-    0x0209,
-    0x0211,
-    0x0212,
-    0x0213,
-    0x0214,
-    0x828d,
-    0x828e};
-// From DNGVersion on the tags describe the raw data (DNG 1.4, chapter 4).
-constexpr quint16 kFirstDngTag = 0xc612;
-constexpr quint16 kLastDngTag = 0xc7ff;
-
-bool isInteger(Exiv2::TypeId type)
-{
-    switch (type) {
-    case Exiv2::unsignedByte:
-    case Exiv2::unsignedShort:
-    case Exiv2::unsignedLong:
-    case Exiv2::signedByte:
-    case Exiv2::signedShort:
-    case Exiv2::signedLong: return true;
-    default: return false;
-    }
-}
-
-template <typename T>
-bool fits(const QList<int>& values)
-{
-    using Limits = std::numeric_limits<T>;
-    return std::all_of(values.begin(), values.end(), [](qint64 value) {
-        return value >= qint64(Limits::min()) && value <= qint64(Limits::max());
-    });
-}
-
-bool fits(const QList<int>& values, Exiv2::TypeId type)
-{
-    switch (type) {
-    case Exiv2::unsignedByte: return fits<quint8>(values);
-    case Exiv2::unsignedShort: return fits<quint16>(values);
-    case Exiv2::unsignedLong: return fits<quint32>(values);
-    case Exiv2::signedByte: return fits<qint8>(values);
-    case Exiv2::signedShort: return fits<qint16>(values);
-    default: return true;
-    }
-}
-
-/// The type to store the numbers with. Left to itself exiv2 would take its own type of the C++
-/// number, such as a signed long for the flash.
-Exiv2::TypeId integerType(Exiv2::TypeId typeOfTag, const QList<int>& values)
-{
-    // Some maker-note tags of integers have no type of their own in exiv2's tables.
-    const auto wanted = isInteger(typeOfTag) ? typeOfTag : Exiv2::unsignedShort;
-    return fits(values, wanted) ? wanted : Exiv2::signedLong;
-}
-
-bool startsWith(const std::string& text, std::string_view start)
-{
-    return std::string_view(text).substr(0, start.size()) == start;
-}
-
 Exiv2::ExifData::const_iterator find(const Exiv2::ExifData& data, const char* key)
 {
     return data.findKey(Exiv2::ExifKey(key));
-}
-
-bool isInThumbnail(const Exiv2::Exifdatum& datum)
-{
-    return datum.groupName() == "Thumbnail";
-}
-
-bool hasThumbnailDirectory(const Exiv2::ExifData& data)
-{
-    return std::any_of(data.begin(), data.end(), isInThumbnail);
-}
-
-/// The second directory of a TIFF-based file holds pixels and is not marked as a reduced version of
-/// the first one (TIFF 6.0, NewSubfileType).
-bool secondDirectoryIsPage(const Exiv2::ExifData& data)
-{
-    const auto has = [&data](const char* key) { return find(data, key) != data.end(); };
-    if (has("Exif.Thumbnail.JPEGInterchangeFormat"))
-        return false;
-    if (!has("Exif.Thumbnail.StripOffsets") && !has("Exif.Thumbnail.TileOffsets"))
-        return false;
-    const auto kind = find(data, "Exif.Thumbnail.NewSubfileType");
-    return kind == data.end() || count(*kind) == 0 || (toInt64(*kind) & 1) == 0;
-}
-
-/// A TIFF-based file cannot take this datum from elsewhere: it says how pixels of the file itself
-/// are stored. The thumbnail's directory is left out here.
-bool describesPixels(const Exiv2::Exifdatum& datum)
-{
-    const std::string group = datum.groupName();
-    if (group == "Image") {
-        const quint16 tag = datum.tag();
-        return std::binary_search(kPixelTags.begin(), kPixelTags.end(), tag)
-            || (tag >= kFirstDngTag && tag <= kLastDngTag);
-    }
-    return group == "Image2" || group == "Image3" || startsWith(group, "Sub")
-        || startsWith(group, "PanasonicRaw");
-}
-
-template <typename Predicate>
-void eraseIf(Exiv2::ExifData& data, Predicate predicate)
-{
-    for (auto it = data.begin(); it != data.end();)
-        it = predicate(*it) ? data.erase(it) : std::next(it);
-}
-
-void mergeData(Exiv2::ExifData& target, const std::vector<const Exiv2::Exifdatum*>& source)
-{
-    struct Places
-    {
-        std::vector<Exiv2::Exifdatum*> found;
-        size_t used = 0;
-    };
-
-    std::map<std::string, Places> places;
-    for (Exiv2::Exifdatum& datum : target)
-        places[datum.key()].found.push_back(&datum);
-
-    // A repeated key is a list of its own: all of them must not become the last one.
-    for (const Exiv2::Exifdatum* datum : source) {
-        Places& place = places[datum->key()];
-        if (place.used < place.found.size())
-            *place.found[place.used++] = *datum;
-        else
-            target.add(*datum);
-    }
 }
 
 /// A component of a rational value, with its full unsigned range.
@@ -259,7 +98,7 @@ QList<int> allIntegers(const Exiv2::Exifdatum& datum)
 QList<int> recordOf(const Exiv2::ExifData& data, const char* key)
 {
     return read(data, key, QList<int>(), [](const Exiv2::Exifdatum& datum) {
-        return isInteger(datum.typeId()) ? allIntegers(datum) : QList<int>();
+        return RKExiv2IntegerType::isInteger(datum.typeId()) ? allIntegers(datum) : QList<int>();
     });
 }
 
@@ -305,7 +144,8 @@ void RKExiv2ExifData::merge(Exiv2::Image& image, IsMerged isMerged) const
 {
     Exiv2::ExifData& target = image.exifData();
     const bool isTiffBased = RKExiv2Compat::isTiffBased(image);
-    const bool mayReplaceThumbnail = !isTiffBased || !hasThumbnailDirectory(target)
+    const bool mayReplaceThumbnail = !isTiffBased
+        || !RKExiv2ExifMerge::hasThumbnailDirectory(target)
         || (m_thumbnailChanged && !secondDirectoryIsPage(target));
     const auto mayChange = [&](const Exiv2::Exifdatum& datum) {
         if (isInThumbnail(datum))
@@ -323,7 +163,7 @@ void RKExiv2ExifData::merge(Exiv2::Image& image, IsMerged isMerged) const
         if (mayChange(datum) && isMerged(datum))
             source.push_back(&datum);
     }
-    mergeData(target, source);
+    RKExiv2ExifMerge::merge(target, source);
 }
 
 bool RKExiv2ExifData::mergeTo(RKExiv2ImagePtr& image) const
@@ -363,7 +203,7 @@ void RKExiv2ExifData::mergeInto(Exiv2::ExifData& target) const
     std::vector<const Exiv2::Exifdatum*> source;
     for (const Exiv2::Exifdatum& datum : m_exifData)
         source.push_back(&datum);
-    mergeData(target, source);
+    RKExiv2ExifMerge::merge(target, source);
 }
 
 bool RKExiv2ExifData::hasChanges() const
@@ -632,7 +472,7 @@ void RKExiv2ExifData::setIntList(const char* key, const QList<int>& values)
         QStringLiteral("void RKExiv2ExifData::setIntList(const char *, const QList<int> &)"),
         key,
         texts.join(QLatin1Char(' ')),
-        [&values](Exiv2::TypeId typeOfTag) { return integerType(typeOfTag, values); });
+        [&values](Exiv2::TypeId typeOfTag) { return RKExiv2IntegerType::of(typeOfTag, values); });
 }
 
 void RKExiv2ExifData::setRational(const char* key, const RKRational& value)
@@ -735,7 +575,7 @@ void RKExiv2ExifData::clearAllColorProfileData()
         if (datum == m_exifData.end())
             continue;
         // The maker note of a target stays: only its maker can change one without a loss.
-        if (!startsWith(datum->key(), "Exif.Canon."))
+        if (!datum->key().starts_with("Exif.Canon."))
             m_removedKeys.push_back(datum->key());
         m_exifData.erase(datum);
     }
