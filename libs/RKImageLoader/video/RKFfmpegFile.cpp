@@ -109,6 +109,10 @@ bool RKFfmpegFile::openFormat()
     av_dict_free(&options);
     // A failure has freed the context and made it null.
     m_format.reset(context);
+    for (unsigned i = 0; opened >= 0 && i < context->nb_streams; ++i) {
+        if (avformat_index_get_entries_count(context->streams[i]) > 0)
+            m_hasStoredIndex = true;
+    }
     const bool isOpen = opened >= 0 && avformat_find_stream_info(context, nullptr) >= 0;
     m_openDeadline = QDeadlineTimer(QDeadlineTimer::Forever);
     return isOpen;
@@ -279,6 +283,53 @@ const AVIndexEntry* RKFfmpegFile::indexEntry(long long timestamp, int flags) con
 {
     return hasIndex() ? avformat_index_get_entry_from_timestamp(stream(), timestamp, flags)
                       : nullptr;
+}
+
+void RKFfmpegFile::completeIndex(long long timestamp)
+{
+    const int count = hasIndex() ? avformat_index_get_entries_count(stream()) : 0;
+    if (m_isIndexComplete || count == 0)
+        return;
+    // FFmpeg enters all that it reads of an AVI file without an index as key frames.
+    const bool isMadeUp = isAvi() && !m_hasStoredIndex
+        && !RKKeyFrameScan::isIntraOnly(stream()->codecpar->codec_id);
+    if (!isMadeUp && timestamp <= avformat_index_get_entry(stream(), count - 1)->timestamp)
+        return;
+    m_isIndexComplete = true;
+    const AVIndexEntry* known = avformat_index_get_entry(stream(), 0);
+    const QString format = QString::fromLatin1(m_format->iformat->name);
+    // Only a seek reads the index of a Matroska file.
+    if (format.startsWith(QStringLiteral("matroska")))
+        av_seek_frame(m_format.get(), m_streamIndex, known->timestamp, AVSEEK_FLAG_BACKWARD);
+    if (!isMadeUp)
+        known = avformat_index_get_entry(stream(), avformat_index_get_entries_count(stream()) - 1);
+    for (const auto& entry : RKKeyFrameScan::entriesAfter({known->pos, known->timestamp},
+             m_path,
+             format,
+             m_streamIndex,
+             stream()->codecpar->codec_id))
+        addToIndex(entry);
+}
+
+bool RKFfmpegFile::isAvi() const
+{
+    return std::strcmp(m_format->iformat->name, "avi") == 0;
+}
+
+void RKFfmpegFile::addToIndex(const RKKeyFrameScan::Entry& entry)
+{
+    for (unsigned i = 0; i < m_format->nb_streams; ++i) {
+        AVStream* const other = m_format->streams[i];
+        // AVI's demuxer goes to the earliest place that the indices of all streams lead to.
+        if (int(i) != m_streamIndex && !(isAvi() && entry.isKey))
+            continue;
+        av_add_index_entry(other,
+            entry.position,
+            av_rescale_q(entry.timestamp, stream()->time_base, other->time_base),
+            entry.size,
+            0,
+            entry.isKey ? AVINDEX_KEYFRAME : 0);
+    }
 }
 
 long long RKFfmpegFile::endOfData() const

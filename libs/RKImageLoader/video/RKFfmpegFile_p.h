@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/video/RKFramesPerSecond.h"
+#include "RKImageLoader/video/RKKeyFrameScan_p.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -74,6 +75,9 @@ public:
     bool hasIndex() const;
     /// The index entry for a time, for FFmpeg's AVSEEK_FLAG_...; null if there is none.
     const AVIndexEntry* indexEntry(long long timestamp, int flags) const;
+    /// Completes the container's index, once, if a seek to that time can't rely on it. A seek has
+    /// to follow.
+    void completeIndex(long long timestamp);
     /// A time near that of the last frame whose data are there, as far as that can be known without
     /// reading: that of a cut-off file's last whole index entry, else start plus duration.
     long long endOfData() const;
@@ -112,6 +116,8 @@ private:
     bool openCodec();
     void repairTimeBase();
     void readFacts();
+    bool isAvi() const;
+    void addToIndex(const RKKeyFrameScan::Entry& entry);
     void log(const char* message) const;
     QString metaDataText(const char* key) const;
     int displayMatrixRotation() const;
@@ -123,6 +129,9 @@ private:
     RKFfmpeg::Handle<AVFormatContext> m_format;
     RKFfmpeg::Handle<AVCodecContext> m_codec;
     int m_streamIndex = -1;
+    // Whether the file brought index entries, before any packet was read.
+    bool m_hasStoredIndex = false;
+    bool m_isIndexComplete = false;
 
     AVRational m_frameRate{0, 0};
     AVRational m_timeBase{0, 0};

@@ -155,6 +155,7 @@ bool RKFrameSeeker::leadsSoonTo(long long timestamp) const
 bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
 {
     qCDebug(rkFfmpeg) << "seek to" << target << "in" << m_file->path();
+    m_file->completeIndex(target);
     if (avformat_seek_file(
             &m_file->format(), m_file->stream()->index, lowest, target, target, flags)
         < 0)
