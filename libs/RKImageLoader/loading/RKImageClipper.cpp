@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
+#include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
@@ -10,6 +11,7 @@
 
 #include <QDebug>
 #include <QPainter>
+#include <QTransform>
 
 #include <algorithm>
 #include <cmath>
@@ -84,6 +86,51 @@ QSizeF limited(const QSizeF& size)
     return longest > kLongestSide ? size * (kLongestSide / longest) : size;
 }
 
+// A picture that would take too much memory is not held whole for a clip that shows little of it.
+// Raw files may give a preview for smaller sizes, and drawings cost nothing before they are drawn.
+bool canBeReduced(const RKMediaFormat& format, const QSize& size)
+{
+    constexpr qint64 kBytes = 4;
+    const bool isLarge = kBytes * size.width() * size.height() > RKImageLimits::kMaxClaim;
+    return isLarge && !format.isRaw() && !format.isSVG();
+}
+
+// Twice the resolution that the clip needs, so that the configured scaling method still decides how
+// it looks; the picture's own where that isn't far less.
+QSize sizeToLoad(const QSize& size, const QSizeF& visible, const QSizeF& result)
+{
+    constexpr double kOversampling = 2;
+    constexpr double kMaxShare = 0.5;
+    const double share = kOversampling
+        * std::max(result.width() / visible.width(), result.height() / visible.height());
+    return share <= kMaxShare ? (QSizeF(size) * share).toSize().expandedTo(kOnePixel) : size;
+}
+
+QImage drawn(
+    const RKDrawable& drawable, const QRectF& source, const QSizeF& size, const QSizeF& production)
+{
+    // There is nothing to draw, so don't ask for its memory.
+    if (drawable.isNull())
+        return {};
+
+    QImage image(RKRounding::toInt(size.width()),
+        RKRounding::toInt(size.height()),
+        drawable.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
+    if (image.isNull())
+        return {};
+
+    image.fill(0);
+    QPainter painter(&image);
+    painter.setRenderHints(QPainter::SmoothPixmapTransform | QPainter::Antialiasing);
+    const RKScalingOption scaling = RKImageLoaderConfig::instance()->scalingOption();
+    const bool isDrawn = drawable.draw(&painter, image.rect(), source, scaling);
+    painter.end();
+    // Not before, for painters care. From the size before rounding: a print at 300 dpi says 300.
+    image.setDotsPerMeterX(dotsPerMetre(size.width(), production.width()));
+    image.setDotsPerMeterY(dotsPerMetre(size.height(), production.height()));
+    return isDrawn ? image : QImage();
+}
+
 } // namespace
 
 RKImageClipper::~RKImageClipper() = default;
@@ -101,8 +148,21 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
         diagnose(QStringLiteral("BUGHUNT 1PIXEL GAVE:%1 PATH:%2")
                      .arg(describe(reported), descriptor.absoluteFilePath()));
     }
-    const RKDrawable drawable = loader.drawable(descriptor, size, RKImageOption());
-    return clipForProduction(drawable, size, clipRect, productionSize, dpi, allowUpscaling);
+    const auto load
+        = [&](const QSize& wanted) { return loader.drawable(descriptor, wanted, RKImageOption()); };
+    if (canBeReduced(descriptor.mediaFormat(), size)) {
+        const QRectF visible = visiblePart(clipRect, size);
+        const QSizeF result = calcResultImageSize(
+            productionSize, dpi, visible.size().toSize(), true, allowUpscaling);
+        const QSize reduced = sizeToLoad(size, visible.size(), result);
+        if (reduced != size) {
+            const RKDrawable drawable = load(reduced);
+            const QTransform toReduced = QTransform::fromScale(
+                drawable.widthF() / size.width(), drawable.heightF() / size.height());
+            return drawn(drawable, toReduced.mapRect(visible), result, productionSize);
+        }
+    }
+    return clipForProduction(load(size), size, clipRect, productionSize, dpi, allowUpscaling);
 }
 
 QImage RKImageClipper::clipForProduction(const RKDrawable& drawable,
@@ -121,28 +181,9 @@ QImage RKImageClipper::clipForProduction(const RKDrawable& drawable,
                          QString::number(int(drawable.isNull())),
                          QString::number(int(drawable.isVector()))));
     }
-    // There is no part to draw, so don't ask for its memory.
-    if (drawable.isNull())
-        return {};
-
     const QSizeF size = calcResultImageSize(
         productionSize, dpi, sourcePixels, drawable.isBitmap(), allowUpscaling);
-    QImage image(RKRounding::toInt(size.width()),
-        RKRounding::toInt(size.height()),
-        drawable.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
-    if (image.isNull())
-        return {};
-
-    image.fill(0);
-    QPainter painter(&image);
-    painter.setRenderHints(QPainter::SmoothPixmapTransform | QPainter::Antialiasing);
-    const RKScalingOption scaling = RKImageLoaderConfig::instance()->scalingOption();
-    const bool isDrawn = drawable.draw(&painter, image.rect(), visible, scaling);
-    painter.end();
-    // Not before, for painters care. From the size before rounding: a print at 300 dpi says 300.
-    image.setDotsPerMeterX(dotsPerMetre(size.width(), productionSize.width()));
-    image.setDotsPerMeterY(dotsPerMetre(size.height(), productionSize.height()));
-    return isDrawn ? image : QImage();
+    return drawn(drawable, visible, size, productionSize);
 }
 
 QSize RKImageClipper::safeValidSize(const QSizeF& size) const

@@ -23,9 +23,11 @@ public:
     RKImageClipper& operator=(const RKImageClipper&) = default;
     virtual ~RKImageClipper();
 
-    /// The clip of a file, which is loaded at its full size. Null when the file can't be decoded,
-    /// and when the result is too large for the memory. The image's resolution is that of the
-    /// print, its pixels divided by the production size, which need not be the given one.
+    /// The clip of a file, which is loaded at its full size; pictures of more than 50 megapixels at
+    /// twice the resolution of the clip where that is less than half of theirs. Null when the file
+    /// can't be decoded, and when the result is too large for the memory. The image's resolution is
+    /// that of the print, its pixels divided by the production size, which need not be the given
+    /// one.
     ///
     /// A rectangle that leaves the picture is cut off at its edges. One that is wholly outside or
     /// less than two pixels on both sides counts as one pixel, which is logged; a bitmap that may

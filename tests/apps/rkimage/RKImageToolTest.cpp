@@ -243,6 +243,26 @@ private Q_SLOTS:
         QCOMPARE(informationOn(u"faces.jpg"_s)[u"faces"].toArray().size(), 0);
     }
 
+    void clipsOfLargePicturesShowTheRightPart()
+    {
+        // Of more pixels than are held whole for a small print.
+        const QImage colors = quadrants({8, 8}).convertToFormat(QImage::Format_Grayscale8);
+        colors.scaled(8000, 6400).save(u"large.jpg"_s);
+        QCOMPARE(exitCodeOf("clip --rect 3200,2400,4000,3200 --production 1250x1000 --dpi 100 "
+                            "large.jpg clip.png"),
+            0);
+        const QImage clip(u"clip.png"_s);
+        QCOMPARE(clip.size(), QSize(492, 394));
+        QCOMPARE(clip.dotsPerMeterX(), 3937);
+        // The quadrants meet at (98.4, 98.5).
+        for (const QPoint& place :
+            {QPoint(94, 94), QPoint(103, 94), QPoint(94, 103), QPoint(103, 103)}) {
+            const int expected
+                = qGray(colors.pixel(place.x() < 98 ? 0 : 7, place.y() < 98 ? 0 : 7));
+            QVERIFY(std::abs(qGray(clip.pixel(place)) - expected) < 4);
+        }
+    }
+
     void videosAreTakenApart()
     {
         if (!RKTestClips::canEncode())
