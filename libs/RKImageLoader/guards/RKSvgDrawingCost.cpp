@@ -47,7 +47,7 @@ int RKSvgDrawingCost::alternative(const QString& id)
 bool RKSvgDrawingCost::visit(int index, int depth)
 {
     Element& element = m_elements[size_t(index)];
-    if (depth + element.depth > kMaxDepth)
+    if (depth + element.depth > kMaxDepth || element.cost > kMaxCost)
         return false;
     if (element.isOpen || element.isDone)
         return true;

@@ -1,14 +1,11 @@
 #include "RKImageLoader/guards/RKCssReferences_p.h"
+#include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
 #include "RKImageLoader/guards/RKGzip_p.h"
-#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
-#include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/guards/RKSvgDrawingCost_p.h"
 #include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 
-#include <QBuffer>
 #include <QDebug>
-#include <QImageReader>
 #include <QLatin1String>
 #include <QStringDecoder>
 #include <QSvgRenderer>
@@ -122,11 +119,51 @@ private:
     qint64 m_references = 0;
 };
 
-// What is left for the pictures inside a document; documents inside it share it.
+// What is left for the pictures inside a document; documents inside it share it. They are painted
+// beside the document itself.
 struct Budget
 {
     qint64 pixels = RKSvgSanitizer::kMaxEmbeddedPixels;
-    double painting = RKSvgPaintCost::kMaxCost;
+    double painting = RKSvgPaintCost::kMaxCost / 4;
+};
+
+// The memory that a renderer takes for a document, measured with Qt's.
+class MemoryClaim
+{
+public:
+    void addDocument(qint64 bytes)
+    {
+        // It is text in 16 bits at times, and in several copies.
+        constexpr qint64 kPerByte = 12;
+        m_bytes += kPerByte * bytes;
+    }
+
+    void addElement(const QString& name)
+    {
+        constexpr qint64 kElement = 800;
+        // What is painted as a path keeps its points in a form of their own.
+        constexpr qint64 kPath = 3300;
+        m_bytes += name == QLatin1String("path") ? kElement + kPath : kElement;
+    }
+
+    // Declarations are needed one style at a time.
+    void addStyle(qint64 length)
+    {
+        constexpr qint64 kPerCharacter = 50;
+        m_bytesOfStyle = std::max(m_bytesOfStyle, kPerCharacter * length);
+    }
+
+    // Real drawings take less than a hundred bytes for each of their file.
+    bool isAffordable(qint64 fileSize) const
+    {
+        constexpr qint64 kMaxPerByte = 96;
+        const qint64 claim = m_bytes + m_bytesOfStyle;
+        return claim <= RKImageLimits::kMaxClaim || claim / kMaxPerByte <= fileSize;
+    }
+
+private:
+    qint64 m_bytes = 0;
+    qint64 m_bytesOfStyle = 0;
 };
 
 // Copies one document, leaving out what must not reach a renderer.
@@ -144,6 +181,8 @@ public:
     QByteArray copy(const QByteArray& svg)
     {
         const QByteArray document = decompressed(svg);
+        m_memory.addDocument(document.size());
+        checkMemory(svg);
         if (hasProblem() || document.isEmpty())
             return {};
 
@@ -161,6 +200,7 @@ public:
 
         while (!hasProblem() && !reader.atEnd())
             copyToken(reader);
+        checkMemory(svg);
         if (!hasProblem() && !reader.hasError() && !m_cost.isAffordable())
             setProblem("elements that draw each other too often");
         if (m_budget.pixels < 0)
@@ -184,6 +224,12 @@ private:
     void setProblem(const char* problem)
     {
         m_problem = problem;
+    }
+
+    void checkMemory(const QByteArray& svg)
+    {
+        if (!hasProblem() && !m_memory.isAffordable(svg.size()))
+            setProblem("too much memory for its length");
     }
 
     QByteArray decompressed(const QByteArray& svg)
@@ -232,6 +278,8 @@ private:
         checkStyleMatches();
 
         m_names.append(reader.name().toString());
+        m_memory.addElement(m_names.last());
+        m_memory.addStyle(attributes.value(QLatin1String("style")).size());
         m_openStyles += m_names.last() == QLatin1String("style") ? 1 : 0;
         m_writer.writeStartElement(reader.qualifiedName().toString());
         QStringList targets;
@@ -280,8 +328,9 @@ private:
             m_writer.writeCDATA(text);
         else
             m_writer.writeCharacters(text);
-        if (m_names.contains(QLatin1String("textArea"))) {
-            m_cost.begin({}, costOfWrappedText(text.size()));
+        const bool isWrapped = m_names.contains(QLatin1String("textArea"));
+        if (isWrapped || m_names.contains(QLatin1String("text"))) {
+            m_cost.begin({}, costOfText(text, isWrapped));
             m_cost.end();
         }
     }
@@ -295,6 +344,7 @@ private:
         m_selectors += std::count_if(m_style.cbegin(), m_style.cend(), isSelector);
         // Renderers look for the element before another one from the first one on.
         m_siblingSelectors += m_style.count(u'+');
+        m_memory.addStyle(m_style.size());
         m_style.clear();
         checkStyleMatches();
     }
@@ -307,20 +357,34 @@ private:
     }
 
     // Measured with rectangles, texts and long paths of a few pixels.
-    qint64 costOfElement(qint64 lengthOfAttributes) const
+    qint64 costOfElement(qint64 lengthOfAttributes)
     {
         constexpr qint64 kText = 10;
         constexpr qint64 kLengthOfShape = 128;
+        // The colours of a gradient are sorted one by one.
+        constexpr qint64 kStopsOfShape = 500;
         const QString& name = m_names.last();
         const bool isText = name == QLatin1String("text") || name == QLatin1String("tspan");
-        return (isText ? kText : 1) + lengthOfAttributes / kLengthOfShape;
+        if (name.endsWith(QLatin1String("Gradient")))
+            m_stops = 0;
+        else if (name == QLatin1String("stop"))
+            ++m_stops;
+        return (isText ? kText : 1) + lengthOfAttributes / kLengthOfShape + m_stops / kStopsOfShape;
     }
 
-    // Every character may get a line of its own.
-    static qint64 costOfWrappedText(qint64 length)
+    // The layout of a section of text, which finds the glyphs of its characters. Every character of
+    // a wrapped text may get a line of its own.
+    static qint64 costOfText(const QString& text, bool isWrapped)
     {
+        constexpr qint64 kSection = 20;
+        constexpr qint64 kCharacter = 3;
         constexpr qint64 kLine = 5;
-        return length * kLine;
+        // From here on, characters combine, or their fonts have to be looked for.
+        constexpr QChar kFirstRare(0x300);
+        constexpr qint64 kRareCharacter = 7;
+        const auto isRare = [](QChar c) { return c >= kFirstRare; };
+        return kSection + (isWrapped ? kCharacter + kLine : kCharacter) * text.size()
+            + kRareCharacter * std::count_if(text.cbegin(), text.cend(), isRare);
     }
 
     void checkStyleMatches()
@@ -357,14 +421,9 @@ private:
             return {};
         const QByteArray data
             = QByteArray::fromBase64(QStringView(trimmed).sliced(code + marker.size()).toLatin1());
-        const QByteArray format = pictureFormat(data);
-        if (format.startsWith("svg"))
+        if (RKEmbeddedPicture::format(data).startsWith("svg"))
             return safeDocument(data);
-        // Measuring reads the chunks.
-        if (RKPngChunks::isPng(data) && !RKPngChunks::areHarmless(data))
-            return {};
-        const QSize size = pictureSize(data, format);
-        if (!RKPictureHeaderCheck::canHold(data, size) || !isAffordable(size))
+        if (!isAffordable(RKEmbeddedPicture::size(data)))
             return {};
         return trimmed;
     }
@@ -388,22 +447,6 @@ private:
             + QString::fromLatin1(document.toBase64());
     }
 
-    static QByteArray pictureFormat(const QByteArray& data)
-    {
-        QBuffer buffer;
-        buffer.setData(data);
-        buffer.open(QIODevice::ReadOnly);
-        return QImageReader::imageFormat(&buffer);
-    }
-
-    static QSize pictureSize(const QByteArray& data, const QByteArray& format)
-    {
-        QBuffer buffer;
-        buffer.setData(data);
-        buffer.open(QIODevice::ReadOnly);
-        return QImageReader(&buffer, format).size();
-    }
-
     // Renderers decode all pictures at once, and drawings at their own size.
     bool isAffordable(const QSize& picture)
     {
@@ -418,6 +461,9 @@ private:
     int m_embedding;
     Budget& m_budget;
     RKSvgDrawingCost m_cost;
+    MemoryClaim m_memory;
+    // Those of the gradient that began last.
+    qint64 m_stops = 0;
     // The local names of the open elements.
     QStringList m_names;
     // The text of the style sheet that is open, and how many are inside one another.

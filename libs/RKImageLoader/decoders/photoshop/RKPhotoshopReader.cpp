@@ -5,12 +5,10 @@
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopRows_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
 #include "RKImageLoader/guards/RKImageLimits_p.h"
-#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 
-#include <QBuffer>
 #include <QDebug>
-#include <QImageReader>
 
 #include <algorithm>
 
@@ -128,16 +126,8 @@ bool isWorthReducing(const RKPhotoshopFile& file, const QSize& size)
 
 QImage readThumbnail(const RKPhotoshopFile& file)
 {
-    if (file.thumbnail.isEmpty())
-        return {};
-    QBuffer buffer;
-    buffer.setData(file.thumbnail.data(), int(file.thumbnail.size()));
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer, "jpg");
-    const QSize size = reader.size();
-    if (size.isEmpty() || !RKPictureHeaderCheck::canHold(buffer.data(), size))
-        return {};
-    const QImage image = reader.read().convertToFormat(QImage::Format_RGB32);
+    const QImage image = RKEmbeddedPicture::thumbnail(file.thumbnail.toByteArray())
+                             .convertToFormat(QImage::Format_RGB32);
     return file.isThumbnailBgr ? image.rgbSwapped() : image;
 }
 

@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
 #include "RKImageLoader/metadata/exiv2/RKCameraFaces_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifMerge_p.h"
@@ -359,7 +360,7 @@ QImage RKExiv2ExifData::thumbnail() const
 {
     QByteArray data;
     extractThumbnailData(data);
-    return QImage::fromData(data);
+    return RKEmbeddedPicture::thumbnail(data);
 }
 
 RKFacePositions RKExiv2ExifData::facePositions(const QSize& imageSize) const

@@ -1,0 +1,49 @@
+#include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
+#include "RKImageLoader/guards/RKImageLimits_p.h"
+#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/guards/RKPngChunks_p.h"
+
+#include <QBuffer>
+#include <QImageReader>
+
+namespace {
+
+// Their readers draw, or follow loops, before there is a size to be checked.
+bool isRaster(const QByteArray& format)
+{
+    return !format.isEmpty() && !format.startsWith("svg") && format != "mng" && format != "pdf";
+}
+
+QSize measured(const QByteArray& data, const QByteArray& format)
+{
+    QBuffer buffer;
+    buffer.setData(data);
+    buffer.open(QIODevice::ReadOnly);
+    return QImageReader(&buffer, format).size();
+}
+
+} // namespace
+
+QByteArray RKEmbeddedPicture::format(const QByteArray& data)
+{
+    QBuffer buffer;
+    buffer.setData(data);
+    buffer.open(QIODevice::ReadOnly);
+    return QImageReader::imageFormat(&buffer);
+}
+
+QSize RKEmbeddedPicture::size(const QByteArray& data)
+{
+    const QByteArray name = format(data);
+    // Measuring reads the chunks.
+    const bool isHarmless = !RKPngChunks::isPng(data) || RKPngChunks::areHarmless(data);
+    const QSize size = isRaster(name) && isHarmless ? measured(data, name) : QSize();
+    return !size.isEmpty() && RKPictureHeaderCheck::canHold(data, size) ? size : QSize();
+}
+
+QImage RKEmbeddedPicture::thumbnail(const QByteArray& data)
+{
+    const QSize found = size(data);
+    const bool isSmall = qint64(found.width()) * found.height() <= RKImageLimits::kSmallGraphic;
+    return !found.isEmpty() && isSmall ? QImage::fromData(data) : QImage();
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "RKImageLoader/RKImageLoaderExport.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QSize>
+
+/// Raster pictures inside other files: thumbnails, and images of drawings. They are as untrusted as
+/// the files around them, but may cost far less. Reentrant.
+class RKIMAGELOADER_TEST_EXPORT RKEmbeddedPicture
+{
+public:
+    RKEmbeddedPicture() = delete;
+
+    /// The name of the format by the content, as QImageReader has it; empty if it is unknown.
+    static QByteArray format(const QByteArray& data);
+
+    /// The size in pixels; empty for data that don't hold the picture that they promise, and for
+    /// drawings and animations, which are no rasters.
+    static QSize size(const QByteArray& data);
+
+    /// The picture; null if it has no size, or more pixels than RKImageLimits::kSmallGraphic.
+    static QImage thumbnail(const QByteArray& data);
+};
