@@ -204,9 +204,12 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     QImageReader reader(&buffer, format);
     if (isHeic(format))
         reader.setAutoTransform(true);
-    // The size of a TIFF picture may be that of another directory of the file.
+    // The size of a TIFF picture may be that of another directory of the file. PNG readers scale
+    // some pictures row by row and convert the others as a whole.
+    const bool scalesWhileDecoding = !name.startsWith("tif")
+        && (!RKPngChunks::isPng(bytes) || RKPictureHeaderCheck::wholeBytes(bytes, stored) == 0);
     const bool isScaled
-        = wantedSize.isValid() && !name.startsWith("tif") && requestScaling(reader, wantedSize);
+        = wantedSize.isValid() && scalesWhileDecoding && requestScaling(reader, wantedSize);
 
     const bool mayHaveGaps = !isScaled && std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
     QImage image = RKImageAttributes::withoutMetaDataTexts(

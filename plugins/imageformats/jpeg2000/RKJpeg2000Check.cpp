@@ -12,8 +12,9 @@ namespace {
 constexpr quint64 kMaxComponents = 5;
 // 300 megapixels in tiles of 256 have 4600; each costs OpenJPEG some 10 kB.
 constexpr qint64 kMaxTiles = 8192;
-// In a tile: 100 megapixels in blocks of 16 have as many in each component.
-constexpr qint64 kMaxBlocks = 1 << 21;
+// The code-blocks of a tile in all components, each of which takes OpenJPEG 400 bytes. Those that
+// hold something take a byte of the file at least.
+constexpr qint64 kSmallNumberOfBlocks = 1 << 18;
 // In a tile. For each packet OpenJPEG notes whether it has come.
 constexpr qint64 kMaxPackets = 1 << 26;
 // ITU-T T.800, table A.15.
@@ -152,7 +153,8 @@ private:
                 std::min(precinctWidth, blockWidth), std::min(precinctHeight, blockHeight));
             mostPrecincts = std::max(mostPrecincts, count(precinctWidth, precinctHeight));
         }
-        return segment.isGood() && blocks <= kMaxBlocks
+        return segment.isGood()
+            && blocks * qint64(m_components) <= std::max(kSmallNumberOfBlocks, m_bytes.size())
             && m_layers * mostPrecincts * qint64((levels + 1) * m_components) <= kMaxPackets;
     }
 
