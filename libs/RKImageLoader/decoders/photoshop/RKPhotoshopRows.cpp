@@ -2,6 +2,8 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKImageLimits_p.h"
 
+#include <QDebug>
+
 #include <zlib.h>
 
 #include <algorithm>
@@ -23,6 +25,15 @@ qint64 rowSize(const RKPhotoshopFile& file)
 {
     const qint64 width = file.size.width();
     return file.depth == 1 ? (width + 7) / 8 : width * file.depth / 8;
+}
+
+// More than the compression can make of the bytes that are there.
+bool isClaim(qint64 size, qint64 ratio, const RKPhotoshopFile& file)
+{
+    if (size / ratio <= file.pixels.size())
+        return false;
+    qWarning("Picture refused: its header promises more than its data can hold");
+    return true;
 }
 
 // TIFF 6.0, section 9. False when the packed bytes end before the row. What they hold beyond it is
@@ -145,13 +156,13 @@ std::optional<RKPhotoshopRows> RKPhotoshopRows::open(const RKPhotoshopFile& file
             return {};
         break;
     case Compression::PackBits:
-        if (size / kPackBitsRatio > file.pixels.size() || !rows.findPackedRows(channels))
+        if (isClaim(size, kPackBitsRatio, file) || !rows.findPackedRows(channels))
             return {};
         rows.m_row.resize(rows.m_rowSize);
         break;
     case Compression::Zip:
         rows.m_row.resize(rows.m_rowSize);
-        if (size / RKImageLimits::kDeflateRatio > file.pixels.size()
+        if (isClaim(size, RKImageLimits::kDeflateRatio, file)
             || !rows.findInflatedChannels(channels))
             return {};
         break;

@@ -20,6 +20,9 @@ constexpr int kThumbnailBgr = 1033;
 constexpr int kProfile = 1039;
 constexpr int kVersionInfo = 1057;
 
+constexpr qsizetype kHeadSize = 40; // of a file without resources and layers
+constexpr const char* kClaims = "Picture refused: its header promises more than its data can hold";
+
 /// What the quadrants hold, from 0 to 1 in the units of the file, and what is to be seen.
 struct Colors
 {
@@ -257,8 +260,13 @@ private Q_SLOTS:
     {
         for (const int compression : {0, 1, 2}) {
             const QByteArray whole = rgb(compression).bytes();
-            for (qsizetype length = 0; length < whole.size(); length += length < 60 ? 1 : 97)
+            const qint64 ratio = compression == 1 ? 64 : 1032;
+            for (qsizetype length = 0; length < whole.size(); length += length < 60 ? 1 : 97) {
+                const qint64 claim = 3LL * rgb().size.width() * rgb().size.height();
+                if (compression > 0 && length >= kHeadSize && claim / ratio > length - kHeadSize)
+                    QTest::ignoreMessage(QtWarningMsg, kClaims);
                 QVERIFY(RKPhotoshopReader::read(whole.first(length), {}).isNull());
+            }
         }
         // The last run a sample too long, as some programs write it, and too short.
         QByteArray packed = rgb(1).bytes();
@@ -286,6 +294,8 @@ private Q_SLOTS:
                     QCOMPARE(RKPhotoshopReader::size(bytes).isValid(),
                         side <= (isLarge ? 300'000 : 30'000));
                     // Refused before memory is taken, of which there would not be enough.
+                    if (compression > 0 && side <= (isLarge ? 300'000 : 30'000))
+                        QTest::ignoreMessage(QtWarningMsg, kClaims);
                     QVERIFY(RKPhotoshopReader::read(bytes, {100, 100}).isNull());
                 }
             }
