@@ -4,6 +4,9 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
+#include <QTest>
+
+#include <cstdlib>
 
 /// Runs code that ends the process: the test program starts itself again with a name in the
 /// environment, and main() asks for that name before it runs any test.
@@ -41,6 +44,19 @@ inline Result run(const QString& role)
     return {child.exitStatus() == QProcess::CrashExit,
         child.exitCode(),
         QString::fromUtf8(child.readAllStandardError())};
+}
+
+/// The main() of a program of tests, or of its child, whose work gives the exit code.
+template <typename Application, typename Test>
+int main(int argc, char** argv, int (*work)(const QString& role))
+{
+    Application application(argc, argv);
+    // At once: a leak checker can't look at a process that has changed its user, and would replace
+    // the exit code.
+    if (!role().isEmpty())
+        std::_Exit(work(QString::fromUtf8(role())));
+    Test test;
+    return QTest::qExec(&test, argc, argv);
 }
 
 } // namespace RKChildProcess

@@ -7,8 +7,6 @@
 
 #include <fcntl.h>
 
-#include <cstdlib>
-
 #ifdef Q_OS_LINUX
 #    include <sys/xattr.h>
 #endif
@@ -231,13 +229,7 @@ private Q_SLOTS:
 
 int main(int argc, char** argv)
 {
-    QCoreApplication application(argc, argv);
-    if (const QByteArray role = RKChildProcess::role(); !role.isEmpty())
-        // At once: a leak checker can't look at a process that has changed its user, and would
-        // replace the exit code.
-        std::_Exit(writeAsChild(QString::fromUtf8(role)));
-    RKSafeFileWriterTest test;
-    return QTest::qExec(&test, argc, argv);
+    return RKChildProcess::main<QCoreApplication, RKSafeFileWriterTest>(argc, argv, writeAsChild);
 }
 
 #include "RKSafeFileWriterTest.moc"

@@ -87,7 +87,7 @@ private Q_SLOTS:
             QList<int> faults;
         };
 
-        const Case cases[] = {{RKFaults::Open, {EIO, EMFILE, EINTR}},
+        const Case cases[] = {{RKFaults::Open, {EIO, EACCES, EMFILE, EINTR}},
             {RKFaults::Read, {EIO, EINTR, RKFaults::Short}},
             {RKFaults::Write, {EIO, ENOSPC, EINTR, RKFaults::Short}},
             {RKFaults::Flush, {EIO, ENOSPC, EINTR}},
