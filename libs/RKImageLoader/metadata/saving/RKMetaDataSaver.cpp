@@ -201,6 +201,8 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
         wanted->xmpPacket = *packet;
     }
 
+    // Its metadata are in `wanted`, and the proof reads others.
+    image.reset();
     const RKSaveProof proof(*content, *wanted, update.changes());
     QStringList losses;
     for (const auto way :

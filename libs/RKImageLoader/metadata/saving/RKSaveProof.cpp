@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 
 using Content = RKImageFileParts::Content;
 
@@ -179,17 +180,18 @@ QString RKSaveProof::lossOnReading(const RKImageContent& after) const
 {
     const RKExiv2ImagePtr old = RKExiv2Compat::openMemory(m_before.readable());
     const RKExiv2ImagePtr image = opened(after);
+    if (image->imageType() != old->imageType() || sizeOf(*image) != m_wanted.size)
+        return QStringLiteral("the picture would have another size");
     RKImageFamilies wanted = m_wanted.families;
     if (!m_wanted.xmpPacket.empty())
         Exiv2::XmpParser::decode(wanted.xmp, m_wanted.xmpPacket);
-    RKImageFamilies read = RKImageFamilies::of(*image);
+    RKImageFamilies read{
+        std::move(image->exifData()), std::move(image->iptcData()), std::move(image->xmpData())};
     // exiv2 derives the other families of a sidecar from its XMP.
     if (RKExiv2Compat::isSidecar(*image)) {
         read.exif = wanted.exif;
         read.iptc = wanted.iptc;
     }
-    if (image->imageType() != old->imageType() || sizeOf(*image) != m_wanted.size)
-        return QStringLiteral("the picture would have another size");
     const QString difference = RKFamilyChanges(wanted, read).firstDifference();
     return difference.isEmpty() ? difference
                                 : QStringLiteral("%1 would not read back").arg(difference);
