@@ -123,7 +123,8 @@ def xmp(extra=""):
 <x:xmpmeta xmlns:x="adobe:ns:meta/" x:xmptk="Of the test"><rdf:RDF
  xmlns:rdf="http://www.w3.org/1999/02/22-rdf-syntax-ns#"><rdf:Description rdf:about="uuid:17"
  xmlns:dc="http://purl.org/dc/elements/1.1/" xmlns:xmp="http://ns.adobe.com/xap/1.0/"
- xmlns:own="http://example.com/own/" xmlns:xmpMM="http://ns.adobe.com/xap/1.0/mm/"
+ xmlns:own="http://example.com/own/" xmlns:Iptc4xmpCore="http://iptc.org/std/Iptc4xmpCore/1.0/xmlns/"
+ xmlns:xmpMM="http://ns.adobe.com/xap/1.0/mm/"
  xmlns:stEvt="http://ns.adobe.com/xap/1.0/sType/ResourceEvent#"
  xmlns:exif="http://ns.adobe.com/exif/1.0/" exif:GPSLatitude="51,30.5N" exif:GPSLatitudeRef="N"
  exif:GPSLongitude="0,7.25W" exif:GPSLongitudeRef="W"
@@ -136,7 +137,8 @@ def xmp(extra=""):
  </rdf:Alt></dc:rights>
  <dc:subject><rdf:Bag><rdf:li>one</rdf:li><rdf:li>two</rdf:li></rdf:Bag></dc:subject>
  <own:list><rdf:Seq><rdf:li rdf:parseType="Resource"><own:a>1</own:a><own:b>2</own:b></rdf:li></rdf:Seq>
- </own:list><xmpMM:History><rdf:Seq><rdf:li stEvt:action="saved" stEvt:when="2020-01-01"/></rdf:Seq>
+ </own:list><Iptc4xmpCore:CreatorContactInfo Iptc4xmpCore:CiAdrCity="Ort"/>
+ <xmpMM:History><rdf:Seq><rdf:li stEvt:action="saved" stEvt:when="2020-01-01"/></rdf:Seq>
  </xmpMM:History></rdf:Description></rdf:RDF></x:xmpmeta>{" " * 200}<?xpacket end='w'?>""".encode()
 
 

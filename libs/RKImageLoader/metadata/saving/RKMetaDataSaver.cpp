@@ -3,6 +3,7 @@
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/saving/RKMetaDataSaver_p.h"
 #include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
@@ -178,8 +179,11 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
     // exiv2 keeps the packet of other formats only.
     if (RKExiv2Compat::isTiffBased(*image) && !oldPacket.empty())
         image->xmpPacket() = oldPacket;
-    // A sidecar takes changes of the other families, too, and has to do so under its final keys.
-    if (RKExiv2Compat::isSidecar(*image))
+    // Keys that get other prefixes by merging are no changes. A sidecar takes changes of the other
+    // families, too, under its final keys.
+    if (RKExiv2Compat::isSidecar(*image)
+        || RKExiv2XmpPackets::hasForeignKeys(image->xmpData(),
+            RKXmpPacketParser::ownNamespaces(RKXmpPacketParser::inUtf8(oldPacket))))
         m_held.xmp.prepareTarget(*image);
     const RKImageFamilies before = RKImageFamilies::of(*image);
     auto wanted = merged(image, before, *content);

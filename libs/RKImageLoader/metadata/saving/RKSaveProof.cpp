@@ -187,6 +187,9 @@ QString RKSaveProof::lossOnReading(const RKImageContent& after) const
         Exiv2::XmpParser::decode(wanted.xmp, m_wanted.xmpPacket);
     RKImageFamilies read{
         std::move(image->exifData()), std::move(image->iptcData()), std::move(image->xmpData())};
+    // The same bytes, of which reading makes keys with the prefixes of the packet.
+    if (m_changes.xmpProperties().empty())
+        read.xmp = wanted.xmp;
     // exiv2 derives the other families of a sidecar from its XMP.
     if (RKExiv2Compat::isSidecar(*image)) {
         read.exif = wanted.exif;
