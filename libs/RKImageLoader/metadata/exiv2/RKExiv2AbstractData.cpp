@@ -13,6 +13,11 @@ bool RKExiv2AbstractData::hasChanges() const
     return !m_changedKeys.empty();
 }
 
+const std::set<std::string>& RKExiv2AbstractData::changedKeys() const
+{
+    return m_changedKeys;
+}
+
 bool RKExiv2AbstractData::canWriteTo(RKExiv2ImagePtr& image) const
 {
     return (image->checkMode(supportedMetaData()) & Exiv2::amWrite) != 0;

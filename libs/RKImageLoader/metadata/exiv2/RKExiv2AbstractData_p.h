@@ -26,6 +26,8 @@ public:
 
     /// Something has been set or removed since the data were read.
     virtual bool hasChanges() const;
+    /// The keys of what has been set or removed; of XMP those of whole properties.
+    const std::set<std::string>& changedKeys() const;
 
     /// The format of the image has a place for the family and exiv2 can write it there.
     bool canWriteTo(RKExiv2ImagePtr& image) const;

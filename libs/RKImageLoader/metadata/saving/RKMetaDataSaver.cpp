@@ -2,6 +2,7 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/saving/RKMetaDataSaver_p.h"
@@ -19,6 +20,8 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <set>
 
 namespace {
 
@@ -53,6 +56,28 @@ bool isWritable(const Exiv2::Image& image)
     return std::any_of(kFamilies.begin(), kFamilies.end(), [&image](Exiv2::MetadataId family) {
         return (image.checkMode(family) & Exiv2::amWrite) != 0;
     });
+}
+
+/// One of the keys is the counterpart of an XMP property: both are set together.
+bool isAlsoIn(const std::set<std::string>& keys, const std::string& property)
+{
+    static const std::multimap<std::string, std::string> counterparts = [] {
+        std::multimap<std::string, std::string> pairs{{"Xmp.xmp.Rating", "Exif.Image.Rating"},
+            {"Xmp.MicrosoftPhoto.Rating", "Exif.Image.Rating"},
+            {"Xmp.tiff.Orientation", "Exif.Image.Orientation"}};
+        constexpr qint64 kMaxField = qint64(RKMetaDataFieldEnum::gpsLongitudeInDegreesEast);
+        for (qint64 field = 1; field <= kMaxField; field *= 2) {
+            const QStringList all = RKMetaDataField(RKMetaDataFieldEnum(field)).exiv2Keys();
+            for (const QString& own : all) {
+                for (const QString& other : all)
+                    pairs.emplace(own.toStdString(), other.toStdString());
+            }
+        }
+        return pairs;
+    }();
+    const auto [first, last] = counterparts.equal_range(property);
+    return std::any_of(
+        first, last, [&keys](const auto& pair) { return keys.count(pair.second) != 0; });
 }
 
 QString describe(const QString& what, const Exiv2::Error& error)
@@ -135,9 +160,18 @@ std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
     }
     wanted.families = RKImageFamilies::of(*image);
     // XMP that cannot be decoded takes none either.
-    if (image->writeXmpFromPacket() && m_held.xmp.hasChanges()
-        && RKFamilyChanges(before, wanted.families).isEmpty())
-        return {};
+    if (image->writeXmpFromPacket()) {
+        std::set<std::string> taken;
+        if (takesExif)
+            taken.insert(m_held.exif.changedKeys().begin(), m_held.exif.changedKeys().end());
+        if (takesIptc)
+            taken.insert(m_held.iptc.changedKeys().begin(), m_held.iptc.changedKeys().end());
+        const auto& properties = m_held.xmp.changedKeys();
+        if (!std::all_of(properties.begin(), properties.end(), [&taken](const auto& property) {
+                return isAlsoIn(taken, property);
+            }))
+            return {};
+    }
     // A page in the place of the thumbnail stays.
     if (const QByteArray thumbnail = m_held.exif.newThumbnail();
         !thumbnail.isEmpty() && wanted.families.thumbnail() != thumbnail)

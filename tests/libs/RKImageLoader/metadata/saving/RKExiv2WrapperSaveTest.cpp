@@ -225,6 +225,23 @@ private Q_SLOTS:
         QVERIFY(wrapper.save(&buffer));
         QVERIFY(buffer.data().contains(packet));
         QVERIFY(RKExiv2Wrapper(buffer.data()).flashUsed());
+
+        // What Exif has no place for is not saved without saying so.
+        const QByteArray saved = buffer.data();
+        const char* const leftAlone
+            = "XMP data of the image cannot be decoded and are left as they are";
+        QTest::ignoreMessage(QtWarningMsg, leftAlone);
+        QTest::ignoreMessage(QtWarningMsg,
+            "the metadata of QBuffer are not saved: the format has no place for the change");
+        RKExiv2Wrapper withoutPlace = wrapper;
+        withoutPlace.setAdobeRating(kNewRating);
+        withoutPlace.setABOProhibited(true);
+        QVERIFY(!withoutPlace.save(&buffer));
+        QCOMPARE(buffer.data(), saved);
+        QTest::ignoreMessage(QtWarningMsg, leftAlone);
+        wrapper.setAdobeRating(kNewRating);
+        QVERIFY(wrapper.save(&buffer));
+        QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), kNewRating);
     }
 
     void unknownPartsOfXmpStay()
