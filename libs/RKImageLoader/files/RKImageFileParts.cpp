@@ -90,6 +90,11 @@ QByteArray RKImageFileParts::file() const
     return RKPieceSource(pieces(), m_source).all();
 }
 
+RKImageFileParts RKImageFileParts::read() const
+{
+    return RKImageFileParts(std::make_shared<RKPieceSource>(pieces(), m_source));
+}
+
 QByteArray RKImageFileParts::skeleton() const
 {
     if (!isValid())

@@ -278,8 +278,12 @@ bool RKJpegParts::split(RKPartCollector& file) const
         return false;
     qint64 at = kMarkerSize;
     for (;;) {
-        const QByteArrayView rest = file.peek(at, kMaxStray);
-        const std::optional<Marker> marker = nextMarker(rest);
+        QByteArrayView rest = file.peek(at, kMarkerSize);
+        std::optional<Marker> marker = nextMarker(rest);
+        if (!marker) {
+            rest = file.peek(at, kMaxStray);
+            marker = nextMarker(rest);
+        }
         if (!marker)
             return false;
         if (marker->start > 0 && !file.add(strayPart(rest.first(marker->start))))

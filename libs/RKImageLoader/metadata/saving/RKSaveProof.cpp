@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKIptcEditor_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
@@ -53,13 +54,29 @@ QString RKSaveProof::loss(const RKImageContent& after) const
     if ((m_before.parts() == nullptr) != (after.parts() == nullptr))
         return QStringLiteral("the file would lose its structure");
     QString loss;
-    if (m_before.parts())
-        loss = lossOfParts(*m_before.parts(), *after.parts());
-    else if (RKExiv2Compat::isSidecar(m_before.readable()))
+    if (m_before.parts()) {
+        const RKImageFileParts parts = after.parts()->read();
+        // Another way to make the change would not tell more.
+        if (parts.hasReadError())
+            throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, "proof");
+        loss = lossOfParts(*m_before.parts(), parts);
+    } else if (RKExiv2Compat::isSidecar(m_before.readable()))
         loss = lossOfXmp(m_before.readable(), after.readable());
     else
         loss = lossOfTiff(m_before.bytes(), after.bytes());
     return loss.isEmpty() ? lossOnReading(after) : loss;
+}
+
+/// Found by the container's reader, and by all that reads metadata.
+bool RKSaveProof::hasProfile(const RKImageFileParts& after) const
+{
+    RKExiv2ExifData exif;
+    RKExiv2IptcData iptc;
+    RKExiv2XmpData xmp;
+    RKExiv2IccData icc;
+    QSize size;
+    RKExiv2ImageReader({exif, iptc, xmp, icc, size}).read(after.skeleton());
+    return after.iccProfile() == m_wanted.iccProfile && icc.asByteArray() == m_wanted.iccProfile;
 }
 
 QString RKSaveProof::lossOfParts(
@@ -82,7 +99,7 @@ QString RKSaveProof::lossOfParts(
     }
     if (!m_wanted.iccProfile.isEmpty()) {
         owned.append(Content::Icc);
-        if (loss.isEmpty() && after.iccProfile() != m_wanted.iccProfile)
+        if (loss.isEmpty() && !hasProfile(after))
             return QStringLiteral("the profile cannot be embedded");
     }
     if (!loss.isEmpty())

@@ -27,6 +27,7 @@ public:
 private:
     QList<RKTiffComparison::Owned> ownedTags() const;
     QString lossOfParts(const RKImageFileParts& before, const RKImageFileParts& after) const;
+    bool hasProfile(const RKImageFileParts& after) const;
     QString lossOfTiff(const RKSparseBytes& before, const RKSparseBytes& after) const;
     QString lossOfIptc(const QByteArrayList& before, const QByteArrayList& after) const;
     QString lossOfXmp(const QByteArray& before, const QByteArray& after) const;
