@@ -1,6 +1,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcBlocks_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2SegmentProbe_p.h"
+#include "RKImageLoader/metadata/exiv2/RKSidecarDate_p.h"
 #include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
@@ -170,6 +171,8 @@ void RKExiv2Library::readMetadata(Exiv2::Image& image)
     const QWriteLocker xmpLocker(segments.mayHaveXmp() ? xmpLock() : nullptr);
     image.readMetadata();
     decodeUpToEnd(image);
+    if (RKExiv2Compat::isSidecar(image))
+        RKSidecarDate::read(image);
     if (segments.hasSeveralPhotoshopSegments() || RKExiv2Compat::isTiffBased(image)
         || !image.iptcData().empty())
         RKExiv2IptcBlocks::readAll(image);

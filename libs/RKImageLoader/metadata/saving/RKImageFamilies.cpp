@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
+#include "RKImageLoader/metadata/exiv2/RKSidecarDate_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFamilies_p.h"
 
 #include <algorithm>
@@ -95,6 +96,7 @@ void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
     };
     const Exiv2::XmpData old = image.xmpData();
     Exiv2::copyExifToXmp(changes(exif, image.exifData()), image.xmpData());
+    RKSidecarDate::write(exif, image);
     Exiv2::copyIptcToXmp(changes(iptc, image.iptcData()), image.xmpData());
     // exiv2 replaces the alternatives in all languages.
     for (Exiv2::Xmpdatum& datum : image.xmpData()) {

@@ -244,6 +244,32 @@ private Q_SLOTS:
         QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), kNewRating);
     }
 
+    void sidecarsHaveTheOffsetOfADate()
+    {
+        const QByteArray sidecar
+            = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/"
+              "22-rdf-syntax-ns#'><rdf:Description rdf:about='' xmlns:exif='http://ns.adobe.com/"
+              "exif/1.0/' exif:DateTimeOriginal='2001-02-03T04:05:06Z'/></rdf:RDF></x:xmpmeta>";
+        QBuffer buffer;
+        buffer.setData(sidecar);
+        const QDateTime noon(QDate(2020, 2, 29), QTime(12, 0), Qt::OffsetFromUTC, 19800);
+        const QDateTime sameDigits(noon.date(), noon.time(), Qt::OffsetFromUTC, -3600);
+        const QDateTime local(noon.date(), noon.time());
+        for (const auto& [taken, text] : {std::pair(noon, "2020-02-29T12:00:00+05:30"),
+                 {sameDigits, "2020-02-29T12:00:00-01:00"},
+                 {local, "2020-02-29T12:00:00"}})
+        {
+            RKExiv2Wrapper wrapper(buffer.data());
+            wrapper.setPictureTaken(taken);
+            QVERIFY(wrapper.save(&buffer));
+            const RKExiv2Wrapper after(buffer.data());
+            QCOMPARE(after.pictureTaken(), taken);
+            QCOMPARE(after.pictureTaken().time(), taken.time());
+            for (const char* key : {"Xmp.photoshop.DateCreated", "Xmp.exif.DateTimeOriginal"})
+                QCOMPARE(after.allData().value(QLatin1String(key)), QLatin1String(text));
+        }
+    }
+
     void unknownPartsOfXmpStay()
     {
         // What exiv2 loses when it encodes them anew.
