@@ -19,11 +19,13 @@ void writeText(RKMetaData& metaData, RKMetaDataFieldEnum field, const std::optio
 
 void changeKeywords(RKMetaData& metaData, const MetaDataChanges& changes)
 {
-    QStringList keywords = changes.keywords.value_or(metaData.keywords());
+    // What only one place in the file has would be lost by adding to those that count.
+    const QStringList known = metaData.keywordsOfAllPlaces();
+    QStringList keywords = changes.keywords.value_or(known);
     for (const QString& removed : changes.removedKeywords)
         keywords.removeAll(removed.trimmed());
     keywords += changes.addedKeywords;
-    if (changes.keywords || keywords != metaData.keywords())
+    if (changes.keywords || keywords != known)
         metaData.setKeywords(keywords);
 }
 

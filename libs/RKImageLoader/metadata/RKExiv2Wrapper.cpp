@@ -56,6 +56,11 @@ QStringList RKExiv2Wrapper::keywords() const
     return m_impl->keywords();
 }
 
+QStringList RKExiv2Wrapper::keywordsOfAllPlaces() const
+{
+    return m_impl->keywordsOfAllPlaces();
+}
+
 void RKExiv2Wrapper::setKeywords(const QStringList& keywords)
 {
     m_impl->setKeywords(keywords);

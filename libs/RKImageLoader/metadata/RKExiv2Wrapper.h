@@ -63,6 +63,8 @@ public:
 
     /// The keywords of IPTC, else of XMP, else the Windows ones in Exif.
     QStringList keywords() const;
+    /// The same, with those after them that only other families have.
+    QStringList keywordsOfAllPlaces() const;
     /// Sets the keywords in all three.
     void setKeywords(const QStringList& keywords);
 

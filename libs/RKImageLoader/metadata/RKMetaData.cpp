@@ -264,6 +264,11 @@ QStringList RKMetaData::keywords() const
     return snapshot()->exiv2Wrapper().keywords();
 }
 
+QStringList RKMetaData::keywordsOfAllPlaces() const
+{
+    return snapshot()->exiv2Wrapper().keywordsOfAllPlaces();
+}
+
 void RKMetaData::setKeywords(const QStringList& keywords)
 {
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setKeywords(keywords); });

@@ -143,7 +143,11 @@ public:
 
     /// The keywords, trimmed, each once.
     QStringList keywords() const;
-    /// Replaces all keywords; no list, or one of blanks, removes them. A keyword may hold commas.
+    /// The same, with those after them that only other places in the file have: programs differ in
+    /// the one that they write.
+    QStringList keywordsOfAllPlaces() const;
+    /// Replaces all keywords in all places; no list, or one of blanks, removes them. A keyword may
+    /// hold commas.
     void setKeywords(const QStringList& keywords);
 
     /// Key to text of all Exif, XMP and IPTC data.

@@ -203,7 +203,11 @@ private Q_SLOTS:
                             "--gps 48.5,-2.25 --keywords x,b --thumbnail auto"),
             0);
         QCOMPARE(QImage(u"set.jpg"_s), before);
-        QCOMPARE(exitCodeOf("set no.jpg set.jpg --rating 1 --remove-keyword b --add-keyword ü"), 1);
+        // Another program has changed a keyword in IPTC only.
+        write(u"set.jpg"_s,
+            read(u"set.jpg"_s)
+                .replace(QByteArray("\x1c\2\x19\0\1b", 6), QByteArray("\x1c\2\x19\0\1c", 6)));
+        QCOMPARE(exitCodeOf("set no.jpg set.jpg --rating 1 --remove-keyword x --add-keyword ü"), 1);
 
         const QJsonValue entry = informationOn(u"set.jpg"_s);
         QCOMPARE(entry[u"orientation"].toInt(), 6);
@@ -211,7 +215,7 @@ private Q_SLOTS:
         QCOMPARE(entry[u"pictureTaken"].toString(), u"2021-07-04T12:30:00"_s);
         QCOMPARE(entry[u"geoPosition"][u"longitude"].toDouble(), -2.25);
         QCOMPARE(entry[u"thumbnail"].toArray(), QJsonArray({160, 120}));
-        QCOMPARE(entry[u"keywords"].toArray(), QJsonArray({u"x"_s, u"ü"_s}));
+        QCOMPARE(entry[u"keywords"].toArray(), QJsonArray({u"c"_s, u"b"_s, u"ü"_s}));
         QCOMPARE(entry[u"adobeRating"].toInt(), 1);
     }
 

@@ -163,17 +163,32 @@ QString RKExiv2WrapperImpl::read(const RKMetaDataField& field) const
     return {};
 }
 
-QStringList RKExiv2WrapperImpl::keywords() const
+/// Those of each family, in the order in which they count.
+QList<QStringList> RKExiv2WrapperImpl::keywordsOfFamilies() const
 {
     const QReadLocker locker(&m_lock);
-    for (const QStringList& family : {m_iptcData.readStringList(kKeywordsInIptc),
-             m_xmpData.readStringList(kKeywordsInXmp),
-             m_exifData.readWindowsText(kKeywordsInExif).split(kWindowsSeparator)})
-    {
+    return {m_iptcData.readStringList(kKeywordsInIptc),
+        m_xmpData.readStringList(kKeywordsInXmp),
+        m_exifData.readWindowsText(kKeywordsInExif).split(kWindowsSeparator)};
+}
+
+QStringList RKExiv2WrapperImpl::keywords() const
+{
+    const QList<QStringList> families = keywordsOfFamilies();
+    for (const QStringList& family : families) {
         if (const QStringList keywords = distinctTexts(family); !keywords.isEmpty())
             return keywords;
     }
     return {};
+}
+
+QStringList RKExiv2WrapperImpl::keywordsOfAllPlaces() const
+{
+    QStringList all;
+    const QList<QStringList> families = keywordsOfFamilies();
+    for (const QStringList& family : families)
+        all += family;
+    return distinctTexts(all);
 }
 
 void RKExiv2WrapperImpl::setKeywords(const QStringList& keywords)

@@ -45,6 +45,7 @@ public:
     void write(const RKMetaDataField& field, const QString& value);
 
     QStringList keywords() const;
+    QStringList keywordsOfAllPlaces() const;
     void setKeywords(const QStringList& keywords);
 
     RKImageOrientation imageOrientation() const;
@@ -101,6 +102,7 @@ public:
     bool save(QBuffer* buffer) const;
 
 private:
+    QList<QStringList> keywordsOfFamilies() const;
     template <typename Source>
     void readFrom(const Source& source);
     void setRotation(int orientation);
