@@ -9,6 +9,12 @@ QList<RKFilePiece> RKImageFileFormat::pieces(const Parts& parts) const
     return pieces;
 }
 
+bool RKImageFileFormat::areReadAsWritten(const Parts& parts) const
+{
+    Q_UNUSED(parts)
+    return true;
+}
+
 RKImageFileFormat::Parts RKImageFileFormat::withoutPixels(const Parts& parts) const
 {
     Parts small = parts;

@@ -30,6 +30,8 @@ public:
     virtual Part partOf(const QByteArray& bytes) const = 0;
 
     virtual QList<RKFilePiece> pieces(const Parts& parts) const;
+    /// A reader will find the parts of a file that they make up; false where that is to be seen.
+    virtual bool areReadAsWritten(const Parts& parts) const;
     /// The parts of a small file with the same metadata. exiv2 does not recognise files of less
     /// than some dozen bytes: a format that makes such adds kMinTail.
     virtual Parts withoutPixels(const Parts& parts) const;

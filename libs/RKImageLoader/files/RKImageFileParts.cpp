@@ -92,6 +92,9 @@ QByteArray RKImageFileParts::file() const
 
 RKImageFileParts RKImageFileParts::read() const
 {
+    // Otherwise a copy of all metadata for nothing.
+    if (!isValid() || m_format->areReadAsWritten(m_parts))
+        return *this;
     return RKImageFileParts(std::make_shared<RKPieceSource>(pieces(), m_source));
 }
 

@@ -55,7 +55,7 @@ public:
     QList<RKFilePiece> pieces() const;
     /// The same, read into memory; empty where the source cannot be read.
     QByteArray file() const;
-    /// What a reader will find in it: bytes outside the parts may join others.
+    /// What a reader will find in it: bytes that belong to no part may join others.
     RKImageFileParts read() const;
     /// A small file of the same format with the same metadata and size in pixels, for a library
     /// that reads or writes metadata only. The pixels are left out, or cut to their header.

@@ -129,9 +129,11 @@ std::optional<Marker> nextMarker(QByteArrayView bytes)
     return {};
 }
 
+constexpr char kStray[] = "stray bytes";
+
 Part strayPart(QByteArrayView bytes)
 {
-    return {Content::Other, "stray bytes", {bytes.toByteArray()}, {}};
+    return {Content::Other, kStray, {bytes.toByteArray()}, {}};
 }
 
 QByteArray sectionOf(const QList<QByteArray>& segments)
@@ -307,6 +309,12 @@ Part RKJpegParts::partOf(const QByteArray& bytes) const
 {
     const Segment segment = segmentOf(bytes);
     return {contentOf(segment), nameOf(segment), {bytes}, {}};
+}
+
+bool RKJpegParts::areReadAsWritten(const Parts& parts) const
+{
+    return std::none_of(
+        parts.begin(), parts.end(), [](const Part& part) { return part.name == kStray; });
 }
 
 Parts RKJpegParts::withoutPixels(const Parts& parts) const

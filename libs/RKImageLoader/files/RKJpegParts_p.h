@@ -10,6 +10,7 @@ public:
     bool matches(QByteArrayView start) const override;
     bool split(RKPartCollector& file) const override;
     Part partOf(const QByteArray& bytes) const override;
+    bool areReadAsWritten(const Parts& parts) const override;
     Parts withoutPixels(const Parts& parts) const override;
     Parts comparable(const Parts& parts) const override;
     qsizetype placeFor(Content content, const Parts& parts) const override;
