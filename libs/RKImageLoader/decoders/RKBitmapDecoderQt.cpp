@@ -275,6 +275,8 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
         return size(device->readAll(), format);
     if (RKPngChunks::isPng(signature))
         return measured(RKPngChunks::header(*device), format);
+    if (!RKPictureHeaderCheck::hasFewSegments(*device))
+        return {};
     QImageReader reader(device, format);
     return heicAwareSize(reader);
 }
@@ -312,8 +314,10 @@ QSize RKBitmapDecoderQt::measured(const QByteArray& bytes, const QByteArray& for
     QBuffer buffer;
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
+    if (bytes.isEmpty() || !RKPictureHeaderCheck::hasFewSegments(buffer))
+        return {};
     QImageReader reader(&buffer, format);
-    return bytes.isEmpty() ? QSize() : heicAwareSize(reader);
+    return heicAwareSize(reader);
 }
 
 QString RKBitmapDecoderQt::name() const

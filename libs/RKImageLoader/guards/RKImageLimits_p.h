@@ -32,7 +32,7 @@ inline constexpr qint64 kSmallClaim = 64 * kMebibyte;
 /// Bytes that any file may have a decoder produce for a picture that is asked for smaller, whatever
 /// little it holds of them at a time: about a second's work. Beyond that, for each byte of the
 /// file, no more than such large pictures have.
-inline constexpr qint64 kMaxDecoded = 1024 * kMebibyte;
+inline constexpr qint64 kMaxDecoded = 768 * kMebibyte;
 inline constexpr qint64 kMaxDecodedPerByte = 64;
 
 /// Pixels of a graphic that is read whatever the length of its file: 64 MiB at 32 bits.
@@ -44,6 +44,10 @@ inline constexpr qint64 kSmallPhoto = 1LL << 26;
 /// Texts of a PNG file after decompression, its profile among them. XMP packets have a few hundred
 /// kilobytes, and libraries inflate each of them several times.
 inline constexpr qint64 kMaxInflatedTexts = 16 * kMebibyte;
+
+/// Segments before the picture of a JPEG file. Decoders look for the end of the list for each of
+/// them; a hundred megabytes of metadata have 1600.
+inline constexpr int kMaxSegments = 8192;
 
 /// Passes over the picture of a progressive JPEG file. Encoders make ten or so. Each costs the time
 /// of a decode, whatever its length, so a file that has more may not be large too.

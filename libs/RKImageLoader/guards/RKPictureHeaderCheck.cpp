@@ -4,6 +4,8 @@
 #include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
 
+#include <QIODevice>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -363,6 +365,35 @@ bool RKPictureHeaderCheck::canHold(const QByteArray& data, const QSize& size)
     if (bytes.has("#define") || bytes.has("/*"))
         return count / kXbmPixelsPerByte <= data.size();
     return isBelow(count, kSmallGraphic, data.size(), kOtherPixelsPerByte);
+}
+
+bool RKPictureHeaderCheck::hasFewSegments(QIODevice& device)
+{
+    // ITU-T T.81, B.1.1.4: a marker, and a length that includes itself.
+    constexpr qint64 kHeadSize = 4;
+    constexpr quint16 kStartOfImage = 0xffd8;
+    constexpr quint16 kStartOfScan = 0xffda;
+    if (!device.isOpen() && !device.open(QIODevice::ReadOnly))
+        return true;
+    const qint64 begin = device.pos();
+    qint64 position = begin + 2;
+    int count = 0;
+    if (RKByteReader(device.peek(2)).numberAt<quint16>(0) == kStartOfImage) {
+        while (count <= RKImageLimits::kMaxSegments && device.seek(position)) {
+            const QByteArray head = device.read(kHeadSize);
+            const RKByteReader bytes(head);
+            const quint16 marker = bytes.numberAt<quint16>(0).value_or(kStartOfScan);
+            if (marker == kStartOfScan || marker < 0xff00)
+                break;
+            ++count;
+            position += 2 + bytes.numberAt<quint16>(2).value_or(0);
+        }
+    }
+    device.seek(begin);
+    if (count <= RKImageLimits::kMaxSegments)
+        return true;
+    qWarning("Picture refused: it has too many segments");
+    return false;
 }
 
 qint64 RKPictureHeaderCheck::wholeBytes(const QByteArray& data, const QSize& size)

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QSize>
 
+class QIODevice;
+
 /// Finds raster files whose header promises more than their bytes can hold, and pictures that cost
 /// more than they are worth.
 ///
@@ -20,6 +22,11 @@ public:
     /// The data can hold a picture of that size in pixels, as a decoder measured it. An invalid
     /// size means that it could not be measured; the data's own header then has to do.
     static bool canHold(const QByteArray& data, const QSize& size);
+
+    /// A JPEG file has no more segments before its picture than RKImageLimits::kMaxSegments; a
+    /// warning if it has. Others have none. To be asked before a decoder measures the picture. The
+    /// device is opened for reading if it isn't, as readers do; its position stays.
+    static bool hasFewSegments(QIODevice& device);
 
     /// A picture of that size may be decoded for one of a quarter of its pixels or fewer. Large
     /// ones may not unless they are scaled while they are decoded.

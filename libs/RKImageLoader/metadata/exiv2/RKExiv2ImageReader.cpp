@@ -4,6 +4,7 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKHeifProfile_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
+#include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
@@ -285,7 +286,7 @@ void RKExiv2ImageReader::correctWeirdImageSizes(QIODevice* file)
     // exiv2 stops at the first segment of a JPEG that it cannot read, which may come before the
     // size.
     const bool isMissing = m_target.size == QSize(0, 0);
-    if (!isTooLarge && !isMissing)
+    if ((!isTooLarge && !isMissing) || !RKPictureHeaderCheck::hasFewSegments(*file))
         return;
     QImageReader reader(file);
     if (reader.canRead() && reader.size().isValid() && (isTooLarge || reader.format() == "jpeg"))

@@ -3,6 +3,8 @@
 #include "support/RKQuietTest.h"
 #include "support/RKTestTiff.h"
 
+#include <QBuffer>
+
 namespace {
 
 using Check = RKPictureHeaderCheck;
@@ -207,6 +209,20 @@ private Q_SLOTS:
                 Check::canBeReduced(cut, QSize(8, 8));
             }
             QVERIFY(Check::canHold(file + QByteArray(1000, 'x'), QSize(8, 8)));
+        }
+    }
+
+    // Decoders took a minute to measure a picture after 200 000 segments of 16 bytes.
+    void segmentsBeforeThePictureHaveALimit()
+    {
+        for (const int excess : {0, 1}) {
+            QByteArray jpeg = "\xff\xd8"
+                + QByteArray("\xff\xe2\0\x02", 4).repeated(RKImageLimits::kMaxSegments + excess)
+                + QByteArray("\xff\xda\0\x08", 4);
+            QBuffer device(&jpeg);
+            if (excess > 0)
+                QTest::ignoreMessage(QtWarningMsg, "Picture refused: it has too many segments");
+            QCOMPARE(Check::hasFewSegments(device), excess == 0);
         }
     }
 };
