@@ -1,7 +1,9 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcBlocks_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2SegmentProbe_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/exiv2/RKSidecarDate_p.h"
+#include "RKImageLoader/xmp/RKXmpLimits_p.h"
 #include "RKImageLoader/xmp/RKXmpNames_p.h"
 #include "RKImageLoader/xmp/RKXmpNamespaces_p.h"
 
@@ -101,6 +103,24 @@ void decodeUpToEnd(Exiv2::Image& image)
     }
 }
 
+/// exiv2 has derived the other families from keys with the prefixes of the packet, of which some
+/// may stand for other namespaces.
+void deriveFromFinalKeys(Exiv2::Image& sidecar)
+{
+    std::string packet = RKExiv2XmpPackets::packetOf(sidecar);
+    if (!RKExiv2XmpPackets::hasForeignKeys(
+            sidecar.xmpData(), RKXmpPacketParser::ownNamespaces(packet))
+        || RKXmpLimits::areExceededBy(packet))
+        return;
+    RKExiv2Library::refreshNamespaces();
+    if (RKExiv2XmpPackets::decodeWithKnownPrefixes(&packet, &sidecar.xmpData()) != 0)
+        return;
+    sidecar.exifData().clear();
+    sidecar.iptcData().clear();
+    Exiv2::copyXmpToExif(sidecar.xmpData(), sidecar.exifData());
+    Exiv2::copyXmpToIptc(sidecar.xmpData(), sidecar.iptcData());
+}
+
 } // namespace
 
 void RKExiv2Library::initialize()
@@ -171,8 +191,10 @@ void RKExiv2Library::readMetadata(Exiv2::Image& image)
     const QWriteLocker xmpLocker(segments.mayHaveXmp() ? xmpLock() : nullptr);
     image.readMetadata();
     decodeUpToEnd(image);
-    if (RKExiv2Compat::isSidecar(image))
+    if (RKExiv2Compat::isSidecar(image)) {
+        deriveFromFinalKeys(image);
         RKSidecarDate::read(image);
+    }
     if (segments.hasSeveralPhotoshopSegments() || RKExiv2Compat::isTiffBased(image)
         || !image.iptcData().empty())
         RKExiv2IptcBlocks::readAll(image);

@@ -211,6 +211,9 @@ QString RKSaveProof::lossOnReading(const RKImageContent& after) const
     if (RKExiv2Compat::isSidecar(*image)) {
         read.exif = wanted.exif;
         read.iptc = wanted.iptc;
+        // With the keys that the wanted packet has.
+        if (!m_wanted.xmpPacket.empty())
+            Exiv2::XmpParser::decode(read.xmp, after.readable().toStdString());
     }
     const QString difference = RKFamilyChanges(wanted, read).firstDifference();
     return difference.isEmpty() ? difference
