@@ -380,7 +380,7 @@ private:
         constexpr qint64 kCharacter = 3;
         constexpr qint64 kLine = 5;
         // From here on, characters combine, or their fonts have to be looked for.
-        constexpr QChar kFirstRare(0x300);
+        static constexpr QChar kFirstRare(0x300);
         constexpr qint64 kRareCharacter = 7;
         const auto isRare = [](QChar c) { return c >= kFirstRare; };
         return kSection + (isWrapped ? kCharacter + kLine : kCharacter) * text.size()
