@@ -91,8 +91,15 @@ QSizeF limited(const QSizeF& size)
 bool canBeReduced(const RKMediaFormat& format, const QSize& size)
 {
     constexpr qint64 kBytes = 4;
-    const bool isLarge = kBytes * size.width() * size.height() > RKImageLimits::kMaxClaim;
-    return isLarge && !format.isRaw() && !format.isSVG();
+    const bool takesMuch = kBytes * size.width() * size.height() > RKImageLimits::kMaxClaim;
+    return takesMuch && !format.isRaw() && !format.isSVG();
+}
+
+// The file has the length of a real picture of that size.
+bool isLarge(const QFileInfo& file, const QSize& size)
+{
+    constexpr qint64 kBytes = 4;
+    return kBytes * size.width() * size.height() / RKImageLimits::kMaxClaimPerByte <= file.size();
 }
 
 // Twice the resolution that the clip needs, so that the configured scaling method still decides how
@@ -155,8 +162,9 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
         const QSizeF result = calcResultImageSize(
             productionSize, dpi, visible.size().toSize(), true, allowUpscaling);
         const QSize reduced = sizeToLoad(size, visible.size(), result);
-        if (reduced != size) {
-            const RKDrawable drawable = load(reduced);
+        const RKDrawable drawable = reduced != size ? load(reduced) : RKDrawable();
+        // Some decoders refuse what they would have to hold whole, which a large file is worth.
+        if (reduced != size && (!drawable.isNull() || !isLarge(descriptor.fileInfo(), size))) {
             const QTransform toReduced = QTransform::fromScale(
                 drawable.widthF() / size.width(), drawable.heightF() / size.height());
             return drawn(drawable, toReduced.mapRect(visible), result, productionSize);
