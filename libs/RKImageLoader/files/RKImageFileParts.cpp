@@ -8,6 +8,7 @@
 #include "RKImageLoader/files/RKWebpParts_p.h"
 
 #include <algorithm>
+#include <set>
 
 namespace {
 
@@ -138,15 +139,14 @@ void RKImageFileParts::replaceEach(Content content, const QList<QList<QByteArray
             m_parts.insert(at++, part);
             place = at;
         }
-        return at;
     };
-    for (qsizetype i = 0; i < m_parts.size();) {
-        if (m_parts[i].content != content) {
-            ++i;
-            continue;
-        }
-        m_parts.removeAt(i);
-        i = insertNext(i);
+    // Made anew: files may have thousands of parts.
+    m_parts.clear();
+    for (const Part& part : before) {
+        if (part.content == content)
+            insertNext(m_parts.size());
+        else
+            m_parts.append(part);
     }
     if (place < 0)
         place = m_format->placeFor(content, m_parts);
@@ -225,16 +225,18 @@ QString RKImageFileParts::firstDifference(
     if (!before.isValid() || before.m_format != after.m_format || !after.isValid())
         return QStringLiteral("format");
     // If several parts have Exif or XMP, an edit owns the first, or removes all.
-    const auto isOwned = [&](Content content, QList<Content>& seen) {
-        const bool isFirst = !seen.contains(content);
-        seen.append(content);
+    std::set<Content> kept;
+    for (const Part& part : after.m_parts)
+        kept.insert(part.content);
+    const auto isOwned = [&](Content content, std::set<Content>& seen) {
+        const bool isFirst = seen.insert(content).second;
         const bool ownsAll
-            = content == Content::Iptc || content == Content::Icc || after.parts(content).isEmpty();
+            = content == Content::Iptc || content == Content::Icc || kept.count(content) == 0;
         return owned.contains(content) && (isFirst || ownsAll);
     };
     const auto othersOf = [&isOwned](const RKImageFileParts& file) {
         QList<Part> parts = file.m_format->comparable(file.m_parts);
-        QList<Content> seen;
+        std::set<Content> seen;
         parts.removeIf([&](const Part& part) { return isOwned(part.content, seen); });
         return parts;
     };

@@ -191,6 +191,11 @@ private Q_SLOTS:
         row("fax", "tif", tiff(32'000, 4, 1, QByteArray(100, 'x')), kClaims);
         row("plain", "psd", psd(5000, 5000), kNoFailure);
         row("one plane of many", "psd", psd(10'000, 5'000), kClaims);
+        const QByteArray jpeg = withThumbnail({});
+        row("segments",
+            "jpg",
+            jpeg.first(2) + QByteArray("\xff\xe5\0\4ab", 6).repeated(60'000) + jpeg.sliced(2),
+            "too many segments");
         row("drawing as a thumbnail", "jpg", withThumbnail(fixture(u"entities.svg"_s)), kNoFailure);
         row("huge thumbnail", "jpg", withThumbnail(png(6000, 1, 0)), kNoFailure);
 
