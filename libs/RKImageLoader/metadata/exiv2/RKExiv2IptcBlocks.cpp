@@ -14,26 +14,29 @@ class IoSource final : public RKByteSource
 public:
     explicit IoSource(Exiv2::BasicIo& io)
         : m_io(io)
+        , m_size(static_cast<qint64>(io.size()))
     {
     }
 
     qint64 size() const override
     {
-        return static_cast<qint64>(m_io.size());
+        return m_size;
     }
 
     bool read(qint64 offset, qint64 size, QByteArray* bytes) const override
     {
         bytes->clear();
-        if (offset < 0 || size < 0 || offset > this->size() || size > this->size() - offset)
+        if (offset < 0 || size < 0 || offset > m_size || size > m_size - offset)
             return false;
         if (m_io.seek(offset, Exiv2::BasicIo::beg) == 0)
-            *bytes = RKExiv2Compat::toByteArray(m_io.read(static_cast<long>(size)));
+            *bytes = RKExiv2Compat::read(m_io, size);
         return bytes->size() == size;
     }
 
 private:
     Exiv2::BasicIo& m_io;
+    // Asking for it is a call of the system.
+    const qint64 m_size;
 };
 
 Exiv2::IptcData dataOf(const QByteArrayList& blocks)

@@ -63,7 +63,7 @@ void RKExiv2SegmentProbe::readSegments(Exiv2::BasicIo& io)
 {
     const QByteArray exifName("Exif\0\0", 6);
     const QByteArray photoshopName("Photoshop 3.0\0", 14);
-    const auto bytes = [&io](int size) { return RKExiv2Compat::toByteArray(io.read(size)); };
+    const auto bytes = [&io](int size) { return RKExiv2Compat::read(io, size); };
 
     bool hasXmp = false;
     if (bytes(kMarkerSize) != "\xff\xd8")
