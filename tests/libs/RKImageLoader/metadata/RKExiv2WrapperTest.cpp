@@ -83,7 +83,7 @@ private Q_SLOTS:
     void aProfileOfTheWrongSizeLeavesTheRest()
     {
         const QByteArray boxes
-            = RKTestPictures::read(QStringLiteral(RK_TEST_DATA "/heif/exif-and-profile.heic"));
+            = RKTestPictures::read(QStringLiteral(RK_TEST_DATA "/metadata/exif-and-profile.heic"));
         const QByteArray profile = boxes.mid(boxes.indexOf("prof") + 4, 668);
         const auto setData = [&profile](Exiv2::Image& image) {
             image.exifData()["Exif.Image.Orientation"] = uint16_t(6);
