@@ -196,7 +196,7 @@ void RKExiv2Library::readMetadata(Exiv2::Image& image)
         RKSidecarDate::read(image);
     }
     if (segments.hasSeveralPhotoshopSegments() || RKExiv2Compat::isTiffBased(image)
-        || !image.iptcData().empty())
+        || (segments.mayHaveSeveralIptcBlocks() && !image.iptcData().empty()))
         RKExiv2IptcBlocks::readAll(image);
 }
 

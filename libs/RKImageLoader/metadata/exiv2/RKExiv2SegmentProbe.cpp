@@ -1,3 +1,4 @@
+#include "RKImageLoader/files/RKPhotoshopResources_p.h"
 #include "RKImageLoader/files/RKTiffStructure_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2SegmentProbe_p.h"
@@ -37,6 +38,15 @@ bool mayHaveXmpTag(const QByteArray& exif)
     });
 }
 
+qsizetype iptcBlocksIn(QByteArrayView section)
+{
+    const RKPhotoshopResources resources(section);
+    const auto& all = resources.all();
+    return std::count_if(all.begin(), all.end(), [](const auto& resource) {
+        return resource.isPhotoshops && resource.number == RKPhotoshopResources::kIptc;
+    });
+}
+
 } // namespace
 
 RKExiv2SegmentProbe::RKExiv2SegmentProbe(Exiv2::Image& image)
@@ -58,6 +68,11 @@ bool RKExiv2SegmentProbe::hasSeveralPhotoshopSegments() const
     return m_photoshopSegments > 1;
 }
 
+bool RKExiv2SegmentProbe::mayHaveSeveralIptcBlocks() const
+{
+    return !m_isComplete || hasSeveralPhotoshopSegments() || m_iptcBlocks > 1;
+}
+
 /// Up to the first scan, or to one that cannot be followed.
 void RKExiv2SegmentProbe::readSegments(Exiv2::BasicIo& io)
 {
@@ -75,6 +90,7 @@ void RKExiv2SegmentProbe::readSegments(Exiv2::BasicIo& io)
         const auto marker = quint8(start[1]);
         if (marker == kStartOfScan || marker == kEndOfImage) {
             m_mayHaveXmp = hasXmp;
+            m_isComplete = true;
             return;
         }
         const QByteArray length = bytes(kLengthSize);
@@ -88,9 +104,12 @@ void RKExiv2SegmentProbe::readSegments(Exiv2::BasicIo& io)
             rest = 0;
             hasXmp = !data.startsWith(exifName) || mayHaveXmpTag(data.mid(exifName.size()));
         } else if (marker == kApp13 && rest >= photoshopName.size()) {
-            rest -= int(photoshopName.size());
-            if (bytes(int(photoshopName.size())) == photoshopName)
+            const QByteArray data = bytes(rest);
+            rest = 0;
+            if (data.startsWith(photoshopName)) {
                 ++m_photoshopSegments;
+                m_iptcBlocks += iptcBlocksIn(QByteArrayView(data).sliced(photoshopName.size()));
+            }
         }
         if (io.seek(rest, Exiv2::BasicIo::cur) != 0)
             return;

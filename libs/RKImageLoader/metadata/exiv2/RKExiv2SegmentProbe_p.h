@@ -18,9 +18,15 @@ public:
     /// exiv2 stops at the first segment with Photoshop's resources that reads well.
     bool hasSeveralPhotoshopSegments() const;
 
+    /// False only if the segments show that there is one block of IPTC at most.
+    bool mayHaveSeveralIptcBlocks() const;
+
 private:
     void readSegments(Exiv2::BasicIo& io);
 
     bool m_mayHaveXmp = true;
+    // All segments before the first scan were followed.
+    bool m_isComplete = false;
     int m_photoshopSegments = 0;
+    qsizetype m_iptcBlocks = 0;
 };

@@ -206,6 +206,13 @@ private Q_SLOTS:
         QVERIFY(wrapper.save(&buffer));
         QCOMPARE(RKImageFileParts(buffer.data()).parts(RKImageFileParts::Content::Iptc),
             RKImageFileParts(fileOf("Boris", "new")).parts(RKImageFileParts::Content::Iptc));
+
+        RKImageFileParts single(imageFile("JPG"));
+        single.replace(RKImageFileParts::Content::Iptc,
+            {segment(iptc(set(25, "a")) + iptc(set(25, "b") + set(120, "caption")))});
+        const RKExiv2Wrapper both(single.file());
+        QCOMPARE(both.keywords(), QStringList(u"a"_s));
+        QCOMPARE(both.read(Field::originalFilename), u"caption"_s);
     }
 
     void xmpThatCannotBeReadStays()
