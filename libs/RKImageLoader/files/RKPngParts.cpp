@@ -30,8 +30,10 @@ constexpr QByteArrayView kXmpKeyword("XML:com.adobe.xmp");
 
 QByteArray inflated(QByteArrayView deflated)
 {
-    // Memory that is not written to costs nothing.
-    QByteArray data(kMaxInflated, Qt::Uninitialized);
+    // RFC 1951: a match of 258 bytes takes two bits at least.
+    constexpr qsizetype kMaxRatio = 1032;
+    const qsizetype limit = std::min(deflated.size(), kMaxInflated / kMaxRatio) * kMaxRatio;
+    QByteArray data(limit, Qt::Uninitialized);
     auto size = uLongf(data.size());
     const int status = uncompress(reinterpret_cast<Bytef*>(data.data()),
         &size,
