@@ -1,10 +1,9 @@
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 
-#include "RKImageLoader/video/RKFfmpegFile_p.h"
-#include "RKImageLoader/video/RKFfmpegLog_p.h"
-#include "RKImageLoader/video/RKFrameSeeker_p.h"
+#include "RKImageLoader/video/RKFfmpegModule_p.h"
 
 #include "RKCore/RKMonolithFile.h"
+#include "RKCore/RKRegularExpression.h"
 
 #include <QDebug>
 #include <QFileInfo>
@@ -14,7 +13,7 @@
 
 #include <algorithm>
 
-static_assert(RKFfmpegBridge::kAnyTimestamp == RKFrameSeeker::kAnyTimestamp);
+static_assert(RKFfmpegBridge::kAnyTimestamp == RKVideoFrames::kAnyTimestamp);
 
 namespace {
 
@@ -45,7 +44,6 @@ bool isTooLarge(const QSize& size)
 RKFfmpegBridge::RKFfmpegBridge(const QString& path)
     : m_path(localPath(path))
 {
-    RKFfmpegLog::install();
     openFile();
     log(QStringLiteral("ctor"));
     dump();
@@ -59,50 +57,49 @@ RKFfmpegBridge::~RKFfmpegBridge()
 bool RKFfmpegBridge::openFile()
 {
     const QMutexLocker locker(&m_mutex);
-    if (!m_seeker)
+    if (!m_frames)
         open();
-    return m_seeker != nullptr;
+    return m_frames != nullptr;
 }
 
 bool RKFfmpegBridge::reopenFile()
 {
     const QMutexLocker locker(&m_mutex);
     // Others see the old facts until there are new ones.
-    m_seeker.reset();
+    m_frames.reset();
     open();
-    return m_seeker != nullptr;
+    return m_frames != nullptr;
 }
 
 void RKFfmpegBridge::close()
 {
     const QMutexLocker locker(&m_mutex);
-    m_seeker.reset();
-    setFile({});
+    m_frames.reset();
+    setFacts({});
 }
 
 void RKFfmpegBridge::open()
 {
-    std::shared_ptr<RKFfmpegFile> file = RKFfmpegFile::open(m_path);
-    m_seeker = file ? RKFrameSeeker::create(file) : nullptr;
-    setFile(m_seeker ? std::move(file) : nullptr);
+    m_frames = RKFfmpegModule::open(m_path);
+    setFacts(m_frames ? std::make_shared<RKVideoFacts>(m_frames->facts()) : nullptr);
 }
 
 /// The open file's facts; null if there is none.
-std::shared_ptr<const RKFfmpegFile> RKFfmpegBridge::file() const
+std::shared_ptr<const RKVideoFacts> RKFfmpegBridge::facts() const
 {
-    const QMutexLocker locker(&m_fileMutex);
-    return m_file;
+    const QMutexLocker locker(&m_factsMutex);
+    return m_facts;
 }
 
-void RKFfmpegBridge::setFile(std::shared_ptr<const RKFfmpegFile> file)
+void RKFfmpegBridge::setFacts(std::shared_ptr<const RKVideoFacts> facts)
 {
-    const QMutexLocker locker(&m_fileMutex);
-    m_file = std::move(file);
+    const QMutexLocker locker(&m_factsMutex);
+    m_facts = std::move(facts);
 }
 
 bool RKFfmpegBridge::isOpenFile() const
 {
-    return file() != nullptr;
+    return facts() != nullptr;
 }
 
 QImage RKFfmpegBridge::decodeFrame(long long frameNumber)
@@ -114,32 +111,32 @@ QImage RKFfmpegBridge::decodeFrame(long long frameNumber)
 long long RKFfmpegBridge::lastFrameNumber()
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker ? m_seeker->lastFrame() : -1;
+    return m_frames ? m_frames->lastFrame() : -1;
 }
 
 bool RKFfmpegBridge::seekFrame(long long frameNumber)
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker && m_seeker->seekFrame(frameNumber);
+    return m_frames && m_frames->seekFrame(frameNumber);
 }
 
 bool RKFfmpegBridge::decodeSeekFrame(long long timestamp)
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker && m_seeker->decodeSeekFrame(timestamp);
+    return m_frames && m_frames->decodeSeekFrame(timestamp);
 }
 
 long long RKFfmpegBridge::estimatedBytes() const
 {
-    const auto opened = file();
-    return opened ? opened->estimatedBytes() : 0;
+    const auto known = facts();
+    return known ? known->estimatedBytes : 0;
 }
 
 QImage RKFfmpegBridge::getFrame() const
 {
     const QMutexLocker locker(&m_mutex);
     const QSize size = effectiveVideoSize();
-    QImage image = m_seeker ? m_seeker->image() : QImage();
+    QImage image = m_frames ? m_frames->image() : QImage();
     if (image.isNull() || size.isEmpty() || isTooLarge(size))
         return {};
     if (image.size() != size)
@@ -154,62 +151,62 @@ QImage RKFfmpegBridge::getFrame() const
 void RKFfmpegBridge::setLastFrameOkay(bool isOkay)
 {
     const QMutexLocker locker(&m_mutex);
-    if (m_seeker)
-        m_seeker->setLastFrameOkay(isOkay);
+    if (m_frames)
+        m_frames->setLastFrameOkay(isOkay);
 }
 
 long long RKFfmpegBridge::lastTimestamp() const
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker ? m_seeker->lastTimestamp() : 0;
+    return m_frames ? m_frames->lastTimestamp() : 0;
 }
 
 bool RKFfmpegBridge::lastsUntil(long long timestamp) const
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker && m_seeker->lastsUntil(timestamp);
+    return m_frames && m_frames->lastsUntil(timestamp);
 }
 
 long long RKFfmpegBridge::ticksSinceStart(long long frameNumber) const
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker ? m_seeker->ticksSinceStart(frameNumber) : 0;
+    return m_frames ? m_frames->ticksSinceStart(frameNumber) : 0;
 }
 
 long long RKFfmpegBridge::timestampAt(long long ticks) const
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker ? m_seeker->timestampAt(ticks) : ticks;
+    return m_frames ? m_frames->timestampAt(ticks) : ticks;
 }
 
 const AVStream* RKFfmpegBridge::videoStream() const
 {
     const QMutexLocker locker(&m_mutex);
-    return m_seeker ? m_seeker->stream() : nullptr;
+    return m_frames ? m_frames->stream() : nullptr;
 }
 
 double RKFfmpegBridge::timeScale() const
 {
-    const auto opened = file();
-    return opened ? opened->timeScale() : 0.0;
+    const auto known = facts();
+    return known ? known->timeScale() : 0.0;
 }
 
 RKFramesPerSecond RKFfmpegBridge::framesPerSecond() const
 {
-    const auto opened = file();
-    return opened ? opened->framesPerSecond() : RKFramesPerSecond();
+    const auto known = facts();
+    return known ? RKFramesPerSecond(toReal(known->frameRate)) : RKFramesPerSecond();
 }
 
 int RKFfmpegBridge::videoLengthMs() const
 {
-    const auto opened = file();
-    return opened ? opened->lengthMs() : -1;
+    const auto known = facts();
+    return known ? known->lengthMs : -1;
 }
 
 int RKFfmpegBridge::rotation() const
 {
-    const auto opened = file();
-    return opened ? opened->rotation() : 0;
+    const auto known = facts();
+    return known ? known->rotation : 0;
 }
 
 bool RKFfmpegBridge::shouldApplyRotation() const
@@ -219,53 +216,53 @@ bool RKFfmpegBridge::shouldApplyRotation() const
 
 QSize RKFfmpegBridge::sourceVideoSize() const
 {
-    const auto opened = file();
-    return opened ? opened->sourceSize() : QSize();
+    const auto known = facts();
+    return known ? known->sourceSize : QSize();
 }
 
 QSize RKFfmpegBridge::effectiveVideoSize() const
 {
-    const auto opened = file();
-    return opened ? opened->effectiveSize() : QSize();
+    const auto known = facts();
+    return known ? known->effectiveSize : QSize();
 }
 
 QSize RKFfmpegBridge::videoSize() const
 {
-    const auto opened = file();
-    if (!opened)
+    const auto known = facts();
+    if (!known)
         return {};
-    const bool liesOnItsSide = opened->rotation() == 90 || opened->rotation() == 270;
-    return liesOnItsSide ? opened->effectiveSize().transposed() : opened->effectiveSize();
+    const bool liesOnItsSide = known->rotation == 90 || known->rotation == 270;
+    return liesOnItsSide ? known->effectiveSize.transposed() : known->effectiveSize;
 }
 
 AVRational RKFfmpegBridge::sourceAspectRatio() const
 {
-    const auto opened = file();
-    return opened ? opened->sourceAspectRatio() : AVRational{0, 0};
+    const auto known = facts();
+    return known ? known->sourceAspectRatio : AVRational{0, 0};
 }
 
 AVRational RKFfmpegBridge::displayAspectRatio() const
 {
-    const auto opened = file();
-    return opened ? opened->displayAspectRatio() : AVRational{0, 0};
+    const auto known = facts();
+    return known ? known->displayAspectRatio : AVRational{0, 0};
 }
 
 QDateTime RKFfmpegBridge::videoTaken() const
 {
-    const auto opened = file();
-    return opened ? opened->taken() : QDateTime();
+    const auto known = facts();
+    return known ? parseDateTime(known->creationTime) : QDateTime();
 }
 
 QString RKFfmpegBridge::cameraModel() const
 {
-    const auto opened = file();
-    return opened ? opened->cameraModel() : QString();
+    const auto known = facts();
+    return known ? known->cameraModel : QString();
 }
 
 QString RKFfmpegBridge::usedCodec() const
 {
-    const auto opened = file();
-    return opened ? opened->codecName() : QString();
+    const auto known = facts();
+    return known ? known->codecName : QString();
 }
 
 void RKFfmpegBridge::dump() const
@@ -298,15 +295,33 @@ void RKFfmpegBridge::log(const QString& message) const
 
 double RKFfmpegBridge::toReal(const AVRational& ratio)
 {
-    return RKFfmpeg::toReal(ratio);
+    return RKVideoFacts::toReal(ratio);
 }
 
 QDateTime RKFfmpegBridge::parseDateTime(const QString& text)
 {
-    return RKFfmpegFile::parseDateTime(text);
+    static const RKRegularExpression dateInText(QStringLiteral("(\\d\\d\\d\\d-\\d\\d-\\d\\d)"));
+    static const RKRegularExpression timeWithSeconds(QStringLiteral("(\\d\\d:\\d\\d:\\d\\d)"));
+    static const RKRegularExpression timeInText(QStringLiteral("(\\d\\d:\\d\\d)"));
+
+    const QDate date
+        = QDate::fromString(dateInText.match(text).captured(1), QStringLiteral("yyyy-MM-dd"));
+    if (!date.isValid())
+        return {};
+    QRegularExpressionMatch match = timeWithSeconds.match(text);
+    QString format = QStringLiteral("hh:mm:ss");
+    if (!match.hasMatch()) {
+        match = timeInText.match(text);
+        format = QStringLiteral("hh:mm");
+    }
+    QDateTime dateTime = date.startOfDay();
+    const QTime time = QTime::fromString(match.captured(1), format);
+    if (time.isValid())
+        dateTime.setTime(time);
+    return dateTime;
 }
 
 AVRational RKFfmpegBridge::repairedTimeBase(const AVRational& timeBase)
 {
-    return RKFfmpegFile::repairedTimeBase(timeBase);
+    return RKVideoFacts::repairedTimeBase(timeBase);
 }

@@ -11,8 +11,8 @@
 #include <memory>
 #include <mutex>
 
-class RKFfmpegFile;
-class RKFrameSeeker;
+class RKVideoFrames;
+struct RKVideoFacts;
 struct AVRational;
 struct AVStream;
 
@@ -155,18 +155,18 @@ protected:
     /// kAnyTimestamp.
     long long timestampAt(long long ticks) const;
 
-    // Guards the seeker and all that derived classes add, and is held for a whole decode.
+    // Guards the frames and all that derived classes add, and is held for a whole decode.
     // ThreadSanitizer can't see Qt's recursive one.
     mutable std::recursive_mutex m_mutex;
 
 private:
     void open();
-    std::shared_ptr<const RKFfmpegFile> file() const;
-    void setFile(std::shared_ptr<const RKFfmpegFile> file);
+    std::shared_ptr<const RKVideoFacts> facts() const;
+    void setFacts(std::shared_ptr<const RKVideoFacts> facts);
 
     const QString m_path;
-    std::unique_ptr<RKFrameSeeker> m_seeker;
-    // Guards the pointer to the file, so that its facts don't wait for a decode; taken last.
-    mutable std::mutex m_fileMutex;
-    std::shared_ptr<const RKFfmpegFile> m_file;
+    std::unique_ptr<RKVideoFrames> m_frames;
+    // Guards the pointer to the facts, so that these don't wait for a decode; taken last.
+    mutable std::mutex m_factsMutex;
+    std::shared_ptr<const RKVideoFacts> m_facts;
 };

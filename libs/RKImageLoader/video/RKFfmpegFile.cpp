@@ -1,8 +1,6 @@
 #include "RKImageLoader/video/RKFfmpegFile_p.h"
 #include "RKImageLoader/video/RKFfmpegLog_p.h"
 
-#include "RKCore/RKRegularExpression.h"
-
 #include <QFileInfo>
 #include <QThread>
 
@@ -17,13 +15,7 @@ extern "C" {
 #include <cmath>
 #include <cstring>
 
-using RKFfmpeg::toReal;
-
 namespace {
-
-const RKRegularExpression kDate(QStringLiteral("(\\d\\d\\d\\d-\\d\\d-\\d\\d)"));
-const RKRegularExpression kTimeWithSeconds(QStringLiteral("(\\d\\d:\\d\\d:\\d\\d)"));
-const RKRegularExpression kTime(QStringLiteral("(\\d\\d:\\d\\d)"));
 
 // What camcorders, phones and cameras write. Playlists and the like, which open other files, are
 // not among them.
@@ -35,8 +27,6 @@ constexpr int kOpeningMs = 30000;
 constexpr int kMaxDecoderThreads = 4;
 // 8K video has 33 million; 24 bits of these are 400 MB.
 constexpr qint64 kMaxCodedPixels = qint64(1) << 27;
-// 23.976, 29.97 and 59.94 frames per second.
-constexpr int kNtscDenominator = 1001;
 
 int hasExpired(void* deadline)
 {
@@ -71,14 +61,9 @@ void RKFfmpeg::Deleter::operator()(AVPacket* packet) const
     av_packet_free(&packet);
 }
 
-double RKFfmpeg::toReal(const AVRational& ratio)
+std::unique_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path)
 {
-    return ratio.den == 0 ? 0.0 : double(ratio.num) / ratio.den;
-}
-
-std::shared_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path)
-{
-    std::shared_ptr<RKFfmpegFile> file(new RKFfmpegFile(path));
+    std::unique_ptr<RKFfmpegFile> file(new RKFfmpegFile(path));
     if (!file->openFormat() || !file->openCodec())
         return {};
     file->repairTimeBase();
@@ -87,14 +72,14 @@ std::shared_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path)
 }
 
 RKFfmpegFile::RKFfmpegFile(const QString& path)
-    : m_path(path)
 {
+    m_facts.path = path;
 }
 
 bool RKFfmpegFile::openFormat()
 {
     // A named pipe would block for ever.
-    if (!QFileInfo(m_path).isFile())
+    if (!QFileInfo(m_facts.path).isFile())
         return false;
     AVFormatContext* context = avformat_alloc_context();
     if (!context)
@@ -105,7 +90,7 @@ bool RKFfmpegFile::openFormat()
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     av_dict_set(&options, "format_whitelist", kContainers, 0);
     const int opened
-        = avformat_open_input(&context, m_path.toUtf8().constData(), nullptr, &options);
+        = avformat_open_input(&context, m_facts.path.toUtf8().constData(), nullptr, &options);
     av_dict_free(&options);
     // A failure has freed the context and made it null.
     m_format.reset(context);
@@ -161,7 +146,7 @@ bool RKFfmpegFile::openCodec()
 
 void RKFfmpegFile::repairTimeBase()
 {
-    const AVRational repaired = repairedTimeBase(m_codec->time_base);
+    const AVRational repaired = RKVideoFacts::repairedTimeBase(m_codec->time_base);
     if (repaired.den == m_codec->time_base.den)
         return;
     m_codec->time_base = repaired;
@@ -170,22 +155,23 @@ void RKFfmpegFile::repairTimeBase()
 
 void RKFfmpegFile::readFacts()
 {
-    m_frameRate = stream()->r_frame_rate;
-    m_timeBase = stream()->time_base;
-    m_codecName = QString::fromUtf8(m_codec->codec->name);
-    m_estimatedBytes = bytesOfFrames();
+    m_facts.frameRate = stream()->r_frame_rate;
+    m_facts.timeBase = stream()->time_base;
+    m_facts.codecName = QString::fromUtf8(m_codec->codec->name);
+    m_facts.estimatedBytes = bytesOfFrames();
     // An unknown duration is a number below 0.
-    m_lengthMs = int(std::clamp<qint64>(
+    m_facts.lengthMs = int(std::clamp<qint64>(
         m_format->duration / (AV_TIME_BASE / 1000), 0, std::numeric_limits<int>::max()));
-    m_rotation = displayMatrixRotation();
-    m_sourceSize = QSize(m_codec->width, m_codec->height);
-    m_sourceAspectRatio = m_codec->sample_aspect_ratio;
-    m_effectiveSize = sizeOfDisplay();
-    m_taken = parseDateTime(metaDataText("creation_time"));
-    m_cameraModel = metaDataText("com.apple.quicktime.model");
+    m_facts.rotation = displayMatrixRotation();
+    m_facts.sourceSize = QSize(m_codec->width, m_codec->height);
+    m_facts.sourceAspectRatio = m_codec->sample_aspect_ratio;
+    m_facts.displayAspectRatio = displayAspectRatio();
+    m_facts.effectiveSize = sizeOfDisplay();
+    m_facts.creationTime = metaDataText("creation_time");
+    m_facts.cameraModel = metaDataText("com.apple.quicktime.model");
     const QString android = metaDataText("com.android.version");
-    if (m_cameraModel.isEmpty() && !android.isEmpty())
-        m_cameraModel = QStringLiteral("Android ") + android;
+    if (m_facts.cameraModel.isEmpty() && !android.isEmpty())
+        m_facts.cameraModel = QStringLiteral("Android ") + android;
 }
 
 /// An entry of the container's metadata; empty if missing.
@@ -222,17 +208,29 @@ int RKFfmpegFile::displayMatrixRotation() const
 
 QSize RKFfmpegFile::sizeOfDisplay() const
 {
-    QSize size = m_sourceSize;
-    const AVRational sample = m_sourceAspectRatio;
-    const AVRational display = displayAspectRatio();
-    const double sampleRatio = toReal(sample);
-    const double displayRatio = toReal(display);
+    QSize size = m_facts.sourceSize;
+    const AVRational sample = m_facts.sourceAspectRatio;
+    const AVRational display = m_facts.displayAspectRatio;
+    const double sampleRatio = RKVideoFacts::toReal(sample);
+    const double displayRatio = RKVideoFacts::toReal(display);
     // Kept: the display ratio contains the sample ratio, so that this is width * width / height,
     // not the width of display. The order of the operations decides about the last pixel. See
     // RKFfmpegBridgeTest::sizesFollowPixelsAndRotation.
     if (sample.num >= 2 && sample.den >= 2 && display.num != 0 && displayRatio != sampleRatio)
         size.setWidth(toInt(size.width() * displayRatio / sampleRatio));
     return size;
+}
+
+AVRational RKFfmpegFile::displayAspectRatio() const
+{
+    constexpr int64_t kMaxTerm = 0x100000;
+    AVRational display{0, 0};
+    av_reduce(&display.num,
+        &display.den,
+        int64_t(m_facts.sourceSize.width()) * m_facts.sourceAspectRatio.num,
+        int64_t(m_facts.sourceSize.height()) * m_facts.sourceAspectRatio.den,
+        kMaxTerm);
+    return display;
 }
 
 /// By the rule of what was measured: the decoder's frames and the picture in RGB, twice.
@@ -247,15 +245,9 @@ long long RKFfmpegFile::bytesOfFrames() const
     return std::max(coded > 0 ? coded : shown, 0) * frames + std::max(shown, 0) * 2LL;
 }
 
-void RKFfmpegFile::close()
+const RKVideoFacts& RKFfmpegFile::facts() const
 {
-    m_codec.reset();
-    m_format.reset();
-}
-
-const QString& RKFfmpegFile::path() const
-{
-    return m_path;
+    return m_facts;
 }
 
 AVFormatContext& RKFfmpegFile::format()
@@ -304,7 +296,7 @@ void RKFfmpegFile::completeIndex(long long timestamp)
     if (!isMadeUp)
         known = avformat_index_get_entry(stream(), avformat_index_get_entries_count(stream()) - 1);
     for (const auto& entry : RKKeyFrameScan::entriesAfter({known->pos, known->timestamp},
-             m_path,
+             m_facts.path,
              format,
              m_streamIndex,
              stream()->codecpar->codec_id))
@@ -348,27 +340,6 @@ long long RKFfmpegFile::endOfData() const
     return startTimestamp() + std::clamp<long long>(ticks, 0, kMaxTicks);
 }
 
-double RKFfmpegFile::ticksPerFrame() const
-{
-    AVRational rate = m_frameRate;
-    if (isNtscRate())
-        rate.den = 1000;
-    const double framesPerTick = toReal(rate) * toReal(m_timeBase);
-    return framesPerTick > 0.0 ? 1.0 / framesPerTick : 0.0;
-}
-
-bool RKFfmpegFile::isNtscRate() const
-{
-    return m_frameRate.den == kNtscDenominator;
-}
-
-double RKFfmpegFile::timeScale() const
-{
-    if (isNtscRate())
-        log("adjusted r_frame_rate.den from 1001 to 1000");
-    return ticksPerFrame();
-}
-
 long long RKFfmpegFile::startTimestamp() const
 {
     if (stream()->start_time == AV_NOPTS_VALUE)
@@ -376,94 +347,7 @@ long long RKFfmpegFile::startTimestamp() const
     return std::clamp<long long>(stream()->start_time, -kMaxTicks, kMaxTicks);
 }
 
-RKFramesPerSecond RKFfmpegFile::framesPerSecond() const
-{
-    return toReal(m_frameRate);
-}
-
-int RKFfmpegFile::lengthMs() const
-{
-    return m_lengthMs;
-}
-
-int RKFfmpegFile::rotation() const
-{
-    return m_rotation;
-}
-
-QSize RKFfmpegFile::sourceSize() const
-{
-    return m_sourceSize;
-}
-
-QSize RKFfmpegFile::effectiveSize() const
-{
-    return m_effectiveSize;
-}
-
-AVRational RKFfmpegFile::sourceAspectRatio() const
-{
-    return m_sourceAspectRatio;
-}
-
-AVRational RKFfmpegFile::displayAspectRatio() const
-{
-    constexpr int64_t kMaxTerm = 0x100000;
-    AVRational display{0, 0};
-    av_reduce(&display.num,
-        &display.den,
-        int64_t(m_sourceSize.width()) * m_sourceAspectRatio.num,
-        int64_t(m_sourceSize.height()) * m_sourceAspectRatio.den,
-        kMaxTerm);
-    return display;
-}
-
-QDateTime RKFfmpegFile::taken() const
-{
-    return m_taken;
-}
-
-QString RKFfmpegFile::cameraModel() const
-{
-    return m_cameraModel;
-}
-
-long long RKFfmpegFile::estimatedBytes() const
-{
-    return m_estimatedBytes;
-}
-
-QString RKFfmpegFile::codecName() const
-{
-    return m_codecName;
-}
-
 void RKFfmpegFile::log(const char* message) const
 {
-    RKFfmpegLog::write(m_path, QString::fromLatin1(message));
-}
-
-QDateTime RKFfmpegFile::parseDateTime(const QString& text)
-{
-    const QDate date
-        = QDate::fromString(kDate.match(text).captured(1), QStringLiteral("yyyy-MM-dd"));
-    if (!date.isValid())
-        return {};
-    QRegularExpressionMatch match = kTimeWithSeconds.match(text);
-    QString format = QStringLiteral("hh:mm:ss");
-    if (!match.hasMatch()) {
-        match = kTime.match(text);
-        format = QStringLiteral("hh:mm");
-    }
-    QDateTime dateTime = date.startOfDay();
-    const QTime time = QTime::fromString(match.captured(1), format);
-    if (time.isValid())
-        dateTime.setTime(time);
-    return dateTime;
-}
-
-AVRational RKFfmpegFile::repairedTimeBase(const AVRational& timeBase)
-{
-    const bool isBroken = timeBase.num >= 1001 && timeBase.den == 1;
-    return {timeBase.num, isBroken ? 1000 : timeBase.den};
+    RKFfmpegLog::write(m_facts.path, QString::fromLatin1(message));
 }

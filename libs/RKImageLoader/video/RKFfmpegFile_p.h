@@ -1,11 +1,9 @@
 #pragma once
 
-#include "RKImageLoader/video/RKFramesPerSecond.h"
 #include "RKImageLoader/video/RKKeyFrameScan_p.h"
+#include "RKImageLoader/video/RKVideoFacts_p.h"
 
-#include <QDateTime>
 #include <QDeadlineTimer>
-#include <QSize>
 #include <QString>
 
 extern "C" {
@@ -30,9 +28,6 @@ struct Deleter
 template <typename T>
 using Handle = std::unique_ptr<T, Deleter>;
 
-/// The numerator divided by the denominator; 0 for denominator 0.
-double toReal(const AVRational& ratio);
-
 /// The whole number, or the nearest one that there is; 0 for what is not a number.
 template <typename T>
 T toWhole(double number, T least, T greatest)
@@ -46,11 +41,8 @@ T toWhole(double number, T least, T greatest)
 
 } // namespace RKFfmpeg
 
-/// A video file: its container, its best video stream and the decoder of that stream while it is
-/// open, and the facts that were known when it was opened. RKFfmpegBridge explains the facts.
-///
-/// The constant functions from ticksPerFrame() to estimatedBytes() may be called by any thread at
-/// any time, also after the file was closed; all others by one thread at a time, while it is open.
+/// A video file: its container, its best video stream and the decoder of that stream, and what was
+/// known when it was opened. One thread at a time may use a file.
 class RKFfmpegFile
 {
 public:
@@ -58,15 +50,12 @@ public:
     static constexpr long long kMaxTicks = 1LL << 61;
 
     /// Null if the file is not an ordinary one or can't be decoded; the log says why.
-    static std::shared_ptr<RKFfmpegFile> open(const QString& path);
+    static std::unique_ptr<RKFfmpegFile> open(const QString& path);
 
     RKFfmpegFile(const RKFfmpegFile&) = delete;
     RKFfmpegFile& operator=(const RKFfmpegFile&) = delete;
 
-    /// Frees the container and the decoder; the facts stay.
-    void close();
-
-    const QString& path() const;
+    const RKVideoFacts& facts() const;
     AVFormatContext& format();
     AVCodecContext& codec();
     AVStream* stream() const;
@@ -85,30 +74,6 @@ public:
     /// The stream's first timestamp, 0 if unknown; far enough from the limits to be added to.
     long long startTimestamp() const;
 
-    /// Ticks of the stream's time base. Kept: denominators of 1001 count as 1000. See
-    /// RKFfmpegBridgeFramesTest, "long.mp4".
-    double ticksPerFrame() const;
-    /// Whether the rate is a multiple of 1/1001, such as 29.97 frames per second.
-    bool isNtscRate() const;
-    /// The same, and a line in the log where the rate was adjusted.
-    double timeScale() const;
-
-    RKFramesPerSecond framesPerSecond() const;
-    int lengthMs() const;
-    int rotation() const;
-    QSize sourceSize() const;
-    QSize effectiveSize() const;
-    AVRational sourceAspectRatio() const;
-    AVRational displayAspectRatio() const;
-    QDateTime taken() const;
-    QString cameraModel() const;
-    QString codecName() const;
-    /// About how much memory the open file takes.
-    long long estimatedBytes() const;
-
-    static QDateTime parseDateTime(const QString& text);
-    static AVRational repairedTimeBase(const AVRational& timeBase);
-
 private:
     explicit RKFfmpegFile(const QString& path);
 
@@ -122,9 +87,10 @@ private:
     QString metaDataText(const char* key) const;
     int displayMatrixRotation() const;
     QSize sizeOfDisplay() const;
+    AVRational displayAspectRatio() const;
     long long bytesOfFrames() const;
 
-    const QString m_path;
+    RKVideoFacts m_facts;
     QDeadlineTimer m_openDeadline{QDeadlineTimer::Forever};
     RKFfmpeg::Handle<AVFormatContext> m_format;
     RKFfmpeg::Handle<AVCodecContext> m_codec;
@@ -132,16 +98,4 @@ private:
     // Whether the file brought index entries, before any packet was read.
     bool m_hasStoredIndex = false;
     bool m_isIndexComplete = false;
-
-    AVRational m_frameRate{0, 0};
-    AVRational m_timeBase{0, 0};
-    QString m_codecName;
-    long long m_estimatedBytes = 0;
-    int m_lengthMs = 0;
-    int m_rotation = 0;
-    QSize m_sourceSize;
-    AVRational m_sourceAspectRatio{0, 0};
-    QSize m_effectiveSize;
-    QDateTime m_taken;
-    QString m_cameraModel;
 };

@@ -1,7 +1,5 @@
 #include "RKImageLoader/video/RKFfmpegLog_p.h"
 
-#include <QDebug>
-
 extern "C" {
 #include <libavutil/log.h>
 }
@@ -38,9 +36,4 @@ void RKFfmpegLog::install()
 {
     static std::once_flag isInstalled;
     std::call_once(isInstalled, [] { av_log_set_callback(logMessage); });
-}
-
-void RKFfmpegLog::write(const QString& path, const QString& message)
-{
-    qDebug() << "FFmpegBridge: file" << path << ":" << message;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDebug>
 #include <QLoggingCategory>
 #include <QString>
 
@@ -13,6 +14,9 @@ namespace RKFfmpegLog {
 void install();
 
 /// A line about a file in the debug log.
-void write(const QString& path, const QString& message);
+inline void write(const QString& path, const QString& message)
+{
+    qDebug() << "FFmpegBridge: file" << path << ":" << message;
+}
 
 } // namespace RKFfmpegLog

@@ -40,20 +40,20 @@ bool isKeyFrame(const AVFrame& frame)
 
 } // namespace
 
-std::unique_ptr<RKFrameSeeker> RKFrameSeeker::create(std::shared_ptr<RKFfmpegFile> file)
+std::unique_ptr<RKFrameSeeker> RKFrameSeeker::create(std::unique_ptr<RKFfmpegFile> file)
 {
     std::unique_ptr<RKFrameSeeker> seeker(new RKFrameSeeker(std::move(file)));
     return seeker->allocateBuffers() ? std::move(seeker) : nullptr;
 }
 
-RKFrameSeeker::RKFrameSeeker(std::shared_ptr<RKFfmpegFile> file)
+RKFrameSeeker::RKFrameSeeker(std::unique_ptr<RKFfmpegFile> file)
     : m_file(std::move(file))
 {
 }
 
-RKFrameSeeker::~RKFrameSeeker()
+const RKVideoFacts& RKFrameSeeker::facts() const
 {
-    m_file->close();
+    return m_file->facts();
 }
 
 bool RKFrameSeeker::allocateBuffers()
@@ -117,7 +117,7 @@ long long RKFrameSeeker::lastFrame()
 {
     // Searching for a frame that can't be there leads to the end.
     constexpr long long kBeyondAll = std::numeric_limits<int>::max();
-    const double ticks = m_file->ticksPerFrame();
+    const double ticks = facts().ticksPerFrame();
     if (seekFrame(kBeyondAll))
         return kBeyondAll;
     if (m_lastTime == kNoTimestamp || ticks <= 0.0)
@@ -138,7 +138,7 @@ bool RKFrameSeeker::leadsSoonTo(long long timestamp) const
         return false;
     if (timestamp <= m_upper)
         return timestamp > m_lower || timestamp == m_upper;
-    const double ticks = m_file->ticksPerFrame();
+    const double ticks = facts().ticksPerFrame();
     // Most indices hold decoding times, which are earlier.
     const long long delay = qRound64(m_file->codec().has_b_frames * ticks);
     const long long target = latestOf(timestamp) - delay;
@@ -154,7 +154,7 @@ bool RKFrameSeeker::leadsSoonTo(long long timestamp) const
 
 bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
 {
-    qCDebug(rkFfmpeg) << "seek to" << target << "in" << m_file->path();
+    qCDebug(rkFfmpeg) << "seek to" << target << "in" << facts().path;
     m_file->completeIndex(target);
     if (avformat_seek_file(
             &m_file->format(), m_file->stream()->index, lowest, target, target, flags)
@@ -175,7 +175,7 @@ bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
 bool RKFrameSeeker::isBeforeFirstFrame(long long timestamp) const
 {
     return m_lower == kNoTimestamp
-        || double(m_lower) - double(timestamp) > 0.75 * m_file->ticksPerFrame();
+        || double(m_lower) - double(timestamp) > 0.75 * facts().ticksPerFrame();
 }
 
 /// Seeks again, in growing steps and at last to the start. Program and transport streams are
@@ -185,7 +185,7 @@ bool RKFrameSeeker::seekFurtherBack(long long timestamp)
 {
     const long long start = m_file->startTimestamp();
     const auto second = RKFfmpeg::toWhole<long long>(
-        1 / RKFfmpeg::toReal(m_file->stream()->time_base), 1, RKFfmpegFile::kMaxTicks >> 16);
+        1 / RKVideoFacts::toReal(m_file->stream()->time_base), 1, RKFfmpegFile::kMaxTicks >> 16);
     const long long end = std::min(timestamp, m_file->endOfData());
     for (int seconds = end < timestamp ? 0 : 1; seconds <= kMaxStepBack;
          seconds = std::max(1, 2 * seconds))
@@ -358,7 +358,7 @@ long long RKFrameSeeker::timeOfPacket() const
         return m_packet->pts;
     return m_packetTime == kNoTimestamp
         ? m_file->startTimestamp()
-        : av_sat_add64(m_packetTime, qRound64(m_file->ticksPerFrame()));
+        : av_sat_add64(m_packetTime, qRound64(facts().ticksPerFrame()));
 }
 
 /// The display time, from two sources. The decoder gives as many frames as it is sent packets, in
@@ -370,7 +370,7 @@ long long RKFrameSeeker::timeOfFrame() const
     if (m_frame->pkt_dts != AV_NOPTS_VALUE) {
         const double distance = std::abs(double(m_frame->pts) - double(m_frame->pkt_dts));
         const bool isSameFrame
-            = m_frame->pts != AV_NOPTS_VALUE && distance < m_file->ticksPerFrame();
+            = m_frame->pts != AV_NOPTS_VALUE && distance < facts().ticksPerFrame();
         return isSameFrame ? m_frame->pts : m_frame->pkt_dts;
     }
     // There was no packet: the decoder held the frame back until the end.
@@ -379,7 +379,7 @@ long long RKFrameSeeker::timeOfFrame() const
     // AVI has none for B frames. If no frame has been decoded since the seek, the last one belongs
     // to an earlier position.
     const long long before = m_lower == kNoTimestamp ? m_packetTime : m_upper;
-    return av_sat_add64(before, qRound64(m_file->ticksPerFrame()));
+    return av_sat_add64(before, qRound64(facts().ticksPerFrame()));
 }
 
 bool RKFrameSeeker::decodeCurrentImage()
@@ -434,17 +434,17 @@ long long RKFrameSeeker::lastTimestamp() const
 bool RKFrameSeeker::lastsUntil(long long timestamp) const
 {
     return m_lastFrameOkay && timestamp <= m_upper
-        && double(m_lastDistance) > 1.5 * m_file->ticksPerFrame();
+        && double(m_lastDistance) > 1.5 * facts().ticksPerFrame();
 }
 
 long long RKFrameSeeker::ticksSinceStart(long long frameNumber) const
 {
-    double ticks = std::trunc(m_file->timeScale() * double(frameNumber));
+    double ticks = std::trunc(facts().timeScale() * double(frameNumber));
     // Where x/1001 counts as x/1000, the wanted times come ever earlier than the frames. Each means
     // the next frame, so that the tolerance does not reach the one before.
-    if (m_file->isNtscRate()) {
+    if (facts().isNtscRate()) {
         constexpr double kRounding = 1e-6;
-        const double trueTicks = m_file->ticksPerFrame() * 1.001;
+        const double trueTicks = facts().ticksPerFrame() * 1.001;
         ticks = std::ceil(ticks / trueTicks - kRounding) * trueTicks + kRounding;
     }
     return RKFfmpeg::toWhole<long long>(ticks, 0, RKFfmpegFile::kMaxTicks);
@@ -462,7 +462,7 @@ long long RKFrameSeeker::timestampAt(long long ticks) const
 /// How far time stamps may be off, in ticks: a quarter of a frame.
 long long RKFrameSeeker::tolerance() const
 {
-    return RKFfmpeg::toWhole<long long>(m_file->ticksPerFrame() / 4, 0, RKFfmpegFile::kMaxTicks);
+    return RKFfmpeg::toWhole<long long>(facts().ticksPerFrame() / 4, 0, RKFfmpegFile::kMaxTicks);
 }
 
 /// The latest that the frame of timestampAt() may be.
@@ -483,5 +483,5 @@ const AVStream* RKFrameSeeker::stream() const
 
 void RKFrameSeeker::log(const char* message) const
 {
-    RKFfmpegLog::write(m_file->path(), QString::fromLatin1(message));
+    RKFfmpegLog::write(facts().path, QString::fromLatin1(message));
 }

@@ -1,51 +1,38 @@
 #pragma once
 
 #include "RKImageLoader/video/RKFfmpegFile_p.h"
+#include "RKImageLoader/video/RKVideoFrames_p.h"
 
 #include <QImage>
 
 #include <limits>
 #include <memory>
 
-/// Finds and decodes frames of an open file. The timestamps are ticks of the stream's time base.
-///
-/// Which frame has which number stands at RKFfmpegBridge, and so does what its steps mean. One
-/// thread at a time may use a seeker.
-class RKFrameSeeker
+/// Finds and decodes frames of an open file.
+class RKFrameSeeker : public RKVideoFrames
 {
 public:
-    /// Stands for any timestamp: the next frame is the one wanted.
-    static constexpr long long kAnyTimestamp = -1;
-
     /// Null if there is no memory for the frames.
-    static std::unique_ptr<RKFrameSeeker> create(std::shared_ptr<RKFfmpegFile> file);
-    /// Closes the file.
-    ~RKFrameSeeker();
+    static std::unique_ptr<RKFrameSeeker> create(std::unique_ptr<RKFfmpegFile> file);
 
-    RKFrameSeeker(const RKFrameSeeker&) = delete;
-    RKFrameSeeker& operator=(const RKFrameSeeker&) = delete;
+    const RKVideoFacts& facts() const override;
+    const AVStream* stream() const override;
 
-    const AVStream* stream() const;
+    bool seekFrame(long long frameNumber) override;
+    bool decodeSeekFrame(long long timestamp) override;
+    long long lastFrame() override;
+    QImage image() const override;
+    void setLastFrameOkay(bool isOkay) override;
 
-    bool seekFrame(long long frameNumber);
-    bool decodeSeekFrame(long long timestamp);
-    /// The greatest number of a frame that can be had; -1 if there is none. Moves to the end.
-    long long lastFrame();
-    /// The current image as it is stored in the file; null if there is none.
-    QImage image() const;
-    void setLastFrameOkay(bool isOkay);
-
-    long long lastTimestamp() const;
-    bool lastsUntil(long long timestamp) const;
-    /// From the stream's start to the frame, if it had no rounding.
-    long long ticksSinceStart(long long frameNumber) const;
-    /// The earliest time stamp of a frame that belongs there; never kAnyTimestamp.
-    long long timestampAt(long long ticks) const;
+    long long lastTimestamp() const override;
+    bool lastsUntil(long long timestamp) const override;
+    long long ticksSinceStart(long long frameNumber) const override;
+    long long timestampAt(long long ticks) const override;
 
 private:
     static constexpr long long kNoTimestamp = std::numeric_limits<long long>::min();
 
-    explicit RKFrameSeeker(std::shared_ptr<RKFfmpegFile> file);
+    explicit RKFrameSeeker(std::unique_ptr<RKFfmpegFile> file);
 
     bool allocateBuffers();
     RKFfmpeg::Handle<AVFrame> createAVFrameRGB(int width, int height) const;
@@ -69,7 +56,7 @@ private:
     long long latestOf(long long timestamp) const;
     bool decodeCurrentImage();
 
-    const std::shared_ptr<RKFfmpegFile> m_file;
+    const std::unique_ptr<RKFfmpegFile> m_file;
     RKFfmpeg::Handle<AVFrame> m_frame;
     RKFfmpeg::Handle<AVFrame> m_frameRGB;
     RKFfmpeg::Handle<AVPacket> m_packet;

@@ -1,0 +1,19 @@
+#include "RKImageLoader/video/RKFfmpegLog_p.h"
+#include "RKImageLoader/video/RKFfmpegModule_p.h"
+#include "RKImageLoader/video/RKFrameSeeker_p.h"
+
+#include <QtGlobal>
+
+// The symbol is looked up by its name, so that C++ may not decorate it. Whoever calls it is C++.
+#ifdef __clang__
+#    pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+
+extern "C" Q_DECL_EXPORT std::unique_ptr<RKVideoFrames> rkOpenVideo(const QString& path)
+{
+    RKFfmpegLog::install();
+    std::unique_ptr<RKFfmpegFile> file = RKFfmpegFile::open(path);
+    return file ? RKFrameSeeker::create(std::move(file)) : nullptr;
+}
+
+static_assert(std::is_same_v<decltype(rkOpenVideo), RKFfmpegModule::OpenVideo>);

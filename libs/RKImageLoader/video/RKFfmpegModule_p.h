@@ -1,0 +1,21 @@
+#pragma once
+
+#include "RKImageLoader/video/RKVideoFrames_p.h"
+
+#include <QString>
+
+#include <memory>
+
+/// What uses FFmpeg lies in a module of its own, which is loaded with the first video: FFmpeg
+/// brings more than a hundred libraries, and to load these takes longer than most pictures do.
+namespace RKFfmpegModule {
+
+/// The function of the module. Null if the file is not an ordinary one or can't be decoded; the log
+/// says why. Thread-safe.
+using OpenVideo = std::unique_ptr<RKVideoFrames>(const QString& path);
+inline constexpr char kOpenVideo[] = "rkOpenVideo";
+
+/// Calls it. Null, too, if the module can't be loaded, of which a warning tells once.
+std::unique_ptr<RKVideoFrames> open(const QString& path);
+
+} // namespace RKFfmpegModule

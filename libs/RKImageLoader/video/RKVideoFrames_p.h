@@ -1,0 +1,45 @@
+#pragma once
+
+#include "RKImageLoader/video/RKVideoFacts_p.h"
+
+#include <QImage>
+
+#include <memory>
+
+struct AVStream;
+
+/// The frames of one open file. The timestamps are ticks of the stream's time base.
+///
+/// Which frame has which number stands at RKFfmpegBridge, and so does what these steps mean. One
+/// thread at a time may use an object.
+class RKVideoFrames
+{
+public:
+    /// Stands for any timestamp: the next frame is the one wanted.
+    static constexpr long long kAnyTimestamp = -1;
+
+    RKVideoFrames() = default;
+    /// Closes the file.
+    virtual ~RKVideoFrames() = default;
+
+    RKVideoFrames(const RKVideoFrames&) = delete;
+    RKVideoFrames& operator=(const RKVideoFrames&) = delete;
+
+    virtual const RKVideoFacts& facts() const = 0;
+    virtual const AVStream* stream() const = 0;
+
+    virtual bool seekFrame(long long frameNumber) = 0;
+    virtual bool decodeSeekFrame(long long timestamp) = 0;
+    /// The greatest number of a frame that can be had; -1 if there is none. Moves to the end.
+    virtual long long lastFrame() = 0;
+    /// The current image as it is stored in the file; null if there is none.
+    virtual QImage image() const = 0;
+    virtual void setLastFrameOkay(bool isOkay) = 0;
+
+    virtual long long lastTimestamp() const = 0;
+    virtual bool lastsUntil(long long timestamp) const = 0;
+    /// From the stream's start to the frame, if it had no rounding.
+    virtual long long ticksSinceStart(long long frameNumber) const = 0;
+    /// The earliest time stamp of a frame that belongs there; never kAnyTimestamp.
+    virtual long long timestampAt(long long ticks) const = 0;
+};
