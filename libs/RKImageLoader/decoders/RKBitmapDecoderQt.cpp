@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/decoders/RKReducedWebp_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
@@ -210,6 +211,12 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         && (!RKPngChunks::isPng(bytes) || RKPictureHeaderCheck::wholeBytes(bytes, stored) == 0);
     const bool isScaled
         = wantedSize.isValid() && scalesWhileDecoding && requestScaling(reader, wantedSize);
+
+    if (wantedSize.isValid() && !isScaled) {
+        QImage reduced = RKReducedWebp::read(bytes, calculateRealTargetSize(wantedSize, stored));
+        if (!reduced.isNull())
+            return reduced;
+    }
 
     const bool mayHaveGaps = !isScaled && std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
     QImage image = RKImageAttributes::withoutMetaDataTexts(

@@ -1,5 +1,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 
+#include "RKImageLoader/drawables/RKQtScaler_p.h"
+#include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
 #include "support/RKDecoderChecks.h"
@@ -7,6 +9,7 @@
 #include "support/RKTestPictures.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QImageIOHandler>
 #include <QImageIOPlugin>
 #include <QImageReader>
@@ -94,6 +97,42 @@ QByteArray picture(const char* kind)
     if (qstrcmp(kind, "mng") == 0)
         return RKTestPictures::read(QLatin1String(RK_TEST_DATA "/mng/endless-loop.mng"));
     return RKTestPictures::encoded(RKTestPictures::quadrants({120, 80}), kind, 100);
+}
+
+constexpr char kIcc = 0x20;
+constexpr char kAnimation = 0x02;
+
+QByteArray chunk(const char* type, const QByteArray& content)
+{
+    return type + RKByteReader::bytesOf(quint32(content.size()), QSysInfo::LittleEndian) + content
+        + QByteArray(content.size() % 2, '\0');
+}
+
+// A WebP file of 300x200 with a profile, or an animation of one frame (RFC 9649, 2.7).
+QByteArray extended(const QByteArray& file, char kind)
+{
+    const bool hasHeader = QByteArrayView(file).sliced(12).startsWith("VP8X");
+    const char flags = char(kind | (hasHeader ? file[20] : 0x10));
+    const QByteArray size = QByteArray::fromHex("2b0100c70000");
+    const QByteArray pixels = file.mid(hasHeader ? 30 : 12);
+    const QByteArray content = kind == kIcc
+        ? chunk("ICCP", QColorSpace(QColorSpace::AdobeRgb).iccProfile()) + pixels
+        : chunk("ANIM", QByteArray(6, '\0'))
+            + chunk("ANMF", QByteArray(6, '\0') + size + QByteArray(4, '\0') + pixels);
+    return chunk("RIFF", "WEBP" + chunk("VP8X", flags + QByteArray(3, '\0') + size) + content);
+}
+
+// With colours multiplied, for those of invisible pixels mean nothing.
+int visibleDifference(QImage a, QImage b)
+{
+    a.convertTo(QImage::Format_ARGB32_Premultiplied);
+    b.convertTo(QImage::Format_ARGB32_Premultiplied);
+    int largest = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int i = 0; i < a.width() * 4; ++i)
+            largest = std::max(largest, std::abs(a.constScanLine(y)[i] - b.constScanLine(y)[i]));
+    }
+    return largest;
 }
 
 // Says that it saved something.
@@ -199,6 +238,44 @@ private Q_SLOTS:
         QImageReader reader(&buffer, "jpg");
         reader.setScaledSize({400, 300});
         QCOMPARE(m_decoder.decode(data, "jpg", {400, 300}, {}), reader.read());
+    }
+
+    // The codec's own scaler takes over for still pictures, unless they are lossy with
+    // transparency.
+    void webpIsReducedLikeItsPixels()
+    {
+        QImage picture(300, 200, QImage::Format_ARGB32);
+        for (int y = 0; y < 200; ++y) {
+            for (int x = 0; x < 300; ++x)
+                picture.setPixel(x, y, qRgba(x * 3 / 4, y, 90, 255 - x % 40 * 6));
+        }
+        const std::tuple<QImage::Format, int, bool> kinds[] = {{QImage::Format_RGB32, 80, true},
+            {QImage::Format_RGB32, 100, true}, // without loss
+            {QImage::Format_ARGB32, 80, false},
+            {QImage::Format_ARGB32, 100, true}};
+        for (const auto& [format, quality, isOfCodec] : kinds) {
+            const QByteArray plain
+                = RKTestPictures::encoded(picture.convertToFormat(format), "webp", quality);
+            const QByteArray withProfile = extended(plain, kIcc);
+            const QByteArray animation = extended(plain, kAnimation);
+            for (const QByteArray& file : {plain, withProfile, animation}) {
+                const QImage whole = m_decoder.decode(file, "webp", {}, {});
+                for (const QSize& wanted : {QSize(280, 280), QSize(150, 9), QSize(40, 40)}) {
+                    const QImage reduced = m_decoder.decode(file, "webp", wanted, {});
+                    const QImage before = RKQtScaler::scaled(whole, wanted);
+                    QCOMPARE(reduced.format(), before.format());
+                    QCOMPARE(reduced.colorSpace(), before.colorSpace());
+                    const bool isSame = reduced == before;
+                    QCOMPARE(isSame, file == animation || !isOfCodec);
+                    QVERIFY(visibleDifference(reduced, before) <= 5);
+                }
+            }
+            // What is cut off is refused in every size.
+            for (const QSize& wanted : {QSize(), QSize(40, 40)}) {
+                QTest::ignoreMessage(QtWarningMsg, kFailed);
+                QVERIFY(m_decoder.decode(withProfile.chopped(1), "webp", wanted, {}).isNull());
+            }
+        }
     }
 
     void picturesOfNoUseAreRefused()
