@@ -49,6 +49,12 @@ inline constexpr qint64 kMaxInflatedTexts = 16 * kMebibyte;
 /// them; a hundred megabytes of metadata have 1600.
 inline constexpr int kMaxSegments = 8192;
 
+/// Pixels that an MNG file may paint before its first frame shows: half a second. libmng may clear
+/// the canvas for each chunk that shows something, which takes as long as kMngLayer pixels even for
+/// the smallest.
+inline constexpr qint64 kMaxMngPainted = 1LL << 28;
+inline constexpr qint64 kMngLayer = 1LL << 16;
+
 /// Passes over the picture of a progressive JPEG file. Encoders make ten or so. Each costs the time
 /// of a decode, whatever its length, so a file that has more may not be large too.
 inline constexpr qint64 kMaxScans = 24;

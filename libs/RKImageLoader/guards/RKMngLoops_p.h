@@ -4,14 +4,17 @@
 
 #include <QByteArray>
 
-/// Takes the loops out of MNG files (MNG 1.0, 4.2.4). Reentrant.
+/// Takes the loops out of MNG files (MNG 1.0, 4.2.4) and ends them after too many layers.
+/// Reentrant.
 ///
-/// The first frame doesn't need them, and libmng runs for ever in a loop without delays.
+/// The first frame needs neither. libmng runs for ever in a loop without delays, and paints all
+/// layers without delays before it shows anything.
 class RKIMAGELOADER_TEST_EXPORT RKMngLoops
 {
 public:
     static bool isMng(const QByteArray& data);
 
-    /// An MNG file without its LOOP and ENDL chunks; any other data as they are.
+    /// An MNG file without its LOOP and ENDL chunks that ends where its layers pass
+    /// RKImageLimits::kMaxMngPainted; any other data as they are.
     static QByteArray removed(const QByteArray& data);
 };

@@ -189,6 +189,18 @@ private Q_SLOTS:
         row("LZW", "tif", tiff(20'000, 5, 8, QByteArray(100, 'x')), kClaims);
         row("run lengths", "tif", tiff(20'000, 32773, 8, QByteArray(100, 'x')), kClaims);
         row("fax", "tif", tiff(32'000, 4, 1, QByteArray(100, 'x')), kClaims);
+        const QByteArray mngHead = "\x8aMNG\r\n\x1a\n"
+            + chunk("MHDR",
+                bigEndian(2000) + bigEndian(2000) + bigEndian(100) + QByteArray(12, '\0')
+                    + bigEndian(1));
+        const QByteArray onePixel = png(1, 8, 2).sliced(8);
+        const QByteArray clearing = chunk("BACK", QByteArray(10, '\0')) + chunk("FRAM", "\3");
+        const QByteArray undelayed = chunk("FRAM", QByteArray("\3\0\2\0\0\0\0\0\0\0", 10));
+        row("cleared canvas", "mng", mngHead + clearing.repeated(20'000) + onePixel, kNoFailure);
+        row("layers without delay",
+            "mng",
+            mngHead + undelayed + onePixel.repeated(20'000),
+            kNoFailure);
         row("plain", "psd", psd(5000, 5000), kNoFailure);
         row("one plane of many", "psd", psd(10'000, 5'000), kClaims);
         const QByteArray jpeg = withThumbnail({});
