@@ -13,8 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int main(int argc, char** argv)
 {
-    constexpr qint64 kMaxWork = RKTimeLimit::milliseconds(5000);
-    constexpr qint64 kMaxMebibytes = 512 * RKTimeLimit::kSanitizerFactor;
+    constexpr qint64 kMaxWork = RKTimeLimit::milliseconds(2000);
+    constexpr qint64 kMaxMebibytes = 256 * RKTimeLimit::kSanitizerFactor;
     int count = 0;
     bool areCheap = true;
     for (int i = 1; i < argc; ++i) {
