@@ -4,6 +4,7 @@
 #include "imageformats/common/RKPictureLimits.h"
 #include "imageformats/common/RKPicturePixels.h"
 #include "imageformats/heif/RKHeifCheck.h"
+#include "imageformats/heif/RKHevcChoice.h"
 
 #include <libheif/heif.h>
 
@@ -64,8 +65,9 @@ QSize sizeOf(const heif_image_handle* handle)
 }
 
 // Null where it can't be decoded.
-Image decoded(const heif_image_handle* handle)
+Image decoded(const heif_image_handle* handle, RKHevcChoice::Decoder decoder)
 {
+    const RKHevcChoice choice(decoder);
     const std::unique_ptr<heif_decoding_options, OptionsDeleter> options(
         heif_decoding_options_alloc());
     options->convert_hdr_to_8bit = 1;
@@ -74,6 +76,20 @@ Image decoded(const heif_image_handle* handle)
         handle, &image, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, options.get());
     Image result(image);
     return isDone(error) ? std::move(result) : nullptr;
+}
+
+Image decoded(heif_context* context, const heif_image_handle* handle, bool isLarge)
+{
+    using Decoder = RKHevcChoice::Decoder;
+    heif_context_set_max_decoding_threads(context, isLarge ? kMaxThreads : 0);
+    if (!RKHevcChoice::hasLibavcodec())
+        return decoded(handle, Decoder::Libheif);
+    Image image = decoded(handle, isLarge ? Decoder::LibavcodecInThreads : Decoder::Libavcodec);
+    if (image)
+        return image;
+    // Damaged pictures are shown as far as they go. The decoder is certain on this thread only.
+    heif_context_set_max_decoding_threads(context, 0);
+    return decoded(handle, Decoder::Libheif);
 }
 
 QImage::Format alphaFormat(const heif_image_handle* handle)
@@ -243,8 +259,7 @@ QImage RKHeifPicture::decode(
     const heif_image_handle* handle, const QSize& stated, const QSize& size) const
 {
     const bool isLarge = qint64(stated.width()) * stated.height() >= kWorthThreads;
-    heif_context_set_max_decoding_threads(m_context.get(), isLarge ? kMaxThreads : 0);
-    const Image image = decoded(handle);
+    const Image image = decoded(m_context.get(), handle, isLarge);
     const QImage pixels = pixelsOf(image.get(), stated, alphaFormat(m_handle.get()));
     // What is stated for a thumbnail may be the picture's: some share its clean aperture.
     if (handle != m_handle.get() && !canServe(pixels.size(), size))
