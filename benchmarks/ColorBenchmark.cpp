@@ -1,9 +1,11 @@
-// Converting photographs of 24 megapixels to sRGB, against Little CMS.
+// Converting photographs to sRGB, of 24 megapixels through a profile that is known, and of the size
+// of a screen through one that is new, against Little CMS.
 // RK_BENCHMARK_PHOTO may name a photograph to use instead of a made picture.
 
 #include "Comparison.h"
 #include "RKImageLoader/color/RKColorProfileConverter.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "support/RKTestProfiles.h"
 
 #include <QFile>
 #include <QRandomGenerator>
@@ -71,15 +73,12 @@ double distinctColors(const QImage& image)
     return count;
 }
 
-/// Little CMS with its own way for 8 bits, into memory that is there already.
+/// Little CMS with its own way for 8 bits, as a plain user writes it.
 class Reference
 {
 public:
-    Reference()
-        : m_target(kPhotoSize, QImage::Format_RGB32)
+    explicit Reference(const QByteArray& from)
     {
-        m_target.fill(0);
-        const QByteArray from = adobeRgb();
         const QByteArray to = profile("sRGB_Color_Space_Profile.icc");
         cmsHPROFILE source = cmsOpenProfileFromMem(from.constData(), cmsUInt32Number(from.size()));
         cmsHPROFILE target = cmsOpenProfileFromMem(to.constData(), cmsUInt32Number(to.size()));
@@ -97,55 +96,92 @@ public:
     Reference(const Reference&) = delete;
     Reference& operator=(const Reference&) = delete;
 
-    QRgb operator()()
+    /// Into memory that is there already.
+    QRgb operator()(const QImage& image, QImage& target) const
     {
         cmsDoTransform(m_transform,
-            photo().constBits(),
-            m_target.bits(),
-            cmsUInt32Number(kPhotoSize.width() * kPhotoSize.height()));
-        return m_target.pixel(0, 0);
+            image.constBits(),
+            target.bits(),
+            cmsUInt32Number(image.width() * image.height()));
+        return target.pixel(0, 0);
     }
 
 private:
-    QImage m_target;
     cmsHTRANSFORM m_transform = nullptr;
 };
 
-void describe(benchmark::State& state)
+QByteArray profileOf(const benchmark::State& state)
 {
-    const double megapixels = kPhotoSize.width() * kPhotoSize.height() / 1e6;
-    state.counters["MPix/s"] = megapixels * 1e3 / state.counters["ours_ms"].value;
-    state.counters["colors"] = distinctColors(photo());
+    return state.range(0) == 0 ? adobeRgb() : RKTestProfiles::rgbTable();
 }
 
-void knownProfileAgainstLittleCms(benchmark::State& state)
+RKMetaData metaDataWith(const QByteArray& profile)
 {
     RKMetaData metaData;
-    metaData.setIccData(adobeRgb());
+    metaData.setIccData(profile);
+    return metaData;
+}
+
+void describe(benchmark::State& state, const QImage& image)
+{
+    const double megapixels = image.width() * image.height() / 1e6;
+    state.counters["MPix/s"] = megapixels * 1e3 / state.counters["ours_ms"].value;
+    state.counters["colors"] = distinctColors(image);
+}
+
+/// A picture that others share: the result is a new one.
+void knownProfile(benchmark::State& state)
+{
+    const QByteArray icc = profileOf(state);
+    const RKMetaData metaData = metaDataWith(icc);
     RKColorProfileConverter converter;
-    Reference reference;
+    const Reference reference(icc);
+    QImage target = photo().copy();
     converter.convert(photo(), metaData);
     compare(
         state,
-        [&] { return reference(); },
+        [&] { return reference(photo(), target); },
         [&] { return converter.convert(photo(), metaData).pixel(0, 0); });
-    describe(state);
+    describe(state, photo());
 }
 
-void newProfileAgainstLittleCms(benchmark::State& state)
+/// A picture that nobody shares, as the loader has it. Its colours wander from round to round.
+void knownProfileInPlace(benchmark::State& state)
 {
-    RKMetaData metaData;
-    metaData.setIccData(adobeRgb());
-    Reference reference;
-    photo();
+    const QByteArray icc = profileOf(state);
+    const RKMetaData metaData = metaDataWith(icc);
+    RKColorProfileConverter converter;
+    const Reference reference(icc);
+    QImage target = photo().copy();
+    QImage image = photo().copy();
+    converter.convert(photo(), metaData);
     compare(
         state,
-        [&] { return reference(); },
-        [&] { return RKColorProfileConverter().convert(photo(), metaData).pixel(0, 0); });
-    describe(state);
+        [&] { return reference(photo(), target); },
+        [&] {
+            image = converter.convert(std::move(image), metaData);
+            return image.pixel(0, 0);
+        });
+    describe(state, photo());
+}
+
+/// The first picture of a profile, at the size of a screen; both sides set everything up.
+void newProfile(benchmark::State& state)
+{
+    const QByteArray icc = profileOf(state);
+    const RKMetaData metaData = metaDataWith(icc);
+    const QImage image = photo().scaled(800, 600, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    QImage target = image.copy();
+    compare(
+        state,
+        [&] { return Reference(icc)(image, target); },
+        [&] { return RKColorProfileConverter().convert(image, metaData).pixel(0, 0); });
+    describe(state, image);
 }
 
 } // namespace
 
-BENCHMARK(knownProfileAgainstLittleCms)->Unit(benchmark::kMillisecond)->Iterations(7);
-BENCHMARK(newProfileAgainstLittleCms)->Unit(benchmark::kMillisecond)->Iterations(7);
+// 0: three curves and a matrix; 1: a table.
+BENCHMARK(knownProfile)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(7);
+BENCHMARK(knownProfileInPlace)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(7);
+BENCHMARK(newProfile)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(15);

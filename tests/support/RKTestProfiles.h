@@ -34,6 +34,38 @@ inline QByteArray rgb(double gamma, bool swapped = false)
     return bytesOf(profile);
 }
 
+/// A scanner: rgb(2.2) as a table of 17 x 17 x 17 colours.
+inline QByteArray rgbTable()
+{
+    const QByteArray curves = rgb(2.2);
+    cmsHPROFILE from = cmsOpenProfileFromMem(curves.constData(), cmsUInt32Number(curves.size()));
+    cmsHPROFILE lab = cmsCreateLab2Profile(nullptr);
+    cmsHTRANSFORM transform = cmsCreateTransform(
+        from, TYPE_RGB_16, lab, TYPE_LabV2_16, INTENT_PERCEPTUAL, cmsFLAGS_NOOPTIMIZE);
+    cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetProfileVersion(profile, 2.1);
+    cmsSetDeviceClass(profile, cmsSigInputClass);
+    cmsSetColorSpace(profile, cmsSigRgbData);
+    cmsSetPCS(profile, cmsSigLabData);
+    cmsPipeline* pipeline = cmsPipelineAlloc(nullptr, 3, 3);
+    cmsStage* table = cmsStageAllocCLut16bit(nullptr, 17, 3, 3, nullptr);
+    cmsStageSampleCLut16bit(
+        table,
+        [](const cmsUInt16Number in[], cmsUInt16Number out[], void* converter) {
+            cmsDoTransform(converter, in, out, 1);
+            return cmsBool(1);
+        },
+        transform,
+        0);
+    cmsPipelineInsertStage(pipeline, cmsAT_END, table);
+    cmsWriteTag(profile, cmsSigAToB0Tag, pipeline);
+    cmsPipelineFree(pipeline);
+    cmsDeleteTransform(transform);
+    cmsCloseProfile(lab);
+    cmsCloseProfile(from);
+    return bytesOf(profile);
+}
+
 inline QByteArray grey(double gamma)
 {
     cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);

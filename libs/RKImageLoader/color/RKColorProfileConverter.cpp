@@ -14,6 +14,11 @@ QImage RKColorProfileConverter::convert(const QImage& image, const RKMetaData& m
     return m_impl->convert(image, metaData, ok);
 }
 
+QImage RKColorProfileConverter::convert(QImage&& image, const RKMetaData& metaData, bool* ok)
+{
+    return m_impl->convert(std::move(image), metaData, ok);
+}
+
 void RKColorProfileConverter::resetCache()
 {
     m_impl->resetCache();

@@ -13,9 +13,9 @@ class RKMetaData;
 
 /// Converts pictures from the colour profile in their metadata to sRGB.
 ///
-/// The colours of a profile are computed once and remembered until resetCache(). A profile takes
-/// memory for the colours that were met, up to 64 MiB. Thread-safe; conversions take place one
-/// after another.
+/// A profile of curves and a matrix takes 100 KB and is prepared once. The colours of others are
+/// computed once and remembered until resetCache(): such a profile takes memory for the colours
+/// that were met, up to 64 MiB. Thread-safe; conversions take place side by side.
 class RKIMAGELOADER_EXPORT RKColorProfileConverter : public RKSingleton<RKColorProfileConverter>
 {
 public:
@@ -30,8 +30,11 @@ public:
     /// `ok` (may be null) is false. A profile of inks is applied to RGB as what a plain separation
     /// of it gives. A profile comes before the marker.
     QImage convert(const QImage& image, const RKMetaData& metaData, bool* ok = nullptr);
+    /// The same in place, if nobody else shares the picture's pixels.
+    QImage convert(QImage&& image, const RKMetaData& metaData, bool* ok = nullptr);
 
-    /// Frees the remembered colours of all profiles.
+    /// Forgets all profiles and their colours. Conversions that are under way use theirs to the
+    /// end.
     void resetCache();
 
 private:

@@ -1,4 +1,6 @@
 #include "RKImageLoader/color/RKColorProfileConverterImpl_p.h"
+#include "RKImageLoader/color/RKMatrixTransform_p.h"
+#include "RKImageLoader/color/RKRowConversion_p.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 
 #include <QDebug>
@@ -10,9 +12,13 @@
 #include <IccIO.h>
 #include <IccProfile.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace {
+
+/// A profile with large tables keeps some megabytes.
+constexpr size_t kMaxPrepared = 8;
 
 /// Whether an RGB profile says how its values become colours. Not all engines check it.
 bool hasCurvesOrTables(const CIccProfile& profile)
@@ -57,48 +63,48 @@ RKColorProfileConverterLookupTableKey keyOf(const CIccProfile& profile)
 
 } // namespace
 
-QMutex RKColorProfileConverterImpl::s_mutex;
-
 RKColorProfileConverterImpl::RKColorProfileConverterImpl() = default;
 
 RKColorProfileConverterImpl::~RKColorProfileConverterImpl() = default;
 
-QImage RKColorProfileConverterImpl::convert(
-    const QImage& image, const RKMetaData& metaData, bool* ok)
+QImage RKColorProfileConverterImpl::convert(QImage image, const RKMetaData& metaData, bool* ok)
 {
-    const QMutexLocker locker(&s_mutex);
-    const Prepared* prepared = prepare(metaData);
+    const SharedPrepared prepared = prepare(metaData);
     if (ok)
         *ok = prepared != nullptr;
     if (!prepared)
         return image;
-    CIccCmm* cmm = prepared->cmm.get();
-    const RKColorProfileConverterLookupTable table = m_cache.findLookupTable(prepared->key, cmm);
-    const QImage result = table.convertImage(prepareSource(image), cmm);
-    m_cache.updateLookupTable(prepared->key, table);
-    return result;
+    if (prepared->matrix) {
+        return RKRowConversion::converted(prepareSource(std::move(image)),
+            [matrix = prepared->matrix.get()](const QRgb* source, QRgb* target, int pixels) {
+                matrix->convert(source, target, pixels);
+            });
+    }
+    CIccCmm* const cmm = prepared->cmm.get();
+    return m_cache.findLookupTable(prepared->key, cmm)
+        .convertImage(prepareSource(std::move(image)), cmm);
 }
 
 void RKColorProfileConverterImpl::resetCache()
 {
-    const QMutexLocker locker(&s_mutex);
     m_cache.reset();
-    m_prepared.cmm.reset();
+    const QMutexLocker locker(&m_mutex);
+    m_prepared.clear();
 }
 
-QImage RKColorProfileConverterImpl::prepareSource(const QImage& image) const
+QImage RKColorProfileConverterImpl::prepareSource(QImage image) const
 {
     switch (image.format()) {
     case QImage::Format_RGB32:
     case QImage::Format_ARGB32:
     case QImage::Format_ARGB32_Premultiplied: return image;
     default:
-        return image.convertToFormat(
+        return std::move(image).convertToFormat(
             image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
     }
 }
 
-const RKColorProfileConverterImpl::Prepared* RKColorProfileConverterImpl::prepare(
+RKColorProfileConverterImpl::SharedPrepared RKColorProfileConverterImpl::prepare(
     const RKMetaData& metaData)
 {
     // Another thread may change the original between the questions.
@@ -106,18 +112,50 @@ const RKColorProfileConverterImpl::Prepared* RKColorProfileConverterImpl::prepar
     const QByteArray embedded = asked.iccData();
     if (embedded.isEmpty() && !asked.isAdobeRGB())
         return nullptr;
-    if (m_prepared.cmm && m_prepared.embedded == embedded)
-        return &m_prepared;
+    SharedPrepared prepared = findPrepared(embedded);
+    if (!prepared) {
+        // Two threads with the same new profile prepare it twice; neither has to wait.
+        prepared = makePrepared(asked);
+        if (prepared)
+            keepPrepared(prepared);
+    }
+    return prepared;
+}
 
-    std::unique_ptr<CIccProfile> source = createSourceProfile(asked);
+RKColorProfileConverterImpl::SharedPrepared RKColorProfileConverterImpl::makePrepared(
+    const RKMetaData& metaData) const
+{
+    std::unique_ptr<CIccProfile> source = createSourceProfile(metaData);
     if (!source)
         return nullptr;
-    const RKColorProfileConverterLookupTableKey key = keyOf(*source);
+    const CIccProfile copy = *source;
     auto cmm = std::make_unique<CIccCmm>(icSigUnknownData, icSigUnknownData, true);
     if (!initCmm(cmm.get(), std::move(source)))
         return nullptr;
-    m_prepared = {embedded, key, std::move(cmm)};
-    return &m_prepared;
+    auto matrix = RKMatrixTransform::make(copy, *sRGBProfile(), *cmm);
+    return std::make_shared<const Prepared>(
+        Prepared{metaData.iccData(), keyOf(copy), std::move(cmm), std::move(matrix)});
+}
+
+RKColorProfileConverterImpl::SharedPrepared RKColorProfileConverterImpl::findPrepared(
+    const QByteArray& embedded)
+{
+    const QMutexLocker locker(&m_mutex);
+    const auto found = std::find_if(m_prepared.begin(),
+        m_prepared.end(),
+        [&](const SharedPrepared& prepared) { return prepared->embedded == embedded; });
+    if (found == m_prepared.end())
+        return nullptr;
+    m_prepared.splice(m_prepared.begin(), m_prepared, found);
+    return *found;
+}
+
+void RKColorProfileConverterImpl::keepPrepared(const SharedPrepared& prepared)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_prepared.push_front(prepared);
+    if (m_prepared.size() > kMaxPrepared)
+        m_prepared.pop_back();
 }
 
 std::unique_ptr<CIccProfile> RKColorProfileConverterImpl::createSourceProfile(
@@ -152,6 +190,7 @@ std::unique_ptr<CIccProfile> RKColorProfileConverterImpl::copyOf(
     std::unique_ptr<CIccProfile>* kept, const QString& resource) const
 {
     const QString path = QFileInfo(resource).absoluteFilePath();
+    const QMutexLocker locker(&m_mutex);
     if (!*kept)
         *kept = readProfileFromFile(path);
     if (!*kept) {

@@ -7,10 +7,12 @@
 #include <QImage>
 #include <QMutex>
 
+#include <list>
 #include <memory>
 
 class CIccCmm;
 class CIccProfile;
+class RKMatrixTransform;
 class RKMetaData;
 
 /// See RKColorProfileConverter. convert() and resetCache() are thread-safe, the rest are their
@@ -23,11 +25,11 @@ public:
     RKColorProfileConverterImpl& operator=(const RKColorProfileConverterImpl&) = delete;
     ~RKColorProfileConverterImpl();
 
-    QImage convert(const QImage& image, const RKMetaData& metaData, bool* ok);
+    QImage convert(QImage image, const RKMetaData& metaData, bool* ok);
     void resetCache();
 
     /// The picture with 32 bits a pixel.
-    QImage prepareSource(const QImage& image) const;
+    QImage prepareSource(QImage image) const;
     /// The embedded profile, else that of the Adobe RGB marker; null where there is none.
     std::unique_ptr<CIccProfile> createSourceProfile(const RKMetaData& metaData) const;
     /// Sets up the conversion from the source, which may be null, to sRGB. The source is taken over
@@ -49,21 +51,27 @@ private:
         QByteArray embedded;
         RKColorProfileConverterLookupTableKey key;
         std::unique_ptr<CIccCmm> cmm;
+        /// Does what the others do, for the profiles that it can; null for the rest.
+        std::unique_ptr<const RKMatrixTransform> matrix;
     };
 
+    using SharedPrepared = std::shared_ptr<const Prepared>;
+
     /// Null where the metadata have no usable profile.
-    const Prepared* prepare(const RKMetaData& metaData);
+    SharedPrepared prepare(const RKMetaData& metaData);
+    SharedPrepared makePrepared(const RKMetaData& metaData) const;
+    SharedPrepared findPrepared(const QByteArray& embedded);
+    void keepPrepared(const SharedPrepared& prepared);
     std::unique_ptr<CIccProfile> copyOf(
         std::unique_ptr<CIccProfile>* kept, const QString& resource) const;
 
-    // Taken for every conversion and reset, in all objects of the class; the cache's own mutex is
-    // locked under it.
-    static QMutex s_mutex;
-
+    // Guards the members up to m_prepared. Nothing is converted or prepared under it, and no other
+    // lock is taken.
+    mutable QMutex m_mutex;
     mutable std::unique_ptr<CIccProfile> m_sRGBProfile;
     mutable std::unique_ptr<CIccProfile> m_adobeRGBProfile;
+    // Those of the last pictures, the latest first; the next ones mostly have the same profiles.
+    // Setting up a conversion takes some milliseconds, more than a small picture does.
+    std::list<SharedPrepared> m_prepared;
     RKColorProfileConverterLookupTableCache m_cache;
-    // The last picture's; those that follow mostly have the same profile. Setting up a conversion
-    // takes some milliseconds, more than a small picture does.
-    Prepared m_prepared;
 };

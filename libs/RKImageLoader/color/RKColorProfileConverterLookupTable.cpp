@@ -1,15 +1,20 @@
 #include "RKImageLoader/color/RKColorProfileConverterLookupTable_p.h"
+#include "RKImageLoader/color/RKEightBits_p.h"
+#include "RKImageLoader/color/RKRowConversion_p.h"
 
 #include <IccCmm.h>
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <cmath>
+#include <array>
+#include <atomic>
+#include <vector>
 
 namespace {
 
 constexpr size_t kColors = 0x1000000;
 constexpr size_t kBytes = kColors * sizeof(quint32);
+constexpr size_t kRoom = 16;
 constexpr quint32 kColorMask = 0x00ffffff;
 constexpr quint32 kAlphaMask = 0xff000000;
 /// Marks a colour that has not been converted yet. A colour that becomes this one is converted each
@@ -32,32 +37,31 @@ quint32* emptyTable()
     return static_cast<quint32*>(pages);
 }
 
-/// What a picture keeps apart from its pixels. Not the colour space: those are in sRGB from now on,
-/// and a writer would embed the old profile again.
-void copyProperties(const QImage& from, QImage* to)
-{
-    to->setDotsPerMeterX(from.dotsPerMeterX());
-    to->setDotsPerMeterY(from.dotsPerMeterY());
-    to->setDevicePixelRatio(from.devicePixelRatio());
-    to->setOffset(from.offset());
-    const QStringList keys = from.textKeys();
-    for (const QString& key : keys)
-        to->setText(key, from.text(key));
-}
+/// As many pixels as are looked up before those that were not found are converted together.
+constexpr int kBatch = 1024;
 
-unsigned int packed(float channel)
+/// Entries are read and written by several threads at once. Whoever finds one empty computes the
+/// same colour, and no order is needed between them.
+std::atomic_ref<quint32> entry(quint32* colors, QRgb pixel)
 {
-    // Pure black of an ink profile is no number, and stays black.
-    if (!std::isfinite(channel))
-        return 0;
-    // Kept: no limit, the low eight bits count. The engine gives 0 to 1.
-    return static_cast<unsigned int>(static_cast<int>(std::round(double(channel) * 255.0))) & 0xff;
+    return std::atomic_ref<quint32>(colors[pixel & kColorMask]);
 }
 
 } // namespace
 
+struct RKColorProfileConverterLookupTable::Batch
+{
+    const CIccCmm& cmm;
+    const bool isCmyk;
+    std::vector<quint32> colors;
+    std::vector<float> channels;
+};
+
 RKColorProfileConverterLookupTable::RKColorProfileConverterLookupTable(CIccCmm*)
-    : m_colors(emptyTable())
+    : m_colors(emptyTable(), [](quint32* pages) {
+        if (pages)
+            ::munmap(pages, kBytes);
+    })
 {
 }
 
@@ -68,47 +72,78 @@ bool RKColorProfileConverterLookupTable::isNull() const
     return !m_colors;
 }
 
-void RKColorProfileConverterLookupTable::free()
-{
-    if (m_colors)
-        ::munmap(m_colors, kBytes);
-    m_colors = nullptr;
-}
-
-QImage RKColorProfileConverterLookupTable::convertImage(const QImage& image, CIccCmm* cmm) const
+QImage RKColorProfileConverterLookupTable::convertImage(QImage image, CIccCmm* cmm) const
 {
     if (!m_colors)
         return image;
-    QImage result(image.size(), image.format());
-    if (result.isNull())
-        return image;
-    copyProperties(image, &result);
-    const bool isCmyk = cmm->GetSourceSpace() == icSigCmykData;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto* source = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-        auto* target = reinterpret_cast<QRgb*>(result.scanLine(y));
-        for (int x = 0; x < image.width(); ++x) {
-            const QRgb pixel = source[x];
-            quint32& stored = m_colors[pixel & kColorMask];
-            if (stored == 0)
-                stored = convertColor(pixel, cmm, isCmyk) ^ kUnknown;
-            target[x] = (pixel & kAlphaMask) | (stored ^ kUnknown);
-        }
+    Batch batch{*cmm, cmm->GetSourceSpace() == icSigCmykData, {}, {}};
+    return RKRowConversion::converted(
+        std::move(image), [&](const QRgb* source, QRgb* target, int pixels) {
+            for (int done = 0; done < pixels; done += kBatch)
+                convertPixels(source + done, target + done, std::min(kBatch, pixels - done), batch);
+        });
+}
+
+void RKColorProfileConverterLookupTable::convertPixels(
+    const QRgb* source, QRgb* target, int pixels, Batch& batch) const
+{
+    std::array<quint16, kBatch> unknown;
+    size_t unknownCount = 0;
+    for (int x = 0; x < pixels; ++x) {
+        const QRgb pixel = source[x];
+        const quint32 stored = entry(m_colors.get(), pixel).load(std::memory_order_relaxed);
+        target[x] = stored ? (pixel & kAlphaMask) | (stored ^ kUnknown) : pixel;
+        // Without a branch, so that many entries are on their way from memory at once.
+        unknown[unknownCount] = quint16(x);
+        unknownCount += stored == 0;
     }
-    return result;
+    if (unknownCount == 0)
+        return;
+
+    std::vector<quint32>& colors = batch.colors;
+    colors.clear();
+    for (size_t i = 0; i < unknownCount; ++i)
+        colors.push_back(target[unknown[i]] & kColorMask);
+    std::sort(colors.begin(), colors.end());
+    colors.erase(std::unique(colors.begin(), colors.end()), colors.end());
+    convertColors(batch);
+    for (size_t i = 0; i < colors.size(); ++i) {
+        entry(m_colors.get(), colors[i])
+            .store(
+                RKEightBits::rounded(&batch.channels[i * 3]) ^ kUnknown, std::memory_order_relaxed);
+    }
+    for (size_t i = 0; i < unknownCount; ++i) {
+        QRgb& pixel = target[unknown[i]];
+        const auto color = std::lower_bound(colors.begin(), colors.end(), pixel & kColorMask);
+        const auto index = size_t(color - colors.begin());
+        pixel = (pixel & kAlphaMask) | RKEightBits::rounded(&batch.channels[index * 3]);
+    }
+}
+
+/// Leaves the results in the channels, three for each colour.
+void RKColorProfileConverterLookupTable::convertColors(Batch& batch) const
+{
+    const size_t perColor = batch.isCmyk ? 4 : 3;
+    // Engines want some room after the channels.
+    batch.channels.resize(batch.colors.size() * perColor + kRoom);
+    for (size_t i = 0; i < batch.colors.size(); ++i) {
+        float* const channels = &batch.channels[i * perColor];
+        const quint32 color = batch.colors[i];
+        for (int channel = 0; channel < 3; ++channel)
+            channels[channel] = float((color >> (16 - 8 * channel)) & 255) / 255.0F;
+        if (batch.isCmyk)
+            rgbToCmyk(channels);
+    }
+    batch.cmm.Apply(
+        batch.channels.data(), batch.channels.data(), icUInt32Number(batch.colors.size()));
 }
 
 unsigned int RKColorProfileConverterLookupTable::convertColor(
     const unsigned int& pixel, CIccCmm* cmm, bool sourceIsCmyk) const
 {
-    // Engines want some room after the channels.
-    float channels[16] = {float((pixel >> 16) & 255) / 255.0F,
-        float((pixel >> 8) & 255) / 255.0F,
-        float(pixel & 255) / 255.0F};
-    if (sourceIsCmyk)
-        rgbToCmyk(channels);
-    cmm->Apply(channels, channels);
-    return (packed(channels[0]) << 16) | (packed(channels[1]) << 8) | packed(channels[2]);
+    Batch batch{*cmm, sourceIsCmyk, {pixel}, {}};
+    convertColors(batch);
+    return RKEightBits::rounded(batch.channels.data());
 }
 
 void RKColorProfileConverterLookupTable::rgbToCmyk(float* pixel) const

@@ -2,11 +2,6 @@
 
 #include <QMutexLocker>
 
-RKColorProfileConverterLookupTableCache::~RKColorProfileConverterLookupTableCache()
-{
-    reset();
-}
-
 RKColorProfileConverterLookupTable RKColorProfileConverterLookupTableCache::findLookupTable(
     const RKColorProfileConverterLookupTableKey& key, CIccCmm* cmm) const
 {
@@ -28,7 +23,5 @@ void RKColorProfileConverterLookupTableCache::updateLookupTable(
 void RKColorProfileConverterLookupTableCache::reset()
 {
     const QMutexLocker locker(&m_mutex);
-    for (RKColorProfileConverterLookupTable& table : m_tables)
-        table.free();
     m_tables.clear();
 }

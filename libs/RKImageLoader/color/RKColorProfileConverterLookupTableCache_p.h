@@ -7,10 +7,10 @@
 #include <QHash>
 #include <QMutex>
 
-/// The lookup table of each profile seen. It owns their colours, and frees them in reset() only:
-/// pictures of one process share few profiles.
+/// The lookup table of each profile seen, forgotten in reset() only: pictures of one process share
+/// few profiles.
 ///
-/// Thread-safe; using a table while it is freed is the caller's to prevent.
+/// Thread-safe. A table that is in use during a reset lives as long as its copies.
 class RKIMAGELOADER_TEST_EXPORT RKColorProfileConverterLookupTableCache
 {
 public:
@@ -20,11 +20,14 @@ public:
     RKColorProfileConverterLookupTableCache& operator=(
         const RKColorProfileConverterLookupTableCache&)
         = delete;
-    ~RKColorProfileConverterLookupTableCache();
+    ~RKColorProfileConverterLookupTableCache() = default;
 
     /// The table under the key; a new one is made and kept where there is none.
     RKColorProfileConverterLookupTable findLookupTable(
         const RKColorProfileConverterLookupTableKey& key, CIccCmm* cmm) const;
+    /// Takes the place of the one under the key. Kept: conversions have no use for it, because they
+    /// share the table with the cache. See
+    /// RKColorProfileConverterTest::tablesAreFoundUntilTheyAreForgotten.
     void updateLookupTable(const RKColorProfileConverterLookupTableKey& key,
         const RKColorProfileConverterLookupTable& table);
     void reset();

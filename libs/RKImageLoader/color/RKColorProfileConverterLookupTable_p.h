@@ -4,12 +4,14 @@
 
 #include <QImage>
 
+#include <memory>
+
 class CIccCmm;
 
 /// The colour that every 24-bit colour becomes through one profile, filled colour by colour as
-/// pictures need them. Copies share the colours; only free() frees them.
+/// pictures need them. Copies share the colours, and the last one frees them.
 ///
-/// Not thread-safe: converting fills the table.
+/// Thread-safe: several threads may convert, and so fill the table, at once.
 class RKIMAGELOADER_TEST_EXPORT RKColorProfileConverterLookupTable
 {
 public:
@@ -24,11 +26,10 @@ public:
     virtual ~RKColorProfileConverterLookupTable();
 
     bool isNull() const;
-    /// Frees the colours, of all copies.
-    void free();
 
-    /// A picture with 32 bits a pixel, converted; alpha stays. Unchanged without a table.
-    QImage convertImage(const QImage& image, CIccCmm* cmm) const;
+    /// A picture with 32 bits a pixel, converted; alpha stays. Unchanged without a table. Pixels
+    /// that nobody shares are converted in place.
+    QImage convertImage(QImage image, CIccCmm* cmm) const;
     /// The colour 0x00rrggbb that a pixel becomes.
     unsigned int convertColor(const unsigned int& pixel, CIccCmm* cmm, bool sourceIsCmyk) const;
     /// Replaces red, green and blue by the inks of a plain separation, all from 0 to 1. Black gets
@@ -36,5 +37,10 @@ public:
     void rgbToCmyk(float* pixel) const;
 
 private:
-    quint32* m_colors = nullptr;
+    struct Batch;
+
+    void convertPixels(const QRgb* source, QRgb* target, int pixels, Batch& batch) const;
+    void convertColors(Batch& batch) const;
+
+    std::shared_ptr<quint32> m_colors;
 };

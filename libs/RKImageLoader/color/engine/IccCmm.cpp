@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int kMostChannels = 4;
+constexpr icUInt32Number kBlock = 256;
 
 /// How a colour space's 0 to 1 becomes the engine's numbers: value * scale + offset.
 struct Encoding
@@ -48,11 +49,40 @@ bool needsBlackPointCompensation(const CIccProfile& source)
 
 struct CIccCmm::Engine
 {
+    /// At most kBlock pixels.
+    void convert(const float* from, float* to, icUInt32Number pixels) const;
+
     RKLcms::Context context;
     RKLcms::Transform transform;
     const Encoding* source = nullptr;
     const Encoding* target = nullptr;
 };
+
+void CIccCmm::Engine::convert(const float* from, float* to, icUInt32Number pixels) const
+{
+    std::array<float, kBlock* kMostChannels> in = {};
+    std::array<float, kBlock* kMostChannels> out = {};
+    std::array<bool, kBlock> isNumber;
+    const auto sourceChannels = size_t(source->channels);
+    const auto targetChannels = size_t(target->channels);
+    for (size_t i = 0; i < pixels; ++i) {
+        const float* const pixel = from + i * sourceChannels;
+        isNumber[i] = std::none_of(
+            pixel, pixel + sourceChannels, [](float channel) { return std::isnan(channel); });
+        // The engine would take NaN for 0.
+        for (size_t c = 0; c < sourceChannels && isNumber[i]; ++c)
+            in[i * sourceChannels + c] = pixel[c] * source->scale[c] + source->offset[c];
+    }
+    cmsDoTransform(transform.get(), in.data(), out.data(), pixels);
+    for (size_t i = 0; i < pixels; ++i) {
+        for (size_t c = 0; c < targetChannels; ++c) {
+            const float value
+                = (out[i * targetChannels + c] - target->offset[c]) / target->scale[c];
+            to[i * targetChannels + c]
+                = isNumber[i] ? std::clamp(value, 0.0F, 1.0F) : std::nanf("");
+        }
+    }
+}
 
 CIccCmm::CIccCmm(icColorSpaceSignature nSrcSpace, icColorSpaceSignature nDestSpace, bool)
     : m_sourceSpace(nSrcSpace)
@@ -130,23 +160,19 @@ icColorSpaceSignature CIccCmm::GetDestSpace() const
 
 icStatusCMM CIccCmm::Apply(icFloatNumber* DstPixel, const icFloatNumber* SrcPixel) const
 {
+    return Apply(DstPixel, SrcPixel, 1);
+}
+
+icStatusCMM CIccCmm::Apply(
+    icFloatNumber* DstPixel, const icFloatNumber* SrcPixel, icUInt32Number nPixels) const
+{
     if (!m_engine)
         return icCmmStatBad;
-    const Encoding& source = *m_engine->source;
-    const Encoding& target = *m_engine->target;
-    std::array<float, kMostChannels> in = {};
-    std::array<float, kMostChannels> out = {};
-    bool isNumber = true;
-    for (size_t i = 0; i < size_t(source.channels); ++i) {
-        isNumber = isNumber && !std::isnan(SrcPixel[i]);
-        in[i] = SrcPixel[i] * source.scale[i] + source.offset[i];
-    }
-    // The engine would take NaN for 0.
-    if (isNumber)
-        cmsDoTransform(m_engine->transform.get(), in.data(), out.data(), 1);
-    for (size_t i = 0; i < size_t(target.channels); ++i) {
-        const float value = (out[i] - target.offset[i]) / target.scale[i];
-        DstPixel[i] = isNumber ? std::clamp(value, 0.0F, 1.0F) : std::nanf("");
+    for (icUInt32Number done = 0; done < nPixels; done += kBlock) {
+        const icUInt32Number count = std::min(kBlock, nPixels - done);
+        m_engine->convert(SrcPixel + size_t(done) * size_t(m_engine->source->channels),
+            DstPixel + size_t(done) * size_t(m_engine->target->channels),
+            count);
     }
     return icCmmStatOk;
 }

@@ -174,6 +174,30 @@ private Q_SLOTS:
         QVERIFY(!(keyOf(patched(bytes, 48, "maker")) == key));
     }
 
+    void batchesGiveWhatSingleColorsGive()
+    {
+        const RKColorProfileConverterImpl converter;
+        CIccCmm cmm(icSigUnknownData, icSigUnknownData, true);
+        QVERIFY(
+            converter.initCmm(&cmm, converter.readProfileFromByteArray(RKTestProfiles::cmyk())));
+        const Table table(&cmm);
+        // Wider than a batch; colours that are known, and the same ones several times.
+        QImage image = RKTestPictures::numbered(1031, 3, QImage::Format_ARGB32);
+        image.setPixel(0, 0, 0x40102030);
+        const QImage converted = table.convertImage(image, &cmm);
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb pixel = image.pixel(x, y);
+                QCOMPARE(converted.pixel(x, y),
+                    (pixel & 0xff000000) | table.convertColor(pixel, &cmm, true));
+            }
+        }
+        // In place.
+        const uchar* const pixels = image.constBits();
+        const QImage moved = table.convertImage(std::move(image), &cmm);
+        QVERIFY(moved.constBits() == pixels && moved == converted);
+    }
+
     void noMemoryForATableLeavesThePicture()
     {
         const QImage red = onePixel(0xffff0000);
@@ -186,16 +210,33 @@ private Q_SLOTS:
         const qint64 before = RKProcessCost::peakMebibytes();
         RKColorProfileConverter converter;
         for (int i = 0; i < 20; ++i) {
-            const RKMetaData metaData = withProfile(RKTestProfiles::rgb(1.5 + i / 20.0));
+            const QByteArray maker = "mak" + QByteArray(1, char('a' + i));
+            const RKMetaData metaData = withProfile(patched(RKTestProfiles::cmyk(), 48, maker));
             converter.convert(RKTestPictures::quadrants({9, 7}), metaData);
         }
         QVERIFY(RKProcessCost::peakMebibytes() - before < 64);
+    }
 
-        // The mark of an unused entry is a colour like any other.
-        const RKMetaData same = withProfile(RKTestProfiles::bytesOf(cmsCreate_sRGBProfile()));
+    void tablesAreFoundUntilTheyAreForgotten()
+    {
+        CIccCmm cmm;
+        const Key key({1, 2, 3, 4});
+        RKColorProfileConverterLookupTableCache cache;
+        cache.updateLookupTable(key, Table());
+        QVERIFY(cache.findLookupTable(key, &cmm).isNull());
+        cache.reset();
+        QVERIFY(!cache.findLookupTable(key, &cmm).isNull());
+    }
+
+    void markOfUnusedEntriesIsAColor()
+    {
+        const RKColorProfileConverterImpl converter;
+        CIccCmm cmm(icSigUnknownData, icSigUnknownData, true);
+        QVERIFY(converter.initCmm(&cmm, converter.sRGBProfile()));
+        const Table table(&cmm);
         const QImage marks = onePixel(0x80f1f1f1);
         for (int i = 0; i < 2; ++i)
-            QCOMPARE(converter.convert(marks, same), marks);
+            QCOMPARE(table.convertImage(marks, &cmm), marks);
     }
 };
 
