@@ -484,9 +484,6 @@ int main(int argc, char** argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     MessageCollector messages(verbose->count() > 0);
     const QGuiApplication application(argc, argv);
-    // Installed plug-ins lie in Qt's folder only where the prefix is Qt's own.
-    QCoreApplication::addLibraryPath(
-        QCoreApplication::applicationDirPath() + QStringLiteral("/" RK_QT_PLUGINS));
     RKImageLoaderConfig::setConfigFile(
         QFileInfo(config->count() > 0 ? toPath(config->as<std::string>())
                                       : QStringLiteral(":/rkimage/config.xml")));

@@ -1,7 +1,10 @@
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 
+#include "RKImageLoader/files/RKLibraryFolder_p.h"
+
 #include "RKCore/RKInitializer.h"
 
+#include <QCoreApplication>
 #include <QImageReader>
 
 namespace {
@@ -23,6 +26,8 @@ RKImageLoaderInitializer::~RKImageLoaderInitializer()
 void RKImageLoaderInitializer::setup(RKInitializerOption)
 {
     QImageReader::setAllocationLimit(0);
+    // Qt looks into its own folder only, which is another one under most prefixes.
+    QCoreApplication::addLibraryPath(RKLibraryFolder::path() + QStringLiteral("/" RK_QT_PLUGINS));
 }
 
 void RKImageLoaderInitializer::teardown()

@@ -15,7 +15,9 @@ public:
     ~RKImageLoaderInitializer() override;
 
     /// Switches Qt's limit on the memory of one decoded image off: 33 megapixels are less than
-    /// today's cameras deliver. The decoders check sizes themselves.
+    /// today's cameras deliver. The decoders check sizes themselves. Has Qt find the image plug-ins
+    /// that are installed with the library; call it before Qt reads the first picture, since Qt
+    /// looks for plug-ins once.
     void setup(RKInitializerOption option) override;
     void teardown() override;
 };
