@@ -1,15 +1,15 @@
 // What a program does with Qt alone. Usage:
 //   convert FILE OUT [WIDTH HEIGHT]   upright, in sRGB, fitted into the size
 //   clip FILE OUT X Y W H WIDTH HEIGHT
-//   size FILE...
+//   thumbs FOLDER SIDE FILE...
 
 #include <QColorSpace>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QImageReader>
 #include <QPainter>
 #include <QStringList>
 #include <QSvgRenderer>
-#include <QTextStream>
 
 namespace {
 
@@ -69,15 +69,26 @@ QImage clip(const QStringList& arguments)
         .scaled(sizeAt(arguments, 7), Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
 
-int printSizes(const QStringList& paths)
+bool makeThumbnails(const QString& folder, int side, const QStringList& paths)
 {
-    bool areValid = true;
     for (const QString& path : paths) {
-        const QSize size = QImageReader(path).size();
-        areValid = areValid && size.isValid();
-        QTextStream(stdout) << size.width() << 'x' << size.height() << '\n';
+        const QString target
+            = folder + u'/' + QFileInfo(path).completeBaseName() + QStringLiteral(".jpg");
+        if (!picture(path, {side, side}).save(target))
+            return false;
     }
-    return areValid ? 0 : 1;
+    return true;
+}
+
+bool run(const QStringList& arguments)
+{
+    const QString work = arguments.value(0);
+    if (work == QLatin1String("thumbs"))
+        return makeThumbnails(arguments.value(1), arguments.value(2).toInt(), arguments.mid(3));
+    const QImage image = work == QLatin1String("clip")
+        ? clip(arguments)
+        : picture(arguments.value(1), sizeAt(arguments, 3));
+    return image.save(arguments.value(2));
 }
 
 } // namespace
@@ -86,11 +97,5 @@ int main(int argc, char** argv)
 {
     const QGuiApplication application(argc, argv);
     QImageReader::setAllocationLimit(0);
-    const QStringList arguments = QCoreApplication::arguments().mid(1);
-    if (arguments.value(0) == QLatin1String("size"))
-        return printSizes(arguments.mid(1));
-    const QImage image = arguments.value(0) == QLatin1String("clip")
-        ? clip(arguments)
-        : picture(arguments.value(1), sizeAt(arguments, 3));
-    return image.save(arguments.value(2)) ? 0 : 1;
+    return run(QCoreApplication::arguments().mid(1)) ? 0 : 1;
 }

@@ -3,6 +3,9 @@ import re
 import struct
 
 
+UNCOMPRESSED = (".bmp", ".ppm")
+
+
 class Raster:
     """A BMP or PPM file without compression, read where it is asked for."""
 

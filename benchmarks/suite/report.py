@@ -60,7 +60,8 @@ def table(results, kind):
     lines.insert(1, ["-" * width for width in widths])
     text = "\n".join("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |"
                      for line in lines)
-    notes = sorted({f"\\* {name}: {samples.differs}" for result in results
+    notes = sorted({f"\\* {name}: {samples.differs}"
+                    f"{'' if samples.counts else '; is not counted as a peer'}" for result in results
                     for name, samples in result.programs.items() if samples.differs})
     notes += [f"left out of {result.row.name}: {error}" for result in results
               for error in result.unable.values()]

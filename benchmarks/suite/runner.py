@@ -3,6 +3,8 @@ import dataclasses
 import json
 import math
 import os
+import pathlib
+import re
 import shutil
 import statistics
 import subprocess
@@ -29,6 +31,7 @@ class Samples:
     cpu: list = dataclasses.field(default_factory=list)
     peak: int = 0
     differs: str = ""
+    counts: bool = True
 
     def add(self, wall, cpu, peak=0):
         self.wall.append(wall)
@@ -53,7 +56,7 @@ class Result:
                 if name not in (OURS, CODEC, "before")}
 
     def best_peer(self, kind):
-        peers = self.peers()
+        peers = {name: samples for name, samples in self.peers().items() if samples.counts}
         return min(peers, key=lambda name: peers[name].median(kind)) if peers else None
 
     def ratio(self, against, kind):
@@ -84,7 +87,8 @@ class Runner:
         self.repeat = repeat
         self.out = workload.folder / "out"
         self.environment = os.environ | {
-            "QT_QPA_PLATFORM": "offscreen", "LC_ALL": "C.UTF-8", "QT_LOGGING_RULES": "*=false"}
+            "QT_QPA_PLATFORM": "offscreen", "LC_ALL": "C.UTF-8", "QT_LOGGING_RULES": "*=false",
+            "RK_BENCHMARK_CLIPS": str(workload.folder)}
 
     def run(self, row):
         repeat = max(1, math.ceil(self.repeat / 3)) if row.slow else self.repeat
@@ -95,7 +99,8 @@ class Runner:
         self.try_all(commands, result)
         for _ in range(repeat):
             for name, command in commands.items():
-                samples = result.programs.setdefault(name, Samples(differs=command.differs))
+                samples = result.programs.setdefault(name, Samples(
+                    differs=command.differs, counts=command.counts))
                 samples.add(*self.process(name, command))
         if isinstance(row.inside, Benchmark):
             self.benchmark(row.inside, result)
@@ -141,7 +146,9 @@ class Runner:
         return done.stdout
 
     def check(self, commands):
-        """All pictures have the size and the colours of ours."""
+        """All pictures have the size and the colours of ours, and all files are there."""
+        for name, command in commands.items():
+            self.check_files(name, command)
         made = {name: self.folder(name) / command.result for name, command in commands.items()
                 if command.result and not command.differs}
         if OURS not in made:
@@ -151,17 +158,28 @@ class Runner:
             other = pictures.size(path)
             if max(abs(other[0] - width), abs(other[1] - height)) > MAX_SIDE_DIFFERENCE:
                 raise Failed(f"{name} made {other[0]}x{other[1]} pixels, ours {width}x{height}")
-            difference = pictures.difference(made[OURS], path)
-            if difference > MAX_DIFFERENCE:
-                raise Failed(f"{name}'s colours differ from ours by {difference:.1f} levels")
+            if path.suffix in pictures.UNCOMPRESSED:
+                difference = pictures.difference(made[OURS], path)
+                if difference > MAX_DIFFERENCE:
+                    raise Failed(f"{name}'s colours differ from ours by {difference:.1f} levels")
+
+    def check_files(self, name, command):
+        folder = self.folder(name)
+        if command.count:
+            count = sum(file.suffix == ".jpg" for file in folder.iterdir())
+            if count != command.count:
+                raise Failed(f"{name} made {count} files instead of {command.count}")
+        for file in command.changes:
+            if not re.search(command.pattern, (folder / pathlib.Path(file).name).read_bytes()):
+                raise Failed(f"{name} has not changed {file}")
 
     def in_process(self, inside, repeat, result):
-        files = [str(self.workload.folder / argument) if isinstance(argument, str) else str(argument)
-                 for argument in inside.arguments]
+        files = self.programs.paths(inside.names) + [str(side) for side in inside.size]
+        program = str(self.programs.build / "bin" / "BenchInProcess")
         turns = [1] * repeat if inside.fresh else [repeat + 1]
         for turn in turns:
-            lines = self.call([str(self.programs.build / "bin" / "BenchInProcess"), inside.kind, inside.reference,
-                               str(turn), *files]).splitlines()
+            lines = self.call(
+                [program, inside.kind, inside.reference, str(turn), *files]).splitlines()
             met = set()
             for line in lines:
                 name, wall, cpu = line.split()

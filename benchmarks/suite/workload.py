@@ -15,16 +15,17 @@ class MissingTool(Exception):
 class Workload:
     """Makes files when they are first asked for."""
 
-    def __init__(self, folder, maker, quick):
+    def __init__(self, folder, programs):
         self.folder = pathlib.Path(folder)
-        self.maker = maker
-        self.quick = quick
+        self.count = programs.count
+        self.maker = programs.helper("BenchPictures")
+        self.unit = programs.unit
         self.folder.mkdir(parents=True, exist_ok=True)
 
     def size(self, megapixels):
-        """Sides of 3 : 2; a quick run takes a sixteenth of the pixels."""
-        unit = {1: 408, 6: 1000, 12: 1414, 24: 2000, 100: 4082}[megapixels] // (4 if self.quick else 1)
-        return f"{3 * unit}x{2 * unit}"
+        """Sides of 3 : 2."""
+        half = {1: 408, 6: 1000, 12: 1416, 24: 2000, 100: 4080}[megapixels] // self.unit
+        return f"{3 * half}x{2 * half}"
 
     def ensure(self, name):
         """Makes the file of this name, or the folder of many, if it isn't there."""
@@ -57,25 +58,14 @@ def picture(megapixels, *options):
     return lambda load, part: load.picture(part, megapixels, *options)
 
 
-def folder_of(count, megapixels, *options):
-    """Many files in a folder; of 40 different ones at most, to which the others are links."""
+def photographs(count, different, *options):
+    """Many files in a folder; those that are no different ones are links."""
     def make(load, part):
         part.mkdir()
-        different = min(count, 40)
-        load.picture(part / "%1.jpg", megapixels, "--count", different, *options)
-        for number in range(different, count):
-            os.link(part / f"{number % different:05}.jpg", part / f"{number:05}.jpg")
-    return make
-
-
-def small_files(count):
-    """Small pictures with the metadata of large ones."""
-    def make(load, part):
-        part.mkdir()
-        different = min(count, 200)
-        load.run(load.maker, "--size", "480x320", "--count", different, *CAMERA, *ADOBE, part / "%1.jpg")
-        for number in range(different, count):
-            os.link(part / f"{number % different:05}.jpg", part / f"{number:05}.jpg")
+        made = load.count(different)
+        load.run(load.maker, *options, "--count", made, part / "%1.jpg")
+        for number in range(made, load.count(count)):
+            os.link(part / f"{number % made:05}.jpg", part / f"{number:05}.jpg")
     return make
 
 
@@ -101,35 +91,43 @@ def jpeg2000(load, part):
         source.unlink()
 
 
-def video(size, rate, group):
-    """Of the bit rate that telephones record this size with, moving and noisy, 7.2 s."""
+def video(width, height, megabits, group):
+    """Moving and noisy, with the bit rate that telephones record this size with; 7.2 s."""
     def make(load, part):
-        wanted = f"{size // 4}x{size // 4 * 9 // 16 // 2 * 2}" if load.quick else f"{size}x{size * 9 // 16}"
-        load.run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"testsrc2=s={wanted}:r=25",
+        size = f"{width // load.unit}x{height // load.unit}"
+        load.run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"testsrc2=s={size}:r=25",
                  "-frames:v", "180", "-vf", "noise=alls=12:allf=t:all_seed=7", "-c:v", "libx264",
-                 "-preset", "veryfast", "-b:v", rate, "-bf", "2", "-g", group,
-                 "-sc_threshold", "0", "-pix_fmt", "yuv420p", "-threads", "1", part)
+                 "-preset", "veryfast", "-b:v", f"{megabits * 1000 // load.unit ** 2}k",
+                 "-bf", "2", "-g", group, "-sc_threshold", "0", "-pix_fmt", "yuv420p",
+                 "-colorspace", "bt709", "-color_primaries", "bt709", "-color_trc", "bt709",
+                 "-threads", "1", part)
     return make
 
 
 def drawing(_, part):
     """Paths, gradients and transparency; no text, since fonts differ."""
     chance = random.Random(7)
-    shapes = []
-    for _ in range(1500):
-        x, y = chance.uniform(0, 1000), chance.uniform(0, 750)
+
+    def color():
+        return f"#{chance.randrange(1 << 24):06x}"
+
+    def shape():
         points = " ".join(f"{chance.uniform(-60, 60):.1f},{chance.uniform(-60, 60):.1f}"
                           for _ in range(6))
-        fill = f"url(#g{chance.randrange(8)})" if chance.random() < 0.3 else f"#{chance.randrange(1 << 24):06x}"
-        shapes.append(f'<path transform="translate({x:.1f} {y:.1f}) rotate({chance.randrange(360)})" '
-                      f'd="M0,0 C{points} z" fill="{fill}" fill-opacity="{chance.uniform(0.3, 1):.2f}" '
-                      f'stroke="#000" stroke-width="{chance.uniform(0, 2):.1f}"/>')
-    gradients = "".join(
-        f'<linearGradient id="g{n}"><stop offset="0" stop-color="#{chance.randrange(1 << 24):06x}"/>'
-        f'<stop offset="1" stop-color="#{chance.randrange(1 << 24):06x}"/></linearGradient>'
-        for n in range(8))
+        fill = f"url(#g{chance.randrange(8)})" if chance.random() < 0.3 else color()
+        place = (f"translate({chance.uniform(0, 1000):.1f} {chance.uniform(0, 750):.1f}) "
+                 f"rotate({chance.randrange(360)})")
+        return (f'<path transform="{place}" d="M0,0 C{points} z" fill="{fill}" '
+                f'fill-opacity="{chance.uniform(0.3, 1):.2f}" stroke="#000" '
+                f'stroke-width="{chance.uniform(0, 2):.1f}"/>\n')
+
+    gradients = "".join(f'<linearGradient id="g{number}"><stop offset="0" stop-color="{color()}"/>'
+                        f'<stop offset="1" stop-color="{color()}"/></linearGradient>\n'
+                        for number in range(8))
+    shapes = "".join(shape() for _ in range(1500))
     part.write_text('<svg xmlns="http://www.w3.org/2000/svg" width="1000" height="750" '
-                    f'viewBox="0 0 1000 750"><defs>{gradients}</defs>{"".join(shapes)}</svg>\n')
+                    f'viewBox="0 0 1000 750">\n<defs>{gradients}</defs>\n'
+                    f'<rect width="1000" height="750" fill="#fff"/>\n{shapes}</svg>\n')
 
 
 CAMERA = ("--metadata", "--preview", "160", "--quality", "95")
@@ -149,14 +147,15 @@ RECIPES = {
     "photo.heic": heic(),
     "thumb.heic": heic("-t", "1024"),
     "drawing.svg": drawing,
-    "files": small_files(10000),
-    "thumbs": folder_of(200, 6, *CAMERA),
-    "no-thumbs": folder_of(200, 6, "--metadata"),
+    "files": photographs(10000, 200, "--size", "480x320", *CAMERA, *ADOBE),
+    "thumbs": photographs(200, 40, "--size", "3000x2000", *CAMERA),
+    "no-thumbs": photographs(200, 40, "--size", "3000x2000", "--metadata", "--quality", "95"),
     "size1.jpg": picture(1, *CAMERA),
     "size6.jpg": picture(6, *CAMERA),
+    "size24.jpg": picture(24, *CAMERA),
     "size100.jpg": picture(100, *CAMERA),
-    "1080p-30.mp4": video(1920, "17M", "30"),
-    "1080p-250.mp4": video(1920, "17M", "250"),
-    "4k-30.mp4": video(3840, "48M", "30"),
-    "4k-250.mp4": video(3840, "48M", "250"),
+    "1920x1080-30.mp4": video(1920, 1080, 17, 30),
+    "1920x1080-250.mp4": video(1920, 1080, 17, 250),
+    "3840x2160-30.mp4": video(3840, 2160, 48, 30),
+    "3840x2160-250.mp4": video(3840, 2160, 48, 250),
 }
