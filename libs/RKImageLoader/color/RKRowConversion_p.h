@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/files/RKHugePages_p.h"
+
 #include <QColorSpace>
 #include <QImage>
 #include <QStringList>
@@ -33,6 +35,7 @@ QImage converted(QImage image, const Function& convertRow)
         result = QImage(image.size(), image.format());
         if (result.isNull())
             return image;
+        RKHugePages::advise(result.bits(), result.sizeInBytes());
         copyProperties(image, &result);
     }
     for (int y = 0; y < result.height(); ++y) {

@@ -27,4 +27,6 @@ public:
     /// numbers that are no orientation; in its own format for 3; otherwise normalised, see
     /// normalizeRGB32().
     static QImage rotate(const QImage& image, RKImageOrientation orientation);
+    /// The same; an image that nobody else shares is mirrored in place.
+    static QImage rotate(QImage&& image, RKImageOrientation orientation);
 };

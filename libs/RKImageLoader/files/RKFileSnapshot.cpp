@@ -1,11 +1,11 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
+#include "RKImageLoader/files/RKHugePages_p.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QThread>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -30,21 +30,6 @@ size_t hashOf(const char* bytes, qint64 size)
 bool isEqual(const timespec& left, const timespec& right)
 {
     return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
-}
-
-// Has the system back new memory with pages of 2 MiB as far as they fit in. Page by page of 4 KiB,
-// a large read waits longer for the memory than for the bytes.
-void useHugePages([[maybe_unused]] QByteArray& bytes)
-{
-#ifdef Q_OS_LINUX
-    constexpr quintptr kHugePage = 2 << 20;
-    const auto begin = quintptr(bytes.data());
-    const quintptr first = (begin + kHugePage - 1) / kHugePage * kHugePage;
-    const quintptr end = (begin + quintptr(bytes.size())) / kHugePage * kHugePage;
-    // A hint; failure changes nothing.
-    if (first < end)
-        ::madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
-#endif
 }
 
 } // namespace
@@ -190,7 +175,7 @@ bool RKFileSnapshot::read(qint64 offset, qint64 size, QByteArray* bytes) const
     std::error_code error;
     try {
         bytes->resize(last - first);
-        useHugePages(*bytes);
+        RKHugePages::advise(bytes->data(), bytes->size());
         error = m_file.read(first, bytes->data(), bytes->size());
     } catch (const std::bad_alloc&) {
         error = std::make_error_code(std::errc::not_enough_memory);

@@ -22,8 +22,8 @@ private Q_SLOTS:
         const QTransform clockwise(0, 1, -1, 0, 0, 0);
         const QList<int> horizontally{2, 3, 5, 8};
         const QList<int> vertically{3, 4, 7, 8};
-        // The blocks in which pixels are moved are 8 by 32.
-        for (const QSize& size : {QSize(1, 5), QSize(64, 16), QSize(65, 17), QSize(31, 7)}) {
+        // The blocks in which pixels are moved are 512 by 16, and the squares in them 4 by 4.
+        for (const QSize& size : {QSize(1, 5), QSize(64, 16), QSize(18, 519), QSize(31, 7)}) {
             for (int format = QImage::Format_Mono; format < QImage::NImageFormats; ++format) {
                 QImage image = numbered(size.width(), size.height(), QImage::Format(format));
                 image.setText(u"Title"_s, u"turned"_s);
@@ -41,6 +41,9 @@ private Q_SLOTS:
                     QCOMPARE(upright, expected);
                     QCOMPARE(upright.colorSpace(), image.colorSpace());
                     QCOMPARE(upright.text(), image.text());
+                    // In place.
+                    QCOMPARE(RKImageRotator::rotate(image.copy(), RKImageOrientation(orientation)),
+                        upright);
                 }
                 image.setColorSpace({});
                 QCOMPARE(RKImageRotator::rotateCW(image), image.transformed(clockwise));
