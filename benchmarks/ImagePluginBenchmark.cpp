@@ -171,7 +171,8 @@ QImage decodeBare(const QByteArray& file, Result kind)
     return result;
 }
 
-/// With libavcodec less time than libde265 takes: a ratio above 1.
+/// With FFmpeg less time than libheif and libde265 take: a ratio of at least 1.15 whole, 1.6
+/// scaled, and 1.54 reduced. Files of phones, made of tiles, gain more than this one.
 void heicAgainstLibheif(benchmark::State& state, Result kind)
 {
     const QByteArray& file = heicPhoto();

@@ -55,11 +55,11 @@ QByteArray grid(int rows, int columns, quint64 width, quint64 height)
         + number(width, 2) + number(height, 2);
 }
 
-QByteArray coded(int primaries, int transfer)
+QByteArray coded(int primaries, int transfer, int matrix = 6, bool isFull = true)
 {
     return box("colr",
-        "nclx" + number(quint64(primaries), 2) + number(quint64(transfer), 2) + number(6, 2)
-            + '\x80');
+        "nclx" + number(quint64(primaries), 2) + number(quint64(transfer), 2)
+            + number(quint64(matrix), 2) + number(isFull ? 0x80 : 0, 1));
 }
 
 // A HEIF file made of items, as a camera writes it: with its turning and without turned sizes.
@@ -165,6 +165,20 @@ File gridWithThumbnail(const QList<QByteArray>& turning = {}, bool isThumbnailTu
     return file;
 }
 
+// Without a thumbnail. The picture ends within the last tiles.
+File gridOf(int rows, int columns, const QList<QByteArray>& turning = {})
+{
+    const int width = columns * 128 - 28;
+    const int height = rows * 64 - 14;
+    File file;
+    file.items[1] = {"grid",
+        grid(rows, columns, quint64(width), quint64(height)),
+        QList<QByteArray>{stated(quint64(width), quint64(height))} + turning};
+    file.items[2] = tile();
+    file.references = {{"dimg", 1, QList<quint64>(rows * columns, 2)}};
+    return file;
+}
+
 // The four quadrants and not four times four.
 bool isThumbnail(const QImage& image)
 {
@@ -251,6 +265,26 @@ private Q_SLOTS:
             const QSize half = expected.size() / 2;
             QVERIFY(difference(read(file, half), whole.scaled(half, {}, Qt::SmoothTransformation))
                 <= 1);
+        }
+    }
+
+    // They are made smaller before they become RGB.
+    void smallerPicturesAreTheSame()
+    {
+        // Libraries differ a little in what white is where the range is limited.
+        constexpr int kScalingError = 3;
+        const std::pair<const char*, File> files[]{{"part of a tile", gridOf(1, 1)},
+            {"few tiles, turned and mirrored", gridOf(2, 3, {irot(3), box("imir", number(0, 1))})},
+            {"tiles for several threads", gridOf(10, 16)},
+            {"limited range", withProperties({coded(1, 13, 1, false)})},
+            {"another matrix", withProperties({coded(9, 13, 9)})},
+            {"a matrix that only libheif knows", withProperties({coded(1, 13, 8)})}};
+        for (const auto& [name, file] : files) {
+            const QImage whole = read(file.bytes());
+            QVERIFY2(!whole.isNull(), name);
+            const QSize half = whole.size() / 2;
+            const QImage expected = whole.scaled(half, {}, Qt::SmoothTransformation);
+            QVERIFY2(difference(read(file.bytes(), half), expected) <= kScalingError, name);
         }
     }
 

@@ -91,6 +91,7 @@ private Q_SLOTS:
             const QImage expected = decoded(damaged);
             const QImage ours = decoded(damaged, Decoder::Libavcodec);
             const QImage read = RKPluginReading::read(damaged);
+            QCOMPARE(RKPluginReading::read(damaged, {64, 32}).isNull(), read.isNull());
             if (expected.isNull())
                 QVERIFY(ours.isNull() && read.isNull());
             if (!ours.isNull() || read.isNull())

@@ -162,6 +162,28 @@ int sizeBytes(quint64 flags)
     return flags & 1 ? 4 : 2;
 }
 
+// ISO/IEC 23008-12, 6.6.2.3.
+struct Grid
+{
+    explicit Grid(QByteArrayView data)
+    {
+        RKBigEndianReader reader(data);
+        reader.number(1);
+        const int bytes = sizeBytes(reader.number(1));
+        rows = qint64(reader.number(1)) + 1;
+        columns = qint64(reader.number(1)) + 1;
+        width = qint64(reader.number(bytes));
+        height = qint64(reader.number(bytes));
+        isGood = reader.isGood();
+    }
+
+    qint64 rows;
+    qint64 columns;
+    qint64 width;
+    qint64 height;
+    bool isGood;
+};
+
 } // namespace
 
 RKHeifCheck::RKHeifCheck(QByteArrayView file)
@@ -426,19 +448,12 @@ bool RKHeifCheck::isCodedAcceptable(const Item& item) const
             isWhole ? item.extents[0] : QByteArrayView(joined(item.extents)), stated);
 }
 
-// ISO/IEC 23008-12, 6.6.2.3: equal tiles cover the picture, and none is superfluous.
+// Equal tiles cover the picture, and none is superfluous.
 bool RKHeifCheck::isGridAcceptable(const Item& item) const
 {
-    const QByteArray data = derivation(item.extents);
-    RKBigEndianReader reader(data);
-    reader.number(1);
-    const int bytes = sizeBytes(reader.number(1));
-    const auto rows = qint64(reader.number(1)) + 1;
-    const auto columns = qint64(reader.number(1)) + 1;
-    const auto width = qint64(reader.number(bytes));
-    const auto height = qint64(reader.number(bytes));
-    if (!reader.isGood() || !RKPictureLimits::isAcceptable(width, height)
-        || item.sources.size() != rows * columns)
+    const Grid grid(derivation(item.extents));
+    if (!grid.isGood || !RKPictureLimits::isAcceptable(grid.width, grid.height)
+        || item.sources.size() != grid.rows * grid.columns)
         return false;
     const QSize tile = statedSize(m_items.value(item.sources[0]));
     const auto isTile = [&](quint32 source) {
@@ -448,7 +463,8 @@ bool RKHeifCheck::isGridAcceptable(const Item& item) const
     const auto covers = [](qint64 count, qint64 side, qint64 whole) {
         return side > 0 && count * side >= whole && (count - 1) * side < whole;
     };
-    return covers(columns, tile.width(), width) && covers(rows, tile.height(), height)
+    return covers(grid.columns, tile.width(), grid.width)
+        && covers(grid.rows, tile.height(), grid.height)
         && std::all_of(item.sources.begin(), item.sources.end(), isTile);
 }
 
@@ -471,7 +487,7 @@ bool RKHeifCheck::isOverlayAcceptable(const Item& item) const
 bool RKHeifCheck::areDependentsAcceptable()
 {
     Work work;
-    const QList<QByteArrayView> primaryTurning = turning(*m_items.constFind(m_primary));
+    const QList<RKHeifTiles::Turning> primaryTurning = turning(*m_items.constFind(m_primary));
     for (auto item = m_items.constBegin(); item != m_items.constEnd(); ++item) {
         if (!item->masters.contains(m_primary))
             continue;
@@ -486,6 +502,33 @@ bool RKHeifCheck::areDependentsAcceptable()
             m_thumbnails.append(item.key());
     }
     return true;
+}
+
+std::optional<RKHeifTiles> RKHeifCheck::tiles(quint32 id) const
+{
+    const Item item = m_items.value(id);
+    const bool isGrid = item.type == "grid";
+    RKHeifTiles result;
+    result.size = statedSize(item);
+    result.columns = 1;
+    if (isGrid) {
+        const Grid grid(derivation(item.extents));
+        if (QSize(int(grid.width), int(grid.height)) != result.size)
+            return std::nullopt;
+        result.columns = int(grid.columns);
+    }
+    const QList<quint32> sources = isGrid ? item.sources : QList<quint32>{id};
+    for (const quint32 source : sources) {
+        const Item part = m_items.value(source);
+        const Property* const configuration = property(part, "hvcC");
+        const bool isTurned = isGrid && !turning(part).isEmpty();
+        if (part.type != "hvc1" || !configuration || property(part, "clap") || isTurned)
+            return std::nullopt;
+        result.tileSize = statedSize(part);
+        result.tiles.append({configuration->content, part.extents, codedColors(part)});
+    }
+    result.turning = turning(item);
+    return property(item, "clap") ? std::nullopt : std::optional(result);
 }
 
 const RKHeifCheck::Property* RKHeifCheck::property(const Item& item, QByteArrayView type) const
@@ -515,12 +558,24 @@ QSize RKHeifCheck::statedSize(const Item& item) const
     return size;
 }
 
-QList<QByteArrayView> RKHeifCheck::turning(const Item& item) const
+// ISO/IEC 23008-12, 6.5.10 and 6.5.12.
+QList<RKHeifTiles::Turning> RKHeifCheck::turning(const Item& item) const
 {
-    QList<QByteArrayView> result;
+    QList<RKHeifTiles::Turning> result;
     for (const Property& property : item.properties) {
-        if (property.type == "irot" || property.type == "imir")
-            result << property.type << property.content;
+        const bool isMirroring = property.type == "imir";
+        const auto value = int(RKBigEndianReader(property.content).number(1));
+        if (isMirroring || property.type == "irot")
+            result.append({isMirroring, value & (isMirroring ? 1 : 3)});
     }
     return result;
+}
+
+QByteArrayView RKHeifCheck::codedColors(const Item& item) const
+{
+    for (const Property& property : item.properties) {
+        if (property.type == "colr" && property.content.startsWith("nclx"))
+            return property.content;
+    }
+    return {};
 }

@@ -1,11 +1,15 @@
 #pragma once
 
+#include "imageformats/heif/RKHeifTiles.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QHash>
 #include <QList>
 #include <QSet>
 #include <QSize>
+
+#include <optional>
 
 /// Looks through the boxes of a HEIF file before libheif does, and finds files that would cost it
 /// or its decoder more memory and time than their picture is worth, or that would break it.
@@ -32,6 +36,15 @@ public:
     const QList<quint32>& thumbnails() const
     {
         return m_thumbnails;
+    }
+
+    /// The tiles of an image that is acceptable; none where it is cropped or made up in another
+    /// way.
+    std::optional<RKHeifTiles> tiles(quint32 id) const;
+
+    quint32 primary() const
+    {
+        return m_primary;
     }
 
 private:
@@ -77,7 +90,8 @@ private:
 
     const Property* property(const Item& item, QByteArrayView type) const;
     QSize statedSize(const Item& item) const;
-    QList<QByteArrayView> turning(const Item& item) const;
+    QList<RKHeifTiles::Turning> turning(const Item& item) const;
+    QByteArrayView codedColors(const Item& item) const;
 
     bool m_isAcceptable = false;
     quint32 m_primary = 0;

@@ -3,7 +3,8 @@
 #include "imageformats/common/RKBoxReader.h"
 #include "imageformats/common/RKPictureLimits.h"
 #include "imageformats/common/RKPicturePixels.h"
-#include "imageformats/heif/RKHeifCheck.h"
+#include "imageformats/heif/RKHeifReducer.h"
+#include "imageformats/heif/RKHeifThreads.h"
 #include "imageformats/heif/RKHevcChoice.h"
 
 #include <libheif/heif.h>
@@ -13,10 +14,6 @@
 #include <limits>
 
 namespace {
-
-// Tiles are decoded side by side. In small pictures they aren't worth starting threads.
-constexpr int kMaxThreads = 4;
-constexpr qint64 kWorthThreads = 1 << 20;
 
 // ISO/IEC 23008-12, 10.2 and annex B.4. Files of the general brands hold other codings too; these
 // are told when the file is opened.
@@ -78,13 +75,13 @@ Image decoded(const heif_image_handle* handle, RKHevcChoice::Decoder decoder)
     return isDone(error) ? std::move(result) : nullptr;
 }
 
-Image decoded(heif_context* context, const heif_image_handle* handle, bool isLarge)
+Image decoded(heif_context* context, const heif_image_handle* handle, int threads)
 {
     using Decoder = RKHevcChoice::Decoder;
-    heif_context_set_max_decoding_threads(context, isLarge ? kMaxThreads : 0);
+    heif_context_set_max_decoding_threads(context, threads > 1 ? threads : 0);
     if (!RKHevcChoice::hasLibavcodec())
         return decoded(handle, Decoder::Libheif);
-    Image image = decoded(handle, isLarge ? Decoder::LibavcodecInThreads : Decoder::Libavcodec);
+    Image image = decoded(handle, threads > 1 ? Decoder::LibavcodecInThreads : Decoder::Libavcodec);
     if (image)
         return image;
     // Damaged pictures are shown as far as they go. The decoder is certain on this thread only.
@@ -191,18 +188,17 @@ bool RKHeifPicture::isRecognized(const QByteArray& start)
 
 std::unique_ptr<RKHeifPicture> RKHeifPicture::open(const QByteArray& file)
 {
-    const RKHeifCheck check(file);
-    if (!check.isAcceptable())
-        return nullptr;
-    std::unique_ptr<RKHeifPicture> picture(new RKHeifPicture(file, check));
+    std::unique_ptr<RKHeifPicture> picture(new RKHeifPicture(file));
     return picture->isOpen() ? std::move(picture) : nullptr;
 }
 
-RKHeifPicture::RKHeifPicture(const QByteArray& file, const RKHeifCheck& check)
+RKHeifPicture::RKHeifPicture(const QByteArray& file)
     : m_file(file)
-    , m_thumbnails(check.thumbnails())
-    , m_isSizeTransposed(check.isSizeTransposed())
+    , m_check(m_file)
+    , m_isSizeTransposed(m_check.isSizeTransposed())
 {
+    if (!m_check.isAcceptable())
+        return;
     // Once in the process: libheif counts the calls and loads its codecs at the first.
     static const heif_error initialization = heif_init(nullptr);
     if (!isDone(initialization))
@@ -232,7 +228,7 @@ QImage RKHeifPicture::decode(const QSize& size)
 {
     const bool isReduced
         = size.width() < this->size().width() && size.height() < this->size().height();
-    const QList<quint32> thumbnails = isReduced ? m_thumbnails : QList<quint32>();
+    const QList<quint32> thumbnails = isReduced ? m_check.thumbnails() : QList<quint32>();
     for (const quint32 id : thumbnails) {
         heif_image_handle* found = nullptr;
         if (!isDone(heif_image_handle_get_thumbnail(m_handle.get(), id, &found)))
@@ -242,11 +238,11 @@ QImage RKHeifPicture::decode(const QSize& size)
             || !heif_image_handle_has_alpha_channel(m_handle.get());
         if (!hasAllChannels || !canServe(sizeOf(found), size))
             continue;
-        const QImage image = decode(found, sizeOf(found), size);
+        const QImage image = decode(found, id, sizeOf(found), size);
         if (!image.isNull())
             return image;
     }
-    return decode(m_handle.get(), this->size(), size);
+    return decode(m_handle.get(), m_check.primary(), this->size(), size);
 }
 
 bool RKHeifPicture::canServe(const QSize& thumbnail, const QSize& size) const
@@ -255,12 +251,24 @@ bool RKHeifPicture::canServe(const QSize& thumbnail, const QSize& size) const
         && thumbnail.height() >= size.height() && hasAspectOf(thumbnail, this->size());
 }
 
-QImage RKHeifPicture::decode(
-    const heif_image_handle* handle, const QSize& stated, const QSize& size) const
+QImage RKHeifPicture::reduced(quint32 id, const QSize& stated, const QSize& size) const
 {
-    const bool isLarge = qint64(stated.width()) * stated.height() >= kWorthThreads;
-    const Image image = decoded(m_context.get(), handle, isLarge);
-    const QImage pixels = pixelsOf(image.get(), stated, alphaFormat(m_handle.get()));
+    const bool isSmaller = size.width() < stated.width() && size.height() < stated.height();
+    const bool hasAlpha = heif_image_handle_has_alpha_channel(m_handle.get());
+    const std::optional<RKHeifTiles> tiles
+        = isSmaller && !hasAlpha && !m_isSizeTransposed ? m_check.tiles(id) : std::nullopt;
+    return tiles ? RKHeifReducer::reduced(*tiles, size) : QImage();
+}
+
+QImage RKHeifPicture::decode(
+    const heif_image_handle* handle, quint32 id, const QSize& stated, const QSize& size) const
+{
+    QImage pixels = reduced(id, stated, size);
+    Image image;
+    if (pixels.isNull()) {
+        image = decoded(m_context.get(), handle, RKHeifThreads::count(stated));
+        pixels = pixelsOf(image.get(), stated, alphaFormat(m_handle.get()));
+    }
     // What is stated for a thumbnail may be the picture's: some share its clean aperture.
     if (handle != m_handle.get() && !canServe(pixels.size(), size))
         return {};

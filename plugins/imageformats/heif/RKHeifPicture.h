@@ -1,5 +1,7 @@
 #pragma once
 
+#include "imageformats/heif/RKHeifCheck.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
@@ -7,7 +9,6 @@
 #include <array>
 #include <memory>
 
-class RKHeifCheck;
 struct heif_context;
 struct heif_image_handle;
 
@@ -29,7 +30,8 @@ public:
 
     QSize size() const;
 
-    /// A thumbnail of the file is used for smaller sizes where it is large enough.
+    /// A thumbnail of the file is used for smaller sizes where it is large enough. With FFmpeg,
+    /// opaque pictures that aren't cropped are made smaller before they become RGB.
     QImage decode(const QSize& size);
 
 private:
@@ -42,16 +44,19 @@ private:
     using Context = std::unique_ptr<heif_context, Deleter>;
     using Handle = std::unique_ptr<heif_image_handle, Deleter>;
 
-    RKHeifPicture(const QByteArray& file, const RKHeifCheck& check);
+    explicit RKHeifPicture(const QByteArray& file);
     bool isOpen() const;
     /// The thumbnail has the picture's proportions and at least the size.
     bool canServe(const QSize& thumbnail, const QSize& size) const;
+    /// Null where libheif has to decode it.
+    QImage reduced(quint32 id, const QSize& stated, const QSize& size) const;
     /// Null also for a thumbnail that turns out too small when it is decoded.
-    QImage decode(const heif_image_handle* handle, const QSize& stated, const QSize& size) const;
+    QImage decode(
+        const heif_image_handle* handle, quint32 id, const QSize& stated, const QSize& size) const;
 
-    QByteArray m_file; // The context reads from it.
+    QByteArray m_file; // The context reads from it, and the check refers to it.
+    RKHeifCheck m_check;
     Context m_context;
     Handle m_handle;
-    QList<quint32> m_thumbnails;
     bool m_isSizeTransposed;
 };

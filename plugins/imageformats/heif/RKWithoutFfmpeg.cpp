@@ -1,4 +1,5 @@
-// Where the plug-in is built without libavcodec.
+// For plug-ins that are built without FFmpeg: libheif decodes everything.
+#include "imageformats/heif/RKHeifReducer.h"
 #include "imageformats/heif/RKHevcChoice.h"
 
 bool RKHevcChoice::hasLibavcodec()
@@ -12,3 +13,8 @@ RKHevcChoice::RKHevcChoice(Decoder)
 }
 
 RKHevcChoice::~RKHevcChoice() = default;
+
+QImage RKHeifReducer::reduced(const RKHeifTiles&, const QSize&)
+{
+    return {};
+}
