@@ -7,6 +7,7 @@
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/files/RKHugePages_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/guards/RKMngLoops_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
@@ -112,14 +113,22 @@ bool requestScaling(QImageReader& reader, const QSize& wanted)
     return true;
 }
 
-// An empty picture for the reader to fill.
-QImage blank(const QImageReader& reader, const QSize& size)
+enum class Content
+{
+    Any,
+    Zero
+};
+
+// A picture for the reader to fill; it takes another one if that has a wrong size or format.
+QImage roomFor(const QImageReader& reader, const QSize& size, Content content)
 {
     const QImage::Format format = reader.imageFormat();
     if (format == QImage::Format_Invalid)
         return {};
     QImage image(size, format);
-    image.fill(0);
+    RKHugePages::advise(image.bits(), image.sizeInBytes());
+    if (content == Content::Zero)
+        image.fill(0);
     return image;
 }
 
@@ -218,9 +227,10 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
             return reduced;
     }
 
-    const bool mayHaveGaps = !isScaled && std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
-    QImage image = RKImageAttributes::withoutMetaDataTexts(
-        readImage(reader, mayHaveGaps ? blank(reader, stored) : QImage()));
+    const bool mayHaveGaps = std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
+    QImage room
+        = isScaled ? QImage() : roomFor(reader, stored, mayHaveGaps ? Content::Zero : Content::Any);
+    QImage image = RKImageAttributes::withoutMetaDataTexts(readImage(reader, std::move(room)));
     if (image.isNull()) {
         reportFailure(data, format);
         return {};
