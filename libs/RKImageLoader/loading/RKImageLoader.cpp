@@ -27,6 +27,13 @@ bool fitsThumbnail(int side)
     return side >= 0 && side <= kLargestThumbnailSide;
 }
 
+/// The picture of a drawable that goes away, which nobody else shares then.
+QImage takeImage(RKDrawable&& drawable)
+{
+    const RKDrawable last = std::move(drawable);
+    return last.image();
+}
+
 bool mustSwap(const QSize& displayed)
 {
     return displayed.isValid() && displayed.width() != displayed.height();
@@ -158,10 +165,11 @@ RKDrawable RKImageLoader::load(const RKMediaDescriptor& descriptor,
     const auto finished = [&](const auto& makeDrawable, const RKMetaData& metaData) {
         if (turning == Turning::AsStored)
             return makeDrawable(wanted);
-        const RKDrawable stored = makeDrawable(swapSizeRatio(descriptor, wanted, metaData));
-        return stored.isBitmap() && mustTurn(descriptor)
-            ? RKDrawable(RKImageRotator::rotate(stored.image(), metaData.imageOrientation()))
-            : stored;
+        RKDrawable stored = makeDrawable(swapSizeRatio(descriptor, wanted, metaData));
+        if (!stored.isBitmap() || !mustTurn(descriptor))
+            return stored;
+        return RKDrawable(
+            RKImageRotator::rotate(takeImage(std::move(stored)), metaData.imageOrientation()));
     };
 
     if (option.testFlag(RKImageOption::UseEmbeddedThumbnail)
@@ -208,12 +216,14 @@ RKDrawable RKImageLoader::decodeBigDrawable(
 RKDrawable RKImageLoader::decode(
     const RKMediaDescriptor& descriptor, const QSize& wanted, const Source& source) const
 {
-    const RKDrawable decoded
+    RKDrawable decoded
         = tryAllDecoders(source.bytes, descriptor.fileFormatAsByteArray(), wanted, descriptor);
     if (decoded.isNull())
         qWarning().noquote() << "could not decode" << descriptor.absoluteFilePath();
-    return mustConvert(descriptor, decoded) ? convertColorProfile(decoded, source.metaData)
-                                            : decoded;
+    if (!mustConvert(descriptor, decoded, source.metaData))
+        return decoded;
+    bool hasChanged = false;
+    return toSrgb(takeImage(std::move(decoded)), source.metaData, &hasChanged);
 }
 
 RKDrawable RKImageLoader::tryAllDecoders(const QByteArray& data,
@@ -324,34 +334,34 @@ RKDrawable RKImageLoader::decodeExifThumbnail(const RKMediaDescriptor& descripto
 RKDrawable RKImageLoader::convertColorProfile(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    return mustConvert(descriptor, drawable)
-        ? convertColorProfile(drawable, copyMetaData(descriptor))
-        : drawable;
+    const RKMetaData metaData = copyMetaData(descriptor);
+    bool hasChanged = false;
+    if (!mustConvert(descriptor, drawable, metaData))
+        return drawable;
+    const QImage converted = toSrgb(drawable.image(), metaData, &hasChanged);
+    return hasChanged ? RKDrawable(converted) : drawable;
 }
 
-bool RKImageLoader::mustConvert(
-    const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
+bool RKImageLoader::mustConvert(const RKMediaDescriptor& descriptor,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData) const
 {
     // The others are in sRGB already. The decoder of Photoshop files has used the profile, for
     // nobody can do so later with inks or Lab; and what the metadata of a raw file say of colours
     // is about its previews and not about what is developed from the sensor.
     return drawable.isBitmap() && !descriptor.hasMediaFormat(MEDIA_FORMAT_PSD)
-        && !mediaFormat(descriptor).isRaw();
+        && !mediaFormat(descriptor).isRaw() && metaData.hasIccData();
 }
 
-RKDrawable RKImageLoader::convertColorProfile(
-    const RKDrawable& drawable, const RKMetaData& metaData) const
+QImage RKImageLoader::toSrgb(QImage image, const RKMetaData& metaData, bool* hasChanged) const
 {
-    if (!metaData.hasIccData())
-        return drawable;
+    if (image.format() != QImage::Format_ARGB32_Premultiplied)
+        return colorProfileConverter()->convert(std::move(image), metaData, hasChanged);
     // Some files hold colours multiplied with their alpha, but profiles are about colours as they
     // are: converted all the same, some would become greater than their alpha.
-    const QImage image = drawable.image();
-    const bool isMultiplied = image.format() == QImage::Format_ARGB32_Premultiplied;
-    bool hasChanged = false;
-    const QImage converted = colorProfileConverter()->convert(
-        isMultiplied ? image.convertToFormat(QImage::Format_ARGB32) : image, metaData, &hasChanged);
-    return hasChanged ? RKDrawable(converted) : drawable;
+    QImage converted = colorProfileConverter()->convert(
+        image.convertToFormat(QImage::Format_ARGB32), metaData, hasChanged);
+    return *hasChanged ? converted : image;
 }
 
 RKColorProfileConverter* RKImageLoader::colorProfileConverter() const
