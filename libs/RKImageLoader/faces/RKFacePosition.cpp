@@ -67,6 +67,14 @@ RKFacePosition::RKFacePosition(const QRectF& rect,
 {
 }
 
+RKFacePosition RKFacePosition::named(const QRectF& rect, const QString& name)
+{
+    RKFacePosition face;
+    face.m_rect = rect;
+    face.m_name = name;
+    return face;
+}
+
 RKFacePosition::RKFacePosition(const QDomElement& element)
 {
     const QDomElement rect = element.firstChildElement(QStringLiteral("rect"));

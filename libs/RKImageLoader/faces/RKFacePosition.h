@@ -29,6 +29,8 @@ public:
         long long coverImageEpoch,
         const QString& name,
         int xmpRegionIndex);
+    /// A person's face that a user has marked, without what a detection engine would know of it.
+    static RKFacePosition named(const QRectF& rect, const QString& name);
     /// Reads what toXml() wrote. A missing or unreadable number counts as 0.0, an unknown engine as
     /// faceDetectionEngineUnknown.
     explicit RKFacePosition(const QDomElement& element);

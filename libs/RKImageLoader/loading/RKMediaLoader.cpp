@@ -50,6 +50,11 @@ RKDrawable RKMediaLoader::drawable(
     return loader ? loader->drawable(descriptor, wanted, option) : RKDrawable();
 }
 
+RKDrawable RKMediaLoader::drawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const
+{
+    return drawable(descriptor, wanted, RKImageOption());
+}
+
 RKImageOrientation RKMediaLoader::imageOrientation(const RKMediaDescriptor& descriptor) const
 {
     const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
@@ -73,6 +78,11 @@ QDateTime RKMediaLoader::recordingDate(const RKMediaDescriptor& descriptor) cons
 {
     const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
     return loader ? loader->recordingDate(descriptor) : QDateTime();
+}
+
+bool RKMediaLoader::canSave(const RKMediaFormat& format) const
+{
+    return isSupportedWritableFormat(format);
 }
 
 bool RKMediaLoader::save(

@@ -27,11 +27,16 @@ public:
     RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const override;
+    /// With no option set.
+    RKDrawable drawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
     RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const override;
     QSize size(const RKMediaDescriptor& descriptor) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
 
+    /// Whether save() takes pictures of this format; ask before, since it may end the process for
+    /// others.
+    bool canSave(const RKMediaFormat& format) const;
     bool save(
         QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const override;
     bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const override;

@@ -35,9 +35,10 @@ bool parse(const QString& text, QDomDocument& document, ParseError& error)
 } // namespace
 
 QFileInfo RKImageLoaderConfig::myConfigFile;
+bool RKImageLoaderConfig::s_usesDefaults = false;
 
 RKImageLoaderConfig::RKImageLoaderConfig()
-    : m_document(loadDocument(myConfigFile))
+    : m_document(s_usesDefaults ? QDomDocument() : loadDocument(myConfigFile))
     , m_root(m_document.documentElement())
 {
 }
@@ -45,6 +46,12 @@ RKImageLoaderConfig::RKImageLoaderConfig()
 void RKImageLoaderConfig::setConfigFile(const QFileInfo& file)
 {
     myConfigFile = file;
+    s_usesDefaults = false;
+}
+
+void RKImageLoaderConfig::useDefaults()
+{
+    s_usesDefaults = true;
 }
 
 QDomDocument RKImageLoaderConfig::loadDocument(const QFileInfo& file)

@@ -10,19 +10,31 @@
 #include <QFileInfo>
 #include <QString>
 
-/// The tunable values of the library, from an XML file that the host names before first use.
+/// The tunable values of the library, from an XML file that the host names before first use, or the
+/// defaults.
+///
+/// The root element may have any name; values that are left out are the defaults:
+/// @code{.xml}
+/// <imageLoader>
+///   <jpg compression="90"/>                    <!-- quality, -99 to 100 -->
+///   <scaling productionMaxScalePercent="0"/>   <!-- scalingMinFactor() times 100 -->
+/// </imageLoader>
+/// @endcode
 ///
 /// Read once, on construction; thread-safe afterwards.
 class RKIMAGELOADER_EXPORT RKImageLoaderConfig : public RKSingleton<RKImageLoaderConfig>
 {
 public:
     /// Reads the named file. A missing or malformed one is logged and leaves all values at their
-    /// defaults; without a named file the process ends.
+    /// defaults. The process ends if neither setConfigFile() nor useDefaults() was called before.
     RKImageLoaderConfig();
 
     /// Names the file to read. Has no effect on the process-wide object once that exists. Not
     /// thread-safe: call it at the start.
     static void setConfigFile(const QFileInfo& file);
+    /// For hosts without such a file. The later of this and setConfigFile() counts; otherwise as
+    /// that.
+    static void useDefaults();
 
     /// Parses an XML file; an empty document, and a warning, when that fails.
     static QDomDocument loadDocument(const QFileInfo& file);
@@ -47,6 +59,7 @@ private:
     QString attribute(const QString& element, const QString& name, const QString& fallback) const;
 
     static QFileInfo myConfigFile;
+    static bool s_usesDefaults;
 
     // Kept beside its element, which does not keep it alive.
     QDomDocument m_document;

@@ -1,4 +1,5 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/media/RKImageLoaderConfig.h"
 
 #include "RKCore/RKInitializer.h"
 
@@ -9,6 +10,7 @@
 int main(int argc, char** argv)
 {
     const QGuiApplication application(argc, argv);
+    RKImageLoaderConfig::useDefaults();
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
     const QTemporaryDir folder;
     const RKMediaDescriptor descriptor(QDir(folder.path()), QStringLiteral("picture.png"));
@@ -17,7 +19,9 @@ int main(int argc, char** argv)
 
     const RKMediaLoader& loader = *RKMediaLoader::instance();
     bool ok = loader.save(descriptor, RKDrawable(image)) && loader.size(descriptor) == image.size()
-        && loader.bitmap(descriptor, QSize(20, 20)).size() == QSize(20, 15);
+        && loader.bitmap(descriptor, QSize(20, 20)).size() == QSize(20, 15)
+        && loader.canSave(MEDIA_FORMAT_PNG) && !loader.canSave(MEDIA_FORMAT_PSD)
+        && loader.drawable(descriptor, QSize(20, 20)).size() == QSize(20, 15);
     for (int i = 1; i < argc; ++i) {
         const QFileInfo file(QString::fromLocal8Bit(argv[i]));
         const bool isRead = !loader.bitmap(RKMediaDescriptor(file), QSize()).isNull();

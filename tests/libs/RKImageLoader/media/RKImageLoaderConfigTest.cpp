@@ -55,6 +55,16 @@ private Q_SLOTS:
         QCOMPARE(RKImageLoaderConfig().jpgQuality(), 90);
     }
 
+    void defaultsNeedNoFile()
+    {
+        RKImageLoaderConfig::setConfigFile(QFileInfo());
+        RKImageLoaderConfig::useDefaults();
+        QCOMPARE(RKImageLoaderConfig().jpgQualityExtended(), 90);
+        QCOMPARE(RKImageLoaderConfig().scalingMinFactor(), 0);
+        RKImageLoaderConfig::setConfigFile(write("<c><jpg compression='5'/></c>"));
+        QCOMPARE(RKImageLoaderConfig().jpgQuality(), 5);
+    }
+
     void laterNamesLeaveTheProcessWideObjectAlone()
     {
         RKImageLoaderConfig::setConfigFile(write("<c><jpg compression='-77'/></c>"));
