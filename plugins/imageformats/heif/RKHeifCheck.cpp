@@ -2,6 +2,7 @@
 
 #include "imageformats/common/RKBoxReader.h"
 #include "imageformats/common/RKPictureLimits.h"
+#include "imageformats/heif/RKHevcConfiguration.h"
 #include "imageformats/heif/RKHevcSequence.h"
 
 #include <algorithm>
@@ -88,6 +89,17 @@ bool isSequenceAcceptable(QByteArrayView nalUnit, const QSize& stated)
     return !coded.isEmpty() && (fits(stated) || fits(stated.transposed()));
 }
 
+// ITU-T H.265, 7.3.1.2: of a unit with its header.
+int typeOf(QByteArrayView unit)
+{
+    return uchar(unit[0]) >> 1 & 63;
+}
+
+bool isSequence(QByteArrayView unit)
+{
+    return typeOf(unit) == RKHevcSequence::kNalType;
+}
+
 // The units that follow each other with their lengths (ISO/IEC 14496-15, 4.3.2).
 bool areUnitsAcceptable(QByteArrayView data, const QSize& stated)
 {
@@ -102,10 +114,9 @@ bool areUnitsAcceptable(QByteArrayView data, const QSize& stated)
         const QByteArrayView unit = reader.bytes(reader.number(4));
         if (!reader.isGood() || unit.size() < 3)
             return false;
-        const int type = uchar(unit[0]) >> 1 & 63;
-        if (type == RKHevcSequence::kNalType && !isSequenceAcceptable(unit, stated))
+        if (isSequence(unit) && !isSequenceAcceptable(unit, stated))
             return false;
-        if (type >= kFirstNonPicture)
+        if (typeOf(unit) >= kFirstNonPicture)
             continue;
         ++slices;
         const bool isFirst = uchar(unit[2]) & 0x80;
@@ -114,25 +125,12 @@ bool areUnitsAcceptable(QByteArrayView data, const QSize& stated)
     return slices <= kMaxSlices && pictures <= kMaxPictures;
 }
 
-// ISO/IEC 14496-15, 8.3.3.1.2: the parameter sets.
 bool isConfigurationAcceptable(QByteArrayView box, const QSize& stated)
 {
-    constexpr quint64 kFixedPart = 22;
-    RKBigEndianReader reader(box);
-    reader.bytes(kFixedPart);
-    const quint64 arrays = reader.number(1);
-    for (quint64 i = 0; i < arrays && reader.isGood(); ++i) {
-        const quint64 type = reader.number(1) & 63;
-        const quint64 units = reader.number(2);
-        for (quint64 j = 0; j < units && reader.isGood(); ++j) {
-            const QByteArrayView unit = reader.bytes(reader.number(2));
-            const bool isSequence = type == RKHevcSequence::kNalType
-                || (!unit.isEmpty() && (uchar(unit[0]) >> 1 & 63) == RKHevcSequence::kNalType);
-            if (isSequence && reader.isGood() && !isSequenceAcceptable(unit, stated))
-                return false;
-        }
-    }
-    return reader.isGood();
+    const std::optional<QList<QByteArrayView>> units = RKHevcConfiguration::units(box);
+    return units && std::all_of(units->begin(), units->end(), [&](QByteArrayView unit) {
+        return !isSequence(unit) || isSequenceAcceptable(unit, stated);
+    });
 }
 
 // ISO/IEC 14496-12, 12.1.4: fractions whose products libheif computes in 32 bits.
@@ -206,17 +204,10 @@ bool RKHeifCheck::isSizeTransposed() const
     const QSize stated = statedSize(item);
     if (item.type != "hvc1" || !configuration || stated.width() == stated.height())
         return false;
-    RKBigEndianReader reader(configuration->content);
-    reader.bytes(22);
-    for (quint64 arrays = reader.number(1); arrays > 0 && reader.isGood(); --arrays) {
-        const quint64 type = reader.number(1) & 63;
-        for (quint64 units = reader.number(2); units > 0 && reader.isGood(); --units) {
-            const QByteArrayView unit = reader.bytes(reader.number(2));
-            if (type == RKHevcSequence::kNalType)
-                return RKHevcSequence(unit).size() == stated.transposed();
-        }
-    }
-    return false;
+    const QList<QByteArrayView> units
+        = RKHevcConfiguration::units(configuration->content).value_or(QList<QByteArrayView>());
+    const auto sequence = std::find_if(units.begin(), units.end(), isSequence);
+    return sequence != units.end() && RKHevcSequence(*sequence).size() == stated.transposed();
 }
 
 // ISO/IEC 14496-12, 8.11.1. Readers differ in which of two they take.

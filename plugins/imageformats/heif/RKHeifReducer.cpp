@@ -3,6 +3,7 @@
 #include "imageformats/common/RKBigEndianReader.h"
 #include "imageformats/heif/RKHeifThreads.h"
 #include "imageformats/heif/RKHeifTiles.h"
+#include "imageformats/heif/RKHevcConfiguration.h"
 #include "imageformats/heif/RKHevcDecoder.h"
 
 extern "C" {
@@ -33,26 +34,12 @@ struct ScalerDeleter
     }
 };
 
-// The NAL units that a tile is decoded from: those of its configuration, and its own.
-QList<QByteArrayView> configuredUnits(QByteArrayView configuration)
-{
-    constexpr quint64 kFixedPart = 22;
-    QList<QByteArrayView> units;
-    RKBigEndianReader reader(configuration);
-    reader.bytes(kFixedPart);
-    for (quint64 arrays = reader.number(1); arrays > 0 && reader.isGood(); --arrays) {
-        reader.number(1);
-        for (quint64 count = reader.number(2); count > 0 && reader.isGood(); --count)
-            units.append(reader.bytes(reader.number(2)));
-    }
-    return reader.isGood() ? units : QList<QByteArrayView>();
-}
-
-// All of them with their lengths before them; null where there is no memory for it.
+// The NAL units of a tile, its parameter sets first. Null where there is no memory for them.
 RKHevcDecoder::Packet packetOf(const RKHeifTiles::Tile& tile)
 {
     constexpr qint64 kLength = 4;
-    const QList<QByteArrayView> units = configuredUnits(tile.configuration);
+    const QList<QByteArrayView> units
+        = RKHevcConfiguration::units(tile.configuration).value_or(QList<QByteArrayView>());
     qint64 size = 0;
     for (const QByteArrayView unit : units)
         size += kLength + unit.size();
