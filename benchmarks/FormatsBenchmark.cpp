@@ -4,6 +4,7 @@
 #include "Comparison.h"
 #include "Photograph.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "suite/BareCodec.h"
 
 #include "RKCore/RKInitializer.h"
 
@@ -11,12 +12,7 @@
 #include <QImageReader>
 #include <QImageWriter>
 
-#include <cstdio>
 #include <string>
-
-#ifdef RK_HAS_LIBJPEG
-#    include <jpeglib.h>
-#endif
 
 namespace {
 
@@ -58,49 +54,26 @@ void againstPlainQt(benchmark::State& state, const QByteArray& format, const QSi
 }
 
 #ifdef RK_HAS_LIBJPEG
-// The whole picture or, as Qt's reader does for the screen, a quarter of its sides.
-int decodeBareJpeg(const QByteArray& bytes, unsigned denominator)
-{
-    jpeg_decompress_struct codec{};
-    jpeg_error_mgr errors;
-    codec.err = jpeg_std_error(&errors);
-    jpeg_create_decompress(&codec);
-    jpeg_mem_src(&codec, reinterpret_cast<const uchar*>(bytes.constData()), bytes.size());
-    jpeg_read_header(&codec, TRUE);
-    codec.out_color_space = JCS_EXT_BGRX;
-    codec.scale_num = 1;
-    codec.scale_denom = denominator;
-    jpeg_start_decompress(&codec);
-    QImage image(int(codec.output_width), int(codec.output_height), QImage::Format_RGB32);
-    while (codec.output_scanline < codec.output_height) {
-        uchar* row = image.scanLine(int(codec.output_scanline));
-        jpeg_read_scanlines(&codec, &row, 1);
-    }
-    jpeg_finish_decompress(&codec);
-    jpeg_destroy_decompress(&codec);
-    return image.width();
-}
-
-void againstBareJpeg(benchmark::State& state, const QSize& wanted, unsigned denominator)
+void againstBareJpeg(benchmark::State& state, const QSize& wanted)
 {
     const QString path = photoFile("jpg");
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    const QByteArray bytes = file.readAll();
+    const std::string nativePath = QFile::encodeName(path).toStdString();
+    // None stands for the whole picture.
+    const QSize sides = wanted.expandedTo({0, 0});
     compare(
         state,
-        [&] { return decodeBareJpeg(bytes, denominator); },
+        [&] { return BareCodec::jpeg(nativePath, sides.width(), sides.height()).width; },
         [&] { return decodeOurs(path, wanted); });
 }
 
 void jpegForScreenAgainstCodec(benchmark::State& state)
 {
-    againstBareJpeg(state, kScreen, 4);
+    againstBareJpeg(state, kScreen);
 }
 
 void wholeJpegAgainstCodec(benchmark::State& state)
 {
-    againstBareJpeg(state, {}, 1);
+    againstBareJpeg(state, {});
 }
 
 BENCHMARK(jpegForScreenAgainstCodec)->Unit(benchmark::kMillisecond)->Iterations(15);
