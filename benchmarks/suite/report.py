@@ -16,11 +16,15 @@ def ratio(value):
     return "–" if value is None else f"{value:.2f}"
 
 
+def outcome(result):
+    return f"failed: {result.failure}" if result.failure else f"left out: {result.missing}"
+
+
 def cells(result, kind):
     """One row of the table."""
     row = result.row
-    if result.failure:
-        return [row.title, "failed: " + result.failure] + [""] * 8
+    if result.failure or result.missing:
+        return [row.title, outcome(result)] + [""] * 8
     best = result.best_peer(kind)
     chosen = [result.programs.get(name) for name in (OURS, best, CODEC)]
     peers = sorted(result.peers().items(), key=lambda item: item[1].median("wall"))
@@ -53,19 +57,38 @@ def cells(result, kind):
             "; ".join(goals) or "–"]
 
 
-def table(results, kind):
-    """Markdown, aligned to be read as it is."""
+def notes(results):
+    """What peers do otherwise, and which ones can't do a row."""
+    differing = sorted({(name, samples.differs, samples.counts) for result in results
+                        for name, samples in result.programs.items() if samples.differs})
+    lines = [f"\\* {name}: {differs}" + ("" if counts else "; is not counted as a peer")
+             for name, differs, counts in differing]
+    return lines + [f"{result.row.name}: left out: {error}" for result in results
+                    for error in result.unable.values()]
+
+
+def table(results, kind, aligned):
+    """Markdown; aligned to be read as it is, or short."""
     lines = [HEADINGS] + [cells(result, kind) for result in results]
-    widths = [max(len(line[column]) for line in lines) for column in range(len(HEADINGS))]
+    widths = [max(len(line[column]) for line in lines) if aligned else 3
+              for column in range(len(HEADINGS))]
     lines.insert(1, ["-" * width for width in widths])
-    text = "\n".join("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |"
+    return "\n".join("| " + " | ".join(cell.ljust(width * aligned)
+                                       for cell, width in zip(line, widths)) + " |"
                      for line in lines)
-    notes = sorted({f"\\* {name}: {samples.differs}"
-                    f"{'' if samples.counts else '; is not counted as a peer'}" for result in results
-                    for name, samples in result.programs.items() if samples.differs})
-    notes += [f"left out of {result.row.name}: {error}" for result in results
-              for error in result.unable.values()]
-    return "\n\n".join([text, *notes])
+
+
+def summary(result, kind):
+    """A line to watch a run by."""
+    if result.failure or result.missing:
+        return f"{result.row.name}: {outcome(result)}"
+    best = result.best_peer(kind)
+    parts = [f"ours {number(result.ours(kind))} ms"]
+    for against, name in (("best", best), (CODEC, CODEC), ("before", "before"), ("inside", "in process")):
+        value = result.ratio(against, kind)
+        if value is not None:
+            parts.append(f"{name} {ratio(value)}")
+    return f"{result.row.name}: " + ", ".join(parts)
 
 
 def as_json(results, facts, kind):
@@ -80,6 +103,7 @@ def as_json(results, facts, kind):
         "name": result.row.name,
         "title": result.row.title,
         "failure": result.failure,
+        "missing": result.missing,
         "unable": result.unable,
         "programs": {name: describe(samples) for name, samples in result.programs.items()},
         "in_process": {name: describe(samples) for name, samples in result.inside.items()},

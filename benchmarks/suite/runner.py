@@ -12,16 +12,13 @@ import subprocess
 import pictures
 from programs import CODEC, OURS
 from rows import Benchmark
+from workload import Failed
 
 # Scalers differ by a level or two, other profiles or orders of steps by one more. A picture that
 # lies on its side or keeps its colours differs by far more.
 MAX_DIFFERENCE = 5.0
 # Programs round sides their own way.
 MAX_SIDE_DIFFERENCE = 1
-
-
-class Failed(Exception):
-    """Something did not work or has made something else, so the row can't be measured."""
 
 
 @dataclasses.dataclass
@@ -48,6 +45,8 @@ class Result:
     programs: dict = dataclasses.field(default_factory=dict)
     inside: dict = dataclasses.field(default_factory=dict)
     failure: str = ""
+    # What the row's files can't be made without.
+    missing: str = ""
     # Peers that can't do the work, and what they said.
     unable: dict = dataclasses.field(default_factory=dict)
 

@@ -8,8 +8,12 @@ import subprocess
 from programs import ADOBE_RGB
 
 
+class Failed(Exception):
+    """Something did not work or has made something else, so a row can't be measured."""
+
+
 class MissingTool(Exception):
-    """A file can't be made here."""
+    """A file can't be made here, so the row is left out."""
 
 
 class Workload:
@@ -48,7 +52,7 @@ class Workload:
         done = subprocess.run(arguments, env=environment, stdout=subprocess.DEVNULL,
                               stderr=subprocess.PIPE, text=True, check=False)
         if done.returncode != 0:
-            raise MissingTool(f"{arguments[0]} failed: {done.stderr.strip()[-300:]}")
+            raise Failed(f"{arguments[0]} failed: {done.stderr.strip()[-300:]}")
 
     def picture(self, part, megapixels, *options):
         self.run(self.maker, "--size", self.size(megapixels), *options, part)
