@@ -220,7 +220,7 @@ RKDrawable RKImageLoader::decode(
         = tryAllDecoders(source.bytes, descriptor.fileFormatAsByteArray(), wanted, descriptor);
     if (decoded.isNull())
         qWarning().noquote() << "could not decode" << descriptor.absoluteFilePath();
-    if (!mustConvert(descriptor, decoded, source.metaData))
+    if (!mustConvert(descriptor, decoded) || !source.metaData.hasIccData())
         return decoded;
     bool hasChanged = false;
     return toSrgb(takeImage(std::move(decoded)), source.metaData, &hasChanged);
@@ -334,23 +334,24 @@ RKDrawable RKImageLoader::decodeExifThumbnail(const RKMediaDescriptor& descripto
 RKDrawable RKImageLoader::convertColorProfile(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
-    const RKMetaData metaData = copyMetaData(descriptor);
-    bool hasChanged = false;
-    if (!mustConvert(descriptor, drawable, metaData))
+    if (!mustConvert(descriptor, drawable))
         return drawable;
+    const RKMetaData metaData = copyMetaData(descriptor);
+    if (!metaData.hasIccData())
+        return drawable;
+    bool hasChanged = false;
     const QImage converted = toSrgb(drawable.image(), metaData, &hasChanged);
     return hasChanged ? RKDrawable(converted) : drawable;
 }
 
-bool RKImageLoader::mustConvert(const RKMediaDescriptor& descriptor,
-    const RKDrawable& drawable,
-    const RKMetaData& metaData) const
+bool RKImageLoader::mustConvert(
+    const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
     // The others are in sRGB already. The decoder of Photoshop files has used the profile, for
     // nobody can do so later with inks or Lab; and what the metadata of a raw file say of colours
     // is about its previews and not about what is developed from the sensor.
     return drawable.isBitmap() && !descriptor.hasMediaFormat(MEDIA_FORMAT_PSD)
-        && !mediaFormat(descriptor).isRaw() && metaData.hasIccData();
+        && !mediaFormat(descriptor).isRaw();
 }
 
 QImage RKImageLoader::toSrgb(QImage image, const RKMetaData& metaData, bool* hasChanged) const

@@ -171,9 +171,7 @@ private:
         const RKMetaData& metaData) const;
     QImage toSrgb(QImage image, const RKMetaData& metaData, bool* hasChanged) const;
     bool mustTurn(const RKMediaDescriptor& descriptor) const;
-    bool mustConvert(const RKMediaDescriptor& descriptor,
-        const RKDrawable& drawable,
-        const RKMetaData& metaData) const;
+    bool mustConvert(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
     /// The displayed picture has the stored one's width as its height.
     bool exchangesSides(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const;
 
