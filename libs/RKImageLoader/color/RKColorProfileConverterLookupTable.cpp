@@ -54,6 +54,8 @@ struct RKColorProfileConverterLookupTable::Batch
     const CIccCmm& cmm;
     const bool isCmyk;
     std::vector<quint32> colors;
+    /// What they become.
+    std::vector<quint32> results;
     std::vector<float> channels;
 };
 
@@ -76,7 +78,7 @@ QImage RKColorProfileConverterLookupTable::convertImage(QImage image, CIccCmm* c
 {
     if (!m_colors)
         return image;
-    Batch batch{*cmm, cmm->GetSourceSpace() == icSigCmykData, {}, {}};
+    Batch batch{*cmm, cmm->GetSourceSpace() == icSigCmykData, {}, {}, {}};
     return RKRowConversion::converted(
         std::move(image), [&](const QRgb* source, QRgb* target, int pixels) {
             for (int done = 0; done < pixels; done += kBatch)
@@ -109,18 +111,16 @@ void RKColorProfileConverterLookupTable::convertPixels(
     convertColors(batch);
     for (size_t i = 0; i < colors.size(); ++i) {
         entry(m_colors.get(), colors[i])
-            .store(
-                RKEightBits::rounded(&batch.channels[i * 3]) ^ kUnknown, std::memory_order_relaxed);
+            .store(batch.results[i] ^ kUnknown, std::memory_order_relaxed);
     }
     for (size_t i = 0; i < unknownCount; ++i) {
         QRgb& pixel = target[unknown[i]];
         const auto color = std::lower_bound(colors.begin(), colors.end(), pixel & kColorMask);
         const auto index = size_t(color - colors.begin());
-        pixel = (pixel & kAlphaMask) | RKEightBits::rounded(&batch.channels[index * 3]);
+        pixel = (pixel & kAlphaMask) | batch.results[index];
     }
 }
 
-/// Leaves the results in the channels, three for each colour.
 void RKColorProfileConverterLookupTable::convertColors(Batch& batch) const
 {
     const size_t perColor = batch.isCmyk ? 4 : 3;
@@ -136,14 +136,17 @@ void RKColorProfileConverterLookupTable::convertColors(Batch& batch) const
     }
     batch.cmm.Apply(
         batch.channels.data(), batch.channels.data(), icUInt32Number(batch.colors.size()));
+    batch.results.resize(batch.colors.size());
+    for (size_t i = 0; i < batch.results.size(); ++i)
+        batch.results[i] = RKEightBits::rounded(&batch.channels[i * 3]);
 }
 
 unsigned int RKColorProfileConverterLookupTable::convertColor(
     const unsigned int& pixel, CIccCmm* cmm, bool sourceIsCmyk) const
 {
-    Batch batch{*cmm, sourceIsCmyk, {pixel}, {}};
+    Batch batch{*cmm, sourceIsCmyk, {pixel}, {}, {}};
     convertColors(batch);
-    return RKEightBits::rounded(batch.channels.data());
+    return batch.results.front();
 }
 
 void RKColorProfileConverterLookupTable::rgbToCmyk(float* pixel) const
