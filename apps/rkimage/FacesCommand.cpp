@@ -3,6 +3,7 @@
 #include "MessageCollector.h"
 #include "MetaDataJson.h"
 #include "Output.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKLoadingError.h"
@@ -123,7 +124,7 @@ int runFacesDrawCommand(const QString& file, const QString& target, MessageColle
         return Output::SomeFailed;
     const RKImageLoader& loader = *RKImageLoader::instance();
     const RKMediaDescriptor to{QFileInfo(target)};
-    if (!loader.isSupportedWritableFormat(loader.mediaFormat(to)))
+    if (!loader.bitmapDecoders()->isWritable(loader.mediaFormat(to)))
         return fail(target, QStringLiteral("the format can't be written"), messages);
     QImage image = loader.bitmap(*descriptor, QSize()).convertToFormat(QImage::Format_RGB32);
     if (image.isNull())

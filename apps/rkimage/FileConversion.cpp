@@ -2,6 +2,7 @@
 
 #include "MessageCollector.h"
 #include "Output.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
@@ -21,7 +22,7 @@ int FileConversion::run(
     if (!from.fileInfo().exists() || !loader.hasSupportedMediaFormat(from))
         return fail(source, RKLoadingError::of(from).text());
     // Not asked of all loaders: videos count as writable among them, but no picture becomes one.
-    if (!RKImageLoader::instance()->isSupportedWritableFormat(loader.mediaFormat(to)))
+    if (!RKImageLoader::instance()->bitmapDecoders()->isWritable(loader.mediaFormat(to)))
         return fail(target, QStringLiteral("the format can't be written"));
 
     const RKDrawable picture = read(from);

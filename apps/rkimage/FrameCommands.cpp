@@ -3,6 +3,7 @@
 #include "MessageCollector.h"
 #include "Output.h"
 #include "ProgressBar.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
 #include "Storyboard.h"
@@ -48,7 +49,7 @@ std::optional<Failure> failureOfVideo(const QString& video)
 std::optional<Failure> failureOfTarget(const QString& picture)
 {
     const RKMediaFormat format = RKMediaDescriptor(QFileInfo(picture)).mediaFormat();
-    if (!RKImageLoader::instance()->isSupportedWritableFormat(format))
+    if (!RKImageLoader::instance()->bitmapDecoders()->isWritable(format))
         return Failure{picture, QStringLiteral("the format can't be written")};
     return {};
 }

@@ -1,6 +1,6 @@
 #include "MessageCollector.h"
 
-#include <QtGlobal>
+#include <QLoggingCategory>
 
 #include <utility>
 
@@ -23,6 +23,8 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
 MessageCollector::MessageCollector(bool verbose)
 {
     isVerbose = verbose;
+    // Nobody would see them, and some take time to find out.
+    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, verbose);
     originalHandler = qInstallMessageHandler(handleMessage);
 }
 

@@ -22,8 +22,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -449,6 +451,25 @@ void addFaces(CLI::App& app, Command& command)
         command);
 }
 
+bool isDrawing(const char* argument)
+{
+    return RKMediaFormat(MEDIA_FORMAT_SVG).isValidExtension(QFileInfo(toPath(argument)).suffix());
+}
+
+/// Texts need fonts, and these a QGuiApplication, which takes longer to make than most pictures do.
+/// Texts are drawn in drawings, whatever is made of them, and below the pictures of a storyboard.
+std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, bool hasStoryboard)
+{
+    // As without a desktop: pictures that don't know their resolution are saved with this one.
+    QCoreApplication::setAttribute(Qt::AA_Use96Dpi);
+    if (!hasStoryboard && std::none_of(argv + 1, argv + argc, isDrawing))
+        return std::make_unique<QCoreApplication>(argc, argv);
+    // No window is ever shown, so none of the desktop is needed.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    return std::make_unique<QGuiApplication>(argc, argv);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -479,11 +500,8 @@ int main(int argc, char** argv)
         return app.exit(error) == 0 ? Output::AllDone : Output::WrongUsage;
     }
 
-    // No window is ever shown, so none of the desktop is needed.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
     MessageCollector messages(verbose->count() > 0);
-    const QGuiApplication application(argc, argv);
+    const auto application = makeApplication(argc, argv, !frameArguments.sheet.empty());
     RKImageLoaderConfig::setConfigFile(
         QFileInfo(config->count() > 0 ? toPath(config->as<std::string>())
                                       : QStringLiteral(":/rkimage/config.xml")));

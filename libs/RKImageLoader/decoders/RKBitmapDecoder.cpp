@@ -12,6 +12,16 @@ constexpr qsizetype kJpegSignatureSize = 3;
 
 RKBitmapDecoder::~RKBitmapDecoder() = default;
 
+bool RKBitmapDecoder::canRead(const RKMediaFormat& format) const
+{
+    return readableImageFileFormats().contains(format);
+}
+
+bool RKBitmapDecoder::canWrite(const RKMediaFormat& format) const
+{
+    return writableImageFileFormats().contains(format);
+}
+
 RKDrawable RKBitmapDecoder::decodeDrawable(const QByteArray& data,
     const QByteArray& format,
     const QSize& wantedSize,

@@ -65,6 +65,11 @@ public:
     virtual std::optional<bool> exchangesSides(
         const QFileInfo& file, const QByteArray& format) const;
 
+    /// Whether a format is among readableImageFileFormats() or writableImageFileFormats().
+    /// Overridden where to make these lists means to load codecs that the format has no use for.
+    virtual bool canRead(const RKMediaFormat& format) const;
+    virtual bool canWrite(const RKMediaFormat& format) const;
+
     /// All bytes of a file; empty, with a warning, when it can't be opened.
     QByteArray readBinaryFile(const QFileInfo& file) const;
 

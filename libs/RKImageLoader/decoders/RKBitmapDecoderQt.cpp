@@ -52,7 +52,7 @@ constexpr std::array kNotWritten{"pbm",
 // run lengths of a BMP file end early. What was in memory before must not show there.
 constexpr std::array kWithGaps{"bmp"};
 
-constexpr qint64 kSignatureSize = 8;
+constexpr qsizetype kSignatureSize = 16;
 
 // Values of RKMediaFormat::preferredEncoderOptionEnum().
 constexpr int kCompressionOption = 1;
@@ -63,6 +63,70 @@ void removeNames(QList<QByteArray>& names, const Names& unwanted)
 {
     for (const auto& name : unwanted)
         names.removeAll(name);
+}
+
+QList<QByteArray> readableOf(QList<QByteArray> names)
+{
+    removeNames(names, kNotRead);
+    removeNames(names, RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats());
+    return names;
+}
+
+QList<QByteArray> writableOf(QList<QByteArray> names)
+{
+    removeNames(names, kNotWritten);
+    return names;
+}
+
+// All names that Qt may have for a format; none for a combination of formats, which is not one.
+QList<QByteArray> namesOf(const RKMediaFormat& format)
+{
+    QList<QByteArray> names;
+    if (!format.defaultExtension().isEmpty()) {
+        const QStringList extensions = format.fileExtensions();
+        for (const QString& extension : extensions)
+            names << extension.toLatin1();
+    }
+    return names;
+}
+
+// As Qt recognises drawings.
+bool mayBeDrawing(QByteArrayView start)
+{
+    const QByteArrayView first = start.first(std::min(start.size(), kSignatureSize));
+    const auto contains = [first](QByteArrayView text) { return first.indexOf(text) >= 0; };
+    return first.startsWith("\x1f\x8b") || contains("<?xml") || contains("<svg") || contains("<!--")
+        || contains("<!DOC");
+}
+
+// Where the name of the format is all that counts. Before Qt takes one of its own readers, it loads
+// the plug-ins of all formats and asks them whether they know the content. And it would take a
+// drawing with the suffix of a picture for what it is, without the limits of our decoder.
+void restrict(QImageReader& reader, QByteArrayView start, const QByteArray& name)
+{
+    const bool isKnown
+        = (name == "png" && RKPngChunks::isPng(start)) || (name == "bmp" && start.startsWith("BM"));
+    if (isKnown || mayBeDrawing(start))
+        reader.setAutoDetectImageFormat(false);
+}
+
+// The list of all names would load every plug-in; this loads that of the name, if it has one.
+bool hasReader(const QByteArray& name)
+{
+    QBuffer nothing;
+    nothing.open(QIODevice::ReadOnly);
+    QImageReader reader(&nothing, name);
+    reader.setAutoDetectImageFormat(false);
+    reader.canRead();
+    return reader.error() != QImageReader::UnsupportedFormatError;
+}
+
+// Qt asks the plug-ins by turns, until one writes the format.
+bool hasWriter(const QByteArray& name)
+{
+    QBuffer nothing;
+    nothing.open(QIODevice::WriteOnly);
+    return QImageWriter(&nothing, name).canWrite();
 }
 
 bool canHold(const QByteArray& data, const QSize& size)
@@ -185,6 +249,23 @@ RKMediaFormatList RKBitmapDecoderQt::writableImageFileFormats() const
     return formats;
 }
 
+bool RKBitmapDecoderQt::canRead(const RKMediaFormat& format) const
+{
+    if (format.isVideo())
+        return false;
+    const QList<QByteArray> names = readableOf(namesOf(format));
+    // Some plug-ins want to see a file before they say yes.
+    return std::any_of(names.begin(), names.end(), hasReader)
+        || readableImageFileFormats().contains(format);
+}
+
+bool RKBitmapDecoderQt::canWrite(const RKMediaFormat& format) const
+{
+    const QList<QByteArray> names = writableOf(namesOf(format));
+    return std::any_of(names.begin(), names.end(), hasWriter)
+        || writableImageFileFormats().contains(format);
+}
+
 QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QByteArray& format,
     const QSize& wantedSize,
@@ -212,6 +293,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, format);
+    restrict(reader, bytes, name);
     if (isHeic(format))
         reader.setAutoTransform(true);
     // The size of a TIFF picture may be that of another directory of the file. PNG readers scale
@@ -256,7 +338,7 @@ bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) 
 bool RKBitmapDecoderQt::save(
     QIODevice* device, const RKMediaFormat& format, const QImage& image) const
 {
-    if (!writableImageFileFormats().contains(format))
+    if (!canWrite(format))
         return false;
     const RKDeviceOpener opener(device, QIODevice::WriteOnly);
     if (!opener.isOpen())
@@ -295,6 +377,7 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
     if (!RKPictureHeaderCheck::hasFewSegments(*device))
         return {};
     QImageReader reader(device, format);
+    restrict(reader, signature, format.toLower());
     return heicAwareSize(reader);
 }
 
@@ -334,6 +417,7 @@ QSize RKBitmapDecoderQt::measured(const QByteArray& bytes, const QByteArray& for
     if (bytes.isEmpty() || !RKPictureHeaderCheck::hasFewSegments(buffer))
         return {};
     QImageReader reader(&buffer, format);
+    restrict(reader, bytes, format.toLower());
     return heicAwareSize(reader);
 }
 
@@ -344,15 +428,10 @@ QString RKBitmapDecoderQt::name() const
 
 RKMediaFormatList RKBitmapDecoderQt::createReadableImageFileFormats()
 {
-    QList<QByteArray> names = QImageReader::supportedImageFormats();
-    removeNames(names, kNotRead);
-    removeNames(names, RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats());
-    return RKMediaFormatList(names);
+    return RKMediaFormatList(readableOf(QImageReader::supportedImageFormats()));
 }
 
 RKMediaFormatList RKBitmapDecoderQt::createWritableImageFileFormats()
 {
-    QList<QByteArray> names = QImageWriter::supportedImageFormats();
-    removeNames(names, kNotWritten);
-    return RKMediaFormatList(names);
+    return RKMediaFormatList(writableOf(QImageWriter::supportedImageFormats()));
 }

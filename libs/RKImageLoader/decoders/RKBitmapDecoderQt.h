@@ -17,6 +17,8 @@ public:
 
     RKMediaFormatList readableImageFileFormats() const override;
     RKMediaFormatList writableImageFileFormats() const override;
+    bool canRead(const RKMediaFormat& format) const override;
+    bool canWrite(const RKMediaFormat& format) const override;
 
     /// Where the format allows, the picture is made smaller while it is decoded. HEIC pictures come
     /// upright, all others as they are stored. A picture with a side below 8 pixels or one 64 times

@@ -7,6 +7,8 @@
 #include <QDebug>
 #include <QMutexLocker>
 
+#include <algorithm>
+
 #ifdef Q_OS_MACOS
 #    include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 using RKBitmapDecoderOfPlatform = RKBitmapDecoderMacCoreGraphics;
@@ -15,7 +17,11 @@ using RKBitmapDecoderOfPlatform = RKBitmapDecoderMacCoreGraphics;
 using RKBitmapDecoderOfPlatform = RKBitmapDecoderLibRaw;
 #endif
 
-RKBitmapDecoderRegistry::RKBitmapDecoderRegistry() = default;
+RKBitmapDecoderRegistry::RKBitmapDecoderRegistry()
+    : m_reading{&RKBitmapDecoder::readableImageFileFormats, &RKBitmapDecoder::canRead}
+    , m_writing{&RKBitmapDecoder::writableImageFileFormats, &RKBitmapDecoder::canWrite}
+{
+}
 
 RKBitmapDecoderRegistry::~RKBitmapDecoderRegistry() = default;
 
@@ -28,21 +34,28 @@ void RKBitmapDecoderRegistry::setupInstance()
 {
     const QMutexLocker locker(&m_mutex);
     const QList<RKBitmapDecoder*> decoders = createDecoderList();
-    for (RKBitmapDecoder* decoder : decoders) {
+    for (RKBitmapDecoder* decoder : decoders)
         m_ownedDecoders.emplace_back(decoder);
-        add(m_decoders, decoder->readableImageFileFormats(), decoder);
-        add(m_encoders, decoder->writableImageFileFormats(), decoder);
-    }
+}
+
+bool RKBitmapDecoderRegistry::isReadable(const RKMediaFormat& format) const
+{
+    return contains(m_reading, format);
+}
+
+bool RKBitmapDecoderRegistry::isWritable(const RKMediaFormat& format) const
+{
+    return contains(m_writing, format);
 }
 
 QList<RKBitmapDecoder*>& RKBitmapDecoderRegistry::listOfDecoders(const RKMediaFormat& format) const
 {
-    return list(m_decoders, format);
+    return list(m_reading, format);
 }
 
 QList<RKBitmapDecoder*>& RKBitmapDecoderRegistry::listOfEncoders(const RKMediaFormat& format) const
 {
-    return list(m_encoders, format);
+    return list(m_writing, format);
 }
 
 RKBitmapDecoder* RKBitmapDecoderRegistry::primaryDecoder(const RKMediaFormat& format) const
@@ -70,46 +83,62 @@ RKBitmapDecoder* RKBitmapDecoderRegistry::primaryEncoder(const RKMediaFormat& fo
 RKMediaFormatList RKBitmapDecoderRegistry::supportedMediaFormats() const
 {
     const QMutexLocker locker(&m_mutex);
-    if (!m_supportedFormats)
-        m_supportedFormats = preCompileImageFileFormats(m_decoders);
-    return *m_supportedFormats;
+    return formats(m_reading);
 }
 
 RKMediaFormatList RKBitmapDecoderRegistry::writableImageFileFormats() const
 {
     const QMutexLocker locker(&m_mutex);
-    if (!m_writableFormats)
-        m_writableFormats = preCompileImageFileFormats(m_encoders);
-    return *m_writableFormats;
+    return formats(m_writing);
+}
+
+bool RKBitmapDecoderRegistry::contains(
+    const Direction& direction, const RKMediaFormat& format) const
+{
+    const QMutexLocker locker(&m_mutex);
+    if (direction.formats)
+        return direction.formats->contains(format);
+    // A list for the format would make it one of the supported ones.
+    if (direction.decoders.count(format) > 0)
+        return format != MEDIA_FORMAT_UNKNOWN;
+    return std::any_of(m_ownedDecoders.begin(), m_ownedDecoders.end(), [&](const auto& decoder) {
+        return (decoder.get()->*direction.can)(format);
+    });
 }
 
 RKBitmapDecoderRegistry::DecoderList& RKBitmapDecoderRegistry::list(
-    DecoderMap& map, const RKMediaFormat& format) const
+    Direction& direction, const RKMediaFormat& format) const
 {
     const QMutexLocker locker(&m_mutex);
-    std::unique_ptr<DecoderList>& decoders = map[format];
-    if (!decoders)
-        decoders = std::make_unique<DecoderList>();
+    std::unique_ptr<DecoderList>& decoders = direction.decoders[format];
+    if (decoders)
+        return *decoders;
+    decoders = std::make_unique<DecoderList>();
+    for (const auto& decoder : m_ownedDecoders) {
+        if ((decoder.get()->*direction.can)(format))
+            decoders->append(decoder.get());
+    }
     return *decoders;
 }
 
-void RKBitmapDecoderRegistry::add(
-    DecoderMap& map, const RKMediaFormatList& formats, RKBitmapDecoder* decoder) const
+/// The lock is held.
+const RKMediaFormatList& RKBitmapDecoderRegistry::formats(Direction& direction) const
 {
-    for (const RKMediaFormat& format : formats) {
-        if (format == MEDIA_FORMAT_UNKNOWN) {
-            qWarning().noquote() << "A Decoder is trying to add MEDIA_FORMAT_UNKNOWN"
-                                 << decoder->name();
-            continue;
+    if (direction.formats)
+        return *direction.formats;
+    for (const auto& decoder : m_ownedDecoders) {
+        const RKMediaFormatList own = (decoder.get()->*direction.formatsOf)();
+        for (const RKMediaFormat& format : own) {
+            if (format == MEDIA_FORMAT_UNKNOWN) {
+                qWarning().noquote()
+                    << "A Decoder is trying to add MEDIA_FORMAT_UNKNOWN" << decoder->name();
+            } else {
+                list(direction, format);
+            }
         }
-        list(map, format).append(decoder);
     }
-}
-
-RKMediaFormatList RKBitmapDecoderRegistry::preCompileImageFileFormats(const DecoderMap& map)
-{
-    RKMediaFormatList formats;
-    for (const auto& entry : map) {
+    RKMediaFormatList& formats = direction.formats.emplace();
+    for (const auto& entry : direction.decoders) {
         // A question may have added it.
         if (entry.first != MEDIA_FORMAT_UNKNOWN)
             formats.insertOnlyOnce(entry.first);

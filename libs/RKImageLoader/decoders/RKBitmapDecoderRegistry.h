@@ -28,8 +28,13 @@ public:
     /// New decoders of every kind, in the order of preference. The caller owns them.
     virtual QList<RKBitmapDecoder*> createDecoderList() const;
 
-    /// Registers the decoders. The process-wide object has done this before it can be asked.
+    /// Makes the decoders. The process-wide object has done this before it can be asked.
     void setupInstance() override;
+
+    /// Whether the format is, or will be, in supportedMediaFormats() or writableImageFileFormats();
+    /// doesn't load the codecs of all formats, as these do.
+    bool isReadable(const RKMediaFormat& format) const;
+    bool isWritable(const RKMediaFormat& format) const;
 
     /// The registry's own list of a format's decoders, which may be appended to while no other
     /// thread reads it. A format without decoders gets an empty list.
@@ -51,16 +56,27 @@ private:
     // The lists stay where they are when formats are added.
     using DecoderMap = std::map<RKMediaFormat, std::unique_ptr<DecoderList>>;
 
-    DecoderList& list(DecoderMap& map, const RKMediaFormat& format) const;
-    void add(DecoderMap& map, const RKMediaFormatList& formats, RKBitmapDecoder* decoder) const;
-    static RKMediaFormatList preCompileImageFileFormats(const DecoderMap& map);
+    using FormatsOf = RKMediaFormatList (RKBitmapDecoder::*)() const;
+    using Can = bool (RKBitmapDecoder::*)(const RKMediaFormat& format) const;
+
+    // Reading or writing: who does it, filled format by format, and the formats, once they are
+    // known.
+    struct Direction
+    {
+        FormatsOf formatsOf;
+        Can can;
+        DecoderMap decoders{};
+        std::optional<RKMediaFormatList> formats{};
+    };
+
+    bool contains(const Direction& direction, const RKMediaFormat& format) const;
+    DecoderList& list(Direction& direction, const RKMediaFormat& format) const;
+    const RKMediaFormatList& formats(Direction& direction) const;
 
     // Guards all below but the decoders; ThreadSanitizer can't see Qt's recursive one. Nothing else
-    // is locked while it is held, except what a decoder's lists of formats lock.
+    // is locked while it is held, except what a decoder's questions about formats lock.
     mutable std::recursive_mutex m_mutex;
-    mutable DecoderMap m_decoders;
-    mutable DecoderMap m_encoders;
-    mutable std::optional<RKMediaFormatList> m_supportedFormats;
-    mutable std::optional<RKMediaFormatList> m_writableFormats;
+    mutable Direction m_reading;
+    mutable Direction m_writing;
     std::vector<std::unique_ptr<RKBitmapDecoder>> m_ownedDecoders;
 };

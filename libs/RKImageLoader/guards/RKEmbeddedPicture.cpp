@@ -26,6 +26,9 @@ QSize measured(const QByteArray& data, const QByteArray& format)
 
 QByteArray RKEmbeddedPicture::format(const QByteArray& data)
 {
+    // The usual one: Qt would load the plug-ins of all others and ask them.
+    if (data.startsWith("\xff\xd8\xff"))
+        return "jpeg";
     QBuffer buffer;
     buffer.setData(data);
     buffer.open(QIODevice::ReadOnly);
@@ -34,7 +37,11 @@ QByteArray RKEmbeddedPicture::format(const QByteArray& data)
 
 QSize RKEmbeddedPicture::size(const QByteArray& data)
 {
-    const QByteArray name = format(data);
+    return size(data, format(data));
+}
+
+QSize RKEmbeddedPicture::size(const QByteArray& data, const QByteArray& name)
+{
     // Measuring reads the chunks.
     const bool isHarmless = !RKPngChunks::isPng(data) || RKPngChunks::areHarmless(data);
     const QSize size = isRaster(name) && isHarmless ? measured(data, name) : QSize();
@@ -43,7 +50,8 @@ QSize RKEmbeddedPicture::size(const QByteArray& data)
 
 QImage RKEmbeddedPicture::thumbnail(const QByteArray& data)
 {
-    const QSize found = size(data);
+    const QByteArray name = format(data);
+    const QSize found = size(data, name);
     const bool isSmall = qint64(found.width()) * found.height() <= RKImageLimits::kSmallGraphic;
-    return !found.isEmpty() && isSmall ? QImage::fromData(data) : QImage();
+    return !found.isEmpty() && isSmall ? QImage::fromData(data, name.constData()) : QImage();
 }

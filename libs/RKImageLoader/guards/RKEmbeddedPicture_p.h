@@ -22,4 +22,7 @@ public:
 
     /// The picture; null if it has no size, or more pixels than RKImageLimits::kSmallGraphic.
     static QImage thumbnail(const QByteArray& data);
+
+private:
+    static QSize size(const QByteArray& data, const QByteArray& name);
 };

@@ -12,6 +12,7 @@
 
 #include <QBuffer>
 #include <QDebug>
+#include <QLoggingCategory>
 #include <QMutex>
 #include <QMutexLocker>
 
@@ -110,7 +111,9 @@ RKBitmapDecoder* RKImageLoader::primaryEncoder(const RKMediaFormat& format) cons
 
 QList<RKBitmapDecoder*> RKImageLoader::decoders(const RKMediaFormat& format) const
 {
-    return bitmapDecoders()->listOfDecoders(format);
+    // A question to the registry would make a format one that has decoders.
+    return supportsMediaFormat(format) ? bitmapDecoders()->listOfDecoders(format)
+                                       : QList<RKBitmapDecoder*>();
 }
 
 RKMediaFormatList RKImageLoader::writableMediaFormats() const
@@ -125,7 +128,7 @@ RKMediaFormatList RKImageLoader::supportedMediaFormats() const
 
 bool RKImageLoader::supportsMediaFormat(const RKMediaFormat& format) const
 {
-    return isSupportedFormat(format);
+    return bitmapDecoders()->isReadable(format);
 }
 
 RKMediaFormatList RKImageLoader::compatibleWritableMediaFormats(
@@ -510,6 +513,9 @@ QString RKImageLoader::removeImageSuffixFromPath(const QString& path) const
 
 void RKImageLoader::dumpSupportedFormats() const
 {
+    // To know all formats means to load all codecs.
+    if (!QLoggingCategory::defaultCategory()->isDebugEnabled())
+        return;
     const RKMediaFormatList formats = bitmapDecoders()->supportedMediaFormats();
     QStringList names;
     for (const RKMediaFormat& format : formats)

@@ -7,13 +7,12 @@
 
 RKMediaLoader::RKMediaLoader()
     : m_loaders{RKImageLoader::instance(), RKVideoLoader::instance()}
-    , m_filters(RKMediaLoader::supportedMediaFormats().fileExtensionFilters())
 {
 }
 
 QStringList RKMediaLoader::supportedFormatFileExtensionFilters() const
 {
-    return m_filters;
+    return supportedMediaFormats().fileExtensionFilters();
 }
 
 RKMediaFormatList RKMediaLoader::writableMediaFormats() const

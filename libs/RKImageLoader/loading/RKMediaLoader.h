@@ -56,5 +56,4 @@ private:
 
     // In the order in which they are asked; not owned. Never changed after construction.
     QList<const RKMediaLoaderAbstract*> m_loaders;
-    QStringList m_filters;
 };

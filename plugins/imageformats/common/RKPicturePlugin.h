@@ -14,7 +14,8 @@ class RKPicturePlugin : public QImageIOPlugin
 public:
     Capabilities capabilities(QIODevice* device, const QByteArray& format) const override
     {
-        if (device)
+        // Without bytes, the question is whether the format is known at all.
+        if (device && !device->atEnd())
             return RKPictureHandler<Picture>::canRead(device) ? CanRead : Capabilities();
         const auto& keys = Picture::kKeys;
         return std::find(keys.begin(), keys.end(), format) != keys.end() ? CanRead : Capabilities();

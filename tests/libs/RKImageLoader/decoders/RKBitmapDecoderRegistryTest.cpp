@@ -63,6 +63,23 @@ private Q_SLOTS:
         QCOMPARE(found, expected);
     }
 
+    void questionsAboutOneFormatAgreeWithTheLists()
+    {
+        RKBitmapDecoderRegistry asked;
+        asked.setupInstance();
+        RKBitmapDecoderRegistry listing;
+        listing.setupInstance();
+        const RKMediaFormatList readable = listing.supportedMediaFormats();
+        const RKMediaFormatList writable = listing.writableImageFileFormats();
+        for (int bit = 0; bit < 46; ++bit) {
+            const RKMediaFormat format(RKMediaFormatEnum(1LL << bit));
+            QCOMPARE(asked.isReadable(format), readable.contains(format));
+            QCOMPARE(asked.isWritable(format), writable.contains(format));
+        }
+        QVERIFY(!asked.isReadable(MEDIA_FORMAT_UNKNOWN));
+        QCOMPARE(asked.supportedMediaFormats(), readable);
+    }
+
     void missingPrimaryEndsTheProcess()
     {
         for (const char* role : {"Decoder", "Encoder"}) {
