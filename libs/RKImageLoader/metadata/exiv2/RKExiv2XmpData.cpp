@@ -4,7 +4,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/exiv2/RKSizeLimit_p.h"
-#include "RKImageLoader/metadata/exiv2/RKXmpRegionsPacket_p.h"
+#include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketParser_p.h"
 
@@ -317,8 +317,14 @@ RKFacePositions RKExiv2XmpData::facePositions() const
 {
     std::string packet;
     RKXmpRegionsPacket regions;
-    return currentPacket(&packet) && regions.parseXmpData(packet) ? regions.faces()
-                                                                  : RKFacePositions();
+    return mayHaveRegions() && currentPacket(&packet) && regions.parseXmpData(packet)
+        ? regions.faces()
+        : RKFacePositions();
+}
+
+bool RKExiv2XmpData::mayHaveRegions() const
+{
+    return m_data.empty() || RKXmpRegions::containsXmpData(m_data);
 }
 
 QHash<QString, QString> RKExiv2XmpData::allData() const

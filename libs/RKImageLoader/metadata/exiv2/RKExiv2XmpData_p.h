@@ -90,6 +90,9 @@ public:
 
     /// The face regions, see RKXmpRegionsPacket.
     RKFacePositions facePositions() const;
+    /// False if the keys that exiv2 has found show that there are none, which saves parsing the
+    /// packet.
+    bool mayHaveRegions() const;
 
     /// Key to text of all properties.
     QHash<QString, QString> allData() const;

@@ -31,7 +31,7 @@ bool RKXmpRegions::parseXmpData(const RKExiv2XmpData& data)
 
 bool RKXmpRegions::parseOrKeep(const RKExiv2XmpData* data)
 {
-    return !data || parseXmpData(*data);
+    return !data || (data->mayHaveRegions() && parseXmpData(*data));
 }
 
 bool RKXmpRegions::storeInto(RKExiv2XmpData* data) const
@@ -51,7 +51,7 @@ QSize RKXmpRegions::appliedToImageSize(const RKExiv2XmpData* data)
 
 int RKXmpRegions::numberOfRegions(const RKExiv2XmpData& data)
 {
-    return parseXmpData(data) ? regionCount() : 0;
+    return data.mayHaveRegions() && parseXmpData(data) ? regionCount() : 0;
 }
 
 bool RKXmpRegions::expandFaces(
