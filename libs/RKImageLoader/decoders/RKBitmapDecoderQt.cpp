@@ -328,6 +328,9 @@ bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) 
     const QString path = file.absoluteFilePath();
     // Encoded in memory and written as a whole, so that a failure leaves the old file.
     QBuffer encoded;
+    // Room for a file without compression, which takes no memory before it is written to.
+    encoded.buffer().reserve(drawable.numBytes());
+    RKHugePages::advise(encoded.buffer().data(), encoded.buffer().capacity());
     if (save(&encoded, RKMediaFormat(file), drawable) && !encoded.data().isEmpty()
         && RKSafeFileWriter(path).write(encoded.data()) == RKSafeFileWriter::Result::Done)
         return true;
