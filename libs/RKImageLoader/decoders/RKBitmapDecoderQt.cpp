@@ -48,9 +48,10 @@ constexpr std::array kNotWritten{"pbm",
     "heif",
     "heifs"};
 
-// Formats whose readers leave parts of a damaged picture as they find them, for instance where the
-// run lengths of a BMP file end early. What was in memory before must not show there.
-constexpr std::array kWithGaps{"bmp"};
+// Formats whose readers leave parts of a picture as they find them: where the run lengths of a
+// BMP file end early, and in TIFF files whose channels are planes of 16 bits. What was in memory
+// before must not show there.
+constexpr std::array kWithGaps{"bmp", "tif", "tiff"};
 
 constexpr qsizetype kSignatureSize = 16;
 

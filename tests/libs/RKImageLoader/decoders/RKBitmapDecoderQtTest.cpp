@@ -7,6 +7,7 @@
 #include "support/RKDecoderChecks.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
+#include "support/RKTestTiff.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -334,6 +335,29 @@ private Q_SLOTS:
             const QImage decoded = m_decoder.decode(bmp, "bmp", {}, {});
             const auto* bits = reinterpret_cast<const char*>(decoded.constBits());
             QCOMPARE(QByteArray(bits, decoded.sizeInBytes()).count('\0'), 64 * 48);
+        }
+
+        // Qt's reader takes the three planes of 16 bits for rows of pixels.
+        constexpr quint32 kPlane = 64 * 48 * 2;
+        constexpr quint32 kPlanes = 256;
+        QByteArray tiff = QByteArray("II*\0", 4) + QByteArray::fromHex("08000000")
+            + RKTestTiff::directory(8,
+                {{256, RKTestTiff::kLong, {64}},
+                    {257, RKTestTiff::kLong, {48}},
+                    {258, RKTestTiff::kShort, {16, 16, 16}},
+                    {262, RKTestTiff::kShort, {2}},
+                    {273, RKTestTiff::kLong, {kPlanes, kPlanes + kPlane, kPlanes + 2 * kPlane}},
+                    {277, RKTestTiff::kShort, {3}},
+                    {278, RKTestTiff::kLong, {48}},
+                    {279, RKTestTiff::kLong, {kPlane, kPlane, kPlane}},
+                    {284, RKTestTiff::kShort, {2}}});
+        tiff = tiff.leftJustified(kPlanes + 3 * kPlane, '\0');
+        for (int i = 0; i < 8; ++i) {
+            QImage(image.size(), QImage::Format_RGBX64).fill(Qt::white);
+            const QImage decoded = m_decoder.decode(tiff, "tif", {}, {});
+            QImage black(image.size(), decoded.format());
+            black.fill(Qt::black);
+            QCOMPARE(RKTestPictures::difference(decoded, black), 0);
         }
     }
 
