@@ -278,7 +278,8 @@ private Q_SLOTS:
             {"tiles for several threads", gridOf(10, 16)},
             {"limited range", withProperties({coded(1, 13, 1, false)})},
             {"another matrix", withProperties({coded(9, 13, 9)})},
-            {"a matrix that only libheif knows", withProperties({coded(1, 13, 8)})}};
+            {"a matrix that only libheif knows", withProperties({coded(1, 13, 8)})},
+            {"a matrix that nobody knows", withProperties({coded(1, 13, 999)})}};
         for (const auto& [name, file] : files) {
             const QImage whole = read(file.bytes());
             QVERIFY2(!whole.isNull(), name);

@@ -69,10 +69,10 @@ Frame decoded(RKHevcDecoder& decoder, const RKHeifTiles& tiles, qsizetype index)
     // What the file says goes before what the stream says.
     RKBigEndianReader colors(tile.colors);
     colors.bytes(8);
-    const auto matrix = AVColorSpace(colors.number(2));
+    const quint64 matrix = colors.number(2);
     const bool isFull = colors.number(1) & 0x80;
     if (!tile.colors.isEmpty() && colors.isGood()) {
-        frame->colorspace = matrix;
+        frame->colorspace = matrix < AVCOL_SPC_NB ? AVColorSpace(matrix) : AVCOL_SPC_RESERVED;
         frame->color_range = isFull ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
     }
     return frame;
