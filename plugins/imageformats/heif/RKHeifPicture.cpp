@@ -125,9 +125,11 @@ QByteArray profileOf(const heif_image_handle* handle)
 QColorSpace codedColorSpace(const heif_image_handle* handle)
 {
     heif_color_profile_nclx* found = nullptr;
-    if (!isDone(heif_image_handle_get_nclx_color_profile(handle, &found)) || !found)
-        return {};
+    const heif_error error = heif_image_handle_get_nclx_color_profile(handle, &found);
+    // There is one with errors, too.
     const std::unique_ptr<heif_color_profile_nclx, NclxDeleter> profile(found);
+    if (!isDone(error) || !profile)
+        return {};
     const int transfer = profile->transfer_characteristics;
     if (transfer == kTransferPq || transfer == kTransferHlg)
         return {};
