@@ -38,6 +38,19 @@ bool isKeyFrame(const AVFrame& frame)
 #endif
 }
 
+/// Whether a frame's number can be told when others before it were not decoded: the container gives
+/// exact display times. H.264 marks the pictures that no other one needs, whatever their type; one
+/// of the two fields of a frame may be such a picture. (HEVC marks those that none of their own
+/// layer needs.)
+bool canLeaveOut(RKFfmpegFile& file)
+{
+    const QByteArrayView container(file.format().iformat->name);
+    const AVFieldOrder fields = file.codec().field_order;
+    return file.codec().codec_id == AV_CODEC_ID_H264
+        && (container.startsWith("mov") || container.startsWith("matroska"))
+        && (fields == AV_FIELD_PROGRESSIVE || fields == AV_FIELD_UNKNOWN);
+}
+
 } // namespace
 
 std::unique_ptr<RKFrameSeeker> RKFrameSeeker::create(std::unique_ptr<RKFfmpegFile> file)
@@ -48,6 +61,7 @@ std::unique_ptr<RKFrameSeeker> RKFrameSeeker::create(std::unique_ptr<RKFfmpegFil
 
 RKFrameSeeker::RKFrameSeeker(std::unique_ptr<RKFfmpegFile> file)
     : m_file(std::move(file))
+    , m_leavingOut(canLeaveOut(*m_file) ? LeavingOut::NotNow : LeavingOut::Never)
 {
 }
 
@@ -100,6 +114,22 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
         setLastFrameOkay(false);
         return false;
     }
+    if (m_leavingOut == LeavingOut::NotNow && timestamp <= m_file->endOfData())
+        m_leavingOut = LeavingOut::Possible;
+    bool isFound = findFrame(timestamp);
+    if (std::exchange(m_isDoubtful, false)) {
+        qCDebug(rkFfmpeg) << "all frames are decoded from now on in" << facts().path;
+        m_leavingOut = LeavingOut::Never;
+        m_lastFrameOkay = false;
+        isFound = findFrame(timestamp);
+    }
+    if (m_leavingOut == LeavingOut::Possible)
+        m_leavingOut = LeavingOut::NotNow;
+    return isFound;
+}
+
+bool RKFrameSeeker::findFrame(long long timestamp)
+{
     if (leadsSoonTo(timestamp))
         return decodeSeekFrame(timestamp);
     const long long target = latestOf(timestamp);
@@ -167,6 +197,7 @@ bool RKFrameSeeker::seek(long long lowest, long long target, int flags)
     m_lastFrameOkay = false;
     m_packetTime = kNoTimestamp;
     m_isDrained = false;
+    m_leftOutUpTo = kNoTimestamp;
     return true;
 }
 
@@ -253,7 +284,11 @@ bool RKFrameSeeker::decodeSeekFrame(long long timestamp)
     while (isGoingOn && !done) {
         if (!readPacket()) {
             drain(timestamp, &done, &gotImage);
-            rememberEnd(timestamp, done);
+            // What was left out may be the last frame.
+            if (m_leftOutUpTo == kNoTimestamp)
+                rememberEnd(timestamp, done);
+            else
+                m_isDoubtful |= !done;
             break;
         }
         isGoingOn = decodePacket(timestamp, &done, &gotImage);
@@ -265,11 +300,41 @@ bool RKFrameSeeker::decodeSeekFrame(long long timestamp)
     return gotImage;
 }
 
+/// Has the decoder leave out the packet's picture if no other one is predicted from it and it comes
+/// well before the frame wanted.
+void RKFrameSeeker::leaveOutUnneeded(long long timestamp)
+{
+    const bool isUnneeded = m_leavingOut == LeavingOut::Possible && timestamp != kAnyTimestamp
+        && m_packet->pts != AV_NOPTS_VALUE
+        && double(m_packet->pts) + 2.0 * double(settlingTicks()) < double(timestamp);
+    // A decoder with several threads takes this over with each packet.
+    m_file->codec().skip_frame = isUnneeded ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    if (isUnneeded)
+        m_leftOutUpTo = std::max<long long>(m_leftOutUpTo, m_packet->pts);
+}
+
+/// How long the decoder takes to give frames in step with the packets again, after pictures were
+/// left out: until it has exchanged all those that it holds back for their order.
+long long RKFrameSeeker::settlingTicks() const
+{
+    const int held = std::max(m_file->codec().has_b_frames, 2);
+    return qRound64((2 * held + 2) * facts().ticksPerFrame());
+}
+
+/// Whether the frame is given by a decoder that is not in step with the packets, so that only its
+/// own display time counts. It comes well before the frame wanted.
+bool RKFrameSeeker::isBeforeSettled(const AVFrame& frame) const
+{
+    return m_leftOutUpTo != kNoTimestamp && frame.pts != AV_NOPTS_VALUE
+        && double(frame.pts) < double(m_leftOutUpTo) + double(settlingTicks());
+}
+
 /// Whether decoding can go on.
 bool RKFrameSeeker::decodePacket(long long timestamp, bool* done, bool* gotImage)
 {
     m_packetTime = timeOfPacket();
     m_packet->dts = m_packetTime;
+    leaveOutUnneeded(timestamp);
     int sent = avcodec_send_packet(&m_file->codec(), m_packet.get());
     if (sent == AVERROR(EAGAIN)) {
         // Frames were left in the decoder after the last one wanted.
@@ -279,6 +344,7 @@ bool RKFrameSeeker::decodePacket(long long timestamp, bool* done, bool* gotImage
     }
     if (sent < 0) {
         log("send packet failed");
+        m_isDoubtful |= m_leftOutUpTo != kNoTimestamp;
         return canGoOnAfter(sent);
     }
     return canGoOnAfter(receiveFrames(timestamp, done, gotImage));
@@ -317,13 +383,20 @@ int RKFrameSeeker::receiveFrames(long long timestamp, bool* done, bool* gotImage
             return 0;
         if (received < 0) {
             log("error during decoding");
+            m_isDoubtful |= m_leftOutUpTo != kNoTimestamp;
             return received;
         }
+        // Concealing takes up what was decoded before, whether it was needed or not.
+        m_isDoubtful |= m_leftOutUpTo != kNoTimestamp && m_frame->decode_error_flags != 0;
         if (!isDecodable())
             continue;
-        const long long time = timeOfFrame();
-        m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, m_upper);
-        m_lower = m_lastFrameOkay ? m_upper : time;
+        const bool isBefore = isBeforeSettled(*m_frame);
+        const long long time = isBefore ? m_frame->pts : timeOfFrame();
+        m_isDoubtful |= m_leftOutUpTo != kNoTimestamp && time != m_frame->pts;
+        // The frame before it may have been left out.
+        const long long before = isBefore ? m_upper : std::max(m_upper, m_leftOutUpTo);
+        m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, before);
+        m_lower = m_lastFrameOkay ? before : time;
         m_upper = time;
         m_lastFrameOkay = true;
         if (timestamp == kAnyTimestamp || time >= timestamp) {

@@ -34,6 +34,8 @@ private:
 
     explicit RKFrameSeeker(std::unique_ptr<RKFfmpegFile> file);
 
+    bool findFrame(long long timestamp);
+
     bool allocateBuffers();
     RKFfmpeg::Handle<AVFrame> createAVFrameRGB(int width, int height) const;
     void log(const char* message) const;
@@ -45,6 +47,9 @@ private:
     bool decodeFromHere(long long timestamp);
     bool readToKeyFrame(long long latest);
     bool readPacket();
+    void leaveOutUnneeded(long long timestamp);
+    long long settlingTicks() const;
+    bool isBeforeSettled(const AVFrame& frame) const;
     bool decodePacket(long long timestamp, bool* done, bool* gotImage);
     void drain(long long timestamp, bool* done, bool* gotImage);
     void rememberEnd(long long timestamp, bool isFound);
@@ -77,6 +82,18 @@ private:
     long long m_lastTime = kNoTimestamp;
     // From here on there are no frames.
     long long m_missingFrom = std::numeric_limits<long long>::max();
+    // Whether pictures that no other is predicted from may be left out on the way to a frame.
+    enum class LeavingOut
+    {
+        Never, ///< In this file.
+        NotNow,
+        Possible,
+    };
+    LeavingOut m_leavingOut = LeavingOut::Never;
+    // The latest display time up to which pictures were left out since the last seek.
+    long long m_leftOutUpTo = kNoTimestamp;
+    // Whether the search may have gone wrong because of that.
+    bool m_isDoubtful = false;
     // Whether the container tells which packets are key frames.
     bool m_areKeyFramesMarked = true;
     QImage m_image;
