@@ -26,7 +26,9 @@ QSize measured(const QByteArray& data, const QByteArray& format)
 
 QByteArray RKEmbeddedPicture::format(const QByteArray& data)
 {
-    // The usual one: Qt would load the plug-ins of all others and ask them.
+    // For all other bytes Qt loads the plug-ins of all formats and asks them.
+    if (data.isEmpty())
+        return {};
     if (data.startsWith("\xff\xd8\xff"))
         return "jpeg";
     QBuffer buffer;

@@ -1,4 +1,6 @@
+#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
@@ -41,6 +43,7 @@ private Q_SLOTS:
         const RKMediaDescriptor picture{QFileInfo(path)};
         QCOMPARE(RKMediaLoader::instance()->size(picture), QSize(16, 16));
         QCOMPARE(RKMediaLoader::instance()->bitmap(picture, QSize()).size(), QSize(16, 16));
+        QVERIFY(RKImageLoader::instance()->copyMetaData(picture).thumbnail().isNull());
         QVERIFY(!isLoaded("imageformats/") && !isLoaded("libavcodec"));
 
         const RKFfmpegBridge noVideo(path);
