@@ -197,6 +197,25 @@ QImage roomFor(const QImageReader& reader, const QSize& size, Content content)
     return image;
 }
 
+// Damaged files have pixels of colours that their palette lacks. These are black here: others would
+// read on after the end of the palette, or save a file that nobody opens.
+void completePalette(QImage& image)
+{
+    if (image.format() != QImage::Format_Indexed8)
+        return;
+    int greatest = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        const uchar* const row = image.constScanLine(y);
+        greatest = std::max<int>(greatest, *std::max_element(row, row + image.width()));
+    }
+    QList<QRgb> colors = image.colorTable();
+    if (greatest < colors.size())
+        return;
+    while (colors.size() <= greatest)
+        colors.append(qRgb(0, 0, 0));
+    image.setColorTable(colors);
+}
+
 // Null, with a warning, when the picture can't be decoded.
 QImage readImage(QImageReader& reader, QImage&& target)
 {
@@ -210,6 +229,7 @@ QImage readImage(QImageReader& reader, QImage&& target)
     }
     if (image.isNull())
         qWarning().noquote() << "Bild Laden gescheitert ( Bild leer):" << reader.errorString();
+    completePalette(image);
     return image;
 }
 

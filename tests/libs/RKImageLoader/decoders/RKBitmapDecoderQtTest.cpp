@@ -361,6 +361,21 @@ private Q_SLOTS:
         }
     }
 
+    void colorsBeyondThePaletteAreBlack()
+    {
+        QImage image(8, 8, QImage::Format_Indexed8);
+        image.setColorTable({qRgb(255, 0, 0), qRgb(0, 255, 0)});
+        image.fill(1);
+        QByteArray bmp = RKTestPictures::encoded(image, "BMP");
+        constexpr char kBeyond = 99;
+        bmp.back() = kBeyond;
+        const QImage decoded = m_decoder.decode(bmp, "bmp", {}, {});
+        QCOMPARE(decoded.pixel(0, 0), qRgb(0, 255, 0));
+        QCOMPARE(decoded.pixel(7, 0), qRgb(0, 0, 0));
+        // As a palette picture, it is one that others can open.
+        QVERIFY(!m_decoder.decode(RKTestPictures::encoded(decoded, "PNG"), "png", {}, {}).isNull());
+    }
+
     void devicesAndFilesAreMeasured()
     {
         for (const char* format : {"png", "mng"})
