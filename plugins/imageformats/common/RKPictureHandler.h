@@ -16,8 +16,8 @@
 /// `Picture` is a file whose header has been read:
 /// - `static constexpr qint64 kStartSize` and `static bool isRecognized(const QByteArray& start)`:
 ///   whether a file that begins like that is of the format;
-/// - `static std::unique_ptr<Picture> open(const QByteArray& file)`: null where the header is not
-///   valid or asks for too much;
+/// - `static std::unique_ptr<Opened> open(const QByteArray& file)`: null where the header is not
+///   valid or asks for too much. `Opened` is `Picture` as a rule, and has
 /// - `QSize size() const`: of the upright picture, in pixels;
 /// - `QImage decode(const QSize& size)`: the picture in exactly that size, with 32 bits a pixel;
 /// null
@@ -42,7 +42,7 @@ public:
         if (!open())
             return false;
         m_state = State::Finished;
-        const std::unique_ptr<Picture> picture = std::move(m_picture);
+        const Opened picture = std::move(m_picture);
         const QSize size = m_scaledSize.isValid() ? m_scaledSize : m_size;
         // Only to have Qt's limit of memory respected before any time is spent.
         QImage room;
@@ -77,6 +77,8 @@ public:
     }
 
 private:
+    using Opened = decltype(Picture::open(QByteArray()));
+
     enum class State
     {
         New,
@@ -109,7 +111,7 @@ private:
     }
 
     mutable State m_state = State::New;
-    mutable std::unique_ptr<Picture> m_picture;
+    mutable Opened m_picture;
     mutable QSize m_size;
     QSize m_scaledSize;
 };

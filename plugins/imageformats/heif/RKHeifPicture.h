@@ -1,12 +1,11 @@
 #pragma once
 
+#include "imageformats/common/RKOpenPicture.h"
 #include "imageformats/heif/RKHeifCheck.h"
+#include "imageformats/heif/RKHeifFormat.h"
 
 #include <QByteArray>
-#include <QImage>
-#include <QSize>
 
-#include <array>
 #include <memory>
 
 struct heif_context;
@@ -19,20 +18,17 @@ struct heif_image_handle;
 /// is the image's colour space. Without one, Display P3 and BT.2020 are converted to sRGB. HDR
 /// pictures (PQ, HLG) are brought to 8 bits as they are.
 class RKHeifPicture
+    : public RKHeifFormat
+    , public RKOpenPicture
 {
 public:
-    static constexpr std::array kKeys{"heic", "heif", "heics", "heifs"};
-    /// Where the list of brands is expected to end.
-    static constexpr qint64 kStartSize = 512;
-
-    static bool isRecognized(const QByteArray& start);
     static std::unique_ptr<RKHeifPicture> open(const QByteArray& file);
 
-    QSize size() const;
+    QSize size() const override;
 
     /// A thumbnail of the file is used for smaller sizes where it is large enough. With FFmpeg,
     /// opaque pictures that aren't cropped are made smaller before they become RGB.
-    QImage decode(const QSize& size);
+    QImage decode(const QSize& size) override;
 
 private:
     struct Deleter

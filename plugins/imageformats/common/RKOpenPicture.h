@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QImage>
+#include <QSize>
+
+/// A picture whose header has been read, for codecs that are loaded later than their plug-in.
+class RKOpenPicture
+{
+public:
+    RKOpenPicture() = default;
+    virtual ~RKOpenPicture() = default;
+
+    Q_DISABLE_COPY_MOVE(RKOpenPicture)
+
+    /// Of the upright picture, in pixels.
+    virtual QSize size() const = 0;
+    /// The picture in exactly that size, with 32 bits a pixel; null if it can't be decoded.
+    virtual QImage decode(const QSize& size) = 0;
+};
