@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/decoders/RKPlanarTiff_p.h"
 #include "RKImageLoader/decoders/RKReducedWebp_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
@@ -48,10 +49,9 @@ constexpr std::array kNotWritten{"pbm",
     "heif",
     "heifs"};
 
-// Formats whose readers leave parts of a picture as they find them: where the run lengths of a
-// BMP file end early, and in TIFF files whose channels are planes of 16 bits. What was in memory
-// before must not show there.
-constexpr std::array kWithGaps{"bmp", "tif", "tiff"};
+// Formats whose readers leave parts of a damaged picture as they find them, for instance where the
+// run lengths of a BMP file end early. What was in memory before must not show there.
+constexpr std::array kWithGaps{"bmp"};
 
 constexpr qsizetype kSignatureSize = 16;
 
@@ -306,6 +306,11 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         }
         if (!isWorthReducing(bytes, stored, target))
             return {};
+    }
+
+    if (const auto planar = RKPlanarTiff::read(bytes, stored)) {
+        const bool isScaled = wantedSize.isValid() && !planar->isNull();
+        return isScaled ? RKQtScaler::scaled(*planar, wantedSize) : *planar;
     }
 
     const QByteArray name = format.toLower();

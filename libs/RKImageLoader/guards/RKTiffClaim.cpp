@@ -14,8 +14,10 @@ constexpr quint16 kWidth = 256;
 constexpr quint16 kHeight = 257;
 constexpr quint16 kBitsPerSample = 258;
 constexpr quint16 kCompression = 259;
+constexpr quint16 kPhotometric = 262;
 constexpr quint16 kSamplesPerPixel = 277;
 constexpr quint16 kRowsPerStrip = 278;
+constexpr quint16 kPlanarConfiguration = 284;
 constexpr quint16 kTileWidth = 322;
 constexpr quint16 kTileHeight = 323;
 constexpr quint16 kSubsampling = 530;
@@ -233,6 +235,11 @@ std::optional<RKTiffClaim> RKTiffClaim::read(QByteArrayView data)
     claim.decodedBytes = roundedUp(width * samples * bits, 8) * height;
     claim.largestPart = roundedUp(partWidth * samples * bits, 8) * partHeight;
     claim.imageBytes = roundedUp(width * imageBits(bits, samples), 8) * height;
+
+    constexpr qint64 kRgb = 2;
+    constexpr qint64 kSeparate = 2;
+    claim.hasDeepPlanes = bits == 16 && samples >= 3 && directory.value(kPhotometric) == kRgb
+        && directory.value(kPlanarConfiguration) == kSeparate;
 
     const qint64 bytes = isTiled
         ? directory.compressedBytes(RKTiffTag::kTileOffsets, RKTiffTag::kTileSizes)

@@ -16,6 +16,8 @@ struct RKTiffClaim
     qint64 largestPart = 0;
     /// What a QImage of the picture takes.
     qint64 imageBytes = 0;
+    /// Colours of 16 bits, with a plane for each of them.
+    bool hasDeepPlanes = false;
     /// The compressed bytes can hold the decoded ones.
     bool isCovered = false;
 

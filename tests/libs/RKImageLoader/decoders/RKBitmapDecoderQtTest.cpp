@@ -336,8 +336,12 @@ private Q_SLOTS:
             const auto* bits = reinterpret_cast<const char*>(decoded.constBits());
             QCOMPARE(QByteArray(bits, decoded.sizeInBytes()).count('\0'), 64 * 48);
         }
+    }
 
-        // Qt's reader takes the three planes of 16 bits for rows of pixels.
+    // Qt's reader takes the three planes of 16 bits for rows of pixels.
+    void planesOfSixteenBitsAreJoined()
+    {
+        const QSize size(64, 48);
         constexpr quint32 kPlane = 64 * 48 * 2;
         constexpr quint32 kPlanes = 256;
         QByteArray tiff = QByteArray("II*\0", 4) + QByteArray::fromHex("08000000")
@@ -347,18 +351,24 @@ private Q_SLOTS:
                     {258, RKTestTiff::kShort, {16, 16, 16}},
                     {262, RKTestTiff::kShort, {2}},
                     {273, RKTestTiff::kLong, {kPlanes, kPlanes + kPlane, kPlanes + 2 * kPlane}},
+                    {274, RKTestTiff::kShort, {6}},
                     {277, RKTestTiff::kShort, {3}},
                     {278, RKTestTiff::kLong, {48}},
                     {279, RKTestTiff::kLong, {kPlane, kPlane, kPlane}},
                     {284, RKTestTiff::kShort, {2}}});
-        tiff = tiff.leftJustified(kPlanes + 3 * kPlane, '\0');
-        for (int i = 0; i < 8; ++i) {
-            QImage(image.size(), QImage::Format_RGBX64).fill(Qt::white);
-            const QImage decoded = m_decoder.decode(tiff, "tif", {}, {});
-            QImage black(image.size(), decoded.format());
-            black.fill(Qt::black);
-            QCOMPARE(RKTestPictures::difference(decoded, black), 0);
-        }
+        tiff = tiff.leftJustified(kPlanes, '\0') + QByteArray(kPlane, '\xff')
+            + QByteArray(kPlane, '\x80') + QByteArray(kPlane, '\0');
+        // The last pixel is black.
+        for (const quint32 plane : {1U, 2U})
+            tiff.replace(kPlanes + plane * kPlane - 2, 2, QByteArray(2, '\0'));
+        const QImage decoded = m_decoder.decode(tiff, "tif", {}, {});
+        QCOMPARE(decoded.size(), size);
+        QCOMPARE(decoded.pixel(0, 0), qRgb(255, 128, 0));
+        QCOMPARE(decoded.pixel(62, 47), qRgb(255, 128, 0));
+        QCOMPARE(decoded.pixel(63, 47), qRgb(0, 0, 0));
+        QCOMPARE(m_decoder.decode(tiff, "tif", {32, 32}, {}).pixel(16, 8), qRgb(255, 128, 0));
+        QTest::ignoreMessage(QtWarningMsg, "Picture refused: its planes are damaged");
+        QVERIFY(m_decoder.decode(tiff.chopped(kPlane), "tif", {32, 32}, {}).isNull());
     }
 
     void colorsBeyondThePaletteAreBlack()
