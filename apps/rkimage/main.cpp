@@ -501,7 +501,9 @@ int main(int argc, char** argv)
     }
 
     MessageCollector messages(verbose->count() > 0);
-    const auto application = makeApplication(argc, argv, !frameArguments.sheet.empty());
+    // Never destroyed: it would end the threads that Qt scales with, and wait until all but the
+    // last of their memory is free. LeakSanitizer took that for a leak.
+    static_cast<void>(makeApplication(argc, argv, !frameArguments.sheet.empty()).release());
     RKImageLoaderConfig::setConfigFile(
         QFileInfo(config->count() > 0 ? toPath(config->as<std::string>())
                                       : QStringLiteral(":/rkimage/config.xml")));
