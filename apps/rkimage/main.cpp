@@ -458,12 +458,16 @@ bool isDrawing(const char* argument)
 
 /// Texts need fonts, and these a QGuiApplication, which takes longer to make than most pictures do.
 /// Texts are drawn in drawings, whatever is made of them, and below the pictures of a storyboard.
-std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, bool hasStoryboard)
+/// Null where a QCoreApplication is enough. That is never destroyed: it would end the threads that
+/// Qt scales with, and LeakSanitizer takes one that is just ending for a leak.
+std::unique_ptr<QGuiApplication> makeApplication(int& argc, char** argv, bool hasStoryboard)
 {
     // As without a desktop: pictures that don't know their resolution are saved with this one.
     QCoreApplication::setAttribute(Qt::AA_Use96Dpi);
-    if (!hasStoryboard && std::none_of(argv + 1, argv + argc, isDrawing))
-        return std::make_unique<QCoreApplication>(argc, argv);
+    if (!hasStoryboard && std::none_of(argv + 1, argv + argc, isDrawing)) {
+        [[maybe_unused]] static const auto* const core = new QCoreApplication(argc, argv);
+        return nullptr;
+    }
     // No window is ever shown, so none of the desktop is needed.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -501,9 +505,7 @@ int main(int argc, char** argv)
     }
 
     MessageCollector messages(verbose->count() > 0);
-    // Never destroyed: it would end the threads that Qt scales with, and wait until all but the
-    // last of their memory is free. LeakSanitizer took that for a leak.
-    static_cast<void>(makeApplication(argc, argv, !frameArguments.sheet.empty()).release());
+    const auto application = makeApplication(argc, argv, !frameArguments.sheet.empty());
     RKImageLoaderConfig::setConfigFile(
         QFileInfo(config->count() > 0 ? toPath(config->as<std::string>())
                                       : QStringLiteral(":/rkimage/config.xml")));
