@@ -44,25 +44,6 @@ QByteArray rawFile(const QSize& preview)
     return file.bytes();
 }
 
-QByteArray photoshopFile(const QByteArray& profile)
-{
-    const QImage image = photograph();
-    RKTestPsd file{.size = kSize, .compression = 1};
-    for (int shift = 16; shift >= 0; shift -= 8) {
-        QByteArray channel;
-        channel.reserve(qsizetype(kSize.width()) * kSize.height());
-        for (int y = 0; y < image.height(); ++y) {
-            const auto* const row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-            for (int x = 0; x < image.width(); ++x)
-                channel += char(row[x] >> shift);
-        }
-        file.channels += channel;
-    }
-    if (!profile.isEmpty())
-        file.resources = {{1039, profile}};
-    return file.bytes();
-}
-
 int developHalf(const QByteArray& bytes)
 {
     const auto raw = std::make_unique<LibRaw>();
@@ -97,7 +78,7 @@ void rawWithoutPreviewAgainstHalfSize(benchmark::State& state)
 
 void comparePhotoshop(benchmark::State& state, const QByteArray& profile)
 {
-    const QByteArray bytes = photoshopFile(profile);
+    const QByteArray bytes = RKTestPsd::of(photograph(), profile).bytes();
     compare(
         state,
         [&] { return RKPhotoshopReader::read(bytes, {}).width(); },
@@ -134,7 +115,7 @@ double megabytes(const std::function<void()>& work)
 
 void memoryOfPhotoshopAgainstWhole(benchmark::State& state)
 {
-    const QByteArray bytes = photoshopFile({});
+    const QByteArray bytes = RKTestPsd::of(photograph()).bytes();
     for ([[maybe_unused]] auto iteration : state) {
         const double ours = megabytes([&] { RKPhotoshopReader::read(bytes, kWanted); });
         const double whole = megabytes([&] { RKPhotoshopReader::read(bytes, {}); });

@@ -118,24 +118,6 @@ QImage photograph(const QSize& size, quint32 seed)
     return image;
 }
 
-QByteArray photoshopFile(const QImage& image, const QByteArray& profile)
-{
-    RKTestPsd file{.size = image.size(), .compression = 1};
-    for (int shift = 16; shift >= 0; shift -= 8) {
-        QByteArray channel;
-        channel.reserve(qsizetype(image.width()) * image.height());
-        for (int y = 0; y < image.height(); ++y) {
-            const auto* const row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-            for (int x = 0; x < image.width(); ++x)
-                channel += char(row[x] >> shift);
-        }
-        file.channels += channel;
-    }
-    if (!profile.isEmpty())
-        file.resources = {{1039, profile}};
-    return file.bytes();
-}
-
 void write(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
@@ -225,7 +207,7 @@ void make(const QString& path, const Recipe& recipe, quint32 seed)
     const QImage image = photograph(recipe.size, seed);
     const QString format = QFileInfo(path).suffix();
     if (format == QLatin1String("psd"))
-        return write(path, photoshopFile(image, recipe.profile));
+        return write(path, RKTestPsd::of(image, recipe.profile).bytes());
     if (format == QLatin1String("dng")) {
         RKTestDng file{.scene = image};
         if (recipe.preview > 0)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QImage>
 #include <QList>
 #include <QSize>
 #include <QtEndian>
@@ -22,6 +23,25 @@ struct RKTestPsd
     bool areLayersInBlock = false;
     /// The rows of one channel after the other, most significant byte first.
     QList<QByteArray> channels = {};
+
+    /// A picture with 32 bits a pixel, its runs packed, and its profile if there is one.
+    static RKTestPsd of(const QImage& image, const QByteArray& profile = {})
+    {
+        RKTestPsd file{.size = image.size(), .compression = 1};
+        for (int shift = 16; shift >= 0; shift -= 8) {
+            QByteArray channel;
+            channel.reserve(qsizetype(image.width()) * image.height());
+            for (int y = 0; y < image.height(); ++y) {
+                const auto* const row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+                for (int x = 0; x < image.width(); ++x)
+                    channel += char(row[x] >> shift);
+            }
+            file.channels += channel;
+        }
+        if (!profile.isEmpty())
+            file.resources = {{1039, profile}};
+        return file;
+    }
 
     template <typename Number>
     static QByteArray number(Number value)
