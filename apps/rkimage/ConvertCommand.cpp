@@ -1,5 +1,5 @@
-#include "ConvertCommand.h"
-
+#include "Arguments.h"
+#include "Commands.h"
 #include "FileConversion.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
@@ -7,7 +7,37 @@
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "Thumbnail.h"
 
+#include <CLI/CLI.hpp>
+
 namespace {
+
+/// How `rkimage convert` makes one picture of another.
+struct ConvertOptions
+{
+    enum class Rotation
+    {
+        Upright,
+        AsStored
+    };
+
+    enum class Color
+    {
+        ToSrgb,
+        AsStored
+    };
+
+    enum class MetaData
+    {
+        Drop,
+        Keep
+    };
+
+    /// To fit into; an invalid one means full size.
+    QSize size;
+    Rotation rotation = Rotation::Upright;
+    Color color = Color::ToSrgb;
+    MetaData metaData = MetaData::Drop;
+};
 
 using Rotation = ConvertOptions::Rotation;
 using Color = ConvertOptions::Color;
@@ -70,9 +100,7 @@ RKMetaData adapted(
     return metaData;
 }
 
-} // namespace
-
-int runConvertCommand(const QString& source,
+int convertFile(const QString& source,
     const QString& target,
     const ConvertOptions& options,
     MessageCollector& messages)
@@ -94,4 +122,40 @@ int runConvertCommand(const QString& source,
         };
     }
     return conversion.run(source, target, messages);
+}
+
+} // namespace
+
+void addConvertCommand(CLI::App& app, Command& command)
+{
+    CLI::App* convert = app.add_subcommand("convert", "Decode a picture and save it anew");
+    const CLI::Option* source = convert->add_option("IN", "The file to read")->required();
+    const CLI::Option* target
+        = convert->add_option("OUT", "The file to write; its extension is the format")->required();
+    const CLI::Option* size
+        = convert->add_option("--size", "Fit into WxH pixels, proportions kept")
+              ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
+    const CLI::Option* keepMetaData
+        = convert->add_flag("--keep-metadata")
+              ->description("Copy the metadata, adapted to the picture");
+    const CLI::Option* noRotate
+        = convert->add_flag("--no-rotate")->description("Leave the picture as it is stored");
+    const CLI::Option* noColor
+        = convert->add_flag("--no-color")->description("Leave the colours in their profile");
+    convert->callback([=, &command] {
+        ConvertOptions options;
+        if (size->count() > 0)
+            options.size = *Arguments::parseSize(size->as<std::string>());
+        if (keepMetaData->count() > 0)
+            options.metaData = ConvertOptions::MetaData::Keep;
+        if (noRotate->count() > 0)
+            options.rotation = ConvertOptions::Rotation::AsStored;
+        if (noColor->count() > 0)
+            options.color = ConvertOptions::Color::AsStored;
+        command.run = [from = Arguments::toPath(source->as<std::string>()),
+                          to = Arguments::toPath(target->as<std::string>()),
+                          options](MessageCollector& messages) {
+            return convertFile(from, to, options, messages);
+        };
+    });
 }

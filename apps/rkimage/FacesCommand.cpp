@@ -1,5 +1,5 @@
-#include "FacesCommand.h"
-
+#include "Arguments.h"
+#include "Commands.h"
 #include "MessageCollector.h"
 #include "MetaDataJson.h"
 #include "Output.h"
@@ -10,6 +10,8 @@
 #include "RKImageLoader/metadata/RKMetaData.h"
 
 #include <QFile>
+
+#include <CLI/CLI.hpp>
 
 #include <optional>
 
@@ -76,9 +78,7 @@ int saveFaces(const RKMediaDescriptor& descriptor,
         : fail(file, QStringLiteral("the metadata can't be saved"), messages);
 }
 
-} // namespace
-
-int runFacesListCommand(const QString& file, MessageCollector& messages)
+int listFaces(const QString& file, MessageCollector& messages)
 {
     const auto descriptor = existing(file, messages);
     if (!descriptor)
@@ -88,7 +88,7 @@ int runFacesListCommand(const QString& file, MessageCollector& messages)
     return Output::AllDone;
 }
 
-int runFacesSetCommand(const QString& file, const QString& facesFile, MessageCollector& messages)
+int setFaces(const QString& file, const QString& facesFile, MessageCollector& messages)
 {
     const auto descriptor = existing(file, messages);
     if (!descriptor)
@@ -106,7 +106,7 @@ int runFacesSetCommand(const QString& file, const QString& facesFile, MessageCol
     return saveFaces(*descriptor, file, metaData, messages);
 }
 
-int runFacesRemoveCommand(const QString& file, MessageCollector& messages)
+int removeFaces(const QString& file, MessageCollector& messages)
 {
     const auto descriptor = existing(file, messages);
     if (!descriptor)
@@ -117,7 +117,7 @@ int runFacesRemoveCommand(const QString& file, MessageCollector& messages)
     return saveFaces(*descriptor, file, metaData, messages);
 }
 
-int runFacesDrawCommand(const QString& file, const QString& target, MessageCollector& messages)
+int drawFaces(const QString& file, const QString& target, MessageCollector& messages)
 {
     const auto descriptor = existing(file, messages);
     if (!descriptor)
@@ -136,4 +136,49 @@ int runFacesDrawCommand(const QString& file, const QString& target, MessageColle
     return loader.save(to, image)
         ? Output::AllDone
         : fail(target, QStringLiteral("the picture can't be saved"), messages);
+}
+
+void addFacesOfOneFile(CLI::App& faces,
+    const char* name,
+    const char* description,
+    int (*run)(const QString&, MessageCollector&),
+    Command& command)
+{
+    CLI::App* action = faces.add_subcommand(name, description);
+    const CLI::Option* file = action->add_option("FILE", "The picture")->required();
+    action->callback([&command, file, run] {
+        command.run = [path = Arguments::toPath(file->as<std::string>()), run](
+                          MessageCollector& messages) { return run(path, messages); };
+    });
+}
+
+void addFacesOfTwoFiles(CLI::App& faces,
+    const char* name,
+    const char* description,
+    const char* second,
+    int (*run)(const QString&, const QString&, MessageCollector&),
+    Command& command)
+{
+    CLI::App* action = faces.add_subcommand(name, description);
+    const CLI::Option* file = action->add_option("FILE", "The picture")->required();
+    const CLI::Option* other = action->add_option(second, "The other file")->required();
+    action->callback([&command, file, other, run] {
+        command.run
+            = [path = Arguments::toPath(file->as<std::string>()),
+                  otherPath = Arguments::toPath(other->as<std::string>()),
+                  run](MessageCollector& messages) { return run(path, otherPath, messages); };
+    });
+}
+
+} // namespace
+
+void addFacesCommand(CLI::App& app, Command& command)
+{
+    CLI::App* faces = app.add_subcommand("faces", "The faces of a picture");
+    faces->require_subcommand(1);
+    addFacesOfOneFile(*faces, "list", "Print the faces as JSON", listFaces, command);
+    addFacesOfOneFile(*faces, "remove", "Remove all face regions", removeFaces, command);
+    addFacesOfTwoFiles(*faces, "set", "Merge the faces of a JSON file", "JSON", setFaces, command);
+    addFacesOfTwoFiles(
+        *faces, "draw", "Save the picture with its faces framed", "OUT", drawFaces, command);
 }

@@ -1,5 +1,5 @@
-#include "FormatsCommand.h"
-
+#include "Arguments.h"
+#include "Commands.h"
 #include "Output.h"
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
@@ -7,6 +7,8 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+
+#include <CLI/CLI.hpp>
 
 namespace {
 
@@ -29,9 +31,7 @@ QJsonObject describe(const RKMediaFormat& format)
         {QStringLiteral("extensions"), QJsonArray::fromStringList(format.fileExtensions())}};
 }
 
-} // namespace
-
-int runFormatsCommand(bool json)
+int listFormats(bool json)
 {
     const RKMediaFormatList readable = RKMediaLoader::instance()->supportedMediaFormats();
     // Not of all loaders, since videos count as writable but never are.
@@ -63,4 +63,15 @@ int runFormatsCommand(bool json)
         Output::print(line);
     }
     return Output::AllDone;
+}
+
+} // namespace
+
+void addFormatsCommand(CLI::App& app, Command& command)
+{
+    CLI::App* formats = app.add_subcommand("formats", "List the readable and writable formats");
+    const CLI::Option* json = formats->add_flag("--json")->description("Print JSON");
+    formats->callback([&command, json] {
+        command.run = [json = json->count() > 0](MessageCollector&) { return listFormats(json); };
+    });
 }

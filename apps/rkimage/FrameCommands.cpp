@@ -1,5 +1,5 @@
-#include "FrameCommands.h"
-
+#include "Arguments.h"
+#include "Commands.h"
 #include "MessageCollector.h"
 #include "Output.h"
 #include "ProgressBar.h"
@@ -10,10 +10,34 @@
 
 #include <QDir>
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <limits>
+#include <memory>
+#include <optional>
+#include <string>
 
 namespace {
+
+/// Which frame of a video, by its number or its time; by neither the default one.
+struct FrameChoice
+{
+    std::optional<int> frame;
+    std::optional<qint64> ms;
+};
+
+/// Which frames of a video, and what to make of them; an empty name stands for nothing.
+struct FramesRequest
+{
+    /// Either the time between two frames or how many there are, spread evenly.
+    std::optional<qint64> everyMs;
+    std::optional<int> count;
+    /// The folder for one JPEG per frame, named after the video and the frame's number.
+    QString folder;
+    /// The file for one picture that shows all frames with their time codes.
+    QString sheet;
+};
 
 // Lengths of videos may lie, and each picture is a file.
 constexpr qint64 kMaxPictures = 10000;
@@ -228,9 +252,7 @@ private:
     Storyboard m_storyboard;
 };
 
-} // namespace
-
-int runFrameCommand(const QString& video,
+int saveFrame(const QString& video,
     const QString& target,
     const FrameChoice& choice,
     const QSize& size,
@@ -252,7 +274,75 @@ int runFrameCommand(const QString& video,
     return failure ? report(*failure, messages) : Output::AllDone;
 }
 
-int runFramesCommand(const QString& video, const FramesRequest& request, MessageCollector& messages)
+int saveFrames(const QString& video, const FramesRequest& request, MessageCollector& messages)
 {
     return FramesExport(video, request, messages).run();
+}
+
+/// The arguments of `rkimage frame` and `rkimage frames` as they come; CLI11 fills them.
+struct FrameArguments
+{
+    std::string video;
+    std::string target;
+    FrameChoice choice;
+    std::string size;
+    std::optional<qint64> everyMs;
+    std::optional<int> count;
+    std::string folder;
+    std::string sheet;
+};
+
+} // namespace
+
+void addFrameCommand(CLI::App& app, Command& command)
+{
+    const auto arguments = std::make_shared<FrameArguments>();
+    CLI::App* frame = app.add_subcommand("frame", "Save one frame of a video");
+    frame->add_option("VIDEO", arguments->video, "The video")->required();
+    frame->add_option("OUT", arguments->target, "The file to write; its extension is the format")
+        ->required();
+    CLI::Option* number
+        = frame->add_option("--frame", arguments->choice.frame, "The frame's number, from 0")
+              ->check(CLI::NonNegativeNumber);
+    frame->add_option("--ms", arguments->choice.ms, "The frame's time in milliseconds")
+        ->check(CLI::NonNegativeNumber)
+        ->excludes(number);
+    frame->add_option("--size", arguments->size, "Fit into WxH pixels, proportions kept")
+        ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
+    frame->callback([arguments, &command] {
+        command.run = [arguments](MessageCollector& messages) {
+            return saveFrame(Arguments::toPath(arguments->video),
+                Arguments::toPath(arguments->target),
+                arguments->choice,
+                Arguments::parseSize(arguments->size).value_or(QSize()),
+                messages);
+        };
+    });
+}
+
+void addFramesCommand(CLI::App& app, Command& command)
+{
+    const auto arguments = std::make_shared<FrameArguments>();
+    CLI::App* frames = app.add_subcommand("frames", "Save many frames of a video");
+    frames->add_option("VIDEO", arguments->video, "The video")->required();
+    CLI::Option_group* which = frames->add_option_group("Which frames");
+    which->add_option("--every", arguments->everyMs, "One every so many milliseconds")
+        ->check(CLI::PositiveNumber);
+    which->add_option("--count", arguments->count, "So many, spread evenly")
+        ->check(CLI::Range(1, 10000));
+    which->require_option(1);
+    CLI::Option_group* target = frames->add_option_group("What to write");
+    target->add_option("--out", arguments->folder, "Folder for one JPEG per frame");
+    target->add_option("--sheet", arguments->sheet, "Picture that shows all frames");
+    target->require_option(1, 2);
+    frames->callback([arguments, &command] {
+        command.drawsText = !arguments->sheet.empty();
+        command.run = [arguments](MessageCollector& messages) {
+            const FramesRequest request{arguments->everyMs,
+                arguments->count,
+                Arguments::toPath(arguments->folder),
+                Arguments::toPath(arguments->sheet)};
+            return saveFrames(Arguments::toPath(arguments->video), request, messages);
+        };
+    });
 }

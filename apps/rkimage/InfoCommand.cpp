@@ -1,6 +1,7 @@
-#include "InfoCommand.h"
-
+#include "Arguments.h"
+#include "Commands.h"
 #include "MessageCollector.h"
+#include "MetaDataJson.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKLoadingError.h"
@@ -12,7 +13,17 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
 namespace {
+
+enum class InfoStyle
+{
+    Text,
+    Json
+};
 
 QString kindOf(const RKMediaFormat& format)
 {
@@ -157,9 +168,7 @@ void printAsText(const QJsonObject& entry)
     }
 }
 
-} // namespace
-
-int runInfoCommand(const QStringList& files,
+int describeFiles(const QStringList& files,
     InfoStyle style,
     MetaDataJson::Extent extent,
     MessageCollector& messages)
@@ -180,4 +189,24 @@ int runInfoCommand(const QStringList& files,
     if (style == InfoStyle::Json)
         Output::print(QJsonDocument(entries));
     return exitCode;
+}
+
+} // namespace
+
+void addInfoCommand(CLI::App& app, Command& command)
+{
+    CLI::App* info = app.add_subcommand("info", "Tell what is known of files");
+    const CLI::Option* json = info->add_flag("--json")->description("Print JSON");
+    const CLI::Option* all
+        = info->add_flag("--all")->description("Print every datum of the metadata too");
+    const auto files = std::make_shared<Arguments::Texts>();
+    info->add_option("FILES", *files, "The files")->required();
+    info->callback([&command, files, json, all] {
+        const auto style = json->count() > 0 ? InfoStyle::Json : InfoStyle::Text;
+        const auto extent
+            = all->count() > 0 ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
+        command.run = [files, style, extent](MessageCollector& messages) {
+            return describeFiles(Arguments::toPaths(*files), style, extent, messages);
+        };
+    });
 }

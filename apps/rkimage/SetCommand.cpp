@@ -1,5 +1,5 @@
-#include "SetCommand.h"
-
+#include "Arguments.h"
+#include "Commands.h"
 #include "MessageCollector.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
@@ -7,9 +7,46 @@
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "Thumbnail.h"
 
+#include "RKGeoLocation/RKGeoPosition.h"
+
+#include <QDateTime>
 #include <QFile>
 
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <optional>
+
 namespace {
+
+/// What `rkimage set` changes; what holds no value stays as it is.
+struct MetaDataChanges
+{
+    enum class Mode
+    {
+        Write,
+        DryRun
+    };
+
+    std::optional<int> rating;
+    std::optional<RKImageOrientation> orientation;
+    std::optional<bool> rotateClockwise;
+    std::optional<QDateTime> taken;
+    std::optional<RKGeoPosition> position;
+    std::optional<QString> title;
+    /// All keywords; those to remove and to add come after.
+    std::optional<QStringList> keywords;
+    QStringList removedKeywords;
+    QStringList addedKeywords;
+    std::optional<QString> author;
+    std::optional<QString> copyright;
+    std::optional<QString> comment;
+    /// The path of an ICC profile.
+    std::optional<QString> profile;
+    /// The path of a picture, "auto" for one of the file's own, or "none".
+    std::optional<QString> thumbnail;
+    Mode mode = Mode::Write;
+};
 
 void writeText(RKMetaData& metaData, RKMetaDataFieldEnum field, const std::optional<QString>& text)
 {
@@ -106,9 +143,7 @@ QString changeFile(const QString& file, const MetaDataChanges& changes)
                                              : QStringLiteral("the metadata can't be saved");
 }
 
-} // namespace
-
-int runSetCommand(
+int changeFiles(
     const QStringList& files, const MetaDataChanges& changes, MessageCollector& messages)
 {
     int exitCode = Output::AllDone;
@@ -121,4 +156,102 @@ int runSetCommand(
         }
     }
     return exitCode;
+}
+
+/// The arguments of `rkimage set` as they come; CLI11 fills them while it parses.
+struct SetArguments
+{
+    Arguments::Texts files;
+    std::optional<int> rating;
+    std::optional<int> orientation;
+    Arguments::Text rotate;
+    Arguments::Text taken;
+    Arguments::Text position;
+    Arguments::Text title;
+    Arguments::Text keywords;
+    Arguments::Texts keywordList;
+    Arguments::Texts addedKeywords;
+    Arguments::Texts removedKeywords;
+    Arguments::Text author;
+    Arguments::Text copyright;
+    Arguments::Text comment;
+    Arguments::Text profile;
+    Arguments::Text thumbnail;
+    bool dryRun = false;
+
+    MetaDataChanges changes() const
+    {
+        MetaDataChanges changes;
+        changes.rating = rating;
+        if (orientation)
+            changes.orientation = RKImageOrientation(*orientation);
+        if (rotate)
+            changes.rotateClockwise = *rotate == "cw";
+        if (taken)
+            changes.taken = Arguments::parseDateTime(*taken);
+        if (position)
+            changes.position = Arguments::parsePosition(*position);
+        changes.title = Arguments::toText(title);
+        if (keywords)
+            changes.keywords = QString::fromStdString(*keywords).split(QLatin1Char(','));
+        else if (!keywordList.empty())
+            changes.keywords = Arguments::toTexts(keywordList);
+        changes.addedKeywords = Arguments::toTexts(addedKeywords);
+        changes.removedKeywords = Arguments::toTexts(removedKeywords);
+        changes.author = Arguments::toText(author);
+        changes.copyright = Arguments::toText(copyright);
+        changes.comment = Arguments::toText(comment);
+        if (profile)
+            changes.profile = Arguments::toPath(*profile);
+        if (thumbnail)
+            changes.thumbnail = Arguments::toPath(*thumbnail);
+        changes.mode = dryRun ? MetaDataChanges::Mode::DryRun : MetaDataChanges::Mode::Write;
+        return changes;
+    }
+};
+
+} // namespace
+
+void addSetCommand(CLI::App& app, Command& command)
+{
+    const auto arguments = std::make_shared<SetArguments>();
+    CLI::App* set
+        = app.add_subcommand("set", "Change the metadata of files; their pixels stay as they are");
+    set->add_option("FILES", arguments->files, "The files")->required();
+    set->add_option("--rating", arguments->rating, "Stars, 0 to 5")->check(CLI::Range(0, 5));
+    set->add_option("--orientation", arguments->orientation, "Exif orientation, 1 to 8")
+        ->check(CLI::Range(1, 8));
+    set->add_option("--rotate", arguments->rotate, "Turn by 90 degrees: cw or ccw")
+        ->check(CLI::IsMember({"cw", "ccw"}));
+    set->add_option("--taken", arguments->taken, "When the picture was taken, ISO 8601")
+        ->check(
+            Arguments::checked(Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
+    set->add_option("--gps", arguments->position, "Where, in degrees: LAT,LON")
+        ->check(
+            Arguments::checked(Arguments::parsePosition, "a position looks like 48.858222,2.2945"));
+    set->add_option("--title", arguments->title, "Title");
+    CLI::Option* keywords
+        = set->add_option("--keywords", arguments->keywords, "All keywords, separated by commas");
+    const auto addKeywordOption = [set](const char* name, auto& texts, const char* description) {
+        return set->add_option(name, texts, description)->allow_extra_args(false);
+    };
+    addKeywordOption("--keyword", arguments->keywordList, "A keyword; repeat it for all of them")
+        ->excludes(keywords);
+    addKeywordOption("--add-keyword", arguments->addedKeywords, "A keyword to add to the others");
+    addKeywordOption("--remove-keyword", arguments->removedKeywords, "A keyword to remove");
+    set->add_option("--author", arguments->author, "Author");
+    set->add_option("--copyright", arguments->copyright, "Copyright");
+    set->add_option("--comment", arguments->comment, "Comment");
+    set->add_option("--icc", arguments->profile, "Colour profile to embed")
+        ->check(CLI::ExistingFile);
+    set->add_option("--thumbnail",
+        arguments->thumbnail,
+        "Thumbnail to embed: a picture, auto for one of the file itself, or none");
+    set->add_flag("--dry-run", arguments->dryRun, "Write nothing");
+    set->callback([arguments, &command] {
+        command.run = [arguments](MessageCollector& messages) {
+            return changeFiles(
+                Arguments::toPaths(arguments->files), arguments->changes(), messages);
+        };
+    });
 }

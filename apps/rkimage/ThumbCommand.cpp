@@ -1,5 +1,5 @@
-#include "ThumbCommand.h"
-
+#include "Arguments.h"
+#include "Commands.h"
 #include "MessageCollector.h"
 #include "Output.h"
 #include "ProgressBar.h"
@@ -8,14 +8,29 @@
 
 #include <QDir>
 #include <QSet>
+#include <QThread>
+
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 namespace {
+
+/// Where thumbnails go and how large they become.
+struct ThumbOptions
+{
+    /// In pixels; each thumbnail fits into a square of that side.
+    int side = 0;
+    /// Made where it is missing.
+    QString folder;
+    /// How many threads work.
+    int jobs = 1;
+};
 
 /// Hands out names that differ from each other and from those in a folder, also where the file
 /// system doesn't tell upper from lower case or composed from decomposed letters. Extensions don't
@@ -84,9 +99,7 @@ QString makeThumbnail(const Job& job, int side)
     return {};
 }
 
-} // namespace
-
-int runThumbCommand(
+int makeThumbnails(
     const QStringList& files, const ThumbOptions& options, MessageCollector& messages)
 {
     const QDir folder(options.folder);
@@ -126,4 +139,28 @@ int runThumbCommand(
     Output::print(
         QStringLiteral("%1 thumbnails, %2 failed").arg(int(jobs.size()) - failures).arg(failures));
     return failures == 0 ? Output::AllDone : Output::SomeFailed;
+}
+
+} // namespace
+
+void addThumbCommand(CLI::App& app, Command& command)
+{
+    CLI::App* thumb = app.add_subcommand("thumb", "Make thumbnails of files");
+    const CLI::Option* side = thumb->add_option("--size", "Longest side of a thumbnail in pixels")
+                                  ->required()
+                                  ->check(CLI::Range(1, 10000));
+    const CLI::Option* folder = thumb->add_option("--out", "Folder for the thumbnails")->required();
+    const CLI::Option* jobs = thumb->add_option("--jobs", "How many to make at the same time")
+                                  ->check(CLI::Range(1, 256));
+    const auto files = std::make_shared<Arguments::Texts>();
+    thumb->add_option("FILES", *files, "The files")->required();
+    thumb->callback([=, &command] {
+        ThumbOptions options;
+        options.side = side->as<int>();
+        options.folder = Arguments::toPath(folder->as<std::string>());
+        options.jobs = jobs->count() > 0 ? jobs->as<int>() : QThread::idealThreadCount();
+        command.run = [files, options](MessageCollector& messages) {
+            return makeThumbnails(Arguments::toPaths(*files), options, messages);
+        };
+    });
 }

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "RKGeoLocation/RKGeoPosition.h"
+
+#include <QDateTime>
+#include <QRectF>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What the arguments of the command line mean. What looks wrong is no value.
+namespace Arguments {
+
+using Text = std::optional<std::string>;
+using Texts = std::vector<std::string>;
+
+QString toPath(const std::string& argument);
+QStringList toPaths(const Texts& arguments);
+std::optional<QString> toText(const Text& argument);
+QStringList toTexts(const Texts& arguments);
+
+/// Pixels as in "800x600".
+std::optional<QSize> parseSize(const std::string& text);
+
+/// Pixels as in "100,50,640,480".
+std::optional<QRectF> parseRect(const std::string& text);
+
+/// Tenths of a millimetre as in "1500x1000".
+std::optional<QSizeF> parseProduction(const std::string& text);
+
+/// Degrees as in "48.858222,2.2945".
+std::optional<RKGeoPosition> parsePosition(const std::string& text);
+
+/// As in "2021-07-04T12:30:00".
+std::optional<QDateTime> parseDateTime(const std::string& text);
+
+/// A check for CLI11: no text means that the argument is right.
+template <typename Parse>
+auto checked(Parse parse, const char* hint)
+{
+    return [parse, hint](
+               const std::string& text) { return parse(text) ? std::string() : std::string(hint); };
+}
+
+} // namespace Arguments

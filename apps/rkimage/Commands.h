@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+
+class MessageCollector;
+
+namespace CLI {
+class App;
+}
+
+/// What the chosen subcommand does: known when the arguments are parsed, run when Qt is up.
+struct Command
+{
+    /// Returns the exit code.
+    std::function<int(MessageCollector& messages)> run;
+    /// Texts need fonts, which take long to set up.
+    bool drawsText = false;
+};
+
+/// Each of these adds one subcommand with its options, and sets the command when it is chosen. The
+/// command must live until the arguments are parsed.
+void addFormatsCommand(CLI::App& app, Command& command);
+void addInfoCommand(CLI::App& app, Command& command);
+void addConvertCommand(CLI::App& app, Command& command);
+void addClipCommand(CLI::App& app, Command& command);
+void addThumbCommand(CLI::App& app, Command& command);
+void addFrameCommand(CLI::App& app, Command& command);
+void addFramesCommand(CLI::App& app, Command& command);
+void addSetCommand(CLI::App& app, Command& command);
+void addFacesCommand(CLI::App& app, Command& command);
