@@ -13,6 +13,7 @@ function(rk_add_test source)
     set_target_properties(${name} PROPERTIES AUTOMOC ON)
     target_compile_definitions(${name} PRIVATE
         RK_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"
+        RK_DOCS="${PROJECT_SOURCE_DIR}/docs"
         RK_CORPORA="${PROJECT_SOURCE_DIR}/fuzz/corpora"
         RK_SAMPLES="${RK_SAMPLES}")
     if("threads" IN_LIST ARG_LABELS)

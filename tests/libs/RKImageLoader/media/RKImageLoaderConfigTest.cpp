@@ -36,6 +36,14 @@ private Q_SLOTS:
         }
     }
 
+    void theExampleHasAllValues()
+    {
+        RKImageLoaderConfig::setConfigFile(QFileInfo(QStringLiteral(RK_DOCS "/configuration.xml")));
+        const RKImageLoaderConfig config;
+        QCOMPARE(config.jpgQuality(), 85);
+        QCOMPARE(config.scalingMinFactor(), 0.5);
+    }
+
     void malformedXmlIsReportedWithItsPlace()
     {
         const QFileInfo file = write("<c>\n<jpg compression='5'></c>");
