@@ -252,7 +252,7 @@ void framesInOrder(benchmark::State& state)
     BarePlayer bare(made(k1080p));
     RKFfmpegBridge bridge(made(k1080p));
     const auto previousHandler = qInstallMessageHandler(countSeeks);
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false\nrk.ffmpeg.debug=true"));
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\nrk.ffmpeg.debug=true"));
     int mostSeeks = 0;
     compare(
         state,
@@ -271,7 +271,7 @@ void framesInOrder(benchmark::State& state)
             return image;
         });
     qInstallMessageHandler(previousHandler);
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
     state.counters["seeks"] = mostSeeks;
 }
 
@@ -352,7 +352,7 @@ BENCHMARK(framesAtRandom)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 int main(int argc, char** argv)
 {
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;

@@ -23,8 +23,9 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
 MessageCollector::MessageCollector(bool verbose)
 {
     isVerbose = verbose;
-    // Nobody would see them, and some take time to find out.
-    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, verbose);
+    // Nobody would see them.
+    if (!verbose)
+        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
     originalHandler = qInstallMessageHandler(handleMessage);
 }
 

@@ -1,6 +1,7 @@
 #include "RKImageLoader/color/RKColorProfileConverterImpl_p.h"
 #include "RKImageLoader/color/RKMatrixTransform_p.h"
 #include "RKImageLoader/color/RKRowConversion_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 
 #include <QDebug>
@@ -194,7 +195,7 @@ std::unique_ptr<CIccProfile> RKColorProfileConverterImpl::copyOf(
     if (!*kept)
         *kept = readProfileFromFile(path);
     if (!*kept) {
-        qWarning().noquote() << QStringLiteral("could not load file: ") + path;
+        qCWarning(rkColor).noquote() << QStringLiteral("could not load file: ") + path;
         return nullptr;
     }
     return std::make_unique<CIccProfile>(**kept);
@@ -205,18 +206,18 @@ std::unique_ptr<CIccProfile> RKColorProfileConverterImpl::readProfileFromFile(
 {
     QFile file(path);
     if (!file.exists()) {
-        qWarning().noquote() << QStringLiteral(" file %1 does not exist").arg(path);
+        qCWarning(rkColor).noquote() << QStringLiteral(" file %1 does not exist").arg(path);
         return nullptr;
     }
     if (!file.open(QIODevice::ReadOnly)) {
-        qWarning().noquote() << QStringLiteral(" Unable to open file %1").arg(path);
+        qCWarning(rkColor).noquote() << QStringLiteral(" Unable to open file %1").arg(path);
         return nullptr;
     }
     const QByteArray bytes = file.readAll();
     if (bytes.isEmpty()) {
-        qWarning().noquote() << QStringLiteral(
+        qCWarning(rkColor).noquote() << QStringLiteral(
             " Unable to readAll() from file %1. QByteArray is nullptr. fileSize=%2")
-                                    .arg(path, QString::number(file.size()));
+                                            .arg(path, QString::number(file.size()));
         return nullptr;
     }
     return readProfileFromByteArray(bytes);

@@ -5,6 +5,7 @@
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 #include <QFile>
@@ -22,7 +23,7 @@ auto withBytes(const QFileInfo& file, const Question& question) -> decltype(ques
 {
     QFile device(file.absoluteFilePath());
     if (RKBinaryFile::mayBlock(file) || !device.open(QIODevice::ReadOnly)) {
-        qWarning().noquote() << "could not open theIODevice" << device.errorString();
+        qCWarning(rkLoad).noquote() << "could not open theIODevice" << device.errorString();
         return {};
     }
     const uchar* const bytes = device.map(0, device.size());
@@ -64,7 +65,7 @@ QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
     const QSize box = raw.isTransposed() ? wantedSize.transposed() : wantedSize;
     const QSize target = calculateRealTargetSize(box, upright);
     if (!RKImageScaler::isFeasible(target)) {
-        qWarning("Picture refused: the wanted size is too large");
+        qCWarning(rkLoad, "Picture refused: the wanted size is too large");
         return {};
     }
     const QImage preview = raw.preview(target);
@@ -95,7 +96,7 @@ QSize RKBitmapDecoderLibRaw::size(QIODevice* device, const QByteArray& format) c
 {
     const RKDeviceOpener opener(device, QIODevice::ReadOnly);
     if (!opener.isOpen()) {
-        qWarning().noquote() << "could not open theIODevice" << device->errorString();
+        qCWarning(rkLoad).noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
     return size(device->readAll(), format);

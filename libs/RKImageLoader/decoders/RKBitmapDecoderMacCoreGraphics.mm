@@ -1,5 +1,6 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 
@@ -130,7 +131,7 @@ QSize RKBitmapDecoderMacCoreGraphics::size(QIODevice* device, const QByteArray& 
 {
     const RKDeviceOpener opener(device, QIODevice::ReadOnly);
     if (!opener.isOpen()) {
-        qWarning().noquote() << "could not open theIODevice" << device->errorString();
+        qCWarning(rkLoad).noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
     return size(device->readAll(), format);

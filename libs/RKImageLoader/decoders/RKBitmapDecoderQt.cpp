@@ -14,6 +14,7 @@
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QBuffer>
 #include <QDebug>
@@ -134,7 +135,7 @@ bool canHold(const QByteArray& data, const QSize& size)
 {
     if (RKPictureHeaderCheck::canHold(data, size))
         return true;
-    qWarning("Picture refused: its header promises more than its data can hold");
+    qCWarning(rkLoad, "Picture refused: its header promises more than its data can hold");
     return false;
 }
 
@@ -145,7 +146,7 @@ bool isWorthReducing(const QByteArray& data, const QSize& stored, const QSize& t
     if (kFarFewer * target.width() * target.height() > qint64(stored.width()) * stored.height()
         || RKPictureHeaderCheck::canBeReduced(data, stored))
         return true;
-    qWarning("Picture refused: making it smaller takes too much memory or time");
+    qCWarning(rkLoad, "Picture refused: making it smaller takes too much memory or time");
     return false;
 }
 
@@ -155,7 +156,7 @@ QByteArray readable(const QByteArray& data)
 {
     const QByteArray bytes = RKPngChunks::repaired(RKMngLoops::removed(data));
     if (bytes.isEmpty() && !data.isEmpty())
-        qWarning("Picture refused: a chunk claims more bytes than the file has");
+        qCWarning(rkLoad, "Picture refused: a chunk claims more bytes than the file has");
     return bytes;
 }
 
@@ -223,12 +224,13 @@ QImage readImage(QImageReader& reader, QImage&& target)
     if (!reader.read(&image))
         image = QImage();
     if (reader.error() != QImageReader::UnknownError) {
-        qWarning().noquote() << "Bild Laden gescheitert ( Fehler im ImageReader):"
-                             << reader.errorString();
+        qCWarning(rkLoad).noquote()
+            << "Bild Laden gescheitert ( Fehler im ImageReader):" << reader.errorString();
         return {};
     }
     if (image.isNull())
-        qWarning().noquote() << "Bild Laden gescheitert ( Bild leer):" << reader.errorString();
+        qCWarning(rkLoad).noquote()
+            << "Bild Laden gescheitert ( Bild leer):" << reader.errorString();
     completePalette(image);
     return image;
 }
@@ -301,7 +303,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     if (wantedSize.isValid()) {
         const QSize target = calculateRealTargetSize(wantedSize, stored);
         if (!RKImageScaler::isFeasible(target)) {
-            qWarning("Picture refused: the wanted size is too large");
+            qCWarning(rkLoad, "Picture refused: the wanted size is too large");
             return {};
         }
         if (!isWorthReducing(bytes, stored, target))
@@ -360,7 +362,7 @@ bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) 
     if (save(&encoded, RKMediaFormat(file), drawable) && !encoded.data().isEmpty()
         && RKSafeFileWriter(path).write(encoded.data()) == RKSafeFileWriter::Result::Done)
         return true;
-    qWarning().noquote() << "failed to save" << path;
+    qCWarning(rkLoad).noquote() << "failed to save" << path;
     return false;
 }
 
@@ -394,7 +396,7 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
 {
     const RKDeviceOpener opener(device, QIODevice::ReadOnly);
     if (!opener.isOpen()) {
-        qWarning().noquote() << "could not open theIODevice" << device->errorString();
+        qCWarning(rkLoad).noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
     // Readers go back and forth, and these two formats have to be made safe first.
@@ -418,8 +420,8 @@ QSize RKBitmapDecoderQt::size(const QByteArray& data, const QByteArray& format) 
 QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) const
 {
     if (RKBinaryFile::mayBlock(file)) {
-        qWarning().noquote() << "could not open theIODevice"
-                             << "Not a regular file";
+        qCWarning(rkLoad).noquote() << "could not open theIODevice"
+                                    << "Not a regular file";
         return {};
     }
     QFile device(file.absoluteFilePath());

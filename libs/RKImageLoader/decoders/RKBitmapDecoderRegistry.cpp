@@ -3,6 +3,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 #include <QMutexLocker>
@@ -62,8 +63,8 @@ RKBitmapDecoder* RKBitmapDecoderRegistry::primaryDecoder(const RKMediaFormat& fo
 {
     const DecoderList& decoders = listOfDecoders(format);
     if (decoders.isEmpty()) {
-        qWarning().noquote() << "Kein BitmapDecoder für Format"
-                             << format.fileExtensions().join(u' ');
+        qCWarning(rkLoad).noquote()
+            << "Kein BitmapDecoder für Format" << format.fileExtensions().join(u' ');
         qFatal("Programmende");
     }
     return decoders.first();
@@ -73,8 +74,8 @@ RKBitmapDecoder* RKBitmapDecoderRegistry::primaryEncoder(const RKMediaFormat& fo
 {
     const DecoderList& encoders = listOfEncoders(format);
     if (encoders.isEmpty()) {
-        qWarning().noquote() << "Kein BitmapEncoder für Format"
-                             << format.fileExtensions().join(u' ');
+        qCWarning(rkLoad).noquote()
+            << "Kein BitmapEncoder für Format" << format.fileExtensions().join(u' ');
         qFatal("Programmende");
     }
     return encoders.first();
@@ -130,7 +131,7 @@ const RKMediaFormatList& RKBitmapDecoderRegistry::formats(Direction& direction) 
         const RKMediaFormatList own = (decoder.get()->*direction.formatsOf)();
         for (const RKMediaFormat& format : own) {
             if (format == MEDIA_FORMAT_UNKNOWN) {
-                qWarning().noquote()
+                qCWarning(rkLoad).noquote()
                     << "A Decoder is trying to add MEDIA_FORMAT_UNKNOWN" << decoder->name();
             } else {
                 list(direction, format);

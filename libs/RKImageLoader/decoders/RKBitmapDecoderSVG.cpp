@@ -5,6 +5,7 @@
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QBuffer>
 #include <QDebug>
@@ -35,7 +36,7 @@ bool hasSize(const QSize& size)
 {
     if (!size.isEmpty())
         return true;
-    qWarning("SVG document refused: it has no size");
+    qCWarning(rkLoad, "SVG document refused: it has no size");
     return false;
 }
 
@@ -69,7 +70,7 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
     if (!RKImageScaler::isFeasible(target)
         || (isOwnSize && qint64(ownSize.width()) * ownSize.height() > kMaxPixels))
     {
-        qWarning("SVG document refused: it wants to be too large");
+        qCWarning(rkLoad, "SVG document refused: it wants to be too large");
         return {};
     }
     if (!RKSvgPaintCost::isAffordable(renderer))
@@ -101,7 +102,7 @@ bool RKBitmapDecoderSVG::save(const QFileInfo& file, const RKDrawable& drawable)
     const QByteArray svg = drawable.svg();
     if (!svg.isEmpty() && RKSafeFileWriter(path).write(svg) == RKSafeFileWriter::Result::Done)
         return true;
-    qWarning().noquote() << "failed to save" << path;
+    qCWarning(rkLoad).noquote() << "failed to save" << path;
     return false;
 }
 
@@ -136,7 +137,7 @@ QSize RKBitmapDecoderSVG::size(QIODevice* device, const QByteArray& format) cons
 {
     const RKDeviceOpener opener(device, QIODevice::ReadOnly);
     if (!opener.isOpen()) {
-        qWarning().noquote() << "could not open theIODevice" << device->errorString();
+        qCWarning(rkLoad).noquote() << "could not open theIODevice" << device->errorString();
         return {};
     }
     return size(device->readAll(), format);

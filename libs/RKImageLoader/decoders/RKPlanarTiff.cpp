@@ -1,5 +1,6 @@
 #include "RKImageLoader/decoders/RKPlanarTiff_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 
@@ -144,6 +145,6 @@ std::optional<QImage> RKPlanarTiff::read(const QByteArray& data, const QSize& si
     const Tiff tiff = open(memory);
     QImage image = tiff ? decoded(tiff.get(), size) : QImage();
     if (image.isNull())
-        qWarning("Picture refused: its planes are damaged");
+        qCWarning(rkLoad, "Picture refused: its planes are damaged");
     return image;
 }

@@ -3,6 +3,7 @@
 #include "RKImageLoader/decoders/RKRawPicture_p.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -303,7 +304,7 @@ QImage RKRawPicture::developed(const QSize& upright)
 {
     // Most of LibRaw's decoders leave what is missing black, or repeat what came before.
     if (isTruncated()) {
-        qWarning("Raw file refused: it is truncated, some of its pixels are missing");
+        qCWarning(rkLoad, "Raw file refused: it is truncated, some of its pixels are missing");
         return {};
     }
     if (!isPlausible() || !succeeds([&] { return m_raw->unpack(); }))

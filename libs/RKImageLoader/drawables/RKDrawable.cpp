@@ -4,6 +4,7 @@
 #include "RKImageLoader/drawables/RKDrawableInterfaceQImage.h"
 #include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer_p.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 
@@ -243,5 +244,6 @@ void RKDrawable::trackImageChange(const QImage& before, QImage& after, const QSt
 
 void RKDrawable::imageChange(const QImage& image)
 {
-    qDebug().noquote() << QString(QStringLiteral("Image History: ") + image.text(historyKey()));
+    qCDebug(rkLoad).noquote() << QString(
+        QStringLiteral("Image History: ") + image.text(historyKey()));
 }

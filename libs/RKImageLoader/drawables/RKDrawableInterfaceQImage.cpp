@@ -5,6 +5,7 @@
 #include "RKImageLoader/drawables/RKImageTester.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
 #include <QBuffer>
@@ -161,7 +162,7 @@ bool RKDrawableInterfaceQImage::draw(QPainter* painter,
     if (result.format() == QImage::Format_ARGB32)
         result.convertTo(QImage::Format_ARGB32_Premultiplied);
     if (result.isNull()) {
-        qWarning("%s out of memory on any operation", Q_FUNC_INFO);
+        qCWarning(rkLoad, "%s out of memory on any operation", Q_FUNC_INFO);
         return false;
     }
 

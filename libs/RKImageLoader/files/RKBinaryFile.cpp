@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 
@@ -9,7 +10,8 @@ QByteArray RKBinaryFile::readAll(const QFileInfo& file)
     const RKFileSnapshot snapshot(path);
     QByteArray bytes;
     if (!snapshot.readAll(&bytes))
-        qWarning().noquote() << "Konnte Datei nicht öffnen:" << path << snapshot.errorString();
+        qCWarning(rkLoad).noquote()
+            << "Konnte Datei nicht öffnen:" << path << snapshot.errorString();
     return bytes;
 }
 

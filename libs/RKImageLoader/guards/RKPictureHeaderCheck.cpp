@@ -3,6 +3,7 @@
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QIODevice>
 
@@ -392,7 +393,7 @@ bool RKPictureHeaderCheck::hasFewSegments(QIODevice& device)
     device.seek(begin);
     if (count <= RKImageLimits::kMaxSegments)
         return true;
-    qWarning("Picture refused: it has too many segments");
+    qCWarning(rkLoad, "Picture refused: it has too many segments");
     return false;
 }
 

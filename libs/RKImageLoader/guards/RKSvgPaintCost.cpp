@@ -1,4 +1,5 @@
 #include "RKImageLoader/guards/RKSvgPaintCost_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 #include <QPaintDevice>
@@ -260,6 +261,6 @@ bool RKSvgPaintCost::isAffordable(QSvgRenderer& renderer)
     // A cost that is not a number is too high.
     if (of(renderer, fitted.toSize()) <= kMaxCost)
         return true;
-    qWarning("SVG document refused: painting it takes too long");
+    qCWarning(rkLoad, "SVG document refused: painting it takes too long");
     return false;
 }

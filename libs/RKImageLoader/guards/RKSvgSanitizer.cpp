@@ -4,6 +4,7 @@
 #include "RKImageLoader/guards/RKSvgDrawingCost_p.h"
 #include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 #include <QLatin1String>
@@ -486,6 +487,6 @@ QByteArray RKSvgSanitizer::sanitized(const QByteArray& svg)
     Copier copier(0, budget);
     const QByteArray document = copier.copy(svg);
     if (copier.problem())
-        qWarning().noquote() << "SVG document refused:" << copier.problem();
+        qCWarning(rkLoad).noquote() << "SVG document refused:" << copier.problem();
     return document;
 }

@@ -6,6 +6,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include "RKCore/RKLogger.h"
 
@@ -29,7 +30,7 @@ constexpr QSize kOnePixel(1, 1);
 void diagnose(const QString& text)
 {
     RKLogger::legacyLog(text, false);
-    qDebug().noquote() << text;
+    qCDebug(rkLoad).noquote() << text;
 }
 
 template <typename Size>

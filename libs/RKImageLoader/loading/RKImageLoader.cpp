@@ -6,13 +6,13 @@
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
 
 #include <QBuffer>
 #include <QDebug>
-#include <QLoggingCategory>
 #include <QMutex>
 #include <QMutexLocker>
 
@@ -222,7 +222,7 @@ RKDrawable RKImageLoader::decode(
     RKDrawable decoded
         = tryAllDecoders(source.bytes, descriptor.fileFormatAsByteArray(), wanted, descriptor);
     if (decoded.isNull())
-        qWarning().noquote() << "could not decode" << descriptor.absoluteFilePath();
+        qCWarning(rkLoad).noquote() << "could not decode" << descriptor.absoluteFilePath();
     if (!mustConvert(descriptor, decoded) || !source.metaData.hasIccData())
         return decoded;
     bool hasChanged = false;
@@ -390,7 +390,7 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 
     QSize size = metaData.unrotatedSize();
     if (!size.isValid()) {
-        qWarning().noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
+        qCWarning(rkLoad).noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
         // Drawings and some pictures have no size in their metadata, but their decoder knows it.
         size = unrotatedSize(descriptor);
     }
@@ -405,7 +405,7 @@ QSize RKImageLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
         if (size.isValid())
             return size;
     }
-    qWarning().noquote() << "Größe nicht bekannt bei" << descriptor.absoluteFilePath();
+    qCWarning(rkLoad).noquote() << "Größe nicht bekannt bei" << descriptor.absoluteFilePath();
     return {};
 }
 
@@ -514,13 +514,13 @@ QString RKImageLoader::removeImageSuffixFromPath(const QString& path) const
 void RKImageLoader::dumpSupportedFormats() const
 {
     // To know all formats means to load all codecs.
-    if (!QLoggingCategory::defaultCategory()->isDebugEnabled())
+    if (!rkFormats().isDebugEnabled())
         return;
     const RKMediaFormatList formats = bitmapDecoders()->supportedMediaFormats();
     QStringList names;
     for (const RKMediaFormat& format : formats)
         names << format.defaultExtension();
-    qDebug().noquote() << QStringLiteral("supported formats: %1").arg(names.join(u' '));
+    qCDebug(rkFormats).noquote() << QStringLiteral("supported formats: %1").arg(names.join(u' '));
 
     for (const RKMediaFormat& format : formats) {
         QStringList others;
@@ -528,7 +528,8 @@ void RKImageLoader::dumpSupportedFormats() const
         for (const RKBitmapDecoder* decoder : all)
             others << decoder->name();
         const QString primary = others.isEmpty() ? QString() : others.takeFirst();
-        qDebug().noquote() << QStringLiteral("format %1 - primary decoder: %2, other decoders: %3")
-                                  .arg(format.defaultExtension(), primary, others.join(u' '));
+        qCDebug(rkFormats).noquote()
+            << QStringLiteral("format %1 - primary decoder: %2, other decoders: %3")
+                   .arg(format.defaultExtension(), primary, others.join(u' '));
     }
 }

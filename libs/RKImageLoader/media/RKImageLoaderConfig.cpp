@@ -1,5 +1,7 @@
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 
+#include "RKImageLoader/media/RKLogCategories_p.h"
+
 #include <QDebug>
 #include <QFile>
 #include <QTextStream>
@@ -59,7 +61,7 @@ QDomDocument RKImageLoaderConfig::loadDocument(const QFileInfo& file)
     const QString path = file.absoluteFilePath();
     QFile device(path);
     if (path.isEmpty() || !device.open(QIODevice::ReadOnly)) {
-        qWarning().noquote() << "-- file does not exist:" << path;
+        qCWarning(rkLoad).noquote() << "-- file does not exist:" << path;
         if (path.isEmpty()) {
             qFatal(
                 "Das Konfigurationfile muss vor dem ersten Aufruf der ImageLoaderConfig auf eine "
@@ -74,11 +76,11 @@ QDomDocument RKImageLoaderConfig::loadDocument(const QFileInfo& file)
     QDomDocument document;
     ParseError error;
     if (!parse(text, document, error)) {
-        qWarning().noquote() << QStringLiteral("-- error parsing %1, line %2, column %3: %4")
-                                    .arg(path,
-                                        QString::number(error.line),
-                                        QString::number(error.column),
-                                        error.message);
+        qCWarning(rkLoad).noquote() << QStringLiteral("-- error parsing %1, line %2, column %3: %4")
+                                           .arg(path,
+                                               QString::number(error.line),
+                                               QString::number(error.column),
+                                               error.message);
         return {};
     }
     return document;

@@ -1,6 +1,7 @@
 #include "RKImageLoader/media/RKMediaFormat.h"
 
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/media/RKStringConstants.h"
 
 #include <QCoreApplication>
@@ -165,7 +166,7 @@ RKMediaFormat RKMediaFormat::fromFileExtension(const QString& extension)
     keywords.remove(STR_ANY_FILENAME);
     const RKMediaFormat format(RKMediaFormat().enumToStringTable()->decodeCSV(keywords));
     if (!format.isValid())
-        qWarning().noquote().nospace() << "RKMediaFormat no RKMediaFormat for " << extension;
+        qCWarning(rkLoad).noquote().nospace() << "RKMediaFormat no RKMediaFormat for " << extension;
     return format;
 }
 

@@ -1,6 +1,7 @@
 #include "RKImageLoader/metadata/RKMetaData.h"
 
 #include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/RKMetaDataImpl_p.h"
 
@@ -310,10 +311,9 @@ void RKMetaData::setThumbnail(const QImage& image)
     QByteArray jpeg;
     QBuffer buffer(&jpeg);
     if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "JPEG")) {
-        qWarning().noquote() << QStringLiteral(
-            "could not set thumbnail of source size %1x%2 pixels")
-                                    .arg(QString::number(image.width()),
-                                        QString::number(image.height()));
+        qCWarning(rkMetadata).noquote()
+            << QStringLiteral("could not set thumbnail of source size %1x%2 pixels")
+                   .arg(QString::number(image.width()), QString::number(image.height()));
         return;
     }
     writeThumbnail(jpeg);

@@ -1,5 +1,7 @@
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
 
+#include "RKImageLoader/media/RKLogCategories_p.h"
+
 #include <QDebug>
 
 #include <algorithm>
@@ -10,7 +12,7 @@ namespace {
 void warnOfMissingFile(const QFileInfo& file)
 {
     if (!file.exists())
-        qWarning() << file << "does not exist";
+        qCWarning(rkMetadata) << file << "does not exist";
 }
 
 bool hasSize(const RKMetaData& metaData)

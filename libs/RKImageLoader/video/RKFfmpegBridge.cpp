@@ -1,5 +1,6 @@
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/video/RKFfmpegModule_p.h"
 
 #include "RKCore/RKMonolithFile.h"
@@ -269,23 +270,23 @@ void RKFfmpegBridge::dump() const
 {
     const AVRational source = sourceAspectRatio();
     const AVRational display = displayAspectRatio();
-    qDebug() << "RKFfmpegBridge::dump";
-    qDebug() << "  file:" << m_path;
-    qDebug() << "  isOpen:" << isOpenFile();
-    qDebug() << "  camera model:" << cameraModel();
-    qDebug() << "  frames per second:" << framesPerSecond().fps();
-    qDebug() << "  time scale:" << timeScale();
-    qDebug() << "  used codec:" << usedCodec();
-    qDebug() << "  video length milliseconds:" << videoLengthMs();
-    qDebug() << "  video size:" << videoSize();
-    qDebug() << "  source video size:" << sourceVideoSize();
-    qDebug() << "  effective video size:" << effectiveVideoSize();
-    qDebug() << "  source aspect ratio:" << source.num << "/" << source.den;
-    qDebug() << "  display aspect ratio:" << display.num << "/" << display.den;
-    qDebug() << "  video taken:" << videoTaken().toString();
-    qDebug() << "  rotation:" << rotation();
-    qDebug() << "  should apply rotation:" << shouldApplyRotation();
-    qDebug() << "";
+    qCDebug(rkVideo) << "RKFfmpegBridge::dump";
+    qCDebug(rkVideo) << "  file:" << m_path;
+    qCDebug(rkVideo) << "  isOpen:" << isOpenFile();
+    qCDebug(rkVideo) << "  camera model:" << cameraModel();
+    qCDebug(rkVideo) << "  frames per second:" << framesPerSecond().fps();
+    qCDebug(rkVideo) << "  time scale:" << timeScale();
+    qCDebug(rkVideo) << "  used codec:" << usedCodec();
+    qCDebug(rkVideo) << "  video length milliseconds:" << videoLengthMs();
+    qCDebug(rkVideo) << "  video size:" << videoSize();
+    qCDebug(rkVideo) << "  source video size:" << sourceVideoSize();
+    qCDebug(rkVideo) << "  effective video size:" << effectiveVideoSize();
+    qCDebug(rkVideo) << "  source aspect ratio:" << source.num << "/" << source.den;
+    qCDebug(rkVideo) << "  display aspect ratio:" << display.num << "/" << display.den;
+    qCDebug(rkVideo) << "  video taken:" << videoTaken().toString();
+    qCDebug(rkVideo) << "  rotation:" << rotation();
+    qCDebug(rkVideo) << "  should apply rotation:" << shouldApplyRotation();
+    qCDebug(rkVideo) << "";
 }
 
 void RKFfmpegBridge::log(const QString& message) const

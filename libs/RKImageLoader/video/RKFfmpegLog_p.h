@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QDebug>
-#include <QLoggingCategory>
+#include "RKImageLoader/media/RKLogCategories_p.h"
+
 #include <QString>
 
 /// What FFmpeg says, and when files are searched: debug messages, silent by default.
@@ -16,7 +16,7 @@ void install();
 /// A line about a file in the debug log.
 inline void write(const QString& path, const QString& message)
 {
-    qDebug() << "FFmpegBridge: file" << path << ":" << message;
+    qCDebug(rkVideo) << "FFmpegBridge: file" << path << ":" << message;
 }
 
 } // namespace RKFfmpegLog

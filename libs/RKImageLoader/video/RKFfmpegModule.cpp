@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKLibraryFolder_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/video/RKFfmpegModule_p.h"
 
 #include <QDebug>
@@ -12,7 +13,8 @@ RKFfmpegModule::OpenVideo* load()
     QLibrary module(RKLibraryFolder::path() + QStringLiteral("/" RK_FFMPEG_MODULE));
     const QFunctionPointer function = module.resolve(RKFfmpegModule::kOpenVideo);
     if (!function)
-        qWarning().noquote() << "could not load the module for videos:" << module.errorString();
+        qCWarning(rkVideo).noquote()
+            << "could not load the module for videos:" << module.errorString();
     return reinterpret_cast<RKFfmpegModule::OpenVideo*>(function);
 }
 

@@ -7,6 +7,7 @@
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
 #include "RKImageLoader/guards/RKImageLimits_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 
@@ -159,12 +160,12 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
         = target.width() <= file->size.width() && target.height() <= file->size.height();
     const QSize readSize = isReduced ? target : file->size;
     if (!RKImageScaler::isFeasible(target) || !RKImageScaler::isFeasible(readSize)) {
-        qWarning("Picture refused: the wanted size is too large");
+        qCWarning(rkLoad, "Picture refused: the wanted size is too large");
         return {};
     }
 
     if (!isWorthReducing(*file, readSize)) {
-        qWarning("Picture refused: making it smaller takes too much memory or time");
+        qCWarning(rkLoad, "Picture refused: making it smaller takes too much memory or time");
         return {};
     }
 
@@ -173,7 +174,8 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
     // so have a real one (10x12x16bit-CMYK.psd, whose thumbnail is the blank one).
     if (!file->hasMergedPicture && isPlain(image)) {
         const QImage thumbnail = readThumbnail(*file);
-        qWarning("Photoshop file without merged picture: %s is shown",
+        qCWarning(rkLoad,
+            "Photoshop file without merged picture: %s is shown",
             thumbnail.isNull() ? "a blank one" : "its thumbnail");
         if (!thumbnail.isNull())
             image = thumbnail;

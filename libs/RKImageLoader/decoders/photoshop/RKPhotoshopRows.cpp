@@ -1,6 +1,7 @@
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopRows_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKImageLimits_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 
@@ -32,7 +33,7 @@ bool isClaim(qint64 size, qint64 ratio, const RKPhotoshopFile& file)
 {
     if (size / ratio <= file.pixels.size())
         return false;
-    qWarning("Picture refused: its header promises more than its data can hold");
+    qCWarning(rkLoad, "Picture refused: its header promises more than its data can hold");
     return true;
 }
 

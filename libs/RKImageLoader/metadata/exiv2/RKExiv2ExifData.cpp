@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKCameraFaces_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifMerge_p.h"
@@ -315,8 +316,9 @@ qreal RKExiv2ExifData::getGPSArc(const char* key, const char* refKey) const
             = ref.startsWith(QLatin1Char('S')) || ref.startsWith(QLatin1Char('W'));
         return isNegative ? -arc : arc;
     } catch (const std::exception& error) {
-        qWarning().noquote() << QStringLiteral("Cannot get Exif GPS tag using Exiv2 due to error :")
-                             << QString::fromUtf8(error.what());
+        qCWarning(rkMetadata).noquote()
+            << QStringLiteral("Cannot get Exif GPS tag using Exiv2 due to error :")
+            << QString::fromUtf8(error.what());
     }
     return kUnknownArc;
 }

@@ -5,6 +5,7 @@
 #include "RKImageLoader/files/RKHeifProfile_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
@@ -141,7 +142,7 @@ void RKExiv2ImageReader::read(const QString& path)
 {
     // A pipe would wait for somebody to write into it.
     if (RKBinaryFile::mayBlock(QFileInfo(path))) {
-        qWarning() << "No Exif Data in this file:" << path;
+        qCWarning(rkMetadata) << "No Exif Data in this file:" << path;
         return;
     }
     bool hasReadError = false;
@@ -150,13 +151,13 @@ void RKExiv2ImageReader::read(const QString& path)
             [&path] { return std::make_shared<RKFileSnapshot>(path); });
         // exiv2 takes it for the end of the file, or for a file of an unknown type.
         if (hasReadError)
-            qWarning().noquote() << "Failed to read all of the file:" << path;
+            qCWarning(rkMetadata).noquote() << "Failed to read all of the file:" << path;
     } catch (const Exiv2::Error& error) {
         m_isUnreadable = isSystemError(error) && QFileInfo::exists(path);
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString &)"), error);
     } catch (...) {
-        qWarning() << "No Exif Data in this file:" << path;
+        qCWarning(rkMetadata) << "No Exif Data in this file:" << path;
     }
     if (hasReadError) {
         m_isUnreadable = true;
@@ -178,7 +179,7 @@ void RKExiv2ImageReader::read(const QByteArray& data)
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray &)"), error);
     } catch (...) {
-        qWarning() << "No Exif in data.";
+        qCWarning(rkMetadata) << "No Exif in data.";
     }
     QBuffer buffer;
     buffer.setData(data);
@@ -201,7 +202,7 @@ void RKExiv2ImageReader::read(
     if (!image || !isReadable(*image))
         return;
     if (isExcessiveSidecar(*image)) {
-        qWarning() << "XMP has too many namespaces or properties to be read";
+        qCWarning(rkMetadata) << "XMP has too many namespaces or properties to be read";
         return;
     }
     try {

@@ -1,3 +1,4 @@
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -200,7 +201,7 @@ void RKExiv2IptcData::writeStringList(const char* key, const QStringList& values
         describeError(
             QStringLiteral("void RKExiv2IptcData::writeString(const char *, const QString &)"),
             error);
-        qWarning().noquote() << "Parameters:" << key << text;
+        qCWarning(rkMetadata).noquote() << "Parameters:" << key << text;
         return;
     } catch (...) {
     }

@@ -1,3 +1,4 @@
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcBlocks_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2SegmentProbe_p.h"
@@ -29,7 +30,7 @@ std::string hostNamespace()
 void logToQt(int level, const char* message)
 {
     Q_UNUSED(level)
-    qDebug().noquote() << QByteArray(message).trimmed();
+    qCDebug(rkMetadata).noquote() << QByteArray(message).trimmed();
 }
 
 /// The namespace of a prefix; empty for a prefix that exiv2 does not know.
@@ -204,14 +205,15 @@ void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& err
 {
     if (RKExiv2Compat::isUnknownImageType(error))
         return;
-    qWarning().noquote() << QStringLiteral("%3 caught exception with errorCode=%1 msg=%2")
-                                .arg(QString::number(RKExiv2Compat::errorNumber(error)),
-                                    QString::fromUtf8(error.what()),
-                                    where);
+    qCWarning(rkMetadata).noquote()
+        << QStringLiteral("%3 caught exception with errorCode=%1 msg=%2")
+               .arg(QString::number(RKExiv2Compat::errorNumber(error)),
+                   QString::fromUtf8(error.what()),
+                   where);
 }
 
 void RKExiv2Library::reportUnchanged(const char* key, const QString& value)
 {
-    qWarning().noquote() << QLatin1String(key) + QLatin1Char(' ') + value
-            + QStringLiteral(" does not work");
+    qCWarning(rkMetadata).noquote()
+        << QLatin1String(key) + QLatin1Char(' ') + value + QStringLiteral(" does not work");
 }

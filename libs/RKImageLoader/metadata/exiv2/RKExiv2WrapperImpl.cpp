@@ -1,3 +1,4 @@
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -527,7 +528,8 @@ RKMetaDataSaver RKExiv2WrapperImpl::saver(RKMetaDataSaver::Scope scope) const
 bool RKExiv2WrapperImpl::isSavable() const
 {
     if (m_isUnreadable)
-        qWarning().noquote() << "Metadata that could not be read are not saved:" << m_source;
+        qCWarning(rkMetadata).noquote()
+            << "Metadata that could not be read are not saved:" << m_source;
     return !m_isUnreadable;
 }
 

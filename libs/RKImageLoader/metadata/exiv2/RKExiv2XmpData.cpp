@@ -1,4 +1,5 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
@@ -278,7 +279,7 @@ bool RKExiv2XmpData::setXmpPacket(const std::string& packet)
         RKExiv2Library::refreshNamespaces();
         if (const int failure = RKExiv2XmpPackets::decodeWithKnownPrefixes(&text, &data);
             failure != 0) {
-            qWarning() << "setXmpPacket failed:" << failure;
+            qCWarning(rkMetadata) << "setXmpPacket failed:" << failure;
             return false;
         }
     }
@@ -302,7 +303,7 @@ bool RKExiv2XmpData::currentPacket(std::string* packet) const
         *packet = RKExiv2XmpPackets::edited(m_packet, m_data, *packet).value_or(*packet);
         return true;
     }
-    qWarning() << "failed to encode XMP data";
+    qCWarning(rkMetadata) << "failed to encode XMP data";
     return false;
 }
 
@@ -366,7 +367,8 @@ bool RKExiv2XmpData::prepareTarget(Exiv2::Image& image) const
         // exiv2 would write its empty data over the packet.
         image.writeXmpFromPacket(true);
         if (!m_data.empty())
-            qWarning() << "XMP data of the image cannot be decoded and are left as they are";
+            qCWarning(rkMetadata)
+                << "XMP data of the image cannot be decoded and are left as they are";
         return false;
     }
     RKExiv2XmpPackets::registerNamespaces(m_packet);

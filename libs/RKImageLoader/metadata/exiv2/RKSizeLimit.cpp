@@ -1,3 +1,4 @@
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/exiv2/RKSizeLimit_p.h"
 
@@ -27,8 +28,9 @@ constexpr std::array kProfileKeys = {"Exif.Image.InterColorProfile",
 
 void warnAboutDeletion(const std::string& key)
 {
-    qWarning().noquote() << QStringLiteral(" exifData is to large. Deleting the exifData key")
-                         << QString::fromStdString(key);
+    qCWarning(rkMetadata).noquote()
+        << QStringLiteral(" exifData is to large. Deleting the exifData key")
+        << QString::fromStdString(key);
 }
 
 void eraseLargest(Exiv2::ExifData& data)
@@ -144,7 +146,7 @@ void logRemoved(const Exiv2::XmpData& data, const std::vector<size_t>& ranks, si
         return left.first < right.first;
     });
     for (const auto& [rank, key] : gone)
-        qWarning().noquote() << "xmpData is to large. Deleting the xmpData key" << key;
+        qCWarning(rkMetadata).noquote() << "xmpData is to large. Deleting the xmpData key" << key;
 }
 
 } // namespace
@@ -191,7 +193,7 @@ void RKSizeLimit::removeLargest(Exiv2::XmpData& data, size_t limit)
         (packet.size() < limit ? enough : tooFew) = middle;
     }
     if (!encoded) {
-        qWarning() << "failed to encode XMP data";
+        qCWarning(rkMetadata) << "failed to encode XMP data";
         return;
     }
     logRemoved(data, ranks, enough);

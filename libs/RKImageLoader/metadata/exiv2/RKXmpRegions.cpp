@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
@@ -84,7 +85,7 @@ bool RKXmpRegions::createInitialXmpData()
     data.setString("Xmp.dc.tamoDummy", QStringLiteral("dummy"));
     std::string packet;
     if (!data.currentPacket(&packet) || packet.empty()) {
-        qWarning() << "failed to serialize initial XMP data";
+        qCWarning(rkMetadata) << "failed to serialize initial XMP data";
         return false;
     }
     if (!parseXmpData(packet))
@@ -119,7 +120,7 @@ bool RKXmpRegions::writeXmpData(const RKExiv2XmpData& data, const QFileInfo& fil
     RKSafeFileWriter writer(file.absoluteFilePath());
     if (writer.write(QByteArray::fromStdString(packet)) == RKSafeFileWriter::Result::Done)
         return true;
-    qWarning().noquote() << "failed to write XMP data to" << file.absoluteFilePath() << ":"
-                         << writer.errorString();
+    qCWarning(rkMetadata).noquote()
+        << "failed to write XMP data to" << file.absoluteFilePath() << ":" << writer.errorString();
     return false;
 }

@@ -2,6 +2,7 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
+#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
@@ -93,7 +94,7 @@ QString ofImage(const QString& path)
 
 void warn(const QString& text)
 {
-    qWarning().noquote() << text;
+    qCWarning(rkMetadata).noquote() << text;
 }
 
 void warnOfLoss(const QString& target, const QString& loss)

@@ -1,6 +1,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "RKImageLoader/metadata/RKMetaDataCache.h"
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
@@ -30,8 +31,6 @@ private Q_SLOTS:
     {
         if (!isLoaded("libRKImageLoader"))
             QSKIP("this system doesn't say what a process has loaded");
-        // Or all formats are found out, for the debug log.
-        QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
         const QTemporaryDir folder;
         // By hand, for Qt's writers ask all plug-ins: 16x16 pixels with 24 bits.
         const QString path = folder.filePath(u"a.bmp"_s);
@@ -48,6 +47,15 @@ private Q_SLOTS:
 
         const RKFfmpegBridge noVideo(path);
         QVERIFY(isLoaded("libavcodec"));
+    }
+
+    void messagesHaveTheCategoryOfTheirArea()
+    {
+        const QFileInfo missing(u"/missing/a.jpg"_s);
+        QLoggingCategory::setFilterRules(u"rk.load.warning=false"_s);
+        RKMediaLoader::instance()->drawable(missing, QSize(999, 999));
+        QLoggingCategory::setFilterRules(u"rk.metadata.warning=false"_s);
+        RKMetaDataCache::instance()->metaDataValue(missing);
     }
 };
 

@@ -133,13 +133,13 @@ public:
     SeekCounter()
         : m_previousHandler(qInstallMessageHandler(countSeeks))
     {
-        QLoggingCategory::setFilterRules(u"default.debug=false\nrk.ffmpeg.debug=true"_s);
+        QLoggingCategory::setFilterRules(u"*.debug=false\nrk.ffmpeg.debug=true"_s);
     }
 
     ~SeekCounter()
     {
         qInstallMessageHandler(m_previousHandler);
-        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
+        QLoggingCategory::setFilterRules(u"*.debug=false"_s);
     }
 
     Q_DISABLE_COPY_MOVE(SeekCounter)
@@ -160,7 +160,7 @@ private Q_SLOTS:
     {
         if (!canEncode())
             QSKIP("the ffmpeg tool is missing");
-        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
+        QLoggingCategory::setFilterRules(u"*.debug=false"_s);
     }
 
     void theFrameAskedForIsGiven_data()

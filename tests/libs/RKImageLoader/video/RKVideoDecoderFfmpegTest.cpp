@@ -31,7 +31,7 @@ private Q_SLOTS:
         if (!canEncode())
             QSKIP("the ffmpeg tool is missing");
         // Every file opened is described there.
-        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
+        QLoggingCategory::setFilterRules(u"*.debug=false"_s);
         m_clip = make({.name = "clip.mp4",
                           .options = "-metadata creation_time=2021-07-04T13:45:10 -movflags "
                                      "+use_metadata_tags -metadata "

@@ -41,7 +41,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        QLoggingCategory::setFilterRules(u"default.debug=false"_s);
+        QLoggingCategory::setFilterRules(u"*.debug=false"_s);
     }
 
     void oneBridgeServesSeveralThreads()
