@@ -28,3 +28,5 @@ void addFrameCommand(CLI::App& app, Command& command);
 void addFramesCommand(CLI::App& app, Command& command);
 void addSetCommand(CLI::App& app, Command& command);
 void addFacesCommand(CLI::App& app, Command& command);
+void addCompareCommand(CLI::App& app, Command& command);
+void addSheetCommand(CLI::App& app, Command& command);

@@ -1,11 +1,11 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "FileConversion.h"
-#include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "Thumbnail.h"
+#include "UprightFaces.h"
 
 #include <CLI/CLI.hpp>
 
@@ -59,17 +59,6 @@ RKDrawable read(const RKMediaDescriptor& source, const ConvertOptions& options)
     return isUpright && stored.isBitmap() ? loader.autoRotate(source, stored) : stored;
 }
 
-/// Faces are turned as pixels are.
-RKFacePositions turned(const RKFacePositions& faces, RKImageOrientation orientation)
-{
-    // RKFacePosition::rotated() has these two the other way round.
-    switch (orientation) {
-    case ORIENTATION_LEFT_TOP: return faces.rotated(ORIENTATION_RIGHT_BOTTOM);
-    case ORIENTATION_RIGHT_BOTTOM: return faces.rotated(ORIENTATION_LEFT_TOP);
-    default: return faces.rotated(orientation);
-    }
-}
-
 /// The metadata of the source as those of the picture made of it.
 RKMetaData adapted(
     const RKMediaDescriptor& source, const QImage& picture, const ConvertOptions& options)
@@ -82,8 +71,8 @@ RKMetaData adapted(
     const RKFacePositions faces = metaData.regionFacePositions();
     if (!faces.isEmpty()) {
         metaData.removeFaceRegions();
-        metaData.updateFaces(
-            picture.size(), isUpright ? turned(faces, metaData.imageOrientation()) : faces);
+        metaData.updateFaces(picture.size(),
+            isUpright ? UprightFaces::of(faces, metaData.imageOrientation()) : faces);
     }
     if (isUpright)
         metaData.setImageOrientation(ORIENTATION_TOP_LEFT);

@@ -8,6 +8,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "UprightFaces.h"
 
 #include <QFile>
 
@@ -132,7 +133,7 @@ int drawFaces(const QString& file, const QString& target, MessageCollector& mess
 
     // Faces are recorded on the stored picture; the decoded one is upright.
     const RKMetaData metaData = loader.copyMetaData(*descriptor);
-    metaData.facePositions().rotated(metaData.imageOrientation()).renderInto(&image);
+    UprightFaces::of(metaData.facePositions(), metaData.imageOrientation()).renderInto(&image);
     return loader.save(to, image)
         ? Output::AllDone
         : fail(target, QStringLiteral("the picture can't be saved"), messages);

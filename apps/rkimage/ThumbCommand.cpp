@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "MessageCollector.h"
 #include "Output.h"
+#include "ParallelJobs.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
@@ -12,11 +13,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <atomic>
 #include <memory>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -109,31 +107,22 @@ int makeThumbnails(
     }
     const std::vector<Job> jobs = jobsOf(files, folder);
 
-    std::atomic<size_t> next = 0;
     // Guards what follows, and the error stream.
     std::mutex mutex;
     int failures = 0;
     ProgressBar progress(qint64(jobs.size()));
-    const auto work = [&] {
-        for (size_t i = next++; i < jobs.size(); i = next++) {
-            messages.takeWarnings();
-            const QString failure = makeThumbnail(jobs[i], options.side);
-            const std::lock_guard lock(mutex);
-            if (!failure.isEmpty()) {
-                ++failures;
-                progress.hide();
-                Output::printFailure(
-                    jobs[i].source, Output::withReason(failure, messages.takeWarnings()));
-            }
-            progress.step();
+    runInParallel(jobs.size(), options.jobs, [&](size_t i) {
+        messages.takeWarnings();
+        const QString failure = makeThumbnail(jobs[i], options.side);
+        const std::lock_guard lock(mutex);
+        if (!failure.isEmpty()) {
+            ++failures;
+            progress.hide();
+            Output::printFailure(
+                jobs[i].source, Output::withReason(failure, messages.takeWarnings()));
         }
-    };
-    std::vector<std::thread> threads;
-    const size_t wanted = std::min(size_t(options.jobs), jobs.size());
-    while (threads.size() < wanted)
-        threads.emplace_back(work);
-    for (std::thread& thread : threads)
-        thread.join();
+        progress.step();
+    });
     progress.hide();
 
     Output::print(

@@ -60,7 +60,9 @@ int main(int argc, char** argv)
              addFrameCommand,
              addFramesCommand,
              addSetCommand,
-             addFacesCommand})
+             addFacesCommand,
+             addCompareCommand,
+             addSheetCommand})
         add(app, command);
     try {
         app.parse(argc, argv);

@@ -13,6 +13,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <cstdio>
+
 using namespace RKTestPictures;
 using namespace Qt::StringLiterals;
 
@@ -292,6 +294,63 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("frames long.mp4 --count 2 --out l --sheet s.png"), 0);
         QCOMPARE(QDir(u"l"_s).entryList(QDir::Files).join(u' '), u"long-13.jpg long-38.jpg"_s);
         QVERIFY(QImage(u"s.png"_s).width() > 2 * 176);
+    }
+
+    void picturesAreCompared()
+    {
+        QImage picture = quadrants({40, 30});
+        write(u"a.png"_s, encoded(picture, "png"));
+        picture.setPixel(7, 3, picture.pixel(7, 3) ^ 0x00000c);
+        write(u"b.png"_s, encoded(picture, "png"));
+        const auto compared = [](const char* arguments) {
+            return QJsonDocument::fromJson(
+                runTool(u"compare --json "_s + QLatin1String(arguments)).output);
+        };
+        QCOMPARE(compared("a.png a.png")[u"greatest"].toInt(-1), 0);
+        const QJsonDocument result = compared("a.png b.png --diff d.png");
+        QCOMPARE(result[u"greatest"].toInt(), 12);
+        QCOMPARE(result[u"greatestAt"].toArray(), QJsonArray({7, 3}));
+        QCOMPARE(result[u"mean"].toDouble(), 12.0 / 3 / 1200);
+        QCOMPARE(QImage(u"d.png"_s).pixelColor(7, 3), QColor(Qt::blue));
+        QCOMPARE(exitCodeOf("compare a.png b.png --limit 0.004"), 0);
+        QCOMPARE(exitCodeOf("compare a.png b.png --limit 0.003"), 1);
+        // Of another size, and turned: only the first can be compared.
+        write(u"half.png"_s, encoded(quadrants({20, 15}), "png"));
+        write(u"tall.png"_s, encoded(quadrants({30, 40}), "png"));
+        QCOMPARE(compared("a.png half.png")[u"size"].toArray(), QJsonArray({20, 15}));
+        QCOMPARE(exitCodeOf("compare a.png tall.png"), 1);
+    }
+
+    void sheetsShowEveryFileOfAFolder()
+    {
+        QVERIFY(QDir().mkpath(u"album/sub"_s) && QDir().mkpath(u"album/.hidden"_s));
+        const QByteArray jpeg = encoded(quadrants({40, 30}), "jpg");
+        write(u"album/.hidden/h.jpg"_s, jpeg);
+        write(u"album/notes.txt"_s, "no picture");
+        write(u"album/broken.png"_s, "no picture");
+        write(u"album/sub/<b>%1.jpg"_s, jpeg);
+        write(u"album/photo.jpg"_s, photograph());
+        QVERIFY(QFile::link(u"../../album"_s, u"album/sub/loop"_s));
+        // A name that is no UTF-8.
+        QFile::remove(u"plain.jpg"_s);
+        write(u"plain.jpg"_s, jpeg);
+        QCOMPARE(::rename("plain.jpg", "album/\xff.jpg"), 0);
+
+        const Run run = runTool(u"sheet -r album --out sheet.html"_s);
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY(run.errors.size() == 1 && run.errors[0].contains(u"broken.png"));
+        const QByteArray html = read(u"sheet.html"_s);
+        QCOMPARE(html.count("<figure "), 4);
+        QCOMPARE(html.count("data:image/jpeg"), 3);
+        QVERIFY(html.contains("&lt;b&gt;%1.jpg") && !html.contains("<b>%1"));
+        // Faces lie on the upright picture.
+        QVERIFY(html.contains("left:62.50%;top:12.50%;width:12.50%;height:25.00%"));
+
+        QCOMPARE(exitCodeOf("sheet --recursive album --ext jpg --out sheet.pdf"), 0);
+        QVERIFY(read(u"sheet.pdf"_s).startsWith("%PDF"));
+        QCOMPARE(exitCodeOf("sheet album/photo.jpg --out sheet.png"), 0);
+        QVERIFY(!QImage(u"sheet.png"_s).isNull());
+        QCOMPARE(exitCodeOf("sheet album --out none.html"), 1);
     }
 
     void wrongUsageIsToldApart()

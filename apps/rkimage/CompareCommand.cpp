@@ -1,0 +1,181 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "MessageCollector.h"
+#include "Output.h"
+#include "PictureDifference.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKLoadingError.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace {
+
+struct CompareArguments
+{
+    std::string first;
+    std::string second;
+    std::string size;
+    std::string target;
+    std::optional<double> limit;
+    bool isJson = false;
+};
+
+struct Picture
+{
+    QString file;
+    RKMediaDescriptor descriptor;
+    QImage image;
+};
+
+int fail(const QString& file, const QString& failure, MessageCollector& messages)
+{
+    Output::printFailure(file, Output::withReason(failure, messages.takeWarnings()));
+    return Output::SomeFailed;
+}
+
+/// Upright and in sRGB; an invalid size means the whole picture. False, and a line about the
+/// failure, if there is none.
+bool load(Picture& picture, const QSize& size, MessageCollector& messages)
+{
+    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    const bool isLoadable = picture.descriptor.fileInfo().exists()
+        && loader.hasSupportedMediaFormat(picture.descriptor);
+    if (isLoadable)
+        picture.image = loader.drawable(picture.descriptor, size).image();
+    if (picture.image.isNull())
+        fail(picture.file, RKLoadingError::of(picture.descriptor).text(), messages);
+    return !picture.image.isNull();
+}
+
+/// Brings the larger picture down to the size of the smaller one. False if they have other
+/// proportions, by more than rounding makes.
+bool makeSameSize(Picture& first, Picture& second)
+{
+    Picture& larger = first.image.width() > second.image.width() ? first : second;
+    const Picture& smaller = &larger == &first ? second : first;
+    const QSize wanted = smaller.image.size();
+    if (larger.image.size() == wanted)
+        return true;
+    const QSize fitted = larger.image.size().scaled(wanted, Qt::KeepAspectRatio);
+    if (std::abs(fitted.width() - wanted.width()) > 1
+        || std::abs(fitted.height() - wanted.height()) > 1)
+        return false;
+    larger.image = RKDrawable(larger.image).scaled(wanted).image();
+    // One pixel may be missing on a side that was rounded the other way.
+    if (larger.image.size() != wanted)
+        larger.image = larger.image.scaled(wanted, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    return true;
+}
+
+void printAsText(const PictureDifference& difference, const QSize& size)
+{
+    const auto number = [](double value) { return QString::number(value, 'f', 3); };
+    const auto& means = difference.means();
+    const QPoint place = difference.greatestAt();
+    Output::print(
+        QStringLiteral("size                 %1x%2").arg(size.width()).arg(size.height()));
+    Output::print(QStringLiteral("mean difference      %1 (red %2, green %3, blue %4, alpha %5)")
+                      .arg(number(difference.mean()),
+                          number(means[0]),
+                          number(means[1]),
+                          number(means[2]),
+                          number(means[3])));
+    Output::print(difference.greatest() == 0 ? QStringLiteral("greatest difference  0")
+                                             : QStringLiteral("greatest difference  %1 at %2,%3")
+                                                   .arg(difference.greatest())
+                                                   .arg(place.x())
+                                                   .arg(place.y()));
+    Output::print(
+        QStringLiteral("pixels that differ   %1 %").arg(number(100 * difference.changedShare())));
+}
+
+void printAsJson(const PictureDifference& difference, const QSize& size)
+{
+    const auto& means = difference.means();
+    const QPoint place = difference.greatestAt();
+    Output::print(
+        QJsonDocument(QJsonObject{{QStringLiteral("size"), QJsonArray{size.width(), size.height()}},
+            {QStringLiteral("mean"), difference.mean()},
+            {QStringLiteral("means"), QJsonArray{means[0], means[1], means[2], means[3]}},
+            {QStringLiteral("greatest"), difference.greatest()},
+            {QStringLiteral("greatestAt"), QJsonArray{place.x(), place.y()}},
+            {QStringLiteral("changedShare"), difference.changedShare()}}));
+}
+
+int compare(const CompareArguments& arguments, MessageCollector& messages)
+{
+    const auto pictureOf = [](const std::string& argument) {
+        const QString path = Arguments::toPath(argument);
+        return Picture{path, RKMediaDescriptor(QFileInfo(path)), {}};
+    };
+    Picture first = pictureOf(arguments.first);
+    Picture second = pictureOf(arguments.second);
+    const QString target = Arguments::toPath(arguments.target);
+    const RKImageLoader& saver = *RKImageLoader::instance();
+    if (!target.isEmpty()
+        && !saver.bitmapDecoders()->isWritable(
+            saver.mediaFormat(RKMediaDescriptor(QFileInfo(target)))))
+        return fail(target, QStringLiteral("the format can't be written"), messages);
+
+    const QSize size = Arguments::parseSize(arguments.size).value_or(QSize());
+    if (!load(first, size, messages) || !load(second, size, messages))
+        return Output::SomeFailed;
+    const QSize firstSize = first.image.size();
+    const QSize secondSize = second.image.size();
+    if (!makeSameSize(first, second)) {
+        return fail(second.file,
+            QStringLiteral("the proportions differ: %1x%2 against %3x%4")
+                .arg(secondSize.width())
+                .arg(secondSize.height())
+                .arg(firstSize.width())
+                .arg(firstSize.height()),
+            messages);
+    }
+
+    const PictureDifference difference(first.image, second.image);
+    if (arguments.isJson)
+        printAsJson(difference, first.image.size());
+    else
+        printAsText(difference, first.image.size());
+    if (!target.isEmpty()
+        && !saver.save(RKMediaDescriptor(QFileInfo(target)), difference.picture()))
+        return fail(target, QStringLiteral("the picture can't be saved"), messages);
+    return arguments.limit && difference.mean() > *arguments.limit ? Output::SomeFailed
+                                                                   : Output::AllDone;
+}
+
+} // namespace
+
+void addCompareCommand(CLI::App& app, Command& command)
+{
+    const auto arguments = std::make_shared<CompareArguments>();
+    CLI::App* compareApp = app.add_subcommand(
+        "compare", "Tell how much two pictures differ, upright and in sRGB, in levels of 0 to 255");
+    compareApp->add_option("A", arguments->first, "A picture")->required();
+    compareApp->add_option("B", arguments->second, "The other picture")->required();
+    compareApp
+        ->add_option("--size",
+            arguments->size,
+            "Compare at WxH pixels, proportions kept; otherwise at the size of the smaller one")
+        ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
+    compareApp
+        ->add_option("--limit", arguments->limit, "End with 1 if the mean difference is greater")
+        ->check(CLI::NonNegativeNumber);
+    compareApp->add_option("--diff",
+        arguments->target,
+        "Save a picture of the difference, stretched so that the greatest is white");
+    compareApp->add_flag("--json", arguments->isJson, "Print JSON");
+    compareApp->callback([arguments, &command] {
+        command.run
+            = [arguments](MessageCollector& messages) { return compare(*arguments, messages); };
+    });
+}

@@ -1,0 +1,125 @@
+#include "InputFiles.h"
+
+#include "Output.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <CLI/CLI.hpp>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+QByteArray bytesOf(const std::string& text)
+{
+    return QByteArray::fromStdString(text);
+}
+
+/// Qt has no way to open a file whose name isn't in the system's encoding.
+bool isExpressible(const std::string& name)
+{
+    return QFile::encodeName(QFile::decodeName(name.c_str())).toStdString() == name;
+}
+
+} // namespace
+
+void InputFiles::addTo(CLI::App& command)
+{
+    command.add_option("FILES", m_arguments, "Files, and folders with --recursive")->required();
+    command.add_flag("-r,--recursive", m_isRecursive, "Work on all files in folders, too");
+    command
+        .add_option("--ext", m_extensions, "Of folders, only files with these extensions: jpg,png")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+}
+
+void InputFiles::forEach(const Visit& visit)
+{
+    for (const std::string& argument : m_arguments) {
+        std::error_code error;
+        if (!fs::is_directory(argument, error)) {
+            if (!visit(open(argument)))
+                return;
+        } else if (!m_isRecursive) {
+            fail(argument, QStringLiteral("is a folder; --recursive works on its files"));
+        } else if (!visitFolder(argument, {}, visit)) {
+            return;
+        }
+    }
+}
+
+int InputFiles::failures() const
+{
+    return m_failures;
+}
+
+bool InputFiles::visitFolder(
+    const std::string& folder, std::set<FolderId> ancestors, const Visit& visit)
+{
+    struct stat status = {};
+    if (::stat(folder.c_str(), &status) != 0)
+        return fail(folder, QStringLiteral("the folder can't be read"));
+    // A link may lead back to where it came from.
+    if (!ancestors.emplace(status.st_dev, status.st_ino).second)
+        return true;
+
+    std::error_code error;
+    std::vector<std::string> names;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
+    {
+        if (entry->path().filename().native().front() != '.')
+            names.push_back(entry->path().native());
+    }
+    if (error)
+        fail(folder, QString::fromLocal8Bit(error.message().c_str()));
+    std::sort(names.begin(), names.end());
+
+    return std::all_of(names.begin(), names.end(), [&](const std::string& name) {
+        std::error_code ignored;
+        if (fs::is_directory(name, ignored))
+            return visitFolder(name, ancestors, visit);
+        return !isWanted(name) || visit(open(name));
+    });
+}
+
+bool InputFiles::isWanted(const std::string& path) const
+{
+    const QString extension = QFileInfo(QFile::decodeName(path.c_str())).suffix().toLower();
+    if (m_extensions.empty())
+        return RKMediaLoader::instance()->supportsMediaFormat(RKMediaFormat(extension.toLatin1()));
+    return std::any_of(
+        m_extensions.begin(), m_extensions.end(), [&extension](const std::string& wanted) {
+            return QString::fromStdString(wanted).toLower() == extension;
+        });
+}
+
+InputFile InputFiles::open(const std::string& name)
+{
+    if (isExpressible(name))
+        return {bytesOf(name), QFile::decodeName(name.c_str())};
+
+    if (!m_links)
+        m_links = std::make_unique<QTemporaryDir>();
+    const QString extension = QFileInfo(QFile::decodeName(name.c_str())).suffix();
+    const QString link
+        = m_links->filePath(QStringLiteral("%1.%2").arg(++m_linkCount).arg(extension));
+    std::error_code error;
+    fs::create_symlink(fs::absolute(name, error), QFile::encodeName(link).toStdString(), error);
+    // A link that could not be made is a file that can't be found.
+    return {bytesOf(name), link};
+}
+
+bool InputFiles::fail(const std::string& name, const QString& failure)
+{
+    ++m_failures;
+    Output::printFailure(QFile::decodeName(name.c_str()), failure);
+    return true;
+}

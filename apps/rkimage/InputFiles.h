@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+/// A file that a command works on.
+struct InputFile
+{
+    /// The bytes that name it, as they were given or found; for messages and results.
+    QByteArray name;
+    /// How Qt opens it: the same unless the name isn't in the system's encoding.
+    QString path;
+};
+
+/// The files that the arguments of a command name, one after the other: files, and with --recursive
+/// those in folders. Folders are read when their turn comes, so that the first results are there
+/// before the last file is found.
+class InputFiles
+{
+public:
+    /// Adds FILES and the options that say which files of folders count. The object must live until
+    /// the arguments are parsed, and for as long as the files are used.
+    void addTo(CLI::App& command);
+
+    /// Calls back for each file until it returns false. A folder that isn't wanted or can't be read
+    /// is reported and counts as a failure.
+    void forEach(const std::function<bool(const InputFile& file)>& visit);
+
+    /// How many folders could not be read so far.
+    int failures() const;
+
+private:
+    using Visit = std::function<bool(const InputFile& file)>;
+    /// Device and number, which tell a folder from all others however it was reached.
+    using FolderId = std::pair<quint64, quint64>;
+
+    bool visitFolder(const std::string& folder, std::set<FolderId> ancestors, const Visit& visit);
+    bool isWanted(const std::string& path) const;
+    InputFile open(const std::string& name);
+    bool fail(const std::string& name, const QString& failure);
+
+    std::vector<std::string> m_arguments;
+    std::vector<std::string> m_extensions;
+    bool m_isRecursive = false;
+    int m_failures = 0;
+    // Links with plain names to files whose names Qt can't express.
+    std::unique_ptr<QTemporaryDir> m_links;
+    int m_linkCount = 0;
+};

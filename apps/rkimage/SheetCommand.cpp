@@ -1,0 +1,150 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "ContactSheet.h"
+#include "InputFiles.h"
+#include "MessageCollector.h"
+#include "Output.h"
+#include "ParallelJobs.h"
+#include "ProgressBar.h"
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
+#include "RKImageLoader/loading/RKImageLoader.h"
+
+#include <QSaveFile>
+#include <QThread>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace {
+
+// A picture that programs still show: 20 tiles by 20.
+constexpr qsizetype kMaxTiles = 400;
+
+enum class Kind
+{
+    Picture,
+    Pdf,
+    Html
+};
+
+struct SheetArguments
+{
+    InputFiles files;
+    std::string target;
+    std::string title = "Contact sheet";
+    int side = 240;
+    int jobs = QThread::idealThreadCount();
+};
+
+Kind kindOf(const QString& target)
+{
+    const QString extension = QFileInfo(target).suffix().toLower();
+    if (extension == QLatin1String("pdf"))
+        return Kind::Pdf;
+    const bool isHtml = extension == QLatin1String("html") || extension == QLatin1String("htm");
+    return isHtml ? Kind::Html : Kind::Picture;
+}
+
+int fail(const QString& file, const QString& failure)
+{
+    Output::printFailure(file, failure);
+    return Output::SomeFailed;
+}
+
+/// The failure, or nothing if the file is there as a whole.
+template <typename Write>
+QString writeFile(const QString& target, Write write)
+{
+    QSaveFile file(target);
+    if (file.open(QIODevice::WriteOnly) && write(&file) && file.commit())
+        return {};
+    return QStringLiteral("the sheet can't be saved: %1").arg(file.errorString());
+}
+
+QString save(const QList<SheetEntry>& entries, const QString& target, const QString& title)
+{
+    switch (kindOf(target)) {
+    case Kind::Pdf:
+        return writeFile(target,
+            [&entries](QIODevice* device) { return ContactSheet::writePdf(device, entries); });
+    case Kind::Html:
+        return writeFile(target, [&entries, &title](QIODevice* device) {
+            const QByteArray html = ContactSheet::html(entries, title);
+            return device->write(html) == html.size();
+        });
+    case Kind::Picture: break;
+    }
+    if (entries.size() > kMaxTiles)
+        return QStringLiteral(
+            "%1 files are too many for one picture; a PDF or HTML file takes them")
+            .arg(entries.size());
+    return RKImageLoader::instance()->save(
+               RKMediaDescriptor(QFileInfo(target)), ContactSheet::image(entries))
+        ? QString()
+        : QStringLiteral("the sheet can't be saved");
+}
+
+int makeSheet(SheetArguments& arguments)
+{
+    const QString target = Arguments::toPath(arguments.target);
+    const RKImageLoader& loader = *RKImageLoader::instance();
+    const RKMediaFormat format = loader.mediaFormat(RKMediaDescriptor(QFileInfo(target)));
+    if (kindOf(target) == Kind::Picture && !loader.bitmapDecoders()->isWritable(format))
+        return fail(target, QStringLiteral("the format can't be written"));
+
+    std::vector<InputFile> files;
+    arguments.files.forEach([&files](const InputFile& file) {
+        files.push_back(file);
+        return true;
+    });
+    QList<SheetEntry> entries(qsizetype(files.size()));
+    SheetEntry* const places = entries.data();
+    std::mutex mutex;
+    ProgressBar progress(qint64(files.size()));
+    runInParallel(files.size(), arguments.jobs, [&](size_t i) {
+        places[i] = SheetEntry::of(files[i], arguments.side);
+        const std::lock_guard lock(mutex);
+        progress.step();
+    });
+    progress.hide();
+
+    int failures = arguments.files.failures();
+    for (const SheetEntry& entry : qAsConst(entries)) {
+        if (entry.error.isEmpty())
+            continue;
+        ++failures;
+        Output::printFailure(entry.name, entry.error);
+    }
+    const QString failure = save(entries, target, QString::fromStdString(arguments.title));
+    if (!failure.isEmpty())
+        return fail(target, failure);
+    return failures == 0 ? Output::AllDone : Output::SomeFailed;
+}
+
+} // namespace
+
+void addSheetCommand(CLI::App& app, Command& command)
+{
+    const auto arguments = std::make_shared<SheetArguments>();
+    CLI::App* sheet = app.add_subcommand("sheet", "Make a contact sheet of pictures and videos");
+    arguments->files.addTo(*sheet);
+    sheet
+        ->add_option("--out",
+            arguments->target,
+            "The file to write: a picture, a PDF, or an HTML page that needs nothing else")
+        ->required();
+    sheet->add_option("--size", arguments->side, "Longest side of a picture in pixels (240)")
+        ->check(CLI::Range(16, 2000));
+    sheet->add_option("--title", arguments->title, "Title of an HTML page");
+    sheet->add_option("--jobs", arguments->jobs, "How many to make at the same time")
+        ->check(CLI::Range(1, 256));
+    sheet->callback([arguments, &command] {
+        // HTML needs no fonts here, but there may be drawings with texts among the files.
+        command.drawsText = true;
+        command.run = [arguments](MessageCollector&) { return makeSheet(*arguments); };
+    });
+}

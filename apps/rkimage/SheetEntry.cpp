@@ -1,0 +1,86 @@
+#include "SheetEntry.h"
+
+#include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKLoadingError.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
+#include "RKImageLoader/video/RKVideoDecoderRegistry.h"
+#include "UprightFaces.h"
+
+#include <QBuffer>
+#include <QFileInfo>
+#include <QPainter>
+#include <QStringList>
+#include <QTime>
+
+namespace {
+
+QByteArray encoded(const QImage& image)
+{
+    QImage opaque(image.size(), QImage::Format_RGB32);
+    opaque.fill(Qt::white);
+    QPainter(&opaque).drawImage(0, 0, image);
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    constexpr int kQuality = 85;
+    opaque.save(&buffer, "jpg", kQuality);
+    return buffer.data();
+}
+
+QList<SheetEntry::Face> facesOf(const RKMetaData& metaData)
+{
+    QList<SheetEntry::Face> faces;
+    const QList<RKFacePosition> positions
+        = UprightFaces::of(metaData.facePositions(), metaData.imageOrientation()).facePositions();
+    for (const RKFacePosition& face : positions)
+        faces.append({face.rect(), face.name()});
+    return faces;
+}
+
+} // namespace
+
+SheetEntry SheetEntry::of(const InputFile& file, int side)
+{
+    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
+    SheetEntry entry;
+    entry.name = QString::fromLocal8Bit(file.name);
+    const bool isLoadable
+        = descriptor.fileInfo().exists() && loader.hasSupportedMediaFormat(descriptor);
+    const QImage picture
+        = isLoadable ? loader.drawable(descriptor, {side, side}).image() : QImage();
+    if (picture.isNull()) {
+        entry.error = RKLoadingError::of(descriptor).text();
+        return entry;
+    }
+    entry.picture = encoded(picture);
+    entry.pictureSize = picture.size();
+    entry.size = loader.size(descriptor);
+    if (descriptor.mediaFormat().isVideo()) {
+        entry.date = RKVideoDecoderRegistry::instance()->metaData(descriptor).pictureTaken();
+        entry.durationMs = RKVideoDecoderRegistry::instance()->durationInMS(descriptor);
+    } else if (descriptor.mediaFormat().isBitmap()) {
+        const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
+        entry.date = metaData.pictureTaken();
+        entry.rating = metaData.adobeRating();
+        entry.faces = facesOf(metaData);
+    }
+    return entry;
+}
+
+QString SheetEntry::facts() const
+{
+    QStringList parts;
+    if (size.isValid())
+        parts << QStringLiteral("%1 × %2").arg(size.width()).arg(size.height());
+    if (date.isValid())
+        parts << date.toString(QStringLiteral("yyyy-MM-dd HH:mm"));
+    if (durationMs >= 0) {
+        const QTime length = QTime(0, 0).addMSecs(durationMs);
+        parts << length.toString(
+            length.hour() > 0 ? QStringLiteral("h:mm:ss") : QStringLiteral("m:ss"));
+    }
+    if (rating > 0)
+        parts << QString(rating, u'★');
+    return parts.join(QStringLiteral(" · "));
+}
