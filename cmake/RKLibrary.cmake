@@ -21,19 +21,43 @@ target_compile_definitions(rk_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_KEYWORDS
     QT_STRICT_ITERATORS QT_USE_QSTRINGBUILDER QT_MESSAGELOGCONTEXT QT_DISABLE_DEPRECATED_BEFORE=0x060400)
 
-function(rk_add_library name)
-    cmake_parse_arguments(ARG "" "" "PUBLIC_HEADERS;SOURCES;PUBLIC_LINK;PRIVATE_LINK" ${ARGN})
-    add_library(${name} SHARED)
-    add_library(RK::${name} ALIAS ${name})
-    string(TOUPPER ${name} upper)
-    # Internal classes that tests reach directly: exported only while tests or fuzzers are built.
-    set(test_export "#define ${upper}_TEST_EXPORT ${upper}_NO_EXPORT")
-    if(BUILD_TESTING OR RK_BUILD_FUZZERS)
-        set(test_export "#define ${upper}_TEST_EXPORT ${upper}_EXPORT")
+# What a library exports is decided by its headers; the linker takes away what third-party templates
+# add to that, and gives the symbols a version of their own.
+if(CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
+    set(RK_SYMBOLS "${PROJECT_BINARY_DIR}/exported-symbols.map")
+    configure_file("${CMAKE_CURRENT_LIST_DIR}/exported-symbols.map.in" "${RK_SYMBOLS}" @ONLY)
+endif()
+
+# Libraries in the system's own folders are found there, and Debian wants no path to them in programs.
+# Everywhere else they are found relative to the program, so that the prefix may be moved.
+set(RK_RPATH_TO_LIBRARIES "")
+set(RK_RPATH_BESIDE "")
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(RK_RPATH_BESIDE "$<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>")
+    cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY "${CMAKE_INSTALL_FULL_BINDIR}"
+        OUTPUT_VARIABLE libraries)
+    set(RK_RPATH_TO_LIBRARIES "${RK_RPATH_BESIDE}/${libraries}")
+endif()
+
+# What a library or module lacks shows when it is linked, not when it is loaded.
+function(rk_forbid_undefined_symbols target)
+    if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT RK_SANITIZE)
+        target_link_options(${target} PRIVATE "LINKER:--no-undefined")
     endif()
+endfunction()
+
+# rk_add_library(NAME PUBLIC_HEADERS files... SOURCES files... PUBLIC_LINK targets... PRIVATE_LINK targets...)
+# Shared or, with BUILD_SHARED_LIBS off, static; with a header NAMEExport.h. Its sources are in NAME.
+function(rk_add_library name)
+    cmake_parse_arguments(ARG "" "COMPONENT" "PUBLIC_HEADERS;SOURCES;PUBLIC_LINK;PRIVATE_LINK" ${ARGN})
+    add_library(${name})
+    add_library(RK::${name} ALIAS ${name})
     generate_export_header(${name}
-        EXPORT_FILE_NAME "${CMAKE_CURRENT_BINARY_DIR}/include/${name}/${name}Export.h"
-        CUSTOM_CONTENT_FROM_VARIABLE test_export)
+        EXPORT_FILE_NAME "${CMAKE_CURRENT_BINARY_DIR}/include/${name}/${name}Export.h")
+    if(NOT BUILD_SHARED_LIBS)
+        string(TOUPPER ${name} upper)
+        target_compile_definitions(${name} PUBLIC ${upper}_STATIC_DEFINE)
+    endif()
     target_sources(${name}
         PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/libs" FILES ${ARG_PUBLIC_HEADERS}
         PRIVATE ${ARG_SOURCES})
@@ -41,12 +65,17 @@ function(rk_add_library name)
         "$<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}/include>")
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LINK} PRIVATE ${ARG_PRIVATE_LINK} $<BUILD_INTERFACE:rk_options>)
     target_compile_features(${name} PUBLIC cxx_std_17)
+    # Before 1.0, each minor version may break what was linked with the one before.
     set_target_properties(${name} PROPERTIES
-        AUTOMOC ON VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-        INSTALL_RPATH "$<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>"
+        AUTOMOC ON VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+        POSITION_INDEPENDENT_CODE ON INSTALL_RPATH "${RK_RPATH_BESIDE}"
         CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF)
-    if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT RK_SANITIZE)
-        target_link_options(${name} PRIVATE -Wl,--no-undefined)
+    if(BUILD_SHARED_LIBS AND RK_SYMBOLS)
+        target_link_options(${name} PRIVATE "LINKER:--version-script=${RK_SYMBOLS}")
+        set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS "${RK_SYMBOLS}")
+    endif()
+    if(BUILD_SHARED_LIBS)
+        rk_forbid_undefined_symbols(${name})
     endif()
     install(TARGETS ${name} EXPORT RKImageLoaderTargets FILE_SET HEADERS)
     install(DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/include/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

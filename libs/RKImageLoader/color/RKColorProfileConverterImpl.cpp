@@ -64,7 +64,11 @@ RKColorProfileConverterLookupTableKey keyOf(const CIccProfile& profile)
 
 } // namespace
 
-RKColorProfileConverterImpl::RKColorProfileConverterImpl() = default;
+RKColorProfileConverterImpl::RKColorProfileConverterImpl()
+{
+    // Resources register themselves in shared libraries only.
+    Q_INIT_RESOURCE(color_profiles);
+}
 
 RKColorProfileConverterImpl::~RKColorProfileConverterImpl() = default;
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/color/RKColorProfileConverterLookupTableCache_p.h"
 
 #include <QByteArray>
@@ -17,7 +16,7 @@ class RKMetaData;
 
 /// See RKColorProfileConverter. convert() and resetCache() are thread-safe, the rest are their
 /// steps.
-class RKIMAGELOADER_TEST_EXPORT RKColorProfileConverterImpl
+class RKColorProfileConverterImpl
 {
 public:
     RKColorProfileConverterImpl();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/color/RKColorProfileConverterLookupTableKey_p.h"
 #include "RKImageLoader/color/RKColorProfileConverterLookupTable_p.h"
 
@@ -11,7 +10,7 @@
 /// few profiles.
 ///
 /// Thread-safe. A table that is in use during a reset lives as long as its copies.
-class RKIMAGELOADER_TEST_EXPORT RKColorProfileConverterLookupTableCache
+class RKColorProfileConverterLookupTableCache
 {
 public:
     RKColorProfileConverterLookupTableCache() = default;

@@ -1,14 +1,12 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QtGlobal>
 
 #include <array>
 
 /// The ID of a colour profile (ICC.1:2022, 7.2.18). Profiles that differ in nothing but flags,
 /// rendering intent and the ID they hold have the same.
-class RKIMAGELOADER_TEST_EXPORT RKColorProfileConverterLookupTableKey
+class RKColorProfileConverterLookupTableKey
 {
 public:
     explicit RKColorProfileConverterLookupTableKey(const std::array<quint32, 4>& profileId = {});

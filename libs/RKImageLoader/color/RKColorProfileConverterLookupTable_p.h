@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QImage>
 
 #include <memory>
@@ -12,7 +10,7 @@ class CIccCmm;
 /// pictures need them. Copies share the colours, and the last one frees them.
 ///
 /// Thread-safe: several threads may convert, and so fill the table, at once.
-class RKIMAGELOADER_TEST_EXPORT RKColorProfileConverterLookupTable
+class RKColorProfileConverterLookupTable
 {
 public:
     /// A table without room for colours.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QRgb>
 
 #include <array>
@@ -18,7 +16,7 @@ class CIccProfile;
 /// what is in between are the engine's sums.
 ///
 /// Immutable, thread-safe. Nothing is logged.
-class RKIMAGELOADER_TEST_EXPORT RKMatrixTransform
+class RKMatrixTransform
 {
 public:
     /// Null for profiles of another kind and wherever the engine, which has been set up for the two

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QRgb>
 
@@ -22,7 +20,7 @@
 /// deviates by 0.2 in the mean.
 ///
 /// Cheap to copy, thread-safe. Nothing is logged.
-class RKIMAGELOADER_TEST_EXPORT RKPixelTransform
+class RKPixelTransform
 {
 public:
     enum class Source

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 
 /// Camera raw pictures through LibRaw, and Photoshop pictures through RKPhotoshopReader: the
@@ -13,7 +12,7 @@
 ///
 /// The colours are sRGB. A profile or the marker of Adobe RGB (1998) in a raw file's metadata is
 /// about its previews, which are converted here.
-class RKIMAGELOADER_TEST_EXPORT RKBitmapDecoderLibRaw : public RKBitmapDecoder
+class RKBitmapDecoderLibRaw : public RKBitmapDecoder
 {
 public:
     /// Raw pictures with more pixels are not developed, for that takes some 15 bytes a pixel. The

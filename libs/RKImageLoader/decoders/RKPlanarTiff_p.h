@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
@@ -10,7 +8,7 @@
 
 /// TIFF pictures with 16 bits a channel and a plane for each of them (TIFF 6.0, PlanarConfiguration
 /// 2), read with libtiff. Qt's reader takes the planes for rows of pixels. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKPlanarTiff
+class RKPlanarTiff
 {
 public:
     RKPlanarTiff() = delete;

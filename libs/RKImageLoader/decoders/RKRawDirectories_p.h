@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 
 #include <QByteArrayView>
@@ -10,7 +9,7 @@
 /// (TIFF 6.0, section 2; DNG 1.4, chapter 2); RAF has a header of its own.
 ///
 /// Does not copy the file's bytes, which have to outlive it. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKRawDirectories
+class RKRawDirectories
 {
 public:
     explicit RKRawDirectories(QByteArrayView file);

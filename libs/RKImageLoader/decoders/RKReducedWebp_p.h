@@ -1,13 +1,11 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
 
 /// Still WebP pictures, made smaller by libwebp's own scaler while they are decoded. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKReducedWebp
+class RKReducedWebp
 {
 public:
     RKReducedWebp() = delete;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/drawables/RKDrawableInterface.h"
 
 #include <QByteArray>
@@ -11,7 +10,7 @@
 #include <memory>
 
 /// An SVG document as the content of a drawable.
-class RKIMAGELOADER_EXPORT RKDrawableInterfaceQSvgRenderer : public RKDrawableInterface
+class RKDrawableInterfaceQSvgRenderer : public RKDrawableInterface
 {
 public:
     /// From the bytes of an SVG document, compressed or not. The nominal size is the view box's.

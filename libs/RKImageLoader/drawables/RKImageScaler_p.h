@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QImage>
 #include <QSize>
 #include <QSizeF>
@@ -10,7 +8,7 @@
 ///
 /// The results are those of the plain formulas in double arithmetic, to the bit, on every machine;
 /// therefore nothing may be fused, reordered or computed in fixed point here.
-class RKIMAGELOADER_TEST_EXPORT RKImageScaler
+class RKImageScaler
 {
 public:
     RKImageScaler() = delete;

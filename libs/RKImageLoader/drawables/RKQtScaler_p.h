@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QImage>
 #include <QSize>
 
@@ -15,19 +13,19 @@
 namespace RKQtScaler {
 
 /// Qt scales and draws images of the format correctly and smoothly.
-RKIMAGELOADER_TEST_EXPORT bool isScalable(QImage::Format format);
+bool isScalable(QImage::Format format);
 
 /// The image in a format that isScalable(); itself if it has one.
-RKIMAGELOADER_TEST_EXPORT QImage scalable(QImage image);
+QImage scalable(QImage image);
 
 /// As QImage::scaled(), in a format that isScalable() unless the size stays or whole numbers are
 /// scaled with the fast transformation, which never mixes pixels.
-RKIMAGELOADER_TEST_EXPORT QImage scaled(QImage image,
+QImage scaled(QImage image,
     const QSize& size,
     Qt::AspectRatioMode proportions = Qt::KeepAspectRatio,
     Qt::TransformationMode transformation = Qt::SmoothTransformation);
 
 /// As QImage::scaledToHeight() with smooth filtering, and with formats as above.
-RKIMAGELOADER_TEST_EXPORT QImage scaledToHeight(QImage image, int height);
+QImage scaledToHeight(QImage image, int height);
 
 } // namespace RKQtScaler

@@ -1,12 +1,10 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QFileInfo>
 
 /// Reads files as a whole.
-class RKIMAGELOADER_TEST_EXPORT RKBinaryFile
+class RKBinaryFile
 {
 public:
     /// All bytes of a regular file. Empty, with a warning, when it can't be opened, can't be read

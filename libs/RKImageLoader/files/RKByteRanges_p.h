@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QtGlobal>
 
 #include <vector>
@@ -24,15 +22,15 @@ namespace RKByteRanges {
 using List = std::vector<RKByteRange>;
 
 /// The set of the bytes of any ranges; gaps of up to so many bytes between them are taken in.
-RKIMAGELOADER_TEST_EXPORT List united(List ranges, quint64 maxGap = 0);
+List united(List ranges, quint64 maxGap = 0);
 
 /// Some bytes of the range are in the set.
-RKIMAGELOADER_TEST_EXPORT bool overlap(const List& set, const RKByteRange& range);
+bool overlap(const List& set, const RKByteRange& range);
 
 /// The bytes of a range that are in the set, or not. Both cost no more than what the set has inside
 /// the range.
-RKIMAGELOADER_TEST_EXPORT List within(const RKByteRange& range, const List& set);
-RKIMAGELOADER_TEST_EXPORT List without(const RKByteRange& range, const List& set);
-RKIMAGELOADER_TEST_EXPORT List without(const List& set, const List& removed);
+List within(const RKByteRange& range, const List& set);
+List without(const RKByteRange& range, const List& set);
+List without(const List& set, const List& removed);
 
 } // namespace RKByteRanges

@@ -1,12 +1,10 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 
 /// Bytes that can be read at any place: those of an array, or of a file that is too large to be
 /// read as a whole.
-class RKIMAGELOADER_TEST_EXPORT RKByteSource
+class RKByteSource
 {
     Q_DISABLE_COPY_MOVE(RKByteSource)
 
@@ -36,7 +34,7 @@ protected:
 };
 
 /// The bytes of an array.
-class RKIMAGELOADER_TEST_EXPORT RKMemorySource final : public RKByteSource
+class RKMemorySource final : public RKByteSource
 {
 public:
     explicit RKMemorySource(const QByteArray& bytes);

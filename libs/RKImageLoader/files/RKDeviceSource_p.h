@@ -1,13 +1,12 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKByteSource_p.h"
 
 class QIODevice;
 
 /// The bytes of a device that can seek. Opens it where it is closed; moves its position. The device
 /// has to outlive it.
-class RKIMAGELOADER_TEST_EXPORT RKDeviceSource final : public RKByteSource
+class RKDeviceSource final : public RKByteSource
 {
 public:
     explicit RKDeviceSource(QIODevice* device);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QString>
 
 #include <sys/stat.h>
@@ -10,7 +8,7 @@
 
 /// An open file of the system, closed with the object. Calls that a signal interrupts are repeated,
 /// and short reads and writes are continued.
-class RKIMAGELOADER_TEST_EXPORT RKFileDescriptor
+class RKFileDescriptor
 {
     Q_DISABLE_COPY(RKFileDescriptor)
 

@@ -12,7 +12,7 @@
 /// path; it can say later whether the path still leads to the same file, unchanged.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKFileSnapshot final : public RKByteSource
+class RKFileSnapshot final : public RKByteSource
 {
 public:
     enum class Use

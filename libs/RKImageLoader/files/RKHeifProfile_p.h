@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QList>
 
@@ -9,7 +7,7 @@
 /// ISO/IEC 23008-12, 6.5.5), for files in which another reader stumbles over it.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKHeifProfile
+class RKHeifProfile
 {
 public:
     explicit RKHeifProfile(const QByteArray& file);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKByteSource_p.h"
 
 #include <QByteArray>
@@ -21,7 +20,7 @@ class RKImageFileFormat;
 ///
 /// A file whose metadata exceed 64 MiB, or that has more than 200 000 parts, is not valid: such
 /// files are made to cost memory. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKImageFileParts
+class RKImageFileParts
 {
 public:
     enum class Content

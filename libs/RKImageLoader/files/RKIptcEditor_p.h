@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QByteArrayList>
 #include <QByteArrayView>
@@ -13,7 +11,7 @@
 /// they are (IPTC-NAA Information Interchange Model 4.2, 1.5 and 1.6).
 ///
 /// Bytes between and after the data sets are kept, and so is a damaged end. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKIptcEditor
+class RKIptcEditor
 {
 public:
     struct DataSet

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QByteArrayList>
 #include <QByteArrayView>
@@ -10,7 +8,7 @@
 /// Photoshop's image resources: numbered blocks that stand in its own files, in APP13 segments of
 /// JPEG, in tag 0x8649 of TIFF and in texts of PNG ("Photoshop File Formats", "Image Resource
 /// Blocks"). Refers to the bytes, which have to outlive it.
-class RKIMAGELOADER_TEST_EXPORT RKPhotoshopResources
+class RKPhotoshopResources
 {
 public:
     // "Image Resource IDs".

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKByteSource_p.h"
 
 #include <QList>
@@ -9,7 +8,7 @@
 #include <vector>
 
 /// The bytes of a file that is still to be written, as if it were there.
-class RKIMAGELOADER_TEST_EXPORT RKPieceSource final : public RKByteSource
+class RKPieceSource final : public RKByteSource
 {
 public:
     /// The source is that of the pieces' ranges.

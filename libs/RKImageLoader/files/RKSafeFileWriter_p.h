@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKByteSource_p.h"
 
 #include <QByteArray>
@@ -25,7 +24,7 @@ class RKFileSnapshot;
 ///
 /// Writers of one file wait for each other, in all processes, where the file system has advisory
 /// locks. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKSafeFileWriter
+class RKSafeFileWriter
 {
 public:
     enum class Result

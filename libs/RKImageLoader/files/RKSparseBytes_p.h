@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKByteRanges_p.h"
 #include "RKImageLoader/files/RKByteSource_p.h"
 
@@ -19,7 +18,7 @@
 /// All is one array for those who need that. Its holes read as zeros and take no memory.
 ///
 /// Cheap to copy; reentrant. Throws std::bad_alloc, and nothing else.
-class RKIMAGELOADER_TEST_EXPORT RKSparseBytes
+class RKSparseBytes
 {
 public:
     RKSparseBytes() = default;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKSparseBytes_p.h"
 
 #include <QByteArray>
@@ -29,7 +28,7 @@ struct Owned
 
 /// The first few differences, like "IFD0/Exif tag 0x9003"; none where nothing else has changed. Of
 /// an owned tag with Photoshop's resources, those other than IPTC are compared all the same.
-RKIMAGELOADER_TEST_EXPORT QStringList differences(
+QStringList differences(
     const RKSparseBytes& before, const RKSparseBytes& after, const QList<Owned>& owned);
 
 } // namespace RKTiffComparison

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKSparseBytes_p.h"
 #include "RKImageLoader/files/RKTiffStructure_p.h"
 
@@ -23,7 +22,7 @@
 /// changed.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKTiffEditor
+class RKTiffEditor
 {
 public:
     /// The directories whose tags can be changed (Exif 2.32, 4.6.3).

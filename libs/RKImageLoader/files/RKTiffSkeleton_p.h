@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKSparseBytes_p.h"
 
 #include <optional>
@@ -12,6 +11,6 @@ namespace RKTiffSkeleton {
 /// no directory mentions, and all that a directory, a value or the second directory, which may be a
 /// thumbnail, uses besides. Large pixels only, of structures that can be read as a whole: any other
 /// file has no holes. nullopt if the file cannot be read.
-RKIMAGELOADER_TEST_EXPORT std::optional<RKSparseBytes> read(const RKByteSource& source);
+std::optional<RKSparseBytes> read(const RKByteSource& source);
 
 } // namespace RKTiffSkeleton

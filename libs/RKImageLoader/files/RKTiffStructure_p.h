@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKByteRanges_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 
@@ -15,7 +14,7 @@
 ///
 /// The cost is bounded: directories that don't overlap have at most one entry for every 12 of the
 /// bytes, and lists of strips and tiles likewise. A structure with more is not read as a whole.
-class RKIMAGELOADER_TEST_EXPORT RKTiffStructure
+class RKTiffStructure
 {
 public:
     static constexpr qint64 kFirstDirectoryPointer = 4;

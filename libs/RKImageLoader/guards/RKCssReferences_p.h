@@ -1,12 +1,10 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QString>
 #include <QStringView>
 
 /// Finds what a style sheet or a style attribute refers to. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKCssReferences
+class RKCssReferences
 {
 public:
     /// The CSS text without its @import rules, and with `url(#)`, which refers to nothing, in the

@@ -1,14 +1,12 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
 
 /// Raster pictures inside other files: thumbnails, and images of drawings. They are as untrusted as
 /// the files around them, but may cost far less. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKEmbeddedPicture
+class RKEmbeddedPicture
 {
 public:
     RKEmbeddedPicture() = delete;

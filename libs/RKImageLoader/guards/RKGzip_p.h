@@ -1,14 +1,12 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QByteArrayView>
 
 #include <optional>
 
 /// Reads gzip data (RFC 1952) and measures zlib data (RFC 1950). Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKGzip
+class RKGzip
 {
 public:
     /// The data begin like a gzip file.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 
 /// Takes the loops out of MNG files (MNG 1.0, 4.2.4) and ends them after too many layers.
@@ -9,7 +7,7 @@
 ///
 /// The first frame needs neither. libmng runs for ever in a loop without delays, and paints all
 /// layers without delays before it shows anything.
-class RKIMAGELOADER_TEST_EXPORT RKMngLoops
+class RKMngLoops
 {
 public:
     static bool isMng(const QByteArray& data);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QSize>
 
@@ -14,7 +12,7 @@ class QIODevice;
 /// cost gigabytes and minutes. The check compares the size with the best ratio that the format's
 /// compression can reach, so that no real picture is refused, however plain it is. The numbers are
 /// in RKImageLimits. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKPictureHeaderCheck
+class RKPictureHeaderCheck
 {
 public:
     RKPictureHeaderCheck() = delete;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QByteArrayView>
 
@@ -11,7 +9,7 @@ class QIODevice;
 ///
 /// Decoders take the memory that a chunk's length asks for before they miss its bytes, and they
 /// inflate every text, twice, whether anybody wants it or not. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKPngChunks
+class RKPngChunks
 {
 public:
     RKPngChunks() = delete;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QHash>
 #include <QString>
 
@@ -12,7 +10,7 @@
 /// A `use` element draws another element again, and that may hold further ones: a few lines make
 /// billions of shapes, and a long chain exhausts the stack of a renderer that follows it. Tell the
 /// elements in the order of the document, then ask. Not thread-safe.
-class RKIMAGELOADER_TEST_EXPORT RKSvgDrawingCost
+class RKSvgDrawingCost
 {
 public:
     /// The most that may be drawn, in the cost of a plain shape, which takes 1.4 us before it is

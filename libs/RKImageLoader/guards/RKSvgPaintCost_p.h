@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QSize>
 
 class QSvgRenderer;
@@ -11,7 +9,7 @@ class QSvgRenderer;
 /// The document is drawn onto a device that has no pixels and only adds up what would be filled,
 /// crossed and scaled there: elements that draw each other, transformations and styles are resolved
 /// then. Drawing itself is bounded by RKSvgDrawingCost. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKSvgPaintCost
+class RKSvgPaintCost
 {
 public:
     RKSvgPaintCost() = delete;

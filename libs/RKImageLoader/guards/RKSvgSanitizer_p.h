@@ -1,13 +1,12 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/guards/RKImageLimits_p.h"
 
 #include <QByteArray>
 
 /// Makes SVG documents safe for a renderer that opens every file a document names, and that trusts
 /// the numbers in it. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKSvgSanitizer
+class RKSvgSanitizer
 {
 public:
     // A document beyond one of these limits is refused, with a warning.

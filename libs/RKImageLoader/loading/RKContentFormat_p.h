@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/media/RKMediaFormat.h"
 
 #include <QByteArrayView>
@@ -13,9 +12,9 @@ constexpr qint64 kStartSize = 4096;
 
 /// The format of a file that begins like that; unknown where it doesn't say. Videos in MPEG program
 /// streams are MPG.
-RKIMAGELOADER_TEST_EXPORT RKMediaFormat of(QByteArrayView start);
+RKMediaFormat of(QByteArrayView start);
 
 /// The content of one format is read under the name of the other one, too.
-RKIMAGELOADER_TEST_EXPORT bool isReadAs(const RKMediaFormat& content, const RKMediaFormat& named);
+bool isReadAs(const RKMediaFormat& content, const RKMediaFormat& named);
 
 } // namespace RKContentFormat

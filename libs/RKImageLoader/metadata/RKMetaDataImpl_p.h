@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 
 #include <QByteArray>
@@ -16,7 +15,7 @@ class QRect;
 
 /// What the copies of an RKMetaData share: the wrapper, which answers nearly every question, and
 /// what belongs to its thumbnail. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKMetaDataImpl : public QSharedData
+class RKMetaDataImpl : public QSharedData
 {
 public:
     RKMetaDataImpl() = default;

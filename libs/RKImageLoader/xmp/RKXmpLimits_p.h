@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <string_view>
 
 /// What an XMP packet may have at most to be changed.
@@ -9,7 +7,7 @@
 /// Libraries look up each property, field and namespace among all others: 5000 namespaces took 15 s
 /// and 200 000 elements of an array 18 s to get another rating. Real packets have some hundreds of
 /// properties, some dozens of namespaces and, in long histories, a few ten thousand elements.
-class RKIMAGELOADER_TEST_EXPORT RKXmpLimits
+class RKXmpLimits
 {
 public:
     RKXmpLimits() = delete;

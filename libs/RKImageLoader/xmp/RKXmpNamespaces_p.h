@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <map>
 #include <optional>
 #include <string>
@@ -10,7 +8,7 @@
 /// The prefixes by which keys name XMP namespaces, the same for all files of the process.
 ///
 /// Thread-safe once setKnown() was called.
-class RKIMAGELOADER_TEST_EXPORT RKXmpNamespaces
+class RKXmpNamespaces
 {
 public:
     RKXmpNamespaces() = delete;

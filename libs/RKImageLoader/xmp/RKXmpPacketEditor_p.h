@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <map>
 #include <optional>
 #include <set>
@@ -13,7 +11,7 @@
 ///
 /// Follows the properties of rdf:Description elements (ISO 16684-1, 7.4), as attributes and as
 /// elements. Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKXmpPacketEditor
+class RKXmpPacketEditor
 {
 public:
     /// A property: the URI of its namespace, without a slash at the end, and its name.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QDomDocument>
 #include <QString>
 
@@ -21,7 +19,7 @@
 /// entities), deep nesting, and packets, elements and attributes beyond any real file's.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKXmpPacketParser
+class RKXmpPacketParser
 {
 public:
     /// Largest packet that is parsed, in bytes. Histories of edited files reach some megabytes.

@@ -36,7 +36,7 @@ enum icXformLutType
 /// XYZ (0 to 1 + 32767/32768).
 ///
 /// Once Begin() has succeeded, several threads may use Apply(). The rest is not thread-safe.
-class RKIMAGELOADER_TEST_EXPORT CIccCmm
+class CIccCmm
 {
 public:
     /// The profiles must have the space, if it is known. The first profile must be an input.

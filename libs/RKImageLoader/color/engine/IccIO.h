@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 // The part of SampleICC's interface that the colour conversion uses, over Little CMS 2. The names
 // and signatures are those of that library, which stands in for these files where it is installed.
 
@@ -10,7 +8,7 @@ using icUInt32Number = unsigned int;
 using icFloatNumber = float;
 
 /// Bytes that can be read.
-class RKIMAGELOADER_TEST_EXPORT CIccIO
+class CIccIO
 {
 public:
     CIccIO() = default;
@@ -24,7 +22,7 @@ public:
 };
 
 /// Bytes of the caller, which have to stay until Close().
-class RKIMAGELOADER_TEST_EXPORT CIccMemIO : public CIccIO
+class CIccMemIO : public CIccIO
 {
 public:
     /// False for a null pointer. Nothing is ever written.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 
 #include <IccIO.h>
@@ -46,7 +44,7 @@ struct icHeader
 };
 
 /// A colour profile. Copies share what was read.
-class RKIMAGELOADER_TEST_EXPORT CIccProfile
+class CIccProfile
 {
 public:
     /// False for bytes that are no profile of a picture's colours, or are damaged. They are not
@@ -66,4 +64,4 @@ private:
 
 /// The profile ID of ICC.1:2022, 7.2.18: an MD5 sum that leaves out flags, rendering intent and the
 /// ID itself.
-RKIMAGELOADER_TEST_EXPORT void CalcProfileID(CIccIO* pIO, icProfileID* pProfileID);
+void CalcProfileID(CIccIO* pIO, icProfileID* pProfileID);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
-
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
@@ -12,7 +10,7 @@
 /// Layers are not drawn. A file that was saved without the merged picture, or with a blank one in
 /// its place, gives its thumbnail, with a warning. A smaller picture is made while the file is read
 /// and takes no more memory than a few rows of the large one.
-class RKIMAGELOADER_TEST_EXPORT RKPhotoshopReader
+class RKPhotoshopReader
 {
 public:
     RKPhotoshopReader() = delete;

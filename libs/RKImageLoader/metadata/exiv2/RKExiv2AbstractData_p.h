@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <QString>
@@ -11,7 +10,7 @@
 /// One family of an image's metadata: Exif, IPTC or XMP, held apart from the image it came from.
 ///
 /// Not thread-safe; RKExiv2WrapperImpl locks.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2AbstractData
+class RKExiv2AbstractData
 {
 public:
     virtual ~RKExiv2AbstractData();

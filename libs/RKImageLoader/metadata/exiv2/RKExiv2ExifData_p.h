@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/media/RKImageOrientation.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2AbstractData_p.h"
@@ -24,7 +23,7 @@
 ///
 /// Readers return an empty value for a key that is missing or of another type. Not thread-safe;
 /// RKExiv2WrapperImpl locks.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2ExifData : public RKExiv2AbstractData
+class RKExiv2ExifData : public RKExiv2AbstractData
 {
 public:
     RKExiv2ExifData();

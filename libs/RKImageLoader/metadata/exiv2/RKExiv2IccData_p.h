@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <QByteArray>
@@ -10,7 +9,7 @@ class RKExiv2ExifData;
 /// The ICC profile of one image, as bytes that nobody has checked.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2IccData
+class RKExiv2IccData
 {
 public:
     /// No profile.

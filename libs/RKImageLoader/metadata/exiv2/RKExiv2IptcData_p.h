@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2AbstractData_p.h"
 
 #include <QByteArrayList>
@@ -21,7 +20,7 @@
 /// without saying so.
 ///
 /// Not thread-safe; RKExiv2WrapperImpl locks.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2IptcData : public RKExiv2AbstractData
+class RKExiv2IptcData : public RKExiv2AbstractData
 {
 public:
     RKExiv2IptcData();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <QString>
@@ -8,7 +7,7 @@
 /// Texts in several languages, which exiv2 writes as lang="x-default" Hello, lang="de-DE" Hallo.
 ///
 /// Thread-safe.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2LanguageText
+class RKExiv2LanguageText
 {
 public:
     RKExiv2LanguageText() = delete;

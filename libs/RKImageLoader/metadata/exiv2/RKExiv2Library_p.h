@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <QReadWriteLock>
@@ -13,7 +12,7 @@
 /// namespaces with the lock around it, and the report of its errors.
 ///
 /// Thread-safe.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2Library
+class RKExiv2Library
 {
 public:
     RKExiv2Library() = delete;

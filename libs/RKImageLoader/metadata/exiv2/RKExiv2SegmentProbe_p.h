@@ -1,13 +1,12 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 /// Looks at the segments of a JPEG before exiv2 reads them. Other formats would have to be searched
 /// as thoroughly as exiv2 does.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2SegmentProbe
+class RKExiv2SegmentProbe
 {
 public:
     explicit RKExiv2SegmentProbe(Exiv2::Image& image);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2AbstractData_p.h"
 
 #include <QDateTime>
@@ -29,7 +28,7 @@ class RKFacePositions;
 /// all setters, setXmpPacket(), mergeTo(), debugOutput(), and, after a setter, the readers of the
 /// packet: xmpPacket(), currentPacket() and facePositions(). The other readers compare the texts of
 /// keys and take no lock.
-class RKIMAGELOADER_TEST_EXPORT RKExiv2XmpData : public RKExiv2AbstractData
+class RKExiv2XmpData : public RKExiv2AbstractData
 {
 public:
     RKExiv2XmpData();

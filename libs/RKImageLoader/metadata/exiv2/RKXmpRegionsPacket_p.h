@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 
 #include <QDomDocument>
@@ -16,7 +15,7 @@
 /// Failures are logged; nothing throws.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKXmpRegionsPacket
+class RKXmpRegionsPacket
 {
     // Copies would share the document.
     Q_DISABLE_COPY_MOVE(RKXmpRegionsPacket)

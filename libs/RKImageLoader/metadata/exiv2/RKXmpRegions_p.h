@@ -11,7 +11,7 @@ class RKExiv2XmpData;
 /// Failures are logged; nothing throws.
 ///
 /// Reentrant.
-class RKIMAGELOADER_TEST_EXPORT RKXmpRegions : public RKXmpRegionsPacket
+class RKXmpRegions : public RKXmpRegionsPacket
 {
 public:
     /// Parses the packet of the data; otherwise as for a packet.

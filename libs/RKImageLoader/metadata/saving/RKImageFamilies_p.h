@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKTiffEditor_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
@@ -13,7 +12,7 @@
 #include <utility>
 
 /// The metadata of an opened image at one moment.
-struct RKIMAGELOADER_TEST_EXPORT RKImageFamilies
+struct RKImageFamilies
 {
     Exiv2::ExifData exif;
     Exiv2::IptcData iptc;
@@ -39,7 +38,7 @@ struct RKIMAGELOADER_TEST_EXPORT RKImageFamilies
 
 /// The difference between the metadata of a file and those that it is to have: what a save may
 /// change in the file.
-class RKIMAGELOADER_TEST_EXPORT RKFamilyChanges
+class RKFamilyChanges
 {
 public:
     /// exiv2's name of a group and a tag's number.

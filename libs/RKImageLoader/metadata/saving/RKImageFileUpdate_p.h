@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/saving/RKImageContent_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFamilies_p.h"
 
@@ -17,7 +16,7 @@
 /// the result has lost anything is for RKSaveProof to say.
 ///
 /// Encodes metadata: the caller holds RKExiv2Library::xmpLock() exclusively.
-class RKIMAGELOADER_TEST_EXPORT RKImageFileUpdate
+class RKImageFileUpdate
 {
 public:
     struct Wanted

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <QByteArray>
@@ -13,13 +12,13 @@ namespace RKIptcUpdate {
 /// The same for the blocks of one file, whose data are those that count among them: values go to
 /// all blocks that have some of the same number, or else to the first. nullopt, too, if a block is
 /// not in the character set that the others are marked with.
-RKIMAGELOADER_TEST_EXPORT std::optional<QByteArrayList> updatedBlocks(
+std::optional<QByteArrayList> updatedBlocks(
     const QByteArrayList& blocks, const Exiv2::IptcData& before, const Exiv2::IptcData& after);
 
 /// An IPTC block with what changed between two states of its data; all other data sets stay as they
 /// are, byte for byte. A block that is a copy with other data sets keeps those. Empty if no data
 /// set is left; nullopt if a value cannot be stored.
-RKIMAGELOADER_TEST_EXPORT std::optional<QByteArray> updated(
+std::optional<QByteArray> updated(
     const QByteArray& block, const Exiv2::IptcData& before, const Exiv2::IptcData& after);
 
 } // namespace RKIptcUpdate

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/files/RKTiffComparison_p.h"
 #include "RKImageLoader/metadata/saving/RKImageContent_p.h"
 #include "RKImageLoader/metadata/saving/RKImageFileUpdate_p.h"
@@ -12,7 +11,7 @@
 /// back what was wanted.
 ///
 /// Reads metadata: the caller holds RKExiv2Library::xmpLock() exclusively.
-class RKIMAGELOADER_TEST_EXPORT RKSaveProof
+class RKSaveProof
 {
 public:
     /// All must outlive this.

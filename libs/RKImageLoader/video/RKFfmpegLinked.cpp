@@ -1,0 +1,13 @@
+// In place of RKFfmpegModule.cpp where the code of the module is a part of the program.
+#include "RKImageLoader/video/RKFfmpegModule_p.h"
+
+#ifdef __clang__
+#    pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+
+extern "C" RKFfmpegModule::OpenVideo rkOpenVideo;
+
+std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(const QString& path)
+{
+    return rkOpenVideo(path);
+}
