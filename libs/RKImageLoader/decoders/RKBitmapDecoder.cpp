@@ -8,6 +8,13 @@ namespace {
 
 constexpr qsizetype kJpegSignatureSize = 3;
 
+bool storeSaved(bool isSaved, RKMediaError* error)
+{
+    if (error)
+        *error = RKMediaError(isSaved ? RKMediaErrorCode::None : RKMediaErrorCode::NotWritable);
+    return isSaved;
+}
+
 } // namespace
 
 RKBitmapDecoder::~RKBitmapDecoder() = default;
@@ -30,9 +37,46 @@ RKDrawable RKBitmapDecoder::decodeDrawable(const QByteArray& data,
     return RKDrawable(decode(data, format, wantedSize, descriptor));
 }
 
+QImage RKBitmapDecoder::decode(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor& descriptor,
+    RKLoadContext&) const
+{
+    return decode(data, format, wantedSize, descriptor);
+}
+
+RKDrawable RKBitmapDecoder::decodeDrawable(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor& descriptor,
+    RKLoadContext&) const
+{
+    return decodeDrawable(data, format, wantedSize, descriptor);
+}
+
 bool RKBitmapDecoder::save(const QFileInfo& file, const QImage& image) const
 {
     return save(file, RKDrawable(image));
+}
+
+bool RKBitmapDecoder::save(
+    const QFileInfo& file, const RKDrawable& drawable, RKMediaError* error) const
+{
+    return storeSaved(save(file, drawable), error);
+}
+
+bool RKBitmapDecoder::save(QIODevice* device,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    RKMediaError* error) const
+{
+    return storeSaved(save(device, format, drawable), error);
+}
+
+QSize RKBitmapDecoder::size(const QFileInfo& file, const QByteArray& format, RKLoadContext&) const
+{
+    return size(file, format);
 }
 
 std::optional<bool> RKBitmapDecoder::exchangesSides(const QFileInfo&, const QByteArray&) const

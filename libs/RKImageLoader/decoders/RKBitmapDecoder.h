@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/drawables/RKDrawable.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 #include "RKImageLoader/media/RKMediaFormatList.h"
 
@@ -20,6 +21,10 @@ class QIODevice;
 /// A format name is a file extension in lower case. Sizes are in pixels; an invalid size (a side
 /// is negative) as the wanted size means full size, and as a result that the picture could not be
 /// measured. Devices are opened when they are closed, and closed again if so.
+///
+/// Functions with a trailing RKLoadContext or RKMediaError* do the same and say why they failed, as
+/// far as they know; null stores nothing. Decoding gives up soon after the context's request was
+/// cancelled. Those of a decoder that doesn't override them call the ones without.
 class RKIMAGELOADER_EXPORT RKBitmapDecoder
 {
 public:
@@ -43,6 +48,16 @@ public:
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const;
+    virtual QImage decode(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const;
+    virtual RKDrawable decodeDrawable(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const;
 
     /// Saving returns true when the whole picture was written.
     virtual bool save(const QFileInfo& file, const QImage& image) const;
@@ -51,11 +66,18 @@ public:
         QIODevice* device, const RKMediaFormat& format, const QImage& image) const = 0;
     virtual bool save(
         QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const = 0;
+    virtual bool save(const QFileInfo& file, const RKDrawable& drawable, RKMediaError* error) const;
+    virtual bool save(QIODevice* device,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const;
 
     /// The picture's size, measured without decoding it where the format allows.
     virtual QSize size(QIODevice* device, const QByteArray& format) const = 0;
     virtual QSize size(const QByteArray& data, const QByteArray& format) const = 0;
     virtual QSize size(const QFileInfo& file, const QByteArray& format) const = 0;
+    virtual QSize size(
+        const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const;
 
     virtual QString name() const = 0;
 

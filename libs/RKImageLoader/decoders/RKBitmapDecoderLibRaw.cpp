@@ -49,7 +49,26 @@ RKMediaFormatList RKBitmapDecoderLibRaw::writableImageFileFormats() const
 QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
     const QByteArray& format,
     const QSize& wantedSize,
-    const RKMediaDescriptor&) const
+    const RKMediaDescriptor& descriptor) const
+{
+    RKLoadContext context;
+    return decode(data, format, wantedSize, descriptor, context);
+}
+
+RKDrawable RKBitmapDecoderLibRaw::decodeDrawable(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor& descriptor,
+    RKLoadContext& context) const
+{
+    return RKDrawable(decode(data, format, wantedSize, descriptor, context));
+}
+
+QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor&,
+    RKLoadContext&) const
 {
     if (isPhotoshop(format))
         return RKPhotoshopReader::read(data, wantedSize);
@@ -113,6 +132,12 @@ QSize RKBitmapDecoderLibRaw::size(const QByteArray& data, const QByteArray& form
 QSize RKBitmapDecoderLibRaw::size(const QFileInfo& file, const QByteArray& format) const
 {
     return withBytes(file, [&](const QByteArray& data) { return size(data, format); });
+}
+
+QSize RKBitmapDecoderLibRaw::size(
+    const QFileInfo& file, const QByteArray& format, RKLoadContext&) const
+{
+    return size(file, format);
 }
 
 QString RKBitmapDecoderLibRaw::name() const

@@ -19,6 +19,7 @@ public:
     /// largest cameras have 150 million.
     static constexpr qint64 kMaxPixels = 1LL << 28;
 
+    using RKBitmapDecoder::decodeDrawable;
     using RKBitmapDecoder::save;
 
     RKMediaFormatList readableImageFileFormats() const override;
@@ -31,6 +32,16 @@ public:
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const override;
+    QImage decode(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const override;
+    RKDrawable decodeDrawable(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const override;
 
     /// False, for nothing is written.
     bool save(const QFileInfo& file, const RKDrawable& drawable) const override;
@@ -42,6 +53,8 @@ public:
     QSize size(const QByteArray& data, const QByteArray& format) const override;
     /// Reads only what it needs of the file.
     QSize size(const QFileInfo& file, const QByteArray& format) const override;
+    QSize size(
+        const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const override;
 
     QString name() const override;
 

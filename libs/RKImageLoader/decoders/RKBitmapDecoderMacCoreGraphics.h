@@ -14,7 +14,9 @@ struct CGImage;
 class RKIMAGELOADER_EXPORT RKBitmapDecoderMacCoreGraphics : public RKBitmapDecoder
 {
 public:
+    using RKBitmapDecoder::decode;
     using RKBitmapDecoder::save;
+    using RKBitmapDecoder::size;
 
     /// The names of the formats that belong to the platform's decoder and that no other may take.
     static QList<QByteArray> staticReadableImageFileFormats();

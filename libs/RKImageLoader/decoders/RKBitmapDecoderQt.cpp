@@ -292,12 +292,33 @@ bool RKBitmapDecoderQt::canWrite(const RKMediaFormat& format) const
 QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QByteArray& format,
     const QSize& wantedSize,
-    const RKMediaDescriptor&) const
+    const RKMediaDescriptor& descriptor) const
+{
+    RKLoadContext context;
+    return decode(data, format, wantedSize, descriptor, context);
+}
+
+RKDrawable RKBitmapDecoderQt::decodeDrawable(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor& descriptor,
+    RKLoadContext& context) const
+{
+    return RKDrawable(decode(data, format, wantedSize, descriptor, context));
+}
+
+QImage RKBitmapDecoderQt::decode(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor&,
+    RKLoadContext& context) const
 {
     const QByteArray bytes = readable(data);
     const QSize stored = measured(bytes, format);
     if (stored.isEmpty())
         reportFailure(data, format);
+    else if (!RKDrawable::isAcceptableSize(stored))
+        context.fail(RKMediaErrorCode::TooSmall);
     if (!RKDrawable::isAcceptableSize(stored) || !canHold(bytes, stored))
         return {};
     if (wantedSize.isValid()) {
@@ -426,6 +447,11 @@ QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) c
     }
     QFile device(file.absoluteFilePath());
     return size(&device, format);
+}
+
+QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format, RKLoadContext&) const
+{
+    return size(file, format);
 }
 
 QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const

@@ -13,6 +13,7 @@ class QImageReader;
 class RKIMAGELOADER_EXPORT RKBitmapDecoderQt : public RKBitmapDecoder
 {
 public:
+    using RKBitmapDecoder::decodeDrawable;
     using RKBitmapDecoder::save;
 
     RKMediaFormatList readableImageFileFormats() const override;
@@ -28,6 +29,16 @@ public:
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const override;
+    QImage decode(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const override;
+    RKDrawable decodeDrawable(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const override;
 
     /// The new file replaces an old one only when it is complete; after a failure, which is logged,
     /// the old one is still there.
@@ -39,6 +50,8 @@ public:
     QSize size(QIODevice* device, const QByteArray& format) const override;
     QSize size(const QByteArray& data, const QByteArray& format) const override;
     QSize size(const QFileInfo& file, const QByteArray& format) const override;
+    QSize size(
+        const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const override;
 
     /// The displayed size of the picture at the reader's device, which may be read from it: the
     /// reader is no longer good for reading the picture. Invalid when it can't be measured.

@@ -54,9 +54,28 @@ RKMediaFormatList RKBitmapDecoderSVG::writableImageFileFormats() const
 }
 
 QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor& descriptor) const
+{
+    RKLoadContext context;
+    return decode(data, format, wantedSize, descriptor, context);
+}
+
+RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wantedSize,
+    const RKMediaDescriptor& descriptor) const
+{
+    RKLoadContext context;
+    return decodeDrawable(data, format, wantedSize, descriptor, context);
+}
+
+QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
     const QByteArray&,
     const QSize& wantedSize,
-    const RKMediaDescriptor&) const
+    const RKMediaDescriptor&,
+    RKLoadContext&) const
 {
     const QByteArray safeSvg = RKSvgSanitizer::sanitized(data);
     const QMutexLocker locker(&rendererMutex());
@@ -88,7 +107,8 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
 RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
     const QByteArray&,
     const QSize& wantedSize,
-    const RKMediaDescriptor&) const
+    const RKMediaDescriptor&,
+    RKLoadContext&) const
 {
     const RKDrawable drawable(data);
     if (!drawable.isNull() && !hasSize(drawable.size()))
@@ -156,6 +176,12 @@ QSize RKBitmapDecoderSVG::size(const QByteArray& data, const QByteArray&) const
 QSize RKBitmapDecoderSVG::size(const QFileInfo& file, const QByteArray& format) const
 {
     return size(readBinaryFile(file), format);
+}
+
+QSize RKBitmapDecoderSVG::size(
+    const QFileInfo& file, const QByteArray& format, RKLoadContext&) const
+{
+    return size(file, format);
 }
 
 QString RKBitmapDecoderSVG::name() const

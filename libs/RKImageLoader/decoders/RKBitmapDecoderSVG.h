@@ -31,6 +31,16 @@ public:
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const override;
+    QImage decode(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const override;
+    RKDrawable decodeDrawable(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wantedSize,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const override;
 
     /// Writes the drawable's document, which holds a bitmap as an inline picture. The new file
     /// replaces an old one only when it is complete; after a failure, which is logged, the old one
@@ -44,6 +54,8 @@ public:
     QSize size(QIODevice* device, const QByteArray& format) const override;
     QSize size(const QByteArray& data, const QByteArray& format) const override;
     QSize size(const QFileInfo& file, const QByteArray& format) const override;
+    QSize size(
+        const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const override;
 
     QString name() const override;
 };

@@ -6,12 +6,19 @@
 
 QByteArray RKBinaryFile::readAll(const QFileInfo& file)
 {
+    std::error_code ignored;
+    return readAll(file, &ignored);
+}
+
+QByteArray RKBinaryFile::readAll(const QFileInfo& file, std::error_code* error)
+{
     const QString path = file.absoluteFilePath();
     const RKFileSnapshot snapshot(path);
     QByteArray bytes;
     if (!snapshot.readAll(&bytes))
         qCWarning(rkLoad).noquote()
             << "Konnte Datei nicht öffnen:" << path << snapshot.errorString();
+    *error = snapshot.error();
     return bytes;
 }
 

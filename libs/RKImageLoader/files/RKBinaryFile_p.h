@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QFileInfo>
 
+#include <system_error>
+
 /// Reads files as a whole.
 class RKBinaryFile
 {
@@ -10,6 +12,8 @@ public:
     /// All bytes of a regular file. Empty, with a warning, when it can't be opened, can't be read
     /// to its end, or is something else, a pipe for instance, which might never end.
     static QByteArray readAll(const QFileInfo& file);
+    /// The same with the reason, see RKFileSnapshot::error().
+    static QByteArray readAll(const QFileInfo& file, std::error_code* error);
 
     /// The file is there but no regular one. Opening a pipe waits for somebody to write into it.
     static bool mayBlock(const QFileInfo& file);

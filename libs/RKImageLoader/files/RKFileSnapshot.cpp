@@ -69,6 +69,11 @@ QString RKFileSnapshot::errorString() const
     return m_errorString;
 }
 
+std::error_code RKFileSnapshot::error() const
+{
+    return m_error;
+}
+
 bool RKFileSnapshot::hasReadError() const
 {
     return m_hasReadError;
@@ -129,7 +134,8 @@ bool RKFileSnapshot::identify()
     }
     if (!S_ISREG(status.st_mode)) {
         m_file.close();
-        return fail(QStringLiteral("Not a regular file"));
+        return fail(S_ISDIR(status.st_mode) ? std::errc::is_a_directory : std::errc::not_supported,
+            QStringLiteral("Not a regular file"));
     }
     m_identity = identityOf(status);
     return true;
@@ -149,7 +155,7 @@ void RKFileSnapshot::openForReplacement(const QString& path, std::chrono::millis
             return;
         m_file.close();
         if (deadline.hasExpired()) {
-            fail(QStringLiteral("Locked by another program"));
+            fail(std::errc::device_or_resource_busy, QStringLiteral("Locked by another program"));
             break;
         }
         if (lock == RKFileDescriptor::Lock::Busy) {
@@ -236,13 +242,16 @@ bool RKFileSnapshot::isUnchangedAt(const QString& path) const
         && hasSameBlocks();
 }
 
-bool RKFileSnapshot::fail(const QString& reason) const
+bool RKFileSnapshot::fail(std::errc error, const QString& reason) const
 {
+    m_error = std::make_error_code(error);
     m_errorString = reason;
     return false;
 }
 
 bool RKFileSnapshot::fail(const std::error_code& error) const
 {
-    return fail(QString::fromStdString(error.message()));
+    m_error = error;
+    m_errorString = QString::fromStdString(error.message());
+    return false;
 }

@@ -39,6 +39,9 @@ public:
     /// Why the file could not be opened, may not be written or, last, was not read. Empty where all
     /// went well.
     QString errorString() const;
+    /// The same as a value: is_a_directory and not_supported for what is no regular file,
+    /// device_or_resource_busy if it is locked.
+    std::error_code error() const;
     /// A read failed that was inside the file: what was made of the bytes since is incomplete.
     bool hasReadError() const;
 
@@ -75,7 +78,7 @@ private:
     bool identify();
     void rememberBlocks(qint64 offset, const QByteArray& bytes) const;
     bool hasSameBlocks() const;
-    bool fail(const QString& reason) const;
+    bool fail(std::errc error, const QString& reason) const;
     bool fail(const std::error_code& error) const;
 
     RKFileDescriptor m_file;
@@ -87,6 +90,7 @@ private:
     // A block changed between two reads of it.
     mutable bool m_isTorn = false;
     mutable QString m_errorString;
+    mutable std::error_code m_error;
     // Hashes of the blocks that were read, by their number.
     mutable std::map<qint64, size_t> m_blocks;
 };

@@ -6,6 +6,8 @@
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/loading/RKLoadingReason_p.h"
+#include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -21,6 +23,8 @@
 
 namespace {
 
+using RKLoadingReason::Outcome;
+
 constexpr int kLargestThumbnailSide = 160;
 
 bool fitsThumbnail(int side)
@@ -35,9 +39,38 @@ QImage takeImage(RKDrawable&& drawable)
     return last.image();
 }
 
+template <typename Measure>
+QSize concludedSize(const RKImageLoader& loader,
+    const RKMediaDescriptor& descriptor,
+    RKLoadContext& context,
+    const Measure& measure)
+{
+    if (!loader.hasSupportedMediaFormat(descriptor)) {
+        RKLoadingReason::noteUnsupported(descriptor, context);
+        return {};
+    }
+    const QSize size = measure();
+    RKLoadingReason::conclude(
+        descriptor, size.isValid() ? Outcome::Loaded : Outcome::Failed, context);
+    return size;
+}
+
 bool mustSwap(const QSize& displayed)
 {
     return displayed.isValid() && displayed.width() != displayed.height();
+}
+
+void store(const RKMediaError& reason, RKMediaError* error)
+{
+    if (error)
+        *error = reason;
+}
+
+/// For the file of a decoded picture, which is in sRGB.
+RKMetaData withoutProfile(RKMetaData metaData)
+{
+    metaData.setIccData(QByteArray());
+    return metaData;
 }
 
 /// Drops the held metadata of a file before and after it is written: a reader in between may have
@@ -143,27 +176,73 @@ RKMediaFormatList RKImageLoader::compatibleWritableMediaFormats(
 RKDrawable RKImageLoader::drawable(
     const RKMediaDescriptor& descriptor, const QSize& wanted, const RKImageOption& option) const
 {
-    return hasSupportedMediaFormat(descriptor) ? load(descriptor, wanted, option, Turning::Upright)
-                                               : RKDrawable();
+    RKLoadContext context;
+    return drawable(descriptor, wanted, option, context);
+}
+
+RKDrawable RKImageLoader::drawable(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption& option,
+    RKLoadContext& context) const
+{
+    return loadSupported(descriptor, wanted, option, Turning::Upright, context);
 }
 
 RKDrawable RKImageLoader::unrotatedDrawable(
     const RKMediaDescriptor& descriptor, const QSize& wanted, const RKImageOption& option) const
 {
-    return hasSupportedMediaFormat(descriptor) ? readDrawable(wanted, descriptor, option)
-                                               : RKDrawable();
+    RKLoadContext context;
+    return unrotatedDrawable(descriptor, wanted, option, context);
+}
+
+RKDrawable RKImageLoader::unrotatedDrawable(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption& option,
+    RKLoadContext& context) const
+{
+    return loadSupported(descriptor, wanted, option, Turning::AsStored, context);
+}
+
+RKDrawable RKImageLoader::unrotatedDrawable(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption& option,
+    RKMediaError* error) const
+{
+    RKLoadContext context;
+    RKDrawable made = unrotatedDrawable(descriptor, wanted, option, context);
+    if (error)
+        *error = context.error();
+    return made;
 }
 
 RKDrawable RKImageLoader::readDrawable(
     const QSize& wanted, const RKMediaDescriptor& descriptor, const RKImageOption& option) const
 {
-    return load(descriptor, wanted, option, Turning::AsStored);
+    RKLoadContext context;
+    return load(descriptor, wanted, option, Turning::AsStored, context);
+}
+
+RKDrawable RKImageLoader::loadSupported(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption& option,
+    Turning turning,
+    RKLoadContext& context) const
+{
+    if (!hasSupportedMediaFormat(descriptor)) {
+        RKLoadingReason::noteUnsupported(descriptor, context);
+        return {};
+    }
+    RKDrawable made = load(descriptor, wanted, option, turning, context);
+    RKLoadingReason::conclude(
+        descriptor, made.isNull() ? Outcome::Failed : Outcome::Loaded, context);
+    return made;
 }
 
 RKDrawable RKImageLoader::load(const RKMediaDescriptor& descriptor,
     const QSize& wanted,
     const RKImageOption& option,
-    Turning turning) const
+    Turning turning,
+    RKLoadContext& context) const
 {
     const auto finished = [&](const auto& makeDrawable, const RKMetaData& metaData) {
         if (turning == Turning::AsStored)
@@ -187,9 +266,9 @@ RKDrawable RKImageLoader::load(const RKMediaDescriptor& descriptor,
         if (!thumbnail.isNull())
             return thumbnail;
     }
-    const Source source = readSource(descriptor);
-    return finished(
-        [&](const QSize& size) { return decode(descriptor, size, source); }, source.metaData);
+    const Source source = readSource(descriptor, context);
+    return finished([&](const QSize& size) { return decode(descriptor, size, source, context); },
+        source.metaData);
 }
 
 bool RKImageLoader::shouldIUseTheExifThumbnail(
@@ -199,11 +278,14 @@ bool RKImageLoader::shouldIUseTheExifThumbnail(
         && fitsThumbnail(wanted.height()) && descriptor.hasMediaFormat(MEDIA_FORMAT_JPG);
 }
 
-RKImageLoader::Source RKImageLoader::readSource(const RKMediaDescriptor& descriptor) const
+RKImageLoader::Source RKImageLoader::readSource(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
 {
     // The file may be replaced while its old bytes are decoded.
     const quint64 changesBefore = metaDataCache()->changeCount();
-    const QByteArray bytes = readBinaryFile(descriptor.fileInfo());
+    std::error_code error;
+    const QByteArray bytes = RKBinaryFile::readAll(descriptor.fileInfo(), &error);
+    context.fail(RKFileReason::ofReading(error, descriptor.absoluteFilePath()));
     // A file that could not be read is tried again next time.
     if (bytes.isEmpty())
         return {};
@@ -213,14 +295,17 @@ RKImageLoader::Source RKImageLoader::readSource(const RKMediaDescriptor& descrip
 RKDrawable RKImageLoader::decodeBigDrawable(
     const RKMediaDescriptor& descriptor, const QSize& wanted) const
 {
-    return decode(descriptor, wanted, readSource(descriptor));
+    RKLoadContext context;
+    return decode(descriptor, wanted, readSource(descriptor, context), context);
 }
 
-RKDrawable RKImageLoader::decode(
-    const RKMediaDescriptor& descriptor, const QSize& wanted, const Source& source) const
+RKDrawable RKImageLoader::decode(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const Source& source,
+    RKLoadContext& context) const
 {
-    RKDrawable decoded
-        = tryAllDecoders(source.bytes, descriptor.fileFormatAsByteArray(), wanted, descriptor);
+    RKDrawable decoded = tryAllDecoders(
+        source.bytes, descriptor.fileFormatAsByteArray(), wanted, descriptor, context);
     if (decoded.isNull())
         qCWarning(rkLoad).noquote() << "could not decode" << descriptor.absoluteFilePath();
     if (!mustConvert(descriptor, decoded) || !source.metaData.hasIccData())
@@ -234,9 +319,19 @@ RKDrawable RKImageLoader::tryAllDecoders(const QByteArray& data,
     const QSize& wanted,
     const RKMediaDescriptor& descriptor) const
 {
+    RKLoadContext context;
+    return tryAllDecoders(data, format, wanted, descriptor, context);
+}
+
+RKDrawable RKImageLoader::tryAllDecoders(const QByteArray& data,
+    const QByteArray& format,
+    const QSize& wanted,
+    const RKMediaDescriptor& descriptor,
+    RKLoadContext& context) const
+{
     const QList<RKBitmapDecoder*> candidates = decoders(RKMediaFormat(format));
     for (const RKBitmapDecoder* decoder : candidates) {
-        RKDrawable decoded = decoder->decodeDrawable(data, format, wanted, descriptor);
+        RKDrawable decoded = decoder->decodeDrawable(data, format, wanted, descriptor, context);
         if (!decoded.isNull())
             return decoded;
     }
@@ -375,15 +470,28 @@ RKColorProfileConverter* RKImageLoader::colorProfileConverter() const
 
 QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
 {
+    RKLoadContext context;
+    return displayedSize(descriptor, context);
+}
+
+QSize RKImageLoader::size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    return concludedSize(
+        *this, descriptor, context, [&] { return displayedSize(descriptor, context); });
+}
+
+QSize RKImageLoader::displayedSize(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
     // The decoders know the size of these better than the metadata.
     const RKMediaFormat format = mediaFormat(descriptor);
     const bool isMeasured = format == MEDIA_FORMAT_TIFF || format == MEDIA_FORMAT_WEBP;
     // Kept: hosts get the stored sizes of these unless they ask for others.
     if (isMeasured && !(flags() & kTurnTiff))
-        return unrotatedSize(descriptor);
+        return storedSize(descriptor, context);
     const RKMetaData metaData = copyMetaData(descriptor);
     if (isMeasured || format.isRaw()) {
-        const QSize stored = unrotatedSize(descriptor);
+        const QSize stored = storedSize(descriptor, context);
         if (stored.isValid() || isMeasured)
             return swapSizeRatio(descriptor, stored, metaData);
     }
@@ -392,16 +500,30 @@ QSize RKImageLoader::size(const RKMediaDescriptor& descriptor) const
     if (!size.isValid()) {
         qCWarning(rkLoad).noquote() << "Groesse nicht bekannt bei" << descriptor.absoluteFilePath();
         // Drawings and some pictures have no size in their metadata, but their decoder knows it.
-        size = unrotatedSize(descriptor);
+        size = storedSize(descriptor, context);
     }
     return metaData.imageIsTiltedByMetadata() ? size.transposed() : size;
 }
 
 QSize RKImageLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
 {
+    RKLoadContext context;
+    return storedSize(descriptor, context);
+}
+
+QSize RKImageLoader::unrotatedSize(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    return concludedSize(
+        *this, descriptor, context, [&] { return storedSize(descriptor, context); });
+}
+
+QSize RKImageLoader::storedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
     const QList<RKBitmapDecoder*> candidates = decoders(mediaFormat(descriptor));
     for (const RKBitmapDecoder* decoder : candidates) {
-        const QSize size = decoder->size(descriptor.fileInfo(), descriptor.fileFormatAsByteArray());
+        const QSize size
+            = decoder->size(descriptor.fileInfo(), descriptor.fileFormatAsByteArray(), context);
         if (size.isValid())
             return size;
     }
@@ -418,15 +540,59 @@ QDateTime RKImageLoader::recordingDate(const RKMediaDescriptor& descriptor) cons
 bool RKImageLoader::save(
     QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const
 {
-    if (!buffer || (!buffer->isOpen() && !buffer->open(QIODevice::WriteOnly)))
+    return saveWritable(buffer, format, drawable, nullptr);
+}
+
+bool RKImageLoader::save(QBuffer* buffer,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    RKMediaError* error) const
+{
+    return isWritable(format, error) && saveWritable(buffer, format, drawable, error);
+}
+
+bool RKImageLoader::saveWritable(QBuffer* buffer,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    RKMediaError* error) const
+{
+    if (!buffer || (!buffer->isOpen() && !buffer->open(QIODevice::WriteOnly))) {
+        store(RKMediaError(RKMediaErrorCode::NotWritable), error);
         return false;
-    return primaryEncoder(format)->save(buffer, format, drawable);
+    }
+    return primaryEncoder(format)->save(buffer, format, drawable, error);
 }
 
 bool RKImageLoader::save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
+    return saveWritable(descriptor, drawable, nullptr);
+}
+
+bool RKImageLoader::save(
+    const RKMediaDescriptor& descriptor, const RKDrawable& drawable, RKMediaError* error) const
+{
+    RKMediaError reason;
+    const bool isSaved = isWritable(mediaFormat(descriptor), &reason)
+        && saveWritable(descriptor, drawable, &reason);
+    if (reason.isError())
+        reason.setFilePath(descriptor.absoluteFilePath());
+    store(reason, error);
+    return isSaved;
+}
+
+bool RKImageLoader::saveWritable(
+    const RKMediaDescriptor& descriptor, const RKDrawable& drawable, RKMediaError* error) const
+{
     const MetaDataInvalidation invalidation(*this, descriptor);
-    return primaryEncoder(mediaFormat(descriptor))->save(descriptor.fileInfo(), drawable);
+    return primaryEncoder(mediaFormat(descriptor))->save(descriptor.fileInfo(), drawable, error);
+}
+
+bool RKImageLoader::isWritable(const RKMediaFormat& format, RKMediaError* error) const
+{
+    if (bitmapDecoders()->isWritable(format))
+        return true;
+    store(RKMediaError(RKMediaErrorCode::UnsupportedForWriting), error);
+    return false;
 }
 
 bool RKImageLoader::save(QBuffer* buffer,
@@ -437,21 +603,40 @@ bool RKImageLoader::save(QBuffer* buffer,
     return save(buffer, format, drawable) && metaData.save(buffer);
 }
 
+bool RKImageLoader::save(QBuffer* buffer,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData,
+    RKMediaError* error) const
+{
+    return save(buffer, format, drawable, error) && metaData.save(buffer, error);
+}
+
 bool RKImageLoader::save(const RKMediaDescriptor& descriptor,
     const RKDrawable& drawable,
     const RKMetaData& metaData) const
 {
-    if (!save(descriptor, drawable))
-        return false;
-    RKMetaData withoutProfile = metaData;
-    withoutProfile.setIccData(QByteArray());
-    return save(descriptor, withoutProfile);
+    return save(descriptor, drawable) && save(descriptor, withoutProfile(metaData));
+}
+
+bool RKImageLoader::save(const RKMediaDescriptor& descriptor,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData,
+    RKMediaError* error) const
+{
+    return save(descriptor, drawable, error) && save(descriptor, withoutProfile(metaData), error);
 }
 
 bool RKImageLoader::save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const
 {
+    return save(descriptor, metaData, nullptr);
+}
+
+bool RKImageLoader::save(
+    const RKMediaDescriptor& descriptor, const RKMetaData& metaData, RKMediaError* error) const
+{
     const MetaDataInvalidation invalidation(*this, descriptor);
-    return metaData.save(descriptor.fileInfo());
+    return metaData.save(descriptor.fileInfo(), error);
 }
 
 void RKImageLoader::invalidateMetaData(const RKMediaDescriptor& descriptor) const

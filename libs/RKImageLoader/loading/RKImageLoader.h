@@ -26,6 +26,10 @@ class RKIMAGELOADER_EXPORT RKImageLoader
     , public RKSingleton<RKImageLoader>
 {
 public:
+    using RKMediaLoaderAbstract::drawable;
+    using RKMediaLoaderAbstract::size;
+    using RKMediaLoaderAbstract::unrotatedSize;
+
     /// Small requests may be served from the thumbnail in a JPEG's Exif data. The only flag that is
     /// set from the start.
     static constexpr ImageLoaderFlags kUseExifThumbnail = 1;
@@ -58,11 +62,23 @@ public:
     RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const override;
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        RKLoadContext& context) const override;
 
     /// The picture as stored, not turned upright; the wanted size is that of the stored picture.
     RKDrawable unrotatedDrawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const;
+    RKDrawable unrotatedDrawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        RKLoadContext& context) const;
+    RKDrawable unrotatedDrawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        RKMediaError* error) const;
     /// From the embedded thumbnail where the option or the rule below allows it, else from the
     /// whole file; not turned upright.
     RKDrawable readDrawable(const QSize& wanted,
@@ -106,7 +122,9 @@ public:
     /// That of the metadata, which other programs may have left out of date; TIFF, WEBP and camera
     /// raw pictures are measured by their decoders, TIFF and WEBP as stored without kTurnTiff.
     QSize size(const RKMediaDescriptor& descriptor) const override;
+    QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
+    QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
 
     bool save(
@@ -121,6 +139,25 @@ public:
         const RKDrawable& drawable,
         const RKMetaData& metaData) const override;
     bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
     void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
 
     RKMetaDataCache* metaDataCache() const;
@@ -152,16 +189,41 @@ private:
     /// What one request has read of its file.
     struct Source;
 
-    Source readSource(const RKMediaDescriptor& descriptor) const;
+    // The steps of a request, which note in its context why they fail.
+    RKDrawable loadSupported(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        Turning turning,
+        RKLoadContext& context) const;
+    Source readSource(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     /// For the wanted size of the picture as it will be turned.
     RKDrawable load(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option,
-        Turning turning) const;
-    RKDrawable decode(
-        const RKMediaDescriptor& descriptor, const QSize& wanted, const Source& source) const;
+        Turning turning,
+        RKLoadContext& context) const;
+    RKDrawable decode(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const Source& source,
+        RKLoadContext& context) const;
+    RKDrawable tryAllDecoders(const QByteArray& data,
+        const QByteArray& format,
+        const QSize& wanted,
+        const RKMediaDescriptor& descriptor,
+        RKLoadContext& context) const;
+    QSize displayedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
+    QSize storedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
 
-    // The steps of a request, with the metadata that it has asked for once.
+    bool isWritable(const RKMediaFormat& format, RKMediaError* error) const;
+    // For formats that can be written; null stores no reason.
+    bool saveWritable(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const;
+    bool saveWritable(
+        const RKMediaDescriptor& descriptor, const RKDrawable& drawable, RKMediaError* error) const;
+
+    // With the metadata that the request has asked for once.
     QSize swapSizeRatio(const RKMediaDescriptor& descriptor,
         const QSize& displayed,
         const RKMetaData& metaData) const;

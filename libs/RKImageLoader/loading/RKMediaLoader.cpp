@@ -1,6 +1,7 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKLoadingReason_p.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
 
 #include <algorithm>
@@ -49,6 +50,15 @@ RKDrawable RKMediaLoader::drawable(
     return loader ? loader->drawable(descriptor, wanted, option) : RKDrawable();
 }
 
+RKDrawable RKMediaLoader::drawable(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption& option,
+    RKLoadContext& context) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(descriptor, context);
+    return loader ? loader->drawable(descriptor, wanted, option, context) : RKDrawable();
+}
+
 RKDrawable RKMediaLoader::drawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const
 {
     return drawable(descriptor, wanted, RKImageOption());
@@ -71,6 +81,19 @@ QSize RKMediaLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
 {
     const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
     return loader ? loader->unrotatedSize(descriptor) : QSize();
+}
+
+QSize RKMediaLoader::size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(descriptor, context);
+    return loader ? loader->size(descriptor, context) : QSize();
+}
+
+QSize RKMediaLoader::unrotatedSize(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(descriptor, context);
+    return loader ? loader->unrotatedSize(descriptor, context) : QSize();
 }
 
 QDateTime RKMediaLoader::recordingDate(const RKMediaDescriptor& descriptor) const
@@ -120,6 +143,53 @@ bool RKMediaLoader::save(const RKMediaDescriptor& descriptor, const RKMetaData& 
     return loader && loader->save(descriptor, metaData);
 }
 
+bool RKMediaLoader::save(QBuffer* buffer,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    RKMediaError* error) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(format);
+    return loader ? loader->save(buffer, format, drawable, error)
+                  : RKMediaLoaderAbstract::save(buffer, format, drawable, error);
+}
+
+bool RKMediaLoader::save(
+    const RKMediaDescriptor& descriptor, const RKDrawable& drawable, RKMediaError* error) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->save(descriptor, drawable, error)
+                  : RKMediaLoaderAbstract::save(descriptor, drawable, error);
+}
+
+bool RKMediaLoader::save(QBuffer* buffer,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData,
+    RKMediaError* error) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(format);
+    return loader ? loader->save(buffer, format, drawable, metaData, error)
+                  : RKMediaLoaderAbstract::save(buffer, format, drawable, metaData, error);
+}
+
+bool RKMediaLoader::save(const RKMediaDescriptor& descriptor,
+    const RKDrawable& drawable,
+    const RKMetaData& metaData,
+    RKMediaError* error) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->save(descriptor, drawable, metaData, error)
+                  : RKMediaLoaderAbstract::save(descriptor, drawable, metaData, error);
+}
+
+bool RKMediaLoader::save(
+    const RKMediaDescriptor& descriptor, const RKMetaData& metaData, RKMediaError* error) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    return loader ? loader->save(descriptor, metaData, error)
+                  : RKMediaLoaderAbstract::save(descriptor, metaData, error);
+}
+
 void RKMediaLoader::invalidateMetaData(const RKMediaDescriptor& descriptor) const
 {
     if (const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor)))
@@ -132,4 +202,13 @@ const RKMediaLoaderAbstract* RKMediaLoader::loaderFor(const RKMediaFormat& forma
         m_loaders.cend(),
         [&format](const auto* loader) { return loader->supportsMediaFormat(format); });
     return found == m_loaders.cend() ? nullptr : *found;
+}
+
+const RKMediaLoaderAbstract* RKMediaLoader::loaderFor(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    const RKMediaLoaderAbstract* loader = loaderFor(mediaFormat(descriptor));
+    if (!loader)
+        RKLoadingReason::noteUnsupported(descriptor, context);
+    return loader;
 }

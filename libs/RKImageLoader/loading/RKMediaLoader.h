@@ -15,6 +15,10 @@ class RKIMAGELOADER_EXPORT RKMediaLoader
     , public RKSingleton<RKMediaLoader>
 {
 public:
+    using RKMediaLoaderAbstract::drawable;
+    using RKMediaLoaderAbstract::size;
+    using RKMediaLoaderAbstract::unrotatedSize;
+
     RKMediaLoader();
 
     /// The filters of a file dialog for all supported formats, each also in its ".icloud" form.
@@ -27,11 +31,17 @@ public:
     RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const override;
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        RKLoadContext& context) const override;
     /// With no option set.
     RKDrawable drawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
     RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const override;
     QSize size(const RKMediaDescriptor& descriptor) const override;
+    QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
+    QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
 
     /// Whether save() takes pictures of this format; ask before, since it may end the process for
@@ -48,11 +58,33 @@ public:
         const RKDrawable& drawable,
         const RKMetaData& metaData) const override;
     bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
     void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
 
 private:
     /// Null when no loader supports the format.
     const RKMediaLoaderAbstract* loaderFor(const RKMediaFormat& format) const;
+    /// Notes why when there is none.
+    const RKMediaLoaderAbstract* loaderFor(
+        const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
 
     // In the order in which they are asked; not owned. Never changed after construction.
     QList<const RKMediaLoaderAbstract*> m_loaders;

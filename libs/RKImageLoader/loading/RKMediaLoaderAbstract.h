@@ -4,6 +4,7 @@
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/media/RKImageOption.h"
 #include "RKImageLoader/media/RKImageOrientation.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 #include "RKImageLoader/media/RKMediaFormatList.h"
 
@@ -19,6 +20,11 @@ class RKMetaData;
 /// Sizes are in pixels; an invalid size (a side is negative) as the wanted size means full size,
 /// and as a result that the medium could not be measured. "Unrotated" means as stored, before the
 /// medium's orientation is applied.
+///
+/// Functions with a trailing RKMediaError* do the same and store why they failed, or no error; null
+/// stores nothing. Those with a trailing RKLoadContext note the reason in it, and give up soon
+/// after its request was cancelled. A loader that overrides neither kind still answers both, with
+/// what can be seen of the file.
 class RKIMAGELOADER_EXPORT RKMediaLoaderAbstract
 {
 public:
@@ -38,13 +44,26 @@ public:
     virtual RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const = 0;
+    virtual RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        RKLoadContext& context) const;
+    /// The error may be RKMediaErrorCode::Truncated with a drawable that is not null.
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        RKMediaError* error) const;
 
     /// Upright unless a loader knows better.
     virtual RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const;
 
     /// The size as displayed.
     virtual QSize size(const RKMediaDescriptor& descriptor) const;
+    virtual QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
+    QSize size(const RKMediaDescriptor& descriptor, RKMediaError* error) const;
     virtual QSize unrotatedSize(const RKMediaDescriptor& descriptor) const = 0;
+    virtual QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
+    QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKMediaError* error) const;
 
     /// When the medium was recorded, in local time; invalid if that is not known.
     virtual QDateTime recordingDate(const RKMediaDescriptor& descriptor) const = 0;
@@ -69,6 +88,25 @@ public:
     /// Merges the metadata into the descriptor's file, whose pixels stay as they are.
     virtual bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const = 0;
 
+    /// A format that can't be written is an error for these, and ends nothing.
+    virtual bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const;
+    virtual bool save(
+        const RKMediaDescriptor& descriptor, const RKDrawable& drawable, RKMediaError* error) const;
+    virtual bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const;
+    virtual bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const;
+    virtual bool save(
+        const RKMediaDescriptor& descriptor, const RKMetaData& metaData, RKMediaError* error) const;
+
     /// Forgets what is held of the file's metadata; call it when the file was changed by others.
     virtual void invalidateMetaData(const RKMediaDescriptor& descriptor) const = 0;
 
@@ -80,6 +118,10 @@ public:
 
     /// The image of drawable() with no option set.
     QImage bitmap(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
+    QImage bitmap(
+        const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const;
+    QImage bitmap(
+        const RKMediaDescriptor& descriptor, const QSize& wanted, RKMediaError* error) const;
 
     /// What a medium of this format can be saved as without losing transparency: the writable
     /// bitmap formats for a bitmap, the format itself first; for any other at most itself.

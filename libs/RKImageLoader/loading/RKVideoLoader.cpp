@@ -1,6 +1,43 @@
 #include "RKImageLoader/loading/RKVideoLoader.h"
 
+#include "RKImageLoader/loading/RKLoadingReason_p.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+using RKLoadingReason::Outcome;
+
+/// Makes and concludes a request in which a decoder may note reasons.
+template <typename Result, typename Request, typename IsMade>
+Result concluded(const RKVideoLoader& loader,
+    const RKMediaDescriptor& descriptor,
+    RKLoadContext& context,
+    const Request& request,
+    const IsMade& isMade)
+{
+    if (!loader.hasSupportedMediaFormat(descriptor)) {
+        RKLoadingReason::noteUnsupported(descriptor, context);
+        return {};
+    }
+    Result result = request();
+    RKLoadingReason::conclude(
+        descriptor, isMade(result) ? Outcome::Loaded : Outcome::Failed, context);
+    return result;
+}
+
+bool refuse(RKMediaError* error)
+{
+    const char* const text = QT_TRANSLATE_NOOP("RKMediaError", "Videos can't be written.");
+    if (error) {
+        *error = RKMediaError(RKMediaErrorCode::UnsupportedForWriting,
+            QCoreApplication::translate("RKMediaError", text));
+    }
+    return false;
+}
+
+} // namespace
 
 RKMediaFormatList RKVideoLoader::writableMediaFormats() const
 {
@@ -24,9 +61,40 @@ RKDrawable RKVideoLoader::drawable(
     return RKVideoDecoderRegistry::instance()->decodeDrawable(descriptor, wanted);
 }
 
+RKDrawable RKVideoLoader::drawable(const RKMediaDescriptor& descriptor,
+    const QSize& wanted,
+    const RKImageOption&,
+    RKLoadContext& context) const
+{
+    return concluded<RKDrawable>(
+        *this,
+        descriptor,
+        context,
+        [&] {
+            return RKVideoDecoderRegistry::instance()->decodeDrawable(descriptor, wanted, context);
+        },
+        [](const RKDrawable& frame) { return !frame.isNull(); });
+}
+
 QSize RKVideoLoader::unrotatedSize(const RKMediaDescriptor& descriptor) const
 {
     return RKVideoDecoderRegistry::instance()->size(descriptor);
+}
+
+QSize RKVideoLoader::unrotatedSize(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    return concluded<QSize>(
+        *this,
+        descriptor,
+        context,
+        [&] { return RKVideoDecoderRegistry::instance()->size(descriptor, context); },
+        [](const QSize& size) { return size.isValid(); });
+}
+
+QSize RKVideoLoader::size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    return unrotatedSize(descriptor, context);
 }
 
 QDateTime RKVideoLoader::recordingDate(const RKMediaDescriptor& descriptor) const
@@ -57,6 +125,34 @@ bool RKVideoLoader::save(const RKMediaDescriptor&, const RKDrawable&, const RKMe
 bool RKVideoLoader::save(const RKMediaDescriptor&, const RKMetaData&) const
 {
     return false;
+}
+
+bool RKVideoLoader::save(
+    QBuffer*, const RKMediaFormat&, const RKDrawable&, RKMediaError* error) const
+{
+    return refuse(error);
+}
+
+bool RKVideoLoader::save(const RKMediaDescriptor&, const RKDrawable&, RKMediaError* error) const
+{
+    return refuse(error);
+}
+
+bool RKVideoLoader::save(
+    QBuffer*, const RKMediaFormat&, const RKDrawable&, const RKMetaData&, RKMediaError* error) const
+{
+    return refuse(error);
+}
+
+bool RKVideoLoader::save(
+    const RKMediaDescriptor&, const RKDrawable&, const RKMetaData&, RKMediaError* error) const
+{
+    return refuse(error);
+}
+
+bool RKVideoLoader::save(const RKMediaDescriptor&, const RKMetaData&, RKMediaError* error) const
+{
+    return refuse(error);
 }
 
 void RKVideoLoader::invalidateMetaData(const RKMediaDescriptor&) const

@@ -16,6 +16,10 @@ class RKIMAGELOADER_EXPORT RKVideoLoader
     , public RKSingleton<RKVideoLoader>
 {
 public:
+    using RKMediaLoaderAbstract::drawable;
+    using RKMediaLoaderAbstract::size;
+    using RKMediaLoaderAbstract::unrotatedSize;
+
     /// The supported formats, although save() refuses all of them.
     RKMediaFormatList writableMediaFormats() const override;
     RKMediaFormatList supportedMediaFormats() const override;
@@ -25,8 +29,14 @@ public:
     RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const override;
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        RKLoadContext& context) const override;
     /// The size of the frames as they are given, upright.
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
+    QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
+    QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     /// The file's creation date. The one recorded inside the video is in the metadata of
     /// RKVideoDecoderRegistry.
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
@@ -43,6 +53,25 @@ public:
         const RKDrawable& drawable,
         const RKMetaData& metaData) const override;
     bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
+    bool save(QBuffer* buffer,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKDrawable& drawable,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
+    bool save(const RKMediaDescriptor& descriptor,
+        const RKMetaData& metaData,
+        RKMediaError* error) const override;
     /// Does nothing. RKVideoDecoderRegistry::freeResource() lets a changed file be read anew.
     void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
 

@@ -10,6 +10,17 @@
 #include <QFileInfo>
 #include <QMutexLocker>
 
+namespace {
+
+bool storeSaved(bool isSaved, RKMediaError* error)
+{
+    if (error)
+        *error = RKMediaError(isSaved ? RKMediaErrorCode::None : RKMediaErrorCode::NotWritable);
+    return isSaved;
+}
+
+} // namespace
+
 RKMetaData::RKMetaData()
     : m_impl(new RKMetaDataImpl)
 {
@@ -368,4 +379,14 @@ bool RKMetaData::save(const QFileInfo& file) const
 bool RKMetaData::save(QBuffer* buffer) const
 {
     return snapshot()->exiv2Wrapper().save(buffer);
+}
+
+bool RKMetaData::save(const QFileInfo& file, RKMediaError* error) const
+{
+    return storeSaved(save(file), error);
+}
+
+bool RKMetaData::save(QBuffer* buffer, RKMediaError* error) const
+{
+    return storeSaved(save(buffer), error);
 }

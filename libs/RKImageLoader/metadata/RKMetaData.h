@@ -3,6 +3,7 @@
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/media/RKImageOption.h"
 #include "RKImageLoader/media/RKImageOrientation.h"
+#include "RKImageLoader/media/RKMediaError.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
 
@@ -190,9 +191,12 @@ public:
     /// Merges the metadata into an image file. True when the file holds them now; on false the file
     /// is as it was. The metadata cache is not told.
     bool save(const QFileInfo& file) const;
+    /// The same with the reason, or no error; null stores nothing.
+    bool save(const QFileInfo& file, RKMediaError* error) const;
     /// Merges the metadata into the image in the buffer, which is closed afterwards. False for a
     /// null buffer.
     bool save(QBuffer* buffer) const;
+    bool save(QBuffer* buffer, RKMediaError* error) const;
 
 private:
     QExplicitlySharedDataPointer<const RKMetaDataImpl> snapshot() const;

@@ -6,6 +6,7 @@
 #include "RKCore/RKMonolithFile.h"
 #include "RKCore/RKRegularExpression.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QFileInfo>
 #include <QMutexLocker>
@@ -38,6 +39,26 @@ bool isTooLarge(const QSize& size)
 {
     return std::max(size.width(), size.height()) > kMaxShownSide
         || qint64(size.width()) * size.height() > kMaxShownPixels;
+}
+
+RKMediaError reasonOf(RKVideoFailure failure)
+{
+    const auto text
+        = [](const char* source) { return QCoreApplication::translate("RKMediaError", source); };
+    switch (failure) {
+    case RKVideoFailure::Unknown: return {};
+    case RKVideoFailure::NoFfmpeg:
+        return RKMediaError(RKMediaErrorCode::NoDecoder,
+            text(QT_TRANSLATE_NOOP("RKMediaError", "The module for videos can't be loaded.")));
+    case RKVideoFailure::NoVideoStream:
+        return RKMediaError(RKMediaErrorCode::NoDecoder,
+            text(QT_TRANSLATE_NOOP("RKMediaError", "The file has no video, only sound or data.")));
+    case RKVideoFailure::NoDecoder:
+        return RKMediaError(RKMediaErrorCode::NoDecoder,
+            text(QT_TRANSLATE_NOOP("RKMediaError", "There is no decoder for this video.")));
+    case RKVideoFailure::OutOfMemory: return RKMediaError(RKMediaErrorCode::OutOfMemory);
+    }
+    return {};
 }
 
 } // namespace
@@ -81,8 +102,12 @@ void RKFfmpegBridge::close()
 
 void RKFfmpegBridge::open()
 {
-    m_frames = RKFfmpegModule::open(m_path);
-    setFacts(m_frames ? std::make_shared<RKVideoFacts>(m_frames->facts()) : nullptr);
+    auto failure = RKVideoFailure::Unknown;
+    m_frames = RKFfmpegModule::open(m_path, &failure);
+    if (m_frames)
+        setFacts(std::make_shared<RKVideoFacts>(m_frames->facts()));
+    else
+        setFacts({}, reasonOf(failure));
 }
 
 /// The open file's facts; null if there is none.
@@ -92,10 +117,18 @@ std::shared_ptr<const RKVideoFacts> RKFfmpegBridge::facts() const
     return m_facts;
 }
 
-void RKFfmpegBridge::setFacts(std::shared_ptr<const RKVideoFacts> facts)
+void RKFfmpegBridge::setFacts(
+    std::shared_ptr<const RKVideoFacts> facts, const RKMediaError& openError)
 {
     const QMutexLocker locker(&m_factsMutex);
     m_facts = std::move(facts);
+    m_openError = openError;
+}
+
+RKMediaError RKFfmpegBridge::openError() const
+{
+    const QMutexLocker locker(&m_factsMutex);
+    return m_openError;
 }
 
 bool RKFfmpegBridge::isOpenFile() const
@@ -107,6 +140,40 @@ QImage RKFfmpegBridge::decodeFrame(long long frameNumber)
 {
     const QMutexLocker locker(&m_mutex);
     return seekFrame(frameNumber) ? getFrame() : QImage();
+}
+
+QImage RKFfmpegBridge::decodeFrame(long long frameNumber, RKLoadContext& context)
+{
+    const QMutexLocker locker(&m_mutex);
+    QImage image = decodeFrame(frameNumber);
+    if (image.isNull() && !context.isCancelled())
+        context.fail(reasonForNoFrame(frameNumber));
+    return image;
+}
+
+RKMediaError RKFfmpegBridge::reasonForNoFrame(long long frameNumber)
+{
+    if (!isOpenFile())
+        return openError();
+    if (isTooLarge(effectiveVideoSize()))
+        return RKMediaError(RKMediaErrorCode::TooLarge);
+    const auto translated
+        = [](const char* source) { return QCoreApplication::translate("RKMediaError", source); };
+    const long long last = lastFrameNumber();
+    if (last < 0) {
+        return RKMediaError(RKMediaErrorCode::Damaged,
+            translated(QT_TRANSLATE_NOOP("RKMediaError", "No frame of the video can be decoded.")));
+    }
+    if (frameNumber >= 0 && frameNumber <= last) {
+        return RKMediaError(RKMediaErrorCode::Damaged,
+            translated(QT_TRANSLATE_NOOP("RKMediaError", "Frame %1 can't be decoded."))
+                .arg(frameNumber));
+    }
+    return RKMediaError(RKMediaErrorCode::FrameOutOfRange,
+        translated(
+            QT_TRANSLATE_NOOP("RKMediaError", "The video has no frame %1; its last one is %2."))
+            .arg(frameNumber)
+            .arg(last));
 }
 
 long long RKFfmpegBridge::lastFrameNumber()

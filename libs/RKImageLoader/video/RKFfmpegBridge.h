@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 #include "RKImageLoader/video/RKFramesPerSecond.h"
 
 #include <QDateTime>
@@ -58,6 +59,9 @@ public:
     bool reopenFile();
     void close();
     bool isOpenFile() const;
+    /// Why the file could not be opened, as far as FFmpeg knows; no error while it is open, and
+    /// where the file itself is missing or no video.
+    RKMediaError openError() const;
 
     /// The frame in QImage::Format_RGB888, of videoSize(). Null below 0, past the end, where the
     /// file is damaged, closed, and for frames that would be wider or higher than 32767 pixels or
@@ -67,6 +71,8 @@ public:
     /// the time is that of decoding all frames in between. A missing frame takes about as long as
     /// one group of pictures, later ones are known to be missing then.
     virtual QImage decodeFrame(long long frameNumber);
+    /// The same; to say why there is no such frame takes as long as another missing one.
+    QImage decodeFrame(long long frameNumber, RKLoadContext& context);
 
     /// The greatest number of a frame that can be had, which may be less than the length tells; -1
     /// if there is none. Takes as long as a missing frame.
@@ -161,12 +167,16 @@ protected:
 
 private:
     void open();
+    RKMediaError reasonForNoFrame(long long frameNumber);
     std::shared_ptr<const RKVideoFacts> facts() const;
-    void setFacts(std::shared_ptr<const RKVideoFacts> facts);
+    void setFacts(
+        std::shared_ptr<const RKVideoFacts> facts, const RKMediaError& openError = RKMediaError());
 
     const QString m_path;
     std::unique_ptr<RKVideoFrames> m_frames;
-    // Guards the pointer to the facts, so that these don't wait for a decode; taken last.
+    // Guards the pointer to the facts and why there are none, so that these don't wait for a
+    // decode; taken last.
     mutable std::mutex m_factsMutex;
     std::shared_ptr<const RKVideoFacts> m_facts;
+    RKMediaError m_openError;
 };

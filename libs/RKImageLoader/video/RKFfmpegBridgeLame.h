@@ -17,6 +17,7 @@
 class RKIMAGELOADER_EXPORT RKFfmpegBridgeLame : public RKFfmpegBridge
 {
 public:
+    using RKFfmpegBridge::decodeFrame;
     using RKFfmpegBridge::RKFfmpegBridge;
 
     QImage decodeFrame(long long frameNumber) override;

@@ -61,10 +61,10 @@ void RKFfmpeg::Deleter::operator()(AVPacket* packet) const
     av_packet_free(&packet);
 }
 
-std::unique_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path)
+std::unique_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path, RKVideoFailure* failure)
 {
     std::unique_ptr<RKFfmpegFile> file(new RKFfmpegFile(path));
-    if (!file->openFormat() || !file->openCodec())
+    if (!file->openFormat() || !file->openCodec(failure))
         return {};
     file->repairTimeBase();
     file->readFacts();
@@ -103,22 +103,25 @@ bool RKFfmpegFile::openFormat()
     return isOpen;
 }
 
-bool RKFfmpegFile::openCodec()
+bool RKFfmpegFile::openCodec(RKVideoFailure* failure)
 {
     const int index = av_find_best_stream(m_format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (index < 0) {
         log("unable to find stream");
+        *failure = RKVideoFailure::NoVideoStream;
         return false;
     }
     const AVCodecParameters* parameters = m_format->streams[index]->codecpar;
     const AVCodec* decoder = avcodec_find_decoder(parameters->codec_id);
     if (!decoder) {
         log("failed to find codec");
+        *failure = RKVideoFailure::NoDecoder;
         return false;
     }
     m_codec.reset(avcodec_alloc_context3(decoder));
     if (!m_codec) {
         log("failed to allocate codec context");
+        *failure = RKVideoFailure::OutOfMemory;
         return false;
     }
     if (avcodec_parameters_to_context(m_codec.get(), parameters) < 0) {

@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/video/RKKeyFrameScan_p.h"
 #include "RKImageLoader/video/RKVideoFacts_p.h"
+#include "RKImageLoader/video/RKVideoFrames_p.h"
 
 #include <QDeadlineTimer>
 #include <QString>
@@ -50,7 +51,7 @@ public:
     static constexpr long long kMaxTicks = 1LL << 61;
 
     /// Null if the file is not an ordinary one or can't be decoded; the log says why.
-    static std::unique_ptr<RKFfmpegFile> open(const QString& path);
+    static std::unique_ptr<RKFfmpegFile> open(const QString& path, RKVideoFailure* failure);
 
     RKFfmpegFile(const RKFfmpegFile&) = delete;
     RKFfmpegFile& operator=(const RKFfmpegFile&) = delete;
@@ -78,7 +79,7 @@ private:
     explicit RKFfmpegFile(const QString& path);
 
     bool openFormat();
-    bool openCodec();
+    bool openCodec(RKVideoFailure* failure);
     void repairTimeBase();
     void readFacts();
     bool isAvi() const;

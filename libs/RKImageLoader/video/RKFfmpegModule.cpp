@@ -20,8 +20,11 @@ RKFfmpegModule::OpenVideo* load()
 
 } // namespace
 
-std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(const QString& path)
+std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(const QString& path, RKVideoFailure* failure)
 {
     static OpenVideo* const openVideo = load();
-    return openVideo ? openVideo(path) : nullptr;
+    if (openVideo)
+        return openVideo(path, failure);
+    *failure = RKVideoFailure::NoFfmpeg;
+    return nullptr;
 }

@@ -9,11 +9,17 @@
 #    pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
 #endif
 
-extern "C" Q_DECL_EXPORT std::unique_ptr<RKVideoFrames> rkOpenVideo(const QString& path)
+extern "C" Q_DECL_EXPORT std::unique_ptr<RKVideoFrames> rkOpenVideo(
+    const QString& path, RKVideoFailure* failure)
 {
     RKFfmpegLog::install();
-    std::unique_ptr<RKFfmpegFile> file = RKFfmpegFile::open(path);
-    return file ? RKFrameSeeker::create(std::move(file)) : nullptr;
+    std::unique_ptr<RKFfmpegFile> file = RKFfmpegFile::open(path, failure);
+    if (!file)
+        return nullptr;
+    std::unique_ptr<RKVideoFrames> frames = RKFrameSeeker::create(std::move(file));
+    if (!frames)
+        *failure = RKVideoFailure::OutOfMemory;
+    return frames;
 }
 
 static_assert(std::is_same_v<decltype(rkOpenVideo), RKFfmpegModule::OpenVideo>);

@@ -10,12 +10,12 @@
 /// brings more than a hundred libraries, and to load these takes longer than most pictures do.
 namespace RKFfmpegModule {
 
-/// The function of the module. Null if the file is not an ordinary one or can't be decoded; the log
-/// says why. Thread-safe.
-using OpenVideo = std::unique_ptr<RKVideoFrames>(const QString& path);
+/// The function of the module. Null if the file is not an ordinary one or can't be decoded; the
+/// failure, which is left alone otherwise, and the log say why. Thread-safe.
+using OpenVideo = std::unique_ptr<RKVideoFrames>(const QString& path, RKVideoFailure* failure);
 inline constexpr char kOpenVideo[] = "rkOpenVideo";
 
 /// Calls it. Null, too, if the module can't be loaded, of which a warning tells once.
-std::unique_ptr<RKVideoFrames> open(const QString& path);
+std::unique_ptr<RKVideoFrames> open(const QString& path, RKVideoFailure* failure);
 
 } // namespace RKFfmpegModule

@@ -10,6 +10,23 @@ RKDrawable RKVideoDecoder::decodeDrawable(
     return RKDrawable(decode(descriptor, wanted));
 }
 
+QImage RKVideoDecoder::decode(
+    const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext&) const
+{
+    return decode(descriptor, wanted);
+}
+
+RKDrawable RKVideoDecoder::decodeDrawable(
+    const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext&) const
+{
+    return decodeDrawable(descriptor, wanted);
+}
+
+QSize RKVideoDecoder::size(const RKMediaDescriptor& descriptor, RKLoadContext&) const
+{
+    return size(descriptor);
+}
+
 int RKVideoDecoder::rotation(const RKMediaDescriptor&) const
 {
     return 0;

@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/drawables/RKDrawable.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 #include "RKImageLoader/media/RKMediaFormatList.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -15,7 +16,9 @@
 ///
 /// A descriptor names the file and the frame; without a frame it means the default one. Frames and
 /// sizes are upright, in pixels. What a file can't tell is an empty value: a null picture, an
-/// invalid size, a null rate, an empty text.
+/// invalid size, a null rate, an empty text. The functions with a trailing RKLoadContext also note
+/// why, as far as they know, and give up when its request was cancelled; those of a decoder that
+/// doesn't override them call the ones without.
 class RKIMAGELOADER_EXPORT RKVideoDecoder
 {
 public:
@@ -34,11 +37,16 @@ public:
     /// The same as a drawable.
     virtual RKDrawable decodeDrawable(
         const RKMediaDescriptor& descriptor, const QSize& wanted) const;
+    virtual QImage decode(
+        const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const;
+    virtual RKDrawable decodeDrawable(
+        const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const;
 
     /// Size, date, camera model, path and, as the description, the number of the frame asked for.
     virtual RKMetaData metaData(const RKMediaDescriptor& descriptor) const = 0;
 
     virtual QSize size(const RKMediaDescriptor& descriptor) const = 0;
+    virtual QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     virtual RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const = 0;
     /// The length in milliseconds, as the file claims it; -1 when the file can't be opened.
     virtual int durationInMS(const RKMediaDescriptor& descriptor) const = 0;

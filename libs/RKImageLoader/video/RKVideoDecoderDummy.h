@@ -10,6 +10,9 @@
 class RKIMAGELOADER_EXPORT RKVideoDecoderDummy : public RKVideoDecoder
 {
 public:
+    using RKVideoDecoder::decode;
+    using RKVideoDecoder::size;
+
     RKMediaFormatList supportedVideoFileFormats() const override;
     /// Fills the wanted size, 640x480 for one with a negative side.
     QImage decode(const RKMediaDescriptor& descriptor, const QSize& wanted) const override;

@@ -62,13 +62,26 @@ RKMediaFormatList RKVideoDecoderFfmpeg::supportedVideoFileFormats() const
 
 QImage RKVideoDecoderFfmpeg::decode(const RKMediaDescriptor& descriptor, const QSize& wanted) const
 {
-    const auto opened = bridge(descriptor);
+    RKLoadContext context;
+    return decode(descriptor, wanted, context);
+}
+
+RKDrawable RKVideoDecoderFfmpeg::decodeDrawable(
+    const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const
+{
+    return RKDrawable(decode(descriptor, wanted, context));
+}
+
+QImage RKVideoDecoderFfmpeg::decode(
+    const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const
+{
+    const auto opened = bridge(descriptor, context);
     if (!opened->isOpenFile())
         return {};
-    QImage image = opened->decodeFrame(frameIndex(descriptor).frame());
+    QImage image = opened->decodeFrame(frameIndex(descriptor).frame(), context);
     // The middle of a video of one frame is its second one, and lengths and rates may lie.
     if (image.isNull() && !descriptor.frameIndex().isValid())
-        image = opened->decodeFrame(0);
+        image = opened->decodeFrame(0, context);
     if (image.isNull() || wanted.width() < 0 || wanted.height() < 0)
         return image;
     return image.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
@@ -92,6 +105,11 @@ RKMetaData RKVideoDecoderFfmpeg::metaData(const RKMediaDescriptor& descriptor) c
 QSize RKVideoDecoderFfmpeg::size(const RKMediaDescriptor& descriptor) const
 {
     return bridge(descriptor)->videoSize();
+}
+
+QSize RKVideoDecoderFfmpeg::size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    return bridge(descriptor, context)->videoSize();
 }
 
 RKFramesPerSecond RKVideoDecoderFfmpeg::framesPerSecond(const RKMediaDescriptor& descriptor) const
@@ -153,6 +171,16 @@ std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::bridge(
         closeUnused();
     }
     return video->bridge;
+}
+
+/// Notes why when it is closed.
+std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::bridge(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    std::shared_ptr<RKFfmpegBridge> opened = bridge(descriptor);
+    if (!opened->isOpenFile())
+        context.fail(opened->openError());
+    return opened;
 }
 
 std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::createBridge(

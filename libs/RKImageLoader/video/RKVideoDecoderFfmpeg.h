@@ -31,8 +31,16 @@ public:
     RKMediaFormatList supportedVideoFileFormats() const override;
     /// Where no frame was asked for and the default one does not exist, the first one is given.
     QImage decode(const RKMediaDescriptor& descriptor, const QSize& wanted) const override;
+    QImage decode(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        RKLoadContext& context) const override;
+    using RKVideoDecoder::decodeDrawable;
+    RKDrawable decodeDrawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        RKLoadContext& context) const override;
     RKMetaData metaData(const RKMediaDescriptor& descriptor) const override;
     QSize size(const RKMediaDescriptor& descriptor) const override;
+    QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const override;
     int durationInMS(const RKMediaDescriptor& descriptor) const override;
     QString usedCodec(const RKMediaDescriptor& descriptor) const override;
@@ -48,6 +56,8 @@ private:
     using Videos = std::list<std::shared_ptr<OpenVideo>>;
 
     std::shared_ptr<RKFfmpegBridge> bridge(const RKMediaDescriptor& descriptor) const;
+    std::shared_ptr<RKFfmpegBridge> bridge(
+        const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     static std::shared_ptr<RKFfmpegBridge> createBridge(const RKMediaDescriptor& descriptor);
     std::shared_ptr<OpenVideo> used(const QString& path) const;
     void closeUnused() const;

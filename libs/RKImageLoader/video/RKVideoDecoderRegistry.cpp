@@ -44,6 +44,15 @@ const RKVideoDecoder* RKVideoDecoderRegistry::decoderOf(const RKMediaDescriptor&
     return decoder(descriptor.mediaFormat());
 }
 
+const RKVideoDecoder* RKVideoDecoderRegistry::decoderOf(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    const RKVideoDecoder* found = decoderOf(descriptor);
+    if (!found)
+        context.fail(RKMediaErrorCode::NoDecoder);
+    return found;
+}
+
 RKDrawable RKVideoDecoderRegistry::decodeDrawable(
     const RKMediaDescriptor& descriptor, const QSize& wanted) const
 {
@@ -55,6 +64,20 @@ QSize RKVideoDecoderRegistry::size(const RKMediaDescriptor& descriptor) const
 {
     const RKVideoDecoder* found = decoderOf(descriptor);
     return found ? found->size(descriptor) : QSize();
+}
+
+RKDrawable RKVideoDecoderRegistry::decodeDrawable(
+    const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const
+{
+    const RKVideoDecoder* found = decoderOf(descriptor, context);
+    return found ? found->decodeDrawable(descriptor, wanted, context) : RKDrawable();
+}
+
+QSize RKVideoDecoderRegistry::size(
+    const RKMediaDescriptor& descriptor, RKLoadContext& context) const
+{
+    const RKVideoDecoder* found = decoderOf(descriptor, context);
+    return found ? found->size(descriptor, context) : QSize();
 }
 
 RKMetaData RKVideoDecoderRegistry::metaData(const RKMediaDescriptor& descriptor) const

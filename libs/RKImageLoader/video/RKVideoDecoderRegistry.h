@@ -14,7 +14,7 @@ class QFileInfo;
 /// Knows which decoder reads which video format and hands requests to it. Thread-safe.
 ///
 /// For a format without a decoder the answers are empty values; what they mean otherwise stands at
-/// RKVideoDecoder.
+/// RKVideoDecoder. Then a trailing RKLoadContext gets RKMediaErrorCode::NoDecoder.
 class RKIMAGELOADER_EXPORT RKVideoDecoderRegistry : public RKSingleton<RKVideoDecoderRegistry>
 {
 public:
@@ -29,7 +29,10 @@ public:
     RKVideoDecoder* decoder(const RKMediaFormat& format) const;
 
     RKDrawable decodeDrawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
+    RKDrawable decodeDrawable(
+        const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const;
     QSize size(const RKMediaDescriptor& descriptor) const;
+    QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     RKMetaData metaData(const RKMediaDescriptor& descriptor) const;
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const;
     /// 0 for a format without a decoder.
@@ -46,6 +49,9 @@ public:
 private:
     void init();
     const RKVideoDecoder* decoderOf(const RKMediaDescriptor& descriptor) const;
+    /// Notes it when there is none.
+    const RKVideoDecoder* decoderOf(
+        const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
 
     // Nothing of it changes after construction, so there is no lock.
     std::vector<std::unique_ptr<RKVideoDecoder>> m_ownedDecoders;

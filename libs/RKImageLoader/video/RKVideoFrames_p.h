@@ -8,6 +8,17 @@
 
 struct AVStream;
 
+/// Why a video can't be opened.
+enum class RKVideoFailure
+{
+    /// The file itself is missing, unreadable or no video.
+    Unknown,
+    NoFfmpeg,
+    NoVideoStream,
+    NoDecoder,
+    OutOfMemory
+};
+
 /// The frames of one open file. The timestamps are ticks of the stream's time base.
 ///
 /// Which frame has which number stands at RKFfmpegBridge, and so does what these steps mean. One

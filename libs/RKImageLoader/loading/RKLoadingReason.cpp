@@ -1,0 +1,110 @@
+#include "RKImageLoader/files/RKFileSnapshot_p.h"
+#include "RKImageLoader/loading/RKContentFormat_p.h"
+#include "RKImageLoader/loading/RKLoadingReason_p.h"
+#include "RKImageLoader/media/RKFileReason_p.h"
+#include "RKImageLoader/media/RKLoadContext.h"
+#include "RKImageLoader/media/RKMediaDescriptor.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace {
+
+using Code = RKMediaErrorCode;
+
+QString translated(const char* source)
+{
+    return QCoreApplication::translate("RKMediaError", source);
+}
+
+QString shortName(const RKMediaFormat& format)
+{
+    return format == MEDIA_FORMAT_JPG ? QStringLiteral("JPEG")
+                                      : format.defaultExtension().toUpper();
+}
+
+RKMediaFormat contentFormatOf(const RKFileSnapshot& file)
+{
+    QByteArray start;
+    file.read(0, std::min(file.size(), RKContentFormat::kStartSize), &start);
+    return RKContentFormat::of(start);
+}
+
+RKMediaError otherContent(const RKMediaFormat& content, const RKMediaFormat& named)
+{
+    const QString text
+        = translated(QT_TRANSLATE_NOOP("RKMediaError", "The content is %1, name says %2."));
+    return RKMediaError(
+        Code::UnknownFormat, text.arg(shortName(content), shortName(named)), content);
+}
+
+RKMediaError unsupported(const RKMediaDescriptor& descriptor, const RKFileSnapshot& file)
+{
+    const RKMediaFormat named = descriptor.mediaFormat();
+    if (named != MEDIA_FORMAT_UNKNOWN) {
+        const QString text
+            = translated(QT_TRANSLATE_NOOP("RKMediaError", "There is no decoder for %1."));
+        return RKMediaError(Code::NoDecoder, text.arg(shortName(named)));
+    }
+    const QString suffix = descriptor.fileInfo().suffix();
+    const QString text = suffix.isEmpty()
+        ? translated(QT_TRANSLATE_NOOP(
+            "RKMediaError", "The format is not supported: the name has no suffix."))
+        : translated(QT_TRANSLATE_NOOP(
+            "RKMediaError", "The format is not supported: nothing is known of the suffix %1."));
+    return RKMediaError(
+        Code::UnknownFormat, suffix.isEmpty() ? text : text.arg(suffix), contentFormatOf(file));
+}
+
+/// What keeps the file from being looked into; no error if nothing does.
+RKMediaError ofFile(const RKMediaDescriptor& descriptor, const RKFileSnapshot& file)
+{
+    return RKFileReason::ofReading(
+        file.isOpen() ? std::error_code() : file.error(), descriptor.absoluteFilePath());
+}
+
+void noteContent(
+    const RKMediaDescriptor& descriptor, const RKFileSnapshot& file, RKLoadContext& context)
+{
+    if (file.size() == 0) {
+        context.fail(
+            Code::Truncated, translated(QT_TRANSLATE_NOOP("RKMediaError", "The file is empty.")));
+    }
+    const RKMediaFormat named = descriptor.mediaFormat();
+    const RKMediaFormat content = contentFormatOf(file);
+    if (content != MEDIA_FORMAT_UNKNOWN && !RKContentFormat::isReadAs(content, named))
+        context.fail(otherContent(content, named));
+}
+
+bool isKnown(Code code)
+{
+    return code != Code::None && code != Code::Damaged;
+}
+
+} // namespace
+
+void RKLoadingReason::noteUnsupported(const RKMediaDescriptor& descriptor, RKLoadContext& context)
+{
+    const RKFileSnapshot file(descriptor.absoluteFilePath());
+    context.fail(ofFile(descriptor, file));
+    context.fail(unsupported(descriptor, file));
+    context.setFilePath(descriptor.absoluteFilePath());
+}
+
+void RKLoadingReason::conclude(
+    const RKMediaDescriptor& descriptor, Outcome outcome, RKLoadContext& context)
+{
+    if (outcome == Outcome::Loaded) {
+        context.succeed();
+    } else if (context.isCancelled()) {
+        context.fail(Code::Cancelled);
+    } else if (!isKnown(context.error().code())) {
+        const RKFileSnapshot file(descriptor.absoluteFilePath());
+        context.fail(ofFile(descriptor, file));
+        if (file.isOpen())
+            noteContent(descriptor, file, context);
+        context.fail(Code::Damaged);
+    }
+    context.setFilePath(descriptor.absoluteFilePath());
+}
