@@ -3,6 +3,7 @@
 #include "RKGeoLocation/RKGeoPosition.h"
 
 #include <QDateTime>
+#include <QFile>
 #include <QRectF>
 #include <QSize>
 #include <QString>
@@ -44,6 +45,13 @@ auto checked(Parse parse, const char* hint)
 {
     return [parse, hint](
                const std::string& text) { return parse(text) ? std::string() : std::string(hint); };
+}
+
+/// A check for CLI11: the text is the path of a file that is there.
+inline auto existingFile()
+{
+    return checked([](const std::string& path) { return QFile::exists(toPath(path)); },
+        "there is no such file");
 }
 
 } // namespace Arguments

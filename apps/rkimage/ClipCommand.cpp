@@ -54,15 +54,18 @@ void addClipCommand(CLI::App& app, Command& command)
         = clip->add_option("OUT", "The file to write; its extension is the format")->required();
     const CLI::Option* rect
         = clip->add_option("--rect", "The part as x,y,w,h in pixels of the upright picture")
+              ->type_name("X,Y,W,H")
               ->required()
               ->check(Arguments::checked(
                   Arguments::parseRect, "a rectangle looks like 100,50,640,480"));
     const CLI::Option* production
         = clip->add_option("--production", "Size of the print as WxH in tenths of a millimetre")
+              ->type_name("WxH")
               ->required()
               ->check(
                   Arguments::checked(Arguments::parseProduction, "a print looks like 1500x1000"));
     const CLI::Option* dpi = clip->add_option("--dpi", "Resolution of the print")
+                                 ->type_name("N")
                                  ->required()
                                  ->check(CLI::Range(1, 100000));
     const CLI::Option* upscaling = clip->add_flag("--allow-upscaling")

@@ -166,13 +166,17 @@ void addCompareCommand(CLI::App& app, Command& command)
         ->add_option("--size",
             arguments->size,
             "Compare at WxH pixels, proportions kept; otherwise at the size of the smaller one")
+        ->type_name("WxH")
         ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
     compareApp
         ->add_option("--limit", arguments->limit, "End with 1 if the mean difference is greater")
+        ->type_name("LEVELS")
         ->check(CLI::NonNegativeNumber);
-    compareApp->add_option("--diff",
-        arguments->target,
-        "Save a picture of the difference, stretched so that the greatest is white");
+    compareApp
+        ->add_option("--diff",
+            arguments->target,
+            "Save a picture of the difference, stretched so that the greatest is white")
+        ->type_name("FILE");
     compareApp->add_flag("--json", arguments->isJson, "Print JSON");
     compareApp->callback([arguments, &command] {
         command.run

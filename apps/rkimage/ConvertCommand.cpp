@@ -123,6 +123,7 @@ void addConvertCommand(CLI::App& app, Command& command)
         = convert->add_option("OUT", "The file to write; its extension is the format")->required();
     const CLI::Option* size
         = convert->add_option("--size", "Fit into WxH pixels, proportions kept")
+              ->type_name("WxH")
               ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
     const CLI::Option* keepMetaData
         = convert->add_flag("--keep-metadata")

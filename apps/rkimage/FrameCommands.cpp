@@ -303,11 +303,14 @@ void addFrameCommand(CLI::App& app, Command& command)
         ->required();
     CLI::Option* number
         = frame->add_option("--frame", arguments->choice.frame, "The frame's number, from 0")
+              ->type_name("N")
               ->check(CLI::NonNegativeNumber);
     frame->add_option("--ms", arguments->choice.ms, "The frame's time in milliseconds")
+        ->type_name("MS")
         ->check(CLI::NonNegativeNumber)
         ->excludes(number);
     frame->add_option("--size", arguments->size, "Fit into WxH pixels, proportions kept")
+        ->type_name("WxH")
         ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
     frame->callback([arguments, &command] {
         command.run = [arguments](MessageCollector& messages) {
@@ -327,13 +330,17 @@ void addFramesCommand(CLI::App& app, Command& command)
     frames->add_option("VIDEO", arguments->video, "The video")->required();
     CLI::Option_group* which = frames->add_option_group("Which frames");
     which->add_option("--every", arguments->everyMs, "One every so many milliseconds")
+        ->type_name("MS")
         ->check(CLI::PositiveNumber);
     which->add_option("--count", arguments->count, "So many, spread evenly")
+        ->type_name("N")
         ->check(CLI::Range(1, 10000));
     which->require_option(1);
     CLI::Option_group* target = frames->add_option_group("What to write");
-    target->add_option("--out", arguments->folder, "Folder for one JPEG per frame");
-    target->add_option("--sheet", arguments->sheet, "Picture that shows all frames");
+    target->add_option("--out", arguments->folder, "Folder for one JPEG per frame")
+        ->type_name("FOLDER");
+    target->add_option("--sheet", arguments->sheet, "Picture that shows all frames")
+        ->type_name("FILE");
     target->require_option(1, 2);
     frames->callback([arguments, &command] {
         command.drawsText = !arguments->sheet.empty();

@@ -36,6 +36,7 @@ void InputFiles::addTo(CLI::App& command)
     command.add_flag("-r,--recursive", m_isRecursive, "Work on all files in folders, too");
     command
         .add_option("--ext", m_extensions, "Of folders, only files with these extensions: jpg,png")
+        ->type_name("EXT,...")
         ->delimiter(',')
         ->allow_extra_args(false);
 }

@@ -210,6 +210,11 @@ struct SetArguments
     }
 };
 
+bool isTurn(const std::string& text)
+{
+    return text == "cw" || text == "ccw";
+}
+
 } // namespace
 
 void addSetCommand(CLI::App& app, Command& command)
@@ -218,35 +223,46 @@ void addSetCommand(CLI::App& app, Command& command)
     CLI::App* set
         = app.add_subcommand("set", "Change the metadata of files; their pixels stay as they are");
     set->add_option("FILES", arguments->files, "The files")->required();
-    set->add_option("--rating", arguments->rating, "Stars, 0 to 5")->check(CLI::Range(0, 5));
+    set->add_option("--rating", arguments->rating, "Stars, 0 to 5")
+        ->type_name("N")
+        ->check(CLI::Range(0, 5));
     set->add_option("--orientation", arguments->orientation, "Exif orientation, 1 to 8")
+        ->type_name("N")
         ->check(CLI::Range(1, 8));
     set->add_option("--rotate", arguments->rotate, "Turn by 90 degrees: cw or ccw")
-        ->check(CLI::IsMember({"cw", "ccw"}));
+        ->type_name("cw|ccw")
+        ->check(Arguments::checked(isTurn, "cw or ccw"));
     set->add_option("--taken", arguments->taken, "When the picture was taken, ISO 8601")
+        ->type_name("DATE")
         ->check(
             Arguments::checked(Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
     set->add_option("--gps", arguments->position, "Where, in degrees: LAT,LON")
+        ->type_name("LAT,LON")
         ->check(
             Arguments::checked(Arguments::parsePosition, "a position looks like 48.858222,2.2945"));
-    set->add_option("--title", arguments->title, "Title");
+    set->add_option("--title", arguments->title, "Title")->type_name("TEXT");
     CLI::Option* keywords
-        = set->add_option("--keywords", arguments->keywords, "All keywords, separated by commas");
+        = set->add_option("--keywords", arguments->keywords, "All keywords, separated by commas")
+              ->type_name("K,K,...");
     const auto addKeywordOption = [set](const char* name, auto& texts, const char* description) {
-        return set->add_option(name, texts, description)->allow_extra_args(false);
+        return set->add_option(name, texts, description)
+            ->type_name("TEXT")
+            ->allow_extra_args(false);
     };
     addKeywordOption("--keyword", arguments->keywordList, "A keyword; repeat it for all of them")
         ->excludes(keywords);
     addKeywordOption("--add-keyword", arguments->addedKeywords, "A keyword to add to the others");
     addKeywordOption("--remove-keyword", arguments->removedKeywords, "A keyword to remove");
-    set->add_option("--author", arguments->author, "Author");
-    set->add_option("--copyright", arguments->copyright, "Copyright");
-    set->add_option("--comment", arguments->comment, "Comment");
+    set->add_option("--author", arguments->author, "Author")->type_name("TEXT");
+    set->add_option("--copyright", arguments->copyright, "Copyright")->type_name("TEXT");
+    set->add_option("--comment", arguments->comment, "Comment")->type_name("TEXT");
     set->add_option("--icc", arguments->profile, "Colour profile to embed")
-        ->check(CLI::ExistingFile);
+        ->type_name("FILE")
+        ->check(Arguments::existingFile());
     set->add_option("--thumbnail",
-        arguments->thumbnail,
-        "Thumbnail to embed: a picture, auto for one of the file itself, or none");
+           arguments->thumbnail,
+           "Thumbnail to embed: a picture, auto for one of the file itself, or none")
+        ->type_name("FILE|auto|none");
     set->add_flag("--dry-run", arguments->dryRun, "Write nothing");
     set->callback([arguments, &command] {
         command.run = [arguments](MessageCollector& messages) {

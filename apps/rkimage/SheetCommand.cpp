@@ -136,11 +136,14 @@ void addSheetCommand(CLI::App& app, Command& command)
         ->add_option("--out",
             arguments->target,
             "The file to write: a picture, a PDF, or an HTML page that needs nothing else")
+        ->type_name("FILE")
         ->required();
     sheet->add_option("--size", arguments->side, "Longest side of a picture in pixels (240)")
+        ->type_name("N")
         ->check(CLI::Range(16, 2000));
-    sheet->add_option("--title", arguments->title, "Title of an HTML page");
+    sheet->add_option("--title", arguments->title, "Title of an HTML page")->type_name("TEXT");
     sheet->add_option("--jobs", arguments->jobs, "How many to make at the same time")
+        ->type_name("N")
         ->check(CLI::Range(1, 256));
     sheet->callback([arguments, &command] {
         // HTML needs no fonts here, but there may be drawings with texts among the files.

@@ -136,10 +136,13 @@ void addThumbCommand(CLI::App& app, Command& command)
 {
     CLI::App* thumb = app.add_subcommand("thumb", "Make thumbnails of files");
     const CLI::Option* side = thumb->add_option("--size", "Longest side of a thumbnail in pixels")
+                                  ->type_name("N")
                                   ->required()
                                   ->check(CLI::Range(1, 10000));
-    const CLI::Option* folder = thumb->add_option("--out", "Folder for the thumbnails")->required();
+    const CLI::Option* folder
+        = thumb->add_option("--out", "Folder for the thumbnails")->type_name("FOLDER")->required();
     const CLI::Option* jobs = thumb->add_option("--jobs", "How many to make at the same time")
+                                  ->type_name("N")
                                   ->check(CLI::Range(1, 256));
     const auto files = std::make_shared<Arguments::Texts>();
     thumb->add_option("FILES", *files, "The files")->required();

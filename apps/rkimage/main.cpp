@@ -1,7 +1,6 @@
 #include "Arguments.h"
-#include "Commands.h"
+#include "CommandLine.h"
 #include "MessageCollector.h"
-#include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 
@@ -10,10 +9,9 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -45,36 +43,16 @@ std::unique_ptr<QGuiApplication> makeApplication(int& argc, char** argv, bool dr
 
 int main(int argc, char** argv)
 {
-    Command command;
-    CLI::App app("Opens, measures, converts and describes pictures and videos.", "rkimage");
-    app.require_subcommand(1);
-    const CLI::Option* verbose
-        = app.add_flag("--verbose")->description("Show the library's messages");
-    const CLI::Option* config
-        = app.add_option("--config", "Configuration file (XML)")->check(CLI::ExistingFile);
-    for (const auto add : {addFormatsCommand,
-             addInfoCommand,
-             addConvertCommand,
-             addClipCommand,
-             addThumbCommand,
-             addFrameCommand,
-             addFramesCommand,
-             addSetCommand,
-             addFacesCommand,
-             addCompareCommand,
-             addSheetCommand})
-        add(app, command);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? Output::AllDone : Output::WrongUsage;
-    }
+    CommandLine commandLine;
+    if (const std::optional<int> exitCode = commandLine.parse(argc, argv))
+        return *exitCode;
 
-    MessageCollector messages(verbose->count() > 0);
+    const Command& command = commandLine.command();
+    MessageCollector messages(commandLine.isVerbose());
     const auto application = makeApplication(argc, argv, command.drawsText);
+    const QString config = commandLine.configFile();
     RKImageLoaderConfig::setConfigFile(
-        QFileInfo(config->count() > 0 ? Arguments::toPath(config->as<std::string>())
-                                      : QStringLiteral(":/rkimage/config.xml")));
+        QFileInfo(config.isEmpty() ? QStringLiteral(":/rkimage/config.xml") : config));
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     return command.run(messages);

@@ -1,0 +1,131 @@
+#include "CommandLine.h"
+
+#include "Arguments.h"
+#include "Output.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/// How many letters have to be added, removed or replaced (V. Levenshtein, 1966).
+size_t editDistance(const std::string& from, const std::string& to)
+{
+    std::vector<size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), size_t(0));
+    for (size_t i = 0; i < from.size(); ++i) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < to.size(); ++j) {
+            const size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            const size_t best = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+            diagonal = std::exchange(row[j + 1], best);
+        }
+    }
+    return row.back();
+}
+
+std::string nearestCommand(const CLI::App& app, const std::string& word)
+{
+    std::string nearest;
+    size_t distance = std::numeric_limits<size_t>::max();
+    const std::vector<const CLI::App*> commands = app.get_subcommands({});
+    for (const CLI::App* command : commands) {
+        const size_t other = editDistance(word, command->get_name());
+        if (other < distance) {
+            distance = other;
+            nearest = command->get_name();
+        }
+    }
+    return nearest;
+}
+
+bool isCommand(const CLI::App& app, const std::string& word)
+{
+    return !app.get_subcommands(
+                   [&word](const CLI::App* command) { return command->get_name() == word; })
+                .empty();
+}
+
+/// The first argument that is no option, where that should be a command and is none.
+std::string unknownCommand(const CLI::App& app, int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--config")
+            ++i;
+        else if (argument.empty() || argument.front() != '-')
+            return isCommand(app, argument) ? std::string() : argument;
+    }
+    return {};
+}
+
+} // namespace
+
+CommandLine::CommandLine()
+    : m_app(std::make_unique<CLI::App>(
+        "Opens, measures, converts and describes pictures and videos.", "rkimage"))
+{
+    m_app->require_subcommand(1);
+    // Options of the program may stand after those of the command, too.
+    m_app->fallthrough();
+    m_app->add_flag("--verbose", m_isVerbose, "Show the library's messages");
+    m_app->add_option("--config", m_configFile, "Configuration file (XML)")
+        ->type_name("FILE")
+        ->check(Arguments::existingFile());
+    for (const auto add : {addInfoCommand,
+             addConvertCommand,
+             addThumbCommand,
+             addSheetCommand,
+             addSetCommand,
+             addFacesCommand,
+             addClipCommand,
+             addCompareCommand,
+             addFrameCommand,
+             addFramesCommand,
+             addFormatsCommand})
+        add(*m_app, m_command);
+}
+
+CommandLine::~CommandLine() = default;
+
+const CLI::App& CommandLine::app() const
+{
+    return *m_app;
+}
+
+std::optional<int> CommandLine::parse(int argc, char** argv)
+{
+    try {
+        m_app->parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        const std::string unknown = unknownCommand(*m_app, argc, argv);
+        if (error.get_exit_code() != 0 && !unknown.empty()) {
+            std::cerr << "rkimage: there is no command \"" << unknown << "\"; did you mean \""
+                      << nearestCommand(*m_app, unknown) << "\"?\n";
+            return Output::WrongUsage;
+        }
+        return m_app->exit(error) == 0 ? Output::AllDone : Output::WrongUsage;
+    }
+    return {};
+}
+
+const Command& CommandLine::command() const
+{
+    return m_command;
+}
+
+bool CommandLine::isVerbose() const
+{
+    return m_isVerbose;
+}
+
+QString CommandLine::configFile() const
+{
+    return Arguments::toPath(m_configFile);
+}
