@@ -315,6 +315,18 @@ AVRational RKFfmpegBridge::displayAspectRatio() const
     return known ? known->displayAspectRatio : AVRational{0, 0};
 }
 
+QSize RKFfmpegBridge::sourceAspect() const
+{
+    const AVRational ratio = sourceAspectRatio();
+    return {ratio.num, ratio.den};
+}
+
+QSize RKFfmpegBridge::displayAspect() const
+{
+    const AVRational ratio = displayAspectRatio();
+    return {ratio.num, ratio.den};
+}
+
 QDateTime RKFfmpegBridge::videoTaken() const
 {
     const auto known = facts();

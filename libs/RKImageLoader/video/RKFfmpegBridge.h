@@ -124,6 +124,10 @@ public:
     AVRational sourceAspectRatio() const;
     /// The shape of the picture; 0/0 if closed.
     AVRational displayAspectRatio() const;
+    /// The same two without FFmpeg's headers, with the numerator as the width: 64x45 for the pixels
+    /// of a wide PAL video, whose picture is 16x9.
+    QSize sourceAspect() const;
+    QSize displayAspect() const;
 
     /// "creation_time" of the container, as local time; invalid if missing.
     QDateTime videoTaken() const;

@@ -81,6 +81,10 @@ private Q_SLOTS:
             RKFfmpegBridge bridge(path);
             QCOMPARE(text(bridge), QString::fromLatin1(row.expected));
             QCOMPARE(bridge.shouldApplyRotation(), bridge.rotation() == 90);
+            if (bridge.rotation() == 90) {
+                QCOMPARE(bridge.sourceAspect(), QSize(64, 45));
+                QCOMPARE(bridge.displayAspect(), QSize(16, 9));
+            }
             const bool isShown = bridge.videoSize().width() <= 32767;
             QCOMPARE(bridge.decodeFrame(0).size(), isShown ? bridge.videoSize() : QSize(0, 0));
         }
