@@ -8,10 +8,14 @@
 class RKCORE_EXPORT RKRational
 {
 public:
+    /// 0/1 by default; a denominator of 0 is kept and makes the fraction invalid.
     explicit RKRational(qint64 numerator = 0, qint64 denominator = 1);
 
+    /// The two terms as they were given.
+    /// @{
     qint64 numerator() const;
     qint64 denominator() const;
+    /// @}
 
     /// The denominator is not 0.
     bool isValid() const;

@@ -10,6 +10,7 @@
 class RKCORE_EXPORT RKRegularExpression
 {
 public:
+    /// Compiles the pattern (Perl syntax) once; one that does not compile matches nothing.
     explicit RKRegularExpression(
         const QString& pattern, QRegularExpression::PatternOptions options = {});
 

@@ -12,6 +12,7 @@ class RKGEOLOCATION_EXPORT RKGeoArc
 public:
     /// An invalid arc.
     RKGeoArc() = default;
+    /// In degrees, south and west negative. Not limited to 180 degrees.
     explicit RKGeoArc(double degrees);
 
     /// The angle in degrees; not a number for an invalid arc.

@@ -11,9 +11,12 @@ public:
     RKGeoPosition() = default;
     /// Both in degrees, north and east positive.
     RKGeoPosition(double latitude, double longitude);
+    /// An invalid arc makes the position invalid.
     RKGeoPosition(const RKGeoArc& latitude, const RKGeoArc& longitude);
 
+    /// Degrees north; negative for the southern hemisphere.
     RKGeoArc latitude() const;
+    /// Degrees east; negative west of Greenwich.
     RKGeoArc longitude() const;
 
     /// Both arcs are finite, the latitude within 90 degrees and the longitude within 180.

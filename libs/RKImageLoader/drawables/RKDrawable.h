@@ -29,6 +29,7 @@ class RKIMAGELOADER_EXPORT RKDrawable
 public:
     /// A null drawable.
     RKDrawable();
+    /// A bitmap that shares the image's pixels; null for a null image.
     RKDrawable(const QImage& image);
     /// A vector drawing from the bytes of an SVG document, compressed or not. Bytes that are no
     /// SVG give a null vector drawable.
@@ -49,8 +50,11 @@ public:
     bool operator==(const RKDrawable& other) const;
     bool operator!=(const RKDrawable& other) const;
 
+    /// There is nothing to draw: what loaders return when they fail.
     bool isNull() const;
+    /// A drawing that can be rendered at any size; also one that is null.
     bool isVector() const;
+    /// The opposite of isVector().
     bool isBitmap() const;
 
     /// The content can hold transparency; always true for vectors.
@@ -71,18 +75,25 @@ public:
 
     /// The bounds in pixels, at the origin. A vector has a nominal size.
     QRectF rectF() const;
+    /// The size of rectF(); a vector's need not be whole pixels.
+    /// @{
     QSizeF sizeF() const;
     double widthF() const;
     double heightF() const;
+    /// @}
     /// rectF() with each side rounded to the nearest integer.
     QSize size() const;
+    /// The sides of size(), in pixels.
+    /// @{
     int width() const;
     int height() const;
+    /// @}
 
     /// The picture as pixels; a vector is rendered at its nominal size.
     QImage image() const;
     /// The same at the given height in pixels, proportions kept.
     QImage imageScaledToHeight(int height) const;
+    /// image() for the screen. Needs a QGuiApplication and is for its thread only.
     QPixmap pixmap() const;
     /// The SVG bytes as they were given; a bitmap is wrapped into an SVG document.
     QByteArray svg() const;
@@ -96,6 +107,7 @@ public:
 
     /// A mark for drawables that stand in for the real content; false until set.
     bool isPlaceholder() const;
+    /// Changes this copy only. Hosts set it to know later what they have to load again.
     void setIsPlaceholder(bool on);
 
     /// Converts a bitmap to the pixel format that draws fastest.

@@ -22,11 +22,17 @@ public:
     /// The very same content object and the same mark.
     virtual bool operator==(const RKDrawableImpl& other) const;
 
+    /// The content, owned by this object; never missing.
+    /// @{
     const RKDrawableInterface& content() const;
     RKDrawableInterface& content();
+    /// @}
 
+    /// See RKDrawable::isPlaceholder().
+    /// @{
     bool isPlaceholder() const;
     void setIsPlaceholder(bool on);
+    /// @}
 
 private:
     std::unique_ptr<RKDrawableInterface> m_content;

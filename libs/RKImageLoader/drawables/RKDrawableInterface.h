@@ -47,6 +47,7 @@ public:
 
     /// The bounds in pixels, at the origin.
     virtual QRectF rectF() const = 0;
+    /// There is nothing to draw; the other operations return empty values then.
     virtual bool isNull() const = 0;
     /// False unless overridden.
     virtual bool isVector() const;
@@ -61,5 +62,6 @@ public:
     virtual void optimizeForDrawing() = 0;
 
 protected:
+    /// For clone().
     RKDrawableInterface(const RKDrawableInterface&);
 };

@@ -9,6 +9,7 @@
 class RKIMAGELOADER_EXPORT RKDrawableInterfaceQImage : public RKDrawableInterface
 {
 public:
+    /// Shares the pixels until either is changed.
     explicit RKDrawableInterfaceQImage(const QImage& image = QImage());
     ~RKDrawableInterfaceQImage() override;
 

@@ -13,6 +13,7 @@ public:
 
     /// A quarter turn clockwise, as seen on the screen.
     static QImage rotateCW(const QImage& image);
+    /// A quarter turn against the clock.
     static QImage rotateCCW(const QImage& image);
 
     /// Top and bottom change places.

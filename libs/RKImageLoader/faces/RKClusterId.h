@@ -16,6 +16,7 @@ class RKIMAGELOADER_EXPORT RKClusterId : public RKIdentifier<RKClusterId>
 public:
     /// No cluster, -1.
     RKClusterId() = default;
+    /// Any number; which ones mean something stands above.
     explicit RKClusterId(int id);
 
     /// It is -1.

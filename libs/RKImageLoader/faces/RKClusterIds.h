@@ -9,6 +9,7 @@ class RKIMAGELOADER_EXPORT RKClusterIds : public RKIdentifierList<RKClusterId>
 {
 public:
     RKClusterIds() = default;
+    /// In the given order, repeated ones too.
     explicit RKClusterIds(const QList<RKClusterId>& ids);
 
     /// A copy without the cluster of faces without a name.

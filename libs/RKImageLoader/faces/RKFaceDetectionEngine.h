@@ -27,6 +27,7 @@ class RKIMAGELOADER_EXPORT RKFaceDetectionEngine : public RKEnumWrapper<RKFaceDe
 public:
     /// Unknown.
     RKFaceDetectionEngine() = default;
+    /// One of the enumerators; others have no keyword.
     RKFaceDetectionEngine(RKFaceDetectionEngineType engine);
 
     void fillTable(RKEnumToStringTable<RKFaceDetectionEngineType>* table) const override;

@@ -9,6 +9,7 @@ class RKIMAGELOADER_EXPORT RKFaceId : public RKIdentifier<RKFaceId>
 public:
     /// The invalid identifier -1.
     RKFaceId() = default;
+    /// A number of the host's catalogue; a negative one is invalid.
     explicit RKFaceId(int id);
 
     /// The number is not negative.

@@ -11,6 +11,7 @@ class RKIMAGELOADER_EXPORT RKFaceIds : public QSet<RKFaceId>
 {
 public:
     RKFaceIds() = default;
+    /// A copy of the set.
     explicit RKFaceIds(const QSet<RKFaceId>& ids);
 
     RKFaceIds(const RKFaceIds&) = default;

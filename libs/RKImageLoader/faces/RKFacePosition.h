@@ -22,6 +22,7 @@ class RKIMAGELOADER_EXPORT RKFacePosition
 public:
     /// An invalid position.
     RKFacePosition() = default;
+    /// All fields as given. A host that has no catalogue of faces uses named().
     RKFacePosition(const QRectF& rect,
         RKFaceDetectionEngineType engine,
         const RKFaceId& faceId,
@@ -41,25 +42,37 @@ public:
     RKFacePosition& operator=(RKFacePosition&&) noexcept = default;
     virtual ~RKFacePosition();
 
+    /// The face in the host's catalogue; invalid where it comes from a file.
     RKFaceId faceId() const;
+    /// Normalised. In the picture as stored for faces of RKMetaData, whose regions follow the
+    /// pixels of the file; rotated() turns it to what loaders show.
     QRectF rect() const;
+    /// What found the face; unknown for regions of other programs.
     RKFaceDetectionEngineType engine() const;
+    /// The person's cluster in the host's catalogue; RKMetaData stores it in the region.
     RKClusterId clusterId() const;
     /// The person's name.
     QString name() const;
 
     /// The index of the face's region in the image's XMP.
     int xmpRegionIndex() const;
+    /// Set by those who read regions; RKMetaData::updateFaces() finds the regions to change by the
+    /// faces' centres instead.
     void setXmpRegionIndex(int index);
+    /// The face comes from a region, or belongs to one.
     bool isXmpRegionIndexValid() const;
     /// -1; every other number is valid.
     static int invalidXmpRegionIndex();
 
     /// When this face was chosen to stand for its cluster, in ms since 1970-01-01 UTC.
     long long coverImageEpoch() const;
+    /// In ms since 1970-01-01 UTC; invalidCoverImageEpoch() takes the mark away.
     void setCoverImageEpoch(long long epoch);
+    /// The face stands for its cluster from now on.
     void setCoverImageEpochToCurrentTime();
+    /// The face was chosen to stand for its cluster.
     bool isCoverImageEpochValid() const;
+    /// The same for a time: it is not invalidCoverImageEpoch().
     static bool isCoverImageEpochValid(long long epoch);
     /// -1; every other number is valid.
     static long long invalidCoverImageEpoch();

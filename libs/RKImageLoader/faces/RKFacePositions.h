@@ -32,6 +32,7 @@ public:
     RKFacePositions(const QSize& imageSize,
         const QList<QRect>& rects,
         const QList<RKFaceDetectionEngineType>& engines);
+    /// The same for one face.
     RKFacePositions(const QSize& imageSize, const QRect& rect, RKFaceDetectionEngineType engine);
     /// The faces of a catalogue, sorted by face, left and top; they are not checked.
     RKFacePositions(const QSize& imageSize,
@@ -49,10 +50,17 @@ public:
     /// Adds the other's faces; surveyed if one of both was.
     void add(const RKFacePositions& other);
 
+    /// Whether the image was surveyed: an empty list then says that it has no faces, instead of
+    /// that nobody has looked.
+    /// @{
     void setSurveyComplete(bool complete);
     bool isSurveyComplete() const;
+    /// @}
+    /// The number of positions, invalid ones and duplicates included.
     qsizetype count() const;
+    /// There are no positions; says nothing about the survey.
     bool isEmpty() const;
+    /// In the order in which they were added.
     QList<RKFacePosition> facePositions() const;
 
     /// Every position is valid; so is an empty list.
@@ -67,6 +75,7 @@ public:
     QList<QRect> rects(const QSize& size) const;
     /// The same for an image that is displayed in that rectangle.
     QList<QRect> rects(const QRect& frame) const;
+    /// The centres of the faces in pixels, in order; see RKFacePosition::centerStretched().
     QList<QPoint> centers(const QSize& size) const;
     /// The positions with rectangles in pixels of an image that is displayed in that rectangle.
     QList<RKFacePosition> positions(const QRect& frame) const;
@@ -88,6 +97,7 @@ public:
     /// Every position turned upright, see RKFacePosition::rotated().
     RKFacePositions rotated(const RKImageOrientation& orientation) const;
 
+    /// The indices of the positions that have a valid one.
     QSet<int> xmpRegionIndices() const;
     /// The first position with that index, or an invalid one.
     RKFacePosition facePositionForXmpRegionIndex(int index) const;
@@ -104,12 +114,15 @@ public:
 
     /// Both lists have as many positions, and each position here overlaps one of the other's.
     bool isSeriouslyOverlapping(const RKFacePositions& other) const;
+    /// At least one position overlaps it; see RKFacePosition::isSeriouslyOverlapping().
     bool anySeriouslyOverlapping(const RKFacePosition& position) const;
 
     /// Draws the faces into the image, for diagnosis. The image may be null.
     void renderInto(QImage* image) const;
+    /// Draws the outline of a rectangle, in the painter's coordinates and the engine's colour.
     static void paintOneFaceRect(
         QPainter* painter, const QRect& rect, RKFaceDetectionEngineType engine);
+    /// The colour that stands for the engine in diagnostic pictures.
     static QColor faceRectColor(RKFaceDetectionEngineType engine);
 
     /// All fields, for logs.

@@ -11,18 +11,28 @@
 class RKIMAGELOADER_EXPORT RKFaceRectEntry
 {
 public:
+    /// The face in the host's catalogue; invalid by default.
+    /// @{
     RKFaceId faceId() const;
     void setFaceId(const RKFaceId& faceId);
+    /// @}
 
     /// In pixels, from the top left; the null rectangle by default.
     QRect faceRect() const;
+    /// Not checked; see isValid().
     void setFaceRect(const QRect& faceRect);
 
+    /// The person's cluster; none by default.
+    /// @{
     RKClusterId clusterId() const;
     void setClusterId(const RKClusterId& clusterId);
+    /// @}
 
+    /// The person's name; empty by default.
+    /// @{
     QString clusterName() const;
     void setClusterName(const QString& clusterName);
+    /// @}
 
     /// The face is valid and its rectangle has at least one pixel.
     bool isValid() const;

@@ -18,6 +18,7 @@ class RKIMAGELOADER_EXPORT RKIdentifier
 public:
     virtual ~RKIdentifier() = default;
 
+    /// The number; -1 for an identifier that was made without one.
     int id() const
     {
         return m_id;
@@ -29,31 +30,37 @@ public:
         return QString::number(m_id);
     }
 
+    /// Equal numbers.
     bool operator==(const RKIdentifier& other) const
     {
         return m_id == other.m_id;
     }
 
+    /// Different numbers.
     bool operator!=(const RKIdentifier& other) const
     {
         return m_id != other.m_id;
     }
 
+    /// By the numbers, as signed integers.
     bool operator<(const RKIdentifier& other) const
     {
         return m_id < other.m_id;
     }
 
+    /// By the numbers.
     bool operator>(const RKIdentifier& other) const
     {
         return m_id > other.m_id;
     }
 
+    /// By the numbers.
     bool operator<=(const RKIdentifier& other) const
     {
         return m_id <= other.m_id;
     }
 
+    /// By the numbers.
     bool operator>=(const RKIdentifier& other) const
     {
         return m_id >= other.m_id;
@@ -65,11 +72,13 @@ public:
         return stream << toString();
     }
 
+    /// The number, quoted unless the stream does not quote.
     friend QDebug operator<<(QDebug debug, const RKIdentifier& id)
     {
         return debug << id.toString();
     }
 
+    /// The hash of the number, so that an identifier is found like it.
     // Takes the exact class: Qt's own template would be preferred to a conversion to the base.
     friend size_t qHash(const Derived& id, size_t seed = 0) noexcept
     {
@@ -79,6 +88,7 @@ public:
 protected:
     RKIdentifier() = default;
 
+    /// Any number; the derived class says which ones are valid.
     explicit RKIdentifier(int id)
         : m_id(id)
     {

@@ -30,6 +30,7 @@ public:
 protected:
     RKIdentifierList() = default;
 
+    /// In the given order, repeated ones too.
     explicit RKIdentifierList(const QList<Id>& ids)
         : QList<Id>(ids)
     {

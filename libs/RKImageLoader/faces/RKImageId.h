@@ -9,6 +9,7 @@ class RKIMAGELOADER_EXPORT RKImageId : public RKIdentifier<RKImageId>
 public:
     /// The invalid identifier -1.
     RKImageId() = default;
+    /// A number of the host's catalogue; a negative one is invalid.
     explicit RKImageId(int id);
 
     /// The number is not negative.

@@ -9,5 +9,6 @@ class RKIMAGELOADER_EXPORT RKImageIds : public RKIdentifierList<RKImageId>
 {
 public:
     RKImageIds() = default;
+    /// A list of one image.
     explicit RKImageIds(const RKImageId& id);
 };

@@ -11,6 +11,7 @@ class RKIMAGELOADER_EXPORT RKCTime
 public:
     /// An unknown time.
     RKCTime() = default;
+    /// A time that the caller has read. An invalid one counts as unknown.
     explicit RKCTime(const QDateTime& time);
     /// The creation time of the file at that path.
     explicit RKCTime(const QString& path);

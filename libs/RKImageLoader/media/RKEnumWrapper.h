@@ -20,6 +20,7 @@ class RKIMAGELOADER_EXPORT RKEnumWrapper
 public:
     RKEnumWrapper() = default;
 
+    /// Any value, also a combination of enumerators and one without a name.
     explicit RKEnumWrapper(E value)
         : m_value(value)
     {
@@ -31,78 +32,93 @@ public:
     RKEnumWrapper& operator=(RKEnumWrapper&&) noexcept = default;
     virtual ~RKEnumWrapper() = default;
 
+    /// As signed 64-bit integers.
     virtual bool operator<(const RKEnumWrapper& other) const
     {
         return bits() < other.bits();
     }
 
+    /// As signed 64-bit integers.
     virtual bool operator<=(const RKEnumWrapper& other) const
     {
         return bits() <= other.bits();
     }
 
+    /// As signed 64-bit integers.
     virtual bool operator>(const RKEnumWrapper& other) const
     {
         return bits() > other.bits();
     }
 
+    /// Equal values.
     virtual bool operator==(const RKEnumWrapper& other) const
     {
         return m_value == other.m_value;
     }
 
+    /// Equal to this very value, not to one of its bits.
     virtual bool operator==(E other) const
     {
         return m_value == other;
     }
 
+    /// Different values.
     virtual bool operator!=(const RKEnumWrapper& other) const
     {
         return m_value != other.m_value;
     }
 
+    /// Different from this very value.
     virtual bool operator!=(E other) const
     {
         return m_value != other;
     }
 
+    /// Adds the bits of the other one.
     virtual RKEnumWrapper& operator|=(const RKEnumWrapper& other)
     {
         return *this |= other.m_value;
     }
 
+    /// Adds the bits of the enumerator.
     virtual RKEnumWrapper& operator|=(E other)
     {
         m_value = *this | other;
         return *this;
     }
 
+    /// Keeps the bits that the other one has too.
     virtual RKEnumWrapper& operator&=(const RKEnumWrapper& other)
     {
         return *this &= other.m_value;
     }
 
+    /// Keeps the bits of the enumerator.
     virtual RKEnumWrapper& operator&=(E other)
     {
         m_value = *this & other;
         return *this;
     }
 
+    /// The bits that both have.
     virtual E operator&(const RKEnumWrapper& other) const
     {
         return *this & other.m_value;
     }
 
+    /// The bits that both have.
     virtual E operator&(E other) const
     {
         return E(bits() & qint64(other));
     }
 
+    /// The bits that one of both has.
     virtual E operator|(const RKEnumWrapper& other) const
     {
         return *this | other.m_value;
     }
 
+    /// The bits that one of both has.
     virtual E operator|(E other) const
     {
         return E(bits() | qint64(other));
@@ -123,6 +139,7 @@ public:
     /// Inserts the enumeration's keywords; called once per process.
     virtual void fillTable(RKEnumToStringTable<E>* table) const = 0;
 
+    /// The value that is wrapped; 0 by default.
     E value() const
     {
         return m_value;

@@ -8,6 +8,7 @@
 class RKIMAGELOADER_EXPORT RKImageOption
 {
 public:
+    /// The bits of an option.
     enum Flag : quint8
     {
         /// Take the picture from the file's embedded thumbnail where it has one, whatever the
@@ -17,10 +18,14 @@ public:
 
     /// No flag set.
     RKImageOption() = default;
+    /// All flags at once; bits without a meaning are kept and ignored.
     explicit RKImageOption(quint8 flags);
 
+    /// The flag is set.
     bool testFlag(Flag flag) const;
+    /// Sets the flag, or clears it.
     void setFlag(Flag flag, bool on = true);
+    /// All bits, for storing them.
     quint8 flags() const;
 
 private:

@@ -16,9 +16,11 @@ class RKIMAGELOADER_EXPORT RKMediaDescriptor
 public:
     /// Invalid: no file.
     RKMediaDescriptor() = default;
+    /// A file in a folder; valid if the name is not empty.
     RKMediaDescriptor(const QDir& directory,
         const QString& fileName,
         const RKVideoFrameIndex& frame = RKVideoFrameIndex());
+    /// The file need not exist: loaders report that. No frame means the default one of a video.
     RKMediaDescriptor(const QFileInfo& file, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
     /// The local file of the URL; the frame in the URL's query is not looked at.
     RKMediaDescriptor(const QUrl& url, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
@@ -39,15 +41,22 @@ public:
     /// Forgets what was cached about the file.
     void refresh();
 
+    /// The file as it was given; what Qt caches about it is renewed by refresh().
     QFileInfo fileInfo() const;
+    /// As QFileInfo gives it: links and ".." are not resolved.
     QString absoluteFilePath() const;
+    /// With the suffix, without the folder.
     QString fileName() const;
 
+    /// The frame asked for; invalid for the default one. Loaders of pictures ignore it.
+    /// @{
     RKVideoFrameIndex frameIndex() const;
     void setFrame(const RKVideoFrameIndex& frame);
+    /// @}
 
     /// By the file name's suffix; logs a warning for an unknown one.
     RKMediaFormat mediaFormat() const;
+    /// The suffix is one of this very format; a combination of formats has none.
     bool hasMediaFormat(const RKMediaFormat& format) const;
     /// The suffix in lower case: the format name for the bitmap decoders.
     QByteArray fileFormatAsByteArray() const;

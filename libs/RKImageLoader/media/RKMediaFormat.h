@@ -70,9 +70,11 @@ class RKIMAGELOADER_EXPORT RKMediaFormat : public RKEnumWrapper<RKMediaFormatEnu
 public:
     /// The unknown format.
     RKMediaFormat() = default;
+    /// One format, or several combined bit by bit.
     RKMediaFormat(RKMediaFormatEnum format);
     /// From an extension or a comma-separated list of them, see fromFileExtension().
     RKMediaFormat(const QString& extension);
+    /// The same from UTF-8.
     RKMediaFormat(const char* extension);
     /// From the UTF-8 text of an extension.
     RKMediaFormat(const QByteArray& extension);
@@ -88,12 +90,14 @@ public:
     static RKMediaFormat fromMimeType(
         const QString& mime, const RKMediaFormat& imageDefault, const RKMediaFormat& videoDefault);
 
+    /// The value, for switch statements.
     RKMediaFormatEnum fileFormatEnum() const;
 
     /// All extensions, without a dot, in lower case, the default one of each format first.
     QStringList fileExtensions() const;
     /// Empty for an unknown format.
     QString defaultExtension() const;
+    /// It is one of fileExtensions(), in lower or upper case.
     bool isValidExtension(const QString& extension) const;
     /// "*." and the extension, for every extension.
     QStringList fileExtensionFilters() const;
@@ -111,35 +115,50 @@ public:
     int priority() const;
     /// 1 for the compression, 2 for the quality, 0 for neither.
     int preferredEncoderOptionEnum() const;
+    /// 9 for PNG, else 0. Has no effect: no format prefers the option 1.
     int preferredEncoderCompression() const;
     /// 0 to 100. For JPG from the configuration, which must have been named before.
     int preferredEncoderQuality() const;
 
+    /// Decoded to pixels; camera raw formats are bitmaps, videos are not.
     bool isBitmap() const;
+    /// Has frames and a duration; decoded through RKVideoLoader.
     bool isVideo() const;
     /// A camera raw format. These are bitmaps too.
     bool isRaw() const;
     /// The one vector format.
     bool isSVG() const;
+    /// Programs usually keep metadata in such files. What can be saved is decided by the file's
+    /// content: see docs/metadata.md.
     bool canHandleMetadata() const;
     /// Neither TIFF nor HEIC is among the formats of the value.
     bool exiv2Supported() const;
     /// Files of the format may be copied as they are instead of being converted.
     bool preferFastCopy() const;
+    /// A video that browsers and players don't show as it is: all but MP4 and MOV.
     bool mustConvertVideo() const;
     /// The orientation can be changed in the metadata alone.
     bool supportsSoftRotate() const;
+    /// How much transparency files of the format hold; unknown for a format where it varies.
     RKMediaFormatAlphaChannelEnum supportedAlphaCannel() const;
+    /// What can be transparent in the other one can be so in this format. Unknown counts as less
+    /// than none.
+    /// @{
     bool isAlphaChannelAsGoodAs(RKMediaFormatAlphaChannelEnum other) const;
     bool isAlphaChannelAsGoodAs(const RKMediaFormat& other) const;
+    /// @}
 
     /// The uniform type identifier of the format.
     QString toUti() const;
 
     /// Texts for people, translated; their source language is German.
     QString shortDescription() const;
+    /// "Bitmap", "Vektorformat" or "Video"; empty for the unknown format.
     QString describeSuperFormat() const;
+    /// " mit binärer Transparenz" or " mit Transparenzen", with the leading blank; empty for other
+    /// formats.
     QString describeTransparency() const;
+    /// "PNG - Portable Network Graphics (Bitmap mit Transparenzen)".
     QString description() const;
 
     void fillTable(RKEnumToStringTable<RKMediaFormatEnum>* table) const override;

@@ -17,6 +17,7 @@ public:
     RKMediaFormatList() = default;
     /// Every entry is an extension; each format is added once, unknown ones too.
     explicit RKMediaFormatList(const QList<QString>& extensions);
+    /// The same for UTF-8 texts.
     explicit RKMediaFormatList(const QList<QByteArray>& extensions);
     /// Each format is added once.
     explicit RKMediaFormatList(const QList<RKMediaFormat>& formats);
@@ -29,6 +30,7 @@ public:
     RKMediaFormatList& operator=(RKMediaFormatList&&) noexcept = default;
     virtual ~RKMediaFormatList();
 
+    /// Appends the format unless an equal one is in the list.
     void insertOnlyOnce(const RKMediaFormat& format);
 
     /// Every extension of every format once, in lower case and then in upper case.
@@ -48,5 +50,6 @@ public:
     /// The order among equal priorities is not kept.
     void sort(const RKMediaFormat& preferred);
 
+    /// The order of sort(): the priority of a is lower.
     static bool compareImageFileFormat(const RKMediaFormat& a, const RKMediaFormat& b);
 };

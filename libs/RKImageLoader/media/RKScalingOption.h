@@ -22,6 +22,7 @@ class RKIMAGELOADER_EXPORT RKScalingOption : public RKEnumWrapper<RKScalingOptio
 public:
     /// No method.
     RKScalingOption() = default;
+    /// One method, to draw with.
     RKScalingOption(RKScalingOptionEnum method);
     /// From keywords, separated by commas; unknown ones count as none.
     explicit RKScalingOption(const QString& keywords);

@@ -18,6 +18,7 @@ class RKIMAGELOADER_EXPORT RKVideoFrameIndex
 public:
     /// No frame.
     RKVideoFrameIndex() = default;
+    /// A negative number becomes -1, no frame.
     RKVideoFrameIndex(int frame);
 
     RKVideoFrameIndex(const RKVideoFrameIndex&) = default;
@@ -26,31 +27,42 @@ public:
     RKVideoFrameIndex& operator=(RKVideoFrameIndex&&) noexcept = default;
     virtual ~RKVideoFrameIndex();
 
+    /// The number, or -1.
     int frame() const;
+    /// It is not -1. Whether the video has that frame is not known here.
     bool isValid() const;
 
     bool operator==(const RKVideoFrameIndex& other) const;
     bool operator!=(const RKVideoFrameIndex& other) const;
+    /// By the numbers; no frame comes before frame 0.
+    /// @{
     bool operator<(const RKVideoFrameIndex& other) const;
     bool operator<=(const RKVideoFrameIndex& other) const;
     bool operator>(const RKVideoFrameIndex& other) const;
     bool operator>=(const RKVideoFrameIndex& other) const;
+    /// @}
 
+    /// On the numbers, as described above.
+    /// @{
     RKVideoFrameIndex operator-() const;
     RKVideoFrameIndex operator+(const RKVideoFrameIndex& other) const;
     RKVideoFrameIndex operator-(const RKVideoFrameIndex& other) const;
     RKVideoFrameIndex operator*(int factor) const;
     RKVideoFrameIndex operator/(int divisor) const;
     RKVideoFrameIndex operator%(int divisor) const;
+    /// @}
     /// The whole-number quotient as a double: 7 / 2 is 3.0. Division by frame 0 gives 0.0.
     double operator/(const RKVideoFrameIndex& divisor) const;
 
+    /// The same, in place.
+    /// @{
     RKVideoFrameIndex& operator+=(const RKVideoFrameIndex& other);
     RKVideoFrameIndex& operator+=(int frames);
     RKVideoFrameIndex& operator-=(const RKVideoFrameIndex& other);
     RKVideoFrameIndex& operator*=(int factor);
     RKVideoFrameIndex& operator/=(int divisor);
     RKVideoFrameIndex& operator%=(int divisor);
+    /// @}
 
     /// Adds the query item "frame" with the number; no frame leaves the URL alone.
     void addToUrl(QUrl& url) const;

@@ -57,7 +57,9 @@ public:
     bool openFile();
     /// Closes and opens: frames and values are read anew.
     bool reopenFile();
+    /// Frees the decoder and its frames; waits for a decode that is under way.
     void close();
+    /// A file that could not be opened, or was closed, is not open.
     bool isOpenFile() const;
     /// Why the file could not be opened, as far as FFmpeg knows; no error while it is open, and
     /// where the file itself is missing or no video.
@@ -124,9 +126,10 @@ public:
     AVRational sourceAspectRatio() const;
     /// The shape of the picture; 0/0 if closed.
     AVRational displayAspectRatio() const;
-    /// The same two without FFmpeg's headers, with the numerator as the width: 64x45 for the pixels
-    /// of a wide PAL video, whose picture is 16x9.
+    /// sourceAspectRatio() without FFmpeg's headers, with the numerator as the width: 64x45 for the
+    /// pixels of a wide PAL video.
     QSize sourceAspect() const;
+    /// displayAspectRatio() in the same way: 16x9 for that video.
     QSize displayAspect() const;
 
     /// "creation_time" of the container, as local time; invalid if missing.
@@ -165,7 +168,7 @@ protected:
     /// kAnyTimestamp.
     long long timestampAt(long long ticks) const;
 
-    // Guards the frames and all that derived classes add, and is held for a whole decode.
+    /// Guards the frames and all that derived classes add, and is held for a whole decode.
     // ThreadSanitizer can't see Qt's recursive one.
     mutable std::recursive_mutex m_mutex;
 

@@ -13,6 +13,7 @@ class RKIMAGELOADER_EXPORT RKFramesPerSecond
 {
 public:
     RKFramesPerSecond() = default;
+    /// In frames per second; see isValid() for what makes sense.
     RKFramesPerSecond(double fps);
 
     RKFramesPerSecond(const RKFramesPerSecond&) = default;
@@ -21,8 +22,11 @@ public:
     RKFramesPerSecond& operator=(RKFramesPerSecond&&) noexcept = default;
     virtual ~RKFramesPerSecond();
 
+    /// Frames per second; 0 of the null rate.
     double fps() const;
+    /// The rate is not 0; negative and infinite ones are not excluded.
     bool isValid() const;
+    /// The rate is 0: unknown.
     bool isNull() const;
 
     /// Exact, without a tolerance.

@@ -45,8 +45,12 @@ public:
     /// Size, date, camera model, path and, as the description, the number of the frame asked for.
     virtual RKMetaData metaData(const RKMediaDescriptor& descriptor) const = 0;
 
+    /// The size of the frames as decode() gives them at full size; invalid when the file can't be
+    /// opened.
     virtual QSize size(const RKMediaDescriptor& descriptor) const = 0;
     virtual QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
+    /// The rate that the file claims, the average one where it varies; null when the file can't be
+    /// opened.
     virtual RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const = 0;
     /// The length in milliseconds, as the file claims it; -1 when the file can't be opened.
     virtual int durationInMS(const RKMediaDescriptor& descriptor) const = 0;

@@ -28,6 +28,8 @@ public:
     /// Null when there is none. It lives as long as the registry.
     RKVideoDecoder* decoder(const RKMediaFormat& format) const;
 
+    /// What the decoder of the descriptor's format answers.
+    /// @{
     RKDrawable decodeDrawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
     RKDrawable decodeDrawable(
         const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const;
@@ -35,15 +37,22 @@ public:
     QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     RKMetaData metaData(const RKMediaDescriptor& descriptor) const;
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const;
+    /// @}
     /// 0 for a format without a decoder.
     int durationInMS(const RKMediaDescriptor& descriptor) const;
+    /// As above.
+    /// @{
     QString usedCodec(const RKMediaDescriptor& descriptor) const;
     int rotation(const RKMediaDescriptor& descriptor) const;
     RKVideoFrameIndex lastFrameIndex(const RKMediaDescriptor& descriptor) const;
+    /// @}
     /// Frame 0 for a format without a decoder.
     RKVideoFrameIndex defaultFrameIndex(const RKMediaDescriptor& descriptor) const;
 
+    /// Closes all open videos of all decoders. Call it when the host is done with videos for a
+    /// while: each may hold 40 to 160 MB.
     void freeResources() const;
+    /// Closes the descriptor's file; see RKVideoDecoder::freeResource().
     void freeResource(const RKMediaDescriptor& descriptor) const;
 
 private:

@@ -15,7 +15,9 @@ class RKIMAGELOADER_EXPORT RKVideoFrameIndexList
 {
 public:
     RKVideoFrameIndexList() = default;
+    /// In the given order; equal frames are kept.
     RKVideoFrameIndexList(std::initializer_list<RKVideoFrameIndex> frames);
+    /// A list of one frame, also for no frame.
     RKVideoFrameIndexList(const RKVideoFrameIndex& frame);
 
     RKVideoFrameIndexList(const RKVideoFrameIndexList&) = default;
@@ -24,8 +26,11 @@ public:
     RKVideoFrameIndexList& operator=(RKVideoFrameIndexList&&) noexcept = default;
     virtual ~RKVideoFrameIndexList();
 
+    /// The frames in order; the reference holds until the list is changed.
     const QList<RKVideoFrameIndex>& list() const;
+    /// The number of frames, equal ones and no frames included.
     qsizetype size() const;
+    /// Adds a frame at the end, also one that is there already.
     void append(const RKVideoFrameIndex& frame);
 
     bool operator==(const RKVideoFrameIndexList& other) const;
@@ -34,10 +39,12 @@ public:
     /// The frames of numbers in decimal that commas separate. Empty parts and parts that are no
     /// 32-bit integer are skipped; a negative number is no frame.
     static RKVideoFrameIndexList fromCsv(const QString& csv);
+    /// The numbers with commas between them and no blanks: "0,25,50"; -1 for no frame.
     QString toCsv() const;
 
     /// Reads and writes the attribute "frameNumbers"; a missing one is an empty list.
     static RKVideoFrameIndexList decode(const QDomElement& element);
+    /// Writes toCsv() into the attribute.
     void encode(QDomElement& element) const;
 
     /// The same in every version and on every platform, so it may be stored.
