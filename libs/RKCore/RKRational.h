@@ -5,6 +5,7 @@
 #include <QtGlobal>
 
 /// A fraction as metadata holds it: numerator and denominator are kept as given, never reduced.
+/// Reentrant.
 class RKCORE_EXPORT RKRational
 {
 public:

@@ -5,7 +5,7 @@
 #include <QList>
 #include <QStringList>
 
-/// Conversions of texts.
+/// Conversions of texts. Stateless and thread-safe.
 class RKCORE_EXPORT RKStringHelper
 {
 public:

@@ -6,7 +6,7 @@
 
 #include <limits>
 
-/// An angle of a geographic position in degrees, north and east positive.
+/// An angle of a geographic position in degrees, north and east positive. Reentrant.
 class RKGEOLOCATION_EXPORT RKGeoArc
 {
 public:

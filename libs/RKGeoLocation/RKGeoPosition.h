@@ -3,7 +3,7 @@
 #include "RKGeoLocation/RKGeoArc.h"
 #include "RKGeoLocation/RKGeoLocationExport.h"
 
-/// A place on Earth (WGS 84). Latitude and longitude 0 are valid.
+/// A place on Earth (WGS 84). Latitude and longitude 0 are valid. Reentrant.
 class RKGEOLOCATION_EXPORT RKGeoPosition
 {
 public:

@@ -5,7 +5,7 @@
 #include <QDomElement>
 #include <QString>
 
-/// Helpers to build DOM documents.
+/// Helpers to build DOM documents. A document is for one thread at a time.
 class RKXML_EXPORT RKXMLBuilder
 {
 public:

@@ -8,6 +8,7 @@
 #include <memory>
 
 /// The payload that copies of a drawable share: the content and the placeholder mark.
+/// Reentrant.
 class RKIMAGELOADER_EXPORT RKDrawableImpl : public QSharedData
 {
 public:

@@ -5,7 +5,7 @@
 
 #include <QImage>
 
-/// A raster image as the content of a drawable.
+/// A raster image as the content of a drawable. Reentrant, as its base class says.
 class RKIMAGELOADER_EXPORT RKDrawableInterfaceQImage : public RKDrawableInterface
 {
 public:
