@@ -2,6 +2,7 @@
 #include "CommandLine.h"
 #include "MessageCollector.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 
 #include "RKCore/RKInitializer.h"
@@ -54,6 +55,7 @@ int main(int argc, char** argv)
     RKImageLoaderConfig::setConfigFile(
         QFileInfo(config.isEmpty() ? QStringLiteral(":/rkimage/config.xml") : config));
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
+    RKImageLoaderInitializer::installTranslation(QLocale::English);
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     return command.run(messages);
 }

@@ -6,6 +6,9 @@
 
 #include <QCoreApplication>
 #include <QImageReader>
+#include <QTranslator>
+
+#include <memory>
 
 namespace {
 
@@ -32,4 +35,20 @@ void RKImageLoaderInitializer::setup(RKInitializerOption)
 
 void RKImageLoaderInitializer::teardown()
 {
+}
+
+bool RKImageLoaderInitializer::installTranslation(const QLocale& locale)
+{
+    // Resources register themselves in shared libraries only.
+    Q_INIT_RESOURCE(translations);
+    QCoreApplication* application = QCoreApplication::instance();
+    auto translator = std::make_unique<QTranslator>();
+    if (!application
+        || !translator->load(locale,
+            QStringLiteral("rkimageloader"),
+            QStringLiteral("_"),
+            QStringLiteral(":/translations")))
+        return false;
+    translator->setParent(application);
+    return QCoreApplication::installTranslator(translator.release());
 }

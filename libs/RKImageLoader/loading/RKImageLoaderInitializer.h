@@ -4,8 +4,11 @@
 
 #include "RKCore/RKInitializerAbstract.h"
 
+#include <QLocale>
+
 /// Takes part in the host's start sequence. One object exists from the moment that the library is
-/// loaded; programs without that sequence call setup() of an object of their own.
+/// loaded; programs without that sequence call setup() of an object of their own. For the main
+/// thread only.
 class RKIMAGELOADER_EXPORT RKImageLoaderInitializer : public RKInitializerAbstract
 {
 public:
@@ -20,4 +23,9 @@ public:
     /// looks for plug-ins once.
     void setup(RKInitializerOption option) override;
     void teardown() override;
+
+    /// Has texts for people, such as RKMediaFormat::description(), come in the locale's language.
+    /// They are in German as they stand, and there is English. False, and nothing changed, for
+    /// other languages and before there is a QCoreApplication.
+    static bool installTranslation(const QLocale& locale = QLocale());
 };

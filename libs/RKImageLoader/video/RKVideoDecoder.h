@@ -49,8 +49,8 @@ public:
     /// opened.
     virtual QSize size(const RKMediaDescriptor& descriptor) const = 0;
     virtual QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
-    /// The rate that the file claims: one that all its times fit where it varies. Null when the file
-    /// can't be opened.
+    /// The rate that the file claims: one that all its times fit where it varies. Null when the
+    /// file can't be opened.
     virtual RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const = 0;
     /// The length in milliseconds, as the file claims it; -1 when the file can't be opened.
     virtual int durationInMS(const RKMediaDescriptor& descriptor) const = 0;

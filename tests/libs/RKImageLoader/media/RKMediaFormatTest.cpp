@@ -1,5 +1,6 @@
 #include "RKImageLoader/media/RKMediaFormat.h"
 
+#include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKMediaFormatList.h"
 #include "support/RKQuietTest.h"
 
@@ -107,6 +108,15 @@ private Q_SLOTS:
         QCOMPARE(RKMediaFormat(MEDIA_FORMAT_JPG).fileExtensionFilterEntry(), entry);
         QCOMPARE(list.createFileFilterString().section(u";;"_s, 0, 0), entry);
         QVERIFY(list.formatByExtensionFilter(entry) == MEDIA_FORMAT_JPG);
+    }
+
+    // Last, because the texts stay translated.
+    void hostsMayHaveEnglishTexts()
+    {
+        QVERIFY(!RKImageLoaderInitializer::installTranslation(QLocale::French));
+        QVERIFY(RKImageLoaderInitializer::installTranslation(QLocale::English));
+        QCOMPARE(RKMediaFormat(MEDIA_FORMAT_GIF).description(),
+            u"GIF - Graphics Interchange Format (bitmap with binary transparency)"_s);
     }
 };
 
