@@ -86,6 +86,7 @@ CommandLine::CommandLine()
              addFacesCommand,
              addClipCommand,
              addCompareCommand,
+             addCheckCommand,
              addFrameCommand,
              addFramesCommand,
              addFormatsCommand})

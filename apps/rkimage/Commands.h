@@ -30,3 +30,4 @@ void addSetCommand(CLI::App& app, Command& command);
 void addFacesCommand(CLI::App& app, Command& command);
 void addCompareCommand(CLI::App& app, Command& command);
 void addSheetCommand(CLI::App& app, Command& command);
+void addCheckCommand(CLI::App& app, Command& command);

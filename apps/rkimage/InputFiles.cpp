@@ -56,6 +56,16 @@ void InputFiles::forEach(const Visit& visit)
     }
 }
 
+std::vector<InputFile> InputFiles::all()
+{
+    std::vector<InputFile> files;
+    forEach([&files](const InputFile& file) {
+        files.push_back(file);
+        return true;
+    });
+    return files;
+}
+
 int InputFiles::failures() const
 {
     return m_failures;

@@ -38,6 +38,9 @@ public:
     /// is reported and counts as a failure.
     void forEach(const std::function<bool(const InputFile& file)>& visit);
 
+    /// All of them at once.
+    std::vector<InputFile> all();
+
     /// How many folders could not be read so far.
     int failures() const;
 

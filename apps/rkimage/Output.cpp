@@ -15,6 +15,11 @@ void Output::print(const QJsonDocument& json)
     QTextStream(stdout) << json.toJson() << Qt::flush;
 }
 
+void Output::printLine(const QJsonObject& json)
+{
+    QTextStream(stdout) << QJsonDocument(json).toJson(QJsonDocument::Compact) << Qt::endl;
+}
+
 void Output::printFailure(const QString& file, const QString& failure)
 {
     QTextStream(stderr) << "rkimage: " << file << ": " << failure << Qt::endl;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
@@ -17,6 +18,8 @@ enum ExitCode : int
 
 void print(const QString& text);
 void print(const QJsonDocument& json);
+/// On one line, for programs that read results as they come.
+void printLine(const QJsonObject& json);
 
 /// One line on the error stream: the file, what failed and why, as far as the warnings say.
 void printFailure(const QString& file, const QString& failure);

@@ -96,11 +96,7 @@ int makeSheet(SheetArguments& arguments)
     if (kindOf(target) == Kind::Picture && !loader.bitmapDecoders()->isWritable(format))
         return fail(target, QStringLiteral("the format can't be written"));
 
-    std::vector<InputFile> files;
-    arguments.files.forEach([&files](const InputFile& file) {
-        files.push_back(file);
-        return true;
-    });
+    const std::vector<InputFile> files = arguments.files.all();
     QList<SheetEntry> entries(qsizetype(files.size()));
     SheetEntry* const places = entries.data();
     std::mutex mutex;

@@ -61,7 +61,7 @@ std::string Documents::bashCompletion(const CLI::App& program)
     out << "# bash completion of rkimage\n"
            "_rkimage()\n"
            "{\n"
-           "    local word=${COMP_WORDS[COMP_CWORD]} command= i words\n"
+           "    local word=${COMP_WORDS[COMP_CWORD]} command='' i words\n"
            "    for ((i = 1; i < COMP_CWORD; ++i)); do\n"
            "        case ${COMP_WORDS[i]} in\n"
            "            --config) ((++i)) ;;\n"

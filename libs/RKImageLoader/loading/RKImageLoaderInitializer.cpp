@@ -1,5 +1,6 @@
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 
+#include "RKImageLoader/decoders/RKTiffLog_p.h"
 #include "RKImageLoader/files/RKLibraryFolder_p.h"
 
 #include "RKCore/RKInitializer.h"
@@ -29,6 +30,7 @@ RKImageLoaderInitializer::~RKImageLoaderInitializer()
 void RKImageLoaderInitializer::setup(RKInitializerOption)
 {
     QImageReader::setAllocationLimit(0);
+    RKTiffLog::redirect();
     // Qt looks into its own folder only, which is another one under most prefixes.
     QCoreApplication::addLibraryPath(RKLibraryFolder::path() + QStringLiteral("/" RK_QT_PLUGINS));
 }

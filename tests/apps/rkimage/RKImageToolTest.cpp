@@ -353,6 +353,18 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("sheet album --out none.html"), 1);
     }
 
+    void checkTellsWhatIsNotWhole()
+    {
+        QVERIFY(QDir().mkpath(u"archive"_s));
+        const QByteArray png = encoded(numbered(200, 200), "png");
+        write(u"archive/good.png"_s, png);
+        write(u"archive/cut.png"_s, png.left(png.size() / 2));
+        const Run run = runTool(u"check -r archive"_s);
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY(run.output.startsWith("archive/cut.png: ") && run.output.count('\n') == 1);
+        QVERIFY(runTool(u"check archive/good.png --jsonl"_s).output.contains("\"none\""));
+    }
+
     void wrongUsageIsToldApart()
     {
         for (const char* wrong : {"",

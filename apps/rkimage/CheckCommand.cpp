@@ -1,0 +1,127 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "ErrorName.h"
+#include "InputFiles.h"
+#include "Output.h"
+#include "ParallelJobs.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/loading/RKVideoLoader.h"
+#include "RKImageLoader/video/RKVideoDecoderRegistry.h"
+
+#include <QFileInfo>
+#include <QJsonObject>
+#include <QThread>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+
+namespace {
+
+struct CheckArguments
+{
+    InputFiles files;
+    int jobs = QThread::idealThreadCount();
+    bool isEveryFrame = false;
+    bool isJson = false;
+};
+
+// Enough to show what is decoded; the cost of larger ones is that of scaling.
+constexpr QSize kFrameSize(64, 64);
+constexpr int kSampledFrames = 10;
+
+RKMediaError frameError(const RKMediaDescriptor& video, int frame)
+{
+    RKMediaDescriptor descriptor = video;
+    descriptor.setFrame(RKVideoFrameIndex(frame));
+    RKMediaError error;
+    const RKDrawable picture
+        = RKVideoLoader::instance()->drawable(descriptor, kFrameSize, RKImageOption(), &error);
+    if (!picture.isNull() && !error.isError())
+        return {};
+    return RKMediaError(error.isError() ? error.code() : RKMediaErrorCode::Damaged,
+        QStringLiteral("frame %1: %2").arg(frame).arg(error.text()));
+}
+
+/// The first frame that can't be decoded, of all or of some that are spread evenly.
+RKMediaError videoError(const RKMediaDescriptor& video, bool isEveryFrame)
+{
+    RKMediaError error;
+    const RKVideoLoader& loader = *RKVideoLoader::instance();
+    if (!loader.size(video, &error).isValid())
+        return error;
+    const int last = std::max(loader.lastFrameIndex(video).frame(), 0);
+    const int step = isEveryFrame ? 1 : std::max(last / kSampledFrames, 1);
+    for (int frame = 0; frame <= last && !error.isError(); frame += step)
+        error = frameError(video, frame);
+    if (!error.isError() && last % step != 0)
+        error = frameError(video, last);
+    // Each file is met once, and an open one would count among those that are kept.
+    RKVideoDecoderRegistry::instance()->freeResource(video);
+    return error;
+}
+
+RKMediaError pictureError(const RKMediaDescriptor& picture)
+{
+    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    RKMediaError error;
+    if (!loader.size(picture, &error).isValid())
+        return error;
+    // Only the reason counts.
+    static_cast<void>(loader.drawable(picture, QSize(), RKImageOption(), &error));
+    return error;
+}
+
+void print(const InputFile& file, const RKMediaError& error, bool isJson)
+{
+    const QString name = QString::fromLocal8Bit(file.name);
+    if (isJson) {
+        Output::printLine(QJsonObject{{QStringLiteral("file"), name},
+            {QStringLiteral("reason"), ErrorName::of(error.code())},
+            {QStringLiteral("text"), error.text()}});
+    } else if (error.isError()) {
+        Output::print(QStringLiteral("%1: %2").arg(name, error.text()));
+    }
+}
+
+int check(CheckArguments& arguments)
+{
+    const std::vector<InputFile> files = arguments.files.all();
+    std::mutex mutex;
+    int failures = arguments.files.failures();
+    runInParallel(files.size(), arguments.jobs, [&](size_t i) {
+        const RKMediaDescriptor descriptor{QFileInfo(files[i].path)};
+        const RKMediaError error = descriptor.mediaFormat().isVideo()
+            ? videoError(descriptor, arguments.isEveryFrame)
+            : pictureError(descriptor);
+        const std::lock_guard lock(mutex);
+        failures += error.isError();
+        print(files[i], error, arguments.isJson);
+    });
+    return failures == 0 ? Output::AllDone : Output::SomeFailed;
+}
+
+} // namespace
+
+void addCheckCommand(CLI::App& app, Command& command)
+{
+    const auto arguments = std::make_shared<CheckArguments>();
+    CLI::App* checkApp
+        = app.add_subcommand("check", "Decode files and tell which are damaged or not whole");
+    arguments->files.addTo(*checkApp);
+    checkApp->add_flag("--all-frames", arguments->isEveryFrame, "Decode every frame of videos");
+    checkApp->add_flag(
+        "--jsonl", arguments->isJson, "Print a line of JSON for each file, good ones as well");
+    checkApp->add_option("--jobs", arguments->jobs, "How many to check at the same time")
+        ->type_name("N")
+        ->check(CLI::Range(1, 256));
+    checkApp->footer("rkimage check --recursive archive\n"
+                     "rkimage check --recursive --ext mp4,mov --all-frames videos");
+    checkApp->callback([arguments, &command] {
+        // There may be drawings with texts among the files.
+        command.drawsText = true;
+        command.run = [arguments](MessageCollector&) { return check(*arguments); };
+    });
+}
