@@ -55,6 +55,8 @@ protected:
     RKExiv2AbstractData();
     RKExiv2AbstractData(const RKExiv2AbstractData&) = default;
     RKExiv2AbstractData& operator=(const RKExiv2AbstractData&) = default;
+    RKExiv2AbstractData(RKExiv2AbstractData&&) = default;
+    RKExiv2AbstractData& operator=(RKExiv2AbstractData&&) = default;
 
     // Keys that have been set or removed since the data were read; in XMP without those of parts.
     std::set<std::string> m_changedKeys;

@@ -17,6 +17,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -47,7 +48,11 @@ constexpr std::array kColorKeys = {"Exif.Canon.ColorSpace",
 
 Exiv2::ExifData::const_iterator find(const Exiv2::ExifData& data, const char* key)
 {
-    return data.findKey(Exiv2::ExifKey(key));
+    // As ExifData::findKey(), which makes a text of every datum's key.
+    const Exiv2::ExifKey wanted(key);
+    return std::find_if(data.begin(), data.end(), [&wanted](const Exiv2::Exifdatum& datum) {
+        return datum.tag() == wanted.tag() && datum.groupName() == wanted.groupName();
+    });
 }
 
 /// A component of a rational value, with its full unsigned range.
@@ -133,9 +138,13 @@ void store(Exiv2::ExifData& data,
 RKExiv2ExifData::RKExiv2ExifData() = default;
 
 RKExiv2ExifData::RKExiv2ExifData(const RKExiv2ImagePtr& image)
-    : m_exifData(image->exifData())
-    , m_secondDirectoryIsPage(
-          RKExiv2Compat::isTiffBased(*image) && secondDirectoryIsPage(image->exifData()))
+    : RKExiv2ExifData(Exiv2::ExifData(image->exifData()), RKExiv2Compat::isTiffBased(*image))
+{
+}
+
+RKExiv2ExifData::RKExiv2ExifData(Exiv2::ExifData&& data, bool isTiffBased)
+    : m_exifData(std::move(data))
+    , m_secondDirectoryIsPage(isTiffBased && secondDirectoryIsPage(m_exifData))
 {
 }
 

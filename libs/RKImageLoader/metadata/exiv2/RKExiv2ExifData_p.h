@@ -29,8 +29,12 @@ public:
     RKExiv2ExifData();
     /// The data of an opened image whose metadata are read.
     explicit RKExiv2ExifData(const RKExiv2ImagePtr& image);
+    /// The data of an image that is TIFF-based, or is not.
+    RKExiv2ExifData(Exiv2::ExifData&& data, bool isTiffBased);
     RKExiv2ExifData(const RKExiv2ExifData& other) = default;
     RKExiv2ExifData& operator=(const RKExiv2ExifData& other) = default;
+    RKExiv2ExifData(RKExiv2ExifData&&) = default;
+    RKExiv2ExifData& operator=(RKExiv2ExifData&&) = default;
     ~RKExiv2ExifData() override;
 
     /// Besides merging, removes from the image what was removed here on purpose, and then shortens

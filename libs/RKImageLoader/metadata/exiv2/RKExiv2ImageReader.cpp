@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -83,9 +84,8 @@ bool hasPictureBrand(const Exiv2::Image& image)
 /// video in boxes is no picture with a size and an orientation.
 bool isReadable(const Exiv2::Image& image)
 {
-    if (!image.good() || RKExiv2Compat::isVideo(image))
-        return false;
-    return !RKExiv2Compat::isBmff(image) || hasPictureBrand(image);
+    return !RKExiv2Compat::isVideo(image)
+        && (!RKExiv2Compat::isBmff(image) || hasPictureBrand(image));
 }
 
 /// exiv2 would take minutes. Other files are limited by what they may hold, or rarely have so much.
@@ -246,7 +246,9 @@ void RKExiv2ImageReader::takeFrom(const RKExiv2ImagePtr& image)
     // Bitmaps whose rows are stored from the bottom up have a negative height.
     if (m_target.size.height() < 0 && m_target.size.width() >= 1)
         m_target.size.setHeight(-qMax(m_target.size.height(), -std::numeric_limits<int>::max()));
-    m_target.exif = RKExiv2ExifData(image);
+    // The image ends here. Copies of the Exif data would take as long as exiv2's parser.
+    m_target.exif
+        = RKExiv2ExifData(std::move(image->exifData()), RKExiv2Compat::isTiffBased(*image));
     m_target.iptc = RKExiv2IptcData(image);
     m_target.xmp = RKExiv2XmpData(image);
     m_target.icc = RKExiv2IccData(image, m_target.exif);

@@ -29,6 +29,8 @@ public:
     explicit RKExiv2IptcData(const Exiv2::IptcData& data);
     RKExiv2IptcData(const RKExiv2IptcData&) = default;
     RKExiv2IptcData& operator=(const RKExiv2IptcData&) = default;
+    RKExiv2IptcData(RKExiv2IptcData&&) = default;
+    RKExiv2IptcData& operator=(RKExiv2IptcData&&) = default;
     ~RKExiv2IptcData() override;
 
     Exiv2::MetadataId supportedMetaData() const override;

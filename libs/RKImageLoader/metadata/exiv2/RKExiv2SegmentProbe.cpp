@@ -17,6 +17,8 @@ constexpr quint8 kEndOfImage = 0xd9;
 constexpr quint8 kStartOfScan = 0xda;
 constexpr int kMarkerSize = 2;
 constexpr int kLengthSize = 2;
+// In bytes, what is skipped rather than read: every seek asks the system, and reads a block again.
+constexpr int kMinSkipped = 4096;
 
 /// Fill bytes, and markers that no length follows (ISO/IEC 10918-1, B.1.1.3).
 bool hasNoLength(quint8 marker)
@@ -111,7 +113,9 @@ void RKExiv2SegmentProbe::readSegments(Exiv2::BasicIo& io)
                 m_iptcBlocks += iptcBlocksIn(QByteArrayView(data).sliced(photoshopName.size()));
             }
         }
-        if (io.seek(rest, Exiv2::BasicIo::cur) != 0)
+        const bool isAtNext = rest < kMinSkipped ? bytes(rest).size() == rest
+                                                 : io.seek(rest, Exiv2::BasicIo::cur) == 0;
+        if (!isAtNext)
             return;
     }
 }

@@ -36,6 +36,8 @@ public:
     explicit RKExiv2XmpData(const RKExiv2ImagePtr& image);
     RKExiv2XmpData(const RKExiv2XmpData&) = default;
     RKExiv2XmpData& operator=(const RKExiv2XmpData&) = default;
+    RKExiv2XmpData(RKExiv2XmpData&&) = default;
+    RKExiv2XmpData& operator=(RKExiv2XmpData&&) = default;
     ~RKExiv2XmpData() override;
 
     Exiv2::MetadataId supportedMetaData() const override;
