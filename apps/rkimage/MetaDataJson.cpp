@@ -78,7 +78,6 @@ QJsonArray MetaDataJson::fromFaces(const RKFacePositions& faces)
 
 QJsonObject MetaDataJson::fromMetaData(const RKMetaData& metaData, Extent extent)
 {
-    const QImage thumbnail = metaData.thumbnail();
     QJsonObject object{
         {QStringLiteral("geoPosition"), fromPosition(metaData.geoPosition())},
         {QStringLiteral("fields"), fields(metaData)},
@@ -96,7 +95,7 @@ QJsonObject MetaDataJson::fromMetaData(const RKMetaData& metaData, Extent extent
         {QStringLiteral("hasIccData"), metaData.hasIccData()},
         {QStringLiteral("iccBytes"), metaData.iccData().size()},
         {QStringLiteral("isAdobeRGB"), metaData.isAdobeRGB()},
-        {QStringLiteral("thumbnail"), sizeOrNull(thumbnail.isNull() ? QSize() : thumbnail.size())},
+        {QStringLiteral("thumbnail"), sizeOrNull(metaData.thumbnailSize())},
         {QStringLiteral("faces"), fromFaces(metaData.facePositions())},
         {QStringLiteral("regionImageSize"), sizeOrNull(metaData.regionImageSize())},
         {QStringLiteral("numberOfRegions"), metaData.numberOfRegions()},

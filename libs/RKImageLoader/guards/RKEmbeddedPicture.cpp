@@ -22,6 +22,11 @@ QSize measured(const QByteArray& data, const QByteArray& format)
     return QImageReader(&buffer, format).size();
 }
 
+bool isSmall(const QSize& size)
+{
+    return !size.isEmpty() && qint64(size.width()) * size.height() <= RKImageLimits::kSmallGraphic;
+}
+
 } // namespace
 
 QByteArray RKEmbeddedPicture::format(const QByteArray& data)
@@ -53,7 +58,15 @@ QSize RKEmbeddedPicture::size(const QByteArray& data, const QByteArray& name)
 QImage RKEmbeddedPicture::thumbnail(const QByteArray& data)
 {
     const QByteArray name = format(data);
-    const QSize found = size(data, name);
-    const bool isSmall = qint64(found.width()) * found.height() <= RKImageLimits::kSmallGraphic;
-    return !found.isEmpty() && isSmall ? QImage::fromData(data, name.constData()) : QImage();
+    return isSmall(size(data, name)) ? QImage::fromData(data, name.constData()) : QImage();
+}
+
+QSize RKEmbeddedPicture::thumbnailSize(const QByteArray& data)
+{
+    if (!RKPictureHeaderCheck::isPlainJpeg(data)) {
+        const QImage decoded = thumbnail(data);
+        return decoded.isNull() ? QSize() : decoded.size();
+    }
+    const QSize found = size(data);
+    return isSmall(found) ? found : QSize();
 }

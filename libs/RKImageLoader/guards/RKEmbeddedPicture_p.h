@@ -20,6 +20,9 @@ public:
 
     /// The picture; null if it has no size, or more pixels than RKImageLimits::kSmallGraphic.
     static QImage thumbnail(const QByteArray& data);
+    /// The size of that in pixels; invalid if it is null. Decodes only what its header does not
+    /// vouch for.
+    static QSize thumbnailSize(const QByteArray& data);
 
 private:
     static QSize size(const QByteArray& data, const QByteArray& name);

@@ -103,6 +103,11 @@ bool canHoldPng(QByteArrayView data)
         && header.decodedBytes() / kDeflateRatio <= data.size() && RKPngChunks::areHarmless(data);
 }
 
+bool isRestart(quint8 marker)
+{
+    return marker >= 0xd0 && marker <= 0xd7;
+}
+
 // Counts the scans by walking over the marker segments (ITU-T T.81, B.1.1).
 qint64 jpegScans(QByteArrayView data)
 {
@@ -121,7 +126,7 @@ qint64 jpegScans(QByteArrayView data)
         if (!marker || *marker == kEndOfImage)
             break;
         // Stuffed bytes, fill bytes and restart markers have no segment.
-        if (*marker == 0 || *marker == 0xff || (*marker >= 0xd0 && *marker <= 0xd7))
+        if (*marker == 0 || *marker == 0xff || isRestart(*marker))
             continue;
         if (*marker == kStartOfScan)
             ++scans;
@@ -147,6 +152,7 @@ public:
                 readComponents(bytes, position + 4);
             } else if (*marker == 0xffda) {
                 m_componentsOfScan = bytes.numberAt<quint8>(position + 4).value_or(0);
+                m_scan = position + 2 + bytes.numberAt<quint16>(position + 2).value_or(0);
                 return;
             } else if (*marker < 0xff00) {
                 return;
@@ -166,6 +172,12 @@ public:
     {
         const bool areHeld = m_isProgressive || m_componentsOfScan < m_components;
         return areHeld ? 2 * pixels * m_samplesPerUnit / m_pixelsPerUnit : 0;
+    }
+
+    // Where the coded pixels begin that hold all of a picture; 0 for several scans.
+    qint64 onlyScan() const
+    {
+        return m_isArithmetic || coefficientBytes(m_pixelsPerUnit) > 0 ? 0 : m_scan;
     }
 
 private:
@@ -188,6 +200,7 @@ private:
     bool m_isProgressive = false;
     int m_components = 0;
     int m_componentsOfScan = 0;
+    qint64 m_scan = 0;
     qint64 m_samplesPerUnit = 1;
     qint64 m_pixelsPerUnit = 1;
 };
@@ -368,6 +381,25 @@ bool RKPictureHeaderCheck::canHold(const QByteArray& data, const QSize& size)
     return isBelow(count, kSmallGraphic, data.size(), kOtherPixelsPerByte);
 }
 
+bool RKPictureHeaderCheck::isPlainJpeg(QByteArrayView data)
+{
+    constexpr quint8 kEndOfImage = 0xd9;
+    const RKByteReader bytes(data);
+    const qint64 scan = bytes.has("\xff\xd8") ? JpegHeader(data).onlyScan() : 0;
+    if (scan == 0)
+        return false;
+    for (qint64 position = data.indexOf('\xff', scan); position >= 0;
+         position = data.indexOf('\xff', position + 2))
+    {
+        const auto marker = bytes.numberAt<quint8>(position + 1);
+        if (marker == kEndOfImage)
+            return true;
+        if (!marker || (*marker != 0 && !isRestart(*marker)))
+            return false;
+    }
+    return false;
+}
+
 bool RKPictureHeaderCheck::hasFewSegments(QIODevice& device)
 {
     // ITU-T T.81, B.1.1.4: a marker, and a length that includes itself.
@@ -376,18 +408,22 @@ bool RKPictureHeaderCheck::hasFewSegments(QIODevice& device)
     constexpr quint16 kStartOfScan = 0xffda;
     if (!device.isOpen() && !device.open(QIODevice::ReadOnly))
         return true;
+    // Within what the device has buffered, skipping does not ask the system, as seeking does.
+    const auto moveBy = [&device](qint64 step) {
+        return step < 0 ? device.seek(device.pos() + step) : device.skip(step) == step;
+    };
     const qint64 begin = device.pos();
-    qint64 position = begin + 2;
     int count = 0;
     if (RKByteReader(device.peek(2)).numberAt<quint16>(0) == kStartOfImage) {
-        while (count <= RKImageLimits::kMaxSegments && device.seek(position)) {
+        qint64 step = 2;
+        while (count <= RKImageLimits::kMaxSegments && moveBy(step)) {
             const QByteArray head = device.read(kHeadSize);
             const RKByteReader bytes(head);
             const quint16 marker = bytes.numberAt<quint16>(0).value_or(kStartOfScan);
             if (marker == kStartOfScan || marker < 0xff00)
                 break;
             ++count;
-            position += 2 + bytes.numberAt<quint16>(2).value_or(0);
+            step = 2 + bytes.numberAt<quint16>(2).value_or(0) - kHeadSize;
         }
     }
     device.seek(begin);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QSize>
 
 class QIODevice;
@@ -33,4 +34,8 @@ public:
     /// The bytes that Qt's reader holds at once when it decodes a picture of that size to reduce
     /// it; 0 where it reads and reduces row by row.
     static qint64 wholeBytes(const QByteArray& data, const QSize& size);
+
+    /// A JPEG whose single scan ends where the picture does, without a marker in it that a decoder
+    /// would stumble over. Its tables are not looked at.
+    static bool isPlainJpeg(QByteArrayView data);
 };

@@ -317,6 +317,12 @@ QImage RKMetaData::thumbnail(const RKImageOption& option) const
     return impl->extractThumbnail(impl->exiv2Wrapper().unrotatedSize(), option);
 }
 
+QSize RKMetaData::thumbnailSize() const
+{
+    const auto impl = snapshot();
+    return impl->thumbnailSize(impl->exiv2Wrapper().unrotatedSize());
+}
+
 void RKMetaData::setThumbnail(const QImage& image)
 {
     QByteArray jpeg;

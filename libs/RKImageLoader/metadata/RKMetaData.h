@@ -166,6 +166,8 @@ public:
     /// The embedded thumbnail without the black bars that cameras add to fill its format; null
     /// where there is none. Not turned by the orientation. The option changes nothing.
     QImage thumbnail(const RKImageOption& option = RKImageOption()) const;
+    /// The size of thumbnail() in pixels, which takes less time; (-1, -1) where there is none.
+    QSize thumbnailSize() const;
     /// Embeds the image, as a JPEG. One that cannot be encoded is logged, and changes nothing.
     void setThumbnail(const QImage& image);
     /// Embeds the bytes of a JPEG.

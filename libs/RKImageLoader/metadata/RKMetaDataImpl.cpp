@@ -1,3 +1,4 @@
+#include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
 #include "RKImageLoader/media/RKImageOption.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/RKMetaDataImpl_p.h"
@@ -48,6 +49,38 @@ struct Span
     int begin = 0;
     int end = 0;
 };
+
+// The bars that a thumbnail has if it holds all of an image: rows or columns, in pixels of both.
+struct Bars
+{
+    bool areExpected() const
+    {
+        return thickness > 1;
+    }
+
+    Span between() const
+    {
+        const int bar = qRound(thickness / 2);
+        return {bar, length - bar};
+    }
+
+    bool areRows = false;
+    // Of the thumbnail across the bars.
+    int length = 0;
+    double thickness = 0;
+};
+
+Bars expectedBars(const QSize& thumbnail, const QSize& image)
+{
+    if (thumbnail.isEmpty() || image.isEmpty())
+        return {};
+    // The picture fills one axis of the thumbnail; bars can lie on the other one only.
+    const double scaleX = double(thumbnail.width()) / image.width();
+    const double scaleY = double(thumbnail.height()) / image.height();
+    if (scaleX < scaleY)
+        return {true, thumbnail.height(), thumbnail.height() - scaleX * image.height()};
+    return {false, thumbnail.width(), thumbnail.width() - scaleY * image.width()};
+}
 
 bool agree(const Span& expected, const Span& found)
 {
@@ -127,31 +160,30 @@ void RKMetaDataImpl::eraseThumbnail()
 QImage RKMetaDataImpl::extractThumbnail(const QSize& imageSize, const RKImageOption&) const
 {
     const QImage thumbnail = m_wrapper.thumbnail();
-    if (thumbnail.isNull() || imageSize.isEmpty())
-        return thumbnail;
-
-    // The picture fills one axis of the thumbnail; bars can lie on the other one only.
-    const double scaleX = double(thumbnail.width()) / imageSize.width();
-    const double scaleY = double(thumbnail.height()) / imageSize.height();
-    const bool barsAreRows = scaleX < scaleY;
-    const int length = barsAreRows ? thumbnail.height() : thumbnail.width();
-    const double bars
-        = barsAreRows ? length - scaleX * imageSize.height() : length - scaleY * imageSize.width();
-    const bool isSameFormat = bars <= 1;
+    const Bars bars = expectedBars(thumbnail.size(), imageSize);
     QRect inner;
-    if (isSameFormat || !thumbnailEdgeDetector(thumbnail, &inner))
+    if (!bars.areExpected() || !thumbnailEdgeDetector(thumbnail, &inner))
         return thumbnail;
 
-    const int bar = qRound(bars / 2);
-    const Span expected{bar, length - bar};
-    const Span found = barsAreRows ? Span{inner.top(), inner.bottom() + 1}
-                                   : Span{inner.left(), inner.right() + 1};
-    const Span crop = cropSpan(expected, found);
+    const Span found = bars.areRows ? Span{inner.top(), inner.bottom() + 1}
+                                    : Span{inner.left(), inner.right() + 1};
+    const Span crop = cropSpan(bars.between(), found);
     const int size = crop.end - crop.begin;
-    if (!agree(expected, found) || size <= 0)
+    if (!agree(bars.between(), found) || size <= 0)
         return thumbnail;
-    return barsAreRows ? thumbnail.copy(0, crop.begin, thumbnail.width(), size)
-                       : thumbnail.copy(crop.begin, 0, size, thumbnail.height());
+    return bars.areRows ? thumbnail.copy(0, crop.begin, thumbnail.width(), size)
+                        : thumbnail.copy(crop.begin, 0, size, thumbnail.height());
+}
+
+QSize RKMetaDataImpl::thumbnailSize(const QSize& imageSize) const
+{
+    QByteArray data;
+    m_wrapper.extractThumbnailData(data);
+    const QSize stored = RKEmbeddedPicture::thumbnailSize(data);
+    if (!expectedBars(stored, imageSize).areExpected())
+        return stored;
+    const QImage thumbnail = extractThumbnail(imageSize, RKImageOption());
+    return thumbnail.isNull() ? QSize() : thumbnail.size();
 }
 
 bool RKMetaDataImpl::thumbnailEdgeDetector(const QImage& image, QRect* inner)

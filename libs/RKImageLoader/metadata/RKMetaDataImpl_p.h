@@ -41,6 +41,8 @@ public:
     /// formats let them expect. Null where there is no thumbnail. Not turned; the option changes
     /// nothing here.
     QImage extractThumbnail(const QSize& imageSize, const RKImageOption& option) const;
+    /// The size of that; invalid where there is none.
+    QSize thumbnailSize(const QSize& imageSize) const;
 
     /// Finds black bars: the picture without the outer rows and columns that are black throughout,
     /// or nearly so. False, and the rectangle untouched, when there are none or nothing else.

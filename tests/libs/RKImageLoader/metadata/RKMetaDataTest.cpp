@@ -10,6 +10,7 @@
 #include <QDebug>
 #include <QFileInfo>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
@@ -38,13 +39,6 @@ QImage thumbnailWith(const QRect& picture)
     image.fill(Qt::black);
     QPainter(&image).fillRect(picture, Qt::lightGray);
     return image;
-}
-
-QImage extracted(const QImage& thumbnail, const QSize& imageSize)
-{
-    RKMetaDataImpl impl;
-    impl.writeThumbnail(RKTestPictures::encoded(thumbnail, "JPEG", 100));
-    return impl.extractThumbnail(imageSize, RKImageOption());
 }
 
 } // namespace
@@ -143,8 +137,16 @@ private Q_SLOTS:
         metaData.setThumbnail(QImage());
         RKMetaData other = metaData;
         other.eraseThumbnail();
-        QVERIFY(other.thumbnail().isNull());
+        QVERIFY(other.thumbnail().isNull() && !other.thumbnailSize().isValid());
         QCOMPARE(metaData.thumbnail().size(), QSize(160, 112));
+
+        QByteArray damaged = jpeg();
+        damaged.insert(damaged.size() - 2, "\xff\xd8");
+        metaData.writeThumbnail(damaged);
+        const QRegularExpression message(u"two SOI markers"_s);
+        QTest::ignoreMessage(QtWarningMsg, message);
+        QTest::ignoreMessage(QtWarningMsg, message);
+        QVERIFY(metaData.thumbnail().isNull() && !metaData.thumbnailSize().isValid());
     }
 
     void blackBarsAreCut()
@@ -166,8 +168,11 @@ private Q_SLOTS:
             {QRect(0, 59, 160, 1), QSize(2'000'000'000, 1), kThumbnailSize},
         };
         for (const auto& [picture, imageSize, expected] : rows) {
-            const QSize size = extracted(thumbnailWith(picture), imageSize).size();
+            RKMetaDataImpl impl;
+            impl.writeThumbnail(RKTestPictures::encoded(thumbnailWith(picture), "JPEG", 100));
+            const QSize size = impl.extractThumbnail(imageSize, RKImageOption()).size();
             QVERIFY2(size == expected, qPrintable(QDebug::toString(picture)));
+            QCOMPARE(impl.thumbnailSize(imageSize), size);
         }
     }
 
