@@ -159,13 +159,15 @@ bool isWorthPrinting(const QJsonValue& value)
 void printAsText(const QJsonObject& entry)
 {
     constexpr int kLongestKey = 22;
-    Output::print(entry[QStringLiteral("file")].toString());
+    // Written at once: every print asks the system.
+    QStringList lines{entry[QStringLiteral("file")].toString()};
     for (auto value = entry.begin(); value != entry.end(); ++value) {
         if (value.key() != QLatin1String("file") && isWorthPrinting(value.value())) {
-            Output::print(QStringLiteral("  %1%2").arg(
-                value.key().leftJustified(kLongestKey), toText(value.value())));
+            lines << QStringLiteral("  %1%2").arg(
+                value.key().leftJustified(kLongestKey), toText(value.value()));
         }
     }
+    Output::print(lines.join(u'\n'));
 }
 
 int describeFiles(const QStringList& files,
