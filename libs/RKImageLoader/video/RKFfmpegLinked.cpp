@@ -7,7 +7,7 @@
 
 extern "C" RKFfmpegModule::OpenVideo rkOpenVideo;
 
-std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(const QString& path)
+std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(const QString& path, RKVideoFailure* failure)
 {
-    return rkOpenVideo(path);
+    return rkOpenVideo(path, failure);
 }
