@@ -34,7 +34,9 @@ public:
     RKBitmapDecoder(const RKBitmapDecoder&) = delete;
     RKBitmapDecoder& operator=(const RKBitmapDecoder&) = delete;
 
+    /// The formats that decode() and size() are for, each once, in any order.
     virtual RKMediaFormatList readableImageFileFormats() const = 0;
+    /// The formats that save() is for; empty for a decoder that writes nothing.
     virtual RKMediaFormatList writableImageFileFormats() const = 0;
 
     /// The picture, fitted into the wanted size with its proportions kept (it may grow); a null
@@ -61,9 +63,13 @@ public:
 
     /// Saving returns true when the whole picture was written.
     virtual bool save(const QFileInfo& file, const QImage& image) const;
+    /// A vector is rendered at its nominal size, except by decoders of vector formats. The file's
+    /// format is that of its suffix.
     virtual bool save(const QFileInfo& file, const RKDrawable& drawable) const = 0;
+    /// Writes from the device's position on; what was written of a failure stays there.
     virtual bool save(
         QIODevice* device, const RKMediaFormat& format, const QImage& image) const = 0;
+    /// The same for a drawable.
     virtual bool save(
         QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const = 0;
     virtual bool save(const QFileInfo& file, const RKDrawable& drawable, RKMediaError* error) const;
@@ -74,11 +80,14 @@ public:
 
     /// The picture's size, measured without decoding it where the format allows.
     virtual QSize size(QIODevice* device, const QByteArray& format) const = 0;
+    /// The same for the bytes of a file.
     virtual QSize size(const QByteArray& data, const QByteArray& format) const = 0;
+    /// The same for a file; one that can't be opened can't be measured.
     virtual QSize size(const QFileInfo& file, const QByteArray& format) const = 0;
     virtual QSize size(
         const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const;
 
+    /// A name for lists and logs, "Qt" for instance; the same for all objects of a class.
     virtual QString name() const = 0;
 
     /// Whether decode() turns the file's picture by a quarter; the measured and the wanted sizes
@@ -90,6 +99,7 @@ public:
     /// Whether a format is among readableImageFileFormats() or writableImageFileFormats().
     /// Overridden where to make these lists means to load codecs that the format has no use for.
     virtual bool canRead(const RKMediaFormat& format) const;
+    /// Whether save() is for the format.
     virtual bool canWrite(const RKMediaFormat& format) const;
 
     /// All bytes of a file; empty, with a warning, when it can't be opened.

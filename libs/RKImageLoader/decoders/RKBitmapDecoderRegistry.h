@@ -34,21 +34,25 @@ public:
     /// Whether the format is, or will be, in supportedMediaFormats() or writableImageFileFormats();
     /// doesn't load the codecs of all formats, as these do.
     bool isReadable(const RKMediaFormat& format) const;
+    /// The same for writing.
     bool isWritable(const RKMediaFormat& format) const;
 
     /// The registry's own list of a format's decoders, which may be appended to while no other
     /// thread reads it. A format without decoders gets an empty list.
     QList<RKBitmapDecoder*>& listOfDecoders(const RKMediaFormat& format) const;
+    /// The same for writing.
     QList<RKBitmapDecoder*>& listOfEncoders(const RKMediaFormat& format) const;
 
     /// The first of the list. The process ends when it is empty, so ask only for formats of
     /// supportedMediaFormats() or writableImageFileFormats().
     RKBitmapDecoder* primaryDecoder(const RKMediaFormat& format) const;
+    /// The first encoder. The process ends when there is none: ask isWritable() before.
     RKBitmapDecoder* primaryEncoder(const RKMediaFormat& format) const;
 
     /// The formats that have a list of decoders at the first call, in the order of their values.
     /// Kept from then on. A list may be empty if it was asked for before that.
     RKMediaFormatList supportedMediaFormats() const;
+    /// The formats that have a list of encoders; otherwise as before.
     RKMediaFormatList writableImageFileFormats() const;
 
 private:

@@ -40,15 +40,21 @@ public:
 
     RKImageLoader();
 
+    /// Replaces all flags, for the whole process from the next request on.
     void setFlags(ImageLoaderFlags flags);
     /// Sets or clears the given bits and returns the flags as they were before.
     ImageLoaderFlags setFlag(ImageLoaderFlags flag, bool on);
+    /// The flags that are set.
     ImageLoaderFlags flags() const;
 
+    /// The process-wide registry, never null.
     const RKBitmapDecoderRegistry* bitmapDecoders() const;
     /// Ends the process for a format that has none.
     RKBitmapDecoder* primaryDecoder(const RKMediaFormat& format) const;
+    /// Ends the process for a format that can't be written; the registry owns it.
     RKBitmapDecoder* primaryEncoder(const RKMediaFormat& format) const;
+    /// In the order in which they are tried; empty for an unsupported format. The registry owns
+    /// them.
     QList<RKBitmapDecoder*> decoders(const RKMediaFormat& format) const;
 
     RKMediaFormatList writableMediaFormats() const override;
@@ -99,6 +105,7 @@ public:
     RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const override;
     /// The displayed picture has the stored one's width as its height.
     bool imageIsTiltedByMetadata(const RKMediaDescriptor& descriptor) const;
+    /// The orientations 5 to 8, which lie on their side.
     static bool isTransposingOrientation(RKImageOrientation orientation);
     /// The size with its sides swapped where decoding a displayed size needs that: for camera raw
     /// pictures that their decoder turns, and for tilted pictures in any other format, TIFF only
@@ -117,6 +124,7 @@ public:
     /// (1998). Vectors, and pictures whose profile can't be used, stay as they are.
     RKDrawable convertColorProfile(
         const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
+    /// The process-wide converter, never null.
     RKColorProfileConverter* colorProfileConverter() const;
 
     /// That of the metadata, which other programs may have left out of date; TIFF, WEBP and camera
@@ -160,12 +168,16 @@ public:
         RKMediaError* error) const override;
     void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
 
+    /// The process-wide cache, never null. Hosts rather use copyMetaData() and
+    /// invalidateMetaData().
     RKMetaDataCache* metaDataCache() const;
     /// The cache's object, see RKMetaDataCache::metaData() for who owns it. Prefer copyMetaData().
     RKMetaData* metaData(const RKMediaDescriptor& descriptor) const;
+    /// The same for a file whose bytes the host has read.
     RKMetaData* metaData(const RKMediaDescriptor& descriptor, const QByteArray& data) const;
     /// The metadata of the descriptor's file.
     RKMetaData copyMetaData(const RKMediaDescriptor& descriptor) const;
+    /// Deletes what the cache holds: pointers from metaData() are gone then.
     void clearMetaDataCache() const;
 
     /// Turns the displayed picture by 90 degrees in the held metadata; the file is not touched.

@@ -34,8 +34,11 @@ public:
     RKMediaLoaderAbstract(const RKMediaLoaderAbstract&) = delete;
     RKMediaLoaderAbstract& operator=(const RKMediaLoaderAbstract&) = delete;
 
+    /// The formats that save() takes pictures for. Finding them out may load all codecs once.
     virtual RKMediaFormatList writableMediaFormats() const = 0;
+    /// The formats that can be loaded, each once. Finding them out may load all codecs once.
     virtual RKMediaFormatList supportedMediaFormats() const = 0;
+    /// Whether one format can be loaded; asks no other codecs.
     virtual bool supportsMediaFormat(const RKMediaFormat& format) const = 0;
 
     /// The medium, upright, in sRGB and fitted into the wanted size with its proportions kept. A
@@ -61,11 +64,14 @@ public:
     virtual QSize size(const RKMediaDescriptor& descriptor) const;
     virtual QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     QSize size(const RKMediaDescriptor& descriptor, RKMediaError* error) const;
+    /// The size as stored, before the orientation is applied.
     virtual QSize unrotatedSize(const RKMediaDescriptor& descriptor) const = 0;
     virtual QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKMediaError* error) const;
 
-    /// When the medium was recorded, in local time; invalid if that is not known.
+    /// When the medium was recorded; invalid if that is not known. For pictures what the camera's
+    /// clock showed (RKMetaData::pictureTaken()), else when the file was created; for videos always
+    /// the latter: the date inside is in the metadata of RKVideoDecoderRegistry.
     virtual QDateTime recordingDate(const RKMediaDescriptor& descriptor) const = 0;
 
     /// Saves into a buffer, which is opened when it is closed. The format must be among
@@ -82,6 +88,7 @@ public:
         const RKMediaFormat& format,
         const RKDrawable& drawable,
         const RKMetaData& metaData) const = 0;
+    /// The same for the descriptor's file.
     virtual bool save(const RKMediaDescriptor& descriptor,
         const RKDrawable& drawable,
         const RKMetaData& metaData) const = 0;
@@ -112,11 +119,16 @@ public:
 
     /// By the file name's suffix.
     RKMediaFormat mediaFormat(const RKMediaDescriptor& descriptor) const;
+    /// The file name's format is supported; the file need not exist.
     bool hasSupportedMediaFormat(const RKMediaDescriptor& descriptor) const;
+    /// It is among supportedMediaFormats().
     bool isSupportedFormat(const RKMediaFormat& format) const;
+    /// It is among writableMediaFormats().
     bool isSupportedWritableFormat(const RKMediaFormat& format) const;
 
-    /// The image of drawable() with no option set.
+    /// The image of drawable() with no option set. The file of a video stays open for its next
+    /// frames, with 40 to 160 MB; RKVideoDecoderRegistry::freeResource() closes it. Call that when
+    /// the host is done with the video and before the file is changed, moved or deleted.
     QImage bitmap(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
     QImage bitmap(
         const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const;

@@ -26,6 +26,7 @@ public:
             m_flag->store(true, std::memory_order_relaxed);
     }
 
+    /// Whether any copy was cancelled; costs as much as reading a number.
     bool isCancelled() const
     {
         return m_flag && m_flag->load(std::memory_order_relaxed);

@@ -12,6 +12,7 @@
 class RKIMAGELOADER_EXPORT RKLoadContext
 {
 public:
+    /// Without an error. By default the request can't be cancelled.
     explicit RKLoadContext(const RKCancellation& cancellation = {});
 
     RKLoadContext(const RKLoadContext&) = delete;
@@ -25,6 +26,7 @@ public:
     /// Notes a reason. If there are several, for instance of two decoders, the most telling one
     /// stays, and the first of equals.
     void fail(RKMediaErrorCode code, const QString& text = {});
+    /// The same with a reason that somebody else has found.
     void fail(const RKMediaError& error);
     /// A picture was made. Forgets why others have failed, but not that the file is truncated.
     void succeed();

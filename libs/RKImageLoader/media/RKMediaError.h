@@ -56,6 +56,7 @@ public:
         const QString& text = {},
         const RKMediaFormat& contentFormat = MEDIA_FORMAT_UNKNOWN);
 
+    /// What a host decides by; the text is for people.
     RKMediaErrorCode code() const;
     /// Also for a picture that is not whole.
     bool isError() const;
@@ -66,6 +67,7 @@ public:
 
     /// The absolute path of the file; empty for what is in memory.
     QString filePath() const;
+    /// Set by loaders and savers, on their way out.
     void setFilePath(const QString& path);
 
     /// What the file's first bytes say where they belie its name; unknown otherwise.

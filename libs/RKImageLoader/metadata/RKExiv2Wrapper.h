@@ -36,6 +36,7 @@ class RKIMAGELOADER_EXPORT RKExiv2Wrapper
 {
 public:
     RKExiv2Wrapper();
+    /// Reads the file at its absolute path.
     explicit RKExiv2Wrapper(const QFileInfo& file);
 
     /// Reads the file at a local path, taken as it stands: no URLs, no normalisation.
@@ -46,9 +47,13 @@ public:
     /// Reads the bytes that the caller has read from a file.
     RKExiv2Wrapper(const QFileInfo& file, const QByteArray& data);
 
+    /// Copies share the data until one of them is changed.
     RKExiv2Wrapper(const RKExiv2Wrapper& other);
+    /// Takes the data.
     RKExiv2Wrapper(RKExiv2Wrapper&& other) noexcept;
+    /// Shares the other's data.
     RKExiv2Wrapper& operator=(const RKExiv2Wrapper& other);
+    /// Takes the data.
     RKExiv2Wrapper& operator=(RKExiv2Wrapper&& other) noexcept;
     virtual ~RKExiv2Wrapper();
 
@@ -74,11 +79,15 @@ public:
     /// Sets the orientation in Exif and XMP.
     void setImageOrientation(RKImageOrientation orientation);
 
+    /// Turns the orientation by a quarter in Exif and XMP.
     void rotate(bool clockwise);
 
+    /// The Exif orientation is one of 5 to 8.
     bool imageIsTiltedByMetadata() const;
 
+    /// The size as read from the file, or as set last.
     QSize unrotatedSize() const;
+    /// In memory only.
     void forceSetSize(const QSize& size);
     /// See RKMetaData::adaptToPixels().
     void adaptToPixels(const QSize& size);
@@ -90,16 +99,22 @@ public:
 
     /// In Exif.
     RKGeoPosition geoPosition() const;
+    /// In Exif.
     void setGeoPosition(const RKGeoPosition& position);
 
+    /// In Exif.
+    /// @{
     double digitalZoomRatio() const;
     void setDigitalZoomRatio(double ratio);
+    /// @}
 
     /// From XMP, else Exif.
     int adobeRating() const;
     /// Writes the rating and the percentage that belongs to it to XMP and Exif.
     void setAdobeRating(int rating);
 
+    /// In the host's XMP namespace.
+    /// @{
     int tamoRating() const;
     void setTamoRating(int rating);
 
@@ -108,27 +123,40 @@ public:
 
     int tamoDynamicScore() const;
     void setTamoDynamicScore(int score);
+    /// @}
 
+    /// Bit 0 of the Exif value.
     bool flashUsed() const;
     /// Stores 1 or 0.
     void setFlashUsed(bool used);
 
+    /// In the host's XMP namespace, as 1 or 0.
+    /// @{
     bool redEyeCorrectionUsed() const;
     void setRedEyeCorrectionUsed(bool used);
 
     bool aboProhibited() const;
     void setABOProhibited(bool prohibited);
+    /// @}
 
+    /// In the host's XMP namespace.
+    /// @{
     QString aboProhibitedBy() const;
     void setABOProhibitedBy(const QString& name);
+    /// @}
 
+    /// In the host's XMP namespace, as 1 or 0.
+    /// @{
     bool ratingForResolutionOnly() const;
     void setRatingForResolutionOnly(bool resolutionOnly);
+    /// @}
 
     /// True only for the stored text "1".
     bool isFilmStrip() const;
+    /// Stores the text "1" or "0".
     void setIsFilmStrip(bool isFilmStrip);
 
+    /// In the host's XMP namespace; there is no writer.
     QString myTalikoPhotoId() const;
     /// The stored number is taken as 32-bit milliseconds since 1970.
     QDateTime myTalikoExportDate() const;
@@ -148,14 +176,20 @@ public:
     QImage thumbnail() const;
     /// The encoded thumbnail; false, and no bytes, where there is none.
     bool extractThumbnailData(QByteArray& data) const;
+    /// Into Exif; no bytes change nothing.
     void writeThumbnail(const QByteArray& jpeg);
+    /// From the target of a save too.
     void eraseThumbnail();
 
+    /// Those of XMP, else those of the maker notes.
     RKFacePositions facePositions() const;
+    /// Those of XMP.
+    /// @{
     RKFacePositions regionFacePositions() const;
     QSize regionImageSize() const;
     int numberOfRegions() const;
     bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
+    /// @}
     /// From the target of a save too.
     bool removeFaceRegions();
 

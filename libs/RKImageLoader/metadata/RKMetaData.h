@@ -72,6 +72,7 @@ public:
 
     /// 1 to 8 (Exif 2.32, 4.6.4, tag 0x0112); 0 where none is recorded.
     RKImageOrientation imageOrientation() const;
+    /// In Exif and XMP. Other numbers than 1 to 8 are stored as they are and mean upright.
     void setImageOrientation(RKImageOrientation orientation);
     /// The orientation swaps width and height.
     bool imageIsTiltedByMetadata() const;
@@ -91,42 +92,64 @@ public:
     /// An invalid position changes nothing.
     void setGeoPosition(const RKGeoPosition& position);
 
-    /// The rating 0 to 5 that photo applications share.
+    /// The stars, 0 to 5, that photo applications share: the rating that a host shows.
     int adobeRating() const;
     /// Limited to 0 to 5.
     void setAdobeRating(int rating);
 
-    /// Our own rating, 0 to 5.
+    /// A rating of the host's own, 0 to 5, which other programs don't know.
     int tamoRating() const;
     /// Limited to 0 to 5.
     void setTamoRating(int rating);
 
+    /// A host's own score of the picture by itself; 0 without one.
+    /// @{
     int tamoStaticScore() const;
     void setTamoStaticScore(int score);
+    /// @}
 
+    /// A host's own score of the picture among others; 0 without one.
+    /// @{
     int tamoDynamicScore() const;
     void setTamoDynamicScore(int score);
+    /// @}
 
+    /// The host's rating says no more than whether the picture has enough pixels.
+    /// @{
     bool ratingForResolutionOnly() const;
     void setRatingForResolutionOnly(bool resolutionOnly);
+    /// @}
 
     /// The flash fired.
     bool flashUsed() const;
     /// What else was known about the flash is lost.
     void setFlashUsed(bool used);
 
+    /// The host has corrected red eyes in the pixels.
+    /// @{
     bool redEyeCorrectionUsed() const;
     void setRedEyeCorrectionUsed(bool used);
+    /// @}
 
+    /// The host may not improve the picture by itself.
+    /// @{
     bool aboProhibited() const;
     void setABOProhibited(bool prohibited);
+    /// @}
 
+    /// Who has prohibited that; empty if nobody is named.
+    /// @{
     QString aboProhibitedBy() const;
     void setABOProhibitedBy(const QString& name);
+    /// @}
 
+    /// The picture is a strip of frames that the host has made.
+    /// @{
     bool isFilmStrip() const;
     void setIsFilmStrip(bool isFilmStrip);
+    /// @}
 
+    /// The picture's identifier in the host's online service; empty without one.
     QString myTalikoPhotoId() const;
     /// Invalid when the picture was never exported.
     QDateTime myTalikoExportDate() const;
@@ -138,8 +161,9 @@ public:
 
     /// A free text, trimmed; empty for other fields.
     QString read(RKMetaDataField field) const;
-    /// Does nothing for fields that are no free text. A text of keywords is the list that its
-    /// commas separate.
+    /// Does nothing for fields that are no free text: those for the rating, the rotation, the date
+    /// and the position have setters of their own. A text of keywords is the list that its commas
+    /// separate. docs/metadata.md says where each field is stored.
     void write(RKMetaDataField field, const QString& value);
 
     /// The keywords, trimmed, each once.
@@ -172,10 +196,12 @@ public:
     void setThumbnail(const QImage& image);
     /// Embeds the bytes of a JPEG.
     void writeThumbnail(const QByteArray& jpeg);
+    /// From the file of a later save(), too.
     void eraseThumbnail();
 
     /// The faces of the XMP regions where they are a complete survey, else those that the camera
-    /// has recorded.
+    /// has recorded. Rectangles are normalised and lie in the picture as stored: turn them with
+    /// RKFacePositions::rotated() to show them on an upright one.
     RKFacePositions facePositions() const;
     /// The faces of the XMP regions.
     RKFacePositions regionFacePositions() const;
@@ -183,9 +209,9 @@ public:
     int numberOfRegions() const;
     /// The size in pixels that the XMP regions refer to; (-1, -1) where there are none.
     QSize regionImageSize() const;
-    /// Merges the faces into the XMP regions; those of another image size than the given one are
-    /// dropped. False, and nothing changed, for no faces, an invalid size or XMP that cannot be
-    /// parsed.
+    /// Merges the faces, with rectangles in the picture as stored, into the XMP regions; those of
+    /// another image size than the given one, which is unrotatedSize(), are dropped. False, and
+    /// nothing changed, for no faces, an invalid size or XMP that cannot be parsed.
     bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
     /// False for XMP that cannot be parsed.
     bool removeFaceRegions();

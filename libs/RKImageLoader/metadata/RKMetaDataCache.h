@@ -45,6 +45,7 @@ public:
 
     /// A copy of the metadata of a file, otherwise like metaData().
     RKMetaData metaDataValue(const QFileInfo& file);
+    /// The same, from the file's bytes if they are not held.
     RKMetaData metaDataValue(const QFileInfo& file, const QByteArray& bytes);
     /// The same for bytes that were read a while ago: pass the changeCount() of before. If a file
     /// was reported as changed since then, the metadata are returned but not held.
@@ -55,6 +56,7 @@ public:
 
     /// The object that is held for the file, or null. The cache owns it.
     RKMetaData* retrieve(const QFileInfo& file);
+    /// Whether the file's metadata are held now; another thread may change that at once.
     bool contains(const QFileInfo& file) const;
 
     /// Holds the object, and owns it from now on, in place of the one held for the file. The object

@@ -33,6 +33,7 @@ class RKIMAGELOADER_EXPORT RKMetaDataField : public RKEnumWrapper<RKMetaDataFiel
 public:
     /// No field.
     RKMetaDataField() = default;
+    /// One field; combinations have no keys.
     RKMetaDataField(RKMetaDataFieldEnum field);
     /// From a keyword, without regard to case and to white space around it; no field if it is
     /// unknown. exifImageDescription is not found this way, because its keyword ends in a blank.
