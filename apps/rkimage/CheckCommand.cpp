@@ -122,6 +122,6 @@ void addCheckCommand(CLI::App& app, Command& command)
     checkApp->callback([arguments, &command] {
         // There may be drawings with texts among the files.
         command.drawsText = true;
-        command.run = [arguments](MessageCollector&) { return check(*arguments); };
+        command.run = [arguments]() { return check(*arguments); };
     });
 }

@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "FileConversion.h"
 #include "RKImageLoader/loading/RKImageClipper.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include <QRectF>
 #include <QSizeF>
@@ -27,20 +28,20 @@ struct ClipOptions
     Upscaling upscaling = Upscaling::No;
 };
 
-int saveClip(const QString& source,
-    const QString& target,
-    const ClipOptions& options,
-    MessageCollector& messages)
+int saveClip(const QString& source, const QString& target, const ClipOptions& options)
 {
     FileConversion conversion;
-    conversion.read = [&options](const RKMediaDescriptor& from) {
-        return RKDrawable(RKImageClipper().clipForProduction(from,
+    conversion.read = [&options](const RKMediaDescriptor& from, RKMediaError* error) {
+        const QImage clip = RKImageClipper().clipForProduction(from,
             options.rect,
             options.production,
             options.dpi,
-            options.upscaling == ClipOptions::Upscaling::Allowed));
+            options.upscaling == ClipOptions::Upscaling::Allowed);
+        if (clip.isNull() && RKMediaLoader::instance()->size(from, error).isValid())
+            *error = RKMediaError(RKMediaErrorCode::Damaged);
+        return RKDrawable(clip);
     };
-    return conversion.run(source, target, messages);
+    return conversion.run(source, target);
 }
 
 } // namespace
@@ -79,8 +80,6 @@ void addClipCommand(CLI::App& app, Command& command)
             options.upscaling = ClipOptions::Upscaling::Allowed;
         command.run = [from = Arguments::toPath(source->as<std::string>()),
                           to = Arguments::toPath(target->as<std::string>()),
-                          options](MessageCollector& messages) {
-            return saveClip(from, to, options, messages);
-        };
+                          options]() { return saveClip(from, to, options); };
     });
 }

@@ -2,8 +2,6 @@
 
 #include <functional>
 
-class MessageCollector;
-
 namespace CLI {
 class App;
 }
@@ -12,7 +10,7 @@ class App;
 struct Command
 {
     /// Returns the exit code.
-    std::function<int(MessageCollector& messages)> run;
+    std::function<int()> run;
     /// Texts need fonts, which take long to set up.
     bool drawsText = false;
 };

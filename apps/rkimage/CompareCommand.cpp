@@ -1,12 +1,10 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "MessageCollector.h"
 #include "Output.h"
 #include "PictureDifference.h"
-#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
-#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "Writing.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -36,23 +34,16 @@ struct Picture
     QImage image;
 };
 
-int fail(const QString& file, const QString& failure, MessageCollector& messages)
-{
-    Output::printFailure(file, Output::withReason(failure, messages.takeWarnings()));
-    return Output::SomeFailed;
-}
-
 /// Upright and in sRGB; an invalid size means the whole picture. False, and a line about the
 /// failure, if there is none.
-bool load(Picture& picture, const QSize& size, MessageCollector& messages)
+bool load(Picture& picture, const QSize& size)
 {
-    const RKMediaLoader& loader = *RKMediaLoader::instance();
-    const bool isLoadable = picture.descriptor.fileInfo().exists()
-        && loader.hasSupportedMediaFormat(picture.descriptor);
-    if (isLoadable)
-        picture.image = loader.drawable(picture.descriptor, size).image();
+    RKMediaError error;
+    picture.image = RKMediaLoader::instance()
+                        ->drawable(picture.descriptor, size, RKImageOption(), &error)
+                        .image();
     if (picture.image.isNull())
-        fail(picture.file, RKLoadingError::of(picture.descriptor).text(), messages);
+        Output::fail(picture.file, error);
     return !picture.image.isNull();
 }
 
@@ -111,7 +102,7 @@ void printAsJson(const PictureDifference& difference, const QSize& size)
             {QStringLiteral("changedShare"), difference.changedShare()}}));
 }
 
-int compare(const CompareArguments& arguments, MessageCollector& messages)
+int compare(const CompareArguments& arguments)
 {
     const auto pictureOf = [](const std::string& argument) {
         const QString path = Arguments::toPath(argument);
@@ -120,25 +111,24 @@ int compare(const CompareArguments& arguments, MessageCollector& messages)
     Picture first = pictureOf(arguments.first);
     Picture second = pictureOf(arguments.second);
     const QString target = Arguments::toPath(arguments.target);
-    const RKImageLoader& saver = *RKImageLoader::instance();
-    if (!target.isEmpty()
-        && !saver.bitmapDecoders()->isWritable(
-            saver.mediaFormat(RKMediaDescriptor(QFileInfo(target)))))
-        return fail(target, QStringLiteral("the format can't be written"), messages);
+    const RKMediaDescriptor to{QFileInfo(target)};
+    RKMediaError error = target.isEmpty() ? RKMediaError() : Writing::formatError(to);
+    if (error.isError())
+        return Output::fail(target, error);
 
     const QSize size = Arguments::parseSize(arguments.size).value_or(QSize());
-    if (!load(first, size, messages) || !load(second, size, messages))
+    if (!load(first, size) || !load(second, size))
         return Output::SomeFailed;
     const QSize firstSize = first.image.size();
     const QSize secondSize = second.image.size();
     if (!makeSameSize(first, second)) {
-        return fail(second.file,
+        Output::printFailure(second.file,
             QStringLiteral("the proportions differ: %1x%2 against %3x%4")
                 .arg(secondSize.width())
                 .arg(secondSize.height())
                 .arg(firstSize.width())
-                .arg(firstSize.height()),
-            messages);
+                .arg(firstSize.height()));
+        return Output::SomeFailed;
     }
 
     const PictureDifference difference(first.image, second.image);
@@ -146,9 +136,8 @@ int compare(const CompareArguments& arguments, MessageCollector& messages)
         printAsJson(difference, first.image.size());
     else
         printAsText(difference, first.image.size());
-    if (!target.isEmpty()
-        && !saver.save(RKMediaDescriptor(QFileInfo(target)), difference.picture()))
-        return fail(target, QStringLiteral("the picture can't be saved"), messages);
+    if (!target.isEmpty() && !RKImageLoader::instance()->save(to, difference.picture(), &error))
+        return Output::fail(target, error);
     return arguments.limit && difference.mean() > *arguments.limit ? Output::SomeFailed
                                                                    : Output::AllDone;
 }
@@ -178,8 +167,6 @@ void addCompareCommand(CLI::App& app, Command& command)
             "Save a picture of the difference, stretched so that the greatest is white")
         ->type_name("FILE");
     compareApp->add_flag("--json", arguments->isJson, "Print JSON");
-    compareApp->callback([arguments, &command] {
-        command.run
-            = [arguments](MessageCollector& messages) { return compare(*arguments, messages); };
-    });
+    compareApp->callback(
+        [arguments, &command] { command.run = [arguments]() { return compare(*arguments); }; });
 }

@@ -42,20 +42,24 @@ struct ConvertOptions
 using Rotation = ConvertOptions::Rotation;
 using Color = ConvertOptions::Color;
 
-RKDrawable read(const RKMediaDescriptor& source, const ConvertOptions& options)
+RKDrawable read(const RKMediaDescriptor& source, const ConvertOptions& options, RKMediaError* error)
 {
     const RKImageLoader& loader = *RKImageLoader::instance();
     const bool isUpright = options.rotation == Rotation::Upright;
     // Videos have neither an orientation of their own nor a profile here.
     if (!loader.hasSupportedMediaFormat(source) || (isUpright && options.color == Color::ToSrgb))
-        return RKMediaLoader::instance()->drawable(source, options.size, RKImageOption());
+        return RKMediaLoader::instance()->drawable(source, options.size, RKImageOption(), error);
     if (options.color == Color::ToSrgb)
-        return loader.unrotatedDrawable(source, options.size, RKImageOption());
+        return loader.unrotatedDrawable(source, options.size, RKImageOption(), error);
 
+    // The steps of the loader without that of the colours.
     const RKDrawable stored = loader.tryAllDecoders(loader.readBinaryFile(source.fileInfo()),
         source.fileFormatAsByteArray(),
         isUpright ? loader.swapSizeRatio(source, options.size) : options.size,
         source);
+    // The loader says why it fails, too.
+    if (stored.isNull())
+        return loader.unrotatedDrawable(source, options.size, RKImageOption(), error);
     return isUpright && stored.isBitmap() ? loader.autoRotate(source, stored) : stored;
 }
 
@@ -89,16 +93,13 @@ RKMetaData adapted(
     return metaData;
 }
 
-int convertFile(const QString& source,
-    const QString& target,
-    const ConvertOptions& options,
-    MessageCollector& messages)
+int convertFile(const QString& source, const QString& target, const ConvertOptions& options)
 {
     const bool keepsMetaData = options.metaData == ConvertOptions::MetaData::Keep;
     RKMetaData metaData;
     FileConversion conversion;
-    conversion.read = [&](const RKMediaDescriptor& from) {
-        const RKDrawable picture = read(from, options);
+    conversion.read = [&](const RKMediaDescriptor& from, RKMediaError* error) {
+        const RKDrawable picture = read(from, options, error);
         // Before the target is written, which may be the source.
         if (keepsMetaData && !picture.isNull())
             metaData = adapted(from, picture.image(), options);
@@ -106,11 +107,11 @@ int convertFile(const QString& source,
     };
     // Apart from the picture: together, a marker of Adobe RGB would be lost always.
     if (keepsMetaData) {
-        conversion.finish = [&metaData](const RKMediaDescriptor& to) {
-            return RKMediaLoader::instance()->save(to, metaData);
+        conversion.finish = [&metaData](const RKMediaDescriptor& to, RKMediaError* error) {
+            return RKMediaLoader::instance()->save(to, metaData, error);
         };
     }
-    return conversion.run(source, target, messages);
+    return conversion.run(source, target);
 }
 
 } // namespace
@@ -144,8 +145,6 @@ void addConvertCommand(CLI::App& app, Command& command)
             options.color = ConvertOptions::Color::AsStored;
         command.run = [from = Arguments::toPath(source->as<std::string>()),
                           to = Arguments::toPath(target->as<std::string>()),
-                          options](MessageCollector& messages) {
-            return convertFile(from, to, options, messages);
-        };
+                          options]() { return convertFile(from, to, options); };
     });
 }

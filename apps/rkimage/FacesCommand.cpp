@@ -1,14 +1,12 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "MessageCollector.h"
 #include "MetaDataJson.h"
 #include "Output.h"
-#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
-#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "UprightFaces.h"
+#include "Writing.h"
 
 #include <QFile>
 
@@ -18,20 +16,18 @@
 
 namespace {
 
-int fail(const QString& file, const QString& failure, MessageCollector& messages)
+int fail(const QString& file, const QString& failure)
 {
-    Output::printFailure(file, Output::withReason(failure, messages.takeWarnings()));
+    Output::printFailure(file, failure);
     return Output::SomeFailed;
 }
 
-/// The descriptor of an existing file, or nothing and a line about the failure.
-std::optional<RKMediaDescriptor> existing(const QString& file, MessageCollector& messages)
+/// The metadata of a file, or nothing and a line about the failure.
+std::optional<RKMetaData> metaDataOf(const RKMediaDescriptor& descriptor, const QString& file)
 {
-    messages.takeWarnings();
-    const RKMediaDescriptor descriptor{QFileInfo(file)};
     if (descriptor.fileInfo().exists())
-        return descriptor;
-    fail(file, QStringLiteral("there is no such file"), messages);
+        return RKImageLoader::instance()->copyMetaData(descriptor);
+    Output::fail(file, RKMediaError(RKMediaErrorCode::Missing));
     return {};
 }
 
@@ -69,87 +65,81 @@ std::optional<RKFacePositions> parseFaces(const QByteArray& json)
     return faces;
 }
 
-int saveFaces(const RKMediaDescriptor& descriptor,
-    const QString& file,
-    const RKMetaData& metaData,
-    MessageCollector& messages)
+int saveFaces(const RKMediaDescriptor& descriptor, const QString& file, const RKMetaData& metaData)
 {
-    return RKImageLoader::instance()->save(descriptor, metaData)
+    RKMediaError error;
+    return RKImageLoader::instance()->save(descriptor, metaData, &error)
         ? Output::AllDone
-        : fail(file, QStringLiteral("the metadata can't be saved"), messages);
+        : Output::fail(file, error);
 }
 
-int listFaces(const QString& file, MessageCollector& messages)
+int listFaces(const QString& file)
 {
-    const auto descriptor = existing(file, messages);
-    if (!descriptor)
+    const auto metaData = metaDataOf(RKMediaDescriptor(QFileInfo(file)), file);
+    if (!metaData)
         return Output::SomeFailed;
-    const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(*descriptor);
-    Output::print(QJsonDocument(MetaDataJson::fromFaces(metaData.facePositions())));
+    Output::print(QJsonDocument(MetaDataJson::fromFaces(metaData->facePositions())));
     return Output::AllDone;
 }
 
-int setFaces(const QString& file, const QString& facesFile, MessageCollector& messages)
+int setFaces(const QString& file, const QString& facesFile)
 {
-    const auto descriptor = existing(file, messages);
-    if (!descriptor)
+    const RKMediaDescriptor descriptor{QFileInfo(file)};
+    auto metaData = metaDataOf(descriptor, file);
+    if (!metaData)
         return Output::SomeFailed;
     QFile json(facesFile);
     if (!json.open(QIODevice::ReadOnly))
-        return fail(facesFile, json.errorString(), messages);
+        return fail(facesFile, json.errorString());
     const auto faces = parseFaces(json.readAll());
     if (!faces)
-        return fail(facesFile, QStringLiteral("this is no list of faces"), messages);
+        return fail(facesFile, QStringLiteral("this is no list of faces"));
 
-    RKMetaData metaData = RKImageLoader::instance()->copyMetaData(*descriptor);
-    if (!metaData.updateFaces(metaData.unrotatedSize(), *faces))
-        return fail(file, QStringLiteral("the faces can't be merged"), messages);
-    return saveFaces(*descriptor, file, metaData, messages);
+    if (!metaData->updateFaces(metaData->unrotatedSize(), *faces))
+        return fail(file, QStringLiteral("the faces can't be merged"));
+    return saveFaces(descriptor, file, *metaData);
 }
 
-int removeFaces(const QString& file, MessageCollector& messages)
+int removeFaces(const QString& file)
 {
-    const auto descriptor = existing(file, messages);
-    if (!descriptor)
+    const RKMediaDescriptor descriptor{QFileInfo(file)};
+    auto metaData = metaDataOf(descriptor, file);
+    if (!metaData)
         return Output::SomeFailed;
-    RKMetaData metaData = RKImageLoader::instance()->copyMetaData(*descriptor);
-    if (!metaData.removeFaceRegions())
-        return fail(file, QStringLiteral("the regions can't be parsed"), messages);
-    return saveFaces(*descriptor, file, metaData, messages);
+    if (!metaData->removeFaceRegions())
+        return fail(file, QStringLiteral("the regions can't be parsed"));
+    return saveFaces(descriptor, file, *metaData);
 }
 
-int drawFaces(const QString& file, const QString& target, MessageCollector& messages)
+int drawFaces(const QString& file, const QString& target)
 {
-    const auto descriptor = existing(file, messages);
-    if (!descriptor)
-        return Output::SomeFailed;
     const RKImageLoader& loader = *RKImageLoader::instance();
+    const RKMediaDescriptor from{QFileInfo(file)};
     const RKMediaDescriptor to{QFileInfo(target)};
-    if (!loader.bitmapDecoders()->isWritable(loader.mediaFormat(to)))
-        return fail(target, QStringLiteral("the format can't be written"), messages);
-    QImage image = loader.bitmap(*descriptor, QSize()).convertToFormat(QImage::Format_RGB32);
+    if (const RKMediaError error = Writing::formatError(to); error.isError())
+        return Output::fail(target, error);
+    RKMediaError error;
+    QImage image = loader.bitmap(from, QSize(), &error).convertToFormat(QImage::Format_RGB32);
     if (image.isNull())
-        return fail(file, RKLoadingError::of(*descriptor).text(), messages);
+        return Output::fail(file, error);
 
     // Faces are recorded on the stored picture; the decoded one is upright.
-    const RKMetaData metaData = loader.copyMetaData(*descriptor);
+    const RKMetaData metaData = loader.copyMetaData(from);
     UprightFaces::of(metaData.facePositions(), metaData.imageOrientation()).renderInto(&image);
-    return loader.save(to, image)
-        ? Output::AllDone
-        : fail(target, QStringLiteral("the picture can't be saved"), messages);
+    return loader.save(to, image, &error) ? Output::AllDone : Output::fail(target, error);
 }
 
 void addFacesOfOneFile(CLI::App& faces,
     const char* name,
     const char* description,
-    int (*run)(const QString&, MessageCollector&),
+    int (*run)(const QString&),
     Command& command)
 {
     CLI::App* action = faces.add_subcommand(name, description);
     const CLI::Option* file = action->add_option("FILE", "The picture")->required();
     action->callback([&command, file, run] {
-        command.run = [path = Arguments::toPath(file->as<std::string>()), run](
-                          MessageCollector& messages) { return run(path, messages); };
+        command.run
+            = [path = Arguments::toPath(file->as<std::string>()), run]() { return run(path); };
     });
 }
 
@@ -157,17 +147,16 @@ void addFacesOfTwoFiles(CLI::App& faces,
     const char* name,
     const char* description,
     const char* second,
-    int (*run)(const QString&, const QString&, MessageCollector&),
+    int (*run)(const QString&, const QString&),
     Command& command)
 {
     CLI::App* action = faces.add_subcommand(name, description);
     const CLI::Option* file = action->add_option("FILE", "The picture")->required();
     const CLI::Option* other = action->add_option(second, "The other file")->required();
     action->callback([&command, file, other, run] {
-        command.run
-            = [path = Arguments::toPath(file->as<std::string>()),
-                  otherPath = Arguments::toPath(other->as<std::string>()),
-                  run](MessageCollector& messages) { return run(path, otherPath, messages); };
+        command.run = [path = Arguments::toPath(file->as<std::string>()),
+                          otherPath = Arguments::toPath(other->as<std::string>()),
+                          run]() { return run(path, otherPath); };
     });
 }
 

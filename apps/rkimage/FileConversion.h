@@ -2,21 +2,20 @@
 
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
+#include "RKImageLoader/media/RKMediaError.h"
 
 #include <QString>
 
 #include <functional>
 
-class MessageCollector;
-
 /// What the commands that make one file of another have in common.
 struct FileConversion
 {
-    /// Makes the picture to save; a null one when that fails.
-    std::function<RKDrawable(const RKMediaDescriptor& source)> read;
+    /// Makes the picture to save; a null one when that fails. There may be an error with a picture.
+    std::function<RKDrawable(const RKMediaDescriptor& source, RKMediaError* error)> read;
     /// What remains to be done when the picture is saved; false when that fails.
-    std::function<bool(const RKMediaDescriptor& target)> finish;
+    std::function<bool(const RKMediaDescriptor& target, RKMediaError* error)> finish;
 
     /// Checks both files, converts, and prints a line about what fails. Returns the exit code.
-    int run(const QString& source, const QString& target, MessageCollector& messages) const;
+    int run(const QString& source, const QString& target) const;
 };

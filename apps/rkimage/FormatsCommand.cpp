@@ -72,6 +72,6 @@ void addFormatsCommand(CLI::App& app, Command& command)
     CLI::App* formats = app.add_subcommand("formats", "List the readable and writable formats");
     const CLI::Option* json = formats->add_flag("--json")->description("Print JSON");
     formats->callback([&command, json] {
-        command.run = [json = json->count() > 0](MessageCollector&) { return listFormats(json); };
+        command.run = [json = json->count() > 0]() { return listFormats(json); };
     });
 }

@@ -1,12 +1,11 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "MessageCollector.h"
 #include "Output.h"
 #include "ProgressBar.h"
-#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
 #include "Storyboard.h"
+#include "Writing.h"
 
 #include <QDir>
 
@@ -48,41 +47,35 @@ constexpr int kMaxFailedFrames = 5;
 struct Failure
 {
     QString file;
-    QString text;
+    RKMediaError error;
 };
 
-int report(const Failure& failure, MessageCollector& messages)
+int report(const Failure& failure)
 {
-    Output::printFailure(failure.file, Output::withReason(failure.text, messages.takeWarnings()));
-    return Output::SomeFailed;
+    return Output::fail(failure.file, failure.error);
 }
 
 std::optional<Failure> failureOfVideo(const QString& video)
 {
-    const RKVideoLoader& loader = *RKVideoLoader::instance();
     const RKMediaDescriptor descriptor{QFileInfo(video)};
-    if (!descriptor.fileInfo().exists())
-        return Failure{video, QStringLiteral("there is no such file")};
-    if (!loader.hasSupportedMediaFormat(descriptor))
-        return Failure{video, QStringLiteral("the format is no supported video format")};
-    if (!loader.size(descriptor).isValid())
-        return Failure{video, QStringLiteral("this is no video of that format, or a damaged one")};
-    return {};
+    RKMediaError error;
+    if (RKVideoLoader::instance()->size(descriptor, &error).isValid())
+        return {};
+    return Failure{video, error};
 }
 
 std::optional<Failure> failureOfTarget(const QString& picture)
 {
-    const RKMediaFormat format = RKMediaDescriptor(QFileInfo(picture)).mediaFormat();
-    if (!RKImageLoader::instance()->bitmapDecoders()->isWritable(format))
-        return Failure{picture, QStringLiteral("the format can't be written")};
-    return {};
+    const RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(picture)));
+    return error.isError() ? std::optional(Failure{picture, error}) : std::nullopt;
 }
 
 std::optional<Failure> save(const RKDrawable& drawable, const QString& picture)
 {
-    if (!RKImageLoader::instance()->save(RKMediaDescriptor(QFileInfo(picture)), drawable))
-        return Failure{picture, QStringLiteral("the picture can't be saved")};
-    return {};
+    RKMediaError error;
+    if (RKImageLoader::instance()->save(RKMediaDescriptor(QFileInfo(picture)), drawable, &error))
+        return {};
+    return Failure{picture, error};
 }
 
 RKMediaDescriptor withFrame(RKMediaDescriptor descriptor, const RKVideoFrameIndex& frame)
@@ -103,10 +96,12 @@ RKVideoFrameIndex chosenFrame(const RKMediaDescriptor& descriptor, const FrameCh
     return frame.isValid() ? frame : RKVideoFrameIndex(std::numeric_limits<int>::max());
 }
 
-QString missing(const RKVideoFrameIndex& frame)
+/// Names the frame, where it was asked for by its number.
+RKMediaError ofFrame(const RKVideoFrameIndex& frame, const RKMediaError& error)
 {
-    return frame.isValid() ? QStringLiteral("frame %1 can't be decoded").arg(frame.frame())
-                           : QStringLiteral("no frame can be decoded");
+    return frame.isValid() ? RKMediaError(
+               error.code(), QStringLiteral("frame %1: %2").arg(frame.frame()).arg(error.text()))
+                           : error;
 }
 
 QList<qint64> wantedTimes(qint64 durationMs, const FramesRequest& request)
@@ -147,24 +142,22 @@ QList<RKVideoFrameIndex> wantedFrames(
 class FramesExport
 {
 public:
-    FramesExport(const QString& video, const FramesRequest& request, MessageCollector& messages)
+    FramesExport(const QString& video, const FramesRequest& request)
         : m_video(video)
         , m_request(request)
-        , m_messages(messages)
         , m_descriptor(QFileInfo(video))
     {
-        m_messages.takeWarnings();
     }
 
     int run()
     {
         if (const auto failure = prepare())
-            return report(*failure, m_messages);
+            return report(*failure);
         const int exitCode = takeFrames();
         if (!hasSheet())
             return exitCode;
         const auto failure = save(m_storyboard.image(), m_request.sheet);
-        return failure ? report(*failure, m_messages) : exitCode;
+        return failure ? report(*failure) : exitCode;
     }
 
 private:
@@ -190,10 +183,14 @@ private:
         m_frames = wantedFrames(m_descriptor, m_request);
         if (hasSheet() && m_frames.size() > kMaxTiles) {
             return Failure{m_request.sheet,
-                QStringLiteral("a sheet holds at most %1 pictures").arg(kMaxTiles)};
+                RKMediaError(RKMediaErrorCode::TooLarge,
+                    QStringLiteral("a sheet holds at most %1 pictures").arg(kMaxTiles))};
         }
-        if (hasFolder() && !QDir().mkpath(m_request.folder))
-            return Failure{m_request.folder, QStringLiteral("the folder can't be made")};
+        if (hasFolder() && !QDir().mkpath(m_request.folder)) {
+            return Failure{m_request.folder,
+                RKMediaError(
+                    RKMediaErrorCode::NotWritable, QStringLiteral("the folder can't be made"))};
+        }
         return {};
     }
 
@@ -210,26 +207,27 @@ private:
                 continue;
             }
             progress.hide();
-            exitCode = report(*failure, m_messages);
+            exitCode = report(*failure);
             if (++failedInARow == kMaxFailedFrames)
                 break;
         }
         if (m_frames.size() <= kMaxPictures || failedInARow == kMaxFailedFrames)
             return exitCode;
         progress.hide();
-        return report(
-            {m_video, QStringLiteral("these are the first %1 pictures").arg(kMaxPictures)},
-            m_messages);
+        Output::printFailure(
+            m_video, QStringLiteral("these are the first %1 pictures").arg(kMaxPictures));
+        return Output::SomeFailed;
     }
 
     std::optional<Failure> takeFrame(const RKVideoFrameIndex& frame)
     {
         // Whole frames only where they are saved.
         const QSize size = hasFolder() ? QSize() : Storyboard::tileSize();
+        RKMediaError error;
         const RKDrawable drawable = RKVideoLoader::instance()->drawable(
-            withFrame(m_descriptor, frame), size, RKImageOption());
+            withFrame(m_descriptor, frame), size, RKImageOption(), &error);
         if (drawable.isNull())
-            return Failure{m_video, missing(frame)};
+            return Failure{m_video, ofFrame(frame, error)};
         if (hasSheet()) {
             const RKFramesPerSecond rate = RKVideoLoader::instance()->framesPerSecond(m_descriptor);
             m_storyboard.add(drawable.image(), rate.describe(frame));
@@ -246,37 +244,28 @@ private:
 
     QString m_video;
     FramesRequest m_request;
-    MessageCollector& m_messages;
     RKMediaDescriptor m_descriptor;
     QList<RKVideoFrameIndex> m_frames;
     Storyboard m_storyboard;
 };
 
-int saveFrame(const QString& video,
-    const QString& target,
-    const FrameChoice& choice,
-    const QSize& size,
-    MessageCollector& messages)
+int saveFrame(
+    const QString& video, const QString& target, const FrameChoice& choice, const QSize& size)
 {
-    messages.takeWarnings();
     if (const auto failure = failureOfVideo(video))
-        return report(*failure, messages);
+        return report(*failure);
     if (const auto failure = failureOfTarget(target))
-        return report(*failure, messages);
+        return report(*failure);
 
     const RKMediaDescriptor descriptor{QFileInfo(video)};
     const RKVideoFrameIndex frame = chosenFrame(descriptor, choice);
-    const RKDrawable drawable
-        = RKVideoLoader::instance()->drawable(withFrame(descriptor, frame), size, RKImageOption());
+    RKMediaError error;
+    const RKDrawable drawable = RKVideoLoader::instance()->drawable(
+        withFrame(descriptor, frame), size, RKImageOption(), &error);
     if (drawable.isNull())
-        return report({video, missing(frame)}, messages);
+        return report({video, ofFrame(frame, error)});
     const auto failure = save(drawable, target);
-    return failure ? report(*failure, messages) : Output::AllDone;
-}
-
-int saveFrames(const QString& video, const FramesRequest& request, MessageCollector& messages)
-{
-    return FramesExport(video, request, messages).run();
+    return failure ? report(*failure) : Output::AllDone;
 }
 
 /// The arguments of `rkimage frame` and `rkimage frames` as they come; CLI11 fills them.
@@ -313,12 +302,11 @@ void addFrameCommand(CLI::App& app, Command& command)
         ->type_name("WxH")
         ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
     frame->callback([arguments, &command] {
-        command.run = [arguments](MessageCollector& messages) {
+        command.run = [arguments]() {
             return saveFrame(Arguments::toPath(arguments->video),
                 Arguments::toPath(arguments->target),
                 arguments->choice,
-                Arguments::parseSize(arguments->size).value_or(QSize()),
-                messages);
+                Arguments::parseSize(arguments->size).value_or(QSize()));
         };
     });
 }
@@ -344,12 +332,12 @@ void addFramesCommand(CLI::App& app, Command& command)
     target->require_option(1, 2);
     frames->callback([arguments, &command] {
         command.drawsText = !arguments->sheet.empty();
-        command.run = [arguments](MessageCollector& messages) {
+        command.run = [arguments]() {
             const FramesRequest request{arguments->everyMs,
                 arguments->count,
                 Arguments::toPath(arguments->folder),
                 Arguments::toPath(arguments->sheet)};
-            return saveFrames(Arguments::toPath(arguments->video), request, messages);
+            return FramesExport(Arguments::toPath(arguments->video), request).run();
         };
     });
 }

@@ -1,10 +1,9 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "MessageCollector.h"
+#include "ErrorName.h"
 #include "MetaDataJson.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
-#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
@@ -42,17 +41,27 @@ struct Sizes
 {
     QSize displayed;
     QSize unrotated;
+    /// Also with sizes: that of a file whose name lies can come from its metadata.
+    RKMediaError error;
 };
 
 /// As the loaders measure them, or as the metadata says for a format that none of them decodes.
 Sizes measure(const RKMediaDescriptor& descriptor)
 {
     const RKMediaLoader& loader = *RKMediaLoader::instance();
-    if (loader.hasSupportedMediaFormat(descriptor))
-        return {loader.size(descriptor), loader.unrotatedSize(descriptor)};
+    Sizes sizes;
+    if (loader.hasSupportedMediaFormat(descriptor)) {
+        sizes.unrotated = loader.unrotatedSize(descriptor, &sizes.error);
+        sizes.displayed = loader.size(descriptor);
+        return sizes;
+    }
     const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
-    const QSize unrotated = metaData.unrotatedSize();
-    return {metaData.imageIsTiltedByMetadata() ? unrotated.transposed() : unrotated, unrotated};
+    sizes.unrotated = metaData.unrotatedSize();
+    sizes.displayed
+        = metaData.imageIsTiltedByMetadata() ? sizes.unrotated.transposed() : sizes.unrotated;
+    if (!sizes.unrotated.isValid())
+        loader.size(descriptor, &sizes.error);
+    return sizes;
 }
 
 /// What only videos have.
@@ -80,37 +89,36 @@ QDateTime recordingDate(const RKMediaDescriptor& descriptor)
         : RKImageLoader::instance()->recordingDate(descriptor);
 }
 
-/// All that is known of a file; with the key "error" when it could not be read.
-QJsonObject describe(const QString& file, MetaDataJson::Extent extent, MessageCollector& messages)
+/// All that is known of a file; with the keys "error" and "reason" if it could not be read.
+QJsonObject describe(const QString& file, MetaDataJson::Extent extent)
 {
     const RKMediaDescriptor descriptor{QFileInfo(file)};
     QJsonObject entry{{QStringLiteral("file"), file}};
-    const auto fail = [&entry, &messages](const QString& failure) {
-        entry[QStringLiteral("error")] = Output::withReason(failure, messages.takeWarnings());
+    const auto fail = [&entry](const RKMediaError& error) {
+        entry[QStringLiteral("error")] = error.text();
+        entry[QStringLiteral("reason")] = ErrorName::of(error.code());
         return entry;
     };
 
-    messages.takeWarnings();
-    if (!descriptor.fileInfo().exists())
-        return fail(QStringLiteral("there is no such file"));
     const RKMediaFormat format = descriptor.mediaFormat();
     const RKMediaLoader& loader = *RKMediaLoader::instance();
-    if (!format.isBitmap() && !loader.supportsMediaFormat(format))
-        return fail(QStringLiteral("the format is not supported"));
+    if (!descriptor.fileInfo().exists()
+        || (!format.isBitmap() && !loader.supportsMediaFormat(format))) {
+        RKMediaError error;
+        loader.size(descriptor, &error);
+        return fail(error);
+    }
 
     entry[QStringLiteral("format")] = format.defaultExtension();
     entry[QStringLiteral("description")] = format.description();
     entry[QStringLiteral("kind")] = kindOf(format);
     const Sizes sizes = measure(descriptor);
-    if (!sizes.unrotated.isValid()) {
-        const RKLoadingError error = RKLoadingError::of(descriptor);
+    if (sizes.error.isError()) {
+        fail(sizes.error);
         // The metadata of a file whose suffix lies can be read all the same.
-        if (error.kind() == RKLoadingError::Kind::OtherContent) {
-            fail(error.text());
-        } else if (!sizes.displayed.isValid()) {
-            return fail(
-                format.isVideo() ? QStringLiteral("the size can't be measured") : error.text());
-        }
+        const bool isOther = sizes.error.contentFormat() != MEDIA_FORMAT_UNKNOWN;
+        if (!isOther && !sizes.displayed.isValid())
+            return entry;
     }
     entry[QStringLiteral("size")] = MetaDataJson::fromSize(sizes.displayed);
     entry[QStringLiteral("unrotatedSize")] = MetaDataJson::fromSize(sizes.unrotated);
@@ -170,16 +178,13 @@ void printAsText(const QJsonObject& entry)
     Output::print(lines.join(u'\n'));
 }
 
-int describeFiles(const QStringList& files,
-    InfoStyle style,
-    MetaDataJson::Extent extent,
-    MessageCollector& messages)
+int describeFiles(const QStringList& files, InfoStyle style, MetaDataJson::Extent extent)
 {
     const QString errorKey = QStringLiteral("error");
     int exitCode = Output::AllDone;
     QJsonArray entries;
     for (const QString& file : files) {
-        const QJsonObject entry = describe(file, extent, messages);
+        const QJsonObject entry = describe(file, extent);
         if (entry.contains(errorKey)) {
             Output::printFailure(file, entry[errorKey].toString());
             exitCode = Output::SomeFailed;
@@ -207,8 +212,8 @@ void addInfoCommand(CLI::App& app, Command& command)
         const auto style = json->count() > 0 ? InfoStyle::Json : InfoStyle::Text;
         const auto extent
             = all->count() > 0 ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
-        command.run = [files, style, extent](MessageCollector& messages) {
-            return describeFiles(Arguments::toPaths(*files), style, extent, messages);
+        command.run = [files, style, extent]() {
+            return describeFiles(Arguments::toPaths(*files), style, extent);
         };
     });
 }

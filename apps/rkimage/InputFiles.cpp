@@ -41,6 +41,11 @@ void InputFiles::addTo(CLI::App& command)
         ->allow_extra_args(false);
 }
 
+bool InputFiles::isRecursive() const
+{
+    return m_isRecursive;
+}
+
 void InputFiles::forEach(const Visit& visit)
 {
     for (const std::string& argument : m_arguments) {

@@ -34,6 +34,8 @@ public:
     /// the arguments are parsed, and for as long as the files are used.
     void addTo(CLI::App& command);
 
+    bool isRecursive() const;
+
     /// Calls back for each file until it returns false. A folder that isn't wanted or can't be read
     /// is reported and counts as a failure.
     void forEach(const std::function<bool(const InputFile& file)>& visit);

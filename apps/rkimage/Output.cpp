@@ -1,6 +1,5 @@
 #include "Output.h"
 
-#include <QRegularExpression>
 #include <QTextStream>
 
 #include <cstdio>
@@ -25,24 +24,8 @@ void Output::printFailure(const QString& file, const QString& failure)
     QTextStream(stderr) << "rkimage: " << file << ": " << failure << Qt::endl;
 }
 
-void Output::printRemarks(const QString& file, const QStringList& warnings)
+int Output::fail(const QString& file, const RKMediaError& error)
 {
-    for (const QString& warning : warnings) {
-        if (warning.startsWith(QLatin1String("Photoshop file without merged picture")))
-            printFailure(file, warning);
-    }
-}
-
-QString Output::withReason(const QString& failure, const QStringList& warnings)
-{
-    // These only say that something failed, which the line does already.
-    static const QRegularExpression empty(QStringLiteral(
-        "^(could not decode|failed to save|Größe nicht bekannt|Groesse nicht bekannt)"));
-    // Readers may have complained of details before the file was refused.
-    const QStringList reasons = warnings.filter(QStringLiteral(" refused: ")) + warnings;
-    for (const QString& warning : reasons) {
-        if (!warning.contains(empty))
-            return QStringLiteral("%1 (%2)").arg(failure, warning);
-    }
-    return failure;
+    printFailure(file, error.text());
+    return SomeFailed;
 }

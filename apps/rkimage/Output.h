@@ -1,9 +1,10 @@
 #pragma once
 
+#include "RKImageLoader/media/RKMediaError.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QString>
-#include <QStringList>
 
 /// What the commands have in common when they write.
 namespace Output {
@@ -21,14 +22,9 @@ void print(const QJsonDocument& json);
 /// On one line, for programs that read results as they come.
 void printLine(const QJsonObject& json);
 
-/// One line on the error stream: the file, what failed and why, as far as the warnings say.
+/// One line on the error stream: the file, and why it failed.
 void printFailure(const QString& file, const QString& failure);
-
-/// One line on the error stream for every warning that a picture, though it could be had, is not
-/// what the file promises.
-void printRemarks(const QString& file, const QStringList& warnings);
-
-/// Joins what failed with the first warning that names a cause, if one does.
-QString withReason(const QString& failure, const QStringList& warnings);
+/// The same, and the exit code for it.
+int fail(const QString& file, const RKMediaError& error);
 
 } // namespace Output

@@ -1,6 +1,5 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "MessageCollector.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -129,7 +128,7 @@ QString changeFile(const QString& file, const MetaDataChanges& changes)
 {
     const RKMediaDescriptor descriptor{QFileInfo(file)};
     if (!descriptor.fileInfo().exists())
-        return QStringLiteral("there is no such file");
+        return RKMediaError(RKMediaErrorCode::Missing).text();
     const RKImageLoader& loader = *RKImageLoader::instance();
     RKMetaData metaData = loader.copyMetaData(descriptor);
     const QString failure = apply(changes, descriptor, metaData);
@@ -139,19 +138,18 @@ QString changeFile(const QString& file, const MetaDataChanges& changes)
         Output::print(QStringLiteral("would change %1").arg(file));
         return {};
     }
-    return loader.save(descriptor, metaData) ? QString()
-                                             : QStringLiteral("the metadata can't be saved");
+    RKMediaError error;
+    loader.save(descriptor, metaData, &error);
+    return error.text();
 }
 
-int changeFiles(
-    const QStringList& files, const MetaDataChanges& changes, MessageCollector& messages)
+int changeFiles(const QStringList& files, const MetaDataChanges& changes)
 {
     int exitCode = Output::AllDone;
     for (const QString& file : files) {
-        messages.takeWarnings();
         const QString failure = changeFile(file, changes);
         if (!failure.isEmpty()) {
-            Output::printFailure(file, Output::withReason(failure, messages.takeWarnings()));
+            Output::printFailure(file, failure);
             exitCode = Output::SomeFailed;
         }
     }
@@ -265,9 +263,8 @@ void addSetCommand(CLI::App& app, Command& command)
         ->type_name("FILE|auto|none");
     set->add_flag("--dry-run", arguments->dryRun, "Write nothing");
     set->callback([arguments, &command] {
-        command.run = [arguments](MessageCollector& messages) {
-            return changeFiles(
-                Arguments::toPaths(arguments->files), arguments->changes(), messages);
+        command.run = [arguments]() {
+            return changeFiles(Arguments::toPaths(arguments->files), arguments->changes());
         };
     });
 }

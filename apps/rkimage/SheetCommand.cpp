@@ -2,12 +2,11 @@
 #include "Commands.h"
 #include "ContactSheet.h"
 #include "InputFiles.h"
-#include "MessageCollector.h"
 #include "Output.h"
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
-#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "Writing.h"
 
 #include <QSaveFile>
 #include <QThread>
@@ -82,19 +81,18 @@ QString save(const QList<SheetEntry>& entries, const QString& target, const QStr
         return QStringLiteral(
             "%1 files are too many for one picture; a PDF or HTML file takes them")
             .arg(entries.size());
-    return RKImageLoader::instance()->save(
-               RKMediaDescriptor(QFileInfo(target)), ContactSheet::image(entries))
-        ? QString()
-        : QStringLiteral("the sheet can't be saved");
+    RKMediaError error;
+    RKImageLoader::instance()->save(
+        RKMediaDescriptor(QFileInfo(target)), ContactSheet::image(entries), &error);
+    return error.text();
 }
 
 int makeSheet(SheetArguments& arguments)
 {
     const QString target = Arguments::toPath(arguments.target);
-    const RKImageLoader& loader = *RKImageLoader::instance();
-    const RKMediaFormat format = loader.mediaFormat(RKMediaDescriptor(QFileInfo(target)));
-    if (kindOf(target) == Kind::Picture && !loader.bitmapDecoders()->isWritable(format))
-        return fail(target, QStringLiteral("the format can't be written"));
+    const RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(target)));
+    if (kindOf(target) == Kind::Picture && error.isError())
+        return Output::fail(target, error);
 
     const std::vector<InputFile> files = arguments.files.all();
     QList<SheetEntry> entries(qsizetype(files.size()));
@@ -144,6 +142,6 @@ void addSheetCommand(CLI::App& app, Command& command)
     sheet->callback([arguments, &command] {
         // HTML needs no fonts here, but there may be drawings with texts among the files.
         command.drawsText = true;
-        command.run = [arguments](MessageCollector&) { return makeSheet(*arguments); };
+        command.run = [arguments]() { return makeSheet(*arguments); };
     });
 }

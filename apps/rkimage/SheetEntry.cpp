@@ -1,7 +1,6 @@
 #include "SheetEntry.h"
 
 #include "RKImageLoader/loading/RKImageLoader.h"
-#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
@@ -45,12 +44,11 @@ SheetEntry SheetEntry::of(const InputFile& file, int side)
     const RKMediaDescriptor descriptor{QFileInfo(file.path)};
     SheetEntry entry;
     entry.name = QString::fromLocal8Bit(file.name);
-    const bool isLoadable
-        = descriptor.fileInfo().exists() && loader.hasSupportedMediaFormat(descriptor);
+    RKMediaError error;
     const QImage picture
-        = isLoadable ? loader.drawable(descriptor, {side, side}).image() : QImage();
+        = loader.drawable(descriptor, {side, side}, RKImageOption(), &error).image();
     if (picture.isNull()) {
-        entry.error = RKLoadingError::of(descriptor).text();
+        entry.error = error.text();
         return entry;
     }
     entry.picture = encoded(picture);

@@ -1,10 +1,9 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "MessageCollector.h"
+#include "InputFiles.h"
 #include "Output.h"
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
-#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include <QDir>
@@ -15,19 +14,21 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace {
 
-/// Where thumbnails go and how large they become.
-struct ThumbOptions
+/// What to make thumbnails of, and where they go.
+struct ThumbArguments
 {
+    InputFiles files;
     /// In pixels; each thumbnail fits into a square of that side.
     int side = 0;
     /// Made where it is missing.
-    QString folder;
+    std::string folder;
     /// How many threads work.
-    int jobs = 1;
+    int jobs = QThread::idealThreadCount();
 };
 
 /// Hands out names that differ from each other and from those in a folder, also where the file
@@ -63,63 +64,59 @@ private:
 
 struct Job
 {
-    QString source;
+    InputFile source;
     /// Without extension.
     QString target;
 };
 
-std::vector<Job> jobsOf(const QStringList& files, const QDir& folder)
+std::vector<Job> jobsOf(const std::vector<InputFile>& files, const QDir& folder)
 {
     UniqueNames names(folder);
     std::vector<Job> jobs;
-    for (const QString& file : files) {
-        const QString name = QFileInfo(file).completeBaseName();
+    for (const InputFile& file : files) {
+        const QString name = QFileInfo(QFile::decodeName(file.name)).completeBaseName();
         jobs.push_back({file, folder.filePath(names.next(name))});
     }
     return jobs;
 }
 
-/// The failure, or nothing when the thumbnail is saved.
-QString makeThumbnail(const Job& job, int side)
+/// No error if the thumbnail is saved.
+RKMediaError makeThumbnail(const Job& job, int side)
 {
     const RKMediaLoader& loader = *RKMediaLoader::instance();
-    const RKMediaDescriptor source{QFileInfo(job.source)};
-    const bool isLoadable = source.fileInfo().exists() && loader.hasSupportedMediaFormat(source);
-    const RKDrawable drawable
-        = isLoadable ? loader.drawable(source, {side, side}, RKImageOption()) : RKDrawable();
-    const QImage thumbnail = drawable.image();
+    const RKMediaDescriptor source{QFileInfo(job.source.path)};
+    RKMediaError error;
+    const QImage thumbnail = loader.drawable(source, {side, side}, RKImageOption(), &error).image();
     if (thumbnail.isNull())
-        return RKLoadingError::of(source).text();
+        return error;
     const auto format = RKDrawable(thumbnail).bestImageFileFormat();
     const QFileInfo target(job.target + u'.' + format.defaultExtension());
-    if (!loader.save(RKMediaDescriptor(target), thumbnail))
-        return QStringLiteral("the thumbnail can't be saved");
-    return {};
+    RKMediaError saveError;
+    // A picture that is not whole has a thumbnail, and an error nevertheless.
+    return loader.save(RKMediaDescriptor(target), thumbnail, &saveError) ? error : saveError;
 }
 
-int makeThumbnails(
-    const QStringList& files, const ThumbOptions& options, MessageCollector& messages)
+int makeThumbnails(ThumbArguments& arguments)
 {
-    const QDir folder(options.folder);
+    const QString folderName = Arguments::toPath(arguments.folder);
+    const QDir folder(folderName);
     if (!folder.mkpath(QStringLiteral("."))) {
-        Output::printFailure(options.folder, QStringLiteral("the folder can't be made"));
+        Output::printFailure(folderName, QStringLiteral("the folder can't be made"));
         return Output::SomeFailed;
     }
-    const std::vector<Job> jobs = jobsOf(files, folder);
+    const std::vector<Job> jobs = jobsOf(arguments.files.all(), folder);
 
     // Guards what follows, and the error stream.
     std::mutex mutex;
-    int failures = 0;
+    int failures = arguments.files.failures();
     ProgressBar progress(qint64(jobs.size()));
-    runInParallel(jobs.size(), options.jobs, [&](size_t i) {
-        messages.takeWarnings();
-        const QString failure = makeThumbnail(jobs[i], options.side);
+    runInParallel(jobs.size(), arguments.jobs, [&](size_t i) {
+        const RKMediaError error = makeThumbnail(jobs[i], arguments.side);
         const std::lock_guard lock(mutex);
-        if (!failure.isEmpty()) {
+        if (error.isError()) {
             ++failures;
             progress.hide();
-            Output::printFailure(
-                jobs[i].source, Output::withReason(failure, messages.takeWarnings()));
+            Output::fail(QString::fromLocal8Bit(jobs[i].source.name), error);
         }
         progress.step();
     });
@@ -134,25 +131,22 @@ int makeThumbnails(
 
 void addThumbCommand(CLI::App& app, Command& command)
 {
+    const auto arguments = std::make_shared<ThumbArguments>();
     CLI::App* thumb = app.add_subcommand("thumb", "Make thumbnails of files");
-    const CLI::Option* side = thumb->add_option("--size", "Longest side of a thumbnail in pixels")
-                                  ->type_name("N")
-                                  ->required()
-                                  ->check(CLI::Range(1, 10000));
-    const CLI::Option* folder
-        = thumb->add_option("--out", "Folder for the thumbnails")->type_name("FOLDER")->required();
-    const CLI::Option* jobs = thumb->add_option("--jobs", "How many to make at the same time")
-                                  ->type_name("N")
-                                  ->check(CLI::Range(1, 256));
-    const auto files = std::make_shared<Arguments::Texts>();
-    thumb->add_option("FILES", *files, "The files")->required();
-    thumb->callback([=, &command] {
-        ThumbOptions options;
-        options.side = side->as<int>();
-        options.folder = Arguments::toPath(folder->as<std::string>());
-        options.jobs = jobs->count() > 0 ? jobs->as<int>() : QThread::idealThreadCount();
-        command.run = [files, options](MessageCollector& messages) {
-            return makeThumbnails(Arguments::toPaths(*files), options, messages);
-        };
+    arguments->files.addTo(*thumb);
+    thumb->add_option("--size", arguments->side, "Longest side of a thumbnail in pixels")
+        ->type_name("N")
+        ->required()
+        ->check(CLI::Range(1, 10000));
+    thumb->add_option("--out", arguments->folder, "Folder for the thumbnails")
+        ->type_name("FOLDER")
+        ->required();
+    thumb->add_option("--jobs", arguments->jobs, "How many to make at the same time")
+        ->type_name("N")
+        ->check(CLI::Range(1, 256));
+    thumb->callback([arguments, &command] {
+        // There may be drawings with texts in folders.
+        command.drawsText = arguments->files.isRecursive();
+        command.run = [arguments] { return makeThumbnails(*arguments); };
     });
 }

@@ -1,6 +1,5 @@
 #include "Arguments.h"
 #include "CommandLine.h"
-#include "MessageCollector.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
@@ -40,6 +39,11 @@ std::unique_ptr<QGuiApplication> makeApplication(int& argc, char** argv, bool dr
     return std::make_unique<QGuiApplication>(argc, argv);
 }
 
+/// A failed file has one line, whose reason is no message.
+void dropMessage(QtMsgType, const QMessageLogContext&, const QString&)
+{
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -49,7 +53,8 @@ int main(int argc, char** argv)
         return *exitCode;
 
     const Command& command = commandLine.command();
-    MessageCollector messages(commandLine.isVerbose());
+    if (!commandLine.isVerbose())
+        qInstallMessageHandler(dropMessage);
     const auto application = makeApplication(argc, argv, command.drawsText);
     const QString config = commandLine.configFile();
     RKImageLoaderConfig::setConfigFile(
@@ -57,5 +62,5 @@ int main(int argc, char** argv)
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
     RKImageLoaderInitializer::installTranslation(QLocale::English);
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
-    return command.run(messages);
+    return command.run();
 }
