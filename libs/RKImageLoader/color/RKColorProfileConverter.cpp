@@ -11,12 +11,13 @@ RKColorProfileConverter::~RKColorProfileConverter() = default;
 
 QImage RKColorProfileConverter::convert(const QImage& image, const RKMetaData& metaData, bool* ok)
 {
-    return m_impl->convert(image, metaData, ok);
+    return m_impl->convert(image, metaData, ok, {});
 }
 
-QImage RKColorProfileConverter::convert(QImage&& image, const RKMetaData& metaData, bool* ok)
+QImage RKColorProfileConverter::convert(
+    QImage&& image, const RKMetaData& metaData, bool* ok, const RKCancellation& cancellation)
 {
-    return m_impl->convert(std::move(image), metaData, ok);
+    return m_impl->convert(std::move(image), metaData, ok, cancellation);
 }
 
 void RKColorProfileConverter::resetCache()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKCancellation.h"
 
 #include "RKCore/RKSingleton.h"
 
@@ -30,8 +31,11 @@ public:
     /// `ok` (may be null) is false. A profile of inks is applied to RGB as what a plain separation
     /// of it gives. A profile comes before the marker.
     QImage convert(const QImage& image, const RKMetaData& metaData, bool* ok = nullptr);
-    /// The same in place, if nobody else shares the picture's pixels.
-    QImage convert(QImage&& image, const RKMetaData& metaData, bool* ok = nullptr);
+    /// The same in place, if nobody else shares the picture's pixels. Null if it was cancelled.
+    QImage convert(QImage&& image,
+        const RKMetaData& metaData,
+        bool* ok = nullptr,
+        const RKCancellation& cancellation = {});
 
     /// Forgets all profiles and their colours. Conversions that are under way use theirs to the
     /// end.

@@ -72,7 +72,8 @@ RKColorProfileConverterImpl::RKColorProfileConverterImpl()
 
 RKColorProfileConverterImpl::~RKColorProfileConverterImpl() = default;
 
-QImage RKColorProfileConverterImpl::convert(QImage image, const RKMetaData& metaData, bool* ok)
+QImage RKColorProfileConverterImpl::convert(
+    QImage image, const RKMetaData& metaData, bool* ok, const RKCancellation& cancellation)
 {
     const SharedPrepared prepared = prepare(metaData);
     if (ok)
@@ -80,14 +81,16 @@ QImage RKColorProfileConverterImpl::convert(QImage image, const RKMetaData& meta
     if (!prepared)
         return image;
     if (prepared->matrix) {
-        return RKRowConversion::converted(prepareSource(std::move(image)),
+        return RKRowConversion::converted(
+            prepareSource(std::move(image)),
             [matrix = prepared->matrix.get()](const QRgb* source, QRgb* target, int pixels) {
                 matrix->convert(source, target, pixels);
-            });
+            },
+            cancellation);
     }
     CIccCmm* const cmm = prepared->cmm.get();
     return m_cache.findLookupTable(prepared->key, cmm)
-        .convertImage(prepareSource(std::move(image)), cmm);
+        .convertImage(prepareSource(std::move(image)), cmm, cancellation);
 }
 
 void RKColorProfileConverterImpl::resetCache()

@@ -24,7 +24,8 @@ public:
     RKColorProfileConverterImpl& operator=(const RKColorProfileConverterImpl&) = delete;
     ~RKColorProfileConverterImpl();
 
-    QImage convert(QImage image, const RKMetaData& metaData, bool* ok);
+    QImage convert(
+        QImage image, const RKMetaData& metaData, bool* ok, const RKCancellation& cancellation);
     void resetCache();
 
     /// The picture with 32 bits a pixel.

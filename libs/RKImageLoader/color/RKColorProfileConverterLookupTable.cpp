@@ -74,16 +74,19 @@ bool RKColorProfileConverterLookupTable::isNull() const
     return !m_colors;
 }
 
-QImage RKColorProfileConverterLookupTable::convertImage(QImage image, CIccCmm* cmm) const
+QImage RKColorProfileConverterLookupTable::convertImage(
+    QImage image, CIccCmm* cmm, const RKCancellation& cancellation) const
 {
     if (!m_colors)
         return image;
     Batch batch{*cmm, cmm->GetSourceSpace() == icSigCmykData, {}, {}, {}};
     return RKRowConversion::converted(
-        std::move(image), [&](const QRgb* source, QRgb* target, int pixels) {
+        std::move(image),
+        [&](const QRgb* source, QRgb* target, int pixels) {
             for (int done = 0; done < pixels; done += kBatch)
                 convertPixels(source + done, target + done, std::min(kBatch, pixels - done), batch);
-        });
+        },
+        cancellation);
 }
 
 void RKColorProfileConverterLookupTable::convertPixels(

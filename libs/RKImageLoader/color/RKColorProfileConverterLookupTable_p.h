@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
+
 #include <QImage>
 
 #include <memory>
@@ -27,7 +29,7 @@ public:
 
     /// A picture with 32 bits a pixel, converted; alpha stays. Unchanged without a table. Pixels
     /// that nobody shares are converted in place.
-    QImage convertImage(QImage image, CIccCmm* cmm) const;
+    QImage convertImage(QImage image, CIccCmm* cmm, const RKCancellation& cancellation = {}) const;
     /// The colour 0x00rrggbb that a pixel becomes.
     unsigned int convertColor(const unsigned int& pixel, CIccCmm* cmm, bool sourceIsCmyk) const;
     /// Replaces red, green and blue by the inks of a plain separation, all from 0 to 1. Black gets

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/files/RKHugePages_p.h"
+#include "RKImageLoader/media/RKCancellation.h"
 
 #include <QColorSpace>
 #include <QImage>
@@ -23,9 +24,9 @@ inline void copyProperties(const QImage& from, QImage* to)
 
 /// A picture with 32 bits a pixel after convertRow(const QRgb* source, QRgb* target, int pixels)
 /// for each row. Source and target are the same if nobody shares the picture's pixels. Unchanged if
-/// there is no memory.
+/// there is no memory, null if it was cancelled.
 template <typename Function>
-QImage converted(QImage image, const Function& convertRow)
+QImage converted(QImage image, const Function& convertRow, const RKCancellation& cancellation = {})
 {
     QImage result;
     if (image.isDetached()) {
@@ -39,6 +40,8 @@ QImage converted(QImage image, const Function& convertRow)
         copyProperties(image, &result);
     }
     for (int y = 0; y < result.height(); ++y) {
+        if (cancellation.isCancelled())
+            return {};
         auto* const target = reinterpret_cast<QRgb*>(result.scanLine(y));
         const auto* const source
             = image.isNull() ? target : reinterpret_cast<const QRgb*>(image.constScanLine(y));

@@ -68,12 +68,12 @@ QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
     const QByteArray& format,
     const QSize& wantedSize,
     const RKMediaDescriptor&,
-    RKLoadContext&) const
+    RKLoadContext& context) const
 {
     if (isPhotoshop(format))
-        return RKPhotoshopReader::read(data, wantedSize);
+        return RKPhotoshopReader::read(data, wantedSize, context.cancellation());
 
-    RKRawPicture raw(data);
+    RKRawPicture raw(data, context.cancellation());
     if (!raw.isOpen())
         return {};
     const QSize upright = raw.uprightSize();
@@ -88,7 +88,7 @@ QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
         return {};
     }
     const QImage preview = raw.preview(target);
-    if (!preview.isNull())
+    if (!preview.isNull() || context.isCancelled())
         return preview;
     const QImage developed = raw.developed(target);
     if (developed.isNull() || developed.size() == target)

@@ -4,6 +4,7 @@
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/decoders/RKPlanarTiff_p.h"
 #include "RKImageLoader/decoders/RKReducedWebp_p.h"
+#include "RKImageLoader/decoders/RKStoppableBuffer_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
@@ -218,11 +219,14 @@ void completePalette(QImage& image)
 }
 
 // Null, with a warning, when the picture can't be decoded.
-QImage readImage(QImageReader& reader, QImage&& target)
+QImage readImage(QImageReader& reader, QImage&& target, const RKLoadContext& context)
 {
     QImage image = std::move(target);
     if (!reader.read(&image))
         image = QImage();
+    // What Qt says of a file that has gone is of no interest.
+    if (context.isCancelled())
+        return {};
     if (reader.error() != QImageReader::UnknownError) {
         qCWarning(rkLoad).noquote()
             << "Bild Laden gescheitert ( Fehler im ImageReader):" << reader.errorString();
@@ -331,17 +335,18 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
             return {};
     }
 
-    if (const auto planar = RKPlanarTiff::read(bytes, stored)) {
+    if (context.isCancelled())
+        return {};
+    if (const auto planar = RKPlanarTiff::read(bytes, stored, context.cancellation())) {
         const bool isScaled = wantedSize.isValid() && !planar->isNull();
         return isScaled ? RKQtScaler::scaled(*planar, wantedSize) : *planar;
     }
 
     const QByteArray name = format.toLower();
     // Measuring may have read the picture, and few readers read it twice.
-    QBuffer buffer;
-    buffer.setData(bytes);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer, format);
+    const std::unique_ptr<QIODevice> device
+        = RKStoppableBuffer::open(bytes, context.cancellation());
+    QImageReader reader(device.get(), format);
     restrict(reader, bytes, name);
     if (isHeic(format))
         reader.setAutoTransform(true);
@@ -353,7 +358,8 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         = wantedSize.isValid() && scalesWhileDecoding && requestScaling(reader, wantedSize);
 
     if (wantedSize.isValid() && !isScaled) {
-        QImage reduced = RKReducedWebp::read(bytes, calculateRealTargetSize(wantedSize, stored));
+        QImage reduced = RKReducedWebp::read(
+            bytes, calculateRealTargetSize(wantedSize, stored), context.cancellation());
         if (!reduced.isNull())
             return reduced;
     }
@@ -361,7 +367,10 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const bool mayHaveGaps = std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
     QImage room
         = isScaled ? QImage() : roomFor(reader, stored, mayHaveGaps ? Content::Zero : Content::Any);
-    QImage image = RKImageAttributes::withoutMetaDataTexts(readImage(reader, std::move(room)));
+    QImage image
+        = RKImageAttributes::withoutMetaDataTexts(readImage(reader, std::move(room), context));
+    if (context.isCancelled())
+        return {};
     if (image.isNull()) {
         reportFailure(data, format);
         return {};

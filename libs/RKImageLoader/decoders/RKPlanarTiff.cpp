@@ -17,6 +17,7 @@ namespace {
 struct Memory
 {
     const QByteArray& bytes;
+    const RKCancellation& cancellation;
     qint64 position = 0;
 };
 
@@ -28,6 +29,8 @@ Memory& memoryOf(thandle_t handle)
 tmsize_t readBytes(thandle_t handle, void* target, tmsize_t size)
 {
     Memory& memory = memoryOf(handle);
+    if (memory.cancellation.isCancelled())
+        return 0;
     const qint64 count
         = std::clamp<qint64>(memory.bytes.size() - memory.position, 0, std::max<qint64>(size, 0));
     if (count > 0)
@@ -136,15 +139,16 @@ QImage decoded(TIFF* tiff, const QSize& size)
 
 } // namespace
 
-std::optional<QImage> RKPlanarTiff::read(const QByteArray& data, const QSize& size)
+std::optional<QImage> RKPlanarTiff::read(
+    const QByteArray& data, const QSize& size, const RKCancellation& cancellation)
 {
     const auto claim = RKTiffClaim::read(data);
     if (!claim || !claim->hasDeepPlanes || claim->size != size)
         return {};
-    Memory memory{data};
+    Memory memory{data, cancellation};
     const Tiff tiff = open(memory);
     QImage image = tiff ? decoded(tiff.get(), size) : QImage();
-    if (image.isNull())
+    if (image.isNull() && !cancellation.isCancelled())
         qCWarning(rkLoad, "Picture refused: its planes are damaged");
     return image;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
@@ -14,6 +16,8 @@ public:
     RKPlanarTiff() = delete;
 
     /// The picture as it is stored, with 8 bits a channel, if it is one of these and has the size.
-    /// Null, with a warning, if it is damaged; nullopt for other files.
-    static std::optional<QImage> read(const QByteArray& data, const QSize& size);
+    /// Null, with a warning, if it is damaged, and without one if it was cancelled; nullopt for
+    /// other files.
+    static std::optional<QImage> read(
+        const QByteArray& data, const QSize& size, const RKCancellation& cancellation = {});
 };

@@ -1,11 +1,11 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 #include "RKImageLoader/decoders/RKRawDirectories_p.h"
 #include "RKImageLoader/decoders/RKRawPicture_p.h"
+#include "RKImageLoader/decoders/RKStoppableBuffer_p.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
-#include <QBuffer>
 #include <QColorSpace>
 #include <QDebug>
 #include <QImageReader>
@@ -96,12 +96,14 @@ std::optional<RKImageOrientation> orientationOfPreview(
 class Preview
 {
 public:
-    explicit Preview(QByteArrayView jpeg)
+    Preview(QByteArrayView jpeg, const RKCancellation& cancellation)
+        : m_cancellation(cancellation)
     {
         openJpeg(QByteArray::fromRawData(jpeg.data(), jpeg.size()));
     }
 
-    explicit Preview(const libraw_thumbnail_t& thumbnail)
+    Preview(const libraw_thumbnail_t& thumbnail, const RKCancellation& cancellation)
+        : m_cancellation(cancellation)
     {
         if (!thumbnail.thumb)
             return;
@@ -130,9 +132,8 @@ public:
 private:
     void openJpeg(const QByteArray& bytes)
     {
-        m_buffer.setData(bytes);
-        m_buffer.open(QIODevice::ReadOnly);
-        m_reader.setDevice(&m_buffer);
+        m_device = RKStoppableBuffer::open(bytes, m_cancellation);
+        m_reader.setDevice(m_device.get());
         m_reader.setFormat("jpg");
         // Some previews have an orientation of their own, which is right or not.
         m_reader.setAutoTransform(false);
@@ -156,7 +157,8 @@ private:
         m_size = m_bitmap.size();
     }
 
-    QBuffer m_buffer;
+    const RKCancellation m_cancellation;
+    std::unique_ptr<QIODevice> m_device;
     QImageReader m_reader;
     QImage m_bitmap;
     QSize m_size;
@@ -222,8 +224,53 @@ QImage toImage(const libraw_processed_image_t& processed)
 
 } // namespace
 
-RKRawPicture::RKRawPicture(const QByteArray& data)
+/// LibRaw's decoders look at its flag from time to time, and all of them read.
+class RKRawPicture::StoppableStream : public LibRaw_buffer_datastream
+{
+public:
+    StoppableStream(LibRaw& raw, const QByteArray& bytes, const RKCancellation& cancellation)
+        // LibRaw doesn't write to the buffer.
+        : LibRaw_buffer_datastream(const_cast<char*>(bytes.constData()), size_t(bytes.size()))
+        , m_raw(raw)
+        , m_cancellation(cancellation)
+    {
+    }
+
+    int read(void* target, size_t size, size_t count) override
+    {
+        check();
+        return LibRaw_buffer_datastream::read(target, size, count);
+    }
+
+    int get_char() override
+    {
+        constexpr uint kSeldom = 0x3FFF;
+        if ((++m_count & kSeldom) == 0)
+            check();
+        return LibRaw_buffer_datastream::get_char();
+    }
+
+    /// LibRaw goes on while this returns 0.
+    static int report(void* stream, LibRaw_progress, int, int)
+    {
+        return static_cast<StoppableStream*>(stream)->m_cancellation.isCancelled() ? 1 : 0;
+    }
+
+private:
+    void check()
+    {
+        if (m_cancellation.isCancelled())
+            m_raw.setCancelFlag();
+    }
+
+    LibRaw& m_raw;
+    const RKCancellation m_cancellation;
+    uint m_count = 0;
+};
+
+RKRawPicture::RKRawPicture(const QByteArray& data, const RKCancellation& cancellation)
     : m_bytes(data)
+    , m_cancellation(cancellation)
 {
     open();
 }
@@ -234,11 +281,19 @@ void RKRawPicture::open()
 {
     m_raw = std::make_unique<LibRaw>(
         LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK);
-    // LibRaw doesn't write to the buffer.
-    m_isOpen = succeeds([&] {
-        return m_raw->open_buffer(const_cast<char*>(m_bytes.constData()), size_t(m_bytes.size()));
-    });
+    m_isOpen = succeeds([&] { return openBytes(); });
     m_isOpen = m_isOpen && !storedSize().isEmpty();
+}
+
+int RKRawPicture::openBytes()
+{
+    if (!m_cancellation.isPossible()) {
+        // LibRaw doesn't write to the buffer.
+        return m_raw->open_buffer(const_cast<char*>(m_bytes.constData()), size_t(m_bytes.size()));
+    }
+    m_stream = std::make_unique<StoppableStream>(*m_raw, m_bytes, m_cancellation);
+    m_raw->set_progress_handler(StoppableStream::report, m_stream.get());
+    return m_raw->open_datastream(m_stream.get());
 }
 
 bool RKRawPicture::isOpen() const
@@ -287,13 +342,15 @@ QImage RKRawPicture::preview(const QSize& upright)
             inSrgb(preview.read(size), m_raw->imgdata.color), *orientation);
     };
     if (succeeds([&] { return m_raw->unpack_thumb(); }))
-        return scaled(Preview(m_raw->imgdata.thumbnail));
+        return scaled(Preview(m_raw->imgdata.thumbnail, m_cancellation));
 
     // After a failure, LibRaw can't develop the file either. And it knows the largest preview only.
+    if (m_cancellation.isCancelled())
+        return {};
     open();
     const QList<QByteArrayView> others = RKRawDirectories(m_bytes).previews();
     for (const QByteArrayView jpeg : others) {
-        const QImage image = m_isOpen ? scaled(Preview(jpeg)) : QImage();
+        const QImage image = m_isOpen ? scaled(Preview(jpeg, m_cancellation)) : QImage();
         if (!image.isNull())
             return image;
     }
@@ -303,6 +360,8 @@ QImage RKRawPicture::preview(const QSize& upright)
 QImage RKRawPicture::developed(const QSize& upright)
 {
     // Most of LibRaw's decoders leave what is missing black, or repeat what came before.
+    if (m_cancellation.isCancelled())
+        return {};
     if (isTruncated()) {
         qCWarning(rkLoad, "Raw file refused: it is truncated, some of its pixels are missing");
         return {};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
@@ -12,8 +14,9 @@ class LibRaw;
 class RKRawPicture
 {
 public:
-    /// Opens the file's bytes. Those of QByteArray::fromRawData() must outlive the object.
-    explicit RKRawPicture(const QByteArray& data);
+    /// Opens the file's bytes. Those of QByteArray::fromRawData() must outlive the object. Once it
+    /// is cancelled, no pictures come any more.
+    explicit RKRawPicture(const QByteArray& data, const RKCancellation& cancellation = {});
     ~RKRawPicture();
 
     RKRawPicture(const RKRawPicture&) = delete;
@@ -36,11 +39,17 @@ public:
     QImage developed(const QSize& upright);
 
 private:
+    class StoppableStream;
+
     void open();
+    int openBytes();
     bool isPlausible() const;
     bool isTruncated() const;
 
     QByteArray m_bytes;
+    RKCancellation m_cancellation;
+    // LibRaw reads from it to its end.
+    std::unique_ptr<StoppableStream> m_stream;
     // On the heap: it has 766 KB, more than the stack of a thread may hold.
     std::unique_ptr<LibRaw> m_raw;
     bool m_isOpen = false;

@@ -5,6 +5,7 @@
 #include <webp/decode.h>
 #include <webp/demux.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -94,7 +95,32 @@ bool isLossyWithAlpha(const WebPBitstreamFeatures& features)
     return features.has_alpha != 0 && features.format == kLossy;
 }
 
-bool decode(const WebPData& frame, QImage& image)
+struct IncrementalDeleter
+{
+    void operator()(WebPIDecoder* decoder) const
+    {
+        WebPIDelete(decoder);
+    }
+};
+
+/// In pieces of the file, as if it came over a network.
+VP8StatusCode decodeInPieces(
+    const WebPData& frame, WebPDecoderConfig& config, const RKCancellation& cancellation)
+{
+    constexpr size_t kPiece = 64 << 10;
+    const std::unique_ptr<WebPIDecoder, IncrementalDeleter> decoder(
+        WebPIDecode(nullptr, 0, &config));
+    VP8StatusCode status = decoder ? VP8_STATUS_SUSPENDED : VP8_STATUS_OUT_OF_MEMORY;
+    for (size_t done = 0; status == VP8_STATUS_SUSPENDED && done < frame.size;) {
+        if (cancellation.isCancelled())
+            return VP8_STATUS_USER_ABORT;
+        done = std::min(done + kPiece, frame.size);
+        status = WebPIUpdate(decoder.get(), frame.bytes, done);
+    }
+    return status;
+}
+
+bool decode(const WebPData& frame, QImage& image, const RKCancellation& cancellation)
 {
     WebPDecoderConfig config;
     if (WebPInitDecoderConfig(&config) == 0
@@ -113,12 +139,16 @@ bool decode(const WebPData& frame, QImage& image)
     config.output.u.RGBA.rgba = image.bits();
     config.output.u.RGBA.stride = int(image.bytesPerLine());
     config.output.u.RGBA.size = size_t(image.sizeInBytes());
-    return WebPDecode(frame.bytes, frame.size, &config) == VP8_STATUS_OK;
+    const VP8StatusCode status = cancellation.isPossible()
+        ? decodeInPieces(frame, config, cancellation)
+        : WebPDecode(frame.bytes, frame.size, &config);
+    return status == VP8_STATUS_OK;
 }
 
 } // namespace
 
-QImage RKReducedWebp::read(const QByteArray& data, const QSize& size)
+QImage RKReducedWebp::read(
+    const QByteArray& data, const QSize& size, const RKCancellation& cancellation)
 {
     const WebPData file{reinterpret_cast<const uint8_t*>(data.constData()), size_t(data.size())};
     const DemuxerPtr demuxer(WebPDemux(&file));
@@ -128,7 +158,7 @@ QImage RKReducedWebp::read(const QByteArray& data, const QSize& size)
         return {};
     const bool hasAlpha = hasFlag(demuxer.get(), ALPHA_FLAG);
     QImage image(size, hasAlpha ? QImage::Format_ARGB32 : QImage::Format_RGB32);
-    if (image.isNull() || !decode(frame.data(), image))
+    if (image.isNull() || !decode(frame.data(), image, cancellation))
         return {};
     image.setColorSpace(colorSpace(demuxer.get()));
     return image;

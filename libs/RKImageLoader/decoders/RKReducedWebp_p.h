@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
@@ -12,6 +14,8 @@ public:
 
     /// The picture in that size, in the format and colour space that Qt's reader gives it. Null,
     /// without a message, where that reader is needed: for animations, for lossy pictures with
-    /// transparency, for sizes that are not smaller, and for data that are damaged or no WebP.
-    static QImage read(const QByteArray& data, const QSize& size);
+    /// transparency, for sizes that are not smaller, and for data that are damaged or no WebP. Null
+    /// also if it was cancelled.
+    static QImage read(
+        const QByteArray& data, const QSize& size, const RKCancellation& cancellation = {});
 };

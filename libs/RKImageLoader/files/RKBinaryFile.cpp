@@ -10,12 +10,14 @@ QByteArray RKBinaryFile::readAll(const QFileInfo& file)
     return readAll(file, &ignored);
 }
 
-QByteArray RKBinaryFile::readAll(const QFileInfo& file, std::error_code* error)
+QByteArray RKBinaryFile::readAll(
+    const QFileInfo& file, std::error_code* error, const RKCancellation& cancellation)
 {
     const QString path = file.absoluteFilePath();
     const RKFileSnapshot snapshot(path);
     QByteArray bytes;
-    if (!snapshot.readAll(&bytes))
+    if (!snapshot.readAll(&bytes, cancellation)
+        && snapshot.error() != std::errc::operation_canceled)
         qCWarning(rkLoad).noquote()
             << "Konnte Datei nicht öffnen:" << path << snapshot.errorString();
     *error = snapshot.error();

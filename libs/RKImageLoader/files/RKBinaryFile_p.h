@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
+
 #include <QByteArray>
 #include <QFileInfo>
 
@@ -13,7 +15,8 @@ public:
     /// to its end, or is something else, a pipe for instance, which might never end.
     static QByteArray readAll(const QFileInfo& file);
     /// The same with the reason, see RKFileSnapshot::error().
-    static QByteArray readAll(const QFileInfo& file, std::error_code* error);
+    static QByteArray readAll(
+        const QFileInfo& file, std::error_code* error, const RKCancellation& cancellation = {});
 
     /// The file is there but no regular one. Opening a pipe waits for somebody to write into it.
     static bool mayBlock(const QFileInfo& file);

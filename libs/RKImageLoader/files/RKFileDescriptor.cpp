@@ -143,10 +143,16 @@ RKFileDescriptor::Lock RKFileDescriptor::lock()
     return errno == EWOULDBLOCK ? Lock::Busy : Lock::Unsupported;
 }
 
-std::error_code RKFileDescriptor::read(qint64 offset, char* bytes, qint64 size) const
+std::error_code RKFileDescriptor::read(
+    qint64 offset, char* bytes, qint64 size, const RKCancellation& cancellation) const
 {
+    // Slow drives take a tenth of a second for so much.
+    constexpr qint64 kPiece = 4LL << 20;
+    const qint64 most = cancellation.isPossible() ? kPiece : size;
     for (qint64 read = 0; read < size;) {
-        const auto rest = static_cast<size_t>(size - read);
+        if (cancellation.isCancelled())
+            return std::make_error_code(std::errc::operation_canceled);
+        const auto rest = static_cast<size_t>(std::min(size - read, most));
         const ssize_t step = uninterrupted(
             [&] { return ::pread(m_descriptor, bytes + read, rest, offset + read); });
         if (step < 0)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
+
 #include <QString>
 
 #include <sys/stat.h>
@@ -38,8 +40,10 @@ public:
     /// Takes the file's exclusive lock without waiting; it ends with close().
     Lock lock();
 
-    /// Reads all of a range; one that is not wholly inside the file is an error.
-    std::error_code read(qint64 offset, char* bytes, qint64 size) const;
+    /// Reads all of a range; one that is not wholly inside the file is an error. operation_canceled
+    /// if it was.
+    std::error_code read(
+        qint64 offset, char* bytes, qint64 size, const RKCancellation& cancellation = {}) const;
     std::error_code write(qint64 offset, const char* bytes, qint64 size) const;
     /// Copies a range of another file, with a small buffer, or by sharing blocks of the disk.
     std::error_code copy(

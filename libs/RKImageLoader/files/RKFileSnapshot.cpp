@@ -169,6 +169,12 @@ void RKFileSnapshot::openForReplacement(const QString& path, std::chrono::millis
 
 bool RKFileSnapshot::read(qint64 offset, qint64 size, QByteArray* bytes) const
 {
+    return read(offset, size, bytes, {});
+}
+
+bool RKFileSnapshot::read(
+    qint64 offset, qint64 size, QByteArray* bytes, const RKCancellation& cancellation) const
+{
     bytes->clear();
     if (!isOpen() || offset < 0 || size < 0 || offset > m_identity.size
         || size > m_identity.size - offset)
@@ -182,7 +188,7 @@ bool RKFileSnapshot::read(qint64 offset, qint64 size, QByteArray* bytes) const
     try {
         bytes->resize(last - first);
         RKHugePages::advise(bytes->data(), bytes->size());
-        error = m_file.read(first, bytes->data(), bytes->size());
+        error = m_file.read(first, bytes->data(), bytes->size(), cancellation);
     } catch (const std::bad_alloc&) {
         error = std::make_error_code(std::errc::not_enough_memory);
     }
@@ -198,9 +204,9 @@ bool RKFileSnapshot::read(qint64 offset, qint64 size, QByteArray* bytes) const
     return true;
 }
 
-bool RKFileSnapshot::readAll(QByteArray* bytes) const
+bool RKFileSnapshot::readAll(QByteArray* bytes, const RKCancellation& cancellation) const
 {
-    return read(0, m_identity.size, bytes);
+    return read(0, m_identity.size, bytes, cancellation);
 }
 
 void RKFileSnapshot::rememberBlocks(qint64 offset, const QByteArray& bytes) const

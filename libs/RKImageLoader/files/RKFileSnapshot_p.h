@@ -48,7 +48,8 @@ public:
     /// In bytes, when the file was opened.
     qint64 size() const override;
     bool read(qint64 offset, qint64 size, QByteArray* bytes) const override;
-    bool readAll(QByteArray* bytes) const;
+    /// The error is operation_canceled if it was.
+    bool readAll(QByteArray* bytes, const RKCancellation& cancellation = {}) const;
 
     /// The path leads to this file, and neither its size nor its times nor the bytes that were read
     /// have changed. Times alone are too coarse: two changes within some milliseconds share one.
@@ -72,6 +73,8 @@ private:
     static Identity identityOf(const struct stat& status);
     static bool identityAt(const QString& path, Identity* identity);
 
+    bool read(
+        qint64 offset, qint64 size, QByteArray* bytes, const RKCancellation& cancellation) const;
     void openForReplacement(const QString& path, std::chrono::milliseconds maxWait);
     bool openWritable(const QString& path);
     bool openReadable(const QString& path);

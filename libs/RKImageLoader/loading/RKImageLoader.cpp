@@ -248,7 +248,7 @@ RKDrawable RKImageLoader::load(const RKMediaDescriptor& descriptor,
         if (turning == Turning::AsStored)
             return makeDrawable(wanted);
         RKDrawable stored = makeDrawable(swapSizeRatio(descriptor, wanted, metaData));
-        if (!stored.isBitmap() || !mustTurn(descriptor))
+        if (!stored.isBitmap() || !mustTurn(descriptor) || context.isCancelled())
             return stored;
         return RKDrawable(
             RKImageRotator::rotate(takeImage(std::move(stored)), metaData.imageOrientation()));
@@ -266,7 +266,11 @@ RKDrawable RKImageLoader::load(const RKMediaDescriptor& descriptor,
         if (!thumbnail.isNull())
             return thumbnail;
     }
+    if (context.isCancelled())
+        return {};
     const Source source = readSource(descriptor, context);
+    if (context.isCancelled())
+        return {};
     return finished([&](const QSize& size) { return decode(descriptor, size, source, context); },
         source.metaData);
 }
@@ -284,7 +288,8 @@ RKImageLoader::Source RKImageLoader::readSource(
     // The file may be replaced while its old bytes are decoded.
     const quint64 changesBefore = metaDataCache()->changeCount();
     std::error_code error;
-    const QByteArray bytes = RKBinaryFile::readAll(descriptor.fileInfo(), &error);
+    const QByteArray bytes
+        = RKBinaryFile::readAll(descriptor.fileInfo(), &error, context.cancellation());
     context.fail(RKFileReason::ofReading(error, descriptor.absoluteFilePath()));
     // A file that could not be read is tried again next time.
     if (bytes.isEmpty())
@@ -306,12 +311,15 @@ RKDrawable RKImageLoader::decode(const RKMediaDescriptor& descriptor,
 {
     RKDrawable decoded = tryAllDecoders(
         source.bytes, descriptor.fileFormatAsByteArray(), wanted, descriptor, context);
+    if (context.isCancelled())
+        return {};
     if (decoded.isNull())
         qCWarning(rkLoad).noquote() << "could not decode" << descriptor.absoluteFilePath();
     if (!mustConvert(descriptor, decoded) || !source.metaData.hasIccData())
         return decoded;
     bool hasChanged = false;
-    return toSrgb(takeImage(std::move(decoded)), source.metaData, &hasChanged);
+    return toSrgb(
+        takeImage(std::move(decoded)), source.metaData, &hasChanged, context.cancellation());
 }
 
 RKDrawable RKImageLoader::tryAllDecoders(const QByteArray& data,
@@ -332,7 +340,7 @@ RKDrawable RKImageLoader::tryAllDecoders(const QByteArray& data,
     const QList<RKBitmapDecoder*> candidates = decoders(RKMediaFormat(format));
     for (const RKBitmapDecoder* decoder : candidates) {
         RKDrawable decoded = decoder->decodeDrawable(data, format, wanted, descriptor, context);
-        if (!decoded.isNull())
+        if (!decoded.isNull() || context.isCancelled())
             return decoded;
     }
     return {};
@@ -452,14 +460,19 @@ bool RKImageLoader::mustConvert(
         && !mediaFormat(descriptor).isRaw();
 }
 
-QImage RKImageLoader::toSrgb(QImage image, const RKMetaData& metaData, bool* hasChanged) const
+QImage RKImageLoader::toSrgb(QImage image,
+    const RKMetaData& metaData,
+    bool* hasChanged,
+    const RKCancellation& cancellation) const
 {
-    if (image.format() != QImage::Format_ARGB32_Premultiplied)
-        return colorProfileConverter()->convert(std::move(image), metaData, hasChanged);
+    if (image.format() != QImage::Format_ARGB32_Premultiplied) {
+        return colorProfileConverter()->convert(
+            std::move(image), metaData, hasChanged, cancellation);
+    }
     // Some files hold colours multiplied with their alpha, but profiles are about colours as they
     // are: converted all the same, some would become greater than their alpha.
     QImage converted = colorProfileConverter()->convert(
-        image.convertToFormat(QImage::Format_ARGB32), metaData, hasChanged);
+        image.convertToFormat(QImage::Format_ARGB32), metaData, hasChanged, cancellation);
     return *hasChanged ? converted : image;
 }
 

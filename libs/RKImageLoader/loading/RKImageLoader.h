@@ -243,7 +243,10 @@ private:
         const QSize& wanted,
         const RKImageOption& option,
         const RKMetaData& metaData) const;
-    QImage toSrgb(QImage image, const RKMetaData& metaData, bool* hasChanged) const;
+    QImage toSrgb(QImage image,
+        const RKMetaData& metaData,
+        bool* hasChanged,
+        const RKCancellation& cancellation = {}) const;
     bool mustTurn(const RKMediaDescriptor& descriptor) const;
     bool mustConvert(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
     /// The displayed picture has the stored one's width as its height.

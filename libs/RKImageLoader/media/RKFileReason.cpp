@@ -60,6 +60,8 @@ RKMediaError reasonOf(const std::error_code& error)
     }
     if (isSpecial(error))
         return RKMediaError(Code::NotAFile);
+    if (error == std::errc::operation_canceled)
+        return RKMediaError(Code::Cancelled);
     return RKMediaError(error == std::errc::not_enough_memory ? Code::OutOfMemory : Code::None);
 }
 

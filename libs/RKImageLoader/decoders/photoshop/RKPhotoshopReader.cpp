@@ -38,7 +38,7 @@ public:
         m_reduced.assign(count, Row(size_t(target.width())));
     }
 
-    QImage read()
+    QImage read(const RKCancellation& cancellation)
     {
         const int stored = m_file.colorChannels() + (m_file.hasOpacity ? 1 : 0);
         std::optional<RKPhotoshopRows> source = RKPhotoshopRows::open(m_file, stored);
@@ -50,7 +50,7 @@ public:
             return {};
         int targetRow = 0;
         for (int y = 0; y < m_file.size.height(); ++y) {
-            if (!readRow(*source, y))
+            if (cancellation.isCancelled() || !readRow(*source, y))
                 return {};
             if (!reduceRow())
                 continue;
@@ -147,7 +147,8 @@ QSize RKPhotoshopReader::size(const QByteArray& data)
     return file ? file->size : QSize();
 }
 
-QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
+QImage RKPhotoshopReader::read(
+    const QByteArray& data, const QSize& wantedSize, const RKCancellation& cancellation)
 {
     const auto file = RKPhotoshopFile::parse(data);
     if (!file || (file->mode == Mode::Indexed && file->palette.isEmpty()))
@@ -169,7 +170,9 @@ QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
         return {};
     }
 
-    QImage image = MergedPicture(*file, readSize).read();
+    QImage image = MergedPicture(*file, readSize).read(cancellation);
+    if (cancellation.isCancelled())
+        return {};
     // Where Photoshop leaves the merged picture out, it writes a blank one. But some files that say
     // so have a real one (10x12x16bit-CMYK.psd, whose thumbnail is the blank one).
     if (!file->hasMergedPicture && isPlain(image)) {
