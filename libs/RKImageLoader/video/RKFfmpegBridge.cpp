@@ -1,6 +1,7 @@
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 
 #include "RKImageLoader/media/RKLogCategories_p.h"
+#include "RKImageLoader/video/RKCancellableLock_p.h"
 #include "RKImageLoader/video/RKFfmpegModule_p.h"
 
 #include "RKCore/RKMonolithFile.h"
@@ -63,9 +64,40 @@ RKMediaError reasonOf(RKVideoFailure failure)
 
 } // namespace
 
-RKFfmpegBridge::RKFfmpegBridge(const QString& path)
+/// What is done while it lives gives up when it is cancelled. The mutex has to be held, or the
+/// bridge to be new.
+class RKFfmpegBridge::Cancellable
+{
+public:
+    Cancellable(RKFfmpegBridge* bridge, const RKCancellation& cancellation)
+        : m_bridge(bridge)
+    {
+        set(cancellation);
+    }
+
+    ~Cancellable()
+    {
+        set({});
+    }
+
+    Cancellable(const Cancellable&) = delete;
+    Cancellable& operator=(const Cancellable&) = delete;
+
+private:
+    void set(const RKCancellation& cancellation)
+    {
+        m_bridge->m_cancellation = cancellation;
+        if (m_bridge->m_frames)
+            m_bridge->m_frames->setCancellation(cancellation);
+    }
+
+    RKFfmpegBridge* const m_bridge;
+};
+
+RKFfmpegBridge::RKFfmpegBridge(const QString& path, const RKCancellation& cancellation)
     : m_path(localPath(path))
 {
+    const Cancellable opening(this, cancellation);
     openFile();
     log(QStringLiteral("ctor"));
     dump();
@@ -103,11 +135,23 @@ void RKFfmpegBridge::close()
 void RKFfmpegBridge::open()
 {
     auto failure = RKVideoFailure::Unknown;
-    m_frames = RKFfmpegModule::open(m_path, &failure);
+    m_frames = RKFfmpegModule::open(m_path, &failure, m_cancellation);
     if (m_frames)
         setFacts(std::make_shared<RKVideoFacts>(m_frames->facts()));
     else
         setFacts({}, reasonOf(failure));
+}
+
+bool RKFfmpegBridge::canMove()
+{
+    if (m_frames && m_frames->isInterrupted() && !isCancelled())
+        open();
+    return m_frames != nullptr;
+}
+
+bool RKFfmpegBridge::isCancelled() const
+{
+    return m_cancellation.isCancelled();
 }
 
 /// The open file's facts; null if there is none.
@@ -144,7 +188,10 @@ QImage RKFfmpegBridge::decodeFrame(long long frameNumber)
 
 QImage RKFfmpegBridge::decodeFrame(long long frameNumber, RKLoadContext& context)
 {
-    const QMutexLocker locker(&m_mutex);
+    const auto lock = rkLockUnlessCancelled(m_mutex, context.cancellation());
+    if (!lock.owns_lock())
+        return {};
+    const Cancellable decoding(this, context.cancellation());
     QImage image = decodeFrame(frameNumber);
     if (image.isNull() && !context.isCancelled())
         context.fail(reasonForNoFrame(frameNumber));
@@ -179,19 +226,19 @@ RKMediaError RKFfmpegBridge::reasonForNoFrame(long long frameNumber)
 long long RKFfmpegBridge::lastFrameNumber()
 {
     const QMutexLocker locker(&m_mutex);
-    return m_frames ? m_frames->lastFrame() : -1;
+    return canMove() ? m_frames->lastFrame() : -1;
 }
 
 bool RKFfmpegBridge::seekFrame(long long frameNumber)
 {
     const QMutexLocker locker(&m_mutex);
-    return m_frames && m_frames->seekFrame(frameNumber);
+    return canMove() && m_frames->seekFrame(frameNumber);
 }
 
 bool RKFfmpegBridge::decodeSeekFrame(long long timestamp)
 {
     const QMutexLocker locker(&m_mutex);
-    return m_frames && m_frames->decodeSeekFrame(timestamp);
+    return canMove() && m_frames->decodeSeekFrame(timestamp);
 }
 
 long long RKFfmpegBridge::estimatedBytes() const

@@ -47,7 +47,8 @@ class RKIMAGELOADER_EXPORT RKFfmpegBridge
 {
 public:
     /// Opens the file. A path inside one of the host's container files is made a plain file first.
-    explicit RKFfmpegBridge(const QString& path);
+    /// It stays closed if that is cancelled.
+    explicit RKFfmpegBridge(const QString& path, const RKCancellation& cancellation = {});
     virtual ~RKFfmpegBridge();
 
     RKFfmpegBridge(const RKFfmpegBridge&) = delete;
@@ -73,7 +74,8 @@ public:
     /// the time is that of decoding all frames in between. A missing frame takes about as long as
     /// one group of pictures, later ones are known to be missing then.
     virtual QImage decodeFrame(long long frameNumber);
-    /// The same; to say why there is no such frame takes as long as another missing one.
+    /// The same; to say why there is no such frame takes as long as another missing one. Null soon
+    /// after it was cancelled, also while another thread decodes; the file stays open for others.
     QImage decodeFrame(long long frameNumber, RKLoadContext& context);
 
     /// The greatest number of a frame that can be had, which may be less than the length tells; -1
@@ -157,6 +159,9 @@ public:
     static AVRational repairedTimeBase(const AVRational& timeBase);
 
 protected:
+    /// Whether what is being decoded has been cancelled, so that its frame is missing for no other
+    /// reason and the file may be anywhere.
+    bool isCancelled() const;
     /// The timestamp of the last frame decoded; 0 before the first one.
     long long lastTimestamp() const;
     /// Whether the current image lasts for several frame numbers and so is also the one to show at
@@ -173,7 +178,11 @@ protected:
     mutable std::recursive_mutex m_mutex;
 
 private:
+    class Cancellable;
+
     void open();
+    /// False if there is no open file to find frames in.
+    bool canMove();
     RKMediaError reasonForNoFrame(long long frameNumber);
     std::shared_ptr<const RKVideoFacts> facts() const;
     void setFacts(
@@ -181,6 +190,8 @@ private:
 
     const QString m_path;
     std::unique_ptr<RKVideoFrames> m_frames;
+    // Of the request that holds the mutex.
+    RKCancellation m_cancellation;
     // Guards the pointer to the facts and why there are none, so that these don't wait for a
     // decode; taken last.
     mutable std::mutex m_factsMutex;

@@ -3,6 +3,7 @@
 #include <QMutexLocker>
 
 #include <cstdlib>
+#include <limits>
 
 namespace {
 
@@ -22,7 +23,7 @@ QImage RKFfmpegBridgeLame::decodeFrame(long long frameNumber)
         return cached;
     // The frames passed on a short way are probably the next ones asked for.
     if (m_lastFrame < frameNumber - 1 && frameNumber - kMaxWayOn < m_lastFrame) {
-        for (long long passed = m_lastFrame + 1; passed < frameNumber; ++passed)
+        for (long long passed = m_lastFrame + 1; passed < frameNumber && !isCancelled(); ++passed)
             justDecodeThisFrame(passed);
     }
     return justDecodeThisFrame(frameNumber);
@@ -56,6 +57,11 @@ QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
         setLastFrameOkay(false);
     QImage image = isCurrent || decodeSeekFrame(timestamp) ? getFrame() : QImage();
     m_lastTimestamp = lastTimestamp();
+    if (isCancelled()) {
+        // The next one begins anew.
+        m_lastFrame = std::numeric_limits<long long>::max();
+        return {};
+    }
     recordInCache(frameNumber, image);
     return image;
 }

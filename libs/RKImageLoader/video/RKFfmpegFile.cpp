@@ -28,11 +28,6 @@ constexpr int kMaxDecoderThreads = 4;
 // 8K video has 33 million; 24 bits of these are 400 MB.
 constexpr qint64 kMaxCodedPixels = qint64(1) << 27;
 
-int hasExpired(void* deadline)
-{
-    return static_cast<const QDeadlineTimer*>(deadline)->hasExpired() ? 1 : 0;
-}
-
 int toInt(double number)
 {
     return RKFfmpeg::toWhole<int>(
@@ -61,9 +56,10 @@ void RKFfmpeg::Deleter::operator()(AVPacket* packet) const
     av_packet_free(&packet);
 }
 
-std::unique_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path, RKVideoFailure* failure)
+std::unique_ptr<RKFfmpegFile> RKFfmpegFile::open(
+    const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation)
 {
-    std::unique_ptr<RKFfmpegFile> file(new RKFfmpegFile(path));
+    std::unique_ptr<RKFfmpegFile> file(new RKFfmpegFile(path, cancellation));
     if (!file->openFormat() || !file->openCodec(failure))
         return {};
     file->repairTimeBase();
@@ -71,9 +67,34 @@ std::unique_ptr<RKFfmpegFile> RKFfmpegFile::open(const QString& path, RKVideoFai
     return file;
 }
 
-RKFfmpegFile::RKFfmpegFile(const QString& path)
+RKFfmpegFile::RKFfmpegFile(const QString& path, const RKCancellation& cancellation)
+    : m_cancellation(cancellation)
 {
     m_facts.path = path;
+}
+
+void RKFfmpegFile::setCancellation(const RKCancellation& cancellation)
+{
+    m_cancellation = cancellation;
+}
+
+bool RKFfmpegFile::isCancelled() const
+{
+    return m_cancellation.isCancelled();
+}
+
+bool RKFfmpegFile::isInterrupted() const
+{
+    return m_isInterrupted;
+}
+
+/// FFmpeg asks before it reads.
+int RKFfmpegFile::mustStop(void* file)
+{
+    auto* const self = static_cast<RKFfmpegFile*>(file);
+    if (self->isCancelled())
+        self->m_isInterrupted = true;
+    return self->m_isInterrupted || self->m_openDeadline.hasExpired() ? 1 : 0;
 }
 
 bool RKFfmpegFile::openFormat()
@@ -85,7 +106,7 @@ bool RKFfmpegFile::openFormat()
     if (!context)
         return false;
     m_openDeadline.setRemainingTime(kOpeningMs);
-    context->interrupt_callback = {hasExpired, &m_openDeadline};
+    context->interrupt_callback = {mustStop, this};
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     av_dict_set(&options, "format_whitelist", kContainers, 0);
@@ -98,7 +119,9 @@ bool RKFfmpegFile::openFormat()
         if (avformat_index_get_entries_count(context->streams[i]) > 0)
             m_hasStoredIndex = true;
     }
-    const bool isOpen = opened >= 0 && avformat_find_stream_info(context, nullptr) >= 0;
+    // What was found up to an interruption would pass for all there is.
+    const bool isOpen
+        = opened >= 0 && avformat_find_stream_info(context, nullptr) >= 0 && !m_isInterrupted;
     m_openDeadline = QDeadlineTimer(QDeadlineTimer::Forever);
     return isOpen;
 }

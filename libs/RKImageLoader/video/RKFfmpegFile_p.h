@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
 #include "RKImageLoader/video/RKKeyFrameScan_p.h"
 #include "RKImageLoader/video/RKVideoFacts_p.h"
 #include "RKImageLoader/video/RKVideoFrames_p.h"
@@ -51,10 +52,17 @@ public:
     static constexpr long long kMaxTicks = 1LL << 61;
 
     /// Null if the file is not an ordinary one or can't be decoded; the log says why.
-    static std::unique_ptr<RKFfmpegFile> open(const QString& path, RKVideoFailure* failure);
+    static std::unique_ptr<RKFfmpegFile> open(
+        const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation);
 
     RKFfmpegFile(const RKFfmpegFile&) = delete;
     RKFfmpegFile& operator=(const RKFfmpegFile&) = delete;
+
+    /// Reading fails soon after it was cancelled, and for a cancelled one.
+    void setCancellation(const RKCancellation& cancellation);
+    bool isCancelled() const;
+    /// Reading has failed because of that. What FFmpeg knows of the file may not hold any more.
+    bool isInterrupted() const;
 
     const RKVideoFacts& facts() const;
     AVFormatContext& format();
@@ -76,7 +84,9 @@ public:
     long long startTimestamp() const;
 
 private:
-    explicit RKFfmpegFile(const QString& path);
+    RKFfmpegFile(const QString& path, const RKCancellation& cancellation);
+
+    static int mustStop(void* file);
 
     bool openFormat();
     bool openCodec(RKVideoFailure* failure);
@@ -92,6 +102,8 @@ private:
     long long bytesOfFrames() const;
 
     RKVideoFacts m_facts;
+    RKCancellation m_cancellation;
+    bool m_isInterrupted = false;
     QDeadlineTimer m_openDeadline{QDeadlineTimer::Forever};
     RKFfmpeg::Handle<AVFormatContext> m_format;
     RKFfmpeg::Handle<AVCodecContext> m_codec;

@@ -7,7 +7,8 @@
 
 extern "C" RKFfmpegModule::OpenVideo rkOpenVideo;
 
-std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(const QString& path, RKVideoFailure* failure)
+std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(
+    const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation)
 {
-    return rkOpenVideo(path, failure);
+    return rkOpenVideo(path, failure, cancellation);
 }

@@ -20,11 +20,12 @@ RKFfmpegModule::OpenVideo* load()
 
 } // namespace
 
-std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(const QString& path, RKVideoFailure* failure)
+std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(
+    const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation)
 {
     static OpenVideo* const openVideo = load();
     if (openVideo)
-        return openVideo(path, failure);
+        return openVideo(path, failure, cancellation);
     *failure = RKVideoFailure::NoFfmpeg;
     return nullptr;
 }

@@ -10,10 +10,10 @@
 #endif
 
 extern "C" Q_DECL_EXPORT std::unique_ptr<RKVideoFrames> rkOpenVideo(
-    const QString& path, RKVideoFailure* failure)
+    const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation)
 {
     RKFfmpegLog::install();
-    std::unique_ptr<RKFfmpegFile> file = RKFfmpegFile::open(path, failure);
+    std::unique_ptr<RKFfmpegFile> file = RKFfmpegFile::open(path, failure, cancellation);
     if (!file)
         return nullptr;
     std::unique_ptr<RKVideoFrames> frames = RKFrameSeeker::create(std::move(file));

@@ -12,10 +12,12 @@ namespace RKFfmpegModule {
 
 /// The function of the module. Null if the file is not an ordinary one or can't be decoded; the
 /// failure, which is left alone otherwise, and the log say why. Thread-safe.
-using OpenVideo = std::unique_ptr<RKVideoFrames>(const QString& path, RKVideoFailure* failure);
+using OpenVideo = std::unique_ptr<RKVideoFrames>(
+    const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation);
 inline constexpr char kOpenVideo[] = "rkOpenVideo";
 
 /// Calls it. Null, too, if the module can't be loaded, of which a warning tells once.
-std::unique_ptr<RKVideoFrames> open(const QString& path, RKVideoFailure* failure);
+std::unique_ptr<RKVideoFrames> open(
+    const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation);
 
 } // namespace RKFfmpegModule

@@ -65,6 +65,16 @@ RKFrameSeeker::RKFrameSeeker(std::unique_ptr<RKFfmpegFile> file)
 {
 }
 
+void RKFrameSeeker::setCancellation(const RKCancellation& cancellation)
+{
+    m_file->setCancellation(cancellation);
+}
+
+bool RKFrameSeeker::isInterrupted() const
+{
+    return m_file->isInterrupted();
+}
+
 const RKVideoFacts& RKFrameSeeker::facts() const
 {
     return m_file->facts();
@@ -117,7 +127,7 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
     if (m_leavingOut == LeavingOut::NotNow && timestamp <= m_file->endOfData())
         m_leavingOut = LeavingOut::Possible;
     bool isFound = findFrame(timestamp);
-    if (std::exchange(m_isDoubtful, false)) {
+    if (std::exchange(m_isDoubtful, false) && !m_file->isCancelled()) {
         qCDebug(rkFfmpeg) << "all frames are decoded from now on in" << facts().path;
         m_leavingOut = LeavingOut::Never;
         m_lastFrameOkay = false;
@@ -140,7 +150,8 @@ bool RKFrameSeeker::findFrame(long long timestamp)
         return false;
     }
     const bool isFound = decodeFromHere(timestamp);
-    return isBeforeFirstFrame(timestamp) ? seekFurtherBack(timestamp) : isFound;
+    const bool isMissed = isBeforeFirstFrame(timestamp) && !m_file->isCancelled();
+    return isMissed ? seekFurtherBack(timestamp) : isFound;
 }
 
 long long RKFrameSeeker::lastFrame()
@@ -227,7 +238,7 @@ bool RKFrameSeeker::seekFurtherBack(long long timestamp)
         if (!seek(kNoTimestamp, earlier, AVSEEK_FLAG_BACKWARD))
             continue;
         const bool isFound = decodeFromHere(timestamp);
-        if (!isBeforeFirstFrame(timestamp))
+        if (!isBeforeFirstFrame(timestamp) || m_file->isCancelled())
             return isFound;
         if (seconds >= kMaxSecondsOfGroup)
             m_areKeyFramesMarked = false;
@@ -251,7 +262,7 @@ bool RKFrameSeeker::decodeFromHere(long long timestamp)
 /// decoding; decoders would go through all that they can't show. False if it is too late.
 bool RKFrameSeeker::readToKeyFrame(long long latest)
 {
-    while (readPacket() && timeOfPacket() <= latest) {
+    while (readPacket() && timeOfPacket() <= latest && !m_file->isCancelled()) {
         if (m_packet->flags & AV_PKT_FLAG_KEY) {
             m_hasPacket = m_packet->pts == AV_NOPTS_VALUE || m_packet->pts <= latest;
             return m_hasPacket;
@@ -282,7 +293,11 @@ bool RKFrameSeeker::decodeSeekFrame(long long timestamp)
     bool gotImage = false;
     bool isGoingOn = true;
     while (isGoingOn && !done) {
-        if (!readPacket()) {
+        const bool hasPacket = readPacket();
+        // Not the end of the file. The next search begins with a seek, since there is no frame.
+        if (m_file->isCancelled())
+            break;
+        if (!hasPacket) {
             drain(timestamp, &done, &gotImage);
             // What was left out may be the last frame.
             if (m_leftOutUpTo == kNoTimestamp)

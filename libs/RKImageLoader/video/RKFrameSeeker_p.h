@@ -15,6 +15,9 @@ public:
     /// Null if there is no memory for the frames.
     static std::unique_ptr<RKFrameSeeker> create(std::unique_ptr<RKFfmpegFile> file);
 
+    void setCancellation(const RKCancellation& cancellation) override;
+    bool isInterrupted() const override;
+
     const RKVideoFacts& facts() const override;
     const AVStream* stream() const override;
 

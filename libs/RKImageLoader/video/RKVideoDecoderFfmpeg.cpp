@@ -1,6 +1,7 @@
 #include "RKImageLoader/video/RKVideoDecoderFfmpeg.h"
 
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/video/RKCancellableLock_p.h"
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 #include "RKImageLoader/video/RKFfmpegBridgeLame.h"
 
@@ -76,11 +77,11 @@ QImage RKVideoDecoderFfmpeg::decode(
     const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const
 {
     const auto opened = bridge(descriptor, context);
-    if (!opened->isOpenFile())
+    if (!opened || !opened->isOpenFile())
         return {};
     QImage image = opened->decodeFrame(frameIndex(descriptor).frame(), context);
     // The middle of a video of one frame is its second one, and lengths and rates may lie.
-    if (image.isNull() && !descriptor.frameIndex().isValid())
+    if (image.isNull() && !context.isCancelled() && !descriptor.frameIndex().isValid())
         image = opened->decodeFrame(0, context);
     if (image.isNull() || wanted.width() < 0 || wanted.height() < 0)
         return image;
@@ -109,7 +110,8 @@ QSize RKVideoDecoderFfmpeg::size(const RKMediaDescriptor& descriptor) const
 
 QSize RKVideoDecoderFfmpeg::size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const
 {
-    return bridge(descriptor, context)->videoSize();
+    const auto opened = bridge(descriptor, context);
+    return opened ? opened->videoSize() : QSize();
 }
 
 RKFramesPerSecond RKVideoDecoderFfmpeg::framesPerSecond(const RKMediaDescriptor& descriptor) const
@@ -162,34 +164,36 @@ void RKVideoDecoderFfmpeg::freeResource(const RKMediaDescriptor& descriptor) con
 std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::bridge(
     const RKMediaDescriptor& descriptor) const
 {
-    const std::shared_ptr<OpenVideo> video = used(descriptor.absoluteFilePath());
-    const QMutexLocker locker(&video->mutex);
-    // A closed one is tried again: the file may be there by now.
-    if (!video->bridge || !video->bridge->isOpenFile()) {
-        video->bridge = createBridge(descriptor);
-        video->bytes = video->bridge->estimatedBytes();
-        closeUnused();
-    }
-    return video->bridge;
+    RKLoadContext context;
+    return bridge(descriptor, context);
 }
 
-/// Notes why when it is closed.
+/// Notes why when it is closed; null if it was cancelled.
 std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::bridge(
     const RKMediaDescriptor& descriptor, RKLoadContext& context) const
 {
-    std::shared_ptr<RKFfmpegBridge> opened = bridge(descriptor);
-    if (!opened->isOpenFile())
-        context.fail(opened->openError());
-    return opened;
+    const std::shared_ptr<OpenVideo> video = used(descriptor.absoluteFilePath());
+    const auto lock = rkLockUnlessCancelled(video->mutex, context.cancellation());
+    if (!lock.owns_lock())
+        return nullptr;
+    // A closed one is tried again: the file may be there by now.
+    if (!video->bridge || !video->bridge->isOpenFile()) {
+        video->bridge = createBridge(descriptor, context.cancellation());
+        video->bytes = video->bridge->estimatedBytes();
+        closeUnused();
+    }
+    if (!video->bridge->isOpenFile())
+        context.fail(video->bridge->openError());
+    return video->bridge;
 }
 
 std::shared_ptr<RKFfmpegBridge> RKVideoDecoderFfmpeg::createBridge(
-    const RKMediaDescriptor& descriptor)
+    const RKMediaDescriptor& descriptor, const RKCancellation& cancellation)
 {
     const QString path = descriptor.absoluteFilePath();
     if (descriptor.hasMediaFormat(MEDIA_FORMAT_MTS))
-        return std::make_shared<RKFfmpegBridgeLame>(path);
-    return std::make_shared<RKFfmpegBridge>(path);
+        return std::make_shared<RKFfmpegBridgeLame>(path, cancellation);
+    return std::make_shared<RKFfmpegBridge>(path, cancellation);
 }
 
 RKVideoDecoderFfmpeg::Videos::iterator RKVideoDecoderFfmpeg::find(const QString& path) const

@@ -58,7 +58,8 @@ private:
     std::shared_ptr<RKFfmpegBridge> bridge(const RKMediaDescriptor& descriptor) const;
     std::shared_ptr<RKFfmpegBridge> bridge(
         const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
-    static std::shared_ptr<RKFfmpegBridge> createBridge(const RKMediaDescriptor& descriptor);
+    static std::shared_ptr<RKFfmpegBridge> createBridge(
+        const RKMediaDescriptor& descriptor, const RKCancellation& cancellation);
     std::shared_ptr<OpenVideo> used(const QString& path) const;
     void closeUnused() const;
     Videos::iterator find(const QString& path) const;

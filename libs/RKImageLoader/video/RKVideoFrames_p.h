@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RKImageLoader/media/RKCancellation.h"
 #include "RKImageLoader/video/RKVideoFacts_p.h"
 
 #include <QImage>
@@ -35,6 +36,11 @@ public:
 
     RKVideoFrames(const RKVideoFrames&) = delete;
     RKVideoFrames& operator=(const RKVideoFrames&) = delete;
+
+    /// What follows gives up soon after it was cancelled, and finds nothing. It has to seek then.
+    virtual void setCancellation(const RKCancellation& cancellation) = 0;
+    /// Reading was stopped in the middle, so that the file has to be opened anew.
+    virtual bool isInterrupted() const = 0;
 
     virtual const RKVideoFacts& facts() const = 0;
     virtual const AVStream* stream() const = 0;
