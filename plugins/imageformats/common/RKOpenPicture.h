@@ -3,6 +3,11 @@
 #include <QImage>
 #include <QSize>
 
+#include <functional>
+
+/// Asked by the thread that decodes: yes if nobody needs the picture any more.
+using RKStopQuestion = std::function<bool()>;
+
 /// A picture whose header has been read, for codecs that are loaded later than their plug-in.
 class RKOpenPicture
 {
@@ -14,6 +19,7 @@ public:
 
     /// Of the upright picture, in pixels.
     virtual QSize size() const = 0;
-    /// The picture in exactly that size, with 32 bits a pixel; null if it can't be decoded.
-    virtual QImage decode(const QSize& size) = 0;
+    /// The picture in exactly that size, with 32 bits a pixel; null if it can't be decoded or need
+    /// not be.
+    virtual QImage decode(const QSize& size, const RKStopQuestion& mustStop) = 0;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "imageformats/common/RKOpenPicture.h"
 #include "imageformats/common/RKPictureLimits.h"
 
 #include <QByteArray>
@@ -19,9 +20,9 @@
 /// - `static std::unique_ptr<Opened> open(const QByteArray& file)`: null where the header is not
 ///   valid or asks for too much. `Opened` is `Picture` as a rule, and has
 /// - `QSize size() const`: of the upright picture, in pixels;
-/// - `QImage decode(const QSize& size)`: the picture in exactly that size, with 32 bits a pixel;
-/// null
-///   where it can't be decoded.
+/// - `QImage decode(const QSize& size, const RKStopQuestion& mustStop)`: the picture in exactly
+/// that
+///   size, with 32 bits a pixel; null where it can't be decoded or need not be.
 template <typename Picture>
 class RKPictureHandler : public QImageIOHandler
 {
@@ -50,7 +51,7 @@ public:
             || !allocateImage(size, QImage::Format_ARGB32, &room))
             return false;
         room = QImage();
-        *image = attempt([&] { return picture->decode(size); });
+        *image = attempt([&] { return picture->decode(size, [this] { return isGone(); }); });
         return !image->isNull();
     }
 
@@ -77,6 +78,12 @@ public:
     }
 
 private:
+    // Whoever takes the file's bytes away wants no picture.
+    bool isGone() const
+    {
+        return !device()->isSequential() && device()->size() == 0;
+    }
+
     using Opened = decltype(Picture::open(QByteArray()));
 
     enum class State

@@ -200,7 +200,7 @@ QSize RKHeifPicture::size() const
     return m_isSizeTransposed ? stated.transposed() : stated;
 }
 
-QImage RKHeifPicture::decode(const QSize& size)
+QImage RKHeifPicture::decode(const QSize& size, const RKStopQuestion& mustStop)
 {
     const bool isReduced
         = size.width() < this->size().width() && size.height() < this->size().height();
@@ -214,11 +214,11 @@ QImage RKHeifPicture::decode(const QSize& size)
             || !heif_image_handle_has_alpha_channel(m_handle.get());
         if (!hasAllChannels || !canServe(sizeOf(found), size))
             continue;
-        const QImage image = decode(found, id, sizeOf(found), size);
+        const QImage image = decode(found, id, sizeOf(found), size, mustStop);
         if (!image.isNull())
             return image;
     }
-    return decode(m_handle.get(), m_check.primary(), this->size(), size);
+    return decode(m_handle.get(), m_check.primary(), this->size(), size, mustStop);
 }
 
 bool RKHeifPicture::canServe(const QSize& thumbnail, const QSize& size) const
@@ -227,19 +227,26 @@ bool RKHeifPicture::canServe(const QSize& thumbnail, const QSize& size) const
         && thumbnail.height() >= size.height() && hasAspectOf(thumbnail, this->size());
 }
 
-QImage RKHeifPicture::reduced(quint32 id, const QSize& stated, const QSize& size) const
+QImage RKHeifPicture::reduced(
+    quint32 id, const QSize& stated, const QSize& size, const RKStopQuestion& mustStop) const
 {
     const bool isSmaller = size.width() < stated.width() && size.height() < stated.height();
     const bool hasAlpha = heif_image_handle_has_alpha_channel(m_handle.get());
     const std::optional<RKHeifTiles> tiles
         = isSmaller && !hasAlpha && !m_isSizeTransposed ? m_check.tiles(id) : std::nullopt;
-    return tiles ? RKHeifReducer::reduced(*tiles, size) : QImage();
+    return tiles ? RKHeifReducer::reduced(*tiles, size, mustStop) : QImage();
 }
 
-QImage RKHeifPicture::decode(
-    const heif_image_handle* handle, quint32 id, const QSize& stated, const QSize& size) const
+QImage RKHeifPicture::decode(const heif_image_handle* handle,
+    quint32 id,
+    const QSize& stated,
+    const QSize& size,
+    const RKStopQuestion& mustStop) const
 {
-    QImage pixels = reduced(id, stated, size);
+    QImage pixels = reduced(id, stated, size, mustStop);
+    // libheif decodes to the end.
+    if (mustStop())
+        return {};
     Image image;
     if (pixels.isNull()) {
         image = decoded(m_context.get(), handle, RKHeifThreads::count(stated));

@@ -28,7 +28,7 @@ public:
 
     /// A thumbnail of the file is used for smaller sizes where it is large enough. With FFmpeg,
     /// opaque pictures that aren't cropped are made smaller before they become RGB.
-    QImage decode(const QSize& size) override;
+    QImage decode(const QSize& size, const RKStopQuestion& mustStop) override;
 
 private:
     struct Deleter
@@ -45,10 +45,14 @@ private:
     /// The thumbnail has the picture's proportions and at least the size.
     bool canServe(const QSize& thumbnail, const QSize& size) const;
     /// Null where libheif has to decode it.
-    QImage reduced(quint32 id, const QSize& stated, const QSize& size) const;
+    QImage reduced(
+        quint32 id, const QSize& stated, const QSize& size, const RKStopQuestion& mustStop) const;
     /// Null also for a thumbnail that turns out too small when it is decoded.
-    QImage decode(
-        const heif_image_handle* handle, quint32 id, const QSize& stated, const QSize& size) const;
+    QImage decode(const heif_image_handle* handle,
+        quint32 id,
+        const QSize& stated,
+        const QSize& size,
+        const RKStopQuestion& mustStop) const;
 
     QByteArray m_file; // The context reads from it, and the check refers to it.
     RKHeifCheck m_check;

@@ -128,7 +128,7 @@ bool canBePasted(const AVFrame& tile)
 }
 
 // Null where one of them is damaged or not like the others.
-Frame assembled(const RKHeifTiles& tiles)
+Frame assembled(const RKHeifTiles& tiles, const RKStopQuestion& mustStop)
 {
     RKHevcDecoder decoder;
     Frame first = decoded(decoder, tiles, 0);
@@ -145,9 +145,9 @@ Frame assembled(const RKHeifTiles& tiles)
 
     std::atomic<qsizetype> next = 1;
     std::atomic<bool> isGood = true;
-    const auto pasteOthers = [&](RKHevcDecoder& own) {
+    const auto pasteOthers = [&](RKHevcDecoder& own, const RKStopQuestion& stopsHere) {
         for (qsizetype i = next++; i < tiles.tiles.size() && isGood; i = next++) {
-            const Frame tile = decoded(own, tiles, i);
+            const Frame tile = stopsHere() ? nullptr : decoded(own, tiles, i);
             if (tile && isSameKind(*tile, *picture))
                 paste(*tile, place(i), *picture);
             else
@@ -161,10 +161,10 @@ Frame assembled(const RKHeifTiles& tiles)
     for (qsizetype i = 1; i < threads; ++i) {
         helpers.push_back(std::async(std::launch::async, [&] {
             RKHevcDecoder own;
-            pasteOthers(own);
+            pasteOthers(own, [] { return false; });
         }));
     }
-    pasteOthers(decoder);
+    pasteOthers(decoder, mustStop);
     for (std::future<void>& helper : helpers)
         helper.get();
     return isGood ? std::move(picture) : nullptr;
@@ -251,9 +251,10 @@ bool isOnItsSide(const QList<RKHeifTiles::Turning>& turning)
 
 } // namespace
 
-QImage RKHeifReducer::reduced(const RKHeifTiles& tiles, const QSize& size)
+QImage RKHeifReducer::reduced(
+    const RKHeifTiles& tiles, const QSize& size, const RKStopQuestion& mustStop)
 {
-    const Frame picture = assembled(tiles);
+    const Frame picture = assembled(tiles, mustStop);
     if (!picture)
         return {};
     return turned(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "imageformats/common/RKOpenPicture.h"
+
 #include <QImage>
 
 struct RKHeifTiles;
@@ -9,7 +11,8 @@ struct RKHeifTiles;
 namespace RKHeifReducer {
 
 /// The turned picture in the size, which is smaller than the picture's, as RGB32. Null where
-/// anything is unusual or damaged; libheif may still read the picture.
-QImage reduced(const RKHeifTiles& tiles, const QSize& size);
+/// anything is unusual or damaged; libheif may still read the picture. Null, too, if it has to
+/// stop, which only the calling thread asks, before each of its tiles.
+QImage reduced(const RKHeifTiles& tiles, const QSize& size, const RKStopQuestion& mustStop);
 
 } // namespace RKHeifReducer

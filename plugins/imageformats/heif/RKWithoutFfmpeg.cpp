@@ -14,7 +14,7 @@ RKHevcChoice::RKHevcChoice(Decoder)
 
 RKHevcChoice::~RKHevcChoice() = default;
 
-QImage RKHeifReducer::reduced(const RKHeifTiles&, const QSize&)
+QImage RKHeifReducer::reduced(const RKHeifTiles&, const QSize&, const RKStopQuestion&)
 {
     return {};
 }

@@ -33,6 +33,12 @@ public:
 
     Q_DISABLE_COPY_MOVE(MemoryStream)
 
+    /// Reading fails once that says so. OpenJPEG has nothing else to be stopped by.
+    void setStopQuestion(const RKStopQuestion& mustStop)
+    {
+        m_mustStop = mustStop;
+    }
+
     opj_stream_t* get() const
     {
         return m_stream.get();
@@ -52,7 +58,7 @@ private:
         auto* const self = static_cast<MemoryStream*>(stream);
         const qint64 count = std::min(qint64(size), self->m_file.size() - self->m_position);
         // OpenJPEG would ask for ever if it got 0 at the end.
-        if (count <= 0)
+        if (count <= 0 || (self->m_mustStop && self->m_mustStop()))
             return OPJ_SIZE_T(-1);
         std::memcpy(target, self->m_file.constData() + self->m_position, size_t(count));
         self->m_position += count;
@@ -78,6 +84,7 @@ private:
     }
 
     QByteArray m_file;
+    RKStopQuestion m_mustStop;
     qint64 m_position = 0;
     std::unique_ptr<opj_stream_t, Deleter> m_stream;
 };
@@ -364,9 +371,10 @@ public:
         return least > 0 ? least - 1 : 0;
     }
 
-    // The picture, halved that often. Null where it can't be decoded.
-    QImage decode(quint32 halvings)
+    // The picture, halved that often. Null where it can't be decoded or need not be.
+    QImage decode(quint32 halvings, const RKStopQuestion& mustStop)
     {
+        m_stream.setStopQuestion(mustStop);
         const QSize whole = size();
         // The area, which is the whole picture, is set because it takes over the halving.
         if ((halvings > 0
@@ -423,7 +431,7 @@ QSize RKJpeg2000Picture::size() const
     return m_decoder->size();
 }
 
-QImage RKJpeg2000Picture::decode(const QSize& size)
+QImage RKJpeg2000Picture::decode(const QSize& size, const RKStopQuestion& mustStop)
 {
     const QSize whole = m_decoder->size();
     const quint32 levels = m_decoder->levels();
@@ -432,10 +440,12 @@ QImage RKJpeg2000Picture::decode(const QSize& size)
         && whole.height() >> (halvings + 1) >= size.height())
         ++halvings;
 
-    QImage image = m_decoder->decode(halvings);
+    QImage image = m_decoder->decode(halvings, mustStop);
+    if (mustStop())
+        return {};
     if (image.isNull() && halvings > 0) {
         m_decoder = std::make_unique<Decoder>(m_file);
-        image = m_decoder->image() ? m_decoder->decode(0) : QImage();
+        image = m_decoder->image() ? m_decoder->decode(0, mustStop) : QImage();
     }
     return RKPicturePixels::finished(
         image, size, m_decoder->image() ? m_decoder->profile() : QByteArray());

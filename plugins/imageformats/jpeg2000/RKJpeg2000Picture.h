@@ -1,5 +1,7 @@
 #pragma once
 
+#include "imageformats/common/RKOpenPicture.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QSize>
@@ -26,7 +28,7 @@ public:
     QSize size() const;
 
     /// Levels of the wavelet transform that a small picture doesn't need are left out.
-    QImage decode(const QSize& size);
+    QImage decode(const QSize& size, const RKStopQuestion& mustStop);
 
 private:
     class Decoder;
