@@ -1,0 +1,43 @@
+#pragma once
+
+#include "RKImageLoader/drawables/RKDrawable.h"
+#include "RKImageLoader/media/RKImageOption.h"
+#include "RKImageLoader/media/RKMediaDescriptor.h"
+#include "RKImageLoader/media/RKMediaError.h"
+#include "RKImageLoaderAsync/RKImageLoaderAsyncExport.h"
+
+#include <QSize>
+#include <QString>
+
+/// What became of one request to an RKAsyncLoader, and which request it was. A value. Reentrant.
+class RKIMAGELOADERASYNC_EXPORT RKLoadResult
+{
+public:
+    /// Of no request.
+    RKLoadResult() = default;
+    RKLoadResult(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption& option,
+        const RKDrawable& drawable,
+        const RKMediaError& error);
+
+    /// Null if the medium could not be loaded.
+    RKDrawable drawable() const;
+    /// Why not. With a drawable that is not null only RKMediaErrorCode::Truncated.
+    RKMediaError error() const;
+
+    /// The file and frame that were asked for. A new object each time: it shares nothing that
+    /// another thread might use.
+    RKMediaDescriptor descriptor() const;
+    /// In pixels; a side is negative if the full size was asked for.
+    QSize wantedSize() const;
+    RKImageOption option() const;
+
+private:
+    RKDrawable m_drawable;
+    RKMediaError m_error;
+    QString m_path;
+    RKVideoFrameIndex m_frame;
+    QSize m_wanted;
+    RKImageOption m_option;
+};

@@ -1,0 +1,420 @@
+#include "RKImageLoaderAsync/RKAsyncLoader.h"
+
+#include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
+#include "RKImageLoader/media/RKLoadContext.h"
+#include "RKImageLoader/metadata/RKMetaData.h"
+#include "support/RKQuietTest.h"
+#include "support/RKTimeLimit.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRasterWindow>
+#include <QTemporaryDir>
+#include <QThreadPool>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QSize kSize(8, 8);
+
+/// Loads nothing, as slowly as a test wants, and notes what it was asked for.
+class TestLoader : public RKMediaLoaderAbstract
+{
+public:
+    using RKMediaLoaderAbstract::drawable;
+    using RKMediaLoaderAbstract::save;
+    using RKMediaLoaderAbstract::unrotatedSize;
+
+    RKDrawable drawable(const RKMediaDescriptor& descriptor,
+        const QSize& wanted,
+        const RKImageOption&,
+        RKLoadContext& context) const override
+    {
+        std::unique_lock lock(m_mutex);
+        m_names << descriptor.fileInfo().completeBaseName();
+        m_mostAtOnce = std::max(m_mostAtOnce, ++m_atOnce);
+        m_changed.notify_all();
+        using namespace std::chrono_literals;
+        while (m_isHeld && !context.isCancelled())
+            m_changed.wait_for(lock, 1ms);
+        --m_atOnce;
+        if (context.isCancelled())
+            return {};
+        return {QImage(wanted, QImage::Format_RGB32)};
+    }
+
+    RKDrawable drawable(const RKMediaDescriptor&, const QSize&, const RKImageOption&) const override
+    {
+        return {};
+    }
+
+    QSize unrotatedSize(const RKMediaDescriptor&) const override
+    {
+        return {1000, 1000};
+    }
+
+    void hold()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isHeld = true;
+    }
+
+    void release()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isHeld = false;
+        m_changed.notify_all();
+    }
+
+    /// Waits until so many loads have begun since the start.
+    void waitFor(qsizetype begun)
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [&] { return m_names.size() >= begun; });
+    }
+
+    QStringList names() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_names;
+    }
+
+    int mostAtOnce() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_mostAtOnce;
+    }
+
+    RKMediaFormatList writableMediaFormats() const override
+    {
+        return {};
+    }
+
+    RKMediaFormatList supportedMediaFormats() const override
+    {
+        return {};
+    }
+
+    bool supportsMediaFormat(const RKMediaFormat&) const override
+    {
+        return true;
+    }
+
+    QDateTime recordingDate(const RKMediaDescriptor&) const override
+    {
+        return {};
+    }
+
+    bool save(QBuffer*, const RKMediaFormat&, const RKDrawable&) const override
+    {
+        return false;
+    }
+
+    bool save(const RKMediaDescriptor&, const RKDrawable&) const override
+    {
+        return false;
+    }
+
+    bool save(QBuffer*, const RKMediaFormat&, const RKDrawable&, const RKMetaData&) const override
+    {
+        return false;
+    }
+
+    bool save(const RKMediaDescriptor&, const RKDrawable&, const RKMetaData&) const override
+    {
+        return false;
+    }
+
+    bool save(const RKMediaDescriptor&, const RKMetaData&) const override
+    {
+        return false;
+    }
+
+    void invalidateMetaData(const RKMediaDescriptor&) const override
+    {
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    bool m_isHeld = false;
+    mutable QStringList m_names;
+    mutable int m_atOnce = 0;
+    mutable int m_mostAtOnce = 0;
+};
+
+RKMediaDescriptor medium(const QString& name)
+{
+    return {QFileInfo(u"/nowhere/%1.jpg"_s.arg(name))};
+}
+
+QList<RKMediaDescriptor> media(const QStringList& names)
+{
+    QList<RKMediaDescriptor> list;
+    for (const QString& name : names)
+        list << medium(name);
+    return list;
+}
+
+/// Waits for the end. Results are asked for, since the thread sanitizer sees only then that they
+/// were made before.
+void finish(QFuture<RKLoadResult>& future)
+{
+    future.waitForFinished();
+    for (int i = 0; i < future.resultCount(); ++i)
+        future.resultAt(i);
+}
+
+bool hasPicture(const QFuture<RKLoadResult>& future)
+{
+    return !future.isCanceled() && future.resultCount() == 1
+        && future.result().drawable().size() == kSize && !future.result().error().isError();
+}
+
+} // namespace
+
+class RKAsyncLoaderTest : public RKQuietTest
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void newestAndVisibleComeFirst()
+    {
+        TestLoader loader;
+        loader.hold();
+        RKAsyncLoader async(&loader);
+        async.setThreadCount(1);
+        async.load(medium(u"first"_s), kSize);
+        loader.waitFor(1);
+        QList<QFuture<RKLoadResult>> futures;
+        const auto request = [&](const QString& name, RKLoadPriority priority) {
+            futures << async.load(medium(name), kSize, RKImageOption(), priority);
+        };
+        request(u"background"_s, RKLoadPriority::Background);
+        request(u"scrolledAway"_s, RKLoadPriority::Visible);
+        request(u"seen2"_s, RKLoadPriority::Background);
+        request(u"seen1"_s, RKLoadPriority::Nearby);
+        request(u"raised"_s, RKLoadPriority::Background);
+        futures << async.thumbnails(media({u"near1"_s, u"near2"_s}), kSize);
+        async.setVisible(media({u"seen1"_s, u"seen2"_s}));
+        async.setPriority(medium(u"raised"_s), RKLoadPriority::Nearby);
+        request(u"newest"_s, RKLoadPriority::Visible);
+        // Asked for once more, and so as new as the newest.
+        request(u"background"_s, RKLoadPriority::Background);
+        loader.release();
+        for (auto& future : futures)
+            finish(future);
+        QCOMPARE(loader.names().join(u' '),
+            u"first newest seen1 seen2 raised near1 near2 scrolledAway background"_s);
+    }
+
+    void equalRequestsAreLoadedOnce()
+    {
+        TestLoader loader;
+        loader.hold();
+        RKAsyncLoader async(&loader);
+        async.setThreadCount(1);
+        auto running = async.load(medium(u"a"_s), kSize);
+        loader.waitFor(1);
+        auto joined = async.load(medium(u"a"_s), kSize);
+        auto waiting = async.load(medium(u"b"_s), kSize);
+        auto joinedWaiting = async.load(medium(u"b"_s), kSize);
+        auto otherSize = async.load(medium(u"b"_s), {9, 9});
+        auto full = async.load(medium(u"b"_s), {-1, 7});
+        running.cancel();
+        waiting.cancel();
+        loader.release();
+        for (auto* future : {&running, &joined, &waiting, &joinedWaiting, &otherSize, &full})
+            finish(*future);
+        QVERIFY(hasPicture(joined) && hasPicture(joinedWaiting));
+        QVERIFY(running.isCanceled() && waiting.isCanceled());
+        QCOMPARE(loader.names().count(u"a"_s), 1);
+        QCOMPARE(loader.names().count(u"b"_s), 3);
+        QCOMPARE(joined.result().descriptor(), medium(u"a"_s));
+        QCOMPARE(otherSize.result().wantedSize(), QSize(9, 9));
+        QVERIFY(!full.result().wantedSize().isValid());
+    }
+
+    void cancellingStopsTheLoad()
+    {
+        TestLoader loader;
+        loader.hold();
+        RKAsyncLoader async(&loader);
+        async.setThreadCount(1);
+        auto cancelled = async.load(medium(u"a"_s), kSize);
+        loader.waitFor(1);
+        auto waiting = async.load(medium(u"b"_s), kSize);
+        waiting.cancel();
+        cancelled.cancel();
+        finish(cancelled);
+        finish(waiting);
+        QCOMPARE(cancelled.resultCount(), 0);
+        loader.release();
+        auto again = async.load(medium(u"a"_s), kSize);
+        finish(again);
+        QVERIFY(hasPicture(again));
+        QCOMPARE(loader.names().join(u' '), u"a a"_s);
+    }
+
+    void whoAsksAfterAChangeGetsTheNewFile()
+    {
+        const QTemporaryDir folder;
+        const RKMediaDescriptor file{QFileInfo(folder.filePath(u"a.jpg"_s))};
+        TestLoader loader;
+        loader.hold();
+        RKAsyncLoader async(&loader);
+        auto before = async.load(file, kSize);
+        loader.waitFor(1);
+        QFile changed(file.absoluteFilePath());
+        QVERIFY(changed.open(QIODevice::WriteOnly) && changed.write("x") == 1);
+        changed.close();
+        auto after = async.load(file, kSize);
+        loader.release();
+        finish(before);
+        finish(after);
+        QVERIFY(hasPicture(before) && hasPicture(after));
+        QCOMPARE(loader.names().size(), 2);
+    }
+
+    void thumbnailsComeOneByOne()
+    {
+        TestLoader loader;
+        RKAsyncLoader async(&loader);
+        const QStringList names{u"a"_s, u"b"_s, u"c"_s, u"a"_s};
+        auto future = async.thumbnails(media(names), kSize);
+        finish(future);
+        QCOMPARE(future.resultCount(), 4);
+        for (int i = 0; i < 4; ++i)
+            QCOMPARE(future.resultAt(i).descriptor(), medium(names[i]));
+        QCOMPARE(future.progressMaximum(), 4);
+        QCOMPARE(future.progressValue(), 4);
+        QVERIFY(async.thumbnails({}, kSize).isFinished());
+    }
+
+    void picturesInFlightAreBounded()
+    {
+        const QTemporaryDir folder;
+        TestLoader loader;
+        loader.hold();
+        RKAsyncLoader async(&loader);
+        async.setThreadCount(6);
+        // A picture of the loader takes 8 MB and a byte.
+        async.setMaxBytesInFlight(3 * 8'000'001);
+        QList<RKMediaDescriptor> files;
+        for (int i = 0; i < 12; ++i) {
+            QFile file(folder.filePath(u"%1.jpg"_s.arg(i)));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
+            files << RKMediaDescriptor{QFileInfo(file.fileName())};
+        }
+        auto future = async.thumbnails(files, kSize);
+        loader.waitFor(3);
+        QTest::qWait(20);
+        loader.release();
+        finish(future);
+        QCOMPARE(loader.mostAtOnce(), 3);
+        // A picture that is too large by itself is loaded all the same.
+        async.setMaxBytesInFlight(1);
+        auto large = async.load(files[0], kSize);
+        finish(large);
+        QVERIFY(hasPicture(large));
+    }
+
+    void thousandsOfRequestsHalfOfThemCancelled()
+    {
+        constexpr int kRequests = 5000;
+        TestLoader loader;
+        RKAsyncLoader async(&loader);
+        async.setThreadCount(4);
+        QList<QFuture<RKLoadResult>> futures;
+        for (int i = 0; i < kRequests; ++i) {
+            futures << async.load(medium(QString::number(i)), kSize);
+            if (i % 2 == 1)
+                futures[i / 2].cancel();
+        }
+        for (int i = 0; i < kRequests; ++i) {
+            finish(futures[i]);
+            QVERIFY2(
+                futures[i].isCanceled() || hasPicture(futures[i]), qPrintable(QString::number(i)));
+            QVERIFY(i < kRequests / 2 || hasPicture(futures[i]));
+        }
+        QVERIFY(loader.names().size() <= kRequests);
+    }
+
+    void destructionEndsAllFutures()
+    {
+        TestLoader loader;
+        loader.hold();
+        QList<QFuture<RKLoadResult>> futures;
+        QFuture<RKLoadResult> list;
+        QElapsedTimer clock;
+        {
+            RKAsyncLoader async(&loader);
+            for (int i = 0; i < 100; ++i)
+                futures << async.load(medium(QString::number(i)), kSize);
+            list = async.thumbnails(media({u"1"_s, u"x"_s}), kSize);
+            loader.waitFor(1);
+            clock.start();
+        }
+        QVERIFY(clock.elapsed() < RKTimeLimit::milliseconds(1000));
+        for (const auto& future : std::as_const(futures)) {
+            QVERIFY(future.isFinished() && future.isCanceled());
+            QCOMPARE(future.result().error().code(), RKMediaErrorCode::Cancelled);
+        }
+        QVERIFY(list.isFinished() && list.isCanceled());
+    }
+
+    void paintingWindowsDoNotWait()
+    {
+        class Window : public QRasterWindow
+        {
+        public:
+            explicit Window(RKAsyncLoader& async)
+                : m_async(async)
+            {
+            }
+
+            QFuture<RKLoadResult> future;
+            bool isPainted = false;
+
+        protected:
+            void paintEvent(QPaintEvent*) override
+            {
+                future = m_async.load(medium(u"a"_s), kSize);
+                isPainted = true;
+            }
+
+        private:
+            RKAsyncLoader& m_async;
+        };
+
+        // All threads of the host's pool wait for something, too.
+        std::mutex busy;
+        busy.lock();
+        QThreadPool* const pool = QThreadPool::globalInstance();
+        for (int i = 0; i < pool->maxThreadCount(); ++i)
+            pool->start([&busy] { const std::lock_guard lock(busy); });
+        TestLoader loader;
+        loader.hold();
+        RKAsyncLoader async(&loader);
+        Window window(async);
+        window.resize(50, 50);
+        window.show();
+        QTRY_VERIFY(window.isPainted);
+        QVERIFY(!window.future.isFinished());
+        loader.release();
+        finish(window.future);
+        QVERIFY(hasPicture(window.future));
+        busy.unlock();
+        pool->waitForDone();
+    }
+};
+
+QTEST_MAIN(RKAsyncLoaderTest)
+
+#include "RKAsyncLoaderTest.moc"
