@@ -1,11 +1,11 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "FileConversion.h"
+#include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "Thumbnail.h"
-#include "UprightFaces.h"
 
 #include <CLI/CLI.hpp>
 
@@ -75,8 +75,8 @@ RKMetaData adapted(
     const RKFacePositions faces = metaData.regionFacePositions();
     if (!faces.isEmpty()) {
         metaData.removeFaceRegions();
-        metaData.updateFaces(picture.size(),
-            isUpright ? UprightFaces::of(faces, metaData.imageOrientation()) : faces);
+        metaData.updateFaces(
+            picture.size(), isUpright ? faces.toUpright(metaData.imageOrientation()) : faces);
     }
     if (isUpright)
         metaData.setImageOrientation(ORIENTATION_TOP_LEFT);

@@ -5,7 +5,6 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
-#include "UprightFaces.h"
 #include "Writing.h"
 
 #include <QFile>
@@ -125,7 +124,7 @@ int drawFaces(const QString& file, const QString& target)
 
     // Faces are recorded on the stored picture; the decoded one is upright.
     const RKMetaData metaData = loader.copyMetaData(from);
-    UprightFaces::of(metaData.facePositions(), metaData.imageOrientation()).renderInto(&image);
+    metaData.facePositions().toUpright(metaData.imageOrientation()).renderInto(&image);
     return loader.save(to, image, &error) ? Output::AllDone : Output::fail(target, error);
 }
 

@@ -1,10 +1,10 @@
 #include "SheetEntry.h"
 
+#include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
-#include "UprightFaces.h"
 
 #include <QBuffer>
 #include <QFileInfo>
@@ -30,7 +30,7 @@ QList<SheetEntry::Face> facesOf(const RKMetaData& metaData)
 {
     QList<SheetEntry::Face> faces;
     const QList<RKFacePosition> positions
-        = UprightFaces::of(metaData.facePositions(), metaData.imageOrientation()).facePositions();
+        = metaData.facePositions().toUpright(metaData.imageOrientation()).facePositions();
     for (const RKFacePosition& face : positions)
         faces.append({face.rect(), face.name()});
     return faces;

@@ -45,7 +45,7 @@ public:
     /// The face in the host's catalogue; invalid where it comes from a file.
     RKFaceId faceId() const;
     /// Normalised. In the picture as stored for faces of RKMetaData, whose regions follow the
-    /// pixels of the file; rotated() turns it to what loaders show.
+    /// pixels of the file; RKFacePositions::toUpright() turns it to what loaders show.
     QRectF rect() const;
     /// What found the face; unknown for regions of other programs.
     RKFaceDetectionEngineType engine() const;

@@ -268,6 +268,26 @@ RKFacePositions RKFacePositions::rotated(const RKImageOrientation& orientation) 
     return result;
 }
 
+RKFacePositions RKFacePositions::toUpright(RKImageOrientation orientation) const
+{
+    // RKFacePosition::rotated() has these two the other way round.
+    switch (orientation) {
+    case ORIENTATION_LEFT_TOP: return rotated(ORIENTATION_RIGHT_BOTTOM);
+    case ORIENTATION_RIGHT_BOTTOM: return rotated(ORIENTATION_LEFT_TOP);
+    default: return rotated(orientation);
+    }
+}
+
+RKFacePositions RKFacePositions::toStored(RKImageOrientation orientation) const
+{
+    // All others are undone by themselves.
+    switch (orientation) {
+    case ORIENTATION_RIGHT_TOP: return toUpright(ORIENTATION_LEFT_BOTTOM);
+    case ORIENTATION_LEFT_BOTTOM: return toUpright(ORIENTATION_RIGHT_TOP);
+    default: return toUpright(orientation);
+    }
+}
+
 QSet<int> RKFacePositions::xmpRegionIndices() const
 {
     QSet<int> indices;

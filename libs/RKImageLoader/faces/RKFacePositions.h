@@ -97,6 +97,13 @@ public:
     /// Every position turned upright, see RKFacePosition::rotated().
     RKFacePositions rotated(const RKImageOrientation& orientation) const;
 
+    /// The faces of a stored picture as they lie in the upright one: what RKMetaData has, for a
+    /// picture from a loader. Like rotated(), but right also for the orientations 5 and 7.
+    RKFacePositions toUpright(RKImageOrientation orientation) const;
+    /// The faces of an upright picture as they lie in the stored one: for
+    /// RKMetaData::updateFaces().
+    RKFacePositions toStored(RKImageOrientation orientation) const;
+
     /// The indices of the positions that have a valid one.
     QSet<int> xmpRegionIndices() const;
     /// The first position with that index, or an invalid one.

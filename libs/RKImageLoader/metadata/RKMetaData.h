@@ -201,7 +201,7 @@ public:
 
     /// The faces of the XMP regions where they are a complete survey, else those that the camera
     /// has recorded. Rectangles are normalised and lie in the picture as stored: turn them with
-    /// RKFacePositions::rotated() to show them on an upright one.
+    /// RKFacePositions::toUpright() to show them on an upright one.
     RKFacePositions facePositions() const;
     /// The faces of the XMP regions.
     RKFacePositions regionFacePositions() const;

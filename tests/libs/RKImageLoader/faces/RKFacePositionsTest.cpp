@@ -1,5 +1,6 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 
+#include "RKImageLoader/drawables/RKImageRotator.h"
 #include "support/RKQuietTest.h"
 
 #include <limits>
@@ -55,6 +56,22 @@ private Q_SLOTS:
         list.add(RKFacePositions());
         QVERIFY(list.isSurveyComplete() && list.isEmpty() && list != RKFacePositions());
         QVERIFY(!listOf({RKFacePosition()}).isValid());
+    }
+
+    void facesFollowThePixels()
+    {
+        QImage stored(40, 20, QImage::Format_RGB32);
+        stored.fill(Qt::black);
+        stored.setPixelColor(6, 3, Qt::white);
+        const RKFacePositions faces(stored.size(), QRect(6, 3, 1, 1), faceDetectionEngineHP);
+        for (int i = 0; i <= 9; ++i) {
+            const auto orientation = RKImageOrientation(i);
+            const QImage upright = RKImageRotator::rotate(stored, orientation);
+            const RKFacePositions turned = faces.toUpright(orientation);
+            const QPoint face = turned.centers(upright.size()).value(0);
+            QCOMPARE(upright.pixelColor(face), QColor(Qt::white));
+            QCOMPARE(turned.toStored(orientation).centers(stored.size()).value(0), QPoint(6, 3));
+        }
     }
 
     void centresGuessARectangleInTheImage()
