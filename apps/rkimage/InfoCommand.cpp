@@ -1,6 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "ErrorName.h"
+#include "InputFiles.h"
 #include "MetaDataJson.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
@@ -11,18 +12,54 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
 
-enum class InfoStyle
+enum class Style
 {
     Text,
-    Json
+    /// One array of all files.
+    Json,
+    /// An object a line.
+    JsonLines,
+    /// A line a file, with the chosen values only.
+    Csv
 };
+
+struct InfoArguments
+{
+    InputFiles files;
+    bool isJson = false;
+    bool isJsonLines = false;
+    bool isCsv = false;
+    bool isAll = false;
+    Arguments::Texts fields;
+
+    Style style() const
+    {
+        if (isJson)
+            return Style::Json;
+        if (isJsonLines)
+            return Style::JsonLines;
+        return isCsv || !fields.empty() ? Style::Csv : Style::Text;
+    }
+};
+
+const QString kError = QStringLiteral("error");
+
+// What a table has when nobody says otherwise.
+const QStringList kUsualFields{QStringLiteral("file"),
+    QStringLiteral("format"),
+    QStringLiteral("size"),
+    QStringLiteral("recordingDate"),
+    QStringLiteral("adobeRating"),
+    QStringLiteral("keywords")};
 
 QString kindOf(const RKMediaFormat& format)
 {
@@ -90,12 +127,12 @@ QDateTime recordingDate(const RKMediaDescriptor& descriptor)
 }
 
 /// All that is known of a file; with the keys "error" and "reason" if it could not be read.
-QJsonObject describe(const QString& file, MetaDataJson::Extent extent)
+QJsonObject describe(const InputFile& file, MetaDataJson::Extent extent)
 {
-    const RKMediaDescriptor descriptor{QFileInfo(file)};
-    QJsonObject entry{{QStringLiteral("file"), file}};
+    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
+    QJsonObject entry{{QStringLiteral("file"), QString::fromLocal8Bit(file.name)}};
     const auto fail = [&entry](const RKMediaError& error) {
-        entry[QStringLiteral("error")] = error.text();
+        entry[kError] = error.text();
         entry[QStringLiteral("reason")] = ErrorName::of(error.code());
         return entry;
     };
@@ -178,42 +215,123 @@ void printAsText(const QJsonObject& entry)
     Output::print(lines.join(u'\n'));
 }
 
-int describeFiles(const QStringList& files, InfoStyle style, MetaDataJson::Extent extent)
+/// A value inside the object: "geoPosition.latitude" names that of an object in it.
+QJsonValue valueAt(const QJsonObject& entry, const QString& field)
 {
-    const QString errorKey = QStringLiteral("error");
-    int exitCode = Output::AllDone;
-    QJsonArray entries;
-    for (const QString& file : files) {
-        const QJsonObject entry = describe(file, extent);
-        if (entry.contains(errorKey)) {
-            Output::printFailure(file, entry[errorKey].toString());
-            exitCode = Output::SomeFailed;
-        } else if (style == InfoStyle::Text) {
-            printAsText(entry);
-        }
-        entries << entry;
+    QJsonValue value = entry;
+    const QStringList keys = field.split(u'.');
+    for (const QString& key : keys)
+        value = value.toObject().value(key);
+    return value;
+}
+
+/// As spreadsheets read it (RFC 4180).
+QString asCsv(const QString& text)
+{
+    static const QRegularExpression special(QStringLiteral("[,\"\r\n]"));
+    return text.contains(special)
+        ? QStringLiteral("\"%1\"").arg(QString(text).replace(u'"', QStringLiteral("\"\"")))
+        : text;
+}
+
+/// Prints the entries as they come.
+class InfoPrinter
+{
+public:
+    InfoPrinter(Style style, const QStringList& fields)
+        : m_style(style)
+        , m_fields(fields.isEmpty() ? kUsualFields : fields)
+    {
+        if (m_style == Style::Json)
+            Output::print(QStringLiteral("["));
+        if (m_style == Style::Csv)
+            printRow(m_fields);
     }
-    if (style == InfoStyle::Json)
-        Output::print(QJsonDocument(entries));
-    return exitCode;
+
+    void print(const QJsonObject& entry)
+    {
+        switch (m_style) {
+        case Style::Text:
+            if (!entry.contains(kError))
+                printAsText(entry);
+            break;
+        case Style::Json:
+            Output::print((m_isFirst ? QString() : QStringLiteral(","))
+                + QString::fromUtf8(QJsonDocument(entry).toJson()).trimmed());
+            break;
+        case Style::JsonLines: Output::printLine(entry); break;
+        case Style::Csv: {
+            QStringList row;
+            for (const QString& field : m_fields)
+                row << toText(valueAt(entry, field));
+            printRow(row);
+            break;
+        }
+        }
+        m_isFirst = false;
+    }
+
+    void finish() const
+    {
+        if (m_style == Style::Json)
+            Output::print(QStringLiteral("]"));
+    }
+
+private:
+    static void printRow(QStringList row)
+    {
+        std::transform(row.begin(), row.end(), row.begin(), asCsv);
+        Output::print(row.join(u','));
+    }
+
+    Style m_style;
+    QStringList m_fields;
+    bool m_isFirst = true;
+};
+
+int describeFiles(InfoArguments& arguments)
+{
+    const auto extent = arguments.isAll ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
+    InfoPrinter printer(arguments.style(), Arguments::toTexts(arguments.fields));
+    int failures = 0;
+    arguments.files.forEach([&](const InputFile& file) {
+        const QJsonObject entry = describe(file, extent);
+        if (entry.contains(kError)) {
+            ++failures;
+            Output::printFailure(QString::fromLocal8Bit(file.name), entry[kError].toString());
+        }
+        printer.print(entry);
+        return true;
+    });
+    printer.finish();
+    return failures + arguments.files.failures() == 0 ? Output::AllDone : Output::SomeFailed;
 }
 
 } // namespace
 
 void addInfoCommand(CLI::App& app, Command& command)
 {
+    const auto arguments = std::make_shared<InfoArguments>();
     CLI::App* info = app.add_subcommand("info", "Tell what is known of files");
-    const CLI::Option* json = info->add_flag("--json")->description("Print JSON");
-    const CLI::Option* all
-        = info->add_flag("--all")->description("Print every datum of the metadata too");
-    const auto files = std::make_shared<Arguments::Texts>();
-    info->add_option("FILES", *files, "The files")->required();
-    info->callback([&command, files, json, all] {
-        const auto style = json->count() > 0 ? InfoStyle::Json : InfoStyle::Text;
-        const auto extent
-            = all->count() > 0 ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
-        command.run = [files, style, extent]() {
-            return describeFiles(Arguments::toPaths(*files), style, extent);
-        };
-    });
+    arguments->files.addTo(*info);
+    CLI::Option* json = info->add_flag("--json", arguments->isJson, "Print JSON");
+    CLI::Option* lines
+        = info->add_flag("--jsonl", arguments->isJsonLines, "Print a line of JSON for each file");
+    CLI::Option* csv
+        = info->add_flag("--csv", arguments->isCsv, "Print a table with a line for each file");
+    info->add_flag("--all", arguments->isAll, "Print every datum of the metadata, too");
+    info->add_option("--fields",
+            arguments->fields,
+            "What the table has, by the names of --json: file,size,geoPosition.latitude")
+        ->type_name("NAME,...")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->excludes(json)
+        ->excludes(lines);
+    json->excludes(lines)->excludes(csv);
+    lines->excludes(csv);
+    info->footer("rkimage info photo.jpg\n"
+                 "rkimage info --recursive --csv --fields file,size,fields.Author album");
+    info->callback(
+        [arguments, &command] { command.run = [arguments] { return describeFiles(*arguments); }; });
 }

@@ -1,5 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "InputFiles.h"
+#include "MetaDataJson.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -10,6 +12,8 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
 
@@ -27,10 +31,25 @@ struct MetaDataChanges
         DryRun
     };
 
+    enum class FileTime
+    {
+        Now,
+        Keep
+    };
+
+    enum class Backup
+    {
+        No,
+        /// Beside the file, with a tilde after its name; an older one stays.
+        Keep
+    };
+
     std::optional<int> rating;
     std::optional<RKImageOrientation> orientation;
     std::optional<bool> rotateClockwise;
     std::optional<QDateTime> taken;
+    /// Added to the date that the file has.
+    std::optional<qint64> shiftSeconds;
     std::optional<RKGeoPosition> position;
     std::optional<QString> title;
     /// All keywords; those to remove and to add come after.
@@ -45,6 +64,8 @@ struct MetaDataChanges
     /// The path of a picture, "auto" for one of the file's own, or "none".
     std::optional<QString> thumbnail;
     Mode mode = Mode::Write;
+    FileTime fileTime = FileTime::Now;
+    Backup backup = Backup::No;
 };
 
 void writeText(RKMetaData& metaData, RKMetaDataFieldEnum field, const std::optional<QString>& text)
@@ -86,6 +107,20 @@ QString setThumbnail(
     return {};
 }
 
+QString shiftTaken(RKMetaData& metaData, qint64 seconds)
+{
+    const QDateTime taken = metaData.pictureTaken();
+    if (!taken.isValid())
+        return QStringLiteral("nothing says when the picture was taken");
+    // What clocks show is shifted, also across a change to or from summer time.
+    const QDateTime shown(taken.date(), taken.time(), Qt::UTC);
+    const QDateTime shifted = shown.addSecs(seconds);
+    metaData.setPictureTaken(taken.timeSpec() == Qt::LocalTime
+            ? QDateTime(shifted.date(), shifted.time())
+            : QDateTime(shifted.date(), shifted.time(), Qt::OffsetFromUTC, taken.offsetFromUtc()));
+    return {};
+}
+
 QString setProfile(RKMetaData& metaData, const QString& path)
 {
     QFile file(path);
@@ -116,54 +151,177 @@ QString apply(
     writeText(metaData, RKMetaDataFieldEnum::exifUserComment, changes.comment);
 
     QString failure;
-    if (changes.profile)
+    if (changes.shiftSeconds)
+        failure = shiftTaken(metaData, *changes.shiftSeconds);
+    if (failure.isEmpty() && changes.profile)
         failure = setProfile(metaData, *changes.profile);
     if (failure.isEmpty() && changes.thumbnail)
         failure = setThumbnail(metaData, descriptor, *changes.thumbnail);
     return failure;
 }
 
-/// The failure, or nothing when the file is changed.
-QString changeFile(const QString& file, const MetaDataChanges& changes)
+QString asText(const QJsonValue& value)
 {
-    const RKMediaDescriptor descriptor{QFileInfo(file)};
-    if (!descriptor.fileInfo().exists())
-        return RKMediaError(RKMediaErrorCode::Missing).text();
-    const RKImageLoader& loader = *RKImageLoader::instance();
-    RKMetaData metaData = loader.copyMetaData(descriptor);
-    const QString failure = apply(changes, descriptor, metaData);
-    if (!failure.isEmpty())
-        return failure;
-    if (changes.mode == MetaDataChanges::Mode::DryRun) {
-        Output::print(QStringLiteral("would change %1").arg(file));
-        return {};
+    if (value.isUndefined() || value.isNull())
+        return QStringLiteral("nothing");
+    const QJsonDocument document(QJsonArray{value});
+    const QString text = QString::fromUtf8(document.toJson(QJsonDocument::Compact));
+    return text.mid(1, text.size() - 2);
+}
+
+/// What would change, value by value.
+void printChanges(const QString& file, const RKMetaData& before, const RKMetaData& after)
+{
+    const auto valuesOf = [](const RKMetaData& metaData) {
+        QJsonObject values = MetaDataJson::fromMetaData(metaData, MetaDataJson::Extent::All);
+        values[QStringLiteral("orientation")] = int(metaData.imageOrientation());
+        return values;
+    };
+    const QJsonObject oldValues = valuesOf(before);
+    const QJsonObject newValues = valuesOf(after);
+    QStringList lines{file};
+    const auto compare
+        = [&lines](const QString& name, const QJsonValue& one, const QJsonValue& other) {
+              if (one != other)
+                  lines << QStringLiteral("  %1: %2 → %3").arg(name, asText(one), asText(other));
+          };
+    const QString all = QStringLiteral("allData");
+    QStringList keys = oldValues.keys() + newValues.keys();
+    keys.removeDuplicates();
+    keys.removeAll(all);
+    for (const QString& key : qAsConst(keys))
+        compare(key, oldValues[key], newValues[key]);
+    const QJsonObject oldData = oldValues[all].toObject();
+    const QJsonObject newData = newValues[all].toObject();
+    keys = oldData.keys() + newData.keys();
+    keys.removeDuplicates();
+    for (const QString& key : qAsConst(keys))
+        compare(key, oldData[key], newData[key]);
+    Output::print(lines.size() > 1 ? lines.join(u'\n') : file + QStringLiteral(": no change"));
+}
+
+/// Keeps a copy of a file while it is changed: for good if the change was made and a copy is
+/// wanted.
+class BackupFile
+{
+public:
+    explicit BackupFile(const QString& path)
+        : m_path(path)
+        , m_copy(path + u'~')
+    {
     }
+
+    /// The failure, or nothing if there is a copy, made now or before.
+    QString make()
+    {
+        if (QFile::exists(m_copy))
+            return {};
+        QFile file(m_path);
+        m_isOwn = file.copy(m_copy);
+        return m_isOwn ? QString()
+                       : QStringLiteral("no backup can be made: %1").arg(file.errorString());
+    }
+
+    void drop() const
+    {
+        if (m_isOwn)
+            QFile::remove(m_copy);
+    }
+
+private:
+    QString m_path;
+    QString m_copy;
+    bool m_isOwn = false;
+};
+
+QDateTime modified(const QString& path)
+{
+    return QFileInfo(path).lastModified();
+}
+
+void setModified(const QString& path, const QDateTime& time)
+{
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        file.setFileTime(time, QFileDevice::FileModificationTime);
+}
+
+/// The failure, or nothing when the file is as wanted.
+QString save(
+    const RKMediaDescriptor& descriptor, const RKMetaData& metaData, const MetaDataChanges& changes)
+{
+    const QString path = descriptor.absoluteFilePath();
+    BackupFile backup(path);
+    if (changes.backup == MetaDataChanges::Backup::Keep) {
+        const QString failure = backup.make();
+        if (!failure.isEmpty())
+            return failure;
+    }
+    const QDateTime before = modified(path);
     RKMediaError error;
-    loader.save(descriptor, metaData, &error);
+    const bool isSaved = RKImageLoader::instance()->save(descriptor, metaData, &error);
+    // A file that is as wanted is not written.
+    const bool isWritten = modified(path) != before;
+    if (!isSaved || !isWritten)
+        backup.drop();
+    if (isWritten && changes.fileTime == MetaDataChanges::FileTime::Keep)
+        setModified(path, before);
     return error.text();
 }
 
-int changeFiles(const QStringList& files, const MetaDataChanges& changes)
+/// The failure, or nothing when the file is changed.
+QString changeFile(const InputFile& file, const MetaDataChanges& changes)
 {
-    int exitCode = Output::AllDone;
-    for (const QString& file : files) {
+    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
+    if (!descriptor.fileInfo().exists())
+        return RKMediaError(RKMediaErrorCode::Missing).text();
+    const RKMetaData before = RKImageLoader::instance()->copyMetaData(descriptor);
+    RKMetaData metaData = before;
+    const QString failure = apply(changes, descriptor, metaData);
+    if (!failure.isEmpty())
+        return failure;
+    if (changes.mode == MetaDataChanges::Mode::Write)
+        return save(descriptor, metaData, changes);
+    printChanges(QString::fromLocal8Bit(file.name), before, metaData);
+    return {};
+}
+
+int changeFiles(InputFiles& files, const MetaDataChanges& changes)
+{
+    int failures = 0;
+    files.forEach([&](const InputFile& file) {
         const QString failure = changeFile(file, changes);
         if (!failure.isEmpty()) {
-            Output::printFailure(file, failure);
-            exitCode = Output::SomeFailed;
+            Output::printFailure(QString::fromLocal8Bit(file.name), failure);
+            ++failures;
         }
-    }
-    return exitCode;
+        return true;
+    });
+    return failures + files.failures() == 0 ? Output::AllDone : Output::SomeFailed;
+}
+
+/// Seconds, of "+1:30:00", "-0:00:20" or "+2:00".
+std::optional<qint64> parseShift(const std::string& text)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("^([+-])(\\d{1,6}):([0-5]?\\d)(?::([0-5]?\\d))?$"));
+    const QRegularExpressionMatch match = pattern.match(QString::fromStdString(text));
+    if (!match.hasMatch())
+        return {};
+    const qint64 seconds = match.captured(2).toLongLong() * 3600 + match.captured(3).toInt() * 60
+        + match.captured(4).toInt();
+    return match.captured(1) == QLatin1String("-") ? -seconds : seconds;
 }
 
 /// The arguments of `rkimage set` as they come; CLI11 fills them while it parses.
 struct SetArguments
 {
-    Arguments::Texts files;
+    InputFiles files;
     std::optional<int> rating;
     std::optional<int> orientation;
     Arguments::Text rotate;
     Arguments::Text taken;
+    Arguments::Text shift;
     Arguments::Text position;
     Arguments::Text title;
     Arguments::Text keywords;
@@ -176,6 +334,16 @@ struct SetArguments
     Arguments::Text profile;
     Arguments::Text thumbnail;
     bool dryRun = false;
+    bool keepsTime = false;
+    bool hasBackup = false;
+
+    /// Whether any change is named.
+    bool isChange() const
+    {
+        return rating || orientation || rotate || taken || shift || position || title || keywords
+            || !keywordList.empty() || !addedKeywords.empty() || !removedKeywords.empty() || author
+            || copyright || comment || profile || thumbnail;
+    }
 
     MetaDataChanges changes() const
     {
@@ -187,6 +355,8 @@ struct SetArguments
             changes.rotateClockwise = *rotate == "cw";
         if (taken)
             changes.taken = Arguments::parseDateTime(*taken);
+        if (shift)
+            changes.shiftSeconds = parseShift(*shift);
         if (position)
             changes.position = Arguments::parsePosition(*position);
         changes.title = Arguments::toText(title);
@@ -204,6 +374,10 @@ struct SetArguments
         if (thumbnail)
             changes.thumbnail = Arguments::toPath(*thumbnail);
         changes.mode = dryRun ? MetaDataChanges::Mode::DryRun : MetaDataChanges::Mode::Write;
+        if (keepsTime)
+            changes.fileTime = MetaDataChanges::FileTime::Keep;
+        if (hasBackup)
+            changes.backup = MetaDataChanges::Backup::Keep;
         return changes;
     }
 };
@@ -220,7 +394,7 @@ void addSetCommand(CLI::App& app, Command& command)
     const auto arguments = std::make_shared<SetArguments>();
     CLI::App* set
         = app.add_subcommand("set", "Change the metadata of files; their pixels stay as they are");
-    set->add_option("FILES", arguments->files, "The files")->required();
+    arguments->files.addTo(*set);
     set->add_option("--rating", arguments->rating, "Stars, 0 to 5")
         ->type_name("N")
         ->check(CLI::Range(0, 5));
@@ -230,10 +404,15 @@ void addSetCommand(CLI::App& app, Command& command)
     set->add_option("--rotate", arguments->rotate, "Turn by 90 degrees: cw or ccw")
         ->type_name("cw|ccw")
         ->check(Arguments::checked(isTurn, "cw or ccw"));
-    set->add_option("--taken", arguments->taken, "When the picture was taken, ISO 8601")
-        ->type_name("DATE")
-        ->check(
-            Arguments::checked(Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
+    CLI::Option* taken
+        = set->add_option("--taken", arguments->taken, "When the picture was taken, ISO 8601")
+              ->type_name("DATE")
+              ->check(Arguments::checked(
+                  Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
+    set->add_option("--shift-taken", arguments->shift, "Move that date: +H:M:S or -H:M:S")
+        ->type_name("+H:M:S")
+        ->check(Arguments::checked(parseShift, "a shift looks like +1:30:00"))
+        ->excludes(taken);
     set->add_option("--gps", arguments->position, "Where, in degrees: LAT,LON")
         ->type_name("LAT,LON")
         ->check(
@@ -261,10 +440,17 @@ void addSetCommand(CLI::App& app, Command& command)
            arguments->thumbnail,
            "Thumbnail to embed: a picture, auto for one of the file itself, or none")
         ->type_name("FILE|auto|none");
-    set->add_flag("--dry-run", arguments->dryRun, "Write nothing");
+    set->add_flag("--dry-run", arguments->dryRun, "Write nothing; show what would change");
+    set->add_flag(
+        "--preserve-mtime", arguments->keepsTime, "Keep the time of the file's last change");
+    set->add_flag("--backup",
+        arguments->hasBackup,
+        "Keep the file as it was beside it, with ~ after its name; an older one stays");
+    set->footer("rkimage set --rating 4 --add-keyword Paris photo.jpg\n"
+                "rkimage set --recursive --shift-taken +1:00:00 --preserve-mtime holiday");
     set->callback([arguments, &command] {
-        command.run = [arguments]() {
-            return changeFiles(Arguments::toPaths(arguments->files), arguments->changes());
-        };
+        if (!arguments->isChange())
+            throw CLI::ValidationError("set", "no change is named");
+        command.run = [arguments] { return changeFiles(arguments->files, arguments->changes()); };
     });
 }

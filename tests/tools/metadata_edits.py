@@ -122,7 +122,7 @@ def edits(folder, profile, wanted=None):
     at_once = [edit for edit in made.values() if edit.arguments[0] != "faces"]
     join = lambda field: [value for edit in at_once for value in getattr(edit, field)]
     made.update({
-        "nothing": Edit([], [], []),
+        "nothing": Edit(["--remove-keyword", "no such keyword"], [], []),
         "rotate": made["orientation"]._replace(arguments=["--rotate", "cw"], wanted=[]),
         "thumbnail": made["thumbnail-file"]._replace(arguments=["--thumbnail", "auto"]),
         "thumbnail-none": made["thumbnail-file"]._replace(arguments=["--thumbnail", "none"], absent=True),

@@ -221,6 +221,35 @@ private Q_SLOTS:
         QCOMPARE(entry[u"adobeRating"].toInt(), 1);
     }
 
+    void setShiftsDatesAndKeepsWhatWasThere()
+    {
+        QVERIFY(QDir().mkpath(u"trip"_s) && QFile::copy(u"ä.jpg"_s, u"trip/one.jpg"_s));
+        const QString file = u"trip/one.jpg"_s;
+        QCOMPARE(exitCodeOf("set trip/one.jpg"), 2);
+        // Nothing to shift.
+        QCOMPARE(exitCodeOf("set -r trip --shift-taken +1:00 --backup"), 1);
+        QVERIFY(!QFile::exists(file + u'~'));
+
+        QCOMPARE(exitCodeOf("set -r trip --taken 2021-12-31T23:30:00+05:30"), 0);
+        const QByteArray before = read(file);
+        const QDateTime time = QFileInfo(file).lastModified();
+        const Run dry = runTool(u"set -r trip --shift-taken +1:00 --dry-run"_s);
+        QVERIFY(dry.output.contains("2021-12-31T23:30:00+05:30\" → \"2022-01-01T00:30:00+05:30"));
+        QCOMPARE(read(file), before);
+        QCOMPARE(exitCodeOf("set -r trip --shift-taken +1:00 --backup --preserve-mtime"), 0);
+        QCOMPARE(read(file + u'~'), before);
+        QCOMPARE(QFileInfo(file).lastModified(), time);
+        const Run table = runTool(u"info -r trip --ext jpg --fields file,pictureTaken,size"_s);
+        QCOMPARE(table.output,
+            QByteArray("file,pictureTaken,size\ntrip/one.jpg,2022-01-01T00:30:00+05:30,400 300\n"));
+        // The first backup stays, and a change that changes nothing has none.
+        QCOMPARE(exitCodeOf("set -r trip --rating 3 --backup"), 0);
+        QCOMPARE(read(file + u'~'), before);
+        QVERIFY(QFile::remove(file + u'~'));
+        QCOMPARE(exitCodeOf("set -r trip --rating 3 --backup"), 0);
+        QVERIFY(!QFile::exists(file + u'~'));
+    }
+
     void facesAreMergedListedDrawnAndRemoved()
     {
         write(
