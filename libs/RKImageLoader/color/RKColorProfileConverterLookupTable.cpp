@@ -40,6 +40,41 @@ quint32* emptyTable()
 /// As many pixels as are looked up before those that were not found are converted together.
 constexpr int kBatch = 1024;
 
+/// Numbers the different colours of a batch.
+class Numbering
+{
+public:
+    explicit Numbering(std::vector<quint32>& colors)
+        : m_colors(colors)
+    {
+        m_colors.clear();
+        m_places.fill(kFree);
+    }
+
+    /// The index of a colour, which is appended if it is a new one.
+    quint16 indexOf(quint32 color)
+    {
+        // Multiplicative hashing (Knuth, The Art of Computer Programming, 6.4).
+        size_t place = (color * 0x9e3779b1U) >> (32 - kBits);
+        while (m_places[place] != kFree && m_colors[m_places[place]] != color)
+            place = (place + 1) % kPlaces;
+        if (m_places[place] == kFree) {
+            m_places[place] = quint16(m_colors.size());
+            m_colors.push_back(color);
+        }
+        return m_places[place];
+    }
+
+private:
+    static constexpr int kBits = 11;
+    static constexpr size_t kPlaces = 1U << kBits;
+    static_assert(kPlaces > kBatch);
+    static constexpr quint16 kFree = 0xffff;
+
+    std::vector<quint32>& m_colors;
+    std::array<quint16, kPlaces> m_places;
+};
+
 /// Entries are read and written by several threads at once. Whoever finds one empty computes the
 /// same colour, and no order is needed between them.
 std::atomic_ref<quint32> entry(quint32* colors, QRgb pixel)
@@ -105,22 +140,18 @@ void RKColorProfileConverterLookupTable::convertPixels(
     if (unknownCount == 0)
         return;
 
-    std::vector<quint32>& colors = batch.colors;
-    colors.clear();
+    Numbering numbering(batch.colors);
+    std::array<quint16, kBatch> indices;
     for (size_t i = 0; i < unknownCount; ++i)
-        colors.push_back(target[unknown[i]] & kColorMask);
-    std::sort(colors.begin(), colors.end());
-    colors.erase(std::unique(colors.begin(), colors.end()), colors.end());
+        indices[i] = numbering.indexOf(target[unknown[i]] & kColorMask);
     convertColors(batch);
-    for (size_t i = 0; i < colors.size(); ++i) {
-        entry(m_colors.get(), colors[i])
+    for (size_t i = 0; i < batch.colors.size(); ++i) {
+        entry(m_colors.get(), batch.colors[i])
             .store(batch.results[i] ^ kUnknown, std::memory_order_relaxed);
     }
     for (size_t i = 0; i < unknownCount; ++i) {
         QRgb& pixel = target[unknown[i]];
-        const auto color = std::lower_bound(colors.begin(), colors.end(), pixel & kColorMask);
-        const auto index = size_t(color - colors.begin());
-        pixel = (pixel & kAlphaMask) | batch.results[index];
+        pixel = (pixel & kAlphaMask) | batch.results[indices[i]];
     }
 }
 
