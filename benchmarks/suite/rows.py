@@ -62,9 +62,9 @@ def small(name, title, file, codec=None, profile=False, goals=(AHEAD, NEAR_CODEC
                Inside("picture", codec or "-", (file,), SMALL), goals, **more)
 
 
-def full(name, title, file, profile, goals):
-    return Row(name, title, (file,), lambda programs: programs.convert(file, None, profile, "jpeg"),
-               Inside("picture", "jpeg", (file,)), goals)
+def full(name, title, file, profile, goals, codec="jpeg"):
+    return Row(name, title, (file,), lambda programs: programs.convert(file, None, profile, codec),
+               Inside("picture", codec, (file,)), goals)
 
 
 def names(folder, count):
@@ -109,6 +109,10 @@ ROWS = [
          (Goal(1.2, "vips"), Goal(1.5, "codec"))),
     small("png", "24 MP PNG → 800×600", "photo.png", "png",
           goals=(Goal(1.0, "plain Qt"), AHEAD, NEAR_CODEC)),
+    small("png-adobe", "24 MP PNG, Adobe RGB → 800×600", "adobe.png", "png", True,
+          goals=(Goal(1.0, "plain Qt"), AHEAD, NEAR_CODEC)),
+    full("png-full", "24 MP PNG, full size", "photo.png", False,
+         (Goal(1.2, "vips"), Goal(1.5, "codec")), "png"),
     small("tiff", "24 MP TIFF → 800×600", "photo.tif", goals=(AHEAD,)),
     small("webp", "24 MP WEBP → 800×600", "photo.webp", "webp",
           goals=(Goal(1.0, "vips"), AHEAD, NEAR_CODEC)),

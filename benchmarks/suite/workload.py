@@ -142,6 +142,7 @@ RECIPES = {
     "adobe.jpg": picture(24, *CAMERA, *ADOBE, *TURNED),
     "plain.jpg": picture(24, *CAMERA),
     "photo.png": picture(24),
+    "adobe.png": picture(24, *ADOBE),
     "photo.tif": picture(24),
     "photo.webp": picture(24, "--quality", "90"),
     "photo.jp2": jpeg2000,
