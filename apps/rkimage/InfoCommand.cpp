@@ -301,6 +301,8 @@ int describeFiles(InfoArguments& arguments)
             Output::printFailure(QString::fromLocal8Bit(file.name), entry[kError].toString());
         }
         printer.print(entry);
+        // Nobody asks for a file again, and thousands would fill the memory.
+        RKImageLoader::instance()->clearMetaDataCache();
         return true;
     });
     printer.finish();
