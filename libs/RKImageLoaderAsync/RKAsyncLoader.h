@@ -78,13 +78,14 @@ public:
     void cancelAll();
 
     /// As many as the machine has processors, four at most, unless set: decoders of videos and of
-    /// HEIC use several threads by themselves. At least one; a lower number takes effect when
-    /// pictures are done.
+    /// HEIC use several threads by themselves.
     int threadCount() const;
+    /// At least one. A lower number takes effect when the pictures in work are done.
     void setThreadCount(int count);
 
     /// 1 GiB unless set, ten raw pictures of 24 megapixels less margins.
     qint64 maxBytesInFlight() const;
+    /// For what is started from now on.
     void setMaxBytesInFlight(qint64 bytes);
 
 private:

@@ -15,6 +15,7 @@ class RKIMAGELOADERASYNC_EXPORT RKLoadResult
 public:
     /// Of no request.
     RKLoadResult() = default;
+    /// What a loader answered to a request; for tests and stand-ins of hosts.
     RKLoadResult(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option,
@@ -31,6 +32,7 @@ public:
     RKMediaDescriptor descriptor() const;
     /// In pixels; a side is negative if the full size was asked for.
     QSize wantedSize() const;
+    /// The option of the request.
     RKImageOption option() const;
 
 private:
