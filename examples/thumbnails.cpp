@@ -1,6 +1,5 @@
 // Loads thumbnails of a folder in the background, as a window would while it stays alive.
 // Usage: thumbnails FOLDER [MILLISECONDS]    gives up after that time
-#include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoaderAsync/RKAsyncLoader.h"
