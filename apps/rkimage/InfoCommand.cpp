@@ -303,7 +303,6 @@ int describeFiles(InfoArguments& arguments)
         printer.print(entry);
         // Nobody asks for a file again, and thousands would fill the memory.
         RKImageLoader::instance()->clearMetaDataCache();
-        return true;
     });
     printer.finish();
     return failures + arguments.files.failures() == 0 ? Output::AllDone : Output::SomeFailed;

@@ -1,5 +1,6 @@
 #include "InputFiles.h"
 
+#include "Interruption.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
@@ -46,8 +47,13 @@ bool InputFiles::isRecursive() const
     return m_isRecursive;
 }
 
-void InputFiles::forEach(const Visit& visit)
+void InputFiles::forEach(const std::function<void(const InputFile& file)>& work)
 {
+    const Visit visit = [&work](const InputFile& file) {
+        if (!Interruption::isRequested())
+            work(file);
+        return !Interruption::isRequested();
+    };
     for (const std::string& argument : m_arguments) {
         std::error_code error;
         if (!fs::is_directory(argument, error)) {
@@ -64,10 +70,7 @@ void InputFiles::forEach(const Visit& visit)
 std::vector<InputFile> InputFiles::all()
 {
     std::vector<InputFile> files;
-    forEach([&files](const InputFile& file) {
-        files.push_back(file);
-        return true;
-    });
+    forEach([&files](const InputFile& file) { files.push_back(file); });
     return files;
 }
 

@@ -36,9 +36,9 @@ public:
 
     bool isRecursive() const;
 
-    /// Calls back for each file until it returns false. A folder that isn't wanted or can't be read
+    /// Calls back for each file, until an interruption. A folder that isn't wanted or can't be read
     /// is reported and counts as a failure.
-    void forEach(const std::function<bool(const InputFile& file)>& visit);
+    void forEach(const std::function<void(const InputFile& file)>& work);
 
     /// All of them at once.
     std::vector<InputFile> all();
@@ -47,6 +47,7 @@ public:
     int failures() const;
 
 private:
+    /// False if there is to be no other file.
     using Visit = std::function<bool(const InputFile& file)>;
     /// Device and number, which tell a folder from all others however it was reached.
     using FolderId = std::pair<quint64, quint64>;

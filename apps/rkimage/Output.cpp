@@ -19,6 +19,11 @@ void Output::printLine(const QJsonObject& json)
     QTextStream(stdout) << QJsonDocument(json).toJson(QJsonDocument::Compact) << Qt::endl;
 }
 
+bool Output::isWritten()
+{
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
 void Output::printFailure(const QString& file, const QString& failure)
 {
     QTextStream(stderr) << "rkimage: " << file << ": " << failure << Qt::endl;

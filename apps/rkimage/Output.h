@@ -22,6 +22,9 @@ void print(const QJsonDocument& json);
 /// On one line, for programs that read results as they come.
 void printLine(const QJsonObject& json);
 
+/// Whether all that was printed has got through to where it goes.
+bool isWritten();
+
 /// One line on the error stream: the file, and why it failed.
 void printFailure(const QString& file, const QString& failure);
 /// The same, and the exit code for it.

@@ -295,7 +295,6 @@ int changeFiles(InputFiles& files, const MetaDataChanges& changes)
             Output::printFailure(QString::fromLocal8Bit(file.name), failure);
             ++failures;
         }
-        return true;
     });
     return failures + files.failures() == 0 ? Output::AllDone : Output::SomeFailed;
 }

@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "ContactSheet.h"
 #include "InputFiles.h"
+#include "Interruption.h"
 #include "Output.h"
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
@@ -105,6 +106,8 @@ int makeSheet(SheetArguments& arguments)
         progress.step();
     });
     progress.hide();
+    if (Interruption::isRequested())
+        return Output::SomeFailed;
 
     int failures = arguments.files.failures();
     for (const SheetEntry& entry : qAsConst(entries)) {

@@ -108,6 +108,7 @@ int makeThumbnails(ThumbArguments& arguments)
 
     // Guards what follows, and the error stream.
     std::mutex mutex;
+    int made = 0;
     int failures = arguments.files.failures();
     ProgressBar progress(qint64(jobs.size()));
     runInParallel(jobs.size(), arguments.jobs, [&](size_t i) {
@@ -117,13 +118,14 @@ int makeThumbnails(ThumbArguments& arguments)
             ++failures;
             progress.hide();
             Output::fail(QString::fromLocal8Bit(jobs[i].source.name), error);
+        } else {
+            ++made;
         }
         progress.step();
     });
     progress.hide();
 
-    Output::print(
-        QStringLiteral("%1 thumbnails, %2 failed").arg(int(jobs.size()) - failures).arg(failures));
+    Output::print(QStringLiteral("%1 thumbnails, %2 failed").arg(made).arg(failures));
     return failures == 0 ? Output::AllDone : Output::SomeFailed;
 }
 

@@ -1,5 +1,7 @@
 #include "Arguments.h"
 #include "CommandLine.h"
+#include "Interruption.h"
+#include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
@@ -62,5 +64,12 @@ int main(int argc, char** argv)
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
     RKImageLoaderInitializer::installTranslation(QLocale::English);
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
-    return command.run();
+    Interruption::install();
+    const int exitCode = command.run();
+    if (Interruption::isRequested())
+        return Interruption::kExitCode;
+    if (Output::isWritten())
+        return exitCode;
+    Output::printFailure(QStringLiteral("standard output"), QStringLiteral("can't be written"));
+    return Output::SomeFailed;
 }

@@ -78,7 +78,8 @@ void writeExitStatus(std::ostream& out)
     out << ".SH EXIT STATUS\n"
            ".TP\n0\nAll was done.\n"
            ".TP\n1\nAt least one file failed; the others are done.\n"
-           ".TP\n2\nWrong usage; nothing was done.\n";
+           ".TP\n2\nWrong usage; nothing was done.\n"
+           ".TP\n130\nInterrupted: the file at hand was finished, the others were not begun.\n";
 }
 
 void writeExamples(std::ostream& out, const CLI::App& app)

@@ -394,6 +394,15 @@ private Q_SLOTS:
         QVERIFY(runTool(u"check archive/good.png --jsonl"_s).output.contains("\"none\""));
     }
 
+    void outputThatIsLostIsAFailure()
+    {
+        QProcess tool;
+        tool.setStandardOutputFile(u"/dev/full"_s);
+        tool.start(QLatin1String(RK_TOOL), {u"formats"_s});
+        QVERIFY(tool.waitForFinished(60000));
+        QCOMPARE(tool.exitCode(), 1);
+    }
+
     void wrongUsageIsToldApart()
     {
         for (const char* wrong : {"",
