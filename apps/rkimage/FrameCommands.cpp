@@ -8,6 +8,7 @@
 #include "Writing.h"
 
 #include <QDir>
+#include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
 
@@ -19,12 +20,36 @@
 
 namespace {
 
-/// Which frame of a video, by its number or its time; by neither the default one.
+/// Which frame of a video: by its number, its time, or its place in parts of the length; by none of
+/// these the default one.
 struct FrameChoice
 {
     std::optional<int> frame;
     std::optional<qint64> ms;
+    std::optional<double> part;
 };
+
+/// A frame's number as in "250", its time as in "0:10.5" or "1:02:03.250", its place as in "50%".
+std::optional<FrameChoice> parseChoice(const std::string& text)
+{
+    static const QRegularExpression pattern(QStringLiteral(
+        "^(?:(?<frame>\\d{1,9})|(?:(?<h>\\d{1,4}):)?(?<m>\\d{1,4}):(?<s>[0-5]?\\d)(?<ms>\\.\\d{1,3})?"
+        "|(?<percent>\\d{1,3}(?:\\.\\d+)?)%)$"));
+    const QRegularExpressionMatch match = pattern.match(QString::fromStdString(text));
+    const auto number
+        = [&match](const char* name) { return match.captured(QLatin1String(name)).toDouble(); };
+    FrameChoice choice;
+    if (!match.hasMatch() || number("percent") > 100)
+        return {};
+    if (!match.captured(QStringLiteral("frame")).isEmpty())
+        choice.frame = int(number("frame"));
+    else if (!match.captured(QStringLiteral("percent")).isEmpty())
+        choice.part = number("percent") / 100;
+    else
+        choice.ms
+            = qRound64(1000 * (3600 * number("h") + 60 * number("m") + number("s") + number("ms")));
+    return choice;
+}
 
 /// Which frames of a video, and what to make of them; an empty name stands for nothing.
 struct FramesRequest
@@ -89,6 +114,8 @@ RKVideoFrameIndex chosenFrame(const RKMediaDescriptor& descriptor, const FrameCh
     const RKVideoLoader& loader = *RKVideoLoader::instance();
     if (choice.frame)
         return *choice.frame;
+    if (choice.part)
+        return qRound(*choice.part * std::max(loader.lastFrameIndex(descriptor).frame(), 0));
     if (!choice.ms)
         return {};
     // A time beyond all numbers gives no frame, which would stand for the default one.
@@ -274,6 +301,7 @@ struct FrameArguments
     std::string video;
     std::string target;
     FrameChoice choice;
+    std::string place;
     std::string size;
     std::optional<qint64> everyMs;
     std::optional<int> count;
@@ -294,18 +322,25 @@ void addFrameCommand(CLI::App& app, Command& command)
         = frame->add_option("--frame", arguments->choice.frame, "The frame's number, from 0")
               ->type_name("N")
               ->check(CLI::NonNegativeNumber);
-    frame->add_option("--ms", arguments->choice.ms, "The frame's time in milliseconds")
-        ->type_name("MS")
-        ->check(CLI::NonNegativeNumber)
-        ->excludes(number);
+    CLI::Option* time
+        = frame->add_option("--ms", arguments->choice.ms, "The frame's time in milliseconds")
+              ->type_name("MS")
+              ->check(CLI::NonNegativeNumber)
+              ->excludes(number);
+    frame->add_option("--at", arguments->place, "The frame's time, its place, or its number")
+        ->type_name("H:M:S.MS|P%|N")
+        ->check(Arguments::checked(parseChoice, "a frame is at 1:02:03.250, at 50% or is 250"))
+        ->excludes(number)
+        ->excludes(time);
     frame->add_option("--size", arguments->size, "Fit into WxH pixels, proportions kept")
         ->type_name("WxH")
         ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
+    frame->footer("rkimage frame --at 0:05.5 holiday.mp4 still.png");
     frame->callback([arguments, &command] {
         command.run = [arguments]() {
             return saveFrame(Arguments::toPath(arguments->video),
                 Arguments::toPath(arguments->target),
-                arguments->choice,
+                parseChoice(arguments->place).value_or(arguments->choice),
                 Arguments::parseSize(arguments->size).value_or(QSize()));
         };
     });

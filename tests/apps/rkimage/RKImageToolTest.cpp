@@ -309,6 +309,10 @@ private Q_SLOTS:
         QCOMPARE(frameIn("d.png"), 25);
         QCOMPARE(exitCodeOf("frame clip.mp4 t.png --ms 400"), 0);
         QCOMPARE(frameIn("t.png"), 10);
+        for (const auto& [place, number] : {std::pair("0:00.4", 10), {"100%", 49}, {"7", 7}}) {
+            QCOMPARE(exitCodeOf(QByteArray("frame clip.mp4 p.png --at ") + place), 0);
+            QCOMPARE(frameIn("p.png"), number);
+        }
         QCOMPARE(exitCodeOf("frame clip.mp4 b.png --frame 50"), 1);
         QVERIFY(!QFile::exists(u"b.png"_s));
 
@@ -412,6 +416,8 @@ private Q_SLOTS:
                  "clip a.jpg b.png --dpi 0 --production 9x9 --rect 1,2,3,4",
                  "set a.jpg --keyword a --keywords b",
                  "frame a.mp4 b.png --frame 1 --ms 1",
+                 "frame a.mp4 b.png --frame -1",
+                 "frame a.mp4 b.png --at 1:75",
                  "frames a.mp4 --count 1"})
             QCOMPARE(exitCodeOf(wrong), 2);
     }
