@@ -52,7 +52,7 @@ function(rk_add_image_plugin name)
             CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
             LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin/${codecs}")
         add_dependencies(RK${name}Plugin RK${name}Codec)
-        install(TARGETS RK${name}Codec LIBRARY DESTINATION "${RK_QT_PLUGIN_DIR}/${codecs}")
+        install(TARGETS RK${name}Codec LIBRARY DESTINATION "${RK_QT_PLUGIN_DIR}/${codecs}" COMPONENT Plugins)
     else()
         target_link_libraries(RK${name}Plugin PRIVATE RK${name}Reader rk_options)
     endif()
@@ -62,7 +62,7 @@ function(rk_add_image_plugin name)
     set_target_properties(RK${name}Plugin PROPERTIES
         LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin/imageformats")
     set_property(GLOBAL APPEND PROPERTY RK_IMAGE_PLUGINS RK${name}Plugin)
-    install(TARGETS RK${name}Plugin LIBRARY DESTINATION "${RK_QT_PLUGIN_DIR}/imageformats")
+    install(TARGETS RK${name}Plugin LIBRARY DESTINATION "${RK_QT_PLUGIN_DIR}/imageformats" COMPONENT Plugins)
 endfunction()
 
 # rk_use_image_plugins(TARGET)

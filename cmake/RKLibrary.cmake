@@ -46,10 +46,16 @@ function(rk_forbid_undefined_symbols target)
     endif()
 endfunction()
 
-# rk_add_library(NAME PUBLIC_HEADERS files... SOURCES files... PUBLIC_LINK targets... PRIVATE_LINK targets...)
-# Shared or, with BUILD_SHARED_LIBS off, static; with a header NAMEExport.h. Its sources are in NAME.
+# rk_add_library(NAME [COMPONENT component] PUBLIC_HEADERS files... SOURCES files...
+#     PUBLIC_LINK targets... PRIVATE_LINK targets...)
+# Shared or, with BUILD_SHARED_LIBS off, static; with a header NAMEExport.h. The component, Core unless
+# told otherwise, is that of find_package() and of the installation, where all that only builds of
+# hosts need is in Development.
 function(rk_add_library name)
     cmake_parse_arguments(ARG "" "COMPONENT" "PUBLIC_HEADERS;SOURCES;PUBLIC_LINK;PRIVATE_LINK" ${ARGN})
+    if(NOT ARG_COMPONENT)
+        set(ARG_COMPONENT Core)
+    endif()
     add_library(${name})
     add_library(RK::${name} ALIAS ${name})
     generate_export_header(${name}
@@ -77,6 +83,20 @@ function(rk_add_library name)
     if(BUILD_SHARED_LIBS)
         rk_forbid_undefined_symbols(${name})
     endif()
-    install(TARGETS ${name} EXPORT RKImageLoaderTargets FILE_SET HEADERS)
-    install(DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/include/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+    install(TARGETS ${name} EXPORT RKImageLoader${ARG_COMPONENT}Targets
+        RUNTIME COMPONENT ${ARG_COMPONENT}
+        LIBRARY COMPONENT ${ARG_COMPONENT} NAMELINK_COMPONENT Development
+        ARCHIVE COMPONENT Development
+        FILE_SET HEADERS COMPONENT Development)
+    set_property(GLOBAL APPEND PROPERTY RK_COMPONENTS ${ARG_COMPONENT})
+    install(DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/include/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT Development)
+endfunction()
+
+# rk_extend_library(NAME PUBLIC_HEADERS files... SOURCES files... PRIVATE_LINK targets...)
+# Adds what only some builds have.
+function(rk_extend_library name)
+    cmake_parse_arguments(ARG "" "" "PUBLIC_HEADERS;SOURCES;PRIVATE_LINK" ${ARGN})
+    target_sources(${name} PUBLIC FILE_SET HEADERS FILES ${ARG_PUBLIC_HEADERS} PRIVATE ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_PRIVATE_LINK})
 endfunction()

@@ -31,11 +31,21 @@ QJsonObject describe(const RKMediaFormat& format)
         {QStringLiteral("extensions"), QJsonArray::fromStringList(format.fileExtensions())}};
 }
 
+void printRow(const QString& access, const RKMediaFormat& format, const QString& note)
+{
+    const QString line
+        = QStringLiteral("%1 %2  %3")
+              .arg(access, format.defaultExtension().leftJustified(5), format.description());
+    Output::print(note.isEmpty() ? line : line + QStringLiteral("  [%1]").arg(note));
+}
+
 int listFormats(bool json)
 {
     const RKMediaFormatList readable = RKMediaLoader::instance()->supportedMediaFormats();
     // Not of all loaders, since videos count as writable but never are.
     const RKMediaFormatList writable = RKImageLoader::instance()->writableMediaFormats();
+    RKMediaFormatList unreadable = RKMediaFormatList::all();
+    unreadable.removeIf([&](const RKMediaFormat& format) { return readable.contains(format); });
 
     if (json) {
         QJsonArray readableArray;
@@ -47,21 +57,23 @@ int listFormats(bool json)
         QJsonArray writableArray;
         for (const RKMediaFormat& format : writable)
             writableArray << describe(format);
+        QJsonArray unreadableArray;
+        for (const RKMediaFormat& format : unreadable)
+            unreadableArray << describe(format);
         Output::print(QJsonDocument(QJsonObject{{QStringLiteral("readable"), readableArray},
-            {QStringLiteral("writable"), writableArray}}));
+            {QStringLiteral("writable"), writableArray},
+            {QStringLiteral("unreadable"), unreadableArray}}));
         return Output::AllDone;
     }
 
     for (const RKMediaFormat& format : readable) {
-        QString line
-            = QStringLiteral("%1 %2  %3")
-                  .arg(writable.contains(format) ? QStringLiteral("rw") : QStringLiteral("r "),
-                      format.defaultExtension().leftJustified(5),
-                      format.description());
-        if (const QStringList names = decoderNames(format); !names.isEmpty())
-            line += QStringLiteral("  [%1]").arg(names.join(QStringLiteral(", ")));
-        Output::print(line);
+        const QStringList names = decoderNames(format);
+        printRow(writable.contains(format) ? QStringLiteral("rw") : QStringLiteral("r "),
+            format,
+            names.join(QStringLiteral(", ")));
     }
+    for (const RKMediaFormat& format : unreadable)
+        printRow(QStringLiteral("- "), format, QStringLiteral("no decoder in this build"));
     return Output::AllDone;
 }
 

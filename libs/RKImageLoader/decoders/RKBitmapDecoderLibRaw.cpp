@@ -36,8 +36,9 @@ auto withBytes(const QFileInfo& file, const Question& question) -> decltype(ques
 
 RKMediaFormatList RKBitmapDecoderLibRaw::readableImageFileFormats() const
 {
-    static const RKMediaFormatList formats(
-        RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats());
+    static const RKMediaFormatList formats = RKRawPicture::isAvailable()
+        ? RKMediaFormatList(RKBitmapDecoderMacCoreGraphics::staticReadableImageFileFormats())
+        : RKMediaFormatList{MEDIA_FORMAT_PSD};
     return formats;
 }
 
@@ -142,7 +143,7 @@ QSize RKBitmapDecoderLibRaw::size(
 
 QString RKBitmapDecoderLibRaw::name() const
 {
-    return QStringLiteral("LibRaw");
+    return RKRawPicture::isAvailable() ? QStringLiteral("LibRaw") : QStringLiteral("Photoshop");
 }
 
 std::optional<bool> RKBitmapDecoderLibRaw::exchangesSides(

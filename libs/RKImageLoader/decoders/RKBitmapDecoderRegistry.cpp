@@ -2,7 +2,6 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
-#include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
@@ -17,6 +16,9 @@ using RKBitmapDecoderOfPlatform = RKBitmapDecoderMacCoreGraphics;
 #    include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
 using RKBitmapDecoderOfPlatform = RKBitmapDecoderLibRaw;
 #endif
+#ifdef RK_HAS_SVG
+#    include "RKImageLoader/decoders/RKBitmapDecoderSVG.h"
+#endif
 
 RKBitmapDecoderRegistry::RKBitmapDecoderRegistry()
     : m_reading{&RKBitmapDecoder::readableImageFileFormats, &RKBitmapDecoder::canRead}
@@ -28,7 +30,11 @@ RKBitmapDecoderRegistry::~RKBitmapDecoderRegistry() = default;
 
 QList<RKBitmapDecoder*> RKBitmapDecoderRegistry::createDecoderList() const
 {
-    return {new RKBitmapDecoderQt, new RKBitmapDecoderSVG, new RKBitmapDecoderOfPlatform};
+    return {new RKBitmapDecoderQt,
+#ifdef RK_HAS_SVG
+        new RKBitmapDecoderSVG,
+#endif
+        new RKBitmapDecoderOfPlatform};
 }
 
 void RKBitmapDecoderRegistry::setupInstance()

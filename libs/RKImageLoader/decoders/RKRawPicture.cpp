@@ -268,6 +268,11 @@ private:
     uint m_count = 0;
 };
 
+bool RKRawPicture::isAvailable()
+{
+    return true;
+}
+
 RKRawPicture::RKRawPicture(const QByteArray& data, const RKCancellation& cancellation)
     : m_bytes(data)
     , m_cancellation(cancellation)

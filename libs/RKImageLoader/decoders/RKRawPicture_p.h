@@ -10,10 +10,14 @@
 
 class LibRaw;
 
-/// One camera raw file, read by LibRaw. Not thread-safe, but independent of all others.
+/// One camera raw file, read by LibRaw; builds without that have RKWithoutRaw.cpp. Not thread-safe,
+/// but independent of all others.
 class RKRawPicture
 {
 public:
+    /// Whether this build reads raw files at all.
+    static bool isAvailable();
+
     /// Opens the file's bytes. Those of QByteArray::fromRawData() must outlive the object. Once it
     /// is cancelled, no pictures come any more.
     explicit RKRawPicture(const QByteArray& data, const RKCancellation& cancellation = {});

@@ -2,8 +2,8 @@
 
 #include "RKImageLoader/drawables/RKDrawableImpl.h"
 #include "RKImageLoader/drawables/RKDrawableInterfaceQImage.h"
-#include "RKImageLoader/drawables/RKDrawableInterfaceQSvgRenderer_p.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
+#include "RKImageLoader/drawables/RKSvgContent_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
@@ -54,7 +54,7 @@ RKDrawable::RKDrawable(const QImage& image)
 }
 
 RKDrawable::RKDrawable(const QByteArray& svg)
-    : m_impl(new RKDrawableImpl(new RKDrawableInterfaceQSvgRenderer(svg)))
+    : m_impl(new RKDrawableImpl(RKSvgContent::read(svg).release()))
 {
 }
 

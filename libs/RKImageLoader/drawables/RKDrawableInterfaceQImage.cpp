@@ -5,13 +5,12 @@
 #include "RKImageLoader/drawables/RKImageTester.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/drawables/RKRounding_p.h"
+#include "RKImageLoader/drawables/RKSvgContent_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/media/RKScalingOption.h"
 
-#include <QBuffer>
 #include <QDebug>
 #include <QPainter>
-#include <QSvgGenerator>
 
 #include <algorithm>
 #include <cmath>
@@ -134,19 +133,7 @@ QImage RKDrawableInterfaceQImage::image() const
 
 QByteArray RKDrawableInterfaceQImage::svg() const
 {
-    if (isNull())
-        return {};
-
-    QBuffer buffer;
-    QSvgGenerator generator;
-    generator.setOutputDevice(&buffer);
-    generator.setSize(m_image.size());
-    generator.setViewBox(m_image.rect());
-    generator.setTitle(QStringLiteral("converted QImage of RKDrawableInterfaceQImage"));
-    QPainter painter(&generator);
-    painter.drawImage(generator.viewBoxF(), m_image, m_image.rect());
-    painter.end();
-    return buffer.data();
+    return isNull() ? QByteArray() : RKSvgContent::write(m_image);
 }
 
 bool RKDrawableInterfaceQImage::draw(QPainter* painter,

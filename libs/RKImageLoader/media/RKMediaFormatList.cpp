@@ -33,6 +33,17 @@ RKMediaFormatList::RKMediaFormatList(std::initializer_list<RKMediaFormat> format
 
 RKMediaFormatList::~RKMediaFormatList() = default;
 
+RKMediaFormatList RKMediaFormatList::all()
+{
+    RKMediaFormatList formats;
+    for (qint64 value = 1; value <= MEDIA_FORMAT_PSD; value *= 2) {
+        const RKMediaFormat format{RKMediaFormatEnum(value)};
+        if (!format.defaultExtension().isEmpty())
+            formats.append(format);
+    }
+    return formats;
+}
+
 void RKMediaFormatList::insertOnlyOnce(const RKMediaFormat& format)
 {
     if (!contains(format))

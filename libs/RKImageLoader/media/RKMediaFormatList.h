@@ -30,6 +30,10 @@ public:
     RKMediaFormatList& operator=(RKMediaFormatList&&) noexcept = default;
     virtual ~RKMediaFormatList();
 
+    /// Every format that has a name, whether this build reads it or not, in the order of the
+    /// values.
+    static RKMediaFormatList all();
+
     /// Appends the format unless an equal one is in the list.
     void insertOnlyOnce(const RKMediaFormat& format);
 

@@ -1,6 +1,8 @@
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
 
-#include "RKImageLoader/video/RKVideoDecoderFfmpeg.h"
+#ifdef RK_HAS_VIDEO
+#    include "RKImageLoader/video/RKVideoDecoderFfmpeg.h"
+#endif
 
 #include <QDir>
 
@@ -13,7 +15,9 @@ RKVideoDecoderRegistry::~RKVideoDecoderRegistry() = default;
 
 void RKVideoDecoderRegistry::init()
 {
+#ifdef RK_HAS_VIDEO
     m_ownedDecoders.push_back(std::make_unique<RKVideoDecoderFfmpeg>());
+#endif
     for (const auto& decoder : m_ownedDecoders) {
         const RKMediaFormatList formats = decoder->supportedVideoFileFormats();
         for (const RKMediaFormat& format : formats) {

@@ -1,0 +1,30 @@
+# The libraries that are found with pkg-config, and what of them this build uses.
+
+# rk_find_modules(PREFIX [REQUIRED] modules...)
+# As pkg_check_modules(). What is found and used is needed again by hosts of static libraries.
+macro(rk_find_modules prefix)
+    cmake_parse_arguments(ARG "REQUIRED" "" "" ${ARGN})
+    set(${prefix}_SPECIFICATION ${ARG_UNPARSED_ARGUMENTS})
+    if(ARG_REQUIRED)
+        pkg_check_modules(${prefix} REQUIRED IMPORTED_TARGET ${${prefix}_SPECIFICATION})
+    else()
+        pkg_check_modules(${prefix} IMPORTED_TARGET ${${prefix}_SPECIFICATION})
+    endif()
+endmacro()
+
+# rk_feature(OPTION RESULT PURPOSE LIBRARY FOUND)
+# An option of the build that needs a library: ON, OFF or AUTO. RESULT becomes ON or OFF.
+function(rk_feature option result purpose library found)
+    set(${option} AUTO CACHE STRING "${purpose}: ON, OFF, or AUTO for where ${library} is found")
+    set_property(CACHE ${option} PROPERTY STRINGS AUTO ON OFF)
+    set(${result} OFF PARENT_SCOPE)
+    if(NOT ${option})
+        message(STATUS "${purpose}: left out")
+    elseif(found)
+        set(${result} ON PARENT_SCOPE)
+    elseif(${option} STREQUAL "AUTO")
+        message(STATUS "${purpose}: left out, ${library} is missing")
+    else()
+        message(FATAL_ERROR "${option} is ${${option}}, but ${library} was not found")
+    endif()
+endfunction()
