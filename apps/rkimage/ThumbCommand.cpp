@@ -5,9 +5,11 @@
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "SharedThumbnail.h"
+#include "ThumbnailMap.h"
+#include "UniqueNames.h"
 
 #include <QDir>
-#include <QSet>
 #include <QThread>
 
 #include <CLI/CLI.hpp>
@@ -15,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -27,105 +30,164 @@ struct ThumbArguments
     int side = 0;
     /// Made where it is missing.
     std::string folder;
+    /// Instead of the folder, the cache that desktop programs share.
+    bool isShared = false;
+    /// Which thumbnail belongs to which file; empty for nothing.
+    std::string map;
     /// How many threads work.
     int jobs = QThread::idealThreadCount();
 };
 
-/// Hands out names that differ from each other and from those in a folder, also where the file
-/// system doesn't tell upper from lower case or composed from decomposed letters. Extensions don't
-/// count: which one a thumbnail gets is only known when it is made.
-class UniqueNames
+enum class Made
+{
+    Yes,
+    /// There was one.
+    Current,
+    No
+};
+
+/// What became of one file: a thumbnail may come with an error.
+struct Outcome
+{
+    Made made = Made::No;
+    RKMediaError error;
+};
+
+QImage thumbnailOf(const InputFile& file, int side, RKMediaError* error)
+{
+    const RKMediaDescriptor source{QFileInfo(file.path)};
+    return RKMediaLoader::instance()
+        ->drawable(source, {side, side}, RKImageOption(), error)
+        .image();
+}
+
+/// A folder of the user's, where nothing is replaced but what the map says to be a thumbnail.
+class ThumbnailFolder
 {
 public:
-    explicit UniqueNames(const QDir& folder)
+    explicit ThumbnailFolder(const ThumbArguments& arguments)
+        : m_folder(Arguments::toPath(arguments.folder))
+        , m_mapFile(Arguments::toPath(arguments.map))
+        , m_side(arguments.side)
     {
-        const QFileInfoList existing = folder.entryInfoList(QDir::AllEntries | QDir::Hidden);
-        for (const QFileInfo& file : existing)
-            m_taken << key(file.completeBaseName());
     }
 
-    QString next(const QString& wanted)
+    RKMediaError prepare(const std::vector<InputFile>& files)
     {
-        QString name = wanted;
-        for (int number = 2; m_taken.contains(key(name)); ++number)
-            name = QStringLiteral("%1-%2").arg(wanted, QString::number(number));
-        m_taken << key(name);
-        return name;
+        if (!m_folder.mkpath(QStringLiteral("."))) {
+            return RKMediaError(
+                RKMediaErrorCode::NotWritable, QStringLiteral("the folder can't be made"));
+        }
+        if (!m_mapFile.isEmpty())
+            m_map = ThumbnailMap::read(m_mapFile);
+        UniqueNames names(m_folder);
+        for (const InputFile& file : files) {
+            const QString known = m_map.thumbnail(keyOf(file));
+            const QString base = QFileInfo(QFile::decodeName(file.name)).completeBaseName();
+            m_targets.push_back(known.isEmpty()
+                    ? m_folder.filePath(names.next(base))
+                    : QFileInfo(known).dir().filePath(QFileInfo(known).completeBaseName()));
+        }
+        return {};
+    }
+
+    Outcome make(const InputFile& file, size_t index)
+    {
+        const QString key = keyOf(file);
+        {
+            const std::lock_guard lock(m_mutex);
+            if (m_map.isCurrent(key))
+                return {Made::Current, {}};
+        }
+        Outcome outcome;
+        const QImage picture = thumbnailOf(file, m_side, &outcome.error);
+        if (picture.isNull())
+            return outcome;
+        const QString target = m_targets[index] + u'.'
+            + RKDrawable(picture).bestImageFileFormat().defaultExtension();
+        RKMediaError error;
+        if (!RKMediaLoader::instance()->save(RKMediaDescriptor(QFileInfo(target)), picture, &error))
+            return {Made::No, error};
+        outcome.made = Made::Yes;
+        const std::lock_guard lock(m_mutex);
+        m_map.insert(key, QFileInfo(target).absoluteFilePath());
+        return outcome;
+    }
+
+    RKMediaError finish() const
+    {
+        if (m_mapFile.isEmpty() || m_map.write(m_mapFile))
+            return {};
+        return RKMediaError(
+            RKMediaErrorCode::NotWritable, QStringLiteral("the map can't be written"));
     }
 
 private:
-    static QString key(const QString& name)
+    static QString keyOf(const InputFile& file)
     {
-        return name.normalized(QString::NormalizationForm_C).toCaseFolded();
+        return QFileInfo(QFile::decodeName(file.name)).absoluteFilePath();
     }
 
-    QSet<QString> m_taken;
+    QDir m_folder;
+    QString m_mapFile;
+    int m_side;
+    // Without extension: which one a thumbnail gets is only known when it is made.
+    std::vector<QString> m_targets;
+    // Guards the map.
+    std::mutex m_mutex;
+    ThumbnailMap m_map;
 };
 
-struct Job
+Outcome makeShared(const InputFile& file, int side)
 {
-    InputFile source;
-    /// Without extension.
-    QString target;
-};
-
-std::vector<Job> jobsOf(const std::vector<InputFile>& files, const QDir& folder)
-{
-    UniqueNames names(folder);
-    std::vector<Job> jobs;
-    for (const InputFile& file : files) {
-        const QString name = QFileInfo(QFile::decodeName(file.name)).completeBaseName();
-        jobs.push_back({file, folder.filePath(names.next(name))});
-    }
-    return jobs;
-}
-
-/// No error if the thumbnail is saved.
-RKMediaError makeThumbnail(const Job& job, int side)
-{
-    const RKMediaLoader& loader = *RKMediaLoader::instance();
-    const RKMediaDescriptor source{QFileInfo(job.source.path)};
-    RKMediaError error;
-    const QImage thumbnail = loader.drawable(source, {side, side}, RKImageOption(), &error).image();
-    if (thumbnail.isNull())
-        return error;
-    const auto format = RKDrawable(thumbnail).bestImageFileFormat();
-    const QFileInfo target(job.target + u'.' + format.defaultExtension());
-    RKMediaError saveError;
-    // A picture that is not whole has a thumbnail, and an error nevertheless.
-    return loader.save(RKMediaDescriptor(target), thumbnail, &saveError) ? error : saveError;
+    const SharedThumbnail shared(file.name, file.path, side);
+    if (shared.isCurrent())
+        return {Made::Current, {}};
+    Outcome outcome;
+    const QImage picture = thumbnailOf(file, side, &outcome.error);
+    if (picture.isNull())
+        return outcome;
+    const RKMediaError error = shared.save(picture);
+    return error.isError() ? Outcome{Made::No, error} : Outcome{Made::Yes, outcome.error};
 }
 
 int makeThumbnails(ThumbArguments& arguments)
 {
-    const QString folderName = Arguments::toPath(arguments.folder);
-    const QDir folder(folderName);
-    if (!folder.mkpath(QStringLiteral("."))) {
-        Output::printFailure(folderName, QStringLiteral("the folder can't be made"));
-        return Output::SomeFailed;
+    const std::vector<InputFile> files = arguments.files.all();
+    ThumbnailFolder folder(arguments);
+    if (!arguments.isShared) {
+        if (const RKMediaError error = folder.prepare(files); error.isError())
+            return Output::fail(Arguments::toPath(arguments.folder), error);
     }
-    const std::vector<Job> jobs = jobsOf(arguments.files.all(), folder);
 
     // Guards what follows, and the error stream.
     std::mutex mutex;
     int made = 0;
+    int current = 0;
     int failures = arguments.files.failures();
-    ProgressBar progress(qint64(jobs.size()));
-    runInParallel(jobs.size(), arguments.jobs, [&](size_t i) {
-        const RKMediaError error = makeThumbnail(jobs[i], arguments.side);
+    ProgressBar progress(qint64(files.size()));
+    runInParallel(files.size(), arguments.jobs, [&](size_t i) {
+        const Outcome outcome
+            = arguments.isShared ? makeShared(files[i], arguments.side) : folder.make(files[i], i);
         const std::lock_guard lock(mutex);
-        if (error.isError()) {
+        made += outcome.made == Made::Yes;
+        current += outcome.made == Made::Current;
+        if (outcome.error.isError()) {
             ++failures;
             progress.hide();
-            Output::fail(QString::fromLocal8Bit(jobs[i].source.name), error);
-        } else {
-            ++made;
+            Output::fail(QString::fromLocal8Bit(files[i].name), outcome.error);
         }
         progress.step();
     });
     progress.hide();
 
-    Output::print(QStringLiteral("%1 thumbnails, %2 failed").arg(made).arg(failures));
+    QString summary = QStringLiteral("%1 thumbnails, %2 failed").arg(made).arg(failures);
+    if (current > 0)
+        summary += QStringLiteral(", %1 up to date").arg(current);
+    Output::print(summary);
+    const RKMediaError error = arguments.isShared ? RKMediaError() : folder.finish();
+    if (error.isError())
+        return Output::fail(Arguments::toPath(arguments.map), error);
     return failures == 0 ? Output::AllDone : Output::SomeFailed;
 }
 
@@ -136,17 +198,34 @@ void addThumbCommand(CLI::App& app, Command& command)
     const auto arguments = std::make_shared<ThumbArguments>();
     CLI::App* thumb = app.add_subcommand("thumb", "Make thumbnails of files");
     arguments->files.addTo(*thumb);
-    thumb->add_option("--size", arguments->side, "Longest side of a thumbnail in pixels")
-        ->type_name("N")
-        ->required()
-        ->check(CLI::Range(1, 10000));
-    thumb->add_option("--out", arguments->folder, "Folder for the thumbnails")
-        ->type_name("FOLDER")
-        ->required();
+    CLI::Option* side
+        = thumb->add_option("--size", arguments->side, "Longest side of a thumbnail in pixels")
+              ->type_name("N")
+              ->required()
+              ->check(CLI::Range(1, 10000));
+    CLI::Option_group* target = thumb->add_option_group("Where they go");
+    CLI::Option* folder
+        = target->add_option("--out", arguments->folder, "Folder for the thumbnails")
+              ->type_name("FOLDER");
+    target->add_flag("--freedesktop",
+        arguments->isShared,
+        "The cache of the desktop, for a size of 128, 256, 512 or 1024");
+    target->require_option(1);
+    thumb
+        ->add_option("--map",
+            arguments->map,
+            "Keep in this file which thumbnail belongs to which picture, as lines of JSON; those "
+            "that are up to date aren't made again")
+        ->type_name("FILE")
+        ->needs(folder);
     thumb->add_option("--jobs", arguments->jobs, "How many to make at the same time")
         ->type_name("N")
         ->check(CLI::Range(1, 256));
-    thumb->callback([arguments, &command] {
+    thumb->footer("rkimage thumb --recursive --size 256 --freedesktop Pictures\n"
+                  "rkimage thumb --size 300 --out small --map small/map.jsonl *.jpg");
+    thumb->callback([arguments, side, &command] {
+        if (arguments->isShared && !SharedThumbnail::isSize(arguments->side))
+            throw CLI::ValidationError(side->get_name(), "must be 128, 256, 512 or 1024 there");
         // There may be drawings with texts in folders.
         command.drawsText = arguments->files.isRecursive();
         command.run = [arguments] { return makeThumbnails(*arguments); };

@@ -6,6 +6,7 @@
 
 #include <QBuffer>
 #include <QColorSpace>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -178,6 +179,37 @@ private Q_SLOTS:
         QVERIFY(run.errors.size() == 1 && run.errors[0].contains(u"broken.png"));
         QCOMPARE(folder.entryList(QDir::Files, QDir::Name | QDir::IgnoreCase).join(u'|'),
             u"v.jpg|ä-2.jpg|ä-3.png|ä-4.jpg|Ä.txt"_s);
+    }
+
+    void thumbnailsThatAreCurrentStay()
+    {
+        QVERIFY(QDir().mkpath(u"home"_s));
+        write(u"home/%41 ü.jpg"_s, encoded(quadrants({400, 300}), "jpg"));
+        const auto make = [](const char* arguments) {
+            return runTool(u"thumb -r home --ext jpg --size 128 "_s + QLatin1String(arguments))
+                .output;
+        };
+        const char* const mapped = "--out small --map small.jsonl";
+        QCOMPARE(make(mapped), QByteArray("1 thumbnails, 0 failed\n"));
+        QCOMPARE(make(mapped), QByteArray("0 thumbnails, 0 failed, 1 up to date\n"));
+        QFile file(u"home/%41 ü.jpg"_s);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const QDateTime later = QDateTime::currentDateTime().addSecs(100);
+        QVERIFY(file.setFileTime(later, QFileDevice::FileModificationTime));
+        file.close();
+        QCOMPARE(make(mapped), QByteArray("1 thumbnails, 0 failed\n"));
+        QCOMPARE(QDir(u"small"_s).entryList(QDir::Files).size(), 1);
+
+        qputenv("XDG_CACHE_HOME", m_folder.filePath(u"cache"_s).toUtf8());
+        QCOMPARE(make("--freedesktop"), QByteArray("1 thumbnails, 0 failed\n"));
+        QCOMPARE(make("--freedesktop"), QByteArray("0 thumbnails, 0 failed, 1 up to date\n"));
+        const QByteArray uri
+            = "file://" + QDir::currentPath().toUtf8() + "/home/%2541%20%C3%BC.jpg";
+        const QByteArray name = QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex();
+        const QImage shared(u"cache/thumbnails/normal/"_s + QLatin1String(name) + u".png");
+        QCOMPARE(shared.size(), QSize(128, 96));
+        QCOMPARE(shared.text(u"Thumb::URI"_s).toUtf8(), uri);
+        QCOMPARE(exitCodeOf("thumb home --size 100 --freedesktop"), 2);
     }
 
     void failuresLeaveTheTargetAlone()
@@ -384,6 +416,8 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("sheet album/photo.jpg --out sheet.png"), 0);
         QVERIFY(!QImage(u"sheet.png"_s).isNull());
         QCOMPARE(exitCodeOf("sheet album --out none.html"), 1);
+        // The folder of the test can't.
+        QCOMPARE(::remove("album/\xff.jpg"), 0);
     }
 
     void checkTellsWhatIsNotWhole()
