@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Runs the examples, built against the installed package, with files that can and can't be read.
 
-Usage: examples_test.py FOLDER_OF_PROGRAMS PHOTOGRAPH VIDEO WORK_FOLDER
+Usage: examples_test.py FOLDER_OF_PROGRAMS PHOTOGRAPH WORK_FOLDER [VIDEO]
 """
 import pathlib
 import shutil
 import subprocess
 import sys
 
-programs, photograph, video, work = map(pathlib.Path, sys.argv[1:])
+programs, photograph, work, *videos = map(pathlib.Path, sys.argv[1:])
 failures = []
 
 
@@ -38,7 +38,8 @@ check("edit_metadata", text, 4, status=1, says=f"{text}: ")
 check("faces", photo, "Ann", 100, 50, 60, 80, says="Ann: ")
 check("faces", photo, says="Ann: ")
 check("faces", missing, status=1, says="no such file")
-check("storyboard", video, work / "board.jpg", 4, says="frames")
+for video in videos:
+    check("storyboard", video, work / "board.jpg", 4, says="frames")
 check("storyboard", photo, work / "board.jpg", status=1, says=f"{photo}: ")
 check("production_clip", photo, work / "clip.jpg", 100, 50, 300, 200, 30, 20, 254, says="300x200, 254")
 check("production_clip", missing, work / "clip.jpg", 0, 0, 9, 9, 9, 9, status=1, says="no such file")
