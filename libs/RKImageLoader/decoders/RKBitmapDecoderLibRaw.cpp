@@ -2,6 +2,7 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/decoders/RKRawPicture_p.h"
+#include "RKImageLoader/decoders/RKRefusal_p.h"
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
@@ -72,26 +73,28 @@ QImage RKBitmapDecoderLibRaw::decode(const QByteArray& data,
     RKLoadContext& context) const
 {
     if (isPhotoshop(format))
-        return RKPhotoshopReader::read(data, wantedSize, context.cancellation());
+        return RKPhotoshopReader::read(data, wantedSize, context);
 
     RKRawPicture raw(data, context.cancellation());
-    if (!raw.isOpen())
+    if (!raw.isOpen()) {
+        context.fail(raw.openError());
         return {};
+    }
     const QSize upright = raw.uprightSize();
     if (!wantedSize.isValid())
-        return raw.developed(upright);
+        return raw.developed(upright, context);
 
     // The wanted size is one of the stored pixels.
     const QSize box = raw.isTransposed() ? wantedSize.transposed() : wantedSize;
     const QSize target = calculateRealTargetSize(box, upright);
     if (!RKImageScaler::isFeasible(target)) {
-        qCWarning(rkLoad, "Picture refused: the wanted size is too large");
+        RKRefusal::wantedSize(context);
         return {};
     }
     const QImage preview = raw.preview(target);
     if (!preview.isNull() || context.isCancelled())
         return preview;
-    const QImage developed = raw.developed(target);
+    const QImage developed = raw.developed(target, context);
     if (developed.isNull() || developed.size() == target)
         return developed;
     return developed.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
@@ -136,9 +139,12 @@ QSize RKBitmapDecoderLibRaw::size(const QFileInfo& file, const QByteArray& forma
 }
 
 QSize RKBitmapDecoderLibRaw::size(
-    const QFileInfo& file, const QByteArray& format, RKLoadContext&) const
+    const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const
 {
-    return size(file, format);
+    const QSize measured = size(file, format);
+    if (!measured.isValid())
+        context.fail(RKMediaErrorCode::Damaged);
+    return measured;
 }
 
 QString RKBitmapDecoderLibRaw::name() const

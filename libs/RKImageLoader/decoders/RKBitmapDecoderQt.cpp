@@ -4,6 +4,7 @@
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/decoders/RKPlanarTiff_p.h"
 #include "RKImageLoader/decoders/RKReducedWebp_p.h"
+#include "RKImageLoader/decoders/RKRefusal_p.h"
 #include "RKImageLoader/decoders/RKStoppableBuffer_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
@@ -14,6 +15,9 @@
 #include "RKImageLoader/guards/RKMngLoops_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKPngChunks_p.h"
+#include "RKImageLoader/guards/RKTruncation_p.h"
+#include "RKImageLoader/media/RKErrorText_p.h"
+#include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
@@ -132,6 +136,22 @@ bool hasWriter(const QByteArray& name)
     return QImageWriter(&nothing, name).canWrite();
 }
 
+void refuseSize(const QSize& size, RKLoadContext& context)
+{
+    const int side = std::min(size.width(), size.height());
+    const QString text = RKDrawable::isAcceptableSize({side, side})
+        ? RKErrorText::tr("%1x%2 pixels are too thin for a picture.")
+        : RKErrorText::tr("%1x%2 pixels are too small for a picture.");
+    context.fail(RKMediaErrorCode::TooSmall, text.arg(size.width()).arg(size.height()));
+}
+
+// A cut-off picture may come all the same: readers fill up what is missing.
+void noteCutOff(const QByteArray& data, RKLoadContext& context)
+{
+    if (RKTruncation::isCutOff(data))
+        context.fail(RKMediaErrorCode::Truncated);
+}
+
 bool canHold(const QByteArray& data, const QSize& size)
 {
     if (RKPictureHeaderCheck::canHold(data, size))
@@ -144,11 +164,8 @@ bool canHold(const QByteArray& data, const QSize& size)
 bool isWorthReducing(const QByteArray& data, const QSize& stored, const QSize& target)
 {
     constexpr qint64 kFarFewer = 4;
-    if (kFarFewer * target.width() * target.height() > qint64(stored.width()) * stored.height()
-        || RKPictureHeaderCheck::canBeReduced(data, stored))
-        return true;
-    qCWarning(rkLoad, "Picture refused: making it smaller takes too much memory or time");
-    return false;
+    return kFarFewer * target.width() * target.height() > qint64(stored.width()) * stored.height()
+        || RKPictureHeaderCheck::canBeReduced(data, stored);
 }
 
 // The file without what would keep a reader busy and is not needed for the picture. Empty, with a
@@ -319,24 +336,35 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
 {
     const QByteArray bytes = readable(data);
     const QSize stored = measured(bytes, format);
-    if (stored.isEmpty())
+    if (stored.isEmpty()) {
         reportFailure(data, format);
-    else if (!RKDrawable::isAcceptableSize(stored))
-        context.fail(RKMediaErrorCode::TooSmall);
-    if (!RKDrawable::isAcceptableSize(stored) || !canHold(bytes, stored))
+        noteCutOff(data, context);
+        context.fail(RKMediaErrorCode::Damaged);
         return {};
+    }
+    if (!RKDrawable::isAcceptableSize(stored)) {
+        refuseSize(stored, context);
+        return {};
+    }
+    if (!canHold(bytes, stored)) {
+        context.fail(RKTruncation::reasonForClaim(bytes, stored));
+        return {};
+    }
     if (wantedSize.isValid()) {
         const QSize target = calculateRealTargetSize(wantedSize, stored);
         if (!RKImageScaler::isFeasible(target)) {
-            qCWarning(rkLoad, "Picture refused: the wanted size is too large");
+            RKRefusal::wantedSize(context);
             return {};
         }
-        if (!isWorthReducing(bytes, stored, target))
+        if (!isWorthReducing(bytes, stored, target)) {
+            RKRefusal::reduction(context);
             return {};
+        }
     }
 
     if (context.isCancelled())
         return {};
+    noteCutOff(data, context);
     if (const auto planar = RKPlanarTiff::read(bytes, stored, context.cancellation())) {
         const bool isScaled = wantedSize.isValid() && !planar->isNull();
         return isScaled ? RKQtScaler::scaled(*planar, wantedSize) : *planar;
@@ -367,12 +395,15 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const bool mayHaveGaps = std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
     QImage room
         = isScaled ? QImage() : roomFor(reader, stored, mayHaveGaps ? Content::Zero : Content::Any);
+    const bool hasNoRoom
+        = !isScaled && room.isNull() && reader.imageFormat() != QImage::Format_Invalid;
     QImage image
         = RKImageAttributes::withoutMetaDataTexts(readImage(reader, std::move(room), context));
     if (context.isCancelled())
         return {};
     if (image.isNull()) {
         reportFailure(data, format);
+        context.fail(hasNoRoom ? RKMediaErrorCode::OutOfMemory : RKMediaErrorCode::Damaged);
         return {};
     }
     const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();
@@ -383,17 +414,32 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
 
 bool RKBitmapDecoderQt::save(const QFileInfo& file, const RKDrawable& drawable) const
 {
+    return save(file, drawable, nullptr);
+}
+
+bool RKBitmapDecoderQt::save(
+    const QFileInfo& file, const RKDrawable& drawable, RKMediaError* error) const
+{
     const QString path = file.absoluteFilePath();
     // Encoded in memory and written as a whole, so that a failure leaves the old file.
     QBuffer encoded;
     // Room for a file without compression, which takes no memory before it is written to.
     encoded.buffer().reserve(drawable.numBytes());
     RKHugePages::advise(encoded.buffer().data(), encoded.buffer().capacity());
-    if (save(&encoded, RKMediaFormat(file), drawable) && !encoded.data().isEmpty()
-        && RKSafeFileWriter(path).write(encoded.data()) == RKSafeFileWriter::Result::Done)
-        return true;
-    qCWarning(rkLoad).noquote() << "failed to save" << path;
-    return false;
+    RKMediaError reason;
+    if (save(&encoded, RKMediaFormat(file), drawable, &reason)) {
+        // An encoder that writes nothing has failed, too; nobody wants an empty file.
+        RKSafeFileWriter writer(path);
+        if (encoded.data().isEmpty())
+            reason = RKMediaError(RKMediaErrorCode::UnsupportedForWriting);
+        else if (writer.write(encoded.data()) != RKSafeFileWriter::Result::Done)
+            reason = RKFileReason::ofWriting(writer.error(), path);
+    }
+    if (reason.isError())
+        qCWarning(rkLoad).noquote() << "failed to save" << path;
+    if (error)
+        *error = reason;
+    return !reason.isError();
 }
 
 bool RKBitmapDecoderQt::save(
@@ -420,6 +466,35 @@ bool RKBitmapDecoderQt::save(
     QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const
 {
     return save(device, format, drawable.image());
+}
+
+bool RKBitmapDecoderQt::save(QIODevice* device,
+    const RKMediaFormat& format,
+    const RKDrawable& drawable,
+    RKMediaError* error) const
+{
+    const bool isSaved = save(device, format, drawable);
+    if (error)
+        *error = isSaved ? RKMediaError() : reasonForUnwritten(*device, format, drawable.size());
+    return isSaved;
+}
+
+RKMediaError RKBitmapDecoderQt::reasonForUnwritten(
+    const QIODevice& device, const RKMediaFormat& format, const QSize& size) const
+{
+    using Code = RKMediaErrorCode;
+    if (!canWrite(format))
+        return RKMediaError(Code::UnsupportedForWriting);
+    if (size.isEmpty())
+        return RKMediaError(Code::NotWritable, RKErrorText::tr("There is no picture to save."));
+    const auto* const file = qobject_cast<const QFileDevice*>(&device);
+    if ((device.isOpen() && !device.isWritable())
+        || (file && file->error() != QFileDevice::NoError))
+        return RKMediaError(Code::NotWritable);
+    return RKMediaError(Code::UnsupportedForWriting,
+        RKErrorText::tr("A picture of %1x%2 pixels can't be written in this format.")
+            .arg(size.width())
+            .arg(size.height()));
 }
 
 QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const

@@ -46,6 +46,12 @@ public:
     bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const override;
     bool save(
         QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const override;
+    bool save(
+        const QFileInfo& file, const RKDrawable& drawable, RKMediaError* error) const override;
+    bool save(QIODevice* device,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
 
     QSize size(QIODevice* device, const QByteArray& format) const override;
     QSize size(const QByteArray& data, const QByteArray& format) const override;
@@ -60,6 +66,8 @@ public:
     QString name() const override;
 
 private:
+    RKMediaError reasonForUnwritten(
+        const QIODevice& device, const RKMediaFormat& format, const QSize& size) const;
     /// The size of the picture in bytes that are safe to read.
     QSize measured(const QByteArray& bytes, const QByteArray& format) const;
     static RKMediaFormatList createReadableImageFileFormats();

@@ -2,9 +2,12 @@
 
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
+#include "RKImageLoader/files/RKBinaryFile_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
+#include "RKImageLoader/media/RKErrorText_p.h"
+#include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QBuffer>
@@ -14,6 +17,7 @@
 #include <QPainter>
 #include <QSvgGenerator>
 #include <QSvgRenderer>
+#include <QXmlStreamReader>
 
 namespace {
 
@@ -38,6 +42,46 @@ bool hasSize(const QSize& size)
         return true;
     qCWarning(rkLoad, "SVG document refused: it has no size");
     return false;
+}
+
+RKMediaError nothingToSave()
+{
+    return RKMediaError(
+        RKMediaErrorCode::NotWritable, RKErrorText::tr("There is no picture to save."));
+}
+
+bool endsTooEarly(const QByteArray& data)
+{
+    QXmlStreamReader reader(data);
+    while (!reader.atEnd())
+        reader.readNext();
+    return reader.error() == QXmlStreamReader::PrematureEndOfDocumentError;
+}
+
+/// Why a document that is not empty gives no drawing. Looks into it once more, for few documents
+/// fail.
+RKMediaError reasonFor(const QByteArray& data)
+{
+    using Code = RKMediaErrorCode;
+    if (data.isEmpty())
+        return {};
+    QString problem;
+    const QByteArray safeSvg = RKSvgSanitizer::sanitized(data, &problem);
+    if (!problem.isEmpty()) {
+        return RKMediaError(
+            Code::TooLarge, RKErrorText::tr("The drawing is refused: %1.").arg(problem));
+    }
+    if (safeSvg.isEmpty())
+        return RKMediaError(endsTooEarly(data) ? Code::Truncated : Code::Damaged);
+    const QMutexLocker locker(&rendererMutex());
+    QSvgRenderer renderer;
+    load(renderer, safeSvg);
+    if (!renderer.isValid())
+        return RKMediaError(Code::Damaged);
+    if (renderer.defaultSize().isEmpty())
+        return RKMediaError(Code::TooSmall, RKErrorText::tr("The drawing has no size."));
+    return RKMediaError(
+        Code::TooLarge, RKErrorText::tr("The drawing is too large or takes too long to paint."));
 }
 
 } // namespace
@@ -75,7 +119,16 @@ QImage RKBitmapDecoderSVG::decode(const QByteArray& data,
     const QByteArray&,
     const QSize& wantedSize,
     const RKMediaDescriptor&,
-    RKLoadContext&) const
+    RKLoadContext& context) const
+{
+    const QImage image = rendered(data, wantedSize);
+    if (image.isNull())
+        context.fail(reasonFor(data));
+    return image;
+}
+
+/// Null if the document can't be drawn, or not in that size.
+QImage RKBitmapDecoderSVG::rendered(const QByteArray& data, const QSize& wantedSize)
 {
     const QByteArray safeSvg = RKSvgSanitizer::sanitized(data);
     const QMutexLocker locker(&rendererMutex());
@@ -108,22 +161,35 @@ RKDrawable RKBitmapDecoderSVG::decodeDrawable(const QByteArray& data,
     const QByteArray&,
     const QSize& wantedSize,
     const RKMediaDescriptor&,
-    RKLoadContext&) const
+    RKLoadContext& context) const
 {
     const RKDrawable drawable(data);
-    if (!drawable.isNull() && !hasSize(drawable.size()))
+    if (drawable.isNull() || !hasSize(drawable.size())) {
+        context.fail(reasonFor(data));
         return {};
+    }
     return wantedSize.isValid() ? drawable.scaled(wantedSize) : drawable;
 }
 
 bool RKBitmapDecoderSVG::save(const QFileInfo& file, const RKDrawable& drawable) const
 {
+    return save(file, drawable, nullptr);
+}
+
+bool RKBitmapDecoderSVG::save(
+    const QFileInfo& file, const RKDrawable& drawable, RKMediaError* error) const
+{
     const QString path = file.absoluteFilePath();
     const QByteArray svg = drawable.svg();
-    if (!svg.isEmpty() && RKSafeFileWriter(path).write(svg) == RKSafeFileWriter::Result::Done)
-        return true;
-    qCWarning(rkLoad).noquote() << "failed to save" << path;
-    return false;
+    RKMediaError reason = svg.isEmpty() ? nothingToSave() : RKMediaError();
+    RKSafeFileWriter writer(path);
+    if (!reason.isError() && writer.write(svg) != RKSafeFileWriter::Result::Done)
+        reason = RKFileReason::ofWriting(writer.error(), path);
+    if (reason.isError())
+        qCWarning(rkLoad).noquote() << "failed to save" << path;
+    if (error)
+        *error = reason;
+    return !reason.isError();
 }
 
 bool RKBitmapDecoderSVG::save(QIODevice* device, const RKMediaFormat&, const QImage& image) const
@@ -145,12 +211,23 @@ bool RKBitmapDecoderSVG::save(QIODevice* device, const RKMediaFormat&, const QIm
 }
 
 bool RKBitmapDecoderSVG::save(
-    QIODevice* device, const RKMediaFormat&, const RKDrawable& drawable) const
+    QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const
+{
+    return save(device, format, drawable, nullptr);
+}
+
+bool RKBitmapDecoderSVG::save(
+    QIODevice* device, const RKMediaFormat&, const RKDrawable& drawable, RKMediaError* error) const
 {
     const RKDeviceOpener opener(device, QIODevice::WriteOnly);
     const QByteArray svg = drawable.svg();
-    return opener.isOpen() && !svg.isEmpty() && device->write(svg) == svg.size()
+    const bool isSaved = opener.isOpen() && !svg.isEmpty() && device->write(svg) == svg.size()
         && opener.isFlushed();
+    if (error && isSaved)
+        *error = {};
+    else if (error)
+        *error = svg.isEmpty() ? nothingToSave() : RKMediaError(RKMediaErrorCode::NotWritable);
+    return isSaved;
 }
 
 QSize RKBitmapDecoderSVG::size(QIODevice* device, const QByteArray& format) const
@@ -179,9 +256,15 @@ QSize RKBitmapDecoderSVG::size(const QFileInfo& file, const QByteArray& format) 
 }
 
 QSize RKBitmapDecoderSVG::size(
-    const QFileInfo& file, const QByteArray& format, RKLoadContext&) const
+    const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const
 {
-    return size(file, format);
+    std::error_code error;
+    const QByteArray data = RKBinaryFile::readAll(file, &error);
+    const QSize measured = size(data, format);
+    context.fail(RKFileReason::ofReading(error, file.absoluteFilePath()));
+    if (!measured.isValid())
+        context.fail(reasonFor(data));
+    return measured;
 }
 
 QString RKBitmapDecoderSVG::name() const

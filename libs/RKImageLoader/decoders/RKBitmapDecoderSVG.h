@@ -50,6 +50,12 @@ public:
     bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const override;
     bool save(
         QIODevice* device, const RKMediaFormat& format, const RKDrawable& drawable) const override;
+    bool save(
+        const QFileInfo& file, const RKDrawable& drawable, RKMediaError* error) const override;
+    bool save(QIODevice* device,
+        const RKMediaFormat& format,
+        const RKDrawable& drawable,
+        RKMediaError* error) const override;
 
     QSize size(QIODevice* device, const QByteArray& format) const override;
     QSize size(const QByteArray& data, const QByteArray& format) const override;
@@ -58,4 +64,7 @@ public:
         const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const override;
 
     QString name() const override;
+
+private:
+    static QImage rendered(const QByteArray& data, const QSize& wantedSize);
 };

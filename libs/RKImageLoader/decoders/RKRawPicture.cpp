@@ -4,6 +4,7 @@
 #include "RKImageLoader/decoders/RKStoppableBuffer_p.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/guards/RKTruncation_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QColorSpace>
@@ -16,6 +17,7 @@
 #include <array>
 #include <cmath>
 #include <exception>
+#include <new>
 #include <numbers>
 #include <optional>
 
@@ -47,12 +49,31 @@ struct ProcessedDeleter
 
 // LibRaw reports failures as numbers, but what it is built on may throw.
 template <typename Step>
-bool succeeds(const Step& step)
+int resultOf(const Step& step)
 {
     try {
-        return step() == LIBRAW_SUCCESS;
+        return step();
+    } catch (const std::bad_alloc&) {
+        return LIBRAW_UNSUFFICIENT_MEMORY;
     } catch (const std::exception&) {
-        return false;
+        return LIBRAW_UNSPECIFIED_ERROR;
+    }
+}
+
+template <typename Step>
+bool succeeds(const Step& step)
+{
+    return resultOf(step) == LIBRAW_SUCCESS;
+}
+
+RKMediaErrorCode reasonOf(int result)
+{
+    switch (result) {
+    case LIBRAW_UNSUFFICIENT_MEMORY: return RKMediaErrorCode::OutOfMemory;
+    // It reads from memory, so that the bytes have come to their end.
+    case LIBRAW_IO_ERROR: return RKMediaErrorCode::Truncated;
+    case LIBRAW_TOO_BIG: return RKMediaErrorCode::TooLarge;
+    default: return RKMediaErrorCode::Damaged;
     }
 }
 
@@ -286,8 +307,8 @@ void RKRawPicture::open()
 {
     m_raw = std::make_unique<LibRaw>(
         LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK);
-    m_isOpen = succeeds([&] { return openBytes(); });
-    m_isOpen = m_isOpen && !storedSize().isEmpty();
+    m_openResult = resultOf([&] { return openBytes(); });
+    m_isOpen = m_openResult == LIBRAW_SUCCESS && !storedSize().isEmpty();
 }
 
 int RKRawPicture::openBytes()
@@ -304,6 +325,11 @@ int RKRawPicture::openBytes()
 bool RKRawPicture::isOpen() const
 {
     return m_isOpen;
+}
+
+RKMediaErrorCode RKRawPicture::openError() const
+{
+    return reasonOf(m_openResult);
 }
 
 QSize RKRawPicture::storedSize() const
@@ -362,17 +388,25 @@ QImage RKRawPicture::preview(const QSize& upright)
     return {};
 }
 
-QImage RKRawPicture::developed(const QSize& upright)
+QImage RKRawPicture::developed(const QSize& upright, RKLoadContext& context)
 {
     // Most of LibRaw's decoders leave what is missing black, or repeat what came before.
     if (m_cancellation.isCancelled())
         return {};
     if (isTruncated()) {
         qCWarning(rkLoad, "Raw file refused: it is truncated, some of its pixels are missing");
+        context.fail(RKMediaErrorCode::Truncated);
         return {};
     }
-    if (!isPlausible() || !succeeds([&] { return m_raw->unpack(); }))
+    if (!isPlausible()) {
+        context.fail(RKTruncation::reasonForClaim(m_bytes, storedSize()));
         return {};
+    }
+    int result = resultOf([&] { return m_raw->unpack(); });
+    if (result != LIBRAW_SUCCESS) {
+        context.fail(reasonOf(result));
+        return {};
+    }
     const bool isShrunk = isAtLeast(uprightSize(), upright) && uprightSize() != upright;
     libraw_output_params_t& params = m_raw->imgdata.params;
     params.output_color = kSrgb;
@@ -385,16 +419,19 @@ QImage RKRawPicture::developed(const QSize& upright)
         keepFinishedPicture(params);
 
     std::unique_ptr<libraw_processed_image_t, ProcessedDeleter> processed;
-    const bool isProcessed = succeeds([&] {
-        const int result = m_raw->dcraw_process();
-        if (result == LIBRAW_SUCCESS)
+    result = resultOf([&] {
+        const int done = m_raw->dcraw_process();
+        if (done == LIBRAW_SUCCESS)
             processed.reset(m_raw->dcraw_make_mem_image());
-        return result;
+        return done;
     });
-    const bool isBitmap = isProcessed && processed && processed->type == LIBRAW_IMAGE_BITMAP
-        && processed->bits == 8 && (processed->colors == 1 || processed->colors == 3);
-    if (!isBitmap)
+    const bool isBitmap = result == LIBRAW_SUCCESS && processed
+        && processed->type == LIBRAW_IMAGE_BITMAP && processed->bits == 8
+        && (processed->colors == 1 || processed->colors == 3);
+    if (!isBitmap) {
+        context.fail(reasonOf(result));
         return {};
+    }
     const QImage image = toImage(*processed);
     return isScan ? inSrgb(image, m_raw->imgdata.color) : image;
 }

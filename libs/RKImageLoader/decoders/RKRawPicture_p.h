@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RKImageLoader/media/RKCancellation.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -27,6 +27,8 @@ public:
     RKRawPicture& operator=(const RKRawPicture&) = delete;
 
     bool isOpen() const;
+    /// Why it isn't.
+    RKMediaErrorCode openError() const;
 
     /// The size of the developed picture before it is turned.
     QSize storedSize() const;
@@ -40,7 +42,7 @@ public:
     /// The developed picture, upright. It may be half as large in each direction, or whole, if that
     /// is enough for the size. Null when the data are damaged, with a warning when they are
     /// truncated. Only one picture can be developed.
-    QImage developed(const QSize& upright);
+    QImage developed(const QSize& upright, RKLoadContext& context);
 
 private:
     class StoppableStream;
@@ -56,5 +58,6 @@ private:
     std::unique_ptr<StoppableStream> m_stream;
     // On the heap: it has 766 KB, more than the stack of a thread may hold.
     std::unique_ptr<LibRaw> m_raw;
+    int m_openResult = 0;
     bool m_isOpen = false;
 };

@@ -1,5 +1,6 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKImageLimits_p.h"
+#include "RKImageLoader/guards/RKJpegScans_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 namespace {
 
@@ -108,33 +108,6 @@ bool isRestart(quint8 marker)
     return marker >= 0xd0 && marker <= 0xd7;
 }
 
-// Counts the scans by walking over the marker segments (ITU-T T.81, B.1.1).
-qint64 jpegScans(QByteArrayView data)
-{
-    constexpr uchar kStartOfScan = 0xda;
-    constexpr uchar kEndOfImage = 0xd9;
-    const RKByteReader bytes(data);
-    qint64 scans = 0;
-    qint64 position = 2;
-    while (position < bytes.size()) {
-        const void* const found
-            = std::memchr(data.data() + position, 0xff, size_t(bytes.size() - position));
-        if (!found)
-            break;
-        position = static_cast<const char*>(found) - data.data() + 1;
-        const auto marker = bytes.numberAt<quint8>(position);
-        if (!marker || *marker == kEndOfImage)
-            break;
-        // Stuffed bytes, fill bytes and restart markers have no segment.
-        if (*marker == 0 || *marker == 0xff || isRestart(*marker))
-            continue;
-        if (*marker == kStartOfScan)
-            ++scans;
-        position += 1 + bytes.numberAt<quint16>(position + 1).value_or(0);
-    }
-    return scans;
-}
-
 // The frame header (ITU-T T.81, B.2.2) and that of the first scan.
 class JpegHeader
 {
@@ -209,7 +182,7 @@ bool canHoldJpeg(QByteArrayView data, const QSize& size)
 {
     using namespace RKImageLimits;
     const qint64 count = pixels(size);
-    const qint64 scans = jpegScans(data);
+    const qint64 scans = RKJpegScans::of(data).count;
     if (scans > kMaxScans && scans * count > kMaxScannedPixels)
         return false;
     const JpegHeader header(data);

@@ -131,6 +131,19 @@ bool RKPngChunks::isPng(QByteArrayView data)
     return data.startsWith(kSignature.first(4));
 }
 
+bool RKPngChunks::isCutOff(QByteArrayView data)
+{
+    QByteArrayView rest = data.sliced(std::min(kSignature.size(), data.size()));
+    while (const auto chunk = firstChunk(rest)) {
+        if (!chunk->isComplete)
+            return true;
+        if (chunk->type == "IEND")
+            return false;
+        rest = rest.sliced(chunk->bytes.size());
+    }
+    return true;
+}
+
 bool RKPngChunks::areHarmless(QByteArrayView data)
 {
     return Repair(data).keepsAll();

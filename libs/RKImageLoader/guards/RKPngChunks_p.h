@@ -16,6 +16,9 @@ public:
 
     static bool isPng(QByteArrayView data);
 
+    /// There is no end chunk, or it comes after one that is cut off.
+    static bool isCutOff(QByteArrayView data);
+
     /// All chunks but those of pixels lie inside the data, and the texts don't expand too much.
     static bool areHarmless(QByteArrayView data);
 

@@ -483,10 +483,18 @@ private:
 
 QByteArray RKSvgSanitizer::sanitized(const QByteArray& svg)
 {
+    QString problem;
+    QByteArray document = sanitized(svg, &problem);
+    if (!problem.isEmpty())
+        qCWarning(rkLoad).noquote() << "SVG document refused:" << problem;
+    return document;
+}
+
+QByteArray RKSvgSanitizer::sanitized(const QByteArray& svg, QString* problem)
+{
     Budget budget;
     Copier copier(0, budget);
-    const QByteArray document = copier.copy(svg);
-    if (copier.problem())
-        qCWarning(rkLoad).noquote() << "SVG document refused:" << copier.problem();
+    QByteArray document = copier.copy(svg);
+    *problem = QString::fromLatin1(copier.problem());
     return document;
 }

@@ -3,6 +3,7 @@
 #include "RKImageLoader/guards/RKImageLimits_p.h"
 
 #include <QByteArray>
+#include <QString>
 
 /// Makes SVG documents safe for a renderer that opens every file a document names, and that trusts
 /// the numbers in it. Reentrant.
@@ -37,4 +38,6 @@ public:
     /// Empty when the data are no well-formed XML or beyond a limit. All else is the renderer's to
     /// judge.
     static QByteArray sanitized(const QByteArray& svg);
+    /// The same without a warning. The problem is which limit; empty for bad XML.
+    static QByteArray sanitized(const QByteArray& svg, QString* problem);
 };

@@ -1,22 +1,16 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/loading/RKContentFormat_p.h"
 #include "RKImageLoader/loading/RKLoadingReason_p.h"
+#include "RKImageLoader/media/RKErrorText_p.h"
 #include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKLoadContext.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
-
-#include <QCoreApplication>
 
 #include <algorithm>
 
 namespace {
 
 using Code = RKMediaErrorCode;
-
-QString translated(const char* source)
-{
-    return QCoreApplication::translate("RKMediaError", source);
-}
 
 QString shortName(const RKMediaFormat& format)
 {
@@ -33,8 +27,7 @@ RKMediaFormat contentFormatOf(const RKFileSnapshot& file)
 
 RKMediaError otherContent(const RKMediaFormat& content, const RKMediaFormat& named)
 {
-    const QString text
-        = translated(QT_TRANSLATE_NOOP("RKMediaError", "The content is %1, name says %2."));
+    const QString text = RKErrorText::tr("The content is %1, name says %2.");
     return RKMediaError(
         Code::UnknownFormat, text.arg(shortName(content), shortName(named)), content);
 }
@@ -43,16 +36,13 @@ RKMediaError unsupported(const RKMediaDescriptor& descriptor, const RKFileSnapsh
 {
     const RKMediaFormat named = descriptor.mediaFormat();
     if (named != MEDIA_FORMAT_UNKNOWN) {
-        const QString text
-            = translated(QT_TRANSLATE_NOOP("RKMediaError", "There is no decoder for %1."));
+        const QString text = RKErrorText::tr("There is no decoder for %1.");
         return RKMediaError(Code::NoDecoder, text.arg(shortName(named)));
     }
     const QString suffix = descriptor.fileInfo().suffix();
     const QString text = suffix.isEmpty()
-        ? translated(QT_TRANSLATE_NOOP(
-            "RKMediaError", "The format is not supported: the name has no suffix."))
-        : translated(QT_TRANSLATE_NOOP(
-            "RKMediaError", "The format is not supported: nothing is known of the suffix %1."));
+        ? RKErrorText::tr("The format is not supported: the name has no suffix.")
+        : RKErrorText::tr("The format is not supported: nothing is known of the suffix %1.");
     return RKMediaError(
         Code::UnknownFormat, suffix.isEmpty() ? text : text.arg(suffix), contentFormatOf(file));
 }
@@ -68,8 +58,7 @@ void noteContent(
     const RKMediaDescriptor& descriptor, const RKFileSnapshot& file, RKLoadContext& context)
 {
     if (file.size() == 0) {
-        context.fail(
-            Code::Truncated, translated(QT_TRANSLATE_NOOP("RKMediaError", "The file is empty.")));
+        context.fail(Code::Truncated, RKErrorText::tr("The file is empty."));
     }
     const RKMediaFormat named = descriptor.mediaFormat();
     const RKMediaFormat content = contentFormatOf(file);

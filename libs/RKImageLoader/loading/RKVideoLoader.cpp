@@ -1,9 +1,8 @@
 #include "RKImageLoader/loading/RKVideoLoader.h"
 
 #include "RKImageLoader/loading/RKLoadingReason_p.h"
+#include "RKImageLoader/media/RKErrorText_p.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
-
-#include <QCoreApplication>
 
 namespace {
 
@@ -29,10 +28,9 @@ Result concluded(const RKVideoLoader& loader,
 
 bool refuse(RKMediaError* error)
 {
-    const char* const text = QT_TRANSLATE_NOOP("RKMediaError", "Videos can't be written.");
     if (error) {
-        *error = RKMediaError(RKMediaErrorCode::UnsupportedForWriting,
-            QCoreApplication::translate("RKMediaError", text));
+        *error = RKMediaError(
+            RKMediaErrorCode::UnsupportedForWriting, RKErrorText::tr("Videos can't be written."));
     }
     return false;
 }

@@ -1,6 +1,6 @@
+#include "RKImageLoader/media/RKErrorText_p.h"
 #include "RKImageLoader/media/RKFileReason_p.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -11,14 +11,9 @@ namespace {
 
 using Code = RKMediaErrorCode;
 
-QString translated(const char* source)
+QString systemText(const std::error_code& error)
 {
-    return QCoreApplication::translate("RKMediaError", source);
-}
-
-QString withSystemText(const char* source, const std::error_code& error)
-{
-    return translated(source).arg(QString::fromStdString(error.message()));
+    return QString::fromStdString(error.message());
 }
 
 bool isOneOf(const std::error_code& error, std::initializer_list<std::errc> others)
@@ -55,8 +50,7 @@ bool isFull(const std::error_code& error)
 RKMediaError reasonOf(const std::error_code& error)
 {
     if (error == std::errc::is_a_directory) {
-        return RKMediaError(Code::NotAFile,
-            translated(QT_TRANSLATE_NOOP("RKMediaError", "This is a folder and not a file.")));
+        return RKMediaError(Code::NotAFile, RKErrorText::tr("This is a folder and not a file."));
     }
     if (isSpecial(error))
         return RKMediaError(Code::NotAFile);
@@ -73,8 +67,8 @@ RKMediaError readingReason(const std::error_code& error)
         return RKMediaError(Code::Missing);
     if (isForbidden(error))
         return RKMediaError(Code::NoPermission);
-    return RKMediaError(Code::Unreadable,
-        withSystemText(QT_TRANSLATE_NOOP("RKMediaError", "The file can't be read: %1."), error));
+    return RKMediaError(
+        Code::Unreadable, RKErrorText::tr("The file can't be read: %1.").arg(systemText(error)));
 }
 
 RKMediaError writingReason(const std::error_code& error, const QString& path)
@@ -82,14 +76,16 @@ RKMediaError writingReason(const std::error_code& error, const QString& path)
     if (const RKMediaError reason = reasonOf(error); reason.isError() || !error)
         return reason;
     if (isMissing(error)) {
-        const char* const text
-            = QT_TRANSLATE_NOOP("RKMediaError", "There is no folder %1 to save to.");
-        return RKMediaError(Code::Missing, translated(text).arg(QFileInfo(path).absolutePath()));
+        return RKMediaError(Code::Missing,
+            RKErrorText::tr("There is no folder %1 to save to.")
+                .arg(QFileInfo(path).absolutePath()));
     }
     if (isFull(error))
         return RKMediaError(Code::DiskFull);
-    const char* const text = QT_TRANSLATE_NOOP("RKMediaError", "The file can't be written: %1.");
-    return RKMediaError(Code::NotWritable, withSystemText(text, error));
+    if (error == std::errc::resource_unavailable_try_again)
+        return RKMediaError(Code::Changed);
+    return RKMediaError(Code::NotWritable,
+        RKErrorText::tr("The file can't be written: %1.").arg(systemText(error)));
 }
 
 RKMediaError withPath(RKMediaError error, const QString& path)

@@ -12,7 +12,8 @@ namespace RKFileReason {
 /// regular file std::errc::not_supported.
 RKMediaError ofReading(const std::error_code& error, const QString& path);
 
-/// A file could not be written, or created.
+/// A file could not be written, or created. std::errc::resource_unavailable_try_again means that
+/// others keep changing it.
 RKMediaError ofWriting(const std::error_code& error, const QString& path);
 
 } // namespace RKFileReason

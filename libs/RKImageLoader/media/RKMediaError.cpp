@@ -1,54 +1,39 @@
 #include "RKImageLoader/media/RKMediaError.h"
 
-#include <QCoreApplication>
+#include "RKImageLoader/media/RKErrorText_p.h"
 
 namespace {
 
 QString usualText(RKMediaErrorCode code)
 {
-    const auto text
-        = [](const char* source) { return QCoreApplication::translate("RKMediaError", source); };
     switch (code) {
     case RKMediaErrorCode::None: return {};
-    case RKMediaErrorCode::Missing:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "There is no such file."));
-    case RKMediaErrorCode::NoPermission:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The file may not be read."));
+    case RKMediaErrorCode::Missing: return RKErrorText::tr("There is no such file.");
+    case RKMediaErrorCode::NoPermission: return RKErrorText::tr("The file may not be read.");
     case RKMediaErrorCode::NotAFile:
-        return text(
-            QT_TRANSLATE_NOOP("RKMediaError", "This is a pipe or a device and not a file."));
+        return RKErrorText::tr("This is a pipe or a device and not a file.");
     case RKMediaErrorCode::UnknownFormat:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The format of the file is not known."));
+        return RKErrorText::tr("The format of the file is not known.");
     case RKMediaErrorCode::NoDecoder:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "There is no decoder for this format."));
+        return RKErrorText::tr("There is no decoder for this format.");
     case RKMediaErrorCode::Damaged:
-        return text(QT_TRANSLATE_NOOP(
-            "RKMediaError", "This is no picture of that format, or a damaged one."));
+        return RKErrorText::tr("This is no picture of that format, or a damaged one.");
     case RKMediaErrorCode::Truncated:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The file ends before its picture does."));
-    case RKMediaErrorCode::TooLarge:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The picture is too large."));
-    case RKMediaErrorCode::TooSmall:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The picture is too small."));
-    case RKMediaErrorCode::FrameOutOfRange:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The video has no such frame."));
-    case RKMediaErrorCode::Unreadable:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The file can't be read."));
-    case RKMediaErrorCode::DiskFull:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The disk is full."));
-    case RKMediaErrorCode::NotWritable:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The file can't be written."));
+        return RKErrorText::tr("The file ends before its picture does.");
+    case RKMediaErrorCode::TooLarge: return RKErrorText::tr("The picture is too large.");
+    case RKMediaErrorCode::TooSmall: return RKErrorText::tr("The picture is too small.");
+    case RKMediaErrorCode::FrameOutOfRange: return RKErrorText::tr("The video has no such frame.");
+    case RKMediaErrorCode::Unreadable: return RKErrorText::tr("The file can't be read.");
+    case RKMediaErrorCode::DiskFull: return RKErrorText::tr("The disk is full.");
+    case RKMediaErrorCode::NotWritable: return RKErrorText::tr("The file can't be written.");
     case RKMediaErrorCode::UnsupportedForWriting:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "This format can't be written."));
+        return RKErrorText::tr("This format can't be written.");
     case RKMediaErrorCode::WouldLose:
-        return text(
-            QT_TRANSLATE_NOOP("RKMediaError", "Saving would lose some of the file's metadata."));
+        return RKErrorText::tr("Saving would lose some of the file's metadata.");
     case RKMediaErrorCode::Changed:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "Another program keeps changing the file."));
-    case RKMediaErrorCode::OutOfMemory:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "There is not enough memory."));
-    case RKMediaErrorCode::Cancelled:
-        return text(QT_TRANSLATE_NOOP("RKMediaError", "The request was cancelled."));
+        return RKErrorText::tr("Another program keeps changing the file.");
+    case RKMediaErrorCode::OutOfMemory: return RKErrorText::tr("There is not enough memory.");
+    case RKMediaErrorCode::Cancelled: return RKErrorText::tr("The request was cancelled.");
     }
     return {};
 }

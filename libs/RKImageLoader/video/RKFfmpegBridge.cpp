@@ -1,5 +1,6 @@
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 
+#include "RKImageLoader/media/RKErrorText_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/video/RKCancellableLock_p.h"
 #include "RKImageLoader/video/RKFfmpegModule_p.h"
@@ -7,7 +8,6 @@
 #include "RKCore/RKMonolithFile.h"
 #include "RKCore/RKRegularExpression.h"
 
-#include <QCoreApplication>
 #include <QDebug>
 #include <QFileInfo>
 #include <QMutexLocker>
@@ -44,19 +44,17 @@ bool isTooLarge(const QSize& size)
 
 RKMediaError reasonOf(RKVideoFailure failure)
 {
-    const auto text
-        = [](const char* source) { return QCoreApplication::translate("RKMediaError", source); };
     switch (failure) {
     case RKVideoFailure::Unknown: return {};
     case RKVideoFailure::NoFfmpeg:
-        return RKMediaError(RKMediaErrorCode::NoDecoder,
-            text(QT_TRANSLATE_NOOP("RKMediaError", "The module for videos can't be loaded.")));
+        return RKMediaError(
+            RKMediaErrorCode::NoDecoder, RKErrorText::tr("The module for videos can't be loaded."));
     case RKVideoFailure::NoVideoStream:
         return RKMediaError(RKMediaErrorCode::NoDecoder,
-            text(QT_TRANSLATE_NOOP("RKMediaError", "The file has no video, only sound or data.")));
+            RKErrorText::tr("The file has no video, only sound or data."));
     case RKVideoFailure::NoDecoder:
-        return RKMediaError(RKMediaErrorCode::NoDecoder,
-            text(QT_TRANSLATE_NOOP("RKMediaError", "There is no decoder for this video.")));
+        return RKMediaError(
+            RKMediaErrorCode::NoDecoder, RKErrorText::tr("There is no decoder for this video."));
     case RKVideoFailure::OutOfMemory: return RKMediaError(RKMediaErrorCode::OutOfMemory);
     }
     return {};
@@ -204,21 +202,17 @@ RKMediaError RKFfmpegBridge::reasonForNoFrame(long long frameNumber)
         return openError();
     if (isTooLarge(effectiveVideoSize()))
         return RKMediaError(RKMediaErrorCode::TooLarge);
-    const auto translated
-        = [](const char* source) { return QCoreApplication::translate("RKMediaError", source); };
     const long long last = lastFrameNumber();
     if (last < 0) {
-        return RKMediaError(RKMediaErrorCode::Damaged,
-            translated(QT_TRANSLATE_NOOP("RKMediaError", "No frame of the video can be decoded.")));
+        return RKMediaError(
+            RKMediaErrorCode::Damaged, RKErrorText::tr("No frame of the video can be decoded."));
     }
     if (frameNumber >= 0 && frameNumber <= last) {
         return RKMediaError(RKMediaErrorCode::Damaged,
-            translated(QT_TRANSLATE_NOOP("RKMediaError", "Frame %1 can't be decoded."))
-                .arg(frameNumber));
+            RKErrorText::tr("Frame %1 can't be decoded.").arg(frameNumber));
     }
     return RKMediaError(RKMediaErrorCode::FrameOutOfRange,
-        translated(
-            QT_TRANSLATE_NOOP("RKMediaError", "The video has no frame %1; its last one is %2."))
+        RKErrorText::tr("The video has no frame %1; its last one is %2.")
             .arg(frameNumber)
             .arg(last));
 }

@@ -1,5 +1,6 @@
 #include "RKImageLoader/decoders/RKAreaReducer_p.h"
 #include "RKImageLoader/decoders/RKBitmapDecoder.h"
+#include "RKImageLoader/decoders/RKRefusal_p.h"
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopColors_p.h"
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopFile_p.h"
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopReader_p.h"
@@ -38,20 +39,26 @@ public:
         m_reduced.assign(count, Row(size_t(target.width())));
     }
 
-    QImage read(const RKCancellation& cancellation)
+    QImage read(RKLoadContext& context)
     {
         const int stored = m_file.colorChannels() + (m_file.hasOpacity ? 1 : 0);
-        std::optional<RKPhotoshopRows> source = RKPhotoshopRows::open(m_file, stored);
+        std::optional<RKPhotoshopRows> source = RKPhotoshopRows::open(m_file, stored, context);
         RKPhotoshopColors colors(m_file);
         if (!source || !colors.isValid())
             return {};
         QImage image(m_target, m_file.hasOpacity ? QImage::Format_ARGB32 : QImage::Format_RGB32);
-        if (image.isNull())
+        if (image.isNull()) {
+            context.fail(RKMediaErrorCode::OutOfMemory);
             return {};
+        }
         int targetRow = 0;
         for (int y = 0; y < m_file.size.height(); ++y) {
-            if (cancellation.isCancelled() || !readRow(*source, y))
+            if (context.isCancelled())
                 return {};
+            if (!readRow(*source, y)) {
+                context.fail(source->readError());
+                return {};
+            }
             if (!reduceRow())
                 continue;
             auto* const line = reinterpret_cast<QRgb*>(image.scanLine(targetRow++));
@@ -147,12 +154,20 @@ QSize RKPhotoshopReader::size(const QByteArray& data)
     return file ? file->size : QSize();
 }
 
+QImage RKPhotoshopReader::read(const QByteArray& data, const QSize& wantedSize)
+{
+    RKLoadContext context;
+    return read(data, wantedSize, context);
+}
+
 QImage RKPhotoshopReader::read(
-    const QByteArray& data, const QSize& wantedSize, const RKCancellation& cancellation)
+    const QByteArray& data, const QSize& wantedSize, RKLoadContext& context)
 {
     const auto file = RKPhotoshopFile::parse(data);
-    if (!file || (file->mode == Mode::Indexed && file->palette.isEmpty()))
+    if (!file || (file->mode == Mode::Indexed && file->palette.isEmpty())) {
+        context.fail(RKMediaErrorCode::Damaged);
         return {};
+    }
     const QSize target = wantedSize.isValid()
         ? RKBitmapDecoder::calculateRealTargetSize(wantedSize, file->size)
         : file->size;
@@ -161,17 +176,17 @@ QImage RKPhotoshopReader::read(
         = target.width() <= file->size.width() && target.height() <= file->size.height();
     const QSize readSize = isReduced ? target : file->size;
     if (!RKImageScaler::isFeasible(target) || !RKImageScaler::isFeasible(readSize)) {
-        qCWarning(rkLoad, "Picture refused: the wanted size is too large");
+        RKRefusal::wantedSize(context);
         return {};
     }
 
     if (!isWorthReducing(*file, readSize)) {
-        qCWarning(rkLoad, "Picture refused: making it smaller takes too much memory or time");
+        RKRefusal::reduction(context);
         return {};
     }
 
-    QImage image = MergedPicture(*file, readSize).read(cancellation);
-    if (cancellation.isCancelled())
+    QImage image = MergedPicture(*file, readSize).read(context);
+    if (context.isCancelled())
         return {};
     // Where Photoshop leaves the merged picture out, it writes a blank one. But some files that say
     // so have a real one (10x12x16bit-CMYK.psd, whose thumbnail is the blank one).

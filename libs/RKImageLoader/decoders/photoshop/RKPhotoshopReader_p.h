@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RKImageLoader/media/RKCancellation.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -23,7 +23,7 @@ public:
 
     /// In RGB32 or, where the picture has an opacity, in ARGB32, fitted into the wanted size with
     /// its proportions kept; an invalid size means full size, and of a thumbnail its own. Null when
-    /// the data are damaged or cut off, and when it was cancelled.
-    static QImage read(
-        const QByteArray& data, const QSize& wantedSize, const RKCancellation& cancellation = {});
+    /// the data are damaged or cut off, and when the request was cancelled.
+    static QImage read(const QByteArray& data, const QSize& wantedSize);
+    static QImage read(const QByteArray& data, const QSize& wantedSize, RKLoadContext& context);
 };

@@ -1,6 +1,7 @@
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopRows_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKImageLimits_p.h"
+#include "RKImageLoader/guards/RKTruncation_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
@@ -29,11 +30,12 @@ qint64 rowSize(const RKPhotoshopFile& file)
 }
 
 // More than the compression can make of the bytes that are there.
-bool isClaim(qint64 size, qint64 ratio, const RKPhotoshopFile& file)
+bool isClaim(qint64 size, qint64 ratio, const RKPhotoshopFile& file, RKLoadContext& context)
 {
     if (size / ratio <= file.pixels.size())
         return false;
     qCWarning(rkLoad, "Picture refused: its header promises more than its data can hold");
+    context.fail(RKTruncation::reasonForClaim(file.pixels, file.size));
     return true;
 }
 
@@ -123,6 +125,12 @@ public:
 
     Inflater& operator=(const Inflater&) = delete;
 
+    /// All bytes were taken, and more are missing.
+    bool isAtEnd() const
+    {
+        return m_stream.avail_in == 0;
+    }
+
     bool read(QByteArray& row)
     {
         m_stream.next_out = reinterpret_cast<Bytef*>(row.data());
@@ -147,27 +155,38 @@ RKPhotoshopRows::RKPhotoshopRows(RKPhotoshopRows&&) noexcept = default;
 
 RKPhotoshopRows::~RKPhotoshopRows() = default;
 
-std::optional<RKPhotoshopRows> RKPhotoshopRows::open(const RKPhotoshopFile& file, int channels)
+std::optional<RKPhotoshopRows> RKPhotoshopRows::open(
+    const RKPhotoshopFile& file, int channels, RKLoadContext& context)
 {
     RKPhotoshopRows rows(file);
     const qint64 size = rows.m_rowSize * file.size.height() * channels;
     switch (file.compression) {
     case Compression::Raw:
-        if (size > file.pixels.size())
+        if (size > file.pixels.size()) {
+            context.fail(RKMediaErrorCode::Truncated);
             return {};
+        }
         break;
     case Compression::PackBits:
-        if (isClaim(size, kPackBitsRatio, file) || !rows.findPackedRows(channels))
+        if (isClaim(size, kPackBitsRatio, file, context))
             return {};
+        // The sizes of the rows come first: the rows themselves are missing.
+        if (!rows.findPackedRows(channels)) {
+            context.fail(RKMediaErrorCode::Truncated);
+            return {};
+        }
         rows.m_row.resize(rows.m_rowSize);
         break;
     case Compression::Zip:
         rows.m_row.resize(rows.m_rowSize);
-        if (isClaim(size, RKImageLimits::kDeflateRatio, file)
-            || !rows.findInflatedChannels(channels))
+        if (isClaim(size, RKImageLimits::kDeflateRatio, file, context))
             return {};
+        if (!rows.findInflatedChannels(channels)) {
+            context.fail(rows.readError());
+            return {};
+        }
         break;
-    default: return {};
+    default: context.fail(RKMediaErrorCode::Damaged); return {};
     }
     return rows;
 }
@@ -208,11 +227,18 @@ bool RKPhotoshopRows::findInflatedChannels(int channels)
     for (int channel = 0; channel < channels; ++channel) {
         m_inflaters.push_back(std::make_unique<Inflater>(stream));
         for (int y = 0; channel + 1 < channels && y < m_file.size.height(); ++y) {
-            if (!stream.read(m_row))
+            if (!stream.read(m_row)) {
+                m_hasEnded = stream.isAtEnd();
                 return false;
+            }
         }
     }
     return true;
+}
+
+RKMediaErrorCode RKPhotoshopRows::readError() const
+{
+    return m_hasEnded ? RKMediaErrorCode::Truncated : RKMediaErrorCode::Damaged;
 }
 
 QByteArrayView RKPhotoshopRows::rowBytes(int channel, int row)
@@ -220,8 +246,13 @@ QByteArrayView RKPhotoshopRows::rowBytes(int channel, int row)
     const qint64 index = qint64(channel) * m_file.size.height() + row;
     switch (m_file.compression) {
     case Compression::Raw: return m_file.pixels.sliced(index * m_rowSize, m_rowSize);
-    case Compression::Zip:
-        return m_inflaters[size_t(channel)]->read(m_row) ? QByteArrayView(m_row) : QByteArrayView();
+    case Compression::Zip: {
+        Inflater& stream = *m_inflaters[size_t(channel)];
+        if (stream.read(m_row))
+            return m_row;
+        m_hasEnded = stream.isAtEnd();
+        return {};
+    }
     case Compression::PackBits: break;
     }
     const qint64 begin = m_packedOffsets[size_t(index)];

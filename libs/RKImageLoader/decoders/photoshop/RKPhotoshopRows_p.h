@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/decoders/photoshop/RKPhotoshopFile_p.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 
 #include <QByteArray>
 
@@ -17,13 +18,16 @@ class RKPhotoshopRows
 public:
     /// For the first so many channels. Absent when the data can't hold the picture, so that no
     /// memory is taken for promises. Refers to the file's bytes.
-    static std::optional<RKPhotoshopRows> open(const RKPhotoshopFile& file, int channels);
+    static std::optional<RKPhotoshopRows> open(
+        const RKPhotoshopFile& file, int channels, RKLoadContext& context);
     RKPhotoshopRows(RKPhotoshopRows&&) noexcept;
     ~RKPhotoshopRows();
 
     /// Reads as many samples as the picture is wide, from 0 to 65535, the least and the most that
     /// the file can say. False when the row is damaged or cut off.
     bool read(int channel, int row, std::span<quint16> samples);
+    /// Which of both, after such a failure.
+    RKMediaErrorCode readError() const;
 
 private:
     class Inflater;
@@ -40,4 +44,5 @@ private:
     std::vector<std::unique_ptr<Inflater>> m_inflaters;
     /// The row at hand, unpacked.
     QByteArray m_row;
+    bool m_hasEnded = false;
 };
