@@ -96,8 +96,14 @@ QString RKSafeFileWriter::errorString() const
     return m_errorString;
 }
 
+std::error_code RKSafeFileWriter::error() const
+{
+    return m_error;
+}
+
 RKSafeFileWriter::Result RKSafeFileWriter::fail(Result result, const std::error_code& error)
 {
+    m_error = error;
     m_errorString = QString::fromStdString(error.message());
     return result;
 }
@@ -133,6 +139,7 @@ RKSafeFileWriter::Result RKSafeFileWriter::replace(
 {
     m_errorString.clear();
     if (!source.isWritable()) {
+        m_error = source.error();
         m_errorString = source.errorString();
         return Result::NotWritable;
     }

@@ -54,6 +54,8 @@ public:
 
     /// Why the last write did not succeed, in the system's words.
     QString errorString() const;
+    /// The same as a value; resource_unavailable_try_again for Result::Changed.
+    std::error_code error() const;
 
 private:
     using Pieces = QList<RKFilePiece>;
@@ -65,4 +67,5 @@ private:
 
     const QString m_path;
     QString m_errorString;
+    std::error_code m_error;
 };

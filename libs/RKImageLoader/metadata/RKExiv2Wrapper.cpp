@@ -329,12 +329,37 @@ QStringList RKExiv2Wrapper::debugOutput() const
 
 bool RKExiv2Wrapper::save(const QFileInfo& file) const
 {
-    return m_impl->save(file);
+    return save(file, nullptr);
 }
 
 bool RKExiv2Wrapper::save(QBuffer* buffer) const
 {
-    return m_impl->save(buffer);
+    return save(buffer, nullptr);
+}
+
+bool RKExiv2Wrapper::save(const QFileInfo& file, RKMediaError* error) const
+{
+    RKMediaError reason;
+    const bool isSaved = m_impl->save(file, reason);
+    if (!isSaved)
+        reason.setFilePath(file.absoluteFilePath());
+    if (error)
+        *error = reason;
+    return isSaved;
+}
+
+bool RKExiv2Wrapper::save(QBuffer* buffer, RKMediaError* error) const
+{
+    RKMediaError reason;
+    const bool isSaved = m_impl->save(buffer, reason);
+    if (error)
+        *error = reason;
+    return isSaved;
+}
+
+RKMediaError RKExiv2Wrapper::readError() const
+{
+    return m_impl->readError();
 }
 
 QString RKExiv2Wrapper::copyright()

@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/media/RKImageOrientation.h"
+#include "RKImageLoader/media/RKMediaError.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
 
@@ -214,6 +215,13 @@ public:
     /// Merges the metadata into the image in the buffer. The buffer is closed afterwards and holds
     /// the new image on success, the old one on failure. False for a null buffer.
     bool save(QBuffer* buffer) const;
+
+    /// The same with the reason of a failure, or no error; null stores nothing.
+    bool save(const QFileInfo& file, RKMediaError* error) const;
+    bool save(QBuffer* buffer, RKMediaError* error) const;
+
+    /// Why the image could not be read; no error if it could.
+    RKMediaError readError() const;
 
     /// Prepares the library that does the work, once per process. The constructors do so too.
     static void initialize();

@@ -10,17 +10,6 @@
 #include <QFileInfo>
 #include <QMutexLocker>
 
-namespace {
-
-bool storeSaved(bool isSaved, RKMediaError* error)
-{
-    if (error)
-        *error = RKMediaError(isSaved ? RKMediaErrorCode::None : RKMediaErrorCode::NotWritable);
-    return isSaved;
-}
-
-} // namespace
-
 RKMetaData::RKMetaData()
     : m_impl(new RKMetaDataImpl)
 {
@@ -29,6 +18,16 @@ RKMetaData::RKMetaData()
 RKMetaData::RKMetaData(const QFileInfo& file)
     : m_impl(new RKMetaDataImpl(RKExiv2Wrapper(file)))
 {
+}
+
+RKMetaData::RKMetaData(const QFileInfo& file, RKMediaError* error)
+    : RKMetaData(file)
+{
+    if (!error)
+        return;
+    *error = m_impl->exiv2Wrapper().readError();
+    if (error->isError())
+        error->setFilePath(file.absoluteFilePath());
 }
 
 RKMetaData::RKMetaData(const QFileInfo& file, const QByteArray& bytes)
@@ -389,10 +388,10 @@ bool RKMetaData::save(QBuffer* buffer) const
 
 bool RKMetaData::save(const QFileInfo& file, RKMediaError* error) const
 {
-    return storeSaved(save(file), error);
+    return snapshot()->exiv2Wrapper().save(file, error);
 }
 
 bool RKMetaData::save(QBuffer* buffer, RKMediaError* error) const
 {
-    return storeSaved(save(buffer), error);
+    return snapshot()->exiv2Wrapper().save(buffer, error);
 }

@@ -44,6 +44,9 @@ public:
     /// Reads a file. One that cannot be read gives empty metadata; that is logged, except for a
     /// file that is no image of a known type.
     explicit RKMetaData(const QFileInfo& file);
+    /// The same with the reason, also for a file of an unknown type; null stores nothing. A file
+    /// without metadata is no error.
+    RKMetaData(const QFileInfo& file, RKMediaError* error);
 
     /// The same for a file whose bytes were read already; the file is not opened. Empty bytes give
     /// empty metadata.

@@ -5,6 +5,8 @@
 #include "RKImageLoader/files/RKHeifProfile_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
+#include "RKImageLoader/media/RKErrorText_p.h"
+#include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -143,6 +145,7 @@ void RKExiv2ImageReader::read(const QString& path)
     // A pipe would wait for somebody to write into it.
     if (RKBinaryFile::mayBlock(QFileInfo(path))) {
         qCWarning(rkMetadata) << "No Exif Data in this file:" << path;
+        m_error = RKFileReason::ofReading(RKFileSnapshot(path).error(), path);
         return;
     }
     bool hasReadError = false;
@@ -154,6 +157,10 @@ void RKExiv2ImageReader::read(const QString& path)
             qCWarning(rkMetadata).noquote() << "Failed to read all of the file:" << path;
     } catch (const Exiv2::Error& error) {
         m_isUnreadable = isSystemError(error) && QFileInfo::exists(path);
+        // exiv2 says little of files that it can't open.
+        if (isSystemError(error))
+            m_error = RKFileReason::ofReading(RKFileSnapshot(path).error(), path);
+        noteError(error);
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString &)"), error);
     } catch (...) {
@@ -161,6 +168,7 @@ void RKExiv2ImageReader::read(const QString& path)
     }
     if (hasReadError) {
         m_isUnreadable = true;
+        m_error = RKMediaError(RKMediaErrorCode::Unreadable);
         // Without a size no cache keeps what may be complete the next time.
         m_target.size = QSize();
     }
@@ -176,6 +184,7 @@ void RKExiv2ImageReader::read(const QByteArray& data)
         read(RKExiv2Compat::openMemory(data),
             [&data] { return std::make_shared<RKMemorySource>(data); });
     } catch (const Exiv2::Error& error) {
+        noteError(error);
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray &)"), error);
     } catch (...) {
@@ -196,12 +205,34 @@ bool RKExiv2ImageReader::isUnreadable() const
     return m_isUnreadable;
 }
 
+RKMediaError RKExiv2ImageReader::error() const
+{
+    return m_error;
+}
+
+void RKExiv2ImageReader::noteError(const Exiv2::Error& error)
+{
+    if (m_error.isError())
+        return;
+    if (isSystemError(error))
+        m_error = RKMediaError(RKMediaErrorCode::Unreadable);
+    else if (RKExiv2Compat::isUnknownImageType(error))
+        m_error = RKMediaError(RKMediaErrorCode::UnknownFormat);
+    else
+        m_error = RKMediaError(RKMediaErrorCode::Damaged,
+            RKErrorText::tr("The file is damaged, or its metadata can't be read."));
+}
+
 void RKExiv2ImageReader::read(
     const RKExiv2ImagePtr& image, const std::function<Source()>& openSource)
 {
-    if (!image || !isReadable(*image))
+    if (!image || !isReadable(*image)) {
+        m_error = RKMediaError(RKMediaErrorCode::UnknownFormat);
         return;
+    }
     if (isExcessiveSidecar(*image)) {
+        m_error = RKMediaError(RKMediaErrorCode::TooLarge,
+            RKErrorText::tr("The XMP metadata have too many namespaces or properties."));
         qCWarning(rkMetadata) << "XMP has too many namespaces or properties to be read";
         return;
     }

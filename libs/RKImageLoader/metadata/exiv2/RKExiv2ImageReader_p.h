@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RKImageLoader/media/RKMediaError.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IccData_p.h"
@@ -48,12 +49,15 @@ public:
     bool isTurnedByContainer() const;
     /// There is a file, but the system did not let us read it: what it holds is not known.
     bool isUnreadable() const;
+    /// Why the image has no metadata, or not all of them; no error if it just has none.
+    RKMediaError error() const;
 
 private:
     using Source = std::shared_ptr<const RKByteSource>;
 
     void read(const RKExiv2ImagePtr& image, const std::function<Source()>& openSource);
     void readWithoutProfile(const Exiv2::Image& image, const Source& source);
+    void noteError(const Exiv2::Error& error);
     void takeFrom(const RKExiv2ImagePtr& image);
     void complete(QIODevice* file);
     void useOrientationOfContainer(QIODevice* file);
@@ -64,4 +68,5 @@ private:
     bool m_isTurnedByContainer = false;
     bool m_isPhotoshop = false;
     bool m_isUnreadable = false;
+    RKMediaError m_error;
 };

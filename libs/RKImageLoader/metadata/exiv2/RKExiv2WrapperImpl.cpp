@@ -108,6 +108,7 @@ RKExiv2WrapperImpl::RKExiv2WrapperImpl(const RKExiv2WrapperImpl& other)
     m_size = other.m_size;
     m_isTurnedByContainer = other.m_isTurnedByContainer;
     m_isUnreadable = other.m_isUnreadable;
+    m_readError = other.m_readError;
     m_iccDataChanged = other.m_iccDataChanged;
 }
 
@@ -121,6 +122,7 @@ void RKExiv2WrapperImpl::readFrom(const Source& source)
     reader.read(source);
     m_isTurnedByContainer = reader.isTurnedByContainer();
     m_isUnreadable = reader.isUnreadable();
+    m_readError = reader.error();
 }
 
 void RKExiv2WrapperImpl::setSource(const QFileInfo& file)
@@ -524,27 +526,35 @@ RKMetaDataSaver RKExiv2WrapperImpl::saver(RKMetaDataSaver::Scope scope) const
         scope});
 }
 
-/// Values that were changed without knowing the old ones, as by a turn, may be wrong.
-bool RKExiv2WrapperImpl::isSavable() const
+RKMediaError RKExiv2WrapperImpl::readError() const
 {
-    if (m_isUnreadable)
+    const QReadLocker locker(&m_lock);
+    return m_readError;
+}
+
+/// Values that were changed without knowing the old ones, as by a turn, may be wrong.
+bool RKExiv2WrapperImpl::isSavable(RKMediaError& error) const
+{
+    if (m_isUnreadable) {
         qCWarning(rkMetadata).noquote()
             << "Metadata that could not be read are not saved:" << m_source;
+        error = m_readError;
+    }
     return !m_isUnreadable;
 }
 
-bool RKExiv2WrapperImpl::save(const QFileInfo& file) const
+bool RKExiv2WrapperImpl::save(const QFileInfo& file, RKMediaError& error) const
 {
     const QWriteLocker locker(&m_lock);
-    if (!isSavable())
+    if (!isSavable(error))
         return false;
     const bool isSource = !m_source.isEmpty() && file.canonicalFilePath() == m_source;
     using Scope = RKMetaDataSaver::Scope;
-    return saver(isSource ? Scope::Changes : Scope::Everything).save(file);
+    return saver(isSource ? Scope::Changes : Scope::Everything).save(file, error);
 }
 
-bool RKExiv2WrapperImpl::save(QBuffer* buffer) const
+bool RKExiv2WrapperImpl::save(QBuffer* buffer, RKMediaError& error) const
 {
     const QWriteLocker locker(&m_lock);
-    return isSavable() && saver(RKMetaDataSaver::Scope::Everything).save(buffer);
+    return isSavable(error) && saver(RKMetaDataSaver::Scope::Everything).save(buffer, error);
 }

@@ -98,8 +98,10 @@ public:
     QHash<QString, QString> allData() const;
     QStringList debugOutput() const;
 
-    bool save(const QFileInfo& file) const;
-    bool save(QBuffer* buffer) const;
+    /// The error is that of a failure; it is left alone otherwise.
+    bool save(const QFileInfo& file, RKMediaError& error) const;
+    bool save(QBuffer* buffer, RKMediaError& error) const;
+    RKMediaError readError() const;
 
 private:
     QList<QStringList> keywordsOfFamilies() const;
@@ -108,7 +110,7 @@ private:
     void setRotation(int orientation);
     QString readKey(const QString& key) const;
 
-    bool isSavable() const;
+    bool isSavable(RKMediaError& error) const;
     RKMetaDataSaver saver(RKMetaDataSaver::Scope scope) const;
 
     RKExiv2ExifData m_exifData;
@@ -123,6 +125,7 @@ private:
     bool m_isTurnedByContainer = false;
     // There is a file, and it could not be read.
     bool m_isUnreadable = false;
+    RKMediaError m_readError;
     // The profile was set here, so that a target has to get it.
     bool m_iccDataChanged = false;
     // Guards all members but the reference count. Recursive; no other lock of this library is taken

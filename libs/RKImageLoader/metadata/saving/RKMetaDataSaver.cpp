@@ -2,6 +2,8 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/files/RKTiffTags_p.h"
+#include "RKImageLoader/media/RKErrorText_p.h"
+#include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -22,6 +24,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <new>
 #include <set>
 
 namespace {
@@ -102,10 +105,37 @@ void warnOfLoss(const QString& target, const QString& loss)
     warn(QStringLiteral("the metadata of %1 are not saved: %2").arg(target, loss));
 }
 
-QString joined(const QStringList& losses)
+RKMediaError noPlace()
 {
-    return losses.isEmpty() ? QStringLiteral("the format has no place for the change")
-                            : losses.join(QStringLiteral("; "));
+    return RKMediaError(RKMediaErrorCode::UnsupportedForWriting,
+        RKErrorText::tr("This format has no place for the metadata."));
+}
+
+RKMediaError wouldLose(const QString& loss)
+{
+    return RKMediaError(RKMediaErrorCode::WouldLose,
+        RKErrorText::tr("Saving would lose some of the file's metadata: %1.").arg(loss));
+}
+
+QString noPlaceText()
+{
+    return QStringLiteral("the format has no place for the change");
+}
+
+/// What exiv2 throws besides what has a reason of its own.
+RKMediaError reasonOf(const std::exception* error)
+{
+    if (dynamic_cast<const std::bad_alloc*>(error))
+        return RKMediaError(RKMediaErrorCode::OutOfMemory);
+    return RKMediaError(RKMediaErrorCode::Damaged,
+        RKErrorText::tr("The file is damaged, or its metadata can't be read."));
+}
+
+/// The reason stays that is known already.
+void complete(RKMediaError& error, const std::exception* thrown)
+{
+    if (!error.isError())
+        error = reasonOf(thrown);
 }
 
 } // namespace
@@ -183,28 +213,33 @@ std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
 
 /// Updates the content of an image. Refused without a warning if it can take none of the data.
 RKMetaDataSaver::Result RKMetaDataSaver::update(
-    const QString& target, RKImageContent* content) const
+    const QString& target, RKImageContent* content, RKMediaError& error) const
 {
-    const Result result = updateRead(target, content);
+    const Result result = updateRead(target, content, error);
     if (result != Result::NeedsPixels)
         return result;
     // Anew from the beginning, so that exiv2 encodes what it has read of the whole file.
     content->readPixels();
-    if (!content->isRead())
+    if (!content->isRead()) {
+        error = RKMediaError(RKMediaErrorCode::Unreadable);
         throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, target.toStdString());
-    return updateRead(target, content);
+    }
+    return updateRead(target, content, error);
 }
 
 RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
-    const QString& target, RKImageContent* content) const
+    const QString& target, RKImageContent* content, RKMediaError& error) const
 {
     RKExiv2ImagePtr image = RKExiv2Compat::openMemory(content->readable());
-    if (!isWritable(*image))
+    if (!isWritable(*image)) {
+        error = noPlace();
         return Result::Refused;
+    }
     const std::string oldPacket = packetIn(*content);
     if (RKXmpLimits::areExceededBy(RKXmpPacketParser::inUtf8(oldPacket))) {
-        warnOfLoss(
-            target, QStringLiteral("its XMP has too many namespaces, properties or elements"));
+        const auto loss = QStringLiteral("its XMP has too many namespaces, properties or elements");
+        warnOfLoss(target, loss);
+        error = wouldLose(loss);
         return Result::Refused;
     }
     const QMutexLocker tiffLocker(
@@ -223,7 +258,8 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
     const RKImageFamilies before = RKImageFamilies::of(*image);
     auto wanted = merged(image, before, *content);
     if (!wanted) {
-        warnOfLoss(target, QStringLiteral("the format has no place for the change"));
+        warnOfLoss(target, noPlaceText());
+        error = noPlace();
         return Result::Refused;
     }
 
@@ -234,7 +270,9 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
         const auto packet = m_held.xmp.editedPacketOf(*image);
         RKExiv2Library::refreshNamespaces();
         if (!packet) {
-            warnOfLoss(target, QStringLiteral("its XMP cannot be changed without loss"));
+            const auto loss = QStringLiteral("its XMP cannot be changed without loss");
+            warnOfLoss(target, loss);
+            error = wouldLose(loss);
             return Result::Refused;
         }
         wanted->xmpPacket = *packet;
@@ -259,28 +297,35 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
     }
     if (!content->bytes().holes().empty())
         return Result::NeedsPixels;
-    warnOfLoss(target, joined(losses));
+    const QString loss = losses.join(QStringLiteral("; "));
+    warnOfLoss(target, loss.isEmpty() ? noPlaceText() : loss);
+    error = loss.isEmpty() ? noPlace() : wouldLose(loss);
     return Result::Refused;
 }
 
-RKMetaDataSaver::Saved RKMetaDataSaver::replace(const QString& path) const
+RKMetaDataSaver::Saved RKMetaDataSaver::replace(const QString& path, RKMediaError& error) const
 {
     const std::string nativePath = path.toStdString();
     const auto source = std::make_shared<RKFileSnapshot>(path, RKFileSnapshot::Use::Replace);
     if (!source->isOpen()) {
+        error = RKFileReason::ofReading(source->error(), path);
         throw Exiv2::Error(Exiv2::ErrorCode::kerDataSourceOpenFailed,
             nativePath,
             source->errorString().toStdString());
     }
     QByteArray head;
     source->read(0, qMin(source->size(), kHeadSize), &head);
-    if (!source->hasReadError() && RKExiv2Compat::typeOf(head) == Exiv2::ImageType::none)
+    if (!source->hasReadError() && RKExiv2Compat::typeOf(head) == Exiv2::ImageType::none) {
+        error = noPlace();
         throw Exiv2::Error(Exiv2::ErrorCode::kerFileContainsUnknownImageType, nativePath);
+    }
 
     RKImageContent content(source);
-    if (!content.isRead())
+    if (!content.isRead()) {
+        error = RKFileReason::ofReading(source->error(), path);
         throw Exiv2::Error(Exiv2::ErrorCode::kerInputDataReadFailed, nativePath);
-    switch (update(path, &content)) {
+    }
+    switch (update(path, &content, error)) {
     case Result::Unchanged: return Saved::Yes;
     case Result::Refused:
     case Result::NeedsPixels: return Saved::No;
@@ -291,6 +336,8 @@ RKMetaDataSaver::Saved RKMetaDataSaver::replace(const QString& path) const
     RKSafeFileWriter writer(path);
     const RKSafeFileWriter::Result result = writer.replace(*source, content.pieces());
     created.writeTo(path);
+    if (result != RKSafeFileWriter::Result::Done)
+        error = RKFileReason::ofWriting(writer.error(), path);
     const std::string reason = writer.errorString().toStdString();
     switch (result) {
     case RKSafeFileWriter::Result::Done: return Saved::Yes;
@@ -302,7 +349,7 @@ RKMetaDataSaver::Saved RKMetaDataSaver::replace(const QString& path) const
     throw Exiv2::Error(Exiv2::ErrorCode::kerTransferFailed, nativePath, reason);
 }
 
-bool RKMetaDataSaver::save(const QFileInfo& file) const
+bool RKMetaDataSaver::save(const QFileInfo& file, RKMediaError& error) const
 {
     constexpr int kMaxTries = 3;
     const QString path = QDir::toNativeSeparators(file.absoluteFilePath());
@@ -310,28 +357,38 @@ bool RKMetaDataSaver::save(const QFileInfo& file) const
     try {
         Saved saved = Saved::TryAgain;
         for (int tries = 0; tries < kMaxTries && saved == Saved::TryAgain; ++tries)
-            saved = replace(path);
+            saved = replace(path, error);
         if (saved == Saved::TryAgain)
             warnOfLoss(path, QStringLiteral("others keep changing it"));
+        if (saved == Saved::Yes)
+            error = {};
         return saved == Saved::Yes;
-    } catch (const Exiv2::Error& error) {
-        warn(describe(QStringLiteral("caught exception"), error) + ofImage(path));
+    } catch (const Exiv2::Error& thrown) {
+        warn(describe(QStringLiteral("caught exception"), thrown) + ofImage(path));
         // Kept: an image type that exiv2 does not know counts as saved. See
         // RKExiv2WrapperSaveTest::formatsWithoutMetadataAreLeftAlone.
-        return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
-    } catch (const std::exception& error) {
-        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what())
+        if (RKExiv2Compat::hasCode(thrown, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType)) {
+            error = {};
+            return true;
+        }
+        complete(error, &thrown);
+    } catch (const std::exception& thrown) {
+        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(thrown.what())
             + ofImage(path));
+        complete(error, &thrown);
     } catch (...) {
         warn(QStringLiteral("caught unknown exception") + ofImage(path));
+        complete(error, nullptr);
     }
     return false;
 }
 
-bool RKMetaDataSaver::save(QBuffer* buffer) const
+bool RKMetaDataSaver::save(QBuffer* buffer, RKMediaError& error) const
 {
-    if (!buffer)
+    if (!buffer) {
+        error = RKMediaError(RKMediaErrorCode::NotWritable);
         return false;
+    }
     const QByteArray old = buffer->data();
     // An open buffer ignores new data.
     buffer->close();
@@ -339,19 +396,23 @@ bool RKMetaDataSaver::save(QBuffer* buffer) const
         if (RKExiv2Compat::typeOf(old) == Exiv2::ImageType::none)
             throw Exiv2::Error(Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
         RKImageContent content(std::make_shared<RKMemorySource>(old));
-        const Result result = update(QStringLiteral("QBuffer"), &content);
+        const Result result = update(QStringLiteral("QBuffer"), &content, error);
         if (result == Result::Changed)
             buffer->setData(content.file());
         return result != Result::Refused;
-    } catch (const Exiv2::Error& error) {
-        warn(describe(QStringLiteral("caught exception"), error));
+    } catch (const Exiv2::Error& thrown) {
+        warn(describe(QStringLiteral("caught exception"), thrown));
         // Kept: as in save() of a file. See
         // RKExiv2WrapperSaveTest::formatsWithoutMetadataAreLeftAlone.
-        return RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
-    } catch (const std::exception& error) {
-        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(error.what()));
+        if (RKExiv2Compat::hasCode(thrown, Exiv2::ErrorCode::kerMemoryContainsUnknownImageType))
+            return true;
+        complete(error, &thrown);
+    } catch (const std::exception& thrown) {
+        warn(QStringLiteral("caught exception with msg=") + QString::fromUtf8(thrown.what()));
+        complete(error, &thrown);
     } catch (...) {
         warn(QStringLiteral("caught unknown exception"));
+        complete(error, nullptr);
     }
     return false;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RKImageLoader/media/RKMediaError.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IccData_p.h"
@@ -46,9 +47,9 @@ public:
     /// The data must outlive the saver.
     explicit RKMetaDataSaver(const Held& held);
 
-    /// See RKExiv2Wrapper::save().
-    bool save(const QFileInfo& file) const;
-    bool save(QBuffer* buffer) const;
+    /// See RKExiv2Wrapper::save(). The error is that of a failure; it is left alone otherwise.
+    bool save(const QFileInfo& file, RKMediaError& error) const;
+    bool save(QBuffer* buffer, RKMediaError& error) const;
 
 private:
     enum class Result
@@ -68,9 +69,9 @@ private:
         TryAgain
     };
 
-    Saved replace(const QString& path) const;
-    Result update(const QString& target, RKImageContent* content) const;
-    Result updateRead(const QString& target, RKImageContent* content) const;
+    Saved replace(const QString& path, RKMediaError& error) const;
+    Result update(const QString& target, RKImageContent* content, RKMediaError& error) const;
+    Result updateRead(const QString& target, RKImageContent* content, RKMediaError& error) const;
     std::optional<RKImageFileUpdate::Wanted> merged(
         RKExiv2ImagePtr& image, const RKImageFamilies& before, const RKImageContent& old) const;
     const Held m_held;
