@@ -10,6 +10,7 @@
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKHugePages_p.h"
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/guards/RKMngLoops_p.h"
@@ -150,6 +151,17 @@ void noteCutOff(const QByteArray& data, RKLoadContext& context)
 {
     if (RKTruncation::isCutOff(data))
         context.fail(RKMediaErrorCode::Truncated);
+}
+
+void noteUnmeasured(const QByteArray& data, RKLoadContext& context)
+{
+    noteCutOff(data, context);
+    // Some readers refuse by themselves what is far too large.
+    if (!RKPictureHeaderCheck::canHold(data, QSize())) {
+        context.fail(RKMediaErrorCode::TooLarge,
+            RKErrorText::tr("The header promises more pixels than the file can hold."));
+    }
+    context.fail(RKMediaErrorCode::Damaged);
 }
 
 bool canHold(const QByteArray& data, const QSize& size)
@@ -338,8 +350,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QSize stored = measured(bytes, format);
     if (stored.isEmpty()) {
         reportFailure(data, format);
-        noteCutOff(data, context);
-        context.fail(RKMediaErrorCode::Damaged);
+        noteUnmeasured(data, context);
         return {};
     }
     if (!RKDrawable::isAcceptableSize(stored)) {

@@ -149,6 +149,31 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
     int dpi,
     bool allowUpscaling) const
 {
+    return clipForProduction(descriptor, clipRect, productionSize, dpi, allowUpscaling, nullptr);
+}
+
+QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
+    const QRectF& clipRect,
+    const QSizeF& productionSize,
+    int dpi,
+    bool allowUpscaling,
+    RKMediaError* error) const
+{
+    RKLoadContext context;
+    const QImage clip
+        = clipForProduction(descriptor, clipRect, productionSize, dpi, allowUpscaling, context);
+    if (error)
+        *error = context.error();
+    return clip;
+}
+
+QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
+    const QRectF& clipRect,
+    const QSizeF& productionSize,
+    int dpi,
+    bool allowUpscaling,
+    RKLoadContext& context) const
+{
     const RKMediaLoader& loader = *RKMediaLoader::instance();
     const QSize reported = drawnSize(loader, descriptor);
     const QSize size = safeValidSize(reported);
@@ -156,8 +181,16 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
         diagnose(QStringLiteral("BUGHUNT 1PIXEL GAVE:%1 PATH:%2")
                      .arg(describe(reported), descriptor.absoluteFilePath()));
     }
-    const auto load
-        = [&](const QSize& wanted) { return loader.drawable(descriptor, wanted, RKImageOption()); };
+    const auto load = [&](const QSize& wanted) {
+        return loader.drawable(descriptor, wanted, RKImageOption(), context);
+    };
+    // What fails after the picture was loaded is the drawing of the clip.
+    const auto checked = [&](const RKDrawable& loaded, const QImage& clip) {
+        if (clip.isNull() && !loaded.isNull())
+            context.fail(RKMediaErrorCode::OutOfMemory);
+        context.setFilePath(descriptor.absoluteFilePath());
+        return clip;
+    };
     if (canBeReduced(descriptor.mediaFormat(), size)) {
         const QRectF visible = visiblePart(clipRect, size);
         const QSizeF result = calcResultImageSize(
@@ -168,10 +201,13 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
         if (reduced != size && (!drawable.isNull() || !isLarge(descriptor.fileInfo(), size))) {
             const QTransform toReduced = QTransform::fromScale(
                 drawable.widthF() / size.width(), drawable.heightF() / size.height());
-            return drawn(drawable, toReduced.mapRect(visible), result, productionSize);
+            return checked(
+                drawable, drawn(drawable, toReduced.mapRect(visible), result, productionSize));
         }
     }
-    return clipForProduction(load(size), size, clipRect, productionSize, dpi, allowUpscaling);
+    const RKDrawable drawable = load(size);
+    return checked(
+        drawable, clipForProduction(drawable, size, clipRect, productionSize, dpi, allowUpscaling));
 }
 
 QImage RKImageClipper::clipForProduction(const RKDrawable& drawable,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/RKImageLoaderExport.h"
+#include "RKImageLoader/media/RKLoadContext.h"
 
 #include <QImage>
 #include <QRectF>
@@ -37,6 +38,21 @@ public:
         const QSizeF& productionSize,
         int dpi,
         bool allowUpscaling) const;
+    /// The same; the context gets the reason, and RKMediaErrorCode::Truncated with a clip of a
+    /// picture that is not whole.
+    QImage clipForProduction(const RKMediaDescriptor& descriptor,
+        const QRectF& clipRect,
+        const QSizeF& productionSize,
+        int dpi,
+        bool allowUpscaling,
+        RKLoadContext& context) const;
+    /// The same with the reason, or no error; null stores nothing.
+    QImage clipForProduction(const RKMediaDescriptor& descriptor,
+        const QRectF& clipRect,
+        const QSizeF& productionSize,
+        int dpi,
+        bool allowUpscaling,
+        RKMediaError* error) const;
 
     /// The clip of a drawable whose size in the units of the clip rectangle is given; a bitmap's
     /// own size is the only useful one. In ARGB32 if the drawable has an alpha channel, else in

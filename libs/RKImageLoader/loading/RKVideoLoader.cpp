@@ -26,11 +26,12 @@ Result concluded(const RKVideoLoader& loader,
     return result;
 }
 
-bool refuse(RKMediaError* error)
+bool refuse(RKMediaError* error, const RKMediaDescriptor& descriptor = {})
 {
     if (error) {
         *error = RKMediaError(
             RKMediaErrorCode::UnsupportedForWriting, RKErrorText::tr("Videos can't be written."));
+        error->setFilePath(descriptor.absoluteFilePath());
     }
     return false;
 }
@@ -131,9 +132,10 @@ bool RKVideoLoader::save(
     return refuse(error);
 }
 
-bool RKVideoLoader::save(const RKMediaDescriptor&, const RKDrawable&, RKMediaError* error) const
+bool RKVideoLoader::save(
+    const RKMediaDescriptor& descriptor, const RKDrawable&, RKMediaError* error) const
 {
-    return refuse(error);
+    return refuse(error, descriptor);
 }
 
 bool RKVideoLoader::save(
@@ -142,15 +144,18 @@ bool RKVideoLoader::save(
     return refuse(error);
 }
 
-bool RKVideoLoader::save(
-    const RKMediaDescriptor&, const RKDrawable&, const RKMetaData&, RKMediaError* error) const
+bool RKVideoLoader::save(const RKMediaDescriptor& descriptor,
+    const RKDrawable&,
+    const RKMetaData&,
+    RKMediaError* error) const
 {
-    return refuse(error);
+    return refuse(error, descriptor);
 }
 
-bool RKVideoLoader::save(const RKMediaDescriptor&, const RKMetaData&, RKMediaError* error) const
+bool RKVideoLoader::save(
+    const RKMediaDescriptor& descriptor, const RKMetaData&, RKMediaError* error) const
 {
-    return refuse(error);
+    return refuse(error, descriptor);
 }
 
 void RKVideoLoader::invalidateMetaData(const RKMediaDescriptor&) const
