@@ -2,7 +2,6 @@
 #include "Commands.h"
 #include "FileConversion.h"
 #include "RKImageLoader/loading/RKImageClipper.h"
-#include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include <QRectF>
 #include <QSizeF>
@@ -32,14 +31,12 @@ int saveClip(const QString& source, const QString& target, const ClipOptions& op
 {
     FileConversion conversion;
     conversion.read = [&options](const RKMediaDescriptor& from, RKMediaError* error) {
-        const QImage clip = RKImageClipper().clipForProduction(from,
+        return RKDrawable(RKImageClipper().clipForProduction(from,
             options.rect,
             options.production,
             options.dpi,
-            options.upscaling == ClipOptions::Upscaling::Allowed);
-        if (clip.isNull() && RKMediaLoader::instance()->size(from, error).isValid())
-            *error = RKMediaError(RKMediaErrorCode::Damaged);
-        return RKDrawable(clip);
+            options.upscaling == ClipOptions::Upscaling::Allowed,
+            error));
     };
     return conversion.run(source, target);
 }

@@ -3,7 +3,6 @@
 #include "RKImageLoader/files/RKFileTimes.h"
 #include "RKImageLoader/loading/RKContentFormat_p.h"
 #include "RKImageLoader/loading/RKImageClipper.h"
-#include "RKImageLoader/loading/RKLoadingError.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKTestDng.h"
@@ -32,8 +31,6 @@
 using namespace Qt::StringLiterals;
 
 using namespace RKTestPictures;
-
-using Kind = RKLoadingError::Kind;
 
 class RKImageLoaderTest : public QObject
 {
@@ -84,24 +81,6 @@ private Q_SLOTS:
         for (const char* name : {"cut.png", "png.jpg", "no.svg", "pipe.png", "missing %1.jpg"}) {
             expectWarning(u"could not decode "_s + path(name));
             QVERIFY(loader().bitmap(descriptor(name), QSize()).isNull());
-        }
-
-        write(path("thin.png"), encoded(quadrants({3, 9}), "png"));
-        write(path("video.xyz"), "?");
-        const std::tuple<const char*, Kind, const char*> errors[]{
-            {"png.jpg", Kind::OtherContent, "content is PNG, name says JPEG"},
-            {"missing %1.jpg", Kind::NotFound, "there is no such file"},
-            {"video.xyz", Kind::Unsupported, "the format is not supported"},
-            {"no.svg", Kind::Unmeasurable, "this is no picture of that format, or a damaged one"},
-            {"thin.png", Kind::UnusableSize, "3x9 pixels are too small or too thin for a picture"},
-            {"cut.png", Kind::Undecodable, "the picture can't be decoded"}};
-        for (const auto& [name, kind, text] : errors) {
-            const RKLoadingError error = RKLoadingError::of(descriptor(name));
-            QCOMPARE(error.kind(), kind);
-            QCOMPARE(error.text(), QLatin1String(text));
-            const bool isOther = kind == Kind::OtherContent;
-            QCOMPARE(error.contentFormat(),
-                RKMediaFormat(isOther ? MEDIA_FORMAT_PNG : MEDIA_FORMAT_UNKNOWN));
         }
 
         expectWarning(u"Größe nicht bekannt bei "_s + missing);
