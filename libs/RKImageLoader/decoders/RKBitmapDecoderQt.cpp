@@ -544,9 +544,14 @@ QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) c
     return size(&device, format);
 }
 
-QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format, RKLoadContext&) const
+QSize RKBitmapDecoderQt::size(
+    const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const
 {
-    return size(file, format);
+    const QSize measured = size(file, format);
+    QByteArray bytes;
+    if (!measured.isValid() && RKFileSnapshot(file.absoluteFilePath()).readAll(&bytes))
+        noteUnmeasured(bytes, context);
+    return measured;
 }
 
 QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const

@@ -5,6 +5,8 @@
 #include "RKImageLoader/guards/RKTruncation_p.h"
 #include "RKImageLoader/media/RKErrorText_p.h"
 
+#include <algorithm>
+
 bool RKTruncation::isCutOff(QByteArrayView data)
 {
     constexpr qint64 kRiffHead = 8;
@@ -17,10 +19,9 @@ bool RKTruncation::isCutOff(QByteArrayView data)
         const RKByteReader riff(data, QSysInfo::LittleEndian);
         return kRiffHead + riff.numberAt<quint32>(4).value_or(0) > data.size();
     }
-    if (bytes.has("ftyp", 4) || bytes.has("jP  ", 4))
-        return areBoxesCutOff(data);
-    const auto tiff = RKTiffClaim::read(data);
-    return tiff && !tiff->isCovered;
+    if (const auto tiff = RKTiffClaim::read(data))
+        return !tiff->isCovered;
+    return areBoxesCutOff(RKMemorySource(QByteArray::fromRawData(data.data(), data.size())));
 }
 
 RKMediaError RKTruncation::reasonForClaim(QByteArrayView data, const QSize& size)
@@ -40,20 +41,27 @@ bool RKTruncation::isJpegCutOff(QByteArrayView data)
     return !data.endsWith("\xff\xd9") && !RKJpegScans::of(data).hasEnd;
 }
 
-// ISO/IEC 14496-12, 4.2; the boxes of JPEG 2000 are the same.
-bool RKTruncation::areBoxesCutOff(QByteArrayView data)
+bool RKTruncation::areBoxesCutOff(const RKByteSource& file)
 {
     constexpr quint64 kHeadSize = 8;
-    const RKByteReader bytes(data);
-    const auto end = quint64(data.size());
+    // A head, and the long form of its size.
+    constexpr qint64 kLongHeadSize = 16;
+    const auto end = quint64(file.size());
     quint64 position = 0;
+    QByteArray head;
     while (position + kHeadSize <= end) {
-        quint64 size = bytes.numberAt<quint32>(qint64(position)).value_or(0);
+        const qint64 there = std::min(kLongHeadSize, qint64(end - position));
+        if (!file.read(qint64(position), there, &head))
+            return false;
+        const RKByteReader reader(head);
+        if (position == 0 && !reader.has("ftyp", 4) && !reader.has("jP  ", 4))
+            return false;
+        quint64 size = reader.numberAt<quint32>(0).value_or(0);
         // The last box goes up to the end.
         if (size == 0)
             return false;
         if (size == 1)
-            size = bytes.numberAt<quint64>(qint64(position + kHeadSize)).value_or(0);
+            size = reader.numberAt<quint64>(qint64(kHeadSize)).value_or(0);
         if (size < kHeadSize)
             return false;
         if (size > end - position)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RKImageLoader/files/RKByteSource_p.h"
 #include "RKImageLoader/media/RKMediaError.h"
 
 #include <QByteArrayView>
@@ -15,6 +16,9 @@ public:
     /// The file's own structure goes on after its last byte: a JPEG, PNG, WebP, HEIF or JPEG 2000
     /// file, or a TIFF file whose pixels lie beyond its end. False for all others.
     static bool isCutOff(QByteArrayView data);
+    /// A file in boxes goes on after its last byte, a video for instance; reads a few bytes of each
+    /// box (ISO/IEC 14496-12, 4.2; the boxes of JPEG 2000 are the same). False for all others.
+    static bool areBoxesCutOff(const RKByteSource& file);
 
     /// Why a file can't hold the picture of its header: it has lost its end, or asks for so much
     /// that it never had one.
@@ -22,5 +26,4 @@ public:
 
 private:
     static bool isJpegCutOff(QByteArrayView data);
-    static bool areBoxesCutOff(QByteArrayView data);
 };

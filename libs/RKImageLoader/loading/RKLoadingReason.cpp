@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
+#include "RKImageLoader/guards/RKTruncation_p.h"
 #include "RKImageLoader/loading/RKContentFormat_p.h"
 #include "RKImageLoader/loading/RKLoadingReason_p.h"
 #include "RKImageLoader/media/RKErrorText_p.h"
@@ -57,13 +58,14 @@ RKMediaError ofFile(const RKMediaDescriptor& descriptor, const RKFileSnapshot& f
 void noteContent(
     const RKMediaDescriptor& descriptor, const RKFileSnapshot& file, RKLoadContext& context)
 {
-    if (file.size() == 0) {
+    if (file.size() == 0)
         context.fail(Code::Truncated, RKErrorText::tr("The file is empty."));
-    }
     const RKMediaFormat named = descriptor.mediaFormat();
     const RKMediaFormat content = contentFormatOf(file);
     if (content != MEDIA_FORMAT_UNKNOWN && !RKContentFormat::isReadAs(content, named))
         context.fail(otherContent(content, named));
+    else if (RKTruncation::areBoxesCutOff(file))
+        context.fail(Code::Truncated);
 }
 
 bool isKnown(Code code)

@@ -180,6 +180,8 @@ private Q_SLOTS:
                 true, Code::FrameOutOfRange, u"The video has no frame 30; its last one is 29."_s));
         QCOMPARE(reasonFor("audio.mp4", 0),
             std::tuple(true, Code::NoDecoder, u"The file has no video, only sound or data."_s));
+        write(path("half.mp4"), read(path("clip.mp4")).chopped(5000));
+        QCOMPARE(std::get<1>(reasonFor("half.mp4", 0)), Code::Truncated);
         write(path("no.mp4"), read(path("good.jpg")));
         QCOMPARE(reasonFor("no.mp4", 0),
             std::tuple(true, Code::UnknownFormat, u"The content is JPEG, name says MP4."_s));
