@@ -1,9 +1,10 @@
 #include "RKImageLoaderAsync/RKAsyncLoader.h"
 
-#include "RKImageLoader/loading/RKMediaLoaderAbstract.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKLoadContext.h"
-#include "RKImageLoader/metadata/RKMetaData.h"
+#include "RKImageLoader/video/RKVideoDecoderRegistry.h"
 #include "support/RKQuietTest.h"
+#include "support/RKTestPictures.h"
 #include "support/RKTimeLimit.h"
 
 #include <QElapsedTimer>
@@ -23,12 +24,11 @@ namespace {
 constexpr QSize kSize(8, 8);
 
 /// Loads nothing, as slowly as a test wants, and notes what it was asked for.
-class TestLoader : public RKMediaLoaderAbstract
+class TestLoader : public RKMediaLoader
 {
 public:
-    using RKMediaLoaderAbstract::drawable;
-    using RKMediaLoaderAbstract::save;
-    using RKMediaLoaderAbstract::unrotatedSize;
+    using RKMediaLoader::drawable;
+    using RKMediaLoader::unrotatedSize;
 
     RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
@@ -39,18 +39,10 @@ public:
         m_names << descriptor.fileInfo().completeBaseName();
         m_mostAtOnce = std::max(m_mostAtOnce, ++m_atOnce);
         m_changed.notify_all();
-        using namespace std::chrono_literals;
         while (m_isHeld && !context.isCancelled())
-            m_changed.wait_for(lock, 1ms);
+            m_changed.wait_for(lock, std::chrono::milliseconds(1));
         --m_atOnce;
-        if (context.isCancelled())
-            return {};
-        return {QImage(wanted, QImage::Format_RGB32)};
-    }
-
-    RKDrawable drawable(const RKMediaDescriptor&, const QSize&, const RKImageOption&) const override
-    {
-        return {};
+        return context.isCancelled() ? QImage() : QImage(wanted, QImage::Format_RGB32);
     }
 
     QSize unrotatedSize(const RKMediaDescriptor&) const override
@@ -88,55 +80,6 @@ public:
     {
         const std::lock_guard lock(m_mutex);
         return m_mostAtOnce;
-    }
-
-    RKMediaFormatList writableMediaFormats() const override
-    {
-        return {};
-    }
-
-    RKMediaFormatList supportedMediaFormats() const override
-    {
-        return {};
-    }
-
-    bool supportsMediaFormat(const RKMediaFormat&) const override
-    {
-        return true;
-    }
-
-    QDateTime recordingDate(const RKMediaDescriptor&) const override
-    {
-        return {};
-    }
-
-    bool save(QBuffer*, const RKMediaFormat&, const RKDrawable&) const override
-    {
-        return false;
-    }
-
-    bool save(const RKMediaDescriptor&, const RKDrawable&) const override
-    {
-        return false;
-    }
-
-    bool save(QBuffer*, const RKMediaFormat&, const RKDrawable&, const RKMetaData&) const override
-    {
-        return false;
-    }
-
-    bool save(const RKMediaDescriptor&, const RKDrawable&, const RKMetaData&) const override
-    {
-        return false;
-    }
-
-    bool save(const RKMediaDescriptor&, const RKMetaData&) const override
-    {
-        return false;
-    }
-
-    void invalidateMetaData(const RKMediaDescriptor&) const override
-    {
     }
 
 private:
@@ -344,6 +287,41 @@ private Q_SLOTS:
             QVERIFY(i < kRequests / 2 || hasPicture(futures[i]));
         }
         QVERIFY(loader.names().size() <= kRequests);
+    }
+
+    void picturesAreThoseOfTheSynchronousCall()
+    {
+        QList<RKMediaDescriptor> files;
+        for (const QString& name :
+            {u"mp4/numbered.mp4"_s, u"jp2/rgb.jp2"_s, u"heif/quadrants.heic"_s})
+            files << RKMediaDescriptor{QFileInfo(u"" RK_TEST_DATA "/"_s + name)};
+        const QTemporaryDir folder;
+        const QImage image = RKTestPictures::numbered(500, 300);
+        for (const char* const format : {"jpg", "png", "tif", "webp", "bmp"}) {
+            const QString path = folder.filePath(u"a."_s + QLatin1StringView(format));
+            RKTestPictures::write(path, RKTestPictures::encoded(image, format));
+            files << RKMediaDescriptor{QFileInfo(path)};
+        }
+        const RKMediaLoader* const loader = RKMediaLoader::instance();
+        RKAsyncLoader async;
+        async.setThreadCount(4);
+        for (int round = 0; round < 4; ++round) {
+            RKVideoDecoderRegistry::instance()->freeResources();
+            QList<QFuture<RKLoadResult>> cancelled;
+            for (const RKMediaDescriptor& file : std::as_const(files))
+                cancelled << async.load(file);
+            auto whole = async.thumbnails(files, QSize());
+            auto small = async.thumbnails(files, {100, 100});
+            for (auto& future : cancelled)
+                future.cancel();
+            finish(whole);
+            finish(small);
+            for (int i = 0; i < files.size(); ++i) {
+                QCOMPARE(whole.resultAt(i).drawable().image(), loader->bitmap(files[i], QSize()));
+                QCOMPARE(
+                    small.resultAt(i).drawable().image(), loader->bitmap(files[i], {100, 100}));
+            }
+        }
     }
 
     void destructionEndsAllFutures()
