@@ -1,5 +1,5 @@
-// Many files through RKAsyncLoader on some threads and on one, by turns in one process. Prints a line
-// for each turn as InProcess does; "codec" is the one thread. Usage:
+// Many files through RKAsyncLoader on some threads and on one, by turns in one process. Prints a
+// line for each turn as InProcess does; "codec" is the one thread. Usage:
 //   pictures THREADS TURNS FILE... WIDTH HEIGHT
 
 #include "RKImageLoader/loading/RKImageLoader.h"

@@ -34,6 +34,7 @@ class Inside:
     size: tuple = ()
     # A new process for each repetition, which then has the costs of the first request.
     fresh: bool = False
+    program: str = "BenchInProcess"
 
 
 @dataclasses.dataclass(frozen=True)
@@ -84,6 +85,13 @@ def thumbnails(name, title, folder, embedded):
                goals=(AHEAD,), slow=True)
 
 
+def threads(count, *goals):
+    """200 files of many kinds on several threads; the reference is one thread."""
+    return Row(f"threads-{count}", f"200 mixed files → 800×600, {count} threads, reference: one", ("mixed",),
+               inside=Inside("pictures", str(count), MIXED, SMALL, program="BenchThreads"), goals=goals,
+               slow=True)
+
+
 def frame(size, sides, group):
     file = f"{sides}-{group}.mp4"
     case = f"frameAt5s/{size}" + ("" if group == 250 else f"_group{group}") + "/"
@@ -97,6 +105,9 @@ def case(name, title, program, pattern, *goals, files=()):
     return Row(name, title, files, inside=Benchmark(program, pattern), goals=goals)
 
 
+# Of twenty files; the others are photographs.
+RARE = {1: "png", 4: "dng", 5: "tif", 8: "heic", 11: "webp", 14: "psd", 17: "png", 19: "mp4"}
+MIXED = tuple(f"mixed/{number:05}.{RARE.get(number % 20, 'jpg')}" for number in range(200))
 HD = "1920x1080-250.mp4"
 METADATA_GOALS = (Goal(1.2, "exiv2"), NEAR_CODEC)
 
@@ -160,6 +171,8 @@ ROWS = [
          NEAR_CODEC, files=(HD,)),
     Row("storyboard", "Storyboard of 20 frames of 1080p", (HD,),
         lambda programs: programs.storyboard(HD, 20), goals=(AHEAD,)),
+    *(threads(count, *goals) for count, goals in (
+        (1, ()), (2, (Goal(round(1 / 1.8, 3), "inside"),)), (4, ()), (8, ()))),
     Row("sizes", "size() of 200 files, reference: plain Qt", ("files",),
         inside=Inside("sizes", "qt", names("files", 200)), goals=(Goal(1.0, "inside"),)),
     Row("start", "Start-up: --help", (), lambda programs: programs.start(), goals=(Goal(25, "ms"),)),

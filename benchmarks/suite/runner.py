@@ -174,7 +174,7 @@ class Runner:
 
     def in_process(self, inside, repeat, result):
         files = self.programs.paths(inside.names) + [str(side) for side in inside.size]
-        program = str(self.programs.build / "bin" / "BenchInProcess")
+        program = str(self.programs.build / "bin" / inside.program)
         turns = [1] * repeat if inside.fresh else [repeat + 1]
         for turn in turns:
             lines = self.call(

@@ -6,6 +6,7 @@ import shutil
 import subprocess
 
 from programs import ADOBE_RGB
+from rows import HD, MIXED
 
 
 class Failed(Exception):
@@ -71,6 +72,16 @@ def photographs(count, different, *options):
         for number in range(made, load.count(count)):
             os.link(part / f"{number % made:05}.jpg", part / f"{number:05}.jpg")
     return make
+
+
+def mixed(load, part):
+    """Files of many kinds, links to one of each."""
+    part.mkdir()
+    for name in map(pathlib.Path, MIXED[:load.count(len(MIXED))]):
+        source = {".jpg": "size6.jpg", ".heic": "photo.heic", ".mp4": HD}.get(
+            name.suffix, f"size6{name.suffix}")
+        load.ensure(source)
+        os.link(load.folder / source, part / name.name)
 
 
 def heic(*options):
@@ -157,6 +168,12 @@ RECIPES = {
     "no-thumbs": photographs(200, 40, "--size", "3000x2000", "--metadata", "--quality", "95"),
     "size1.jpg": picture(1, *CAMERA),
     "size6.jpg": picture(6, *CAMERA),
+    "size6.png": picture(6),
+    "size6.tif": picture(6),
+    "size6.webp": picture(6, "--quality", "90"),
+    "size6.psd": picture(6, *ADOBE),
+    "size6.dng": picture(6, "--preview", "1620"),
+    "mixed": mixed,
     "size24.jpg": picture(24, *CAMERA),
     "size100.jpg": picture(100, *CAMERA),
     "1920x1080-30.mp4": video(1920, 1080, 17, 30),
