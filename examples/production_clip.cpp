@@ -23,19 +23,16 @@ int main(int argc, char** argv)
     const QSizeF print = QSizeF(number(7), number(8)) * 10; // in tenths of a millimetre
     const int dpi = arguments.value(9, QStringLiteral("300")).toInt();
 
-    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    // Never more pixels than the picture has in that part.
+    const bool allowUpscaling = false;
     RKMediaError error;
-    const RKDrawable whole
-        = loader.drawable(QFileInfo(arguments[1]), QSize(), RKImageOption(), &error);
-    if (whole.isNull()) {
+    const QImage clip = RKImageClipper().clipForProduction(
+        QFileInfo(arguments[1]), part, print, dpi, allowUpscaling, &error);
+    if (clip.isNull()) {
         QTextStream(stderr) << arguments[1] << ": " << error.text() << '\n';
         return 1;
     }
-    // Never more pixels than the picture has in that part.
-    const bool allowUpscaling = false;
-    const QImage clip = RKImageClipper().clipForProduction(
-        whole, whole.sizeF(), part, print, dpi, allowUpscaling);
-    if (!loader.save(QFileInfo(arguments[2]), clip, &error)) {
+    if (!RKMediaLoader::instance()->save(QFileInfo(arguments[2]), clip, &error)) {
         QTextStream(stderr) << arguments[2] << ": " << error.text() << '\n';
         return 1;
     }
