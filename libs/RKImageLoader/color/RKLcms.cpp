@@ -76,3 +76,10 @@ RKLcms::Profile RKLcms::openProfile(const Context& context, const QByteArray& by
         = profile && describesPictures(profile.get()) && hasUsableMatrix(profile.get());
     return isUsable ? std::move(profile) : nullptr;
 }
+
+QString RKLcms::version()
+{
+    // 2140 is 2.14.
+    const int encoded = cmsGetEncodedCMMversion();
+    return QStringLiteral("%1.%2").arg(encoded / 1000).arg(encoded % 1000 / 10);
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
 #include <lcms2.h>
 
@@ -46,5 +47,8 @@ Context makeContext();
 /// that are none, are cut off or have a matrix that can't be inverted, for device links, named and
 /// abstract colours. The bytes are not needed afterwards.
 Profile openProfile(const Context& context, const QByteArray& bytes);
+
+/// The version of the library that this process has loaded.
+QString version();
 
 } // namespace RKLcms

@@ -1,4 +1,5 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
+#include "RKImageLoader/decoders/RKCodecVersions_p.h"
 #include "RKImageLoader/decoders/RKRawDirectories_p.h"
 #include "RKImageLoader/decoders/RKRawPicture_p.h"
 #include "RKImageLoader/decoders/RKStoppableBuffer_p.h"
@@ -288,6 +289,11 @@ private:
     const RKCancellation m_cancellation;
     uint m_count = 0;
 };
+
+QString RKCodecVersions::libraw()
+{
+    return QString::fromLatin1(LibRaw::version());
+}
 
 bool RKRawPicture::isAvailable()
 {

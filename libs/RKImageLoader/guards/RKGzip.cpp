@@ -103,3 +103,8 @@ qint64 RKGzip::inflatedSize(QByteArrayView zlibData, qint64 limit)
     }
     return size;
 }
+
+QString RKGzip::zlibVersion()
+{
+    return QString::fromLatin1(::zlibVersion());
+}

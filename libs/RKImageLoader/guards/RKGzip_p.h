@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QString>
 
 #include <optional>
 
@@ -19,4 +20,7 @@ public:
     /// The length of zlib data after decompression, up to an error. Measuring stops as soon as it
     /// exceeds the limit.
     static qint64 inflatedSize(QByteArrayView zlibData, qint64 limit);
+
+    /// The version of zlib that this process has loaded.
+    static QString zlibVersion();
 };

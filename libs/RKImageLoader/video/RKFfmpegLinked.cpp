@@ -6,9 +6,15 @@
 #endif
 
 extern "C" RKFfmpegModule::OpenVideo rkOpenVideo;
+extern "C" RKFfmpegModule::Describe rkDescribeFfmpeg;
 
 std::unique_ptr<RKVideoFrames> RKFfmpegModule::open(
     const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation)
 {
     return rkOpenVideo(path, failure, cancellation);
+}
+
+RKFfmpegModule::Description RKFfmpegModule::description()
+{
+    return rkDescribeFfmpeg();
 }

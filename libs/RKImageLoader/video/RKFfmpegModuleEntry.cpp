@@ -4,7 +4,13 @@
 
 #include <QtGlobal>
 
-// The symbol is looked up by its name, so that C++ may not decorate it. Whoever calls it is C++.
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/avutil.h>
+}
+
+// The symbols are looked up by their names, so that C++ may not decorate them. Whoever calls them
+// is C++.
 #ifdef __clang__
 #    pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
 #endif
@@ -23,3 +29,10 @@ extern "C" Q_DECL_EXPORT std::unique_ptr<RKVideoFrames> rkOpenVideo(
 }
 
 static_assert(std::is_same_v<decltype(rkOpenVideo), RKFfmpegModule::OpenVideo>);
+
+extern "C" Q_DECL_EXPORT RKFfmpegModule::Description rkDescribeFfmpeg()
+{
+    return {QString::fromUtf8(av_version_info()), QString::fromUtf8(avcodec_license())};
+}
+
+static_assert(std::is_same_v<decltype(rkDescribeFfmpeg), RKFfmpegModule::Describe>);

@@ -20,4 +20,19 @@ inline constexpr char kOpenVideo[] = "rkOpenVideo";
 std::unique_ptr<RKVideoFrames> open(
     const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation);
 
+/// The FFmpeg that this process has loaded.
+struct Description
+{
+    QString version;
+    /// In FFmpeg's own words; it depends on how it was built.
+    QString license;
+};
+
+/// The other function of the module. Thread-safe.
+using Describe = Description();
+inline constexpr char kDescribe[] = "rkDescribeFfmpeg";
+
+/// Calls it. Empty if the module can't be loaded, of which a warning tells.
+Description description();
+
 } // namespace RKFfmpegModule
