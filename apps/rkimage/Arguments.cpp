@@ -86,6 +86,12 @@ std::optional<RKGeoPosition> Arguments::parsePosition(const std::string& text)
     return ok ? std::optional(position) : std::nullopt;
 }
 
+std::optional<QColor> Arguments::parseColor(const std::string& text)
+{
+    const QColor color(QString::fromStdString(text));
+    return color.isValid() ? std::optional(color) : std::nullopt;
+}
+
 std::optional<QDateTime> Arguments::parseDateTime(const std::string& text)
 {
     const QDateTime parsed = QDateTime::fromString(QString::fromStdString(text), Qt::ISODate);

@@ -2,6 +2,7 @@
 
 #include "RKGeoLocation/RKGeoPosition.h"
 
+#include <QColor>
 #include <QDateTime>
 #include <QFile>
 #include <QRectF>
@@ -35,6 +36,9 @@ std::optional<QSizeF> parseProduction(const std::string& text);
 
 /// Degrees as in "48.858222,2.2945".
 std::optional<RKGeoPosition> parsePosition(const std::string& text);
+
+/// As in "#c0ffee" or "white".
+std::optional<QColor> parseColor(const std::string& text);
 
 /// As in "2021-07-04T12:30:00".
 std::optional<QDateTime> parseDateTime(const std::string& text);

@@ -1,13 +1,30 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "FileConversion.h"
+#include "InputFiles.h"
+#include "Output.h"
+#include "OutputNames.h"
+#include "ParallelJobs.h"
+#include "ProgressBar.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "Thumbnail.h"
+#include "Writing.h"
+
+#include <QColor>
+#include <QDir>
+#include <QPainter>
+#include <QThread>
 
 #include <CLI/CLI.hpp>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -32,11 +49,56 @@ struct ConvertOptions
         Keep
     };
 
-    /// To fit into; an invalid one means full size.
+    enum class Fit
+    {
+        /// Inside of the size.
+        Inside,
+        /// Cut to the size, from the middle.
+        Fill,
+        /// Stretched to the size.
+        Exact
+    };
+
+    /// Invalid for full size.
     QSize size;
+    Fit fit = Fit::Inside;
     Rotation rotation = Rotation::Upright;
     Color color = Color::ToSrgb;
     MetaData metaData = MetaData::Drop;
+    QColor background = Qt::white;
+};
+
+/// As they come; CLI11 fills them.
+struct ConvertArguments
+{
+    InputFiles files;
+    std::string target;
+    std::string format;
+    std::string size;
+    std::string background;
+    bool isFilled = false;
+    bool isExact = false;
+    bool keepsMetaData = false;
+    bool isAsStored = false;
+    bool keepsColor = false;
+    Existing existing;
+    int jobs = QThread::idealThreadCount();
+
+    ConvertOptions options() const
+    {
+        ConvertOptions options;
+        options.size = Arguments::parseSize(size).value_or(QSize());
+        if (isFilled || isExact)
+            options.fit = isFilled ? ConvertOptions::Fit::Fill : ConvertOptions::Fit::Exact;
+        if (isAsStored)
+            options.rotation = ConvertOptions::Rotation::AsStored;
+        if (keepsColor)
+            options.color = ConvertOptions::Color::AsStored;
+        if (keepsMetaData)
+            options.metaData = ConvertOptions::MetaData::Keep;
+        options.background = Arguments::parseColor(background).value_or(Qt::white);
+        return options;
+    }
 };
 
 using Rotation = ConvertOptions::Rotation;
@@ -93,58 +155,208 @@ RKMetaData adapted(
     return metaData;
 }
 
-int convertFile(const QString& source, const QString& target, const ConvertOptions& options)
+/// The size to decode a picture at, for a result that covers the wanted one.
+QSize coveringSize(const RKMediaDescriptor& source, const ConvertOptions& options)
 {
-    const bool keepsMetaData = options.metaData == ConvertOptions::MetaData::Keep;
-    RKMetaData metaData;
-    FileConversion conversion;
-    conversion.read = [&](const RKMediaDescriptor& from, RKMediaError* error) {
-        const RKDrawable picture = read(from, options, error);
-        // Before the target is written, which may be the source.
-        if (keepsMetaData && !picture.isNull())
-            metaData = adapted(from, picture.image(), options);
+    const RKMediaLoader& loader = *RKMediaLoader::instance();
+    const QSize size = options.rotation == Rotation::Upright ? loader.size(source)
+                                                             : loader.unrotatedSize(source);
+    // One pixel may be lost by rounding.
+    return size.isEmpty() ? options.size
+                          : size.scaled(options.size, Qt::KeepAspectRatioByExpanding) + QSize(1, 1);
+}
+
+/// The picture in exactly the wanted size.
+QImage cutOrStretched(const QImage& picture, const ConvertOptions& options)
+{
+    if (options.fit == ConvertOptions::Fit::Exact)
+        return picture.scaled(options.size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    const QImage covering
+        = picture.scaled(options.size, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+    QRect part({}, options.size);
+    part.moveCenter(covering.rect().center());
+    return covering.copy(part);
+}
+
+RKDrawable readFitted(
+    const RKMediaDescriptor& source, const ConvertOptions& options, RKMediaError* error)
+{
+    if (options.fit == ConvertOptions::Fit::Inside || !options.size.isValid())
+        return read(source, options, error);
+    ConvertOptions covering = options;
+    covering.size = coveringSize(source, options);
+    const RKDrawable picture = read(source, covering, error);
+    return picture.isNull() ? picture : RKDrawable(cutOrStretched(picture.image(), options));
+}
+
+/// On a background where the format has no transparency.
+RKDrawable opaque(const RKDrawable& picture, const RKMediaFormat& format, const QColor& background)
+{
+    if (format != MEDIA_FORMAT_JPG || !picture.hasAlpha())
         return picture;
-    };
-    // Apart from the picture: together, a marker of Adobe RGB would be lost always.
-    if (keepsMetaData) {
-        conversion.finish = [&metaData](const RKMediaDescriptor& to, RKMediaError* error) {
-            return RKMediaLoader::instance()->save(to, metaData, error);
-        };
+    const QImage image = picture.image();
+    QImage result(image.size(), QImage::Format_RGB32);
+    result.fill(background);
+    result.setDotsPerMeterX(image.dotsPerMeterX());
+    result.setDotsPerMeterY(image.dotsPerMeterY());
+    QPainter(&result).drawImage(0, 0, image);
+    return RKDrawable(result);
+}
+
+/// Makes the pictures of one call; its functions may be called by several threads.
+class PictureConversion
+{
+public:
+    explicit PictureConversion(const ConvertArguments& arguments)
+        : m_options(arguments.options())
+        , m_existing(arguments.existing)
+        , m_names(Arguments::toPath(arguments.target))
+        , m_extension(QString::fromStdString(arguments.format).toLower())
+    {
     }
-    return conversion.run(source, target);
+
+    /// Into the file, in the format of its extension.
+    int convert(const InputFile& source, const QString& target) const
+    {
+        switch (writable(source.path, target, m_existing)) {
+        case Writable::Skip: return Output::AllDone;
+        case Writable::No:
+            Output::printFailure(target, QStringLiteral("exists already; --overwrite replaces it"));
+            return Output::SomeFailed;
+        case Writable::Yes: break;
+        }
+        RKMetaData metaData;
+        FileConversion conversion;
+        conversion.read = [&](const RKMediaDescriptor& from, RKMediaError* error) {
+            const RKDrawable picture = opaque(
+                readFitted(from, m_options, error), formatOf(target), m_options.background);
+            if (keepsMetaData() && !picture.isNull())
+                metaData = adapted(from, picture.image(), m_options);
+            return picture;
+        };
+        // Apart from the picture: together, a marker of Adobe RGB would be lost always.
+        if (keepsMetaData()) {
+            conversion.finish = [&metaData](const RKMediaDescriptor& to, RKMediaError* error) {
+                return RKMediaLoader::instance()->save(to, metaData, error);
+            };
+        }
+        return conversion.run(source.path, target);
+    }
+
+    /// Under a name that follows from the file's.
+    int convert(const InputFile& source, int number) const
+    {
+        const RKMediaDescriptor descriptor{QFileInfo(source.path)};
+        const QString extension = m_extension.isEmpty() ? usualExtension(descriptor) : m_extension;
+        const QString target
+            = m_names.of(QFile::decodeName(source.name), extension, resultSize(descriptor), number);
+        QDir().mkpath(QFileInfo(target).path());
+        return convert(source, target);
+    }
+
+private:
+    bool keepsMetaData() const
+    {
+        return m_options.metaData == ConvertOptions::MetaData::Keep;
+    }
+
+    static RKMediaFormat formatOf(const QString& path)
+    {
+        return RKMediaDescriptor(QFileInfo(path)).mediaFormat();
+    }
+
+    /// That of the source where it can be written.
+    static QString usualExtension(const RKMediaDescriptor& source)
+    {
+        return Writing::formatError(source).isError() ? QStringLiteral("jpg")
+                                                      : source.mediaFormat().defaultExtension();
+    }
+
+    QSize resultSize(const RKMediaDescriptor& source) const
+    {
+        if (m_options.size.isValid() && m_options.fit != ConvertOptions::Fit::Inside)
+            return m_options.size;
+        const QSize size = RKMediaLoader::instance()->size(source);
+        return m_options.size.isValid() && !size.isEmpty()
+            ? size.scaled(m_options.size, Qt::KeepAspectRatio)
+            : size;
+    }
+
+    ConvertOptions m_options;
+    Existing m_existing;
+    OutputNames m_names;
+    QString m_extension;
+};
+
+int convertFiles(ConvertArguments& arguments)
+{
+    const PictureConversion conversion(arguments);
+    std::vector<InputFile> files = arguments.files.all();
+    if (arguments.target.empty()) {
+        // A folder has been reported.
+        return files.size() == 2 ? conversion.convert(files[0], files[1].path)
+                                 : int(Output::SomeFailed);
+    }
+
+    std::atomic<int> failures = arguments.files.failures();
+    std::mutex mutex;
+    ProgressBar progress(qint64(files.size()));
+    runInParallel(files.size(), arguments.jobs, [&](size_t i) {
+        failures += conversion.convert(files[i], int(i) + 1) != Output::AllDone;
+        const std::lock_guard lock(mutex);
+        progress.step();
+    });
+    return failures == 0 ? Output::AllDone : Output::SomeFailed;
 }
 
 } // namespace
 
 void addConvertCommand(CLI::App& app, Command& command)
 {
-    CLI::App* convert = app.add_subcommand("convert", "Decode a picture and save it anew");
-    const CLI::Option* source = convert->add_option("IN", "The file to read")->required();
+    const auto arguments = std::make_shared<ConvertArguments>();
+    CLI::App* convert = app.add_subcommand("convert",
+        "Decode pictures and save them anew: IN OUT, or many with --out; the extension is the format");
+    arguments->files.addTo(*convert);
     const CLI::Option* target
-        = convert->add_option("OUT", "The file to write; its extension is the format")->required();
-    const CLI::Option* size
-        = convert->add_option("--size", "Fit into WxH pixels, proportions kept")
+        = convert
+              ->add_option("--out",
+                  arguments->target,
+                  "Folder, or names with {name} {stem} {ext} {width} {height} {number}")
+              ->type_name("FOLDER|PATTERN");
+    convert->add_option("--format", arguments->format, "Extension of the pictures to write")
+        ->type_name("EXT")
+        ->needs("--out");
+    CLI::Option* size
+        = convert->add_option("--size", arguments->size, "Fit into WxH pixels, proportions kept")
               ->type_name("WxH")
               ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
-    const CLI::Option* keepMetaData
-        = convert->add_flag("--keep-metadata")
-              ->description("Copy the metadata, adapted to the picture");
-    const CLI::Option* noRotate
-        = convert->add_flag("--no-rotate")->description("Leave the picture as it is stored");
-    const CLI::Option* noColor
-        = convert->add_flag("--no-color")->description("Leave the colours in their profile");
-    convert->callback([=, &command] {
-        ConvertOptions options;
-        if (size->count() > 0)
-            options.size = *Arguments::parseSize(size->as<std::string>());
-        if (keepMetaData->count() > 0)
-            options.metaData = ConvertOptions::MetaData::Keep;
-        if (noRotate->count() > 0)
-            options.rotation = ConvertOptions::Rotation::AsStored;
-        if (noColor->count() > 0)
-            options.color = ConvertOptions::Color::AsStored;
-        command.run = [from = Arguments::toPath(source->as<std::string>()),
-                          to = Arguments::toPath(target->as<std::string>()),
-                          options]() { return convertFile(from, to, options); };
+    CLI::Option* fill = convert->add_flag(
+        "--fill", arguments->isFilled, "Fill that size, and cut off what is too much");
+    fill->needs(size);
+    convert->add_flag("--exact", arguments->isExact, "Stretch to exactly that size")
+        ->needs(size)
+        ->excludes(fill);
+    convert->add_flag(
+        "--keep-metadata", arguments->keepsMetaData, "Copy the metadata, adapted to the picture");
+    convert->add_flag("--no-rotate", arguments->isAsStored, "Leave the picture as it is stored");
+    convert->add_flag("--no-color", arguments->keepsColor, "Leave the colours in their profile");
+    convert
+        ->add_option("--background",
+            arguments->background,
+            "Colour behind transparent pixels of a JPEG (white)")
+        ->type_name("COLOUR")
+        ->check(Arguments::checked(Arguments::parseColor, "a colour looks like #ffffff or white"));
+    arguments->existing.addTo(*convert);
+    convert->add_option("--jobs", arguments->jobs, "How many to make at the same time")
+        ->type_name("N")
+        ->check(CLI::Range(1, 256));
+    convert->footer("rkimage convert photo.heic photo.jpg\n"
+                    "rkimage convert --recursive album --out small --format jpg --size 1600x1600");
+    convert->callback([arguments, target, &command] {
+        if (target->count() == 0 && !arguments->files.isPair())
+            throw CLI::ValidationError("convert", "either IN OUT, or files with --out");
+        // There may be drawings with texts in folders.
+        command.drawsText = arguments->files.isRecursive();
+        command.run = [arguments] { return convertFiles(*arguments); };
     });
 }

@@ -47,6 +47,11 @@ bool InputFiles::isRecursive() const
     return m_isRecursive;
 }
 
+bool InputFiles::isPair() const
+{
+    return !m_isRecursive && m_arguments.size() == 2;
+}
+
 void InputFiles::forEach(const std::function<void(const InputFile& file)>& work)
 {
     const Visit visit = [&work](const InputFile& file) {

@@ -35,6 +35,8 @@ public:
     void addTo(CLI::App& command);
 
     bool isRecursive() const;
+    /// There are two arguments, for commands that also take IN and OUT.
+    bool isPair() const;
 
     /// Calls back for each file, until an interruption. A folder that isn't wanted or can't be read
     /// is reported and counts as a failure.

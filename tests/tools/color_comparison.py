@@ -45,7 +45,7 @@ def separated(rgb):
 def read(tool, magick, picture, folder, *options):
     """The size, as two words, and the pixels of what `rkimage convert` makes of a picture."""
     decoded = folder / "decoded.png"
-    subprocess.run([tool, "convert", "--no-rotate", *options, picture, decoded],
+    subprocess.run([tool, "convert", "--overwrite", "--no-rotate", *options, picture, decoded],
                    stderr=subprocess.DEVNULL, check=True)
     size = subprocess.run([magick, decoded, "-alpha", "off", "-print", "%w %h", "-depth", "8",
                            f"rgb:{folder / 'decoded.rgb'}"],

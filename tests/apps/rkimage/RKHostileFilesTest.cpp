@@ -275,7 +275,7 @@ private Q_SLOTS:
             = [](const char* command) { return QString::fromLatin1(command).split(u' '); };
         const QList<QStringList> commands{words("info") + QStringList{source},
             words("thumb --size 160 --out") + QStringList{folder.path(), source},
-            words("convert --size 400x400") + QStringList{source, target},
+            words("convert --overwrite --size 400x400") + QStringList{source, target},
             words("clip --rect 0,0,99999,99999 --production 1000x1000 --dpi 100")
                 + QStringList{source, target},
             // The last, for it may change the file.
@@ -317,8 +317,12 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         for (int i = 0; i < files.size() && !QTest::currentTestFailed(); i += step) {
             runCheaply({u"info"_s, files[i]}, folder);
-            runCheaply(
-                {u"convert"_s, u"--size"_s, u"400x400"_s, files[i], folder.filePath(u"y.png"_s)},
+            runCheaply({u"convert"_s,
+                           u"--overwrite"_s,
+                           u"--size"_s,
+                           u"400x400"_s,
+                           files[i],
+                           folder.filePath(u"y.png"_s)},
                 folder);
         }
     }

@@ -130,7 +130,8 @@ private Q_SLOTS:
 
         write(u"photo.jpg"_s, photograph());
         for (const auto& [options, size, orientation, isAdobeRgb, thumbnail, face] : cases) {
-            QCOMPARE(exitCodeOf(QByteArray("convert photo.jpg kept.jpg ") + options), 0);
+            QCOMPARE(
+                exitCodeOf(QByteArray("convert --overwrite photo.jpg kept.jpg ") + options), 0);
             const QImage picture(u"kept.jpg"_s);
             QCOMPARE(picture.size(), size);
             const bool isUpright = orientation != 6;
@@ -149,6 +150,37 @@ private Q_SLOTS:
             QCOMPARE(all[u"Exif.Photo.PixelYDimension"_s].toInt(), size.height());
             QVERIFY(!all.contains(u"Exif.Image.ImageWidth"_s));
         }
+    }
+
+    void convertMakesManyPictures()
+    {
+        QVERIFY(QDir().mkpath(u"many"_s));
+        QImage glass(40, 20, QImage::Format_ARGB32);
+        glass.fill(qRgba(255, 0, 0, 128));
+        write(u"many/{stem}.png"_s, encoded(glass, "png"));
+        write(u"many/photo.jpg"_s, photograph());
+        const auto convert = [](const char* options) {
+            return exitCodeOf(
+                QByteArray("convert -r many --out made/{stem}_{width}.{ext} ") + options);
+        };
+        QCOMPARE(convert("--format jpg --size 100x50 --fill --background lime"), 0);
+        const QImage opaque(u"made/{stem}_100.jpg"_s);
+        QCOMPARE(opaque.size(), QSize(100, 50));
+        QVERIFY(qAbs(opaque.pixelColor(50, 25).green() - 127) < 4);
+        // The photograph stands upright: what fills is cut from its middle.
+        const QImage filled(u"made/photo_100.jpg"_s);
+        QCOMPARE(filled.size(), QSize(100, 50));
+        QVERIFY(isBlue(filled.pixelColor(5, 5)));
+        // Nothing is replaced unless it is wanted.
+        const QDateTime before = QFileInfo(u"made/photo_100.jpg"_s).lastModified();
+        QCOMPARE(convert("--format jpg --size 100x50 --exact"), 1);
+        QCOMPARE(convert("--format jpg --size 100x50 --exact --skip-existing"), 0);
+        QCOMPARE(convert("--format jpg --size 100x50 --exact --update"), 0);
+        QCOMPARE(QFileInfo(u"made/photo_100.jpg"_s).lastModified(), before);
+        QCOMPARE(convert("--format jpg --size 100x50 --exact --overwrite"), 0);
+        QVERIFY(QFileInfo(u"made/photo_100.jpg"_s).lastModified() > before);
+        // A file by itself, whatever is wanted.
+        QCOMPARE(exitCodeOf("convert --overwrite many/photo.jpg many/../many/photo.jpg"), 1);
     }
 
     void convertLeavesTheColours()
@@ -215,7 +247,9 @@ private Q_SLOTS:
     void failuresLeaveTheTargetAlone()
     {
         write(u"old.png"_s, "old bytes");
-        const Run broken = runTool(u"convert broken.png old.png"_s);
+        QCOMPARE(exitCodeOf("convert ä.jpg old.png"), 1);
+        QCOMPARE(read(u"old.png"_s), QByteArray("old bytes"));
+        const Run broken = runTool(u"convert --overwrite broken.png old.png"_s);
         QCOMPARE(broken.exitCode, 1);
         QVERIFY(broken.errors.size() == 1 && broken.errors[0].contains(u"broken.png"));
         QCOMPARE(read(u"old.png"_s), QByteArray("old bytes"));
@@ -446,6 +480,7 @@ private Q_SLOTS:
         for (const char* wrong : {"",
                  "paint",
                  "convert a.jpg b.png --size 0x9",
+                 "convert a.jpg b.png c.png",
                  "clip a.jpg b.png --dpi 300 --production 9xinf --rect 1,2,3,4",
                  "clip a.jpg b.png --dpi 0 --production 9x9 --rect 1,2,3,4",
                  "set a.jpg --keyword a --keywords b",
