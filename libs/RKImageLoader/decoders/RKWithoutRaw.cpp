@@ -15,7 +15,7 @@ bool RKRawPicture::isAvailable()
     return false;
 }
 
-RKRawPicture::RKRawPicture(const QByteArray&)
+RKRawPicture::RKRawPicture(const QByteArray&, const RKCancellation&)
 {
 }
 
@@ -46,7 +46,7 @@ QImage RKRawPicture::preview(const QSize&)
     return {};
 }
 
-QImage RKRawPicture::developed(const QSize&)
+QImage RKRawPicture::developed(const QSize&, RKLoadContext&)
 {
     return {};
 }
