@@ -26,6 +26,11 @@ bool RKRawPicture::isOpen() const
     return false;
 }
 
+RKMediaErrorCode RKRawPicture::openError() const
+{
+    return RKMediaErrorCode::NoDecoder;
+}
+
 QSize RKRawPicture::storedSize() const
 {
     return {};
