@@ -7,6 +7,19 @@
 
 #include <algorithm>
 
+namespace {
+
+// ISO/IEC 15444-1, A.4.4. Some writers fill up the file after the marker.
+bool hasEndOfCodestream(const RKByteSource& file)
+{
+    constexpr qint64 kMaxFilling = 64;
+    const qint64 size = std::min(kMaxFilling, file.size());
+    QByteArray end;
+    return file.read(file.size() - size, size, &end) && end.contains("\xff\xd9");
+}
+
+} // namespace
+
 bool RKTruncation::isCutOff(QByteArrayView data)
 {
     constexpr qint64 kRiffHead = 8;
@@ -21,7 +34,8 @@ bool RKTruncation::isCutOff(QByteArrayView data)
     }
     if (const auto tiff = RKTiffClaim::read(data))
         return !tiff->isCovered;
-    return areBoxesCutOff(RKMemorySource(QByteArray::fromRawData(data.data(), data.size())));
+    const RKMemorySource file(QByteArray::fromRawData(data.data(), data.size()));
+    return bytes.has("\xff\x4f\xff\x51") ? !hasEndOfCodestream(file) : areBoxesCutOff(file);
 }
 
 RKMediaError RKTruncation::reasonForClaim(QByteArrayView data, const QSize& size)
@@ -59,7 +73,7 @@ bool RKTruncation::areBoxesCutOff(const RKByteSource& file)
         quint64 size = reader.numberAt<quint32>(0).value_or(0);
         // The last box goes up to the end.
         if (size == 0)
-            return false;
+            return reader.has("jp2c", 4) && !hasEndOfCodestream(file);
         if (size == 1)
             size = reader.numberAt<quint64>(qint64(kHeadSize)).value_or(0);
         if (size < kHeadSize)
