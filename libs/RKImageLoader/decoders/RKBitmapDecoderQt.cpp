@@ -347,7 +347,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     RKLoadContext& context) const
 {
     const QByteArray bytes = readable(data);
-    const QSize stored = measured(bytes, format);
+    const QSize stored = measured(bytes, format, context);
     if (stored.isEmpty()) {
         reportFailure(data, format);
         noteUnmeasured(data, context);
@@ -519,8 +519,9 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
     const QByteArray signature = device->peek(kSignatureSize);
     if (device->isSequential() || RKMngLoops::isMng(signature))
         return size(device->readAll(), format);
+    RKLoadContext context;
     if (RKPngChunks::isPng(signature))
-        return measured(RKPngChunks::header(*device), format);
+        return measured(RKPngChunks::header(*device), format, context);
     if (!RKPictureHeaderCheck::hasFewSegments(*device))
         return {};
     QImageReader reader(device, format);
@@ -530,7 +531,8 @@ QSize RKBitmapDecoderQt::size(QIODevice* device, const QByteArray& format) const
 
 QSize RKBitmapDecoderQt::size(const QByteArray& data, const QByteArray& format) const
 {
-    return measured(readable(data), format);
+    RKLoadContext context;
+    return measured(readable(data), format, context);
 }
 
 QSize RKBitmapDecoderQt::size(const QFileInfo& file, const QByteArray& format) const
@@ -566,13 +568,19 @@ QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const
     return mustSwap ? size.transposed() : size;
 }
 
-QSize RKBitmapDecoderQt::measured(const QByteArray& bytes, const QByteArray& format) const
+QSize RKBitmapDecoderQt::measured(
+    const QByteArray& bytes, const QByteArray& format, RKLoadContext& context) const
 {
     QBuffer buffer;
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
-    if (bytes.isEmpty() || !RKPictureHeaderCheck::hasFewSegments(buffer))
+    if (bytes.isEmpty())
         return {};
+    if (!RKPictureHeaderCheck::hasFewSegments(buffer)) {
+        context.fail(RKMediaErrorCode::TooLarge,
+            RKErrorText::tr("The picture is refused: it has too many segments."));
+        return {};
+    }
     QImageReader reader(&buffer, format);
     restrict(reader, bytes, format.toLower());
     return heicAwareSize(reader);

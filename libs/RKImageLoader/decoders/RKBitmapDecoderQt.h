@@ -69,7 +69,7 @@ private:
     RKMediaError reasonForUnwritten(
         const QIODevice& device, const RKMediaFormat& format, const QSize& size) const;
     /// The size of the picture in bytes that are safe to read.
-    QSize measured(const QByteArray& bytes, const QByteArray& format) const;
+    QSize measured(const QByteArray& bytes, const QByteArray& format, RKLoadContext& context) const;
     static RKMediaFormatList createReadableImageFileFormats();
     static RKMediaFormatList createWritableImageFileFormats();
 };

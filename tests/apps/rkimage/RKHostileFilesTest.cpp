@@ -141,10 +141,10 @@ RKProcessCost::Result runCheaply(const QStringList& arguments, const QTemporaryD
     return result;
 }
 
-constexpr const char* kClaims = "its header promises more than its data can hold";
-constexpr const char* kChunk = "a chunk claims more bytes than the file has";
-constexpr const char* kReduce = "making it smaller takes too much memory or time";
-constexpr const char* kPainting = "painting it takes too long";
+constexpr const char* kClaims = "more than the file can hold";
+constexpr const char* kCutOff = "The file ends before its picture does";
+constexpr const char* kReduce = "Making the picture smaller takes too much memory or time";
+constexpr const char* kPainting = "takes too long to paint";
 constexpr const char* kDrawing = "elements that draw each other too often";
 constexpr const char* kMemory = "too much memory for its length";
 constexpr const char* kNoFailure = nullptr;
@@ -163,7 +163,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QByteArray>("file");
-        QTest::addColumn<QString>("reason"); // empty where a picture comes out
+        QTest::addColumn<QString>("reason"); // empty where a whole picture comes out
         const auto row
             = [](const char* what, const char* format, const QByteArray& file, const char* reason) {
                   QTest::newRow(what) << QString(QLatin1String("x.") + QLatin1String(format))
@@ -179,18 +179,18 @@ private Q_SLOTS:
         };
         committed("deflate-8192.tif", kClaims);
         committed("deflate-16384.tif", kClaims);
-        committed("long-text-chunk.png", kChunk);
-        committed("long-palette-chunk.png", kChunk);
-        committed("long-chunk.ico", kClaims);
+        committed("long-text-chunk.png", kCutOff);
+        committed("long-palette-chunk.png", kCutOff);
+        committed("long-chunk.ico", kCutOff);
         committed("inline-long-chunk.svg", kNoFailure);
         committed("inline-deflate.svg", kNoFailure);
         committed("inline-drawing-16000.svg", "too many pixels in the pictures inside it");
         committed("entities.svg", kPainting);
-        committed("list-items.xmp.gz", "the format is not supported");
+        committed("list-items.xmp.gz", "The format is not supported");
 
         for (const char* type : {"zTXt", "iTXt", "sPLT", "pCAL", "sCAL", "abCD"})
-            row(type, "png", pngHead(32, 8, 2) + longChunk(type), kChunk);
-        row("text cut off", "png", png(32, 8, 2).chopped(12) + longChunk("tEXt"), kNoFailure);
+            row(type, "png", pngHead(32, 8, 2) + longChunk(type), kCutOff);
+        row("text cut off", "png", png(32, 8, 2).chopped(12) + longChunk("tEXt"), kCutOff);
         QByteArray texts;
         for (int i = 0; i < 60; ++i)
             texts += chunk(
