@@ -1,10 +1,16 @@
 # All tests with the label threads: what the thread sanitizer has to see.
 add_custom_target(rk_threads_tests)
 
-# rk_add_test(SOURCE [LINK targets...] [LABELS labels...] [SOURCES more...])
-# Builds one Qt Test program, named after its source, and registers it with CTest.
+# rk_add_test(SOURCE [NEEDS features...] [LINK targets...] [LABELS labels...] [SOURCES more...])
+# Builds one Qt Test program, named after its source, and registers it with CTest, unless the build
+# lacks one of the features RAW, SVG and VIDEO that the test needs.
 function(rk_add_test source)
-    cmake_parse_arguments(ARG "" "" "LINK;LABELS;SOURCES" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "NEEDS;LINK;LABELS;SOURCES" ${ARGN})
+    foreach(feature IN LISTS ARG_NEEDS)
+        if(NOT RK_HAS_${feature})
+            return()
+        endif()
+    endforeach()
     get_filename_component(name ${source} NAME_WE)
     add_executable(${name} ${source} ${ARG_SOURCES}
         "${PROJECT_SOURCE_DIR}/tests/support/RKQuietTest.h")
