@@ -1,6 +1,5 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKCameraFaces_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifMerge_p.h"
@@ -325,9 +324,8 @@ qreal RKExiv2ExifData::getGPSArc(const char* key, const char* refKey) const
             = ref.startsWith(QLatin1Char('S')) || ref.startsWith(QLatin1Char('W'));
         return isNegative ? -arc : arc;
     } catch (const std::exception& error) {
-        qCWarning(rkMetadata).noquote()
-            << QStringLiteral("Cannot get Exif GPS tag using Exiv2 due to error :")
-            << QString::fromUtf8(error.what());
+        qWarning().noquote() << QStringLiteral("Cannot get Exif GPS tag using Exiv2 due to error :")
+                             << QString::fromUtf8(error.what());
     }
     return kUnknownArc;
 }

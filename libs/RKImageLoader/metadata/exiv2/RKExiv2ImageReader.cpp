@@ -7,7 +7,6 @@
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/media/RKErrorText_p.h"
 #include "RKImageLoader/media/RKFileReason_p.h"
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/xmp/RKXmpLimits_p.h"
@@ -144,7 +143,7 @@ void RKExiv2ImageReader::read(const QString& path)
 {
     // A pipe would wait for somebody to write into it.
     if (RKBinaryFile::mayBlock(QFileInfo(path))) {
-        qCWarning(rkMetadata) << "No Exif Data in this file:" << path;
+        qWarning() << "No Exif Data in this file:" << path;
         m_error = RKFileReason::ofReading(RKFileSnapshot(path).error(), path);
         return;
     }
@@ -154,7 +153,7 @@ void RKExiv2ImageReader::read(const QString& path)
             [&path] { return std::make_shared<RKFileSnapshot>(path); });
         // exiv2 takes it for the end of the file, or for a file of an unknown type.
         if (hasReadError)
-            qCWarning(rkMetadata).noquote() << "Failed to read all of the file:" << path;
+            qWarning().noquote() << "Failed to read all of the file:" << path;
     } catch (const Exiv2::Error& error) {
         m_isUnreadable = isSystemError(error) && QFileInfo::exists(path);
         // exiv2 says little of files that it can't open.
@@ -164,7 +163,7 @@ void RKExiv2ImageReader::read(const QString& path)
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString &)"), error);
     } catch (...) {
-        qCWarning(rkMetadata) << "No Exif Data in this file:" << path;
+        qWarning() << "No Exif Data in this file:" << path;
     }
     if (hasReadError) {
         m_isUnreadable = true;
@@ -188,7 +187,7 @@ void RKExiv2ImageReader::read(const QByteArray& data)
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray &)"), error);
     } catch (...) {
-        qCWarning(rkMetadata) << "No Exif in data.";
+        qWarning() << "No Exif in data.";
     }
     QBuffer buffer;
     buffer.setData(data);
@@ -233,7 +232,7 @@ void RKExiv2ImageReader::read(
     if (isExcessiveSidecar(*image)) {
         m_error = RKMediaError(RKMediaErrorCode::TooLarge,
             RKErrorText::tr("The XMP metadata have too many namespaces or properties."));
-        qCWarning(rkMetadata) << "XMP has too many namespaces or properties to be read";
+        qWarning() << "XMP has too many namespaces or properties to be read";
         return;
     }
     try {

@@ -1,4 +1,3 @@
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -201,7 +200,7 @@ void RKExiv2IptcData::writeStringList(const char* key, const QStringList& values
         describeError(
             QStringLiteral("void RKExiv2IptcData::writeString(const char *, const QString &)"),
             error);
-        qCWarning(rkMetadata).noquote() << "Parameters:" << key << text;
+        qWarning().noquote() << "Parameters:" << key << text;
         return;
     } catch (...) {
     }

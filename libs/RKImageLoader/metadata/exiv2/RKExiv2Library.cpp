@@ -205,15 +205,14 @@ void RKExiv2Library::describeError(const QString& where, const Exiv2::Error& err
 {
     if (RKExiv2Compat::isUnknownImageType(error))
         return;
-    qCWarning(rkMetadata).noquote()
-        << QStringLiteral("%3 caught exception with errorCode=%1 msg=%2")
-               .arg(QString::number(RKExiv2Compat::errorNumber(error)),
-                   QString::fromUtf8(error.what()),
-                   where);
+    qWarning().noquote() << QStringLiteral("%3 caught exception with errorCode=%1 msg=%2")
+                                .arg(QString::number(RKExiv2Compat::errorNumber(error)),
+                                    QString::fromUtf8(error.what()),
+                                    where);
 }
 
 void RKExiv2Library::reportUnchanged(const char* key, const QString& value)
 {
-    qCWarning(rkMetadata).noquote()
-        << QLatin1String(key) + QLatin1Char(' ') + value + QStringLiteral(" does not work");
+    qWarning().noquote() << QLatin1String(key) + QLatin1Char(' ') + value
+            + QStringLiteral(" does not work");
 }

@@ -1,4 +1,3 @@
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
@@ -536,8 +535,7 @@ RKMediaError RKExiv2WrapperImpl::readError() const
 bool RKExiv2WrapperImpl::isSavable(RKMediaError& error) const
 {
     if (m_isUnreadable) {
-        qCWarning(rkMetadata).noquote()
-            << "Metadata that could not be read are not saved:" << m_source;
+        qWarning().noquote() << "Metadata that could not be read are not saved:" << m_source;
         error = m_readError;
     }
     return !m_isUnreadable;

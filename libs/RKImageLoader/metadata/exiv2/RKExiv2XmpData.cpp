@@ -1,5 +1,4 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2LanguageText_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
@@ -279,7 +278,7 @@ bool RKExiv2XmpData::setXmpPacket(const std::string& packet)
         RKExiv2Library::refreshNamespaces();
         if (const int failure = RKExiv2XmpPackets::decodeWithKnownPrefixes(&text, &data);
             failure != 0) {
-            qCWarning(rkMetadata) << "setXmpPacket failed:" << failure;
+            qWarning() << "setXmpPacket failed:" << failure;
             return false;
         }
     }
@@ -303,7 +302,7 @@ bool RKExiv2XmpData::currentPacket(std::string* packet) const
         *packet = RKExiv2XmpPackets::edited(m_packet, m_data, *packet).value_or(*packet);
         return true;
     }
-    qCWarning(rkMetadata) << "failed to encode XMP data";
+    qWarning() << "failed to encode XMP data";
     return false;
 }
 
@@ -367,8 +366,7 @@ bool RKExiv2XmpData::prepareTarget(Exiv2::Image& image) const
         // exiv2 would write its empty data over the packet.
         image.writeXmpFromPacket(true);
         if (!m_data.empty())
-            qCWarning(rkMetadata)
-                << "XMP data of the image cannot be decoded and are left as they are";
+            qWarning() << "XMP data of the image cannot be decoded and are left as they are";
         return false;
     }
     RKExiv2XmpPackets::registerNamespaces(m_packet);

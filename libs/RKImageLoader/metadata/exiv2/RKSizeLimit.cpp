@@ -1,4 +1,3 @@
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/exiv2/RKSizeLimit_p.h"
 
@@ -28,9 +27,8 @@ constexpr std::array kProfileKeys = {"Exif.Image.InterColorProfile",
 
 void warnAboutDeletion(const std::string& key)
 {
-    qCWarning(rkMetadata).noquote()
-        << QStringLiteral(" exifData is to large. Deleting the exifData key")
-        << QString::fromStdString(key);
+    qWarning().noquote() << QStringLiteral(" exifData is to large. Deleting the exifData key")
+                         << QString::fromStdString(key);
 }
 
 void eraseLargest(Exiv2::ExifData& data)
@@ -146,7 +144,7 @@ void logRemoved(const Exiv2::XmpData& data, const std::vector<size_t>& ranks, si
         return left.first < right.first;
     });
     for (const auto& [rank, key] : gone)
-        qCWarning(rkMetadata).noquote() << "xmpData is to large. Deleting the xmpData key" << key;
+        qWarning().noquote() << "xmpData is to large. Deleting the xmpData key" << key;
 }
 
 } // namespace
@@ -193,7 +191,7 @@ void RKSizeLimit::removeLargest(Exiv2::XmpData& data, size_t limit)
         (packet.size() < limit ? enough : tooFew) = middle;
     }
     if (!encoded) {
-        qCWarning(rkMetadata) << "failed to encode XMP data";
+        qWarning() << "failed to encode XMP data";
         return;
     }
     logRemoved(data, ranks, enough);

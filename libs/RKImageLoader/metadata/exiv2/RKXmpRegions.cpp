@@ -1,5 +1,4 @@
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
@@ -85,7 +84,7 @@ bool RKXmpRegions::createInitialXmpData()
     data.setString("Xmp.dc.tamoDummy", QStringLiteral("dummy"));
     std::string packet;
     if (!data.currentPacket(&packet) || packet.empty()) {
-        qCWarning(rkMetadata) << "failed to serialize initial XMP data";
+        qWarning() << "failed to serialize initial XMP data";
         return false;
     }
     if (!parseXmpData(packet))
@@ -120,7 +119,7 @@ bool RKXmpRegions::writeXmpData(const RKExiv2XmpData& data, const QFileInfo& fil
     RKSafeFileWriter writer(file.absoluteFilePath());
     if (writer.write(QByteArray::fromStdString(packet)) == RKSafeFileWriter::Result::Done)
         return true;
-    qCWarning(rkMetadata).noquote()
-        << "failed to write XMP data to" << file.absoluteFilePath() << ":" << writer.errorString();
+    qWarning().noquote() << "failed to write XMP data to" << file.absoluteFilePath() << ":"
+                         << writer.errorString();
     return false;
 }

@@ -1,4 +1,3 @@
-#include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegionsPacket_p.h"
 #include "RKImageLoader/xmp/RKRdfStructure_p.h"
@@ -77,9 +76,8 @@ QRectF readArea(const RKRdfStructure& region)
     const double h = RKXmpRegionsPacket::toDouble(hText, &hOk);
     const double w = RKXmpRegionsPacket::toDouble(wText, &wOk);
     if (!xOk || !yOk || !hOk || !wOk) {
-        qCWarning(rkMetadata).noquote()
-            << "failed to cast string to double in at least one of:" << xText << yText << hText
-            << wText;
+        qWarning().noquote() << "failed to cast string to double in at least one of:" << xText
+                             << yText << hText << wText;
         return QRectF(0, 0, 0, 0);
     }
 
@@ -91,7 +89,7 @@ QRectF readArea(const RKRdfStructure& region)
     // Kept: an area in pixels is not converted, one without a unit may well be normalised. See
     // RKXmpRegionsTest::unitsDecideWhichAreasCount.
     if (!RKXmpRegionsPacket::isRectNormalized(rect)) {
-        qCWarning(rkMetadata) << "face rect is not normalized:" << rect;
+        qWarning() << "face rect is not normalized:" << rect;
         return QRectF(0, 0, 0, 0);
     }
     return rect;
@@ -125,7 +123,7 @@ RKFacePosition facePosition(const RKRdfStructure& region, int index)
 
     const QRectF area = readArea(region);
     if (!(area.width() > 0 && area.height() > 0)) {
-        qCInfo(rkMetadata) << "face region ignored as area is not valid, region index:" << index;
+        qInfo() << "face region ignored as area is not valid, region index:" << index;
         return RKFacePosition();
     }
     const RKRdfStructure extensions = region.structure(kExtensions);
@@ -204,9 +202,8 @@ bool RKXmpRegionsPacket::parseXmpData(const std::string& packet)
     const bool parsed = parser.parse(packet);
     m_document = parser.document();
     if (!parsed) {
-        qCWarning(rkMetadata).noquote()
-            << "failed to parse XMP data in line" << parser.errorLine() << ", column"
-            << parser.errorColumn() << ":" << parser.errorMessage();
+        qWarning().noquote() << "failed to parse XMP data in line" << parser.errorLine()
+                             << ", column" << parser.errorColumn() << ":" << parser.errorMessage();
     }
     return parsed;
 }
@@ -230,7 +227,7 @@ QDomElement RKXmpRegionsPacket::regionsElement() const
 {
     const QDomNodeList found = m_document.elementsByTagName(kRegions);
     if (found.count() > 1) {
-        qCWarning(rkMetadata) << "unexpected number of regions nodes:" << found.count();
+        qWarning() << "unexpected number of regions nodes:" << found.count();
         return QDomElement();
     }
     return found.item(0).toElement();
@@ -254,7 +251,7 @@ QSize RKXmpRegionsPacket::appliedToSize() const
     const QString wText = dimensions.text(kDimensionsW);
     const QString unit = dimensions.text(kDimensionsUnit);
     if (unit.compare(kPixel, Qt::CaseInsensitive) != 0) {
-        qCWarning(rkMetadata).noquote() << "unsupported unit:" << unit;
+        qWarning().noquote() << "unsupported unit:" << unit;
         return QSize();
     }
     bool hOk = false;
@@ -262,8 +259,7 @@ QSize RKXmpRegionsPacket::appliedToSize() const
     const int h = toInt(hText, &hOk);
     const int w = toInt(wText, &wOk);
     if (!hOk || !wOk) {
-        qCWarning(rkMetadata).noquote()
-            << "converting to integer failed:" << hText << ", or:" << wText;
+        qWarning().noquote() << "converting to integer failed:" << hText << ", or:" << wText;
         return QSize();
     }
     return QSize(w, h);
@@ -315,9 +311,8 @@ void RKXmpRegionsPacket::mergeFaces(const QSize& imageSize, const RKFacePosition
     if (const QSize xmpSize = appliedToSize(); xmpSize != imageSize) {
         setAppliedToSize(imageSize);
         if (!existing.isEmpty()) {
-            qCInfo(rkMetadata)
-                << "XMP face regions removed as image size is different: XMP image size is"
-                << xmpSize << ", real image size" << imageSize;
+            qInfo() << "XMP face regions removed as image size is different: XMP image size is"
+                    << xmpSize << ", real image size" << imageSize;
             removeFaces();
             existing = RKFacePositions();
         }
@@ -361,7 +356,7 @@ bool RKXmpRegionsPacket::createRegions()
 {
     const QDomNodeList rdf = m_document.elementsByTagName(kRdf);
     if (rdf.count() != 1) {
-        qCWarning(rkMetadata) << "unexpected number of rdf nodes:" << rdf.count();
+        qWarning() << "unexpected number of rdf nodes:" << rdf.count();
         return false;
     }
     QDomElement root = rdf.item(0).toElement();
