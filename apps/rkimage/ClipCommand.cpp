@@ -1,82 +1,185 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "FileConversion.h"
+#include "Output.h"
 #include "RKImageLoader/loading/RKImageClipper.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include <QRectF>
 #include <QSizeF>
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+
 namespace {
 
 /// The part of a picture and what it is printed as.
 struct ClipOptions
 {
-    enum class Upscaling
-    {
-        No,
-        Allowed
-    };
-
-    /// In pixels of the upright picture.
+    /// In pixels of the upright picture, or in parts of its sides; empty for the largest one with
+    /// the proportions below, in the middle.
     QRectF rect;
+    bool isInParts = false;
+    QSizeF ratio;
     /// In tenths of a millimetre.
     QSizeF production;
     int dpi = 0;
-    Upscaling upscaling = Upscaling::No;
+    bool isUpscaled = false;
 };
+
+/// As they come; CLI11 fills them.
+struct ClipArguments
+{
+    std::string source;
+    std::string target;
+    std::string rect;
+    std::string ratio;
+    std::string production;
+    int dpi = 0;
+    bool isCentered = false;
+    bool isUpscaled = false;
+
+    ClipOptions options() const;
+};
+
+/// Pixels as in "100,50,640,480", or per cent as in "10%,5%,80%,90%".
+std::optional<ClipOptions> parsePart(const std::string& text)
+{
+    ClipOptions options;
+    QString numbers = QString::fromStdString(text);
+    options.isInParts = numbers.count(u'%') == 4;
+    if (options.isInParts)
+        numbers.remove(u'%');
+    const auto rect = Arguments::parseRect(numbers.toStdString());
+    if (!rect)
+        return {};
+    options.rect = options.isInParts ? QRectF(rect->topLeft() / 100, rect->size() / 100) : *rect;
+    return options;
+}
+
+/// As in "3:2".
+std::optional<QSizeF> parseRatio(const std::string& text)
+{
+    return Arguments::parseProduction(
+        QString::fromStdString(text).replace(u':', u'x').toStdString());
+}
+
+ClipOptions ClipArguments::options() const
+{
+    ClipOptions options = parsePart(rect).value_or(ClipOptions());
+    options.production = *Arguments::parseProduction(production);
+    options.ratio = parseRatio(ratio).value_or(options.production);
+    options.dpi = dpi;
+    options.isUpscaled = isUpscaled;
+    return options;
+}
+
+/// The part in pixels of a picture of that size.
+QRectF partOf(const QSizeF& size, const ClipOptions& options)
+{
+    if (options.rect.isEmpty()) {
+        QRectF part({}, options.ratio.scaled(size, Qt::KeepAspectRatio));
+        part.moveCenter(QRectF({}, size).center());
+        return part;
+    }
+    if (!options.isInParts)
+        return options.rect;
+    return {options.rect.x() * size.width(),
+        options.rect.y() * size.height(),
+        options.rect.width() * size.width(),
+        options.rect.height() * size.height()};
+}
+
+/// Says how many pixels of the picture an inch of the print has.
+void tellResolution(const QString& target, const QRectF& part, const ClipOptions& options)
+{
+    constexpr double kTenthsOfMillimetresPerInch = 254;
+    const int reached = int(std::min(part.width() / options.production.width(),
+                                part.height() / options.production.height())
+        * kTenthsOfMillimetresPerInch);
+    Output::print(QStringLiteral("%1: %2 dpi of the picture, %3 wanted")
+                      .arg(target)
+                      .arg(reached)
+                      .arg(options.dpi));
+    if (reached < options.dpi) {
+        Output::printFailure(target,
+            QStringLiteral("warning: %1 dpi are less than %2").arg(reached).arg(options.dpi));
+    }
+}
 
 int saveClip(const QString& source, const QString& target, const ClipOptions& options)
 {
+    QRectF part;
     FileConversion conversion;
-    conversion.read = [&options](const RKMediaDescriptor& from, RKMediaError* error) {
-        return RKDrawable(RKImageClipper().clipForProduction(from,
-            options.rect,
-            options.production,
-            options.dpi,
-            options.upscaling == ClipOptions::Upscaling::Allowed,
-            error));
+    conversion.read = [&](const RKMediaDescriptor& from, RKMediaError* error) {
+        const QSizeF size = RKMediaLoader::instance()->size(from, error);
+        if (!size.isValid())
+            return RKDrawable();
+        part = partOf(size, options);
+        // Not in full: hosts clip a little beyond the edge, which is rounded there.
+        const QRectF whole = QRectF({}, size).adjusted(-1, -1, 1, 1);
+        const bool isDrawing = from.mediaFormat().isSVG();
+        if (!isDrawing && !whole.contains(part)) {
+            *error = RKMediaError(RKMediaErrorCode::TooSmall,
+                QStringLiteral("the part reaches beyond the picture of %1x%2 pixels")
+                    .arg(size.width())
+                    .arg(size.height()));
+            return RKDrawable();
+        }
+        return RKDrawable(RKImageClipper().clipForProduction(
+            from, part, options.production, options.dpi, options.isUpscaled, error));
     };
-    return conversion.run(source, target);
+    const int exitCode = conversion.run(source, target);
+    if (exitCode == Output::AllDone && !RKMediaDescriptor(QFileInfo(source)).mediaFormat().isSVG())
+        tellResolution(target, part, options);
+    return exitCode;
 }
 
 } // namespace
 
 void addClipCommand(CLI::App& app, Command& command)
 {
+    const auto arguments = std::make_shared<ClipArguments>();
     CLI::App* clip
         = app.add_subcommand("clip", "Save a part of a picture with the pixels of a print");
-    const CLI::Option* source = clip->add_option("IN", "The file to read")->required();
-    const CLI::Option* target
-        = clip->add_option("OUT", "The file to write; its extension is the format")->required();
-    const CLI::Option* rect
-        = clip->add_option("--rect", "The part as x,y,w,h in pixels of the upright picture")
-              ->type_name("X,Y,W,H")
-              ->required()
-              ->check(Arguments::checked(
-                  Arguments::parseRect, "a rectangle looks like 100,50,640,480"));
-    const CLI::Option* production
-        = clip->add_option("--production", "Size of the print as WxH in tenths of a millimetre")
-              ->type_name("WxH")
-              ->required()
-              ->check(
-                  Arguments::checked(Arguments::parseProduction, "a print looks like 1500x1000"));
-    const CLI::Option* dpi = clip->add_option("--dpi", "Resolution of the print")
-                                 ->type_name("N")
-                                 ->required()
-                                 ->check(CLI::Range(1, 100000));
-    const CLI::Option* upscaling = clip->add_flag("--allow-upscaling")
-                                       ->description("Enlarge bitmaps beyond their own pixels");
-    clip->callback([=, &command] {
-        ClipOptions options;
-        options.rect = *Arguments::parseRect(rect->as<std::string>());
-        options.production = *Arguments::parseProduction(production->as<std::string>());
-        options.dpi = dpi->as<int>();
-        if (upscaling->count() > 0)
-            options.upscaling = ClipOptions::Upscaling::Allowed;
-        command.run = [from = Arguments::toPath(source->as<std::string>()),
-                          to = Arguments::toPath(target->as<std::string>()),
-                          options]() { return saveClip(from, to, options); };
+    clip->add_option("IN", arguments->source, "The file to read")->required();
+    clip->add_option("OUT", arguments->target, "The file to write; its extension is the format")
+        ->required();
+    CLI::Option_group* part = clip->add_option_group("Which part");
+    part->add_option("--rect",
+            arguments->rect,
+            "The part as x,y,w,h in pixels of the upright picture, or per cent: 10%,0%,80%,100%")
+        ->type_name("X,Y,W,H")
+        ->check(Arguments::checked(parsePart, "a rectangle looks like 100,50,640,480"));
+    CLI::Option* center = part->add_flag(
+        "--center", arguments->isCentered, "The largest part of the print's proportions");
+    part->require_option(1);
+    clip->add_option("--ratio", arguments->ratio, "Other proportions for --center: 3:2")
+        ->type_name("W:H")
+        ->needs(center)
+        ->check(Arguments::checked(parseRatio, "proportions look like 3:2"));
+    clip->add_option("--production",
+            arguments->production,
+            "Size of the print as WxH in tenths of a millimetre")
+        ->type_name("WxH")
+        ->required()
+        ->check(Arguments::checked(Arguments::parseProduction, "a print looks like 1500x1000"));
+    clip->add_option("--dpi", arguments->dpi, "Resolution of the print")
+        ->type_name("N")
+        ->required()
+        ->check(CLI::Range(1, 100000));
+    clip->add_flag(
+        "--allow-upscaling", arguments->isUpscaled, "Enlarge bitmaps beyond their own pixels");
+    clip->footer("rkimage clip --center --production 1500x1000 --dpi 300 photo.jpg print.jpg");
+    clip->callback([arguments, &command] {
+        command.run = [arguments] {
+            return saveClip(Arguments::toPath(arguments->source),
+                Arguments::toPath(arguments->target),
+                arguments->options());
+        };
     });
 }

@@ -276,8 +276,7 @@ private Q_SLOTS:
         const QList<QStringList> commands{words("info") + QStringList{source},
             words("thumb --size 160 --out") + QStringList{folder.path(), source},
             words("convert --overwrite --size 400x400") + QStringList{source, target},
-            words("clip --rect 0,0,99999,99999 --production 1000x1000 --dpi 100")
-                + QStringList{source, target},
+            words("clip --center --production 1000x1000 --dpi 100") + QStringList{source, target},
             // The last, for it may change the file.
             words("set --rating 3") + QStringList{source}};
         for (const QStringList& command : commands) {

@@ -364,6 +364,24 @@ private Q_SLOTS:
         }
     }
 
+    void clipsAreTakenFromTheMiddleOrInPerCent()
+    {
+        // Four quadrants of 200 x 150 pixels.
+        const Run half = runTool(u"clip ä.jpg part.png --rect 50%,50%,50%,50% --production "
+                                 "254x190.5 --dpi 100"_s);
+        QCOMPARE(half.exitCode, 0);
+        QVERIFY(
+            half.output.contains("200 dpi of the picture, 100 wanted") && half.errors.isEmpty());
+        QCOMPARE(QImage(u"part.png"_s).size(), QSize(100, 75));
+        const Run middle = runTool(u"clip ä.jpg part.png --center --ratio 1:1 --production 254x254 "
+                                   "--dpi 400 --allow-upscaling"_s);
+        QVERIFY(middle.exitCode == 0 && middle.errors.value(0).contains(u"300 dpi are less"));
+        QCOMPARE(quadrantColors(QImage(u"part.png"_s)), quadrantColors(QImage(u"ä.jpg"_s)));
+        QCOMPARE(
+            exitCodeOf("clip ä.jpg no.png --rect 300,0,200,100 --production 9x9 --dpi 300"), 1);
+        QVERIFY(!QFile::exists(u"no.png"_s));
+    }
+
     void videosAreTakenApart()
     {
         if (!RKTestClips::canEncode())
@@ -483,6 +501,7 @@ private Q_SLOTS:
                  "convert a.jpg b.png c.png",
                  "clip a.jpg b.png --dpi 300 --production 9xinf --rect 1,2,3,4",
                  "clip a.jpg b.png --dpi 0 --production 9x9 --rect 1,2,3,4",
+                 "clip a.jpg b.png --dpi 9 --production 9x9",
                  "set a.jpg --keyword a --keywords b",
                  "frame a.mp4 b.png --frame 1 --ms 1",
                  "frame a.mp4 b.png --frame -1",
