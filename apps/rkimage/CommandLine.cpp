@@ -2,6 +2,7 @@
 
 #include "Arguments.h"
 #include "Output.h"
+#include "RKImageLoader/loading/RKImageLoaderInfo.h"
 
 #include <CLI/CLI.hpp>
 
@@ -65,6 +66,17 @@ std::string unknownCommand(const CLI::App& app, int argc, char** argv)
     return {};
 }
 
+std::string versions()
+{
+    std::string text = "rkimage " RK_VERSION;
+    const QList<RKThirdParty> libraries = RKImageLoaderInfo().thirdParties();
+    for (const RKThirdParty& library : libraries) {
+        if (!library.version.isEmpty())
+            text += "\n" + library.name.toStdString() + " " + library.version.toStdString();
+    }
+    return text;
+}
+
 } // namespace
 
 CommandLine::CommandLine()
@@ -74,6 +86,8 @@ CommandLine::CommandLine()
     m_app->require_subcommand(1);
     // Options of the program may stand after those of the command, too.
     m_app->fallthrough();
+    m_app->set_version_flag(
+        "--version", versions, "Print the versions of the program and of the libraries in it");
     m_app->add_flag("--verbose", m_isVerbose, "Show the library's messages");
     m_app->add_option("--config", m_configFile, "Configuration file (XML)")
         ->type_name("FILE")
