@@ -150,13 +150,11 @@ QJsonObject describe(const InputFile& file, MetaDataJson::Extent extent)
     entry[QStringLiteral("description")] = format.description();
     entry[QStringLiteral("kind")] = kindOf(format);
     const Sizes sizes = measure(descriptor);
-    if (sizes.error.isError()) {
+    // The metadata of a file whose name lies, or of one that nobody can decode, can be read.
+    if (sizes.error.contentFormat() != MEDIA_FORMAT_UNKNOWN)
         fail(sizes.error);
-        // The metadata of a file whose suffix lies can be read all the same.
-        const bool isOther = sizes.error.contentFormat() != MEDIA_FORMAT_UNKNOWN;
-        if (!isOther && !sizes.displayed.isValid())
-            return entry;
-    }
+    else if (sizes.error.isError() && !sizes.displayed.isValid())
+        return fail(sizes.error);
     entry[QStringLiteral("size")] = MetaDataJson::fromSize(sizes.displayed);
     entry[QStringLiteral("unrotatedSize")] = MetaDataJson::fromSize(sizes.unrotated);
 

@@ -110,6 +110,12 @@ private Q_SLOTS:
         QCOMPARE(entries[0][u"file"].toString(), u"ä.jpg"_s);
         QCOMPARE(entries[0][u"size"].toArray(), QJsonArray({400, 300}));
         QCOMPARE(entries[2][u"kind"].toString(), u"vector"_s);
+        // No decoder measures what has metadata only.
+        const QByteArray whole = photograph();
+        write(u"stub.jpg"_s, whole.left(whole.lastIndexOf("\xff\xc0")) + "\xff\xd9");
+        const QJsonValue stub = informationOn(u"stub.jpg"_s);
+        QCOMPARE(stub[u"orientation"].toInt(), 6);
+        QVERIFY(stub[u"error"].isUndefined());
         QCOMPARE(run.errors.size(), 2);
         QVERIFY(run.errors[0].contains(u"missing.jpg") && run.errors[1].contains(u"broken.png"));
         QVERIFY(
