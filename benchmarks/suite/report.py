@@ -94,7 +94,7 @@ def summary(result, kind):
 def as_json(results, facts, kind):
     def describe(samples):
         return {"wall_ms": samples.wall, "cpu_ms": samples.cpu, "peak_kib": samples.peak,
-                "differs": samples.differs}
+                "differs": samples.differs, "counts": samples.counts}
 
     def named(ratios):
         return {name: value for name, value in ratios.items() if value is not None}

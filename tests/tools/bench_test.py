@@ -43,6 +43,11 @@ class BenchTest(unittest.TestCase):
         self.assertAlmostEqual(rows[0]["ratios"]["wall"]["best"], medians["ours"] / best)
         self.assertIn(f" {medians['ours'] / best:.2f} ", lines[0])
         self.assertGreater(rows[1]["in_process"]["ours"]["wall_ms"][0], 0)
+        # Twice the same run has the same medians.
+        results = pathlib.Path(self.folder.name, "quick/results.json")
+        merged = subprocess.run([SCRIPT, "--merge", results, results], capture_output=True, text=True,
+                                check=True).stdout
+        self.assertIn(f" {medians['ours'] / best:.2f} ", merged.splitlines()[2])
 
     def test_another_picture_fails_the_row(self):
         with tempfile.TemporaryDirectory() as folder:
