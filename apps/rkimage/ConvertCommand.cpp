@@ -23,6 +23,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -244,17 +245,30 @@ public:
     }
 
     /// Under a name that follows from the file's.
-    int convert(const InputFile& source, int number) const
+    int convert(const InputFile& source, int number)
     {
         const RKMediaDescriptor descriptor{QFileInfo(source.path)};
         const QString extension = m_extension.isEmpty() ? usualExtension(descriptor) : m_extension;
         const QString target
             = m_names.of(QFile::decodeName(source.name), extension, resultSize(descriptor), number);
+        if (!claim(target)) {
+            Output::printFailure(QString::fromLocal8Bit(source.name),
+                QStringLiteral("another picture has the name %1").arg(target));
+            return Output::SomeFailed;
+        }
         QDir().mkpath(QFileInfo(target).path());
         return convert(source, target);
     }
 
 private:
+    /// False if a picture of this call has the name already, whatever may be replaced. Some file
+    /// systems don't tell upper from lower case.
+    bool claim(const QString& target)
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_claimed.insert(QFileInfo(target).absoluteFilePath().toCaseFolded()).second;
+    }
+
     bool keepsMetaData() const
     {
         return m_options.metaData == ConvertOptions::MetaData::Keep;
@@ -286,12 +300,15 @@ private:
     Existing m_existing;
     OutputNames m_names;
     QString m_extension;
+    // Guards the names.
+    std::mutex m_mutex;
+    std::set<QString> m_claimed;
 };
 
 int convertFiles(ConvertArguments& arguments)
 {
-    const PictureConversion conversion(arguments);
-    std::vector<InputFile> files = arguments.files.all();
+    PictureConversion conversion(arguments);
+    const std::vector<InputFile> files = arguments.files.all();
     if (arguments.target.empty()) {
         // A folder has been reported.
         return files.size() == 2 ? conversion.convert(files[0], files[1].path)

@@ -330,7 +330,7 @@ void addInfoCommand(CLI::App& app, Command& command)
     json->excludes(lines)->excludes(csv);
     lines->excludes(csv);
     info->footer("rkimage info photo.jpg\n"
-                 "rkimage info --recursive --csv --fields file,size,fields.Author album");
+                 "rkimage info --recursive --csv --fields file,size,fields.author album");
     info->callback(
         [arguments, &command] { command.run = [arguments] { return describeFiles(*arguments); }; });
 }

@@ -177,26 +177,22 @@ void printChanges(const QString& file, const RKMetaData& before, const RKMetaDat
         values[QStringLiteral("orientation")] = int(metaData.imageOrientation());
         return values;
     };
-    const QJsonObject oldValues = valuesOf(before);
-    const QJsonObject newValues = valuesOf(after);
     QStringList lines{file};
-    const auto compare
-        = [&lines](const QString& name, const QJsonValue& one, const QJsonValue& other) {
-              if (one != other)
-                  lines << QStringLiteral("  %1: %2 → %3").arg(name, asText(one), asText(other));
-          };
-    const QString all = QStringLiteral("allData");
-    QStringList keys = oldValues.keys() + newValues.keys();
-    keys.removeDuplicates();
-    keys.removeAll(all);
-    for (const QString& key : qAsConst(keys))
-        compare(key, oldValues[key], newValues[key]);
-    const QJsonObject oldData = oldValues[all].toObject();
-    const QJsonObject newData = newValues[all].toObject();
-    keys = oldData.keys() + newData.keys();
-    keys.removeDuplicates();
-    for (const QString& key : qAsConst(keys))
-        compare(key, oldData[key], newData[key]);
+    const auto compare = [&lines](const QJsonObject& one, const QJsonObject& other) {
+        QStringList keys = one.keys() + other.keys();
+        keys.removeDuplicates();
+        for (const QString& key : qAsConst(keys)) {
+            if (one[key] != other[key])
+                lines << QStringLiteral("  %1: %2 → %3")
+                             .arg(key, asText(one[key]), asText(other[key]));
+        }
+    };
+    QJsonObject oldValues = valuesOf(before);
+    QJsonObject newValues = valuesOf(after);
+    const QJsonObject oldData = oldValues.take(QStringLiteral("allData")).toObject();
+    const QJsonObject newData = newValues.take(QStringLiteral("allData")).toObject();
+    compare(oldValues, newValues);
+    compare(oldData, newData);
     Output::print(lines.size() > 1 ? lines.join(u'\n') : file + QStringLiteral(": no change"));
 }
 

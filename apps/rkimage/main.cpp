@@ -12,6 +12,7 @@
 #include <QGuiApplication>
 
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 #include <optional>
 
@@ -41,9 +42,11 @@ std::unique_ptr<QGuiApplication> makeApplication(int& argc, char** argv, bool dr
     return std::make_unique<QGuiApplication>(argc, argv);
 }
 
-/// A failed file has one line, whose reason is no message.
-void dropMessage(QtMsgType, const QMessageLogContext&, const QString&)
+/// A failed file has one line, whose reason is no message. What ends the program has to be said.
+void dropMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
 {
+    if (type == QtFatalMsg)
+        std::fprintf(stderr, "rkimage: %s\n", qPrintable(text));
 }
 
 } // namespace

@@ -185,6 +185,12 @@ private Q_SLOTS:
         QCOMPARE(QFileInfo(u"made/photo_100.jpg"_s).lastModified(), before);
         QCOMPARE(convert("--format jpg --size 100x50 --exact --overwrite"), 0);
         QVERIFY(QFileInfo(u"made/photo_100.jpg"_s).lastModified() > before);
+        // Two files whose results have one name: the first one made stays.
+        QVERIFY(QDir().mkpath(u"many/more"_s));
+        QVERIFY(QFile::copy(u"many/photo.jpg"_s, u"many/more/photo.jpg"_s));
+        const Run twins = runTool(u"convert -r many --out twins --format png --overwrite"_s);
+        QVERIFY(twins.exitCode == 1 && twins.errors.size() == 1);
+        QVERIFY(twins.errors[0].contains(u"another picture has the name twins/photo.png"));
         // A file by itself, whatever is wanted.
         QCOMPARE(exitCodeOf("convert --overwrite many/photo.jpg many/../many/photo.jpg"), 1);
     }
