@@ -34,6 +34,7 @@ class CheckLayersTest(unittest.TestCase):
         self.breach("libs/RKImageLoader/media/A.h", '"RKImageLoader/media/A_p.h"', "not public")
         self.breach("libs/RKImageLoader/media/A.h", "<exiv2/exiv2.hpp>", "public header includes")
         self.breach("apps/tool/main.cpp", '"RKImageLoader/media/Hidden.h"', "not public")
+        self.breach("apps/rkbrowser/video/V.cpp", '"panel/P.h"', "may not include")
         code, output = run({"libs/RKImageLoader/misc/M.cpp": "\n"})
         self.assertEqual(code, 1, output)
         self.assertIn("is not in LAYERS", output)

@@ -1,0 +1,9 @@
+#include "BackgroundThreads.h"
+
+#include <QThreadPool>
+
+QThreadPool* backgroundThreads()
+{
+    static QThreadPool pool;
+    return &pool;
+}

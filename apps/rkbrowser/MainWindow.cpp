@@ -1,0 +1,6 @@
+#include "MainWindow.h"
+
+MainWindow::MainWindow()
+{
+    resize(1200, 800);
+}
