@@ -2,8 +2,10 @@
 #include "Commands.h"
 #include "ErrorName.h"
 #include "InputFiles.h"
+#include "Interruption.h"
 #include "Output.h"
 #include "ParallelJobs.h"
+#include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
@@ -15,8 +17,8 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
-#include <mutex>
 
 namespace {
 
@@ -54,7 +56,8 @@ RKMediaError videoError(const RKMediaDescriptor& video, bool isEveryFrame)
         return error;
     const int last = std::max(loader.lastFrameIndex(video).frame(), 0);
     const int step = isEveryFrame ? 1 : std::max(last / kSampledFrames, 1);
-    for (int frame = 0; frame <= last && !error.isError(); frame += step)
+    for (int frame = 0; frame <= last && !error.isError() && !Interruption::isRequested();
+         frame += step)
         error = frameError(video, frame);
     if (!error.isError() && last % step != 0)
         error = frameError(video, last);
@@ -76,31 +79,30 @@ RKMediaError pictureError(const RKMediaDescriptor& picture)
 
 void print(const InputFile& file, const RKMediaError& error, bool isJson)
 {
-    const QString name = QString::fromLocal8Bit(file.name);
     if (isJson) {
-        Output::printLine(QJsonObject{{QStringLiteral("file"), name},
+        Output::printLine(QJsonObject{{QStringLiteral("file"), QString::fromLocal8Bit(file.name)},
             {QStringLiteral("reason"), ErrorName::of(error.code())},
             {QStringLiteral("text"), error.text()}});
     } else if (error.isError()) {
-        Output::print(QStringLiteral("%1: %2").arg(name, error.text()));
+        Output::print(Output::escaped(file.name + ": " + error.text().toUtf8()));
     }
 }
 
 int check(CheckArguments& arguments)
 {
     const std::vector<InputFile> files = arguments.files.all();
-    std::mutex mutex;
-    int failures = arguments.files.failures();
+    std::atomic<int> failures = arguments.files.failures();
+    ProgressBar progress(qint64(files.size()));
     runInParallel(files.size(), arguments.jobs, [&](size_t i) {
         const RKMediaDescriptor descriptor{QFileInfo(files[i].path)};
         const RKMediaError error = descriptor.mediaFormat().isVideo()
             ? videoError(descriptor, arguments.isEveryFrame)
             : pictureError(descriptor);
-        const std::lock_guard lock(mutex);
         failures += error.isError();
         print(files[i], error, arguments.isJson);
+        progress.step();
     });
-    return failures == 0 ? Output::AllDone : Output::SomeFailed;
+    return Output::finish(qsizetype(files.size()), failures);
 }
 
 } // namespace
@@ -119,9 +121,6 @@ void addCheckCommand(CLI::App& app, Command& command)
         ->check(CLI::Range(1, 256));
     checkApp->footer("rkimage check --recursive archive\n"
                      "rkimage check --recursive --ext mp4,mov --all-frames videos");
-    checkApp->callback([arguments, &command] {
-        // There may be drawings with texts among the files.
-        command.drawsText = true;
-        command.run = [arguments]() { return check(*arguments); };
-    });
+    checkApp->callback(
+        [arguments, &command] { command.run = [arguments]() { return check(*arguments); }; });
 }

@@ -101,13 +101,13 @@ void tellResolution(const QString& target, const QRectF& part, const ClipOptions
     const int reached = int(std::min(part.width() / options.production.width(),
                                 part.height() / options.production.height())
         * kTenthsOfMillimetresPerInch);
-    Output::print(QStringLiteral("%1: %2 dpi of the picture, %3 wanted")
-                      .arg(target)
-                      .arg(reached)
-                      .arg(options.dpi));
+    Output::note(QStringLiteral("%1: %2 dpi of the picture, %3 wanted")
+                     .arg(target)
+                     .arg(reached)
+                     .arg(options.dpi));
     if (reached < options.dpi) {
-        Output::printFailure(target,
-            QStringLiteral("warning: %1 dpi are less than %2").arg(reached).arg(options.dpi));
+        Output::warn(
+            target, QStringLiteral("%1 dpi are less than %2").arg(reached).arg(options.dpi));
     }
 }
 

@@ -58,12 +58,24 @@ std::string unknownCommand(const CLI::App& app, int argc, char** argv)
 {
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
-        if (argument == "--config")
+        const CLI::Option* option = app.get_option_no_throw(argument);
+        if (option != nullptr && option->get_items_expected_max() > 0)
             ++i;
         else if (argument.empty() || argument.front() != '-')
             return isCommand(app, argument) ? std::string() : argument;
     }
     return {};
+}
+
+bool isColorChoice(const std::string& text)
+{
+    return text == "auto" || text == "always" || text == "never";
+}
+
+/// One line, as for files that fail.
+std::string failureLine(const CLI::App*, const CLI::Error& error)
+{
+    return "rkimage: " + Output::escaped(error.what()).toStdString() + '\n';
 }
 
 std::string versions()
@@ -88,7 +100,17 @@ CommandLine::CommandLine()
     m_app->fallthrough();
     m_app->set_version_flag(
         "--version", versions, "Print the versions of the program and of the libraries in it");
-    m_app->add_flag("--verbose", m_isVerbose, "Show the library's messages");
+    m_app->failure_message(failureLine);
+    CLI::Option* quiet = m_app->add_flag("--quiet",
+        m_isQuiet,
+        "Print results and errors only: no notes, warnings, summaries and progress bars");
+    m_app->add_flag("--verbose", m_isVerbose, "Show the library's messages")->excludes(quiet);
+    m_app
+        ->add_option("--color",
+            m_colors,
+            "Colours for headings and errors: auto for terminals, unless NO_COLOR is set")
+        ->type_name("auto|always|never")
+        ->check(Arguments::checked(isColorChoice, "is auto, always or never"));
     m_app->add_option("--config", m_configFile, "Configuration file (XML)")
         ->type_name("FILE")
         ->check(Arguments::existingFile());
@@ -121,11 +143,17 @@ std::optional<int> CommandLine::parse(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         const std::string unknown = unknownCommand(*m_app, argc, argv);
         if (error.get_exit_code() != 0 && !unknown.empty()) {
-            std::cerr << "rkimage: there is no command \"" << unknown << "\"; did you mean \""
+            std::cerr << "rkimage: there is no command \""
+                      << Output::escaped(unknown.c_str()).toStdString() << "\"; did you mean \""
                       << nearestCommand(*m_app, unknown) << "\"?\n";
             return Output::WrongUsage;
         }
-        return m_app->exit(error) == 0 ? Output::AllDone : Output::WrongUsage;
+        if (m_app->exit(error) != 0)
+            return Output::WrongUsage;
+        if (std::cout.flush())
+            return Output::AllDone;
+        Output::printFailure(QStringLiteral("standard output"), QStringLiteral("can't be written"));
+        return Output::SomeFailed;
     }
     return {};
 }
@@ -138,6 +166,18 @@ const Command& CommandLine::command() const
 bool CommandLine::isVerbose() const
 {
     return m_isVerbose;
+}
+
+bool CommandLine::isQuiet() const
+{
+    return m_isQuiet;
+}
+
+Colors::When CommandLine::colors() const
+{
+    if (m_colors == "always")
+        return Colors::When::Always;
+    return m_colors == "never" ? Colors::When::Never : Colors::When::Auto;
 }
 
 QString CommandLine::configFile() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Colors.h"
 #include "Commands.h"
 
 #include <QString>
@@ -27,12 +28,16 @@ public:
 
     const Command& command() const;
     bool isVerbose() const;
+    bool isQuiet() const;
+    Colors::When colors() const;
     /// Empty for the built-in configuration.
     QString configFile() const;
 
 private:
     Command m_command;
     bool m_isVerbose = false;
+    bool m_isQuiet = false;
+    std::string m_colors;
     std::string m_configFile;
     std::unique_ptr<CLI::App> m_app;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 namespace CLI {
 class App;
@@ -13,6 +14,8 @@ struct Command
     std::function<int()> run;
     /// Texts need fonts, which take long to set up.
     bool drawsText = false;
+    /// The quality of JPEG files where it is chosen.
+    std::optional<int> jpegQuality;
 };
 
 /// Each of these adds one subcommand with its options, and sets the command when it is chosen. The

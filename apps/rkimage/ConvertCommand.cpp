@@ -252,8 +252,8 @@ public:
         const QString target
             = m_names.of(QFile::decodeName(source.name), extension, resultSize(descriptor), number);
         if (!claim(target)) {
-            Output::printFailure(QString::fromLocal8Bit(source.name),
-                QStringLiteral("another picture has the name %1").arg(target));
+            Output::printFailure(
+                source.name, QStringLiteral("another picture has the name %1").arg(target));
             return Output::SomeFailed;
         }
         QDir().mkpath(QFileInfo(target).path());
@@ -316,14 +316,12 @@ int convertFiles(ConvertArguments& arguments)
     }
 
     std::atomic<int> failures = arguments.files.failures();
-    std::mutex mutex;
     ProgressBar progress(qint64(files.size()));
     runInParallel(files.size(), arguments.jobs, [&](size_t i) {
         failures += conversion.convert(files[i], int(i) + 1) != Output::AllDone;
-        const std::lock_guard lock(mutex);
         progress.step();
     });
-    return failures == 0 ? Output::AllDone : Output::SomeFailed;
+    return Output::finish(qsizetype(files.size()), failures);
 }
 
 } // namespace
@@ -372,8 +370,6 @@ void addConvertCommand(CLI::App& app, Command& command)
     convert->callback([arguments, target, &command] {
         if (target->count() == 0 && !arguments->files.isPair())
             throw CLI::ValidationError("convert", "either IN OUT, or files with --out");
-        // There may be drawings with texts in folders.
-        command.drawsText = arguments->files.isRecursive();
         command.run = [arguments] { return convertFiles(*arguments); };
     });
 }

@@ -233,14 +233,12 @@ private:
                 failedInARow = 0;
                 continue;
             }
-            progress.hide();
             exitCode = report(*failure);
             if (++failedInARow == kMaxFailedFrames)
                 break;
         }
         if (m_frames.size() <= kMaxPictures || failedInARow == kMaxFailedFrames)
             return exitCode;
-        progress.hide();
         Output::printFailure(
             m_video, QStringLiteral("these are the first %1 pictures").arg(kMaxPictures));
         return Output::SomeFailed;
@@ -295,6 +293,11 @@ int saveFrame(
     return failure ? report(*failure) : Output::AllDone;
 }
 
+bool isCount(const std::string& text)
+{
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
 /// The arguments of `rkimage frame` and `rkimage frames` as they come; CLI11 fills them.
 struct FrameArguments
 {
@@ -321,11 +324,11 @@ void addFrameCommand(CLI::App& app, Command& command)
     CLI::Option* number
         = frame->add_option("--frame", arguments->choice.frame, "The frame's number, from 0")
               ->type_name("N")
-              ->check(CLI::NonNegativeNumber);
+              ->check(Arguments::checked(isCount, "a frame's number is 0 or more"));
     CLI::Option* time
         = frame->add_option("--ms", arguments->choice.ms, "The frame's time in milliseconds")
               ->type_name("MS")
-              ->check(CLI::NonNegativeNumber)
+              ->check(Arguments::checked(isCount, "a time in milliseconds is 0 or more"))
               ->excludes(number);
     frame->add_option("--at", arguments->place, "The frame's time, its place, or its number")
         ->type_name("H:M:S.MS|P%|N")

@@ -296,14 +296,14 @@ int describeFiles(InfoArguments& arguments)
         const QJsonObject entry = describe(file, extent);
         if (entry.contains(kError)) {
             ++failures;
-            Output::printFailure(QString::fromLocal8Bit(file.name), entry[kError].toString());
+            Output::printFailure(file.name, entry[kError].toString());
         }
         printer.print(entry);
         // Nobody asks for a file again, and thousands would fill the memory.
         RKImageLoader::instance()->clearMetaDataCache();
     });
     printer.finish();
-    return failures + arguments.files.failures() == 0 ? Output::AllDone : Output::SomeFailed;
+    return arguments.files.finish(failures);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "Interruption.h"
 #include "Output.h"
+#include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 
 #include <QFile>
@@ -42,11 +43,6 @@ void InputFiles::addTo(CLI::App& command)
         ->allow_extra_args(false);
 }
 
-bool InputFiles::isRecursive() const
-{
-    return m_isRecursive;
-}
-
 bool InputFiles::isPair() const
 {
     return !m_isRecursive && m_arguments.size() == 2;
@@ -54,9 +50,13 @@ bool InputFiles::isPair() const
 
 void InputFiles::forEach(const std::function<void(const InputFile& file)>& work)
 {
-    const Visit visit = [&work](const InputFile& file) {
-        if (!Interruption::isRequested())
+    ProgressBar progress;
+    const Visit visit = [&](const InputFile& file) {
+        if (!Interruption::isRequested()) {
+            ++m_handled;
             work(file);
+            progress.step();
+        }
         return !Interruption::isRequested();
     };
     for (const std::string& argument : m_arguments) {
@@ -77,6 +77,11 @@ std::vector<InputFile> InputFiles::all()
     std::vector<InputFile> files;
     forEach([&files](const InputFile& file) { files.push_back(file); });
     return files;
+}
+
+int InputFiles::finish(int failedFiles) const
+{
+    return Output::finish(m_handled, failedFiles + m_failures);
 }
 
 int InputFiles::failures() const
@@ -144,6 +149,6 @@ InputFile InputFiles::open(const std::string& name)
 bool InputFiles::fail(const std::string& name, const QString& failure)
 {
     ++m_failures;
-    Output::printFailure(QFile::decodeName(name.c_str()), failure);
+    Output::printFailure(bytesOf(name), failure);
     return true;
 }

@@ -34,7 +34,6 @@ public:
     /// the arguments are parsed, and for as long as the files are used.
     void addTo(CLI::App& command);
 
-    bool isRecursive() const;
     /// There are two arguments, for commands that also take IN and OUT.
     bool isPair() const;
 
@@ -47,6 +46,9 @@ public:
 
     /// How many folders could not be read so far.
     int failures() const;
+
+    /// The exit code after so many of the files, and some folders, have failed.
+    int finish(int failedFiles) const;
 
 private:
     /// False if there is to be no other file.
@@ -63,6 +65,7 @@ private:
     std::vector<std::string> m_extensions;
     bool m_isRecursive = false;
     int m_failures = 0;
+    qsizetype m_handled = 0;
     // Links with plain names to files whose names Qt can't express.
     std::unique_ptr<QTemporaryDir> m_links;
     int m_linkCount = 0;

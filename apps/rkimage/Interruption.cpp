@@ -6,12 +6,14 @@
 
 namespace {
 
-std::atomic<bool> isInterrupted = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers may not lock");
+std::atomic<bool> s_isStopped = false;
+std::atomic<int> s_signal = 0;
+static_assert(std::atomic<int>::is_always_lock_free, "signal handlers may not lock");
 
-void interrupt(int)
+void interrupt(int signal)
 {
-    isInterrupted = true;
+    s_signal = signal;
+    s_isStopped = true;
 }
 
 } // namespace
@@ -21,10 +23,25 @@ void Interruption::install()
     struct sigaction action = {};
     action.sa_handler = interrupt;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+    action.sa_handler = SIG_IGN;
+    action.sa_flags = 0;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+void Interruption::stop()
+{
+    s_isStopped = true;
 }
 
 bool Interruption::isRequested()
 {
-    return isInterrupted;
+    return s_isStopped;
+}
+
+int Interruption::exitCode()
+{
+    const int signal = s_signal;
+    return signal == 0 ? 0 : 128 + signal;
 }

@@ -1,36 +1,151 @@
 #include "Output.h"
 
-#include <QTextStream>
+#include "Colors.h"
+#include "Interruption.h"
+#include "ProgressBar.h"
 
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
+
+namespace {
+
+bool s_isQuiet = false;
+std::atomic<bool> s_isLost = false;
+std::atomic<bool> s_isReaderGone = false;
+
+void writeTo(std::FILE* stream, const QByteArray& bytes)
+{
+    const ProgressBar::Hidden hidden;
+    const bool isWritten
+        = std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream) == size_t(bytes.size())
+        && std::fflush(stream) == 0;
+    if (isWritten || stream != stdout)
+        return;
+    if (errno == EPIPE)
+        s_isReaderGone = true;
+    s_isLost = true;
+    // Nobody would see what the other files give.
+    Interruption::stop();
+}
+
+void printLineTo(std::FILE* stream, const QByteArray& line)
+{
+    writeTo(stream, line + '\n');
+}
+
+QByteArray failureLine(const QByteArray& file, const QString& failure)
+{
+    return Colors::error("rkimage:") + ' ' + Output::escaped(file + ": " + failure.toUtf8());
+}
+
+} // namespace
+
+void Output::setQuiet(bool isQuiet)
+{
+    s_isQuiet = isQuiet;
+}
+
+bool Output::isQuiet()
+{
+    return s_isQuiet;
+}
 
 void Output::print(const QString& text)
 {
-    QTextStream(stdout) << text << Qt::endl;
+    print(text.toUtf8());
+}
+
+void Output::print(const QByteArray& line)
+{
+    printLineTo(stdout, line);
 }
 
 void Output::print(const QJsonDocument& json)
 {
-    QTextStream(stdout) << json.toJson() << Qt::flush;
+    writeTo(stdout, json.toJson());
 }
 
 void Output::printLine(const QJsonObject& json)
 {
-    QTextStream(stdout) << QJsonDocument(json).toJson(QJsonDocument::Compact) << Qt::endl;
+    print(QJsonDocument(json).toJson(QJsonDocument::Compact));
+}
+
+void Output::note(const QString& text)
+{
+    if (!s_isQuiet)
+        print(text);
+}
+
+void Output::write(const QByteArray& bytes)
+{
+    writeTo(stdout, bytes);
 }
 
 bool Output::isWritten()
 {
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && !s_isLost;
+}
+
+bool Output::isReaderGone()
+{
+    return s_isReaderGone;
+}
+
+QByteArray Output::escaped(const QByteArray& name)
+{
+    QByteArray result;
+    for (const char letter : name) {
+        const auto code = static_cast<unsigned char>(letter);
+        if (letter == '\n')
+            result += "\\n";
+        else if (code < 0x20 || code == 0x7f)
+            result += "\\x" + QByteArray::number(code, 16).rightJustified(2, '0');
+        else
+            result += letter;
+    }
+    return result;
+}
+
+void Output::printFailure(const QByteArray& file, const QString& failure)
+{
+    printLineTo(stderr, failureLine(file, failure));
 }
 
 void Output::printFailure(const QString& file, const QString& failure)
 {
-    QTextStream(stderr) << "rkimage: " << file << ": " << failure << Qt::endl;
+    printFailure(file.toUtf8(), failure);
+}
+
+int Output::fail(const QByteArray& file, const RKMediaError& error)
+{
+    printFailure(file, error.text());
+    return SomeFailed;
 }
 
 int Output::fail(const QString& file, const RKMediaError& error)
 {
-    printFailure(file, error.text());
-    return SomeFailed;
+    return fail(file.toUtf8(), error);
+}
+
+void Output::warn(const QString& file, const QString& warning)
+{
+    if (!s_isQuiet) {
+        printLineTo(stderr,
+            "rkimage: " + escaped(file.toUtf8()) + ": " + Colors::warning("warning:") + ' '
+                + escaped(warning.toUtf8()));
+    }
+}
+
+int Output::finish(qsizetype files, qsizetype failures)
+{
+    if (files > 1 && !s_isQuiet && isatty(STDERR_FILENO) == 1) {
+        const QByteArray failed = QByteArray::number(failures) + " failed";
+        printLineTo(stderr,
+            "rkimage: " + QByteArray::number(files) + " files, "
+                + (failures > 0 ? Colors::error(failed) : failed));
+    }
+    return failures == 0 ? AllDone : SomeFailed;
 }

@@ -1,12 +1,17 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QtGlobal>
 
-/// Shows on the error stream how much of a job is done; only where that is a terminal.
+#include <mutex>
+
+/// Shows on the error stream how much of a job is done; only where that is a terminal, and only of
+/// jobs that take more than a second. There is one at a time. Thread-safe.
 class ProgressBar
 {
 public:
-    explicit ProgressBar(qint64 steps);
+    /// Without a number of steps, how many are done is all that is shown.
+    explicit ProgressBar(qint64 steps = 0);
     /// Hides it.
     ~ProgressBar();
 
@@ -15,11 +20,23 @@ public:
 
     /// Another step is done.
     void step();
-    /// Clears the line, for other output; the next step shows the bar again.
-    void hide();
+
+    /// Clears the line, and keeps it clear for other output; a later step shows the bar again.
+    class Hidden
+    {
+    public:
+        Hidden();
+
+    private:
+        std::lock_guard<std::mutex> m_lock;
+    };
 
 private:
+    void show() const;
+
     qint64 m_steps;
     qint64 m_done = 0;
-    bool m_isTerminal;
+    bool m_isWanted;
+    QElapsedTimer m_running;
+    qint64 m_nextTime;
 };

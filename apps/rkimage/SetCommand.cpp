@@ -288,11 +288,11 @@ int changeFiles(InputFiles& files, const MetaDataChanges& changes)
     files.forEach([&](const InputFile& file) {
         const QString failure = changeFile(file, changes);
         if (!failure.isEmpty()) {
-            Output::printFailure(QString::fromLocal8Bit(file.name), failure);
+            Output::printFailure(file.name, failure);
             ++failures;
         }
     });
-    return failures + files.failures() == 0 ? Output::AllDone : Output::SomeFailed;
+    return files.finish(failures);
 }
 
 /// Seconds, of "+1:30:00", "-0:00:20" or "+2:00".

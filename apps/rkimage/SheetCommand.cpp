@@ -15,7 +15,6 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace {
@@ -97,14 +96,11 @@ int makeSheet(SheetArguments& arguments)
     const std::vector<InputFile> files = arguments.files.all();
     QList<SheetEntry> entries(qsizetype(files.size()));
     SheetEntry* const places = entries.data();
-    std::mutex mutex;
     ProgressBar progress(qint64(files.size()));
     runInParallel(files.size(), arguments.jobs, [&](size_t i) {
         places[i] = SheetEntry::of(files[i], arguments.side);
-        const std::lock_guard lock(mutex);
         progress.step();
     });
-    progress.hide();
     if (Interruption::isRequested())
         return Output::SomeFailed;
 
@@ -118,7 +114,7 @@ int makeSheet(SheetArguments& arguments)
     const QString failure = save(entries, target, QString::fromStdString(arguments.title));
     if (!failure.isEmpty())
         return fail(target, failure);
-    return failures == 0 ? Output::AllDone : Output::SomeFailed;
+    return Output::finish(qsizetype(files.size()), failures);
 }
 
 } // namespace
@@ -142,7 +138,7 @@ void addSheetCommand(CLI::App& app, Command& command)
         ->type_name("N")
         ->check(CLI::Range(1, 256));
     sheet->callback([arguments, &command] {
-        // HTML needs no fonts here, but there may be drawings with texts among the files.
+        // Below the pictures.
         command.drawsText = true;
         command.run = [arguments]() { return makeSheet(*arguments); };
     });

@@ -174,21 +174,19 @@ int makeThumbnails(ThumbArguments& arguments)
         current += outcome.made == Made::Current;
         if (outcome.error.isError()) {
             ++failures;
-            progress.hide();
-            Output::fail(QString::fromLocal8Bit(files[i].name), outcome.error);
+            Output::fail(files[i].name, outcome.error);
         }
         progress.step();
     });
-    progress.hide();
 
     QString summary = QStringLiteral("%1 thumbnails, %2 failed").arg(made).arg(failures);
     if (current > 0)
         summary += QStringLiteral(", %1 up to date").arg(current);
-    Output::print(summary);
+    Output::note(summary);
     const RKMediaError error = arguments.isShared ? RKMediaError() : folder.finish();
     if (error.isError())
         return Output::fail(Arguments::toPath(arguments.map), error);
-    return failures == 0 ? Output::AllDone : Output::SomeFailed;
+    return Output::finish(qsizetype(files.size()), failures);
 }
 
 } // namespace
@@ -226,8 +224,6 @@ void addThumbCommand(CLI::App& app, Command& command)
     thumb->callback([arguments, side, &command] {
         if (arguments->isShared && !SharedThumbnail::isSize(arguments->side))
             throw CLI::ValidationError(side->get_name(), "must be 128, 256, 512 or 1024 there");
-        // There may be drawings with texts in folders.
-        command.drawsText = arguments->files.isRecursive();
         command.run = [arguments] { return makeThumbnails(*arguments); };
     });
 }

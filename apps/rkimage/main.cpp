@@ -1,10 +1,11 @@
 #include "Arguments.h"
 #include "CommandLine.h"
+#include "Configuration.h"
 #include "Interruption.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
-#include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "RKImageLoader/media/RKMediaFormat.h"
 
 #include "RKCore/RKInitializer.h"
 
@@ -18,10 +19,11 @@
 
 namespace {
 
-bool isDrawing(const char* argument)
+/// Also a folder that may hold some.
+bool mayBeDrawing(const char* argument)
 {
-    return RKMediaFormat(MEDIA_FORMAT_SVG)
-        .isValidExtension(QFileInfo(Arguments::toPath(argument)).suffix());
+    const QFileInfo file(Arguments::toPath(argument));
+    return RKMediaFormat(MEDIA_FORMAT_SVG).isValidExtension(file.suffix()) || file.isDir();
 }
 
 /// Texts need fonts, and these a QGuiApplication, which takes longer to make than most pictures do.
@@ -32,7 +34,7 @@ std::unique_ptr<QGuiApplication> makeApplication(int& argc, char** argv, bool dr
 {
     // As without a desktop: pictures that don't know their resolution are saved with this one.
     QCoreApplication::setAttribute(Qt::AA_Use96Dpi);
-    if (!drawsText && std::none_of(argv + 1, argv + argc, isDrawing)) {
+    if (!drawsText && std::none_of(argv + 1, argv + argc, mayBeDrawing)) {
         [[maybe_unused]] static const auto* const core = new QCoreApplication(argc, argv);
         return nullptr;
     }
@@ -58,21 +60,27 @@ int main(int argc, char** argv)
         return *exitCode;
 
     const Command& command = commandLine.command();
+    Colors::choose(commandLine.colors());
+    Output::setQuiet(commandLine.isQuiet());
     if (!commandLine.isVerbose())
         qInstallMessageHandler(dropMessage);
     const auto application = makeApplication(argc, argv, command.drawsText);
     const QString config = commandLine.configFile();
-    RKImageLoaderConfig::setConfigFile(
-        QFileInfo(config.isEmpty() ? QStringLiteral(":/rkimage/config.xml") : config));
+    if (const QString failure = Configuration::install(config, command.jpegQuality);
+        !failure.isEmpty()) {
+        Output::printFailure(config, failure);
+        return Output::WrongUsage;
+    }
     RKInitializer::instance()->setup(RKInitializerOption::CommandLine);
     RKImageLoaderInitializer::installTranslation(QLocale::English);
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     Interruption::install();
     const int exitCode = command.run();
-    if (Interruption::isRequested())
-        return Interruption::kExitCode;
+    if (Interruption::exitCode() != 0)
+        return Interruption::exitCode();
     if (Output::isWritten())
         return exitCode;
-    Output::printFailure(QStringLiteral("standard output"), QStringLiteral("can't be written"));
+    if (!Output::isReaderGone())
+        Output::printFailure(QStringLiteral("standard output"), QStringLiteral("can't be written"));
     return Output::SomeFailed;
 }

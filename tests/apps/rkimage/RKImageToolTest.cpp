@@ -97,7 +97,7 @@ private Q_SLOTS:
         write(u"ä.jpg"_s, encoded(quadrants({400, 300}), "jpg"));
         write(u"v.svg"_s,
             "<svg xmlns='http://www.w3.org/2000/svg' width='40' height='20'>"
-            "<rect width='40' height='20' fill='red'/></svg>");
+            "<rect width='40' height='20' fill='red'/><text>t</text></svg>");
         write(u"broken.png"_s, "no picture");
     }
 
@@ -486,7 +486,7 @@ private Q_SLOTS:
 
     void checkTellsWhatIsNotWhole()
     {
-        QVERIFY(QDir().mkpath(u"archive"_s));
+        QVERIFY(QDir().mkpath(u"archive"_s) && QFile::copy(u"v.svg"_s, u"archive/v.svg"_s));
         const QByteArray png = encoded(numbered(200, 200), "png");
         write(u"archive/good.png"_s, png);
         write(u"archive/cut.png"_s, png.left(png.size() / 2));
@@ -494,6 +494,19 @@ private Q_SLOTS:
         QCOMPARE(run.exitCode, 1);
         QVERIFY(run.output.startsWith("archive/cut.png: ") && run.output.count('\n') == 1);
         QVERIFY(runTool(u"check archive/good.png --jsonl"_s).output.contains("\"none\""));
+        // The drawing needs fonts.
+        QCOMPARE(exitCodeOf("info -r archive"), 0);
+    }
+
+    // Nothing that a name has in it breaks the line of its failure.
+    void failuresAreOneLineEach()
+    {
+        QProcess tool;
+        tool.start(QLatin1String(RK_TOOL),
+            {u"--color=always"_s, u"info"_s, u"two\nlines\x1b.jpg"_s, u"--quiet"_s});
+        QVERIFY(tool.waitForFinished(60000));
+        QCOMPARE(tool.readAllStandardError(),
+            QByteArray("\x1b[1;31mrkimage:\x1b[0m two\\nlines\\x1b.jpg: There is no such file.\n"));
     }
 
     void outputThatIsLostIsAFailure()
@@ -507,7 +520,10 @@ private Q_SLOTS:
 
     void wrongUsageIsToldApart()
     {
+        write(u"bad.xml"_s, "<a><jpg compression='high'/></a>");
         for (const char* wrong : {"",
+                 "formats --config bad.xml",
+                 "formats --quiet --verbose",
                  "paint",
                  "convert a.jpg b.png --size 0x9",
                  "convert a.jpg b.png c.png",
