@@ -312,6 +312,11 @@ bool RKExiv2Wrapper::removeFaceRegions()
     return m_impl->removeFaceRegions();
 }
 
+bool RKExiv2Wrapper::applyDifference(const RKExiv2Wrapper& from, const RKExiv2Wrapper& to)
+{
+    return m_impl->applyDifference(*from.m_impl, *to.m_impl);
+}
+
 bool RKExiv2Wrapper::writeXmpData(const QFileInfo& file) const
 {
     return m_impl->writeXmpData(file);

@@ -194,6 +194,9 @@ public:
     /// From the target of a save too.
     bool removeFaceRegions();
 
+    /// See RKMetaData::applyDifference().
+    bool applyDifference(const RKExiv2Wrapper& from, const RKExiv2Wrapper& to);
+
     /// Writes the XMP packet to a file of its own, replacing it. False when it cannot be written.
     bool writeXmpData(const QFileInfo& file) const;
 

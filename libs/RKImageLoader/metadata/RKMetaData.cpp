@@ -376,6 +376,16 @@ bool RKMetaData::removeFaceRegions()
     return change([](RKMetaDataImpl& impl) { return impl.exiv2Wrapper().removeFaceRegions(); });
 }
 
+bool RKMetaData::applyDifference(const RKMetaData& from, const RKMetaData& to)
+{
+    // Before this object's lock, which others may hold while they ask for theirs.
+    const auto first = from.snapshot();
+    const auto second = to.snapshot();
+    return change([&](RKMetaDataImpl& impl) {
+        return impl.exiv2Wrapper().applyDifference(first->exiv2Wrapper(), second->exiv2Wrapper());
+    });
+}
+
 bool RKMetaData::save(const QFileInfo& file) const
 {
     return snapshot()->exiv2Wrapper().save(file);

@@ -219,6 +219,16 @@ public:
     /// False for XMP that cannot be parsed.
     bool removeFaceRegions();
 
+    /// Makes the difference between two other states of this picture's metadata here, too. Exif,
+    /// IPTC and XMP data that only the second state has, or has otherwise, are taken over; those
+    /// that only the first one has are removed. All else stays, the thumbnail and the profile in
+    /// any case. False, and nothing changed, if somebody has changed one of these data here since
+    /// the first state.
+    ///
+    /// Called with what a file had after a save and before it, this takes that save back, also
+    /// where there was nothing before.
+    bool applyDifference(const RKMetaData& from, const RKMetaData& to);
+
     /// Merges the metadata into an image file. True when the file holds them now; on false the file
     /// is as it was. The metadata cache is not told.
     bool save(const QFileInfo& file) const;

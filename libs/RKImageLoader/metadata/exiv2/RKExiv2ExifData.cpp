@@ -608,3 +608,26 @@ void RKExiv2ExifData::removeEverywhere(const char* key)
     m_changedKeys.insert(key);
     m_removedKeys.emplace_back(key);
 }
+
+const Exiv2::ExifData& RKExiv2ExifData::data() const
+{
+    return m_exifData;
+}
+
+void RKExiv2ExifData::takeOver(const std::set<Tag>& tags, const RKExiv2ExifData& other)
+{
+    const auto isTaken = [&](const Exiv2::Exifdatum& datum) {
+        return !isInThumbnail(datum) && tags.count({datum.groupName(), datum.tag()}) != 0;
+    };
+    for (const Exiv2::Exifdatum& datum : m_exifData) {
+        if (isTaken(datum))
+            m_changedKeys.insert(datum.key());
+    }
+    eraseIf(m_exifData, isTaken);
+    for (const Exiv2::Exifdatum& datum : other.m_exifData) {
+        if (isTaken(datum)) {
+            m_exifData.add(datum);
+            m_changedKeys.insert(datum.key());
+        }
+    }
+}

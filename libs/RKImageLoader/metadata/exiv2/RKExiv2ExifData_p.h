@@ -16,7 +16,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The Exif data of one image. Keys are exiv2's, such as "Exif.Image.Orientation".
@@ -125,6 +127,13 @@ public:
     void clearAllColorProfileData();
     /// Removes every datum of the key here; those of a target of mergeTo() stay.
     void removeKey(const char* key);
+
+    /// A group of exiv2's and a tag's number.
+    using Tag = std::pair<std::string, quint16>;
+    const Exiv2::ExifData& data() const;
+    /// Replaces the data of the tags by the other's, or removes them where it has none; those of
+    /// the thumbnail are left alone.
+    void takeOver(const std::set<Tag>& tags, const RKExiv2ExifData& other);
 
 private:
     /// From a target of mergeTo(), too.

@@ -306,3 +306,19 @@ void RKExiv2IptcData::clear()
 {
     m_data.clear();
 }
+
+const Exiv2::IptcData& RKExiv2IptcData::data() const
+{
+    return m_data;
+}
+
+void RKExiv2IptcData::takeOver(const std::set<std::string>& keys, const RKExiv2IptcData& other)
+{
+    for (const std::string& key : keys)
+        removeFrom(m_data, m_data.begin(), key);
+    for (const Exiv2::Iptcdatum& datum : other.m_data) {
+        if (keys.count(datum.key()) != 0)
+            m_data.add(datum);
+    }
+    m_changedKeys.insert(keys.begin(), keys.end());
+}

@@ -71,6 +71,10 @@ public:
     void mergeInto(Exiv2::IptcData& target) const;
     void clear();
 
+    const Exiv2::IptcData& data() const;
+    /// Replaces the data sets of the keys by the other's, or removes them where it has none.
+    void takeOver(const std::set<std::string>& keys, const RKExiv2IptcData& other);
+
     using Id = std::pair<int, int>;
     /// The values as the bytes of a file, by record and number.
     using Values = std::map<Id, QByteArrayList>;

@@ -68,6 +68,13 @@ int turned(int orientation, bool clockwise)
     }
 }
 
+template <typename Key>
+bool haveCommon(const std::set<Key>& left, const std::set<Key>& right)
+{
+    return std::any_of(
+        left.begin(), left.end(), [&right](const Key& key) { return right.count(key) != 0; });
+}
+
 /// The text without the marker; one of blanks that had a marker counts as empty.
 QString withoutMarker(const QString& text, const RKRegularExpression& marker)
 {
@@ -493,6 +500,35 @@ bool RKExiv2WrapperImpl::removeFaceRegions()
 {
     const QWriteLocker locker(&m_lock);
     return RKXmpRegions().removeFaceRegions(&m_xmpData);
+}
+
+RKImageFamilies RKExiv2WrapperImpl::families() const
+{
+    const QReadLocker locker(&m_lock);
+    return {m_exifData.data(), m_iptcData.data(), m_xmpData.data()};
+}
+
+bool RKExiv2WrapperImpl::applyDifference(
+    const RKExiv2WrapperImpl& from, const RKExiv2WrapperImpl& to)
+{
+    // A copy, and every other lock released before the own one is taken: two threads may have the
+    // same objects in another order.
+    const RKExiv2WrapperImpl source(to);
+    const RKImageFamilies old = from.families();
+    const RKImageFamilies changed = source.families();
+    const QWriteLocker locker(&m_lock);
+    return RKExiv2Library::valueOr(false, [&] {
+        const RKFamilyChanges wanted(old, changed);
+        const RKFamilyChanges others(old, {m_exifData.data(), m_iptcData.data(), m_xmpData.data()});
+        if (haveCommon(wanted.exifTags(), others.exifTags())
+            || haveCommon(wanted.iptcKeys(), others.iptcKeys())
+            || haveCommon(wanted.xmpProperties(), others.xmpProperties()))
+            return false;
+        m_exifData.takeOver(wanted.exifTags(), source.m_exifData);
+        m_iptcData.takeOver(wanted.iptcKeys(), source.m_iptcData);
+        m_xmpData.takeOver(wanted.xmpProperties(), source.m_xmpData);
+        return true;
+    });
 }
 
 bool RKExiv2WrapperImpl::writeXmpData(const QFileInfo& file) const

@@ -7,6 +7,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2IccData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2IptcData_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2XmpData_p.h"
+#include "RKImageLoader/metadata/saving/RKImageFamilies_p.h"
 #include "RKImageLoader/metadata/saving/RKMetaDataSaver_p.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
@@ -93,6 +94,7 @@ public:
     int numberOfRegions() const;
     bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
     bool removeFaceRegions();
+    bool applyDifference(const RKExiv2WrapperImpl& from, const RKExiv2WrapperImpl& to);
     bool writeXmpData(const QFileInfo& file) const;
 
     QHash<QString, QString> allData() const;
@@ -105,6 +107,7 @@ public:
 
 private:
     QList<QStringList> keywordsOfFamilies() const;
+    RKImageFamilies families() const;
     template <typename Source>
     void readFrom(const Source& source);
     void setRotation(int orientation);

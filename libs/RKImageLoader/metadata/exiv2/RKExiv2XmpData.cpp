@@ -459,6 +459,29 @@ void RKExiv2XmpData::removeKey(const char* key)
     m_changedKeys.insert(RKExiv2XmpPackets::propertyKey(key));
 }
 
+const Exiv2::XmpData& RKExiv2XmpData::data() const
+{
+    return m_data;
+}
+
+void RKExiv2XmpData::takeOver(const std::set<std::string>& properties, const RKExiv2XmpData& other)
+{
+    if (properties.empty())
+        return;
+    const QWriteLocker locker(RKExiv2Library::xmpLock());
+    RKExiv2XmpPackets::registerNamespaces(other.m_packet);
+    const auto isTaken = [&properties](const std::string& key) {
+        return properties.count(RKExiv2XmpPackets::propertyKey(key)) != 0;
+    };
+    m_data = filtered(m_data, [&isTaken](const std::string& key) { return !isTaken(key); });
+    for (const Exiv2::Xmpdatum& datum : other.m_data) {
+        if (isTaken(datum.key()))
+            m_data.add(datum);
+    }
+    m_changed = true;
+    m_changedKeys.insert(properties.begin(), properties.end());
+}
+
 void RKExiv2XmpData::clear()
 {
     m_data.clear();

@@ -121,6 +121,10 @@ public:
     void mergeInto(Exiv2::XmpData& target) const;
     /// Removes a property with all that belongs to it here; a target of mergeTo() keeps its own.
     void removeKey(const char* key);
+    const Exiv2::XmpData& data() const;
+    /// Replaces the properties, named without their parts, by the other's, or removes them where it
+    /// has none.
+    void takeOver(const std::set<std::string>& properties, const RKExiv2XmpData& other);
     void clear();
 
     /// A packet has to be shorter than this.

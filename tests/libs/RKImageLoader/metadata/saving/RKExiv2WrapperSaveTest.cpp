@@ -169,6 +169,65 @@ private Q_SLOTS:
         QCOMPARE(RKExiv2Wrapper(file).read(Field::originalFilename), u"caption"_s);
     }
 
+    void savesAreTakenBackToNothing_data()
+    {
+        QTest::addColumn<QByteArray>("picture");
+        for (const char* format : {"JPG", "PNG", "TIFF", "WEBP"}) {
+            QTest::addRow("%s without", format) << imageFile(format, QSize(200, 150));
+            QTest::addRow("%s with all families", format) << ratedFile(format);
+        }
+    }
+
+    void savesAreTakenBackToNothing()
+    {
+        QFETCH(const QByteArray, picture);
+        const OpenDir dir;
+        const QString path = dir.filePath(u"file"_s);
+        write(path, picture);
+        const QFileInfo file(path);
+        const RKExiv2Wrapper before(file);
+        RKExiv2Wrapper edited = before;
+        edited.setAdobeRating(kNewRating);
+        edited.setImageOrientation(ORIENTATION_RIGHT_TOP);
+        edited.setKeywords({u"Zoë"_s, u"b"_s});
+        edited.write(Field::originalFilename, u"Übung"_s);
+        edited.write(Field::copyright, u"me"_s);
+        edited.setPictureTaken(QDateTime({2021, 7, 4}, {12, 30}, Qt::OffsetFromUTC, 3600));
+        edited.setGeoPosition(RKGeoPosition(48.5, -2.25));
+        QVERIFY(edited.save(file));
+        const RKExiv2Wrapper after(file);
+
+        QVERIFY(rate(path, kOldRating + 1)); // somebody else
+        RKExiv2Wrapper now(file);
+        const auto changed = now.allData();
+        QVERIFY(!now.applyDifference(after, before));
+        QCOMPARE(now.allData(), changed);
+        QVERIFY(rate(path, kNewRating));
+        RKExiv2Wrapper other(file);
+        other.write(Field::author, u"other"_s);
+        QVERIFY(other.save(file));
+
+        RKExiv2Wrapper back(file);
+        auto expected = back.allData();
+        QVERIFY(back.applyDifference(after, before));
+        QVERIFY(back.save(file));
+        for (const auto& [key, text] : after.allData().asKeyValueRange()) {
+            if (!before.allData().contains(key))
+                expected.remove(key);
+        }
+        expected.insert(before.allData());
+        expected[u"Exif.Image.Artist"_s] = u"other"_s;
+        auto found = RKExiv2Wrapper(file).allData();
+        // Places of directories, which may be empty, and of the other families.
+        for (const QLatin1String name :
+            {"ExifTag"_L1, "GPSTag"_L1, "IPTCNAA"_L1, "XMLPacket"_L1, "StripOffsets"_L1})
+        {
+            expected.remove(u"Exif.Image."_s + name);
+            found.remove(u"Exif.Image."_s + name);
+        }
+        QCOMPARE(found, expected);
+    }
+
     void iptcInSeveralPlacesIsReadAndChangedThere()
     {
         const auto set = [](int number, const QByteArray& text) -> QByteArray {
