@@ -1,0 +1,217 @@
+#include "panel/EditHistory.h"
+
+#include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "support/RKQuietTest.h"
+#include "support/RKRestrictions.h"
+#include "support/RKTestPictures.h"
+
+#include <QAction>
+#include <QSignalSpy>
+
+#include <algorithm>
+#include <array>
+
+using namespace Qt::StringLiterals;
+using RKRestrictions::OpenDir;
+using RKTestPictures::read;
+using Field = RKMetaDataFieldEnum;
+
+namespace {
+
+QString makePicture(const OpenDir& dir, const QString& name, int orientation = 0)
+{
+    const QString path = dir.filePath(name);
+    RKTestPictures::write(
+        path, RKTestPictures::encoded(RKTestPictures::quadrants({48, 32}), "JPEG"));
+    RKMetaData metaData{QFileInfo(path)};
+    if (orientation > 0)
+        metaData.setImageOrientation(RKImageOrientation(orientation));
+    return metaData.save(QFileInfo(path)) ? path : QString();
+}
+
+RKMetaData metaDataOf(const QString& path)
+{
+    return RKMetaData(QFileInfo(path));
+}
+
+/// All data but the places of directories, which may be empty.
+QHash<QString, QString> dataOf(const QString& path)
+{
+    auto data = metaDataOf(path).allData();
+    data.remove(u"Exif.Image.ExifTag"_s);
+    data.remove(u"Exif.Image.GPSTag"_s);
+    return data;
+}
+
+QByteArray colorsOf(const QString& path)
+{
+    const RKMediaDescriptor descriptor{QFileInfo(path)};
+    return RKTestPictures::quadrantColors(
+        RKMediaLoader::instance()->bitmap(descriptor, QSize(-1, -1)));
+}
+
+bool waitFor(const EditHistory& history)
+{
+    return QTest::qWaitFor([&history] { return !history.isWriting(); }, 20000);
+}
+
+} // namespace
+
+class EditHistoryTest : public RKQuietTest
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        RKImageLoaderConfig::useDefaults();
+    }
+
+    void editsAreWrittenAndUndoneInTheirOrder()
+    {
+        const OpenDir dir;
+        const QString path = makePicture(dir, u"-a b\n.jpg"_s);
+        const auto old = dataOf(path);
+        EditHistory history;
+        const QScopedPointer<QAction> undo(history.createUndoAction(nullptr));
+        const QScopedPointer<QAction> redo(history.createRedoAction(nullptr));
+        QVERIFY(!undo->isEnabled());
+        const QDateTime taken({2021, 7, 4}, {12, 30}, Qt::OffsetFromUTC, -9000);
+        history.setRating(path, 3);
+        history.setRating(path, 4);
+        history.setRating(path, 4); // no change, no step
+        history.setText(path, Field::originalFilename, {}, u" Zoë "_s);
+        history.changeKeywords(path, {}, {u"a"_s, u"b, c"_s});
+        history.changeKeywords(path, {u"a"_s}, {u"d"_s});
+        history.setPictureTaken(path, {}, taken);
+        history.setPosition(path, {}, RKGeoPosition(-33.5, 0));
+        QVERIFY(waitFor(history));
+        const RKMetaData edited = metaDataOf(path);
+        const auto data = dataOf(path);
+        QCOMPARE(edited.adobeRating(), 4);
+        QCOMPARE(edited.read(Field::originalFilename), u"Zoë"_s);
+        QCOMPARE(edited.keywords(), QStringList({u"b, c"_s, u"d"_s}));
+        QCOMPARE(edited.pictureTaken(), taken);
+        QCOMPARE(edited.geoPosition(), RKGeoPosition(-33.5, 0));
+
+        for (int i = 0; i < 6; ++i)
+            undo->trigger();
+        QVERIFY(waitFor(history));
+        QCOMPARE(metaDataOf(path).adobeRating(), 3);
+        undo->trigger();
+        undo->trigger(); // one too many
+        QVERIFY(waitFor(history));
+        QVERIFY(!undo->isEnabled());
+        QCOMPARE(dataOf(path), old);
+        for (int i = 0; i < 7; ++i)
+            redo->trigger();
+        QVERIFY(waitFor(history));
+        QVERIFY(!redo->isEnabled());
+        QCOMPARE(dataOf(path), data);
+    }
+
+    void rotationTurnsWhatIsShown()
+    {
+        const OpenDir dir;
+        for (int orientation = 0; orientation <= 8; ++orientation) {
+            const QString path = makePicture(dir, u"%1.jpg"_s.arg(orientation), orientation);
+            const QByteArray before = colorsOf(path); // from the top left, row by row
+            EditHistory history;
+            history.rotate(path, 1);
+            QVERIFY(waitFor(history));
+            QByteArray turned = before;
+            for (int i = 0; i < turned.size(); ++i)
+                turned[i] = before[std::array{2, 0, 3, 1}.at(size_t(i))];
+            QCOMPARE(colorsOf(path), turned);
+            history.rotate(path, -2);
+            QVERIFY(waitFor(history));
+            std::reverse(turned.begin(), turned.end());
+            QCOMPARE(colorsOf(path), turned);
+            history.undo();
+            history.undo();
+            QVERIFY(waitFor(history));
+            QCOMPARE(colorsOf(path), before);
+        }
+    }
+
+    void whatOthersHaveWrittenIsNotOverwritten()
+    {
+        const OpenDir dir;
+        const QString path = makePicture(dir, u"a.jpg"_s);
+        EditHistory history;
+        QSignalSpy failed(&history, &EditHistory::failed);
+        history.setRating(path, 3);
+        QVERIFY(waitFor(history));
+        RKMetaData others = metaDataOf(path);
+        others.setAdobeRating(5);
+        others.write(Field::author, u"Anna"_s);
+        QVERIFY(others.save(QFileInfo(path)));
+        const QByteArray bytes = read(path);
+
+        history.undo();
+        history.setText(path, Field::author, u"Bert"_s, u"Cleo"_s);
+        QVERIFY(waitFor(history));
+        QCOMPARE(failed.size(), 2);
+        QCOMPARE(read(path), bytes);
+        // The undo is still there to be made.
+        others.setAdobeRating(3);
+        QVERIFY(others.save(QFileInfo(path)));
+        history.undo();
+        QVERIFY(waitFor(history));
+        QCOMPARE(metaDataOf(path).adobeRating(), 0);
+        QCOMPARE(metaDataOf(path).read(Field::author), u"Anna"_s);
+    }
+
+    void failedSaveLosesNothing()
+    {
+        if (!RKRestrictions::becomeOrdinaryUser())
+            QSKIP("The rights of the superuser can't be given up");
+        const OpenDir dir;
+        const QString path = makePicture(dir, u"a.jpg"_s);
+        EditHistory history;
+        QSignalSpy failed(&history, &EditHistory::failed);
+        history.setRating(path, 2);
+        QVERIFY(waitFor(history));
+        const QByteArray bytes = read(path);
+        QVERIFY(RKRestrictions::setMode(path, 0444));
+        QVERIFY(RKRestrictions::setMode(dir.path(), 0555));
+        for (const int attempt : {1, 2}) {
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^caught exception"_s));
+            attempt == 1 ? history.setRating(path, 4) : history.undo();
+            QVERIFY(waitFor(history));
+            QCOMPARE(failed.size(), attempt);
+            QVERIFY(!failed.last().at(1).toString().isEmpty());
+            QCOMPARE(read(path), bytes);
+        }
+        QVERIFY(RKRestrictions::setMode(dir.path(), 0777));
+        QVERIFY(RKRestrictions::setMode(path, 0666));
+        const QScopedPointer<QAction> undo(history.createUndoAction(nullptr));
+        undo->trigger();
+        QVERIFY(waitFor(history));
+        QCOMPARE(metaDataOf(path).adobeRating(), 0);
+        QVERIFY(!undo->isEnabled());
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"No such file"_s));
+        history.setRating(dir.filePath(u"missing.jpg"_s), 1);
+        QVERIFY(waitFor(history));
+        QCOMPARE(failed.size(), 3);
+    }
+
+    void closingWaitsForWhatIsStillToBeWritten()
+    {
+        const OpenDir dir;
+        const QString path = makePicture(dir, u"a.jpg"_s);
+        {
+            EditHistory history;
+            history.setRating(path, 2);
+            history.setText(path, Field::author, {}, u"Anna"_s);
+        }
+        QCOMPARE(metaDataOf(path).adobeRating(), 2);
+        QCOMPARE(metaDataOf(path).read(Field::author), u"Anna"_s);
+    }
+};
+
+QTEST_MAIN(EditHistoryTest)
+
+#include "EditHistoryTest.moc"
