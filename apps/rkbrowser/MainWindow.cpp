@@ -1,6 +1,457 @@
 #include "MainWindow.h"
 
+#include "KeyPage.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDir>
+#include <QDockWidget>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QSettings>
+#include <QStackedWidget>
+#include <QStandardPaths>
+#include <QStatusBar>
+#include <QTimer>
+#include <QToolBar>
+
+#include <cmath>
+
+namespace {
+
+constexpr int kMaxRating = 5;
+constexpr double kZoomOfKey = 1.25;
+constexpr double kPanOfKey = 0.25;
+
+} // namespace
+
 MainWindow::MainWindow()
+    : m_pages(new QStackedWidget(this))
 {
+    setCentralWidget(m_pages);
+    m_pages->addWidget(&m_folder);
+    m_pages->addWidget(&m_picture);
+    addDocks();
+    addToolBars();
+    addFileMenu();
+    addEditMenu();
+    addViewMenu();
+    addStatus();
+
+    connect(&m_folder, &QListView::activated, this, &MainWindow::showFile);
+    connect(&m_folder, &FolderView::currentChangedTo, this, &MainWindow::updatePage);
+    connect(&m_folder, &FolderView::selectionCountChanged, this, &MainWindow::updateStatus);
+    connect(&m_picture, &PictureView::changed, this, &MainWindow::updateStatus);
+    connect(&m_picture, &PictureView::activated, this, [this] {
+        m_picture.zoom() < 1 ? m_picture.actualSize() : m_picture.fit();
+    });
+    connect(&m_tree, &FolderTree::chosen, this, &MainWindow::open);
+    connect(&m_model, &FolderModel::folderChanged, this, [this](const QString& folder) {
+        m_tree.reveal(folder);
+        m_path->setText(QDir::toNativeSeparators(folder));
+        setWindowTitle(QFileInfo(folder).fileName());
+    });
+    connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updateStatus);
+    connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updatePeople);
+    connect(&m_model, &FolderModel::copyFailed, this, [this](const QStringList& reasons) {
+        QMessageBox::warning(this, tr("Not copied"), reasons.join(u'\n'));
+    });
+    connect(&m_shownFile, &QFileSystemWatcher::fileChanged, this, &MainWindow::fileChanged);
+
+    const QSettings settings;
     resize(1200, 800);
+    restoreGeometry(settings.value(QStringLiteral("geometry")).toByteArray());
+    restoreState(settings.value(QStringLiteral("state")).toByteArray());
+    m_folder.setThumbnailSide(
+        settings.value(QStringLiteral("thumbnails"), m_folder.thumbnailSide()).toInt());
+    updatePage();
+}
+
+MainWindow::~MainWindow()
+{
+    // Or they would report to a window that is gone in parts.
+    m_model.disconnect(this);
+    m_folder.disconnect(this);
+    m_picture.disconnect(this);
+}
+
+QString MainWindow::lastFolder()
+{
+    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    return QSettings().value(QStringLiteral("folder"), pictures).toString();
+}
+
+void MainWindow::open(const QString& path)
+{
+    const QFileInfo file(path);
+    const bool isFile = file.isFile();
+    showFolder();
+    m_model.open(QDir::cleanPath(isFile ? file.absolutePath() : file.absoluteFilePath()));
+    if (isFile)
+        m_folder.setCurrentFile(file.absoluteFilePath());
+}
+
+void MainWindow::showFile()
+{
+    if (m_folder.currentFile().isEmpty())
+        return;
+    m_pages->setCurrentWidget(&m_picture);
+    updatePage();
+}
+
+void MainWindow::showFolder()
+{
+    if (isFullScreen())
+        setFullScreen(false);
+    m_pages->setCurrentWidget(&m_folder);
+    m_folder.setFocus();
+    updatePage();
+}
+
+void MainWindow::step(int by)
+{
+    const int row = m_folder.currentIndex().row() + by;
+    if (row >= 0 && row < m_model.rowCount())
+        m_folder.setCurrentIndex(m_model.index(row));
+}
+
+FolderModel& MainWindow::model()
+{
+    return m_model;
+}
+
+FolderView& MainWindow::folderView()
+{
+    return m_folder;
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (isFullScreen())
+        setFullScreen(false);
+    QSettings settings;
+    settings.setValue(QStringLiteral("geometry"), saveGeometry());
+    settings.setValue(QStringLiteral("state"), saveState());
+    settings.setValue(QStringLiteral("folder"), m_model.folder());
+    settings.setValue(QStringLiteral("thumbnails"), m_folder.thumbnailSide());
+    settings.setValue(QStringLiteral("sortedBy"), static_cast<int>(m_model.order().key));
+    settings.setValue(QStringLiteral("direction"), m_model.order().direction);
+    QMainWindow::closeEvent(event);
+}
+
+QAction* MainWindow::add(QMenu* menu,
+    const QString& text,
+    const QList<QKeySequence>& keys,
+    const std::function<void()>& run)
+{
+    QAction* action = menu->addAction(text);
+    action->setShortcuts(keys);
+    // Without the menu bar, too.
+    addAction(action);
+    connect(action, &QAction::triggered, this, run);
+    return action;
+}
+
+QAction* MainWindow::addSwitch(QMenu* menu,
+    const QString& text,
+    const QKeySequence& key,
+    bool isOn,
+    const std::function<void(bool)>& turn)
+{
+    QAction* action = add(menu, text, {key}, [] {});
+    action->setCheckable(true);
+    action->setChecked(isOn);
+    connect(action, &QAction::toggled, this, turn);
+    return action;
+}
+
+void MainWindow::addFileMenu()
+{
+    QMenu* menu = menuBar()->addMenu(tr("&File"));
+    add(menu, tr("&Open folder…"), {QKeySequence::Open}, [this] {
+        const QString folder
+            = QFileDialog::getExistingDirectory(this, tr("Open folder"), m_model.folder());
+        if (!folder.isEmpty())
+            open(folder);
+    });
+    add(menu, tr("Folder &above"), {Qt::ALT | Qt::Key_Up}, [this] {
+        open(QFileInfo(m_model.folder()).absolutePath());
+    });
+    add(menu, tr("Type a &path"), {Qt::CTRL | Qt::Key_L}, [this] {
+        m_path->setFocus();
+        m_path->selectAll();
+    });
+    add(menu, tr("&Read the folder again"), {QKeySequence::Refresh}, [this] { m_model.refresh(); });
+    menu->addSeparator();
+    add(menu, tr("&Keys"), {QKeySequence::HelpContents}, [this] { showKeyPage(this); });
+    add(menu, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { close(); });
+}
+
+void MainWindow::addEditMenu()
+{
+    QMenu* menu = menuBar()->addMenu(tr("&Edit"));
+    add(menu, tr("&Copy files"), {QKeySequence::Copy}, [this] {
+        QApplication::clipboard()->setMimeData(
+            m_model.mimeData(m_folder.selectionModel()->selectedIndexes()));
+    });
+    add(menu, tr("&Paste files"), {QKeySequence::Paste}, [this] {
+        m_model.copyHere(QApplication::clipboard()->mimeData()->urls());
+    });
+    add(menu, tr("Select &all"), {QKeySequence::SelectAll}, [this] { m_folder.selectAll(); });
+}
+
+void MainWindow::addViewMenu()
+{
+    QMenu* menu = menuBar()->addMenu(tr("&View"));
+    add(menu, tr("&Show the file"), {Qt::Key_Return, Qt::Key_Enter}, [this] { showFile(); });
+    m_fileActions << add(menu, tr("&Back to the folder"), {Qt::Key_Escape}, [this] {
+        isFullScreen() ? setFullScreen(false) : showFolder();
+    });
+    m_fileActions << add(
+        menu, tr("&Next file"), {Qt::Key_PageDown, Qt::Key_Right}, [this] { step(1); });
+    m_fileActions << add(
+        menu, tr("&Previous file"), {Qt::Key_PageUp, Qt::Key_Left}, [this] { step(-1); });
+    menu->addSeparator();
+    add(menu, tr("&Larger"), {Qt::Key_Plus, Qt::Key_Equal}, [this] { zoom(1); });
+    add(menu, tr("S&maller"), {Qt::Key_Minus}, [this] { zoom(-1); });
+    m_fileActions << add(
+        menu, tr("&Fit into the window"), {Qt::Key_F}, [this] { m_picture.fit(); });
+    m_fileActions << add(menu, tr("&Actual size"), {Qt::Key_A}, [this] { m_picture.actualSize(); });
+    const std::array<std::tuple<QString, Qt::Key, double, double>, 4> moves{
+        std::tuple{tr("Move left"), Qt::Key_Left, -kPanOfKey, 0.0},
+        {tr("Move right"), Qt::Key_Right, kPanOfKey, 0.0},
+        {tr("Move up"), Qt::Key_Up, 0.0, -kPanOfKey},
+        {tr("Move down"), Qt::Key_Down, 0.0, kPanOfKey}};
+    for (const auto& [text, key, right, down] : moves) {
+        m_fileActions << add(
+            menu, text, {Qt::SHIFT | key}, [this, x = right, y = down] { m_picture.pan(x, y); });
+    }
+    menu->addSeparator();
+    addSwitch(
+        menu, tr("F&aces"), Qt::Key_N, true, [this](bool on) { m_picture.setShowsFaces(on); });
+    addSwitch(menu, tr("&Histogram"), Qt::Key_H, false, [this](bool on) {
+        m_picture.setShowsHistogram(on);
+    });
+    m_fileActions << add(menu, tr("Before the &conversion of colours"), {Qt::Key_C}, [this] {
+        using Comparison = PictureView::Comparison;
+        const Comparison now = m_picture.comparison();
+        m_picture.setComparison(now == Comparison::Off ? Comparison::Split
+                : now == Comparison::Split             ? Comparison::Before
+                                                       : Comparison::Off);
+    });
+    menu->addSeparator();
+    const QList<QDockWidget*> docks = findChildren<QDockWidget*>();
+    for (QDockWidget* dock : docks) {
+        menu->addAction(dock->toggleViewAction());
+        addAction(dock->toggleViewAction());
+    }
+    add(menu, tr("F&ull screen"), {Qt::Key_F11}, [this] { setFullScreen(!isFullScreen()); });
+}
+
+void MainWindow::addDocks()
+{
+    auto* folders = new QDockWidget(tr("Folders"), this);
+    folders->setObjectName(QStringLiteral("folders"));
+    folders->setWidget(&m_tree);
+    folders->toggleViewAction()->setShortcut(Qt::Key_F9);
+    addDockWidget(Qt::LeftDockWidgetArea, folders);
+}
+
+QComboBox* MainWindow::addChoice(QToolBar* bar,
+    const QString& name,
+    const QStringList& choices,
+    const std::function<void(FolderOrder*, int)>& apply)
+{
+    auto* box = new QComboBox;
+    box->addItems(choices);
+    box->setToolTip(name);
+    box->setAccessibleName(name);
+    box->setFocusPolicy(Qt::TabFocus);
+    connect(box, &QComboBox::currentIndexChanged, this, [this, apply](int index) {
+        FolderOrder order = m_model.order();
+        apply(&order, index);
+        m_model.setOrder(order);
+    });
+    bar->addWidget(box);
+    return box;
+}
+
+void MainWindow::addToolBars()
+{
+    auto* bar = addToolBar(tr("Folder"));
+    bar->setObjectName(QStringLiteral("folder"));
+    bar->setMovable(false);
+    m_path = new QLineEdit;
+    m_path->setAccessibleName(tr("Path of the folder"));
+    connect(m_path, &QLineEdit::returnPressed, this, [this] {
+        open(QDir::fromNativeSeparators(m_path->text()));
+    });
+    bar->addWidget(m_path);
+
+    auto* text = new QLineEdit;
+    text->setPlaceholderText(tr("Part of the name"));
+    text->setClearButtonEnabled(true);
+    text->setMaximumWidth(180);
+    connect(text, &QLineEdit::textChanged, this, [this](const QString& part) {
+        FolderOrder order = m_model.order();
+        order.text = part;
+        m_model.setOrder(order);
+    });
+    bar->addWidget(text);
+    const QSettings settings;
+    QComboBox* key = addChoice(bar,
+        tr("Sorted by"),
+        {tr("By name"), tr("By date"), tr("By rating"), tr("By kind")},
+        [](FolderOrder* order, int index) { order->key = static_cast<FolderOrder::Key>(index); });
+    key->setCurrentIndex(settings.value(QStringLiteral("sortedBy")).toInt());
+    QComboBox* direction = addChoice(bar,
+        tr("Direction"),
+        {tr("Ascending"), tr("Descending")},
+        [](FolderOrder* order, int index) {
+            order->direction = static_cast<Qt::SortOrder>(index);
+        });
+    direction->setCurrentIndex(settings.value(QStringLiteral("direction")).toInt());
+    QStringList ratings{tr("Any rating")};
+    for (int stars = 1; stars <= kMaxRating; ++stars)
+        ratings << QString(stars, u'★');
+    addChoice(bar, tr("At least"), ratings, [](FolderOrder* order, int index) {
+        order->minRating = index;
+    });
+    addChoice(bar,
+        tr("Kind"),
+        {tr("All kinds"), tr("Pictures"), tr("Raw"), tr("Drawings"), tr("Videos")},
+        [](FolderOrder* order, int index) { order->kind = static_cast<FolderOrder::Kind>(index); });
+    m_person
+        = addChoice(bar, tr("People"), {tr("Everybody")}, [this](FolderOrder* order, int index) {
+              order->person = index > 0 ? m_person->itemText(index) : QString();
+          });
+}
+
+void MainWindow::addStatus()
+{
+    m_about = new QLabel;
+    m_count = new QLabel;
+    m_progress = new QProgressBar;
+    m_progress->setMaximumWidth(160);
+    m_progress->setTextVisible(false);
+    statusBar()->addWidget(m_about, 1);
+    statusBar()->addPermanentWidget(m_progress);
+    statusBar()->addPermanentWidget(m_count);
+    connect(&m_model, &FolderModel::progressed, this, [this](int done, int all) {
+        m_progress->setVisible(done < all || all == 0);
+        m_progress->setRange(0, all);
+        m_progress->setValue(done);
+        updateStatus();
+    });
+}
+
+QWidget* MainWindow::page() const
+{
+    return m_pages->currentWidget();
+}
+
+QStringList MainWindow::files() const
+{
+    return page() == &m_folder ? m_folder.selectedFiles() : QStringList{m_folder.currentFile()};
+}
+
+void MainWindow::updatePage()
+{
+    const bool isFile = page() != &m_folder;
+    for (QAction* action : std::as_const(m_fileActions))
+        action->setEnabled(isFile);
+    const QString file = m_folder.currentFile();
+    if (!m_shownFile.files().isEmpty())
+        m_shownFile.removePaths(m_shownFile.files());
+    if (!file.isEmpty())
+        m_shownFile.addPath(file);
+    if (isFile && file.isEmpty())
+        return showFolder();
+    const int row = m_folder.currentIndex().row();
+    QStringList neighbours;
+    for (const int other : {row + 1, row - 1}) {
+        if (isFile && other >= 0 && other < m_model.rowCount())
+            neighbours << m_model.filePath(other);
+    }
+    m_picture.open(isFile ? file : QString(), neighbours);
+    updateStatus();
+}
+
+void MainWindow::updateStatus()
+{
+    const qsizetype selected = m_folder.selectionModel()->selectedIndexes().size();
+    const QString all = QString::number(m_model.fileCount());
+    m_count->setText(m_model.rowCount() == m_model.fileCount()
+            ? tr("Files: %1").arg(all)
+            : tr("Files: %1 of %2").arg(QString::number(m_model.rowCount()), all));
+    const QString name = QFileInfo(m_folder.currentFile()).fileName().replace(u'\n', u' ');
+    if (page() == &m_picture && m_picture.pictureSize().isValid())
+        m_about->setText(tr("%1 — %2 × %3 pixels, %4 %")
+                             .arg(name)
+                             .arg(m_picture.pictureSize().width())
+                             .arg(m_picture.pictureSize().height())
+                             .arg(std::lround(m_picture.zoom() * 100)));
+    else
+        m_about->setText(selected > 1 ? tr("Selected: %1").arg(selected) : name);
+}
+
+void MainWindow::updatePeople()
+{
+    QStringList people{m_person->itemText(0)};
+    people << m_model.people();
+    const QString person = m_model.order().person;
+    // A filter that nobody passes any longer stays until somebody else is chosen.
+    if (!person.isEmpty() && !people.contains(person))
+        people << person;
+    if (people.size() == m_person->count() && m_person->findText(people.last()) >= 0)
+        return;
+    const QSignalBlocker blocker(m_person);
+    m_person->clear();
+    m_person->addItems(people);
+    m_person->setCurrentIndex(person.isEmpty() ? 0 : static_cast<int>(people.indexOf(person)));
+}
+
+void MainWindow::fileChanged(const QString& filePath)
+{
+    m_model.look(filePath);
+    m_picture.reload(filePath);
+    // A file that was replaced is another one, which has to be watched anew.
+    if (QFileInfo::exists(filePath) && !m_shownFile.files().contains(filePath)
+        && filePath == m_folder.currentFile())
+        m_shownFile.addPath(filePath);
+}
+
+void MainWindow::zoom(int steps)
+{
+    if (page() == &m_folder)
+        m_folder.zoom(steps);
+    else
+        m_picture.zoomBy(std::pow(kZoomOfKey, steps));
+}
+
+void MainWindow::setFullScreen(bool on)
+{
+    if (on)
+        m_stateBeforeFullScreen = saveState();
+    menuBar()->setVisible(!on);
+    statusBar()->setVisible(!on);
+    const QList<QDockWidget*> docks = findChildren<QDockWidget*>();
+    const QList<QToolBar*> bars = findChildren<QToolBar*>();
+    if (on) {
+        for (QDockWidget* dock : docks)
+            dock->hide();
+        for (QToolBar* bar : bars)
+            bar->hide();
+        showFullScreen();
+    } else {
+        showNormal();
+        restoreState(m_stateBeforeFullScreen);
+    }
 }

@@ -1,12 +1,94 @@
 #pragma once
 
+#include "RKImageLoaderAsync/RKAsyncLoader.h"
+#include "folder/FolderModel.h"
+#include "folder/FolderTree.h"
+#include "folder/FolderView.h"
+#include "picture/PictureView.h"
+
+#include <QFileSystemWatcher>
 #include <QMainWindow>
 
-/// The window of the program.
+#include <functional>
+
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QProgressBar;
+class QStackedWidget;
+
+/// The window of the program: a folder or one of its files, with all actions.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
     MainWindow();
+    ~MainWindow() override;
+
+    /// That of the last run, or that of pictures.
+    static QString lastFolder();
+    /// A folder, or a file in one.
+    void open(const QString& path);
+    /// Shows the current file, or the folder.
+    /// @{
+    void showFile();
+    void showFolder();
+    /// @}
+    /// To the next file of the folder or, with -1, the one before.
+    void step(int by);
+
+    FolderModel& model();
+    FolderView& folderView();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    QAction* add(QMenu* menu,
+        const QString& text,
+        const QList<QKeySequence>& keys,
+        const std::function<void()>& run);
+    QAction* addSwitch(QMenu* menu,
+        const QString& text,
+        const QKeySequence& key,
+        bool isOn,
+        const std::function<void(bool)>& turn);
+    void addFileMenu();
+    void addEditMenu();
+    void addViewMenu();
+    void addDocks();
+    void addToolBars();
+    QComboBox* addChoice(QToolBar* bar,
+        const QString& name,
+        const QStringList& choices,
+        const std::function<void(FolderOrder*, int)>& apply);
+    void addStatus();
+
+    QWidget* page() const;
+    QStringList files() const;
+    void updatePage();
+    void updateStatus();
+    void updatePeople();
+    void fileChanged(const QString& filePath);
+    void zoom(int steps);
+    void setFullScreen(bool on);
+
+    RKAsyncLoader m_loader;
+    // Before the views that show it, all of which need the loader.
+    FolderModel m_model;
+    FolderView m_folder{&m_model, &m_loader};
+    PictureView m_picture{&m_loader};
+    FolderTree m_tree;
+    QFileSystemWatcher m_shownFile;
+
+    QStackedWidget* m_pages = nullptr;
+    QLineEdit* m_path = nullptr;
+    QComboBox* m_person = nullptr;
+    QLabel* m_about = nullptr;
+    QLabel* m_count = nullptr;
+    QProgressBar* m_progress = nullptr;
+    // What makes sense for single files only.
+    QList<QAction*> m_fileActions;
+    QByteArray m_stateBeforeFullScreen;
 };

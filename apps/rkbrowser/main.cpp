@@ -17,6 +17,8 @@ int main(int argc, char** argv)
     RKImageLoaderInitializer::installTranslation();
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     MainWindow window;
+    const QStringList arguments = QApplication::arguments();
+    window.open(arguments.size() > 1 ? arguments[1] : MainWindow::lastFolder());
     window.show();
     return QApplication::exec();
 }

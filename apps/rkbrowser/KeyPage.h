@@ -1,0 +1,6 @@
+#pragma once
+
+class QMainWindow;
+
+/// Shows all keys of a window, as its actions have them.
+void showKeyPage(QMainWindow* window);

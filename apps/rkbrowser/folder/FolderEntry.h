@@ -1,0 +1,33 @@
+#pragma once
+
+#include "RKImageLoader/media/RKMediaFormat.h"
+
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+
+/// A file of a folder that the library opens, and what its metadata say once they were read.
+struct FolderEntry
+{
+    QString name;
+    RKMediaFormat format;
+    qint64 bytes = 0;
+    QDateTime modified;
+
+    bool isRead = false;
+    /// Invalid if the file doesn't say it.
+    QDateTime taken;
+    int rating = 0;
+    QStringList people;
+
+    /// What the folder is sorted by.
+    QDateTime date() const
+    {
+        return taken.isValid() ? taken : modified;
+    }
+
+    bool isSameFile(const FolderEntry& other) const
+    {
+        return name == other.name && bytes == other.bytes && modified == other.modified;
+    }
+};
