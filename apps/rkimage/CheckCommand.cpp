@@ -1,6 +1,5 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "ErrorName.h"
 #include "InputFiles.h"
 #include "Interruption.h"
 #include "Output.h"
@@ -9,9 +8,9 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
+#include "Result.h"
 
 #include <QFileInfo>
-#include <QJsonObject>
 #include <QThread>
 
 #include <CLI/CLI.hpp>
@@ -27,7 +26,6 @@ struct CheckArguments
     InputFiles files;
     int jobs = QThread::idealThreadCount();
     bool isEveryFrame = false;
-    bool isJson = false;
 };
 
 // Enough to show what is decoded; the cost of larger ones is that of scaling.
@@ -77,12 +75,14 @@ RKMediaError pictureError(const RKMediaDescriptor& picture)
     return error;
 }
 
-void print(const InputFile& file, const RKMediaError& error, bool isJson)
+/// What is found is a result, not a failure of this program, so people get it as output.
+void report(const InputFile& file, const RKMediaError& error)
 {
-    if (isJson) {
-        Output::printLine(QJsonObject{{QStringLiteral("file"), QString::fromLocal8Bit(file.name)},
-            {QStringLiteral("reason"), ErrorName::of(error.code())},
-            {QStringLiteral("text"), error.text()}});
+    if (!Output::isText()) {
+        Result result(file);
+        if (error.isError())
+            result.fail(error);
+        result.report();
     } else if (error.isError()) {
         Output::print(Output::escaped(file.name + ": " + error.text().toUtf8()));
     }
@@ -99,7 +99,7 @@ int check(CheckArguments& arguments)
             ? videoError(descriptor, arguments.isEveryFrame)
             : pictureError(descriptor);
         failures += error.isError();
-        print(files[i], error, arguments.isJson);
+        report(files[i], error);
         progress.step();
     });
     return Output::finish(qsizetype(files.size()), failures);
@@ -114,8 +114,6 @@ void addCheckCommand(CLI::App& app, Command& command)
         = app.add_subcommand("check", "Decode files and tell which are damaged or not whole");
     arguments->files.addTo(*checkApp);
     checkApp->add_flag("--all-frames", arguments->isEveryFrame, "Decode every frame of videos");
-    checkApp->add_flag(
-        "--jsonl", arguments->isJson, "Print a line of JSON for each file, good ones as well");
     checkApp->add_option("--jobs", arguments->jobs, "How many to check at the same time")
         ->type_name("N")
         ->check(CLI::Range(1, 256));

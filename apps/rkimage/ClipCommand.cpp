@@ -1,6 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "FileConversion.h"
+#include "MetaDataJson.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageClipper.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
@@ -94,13 +95,17 @@ QRectF partOf(const QSizeF& size, const ClipOptions& options)
         options.rect.height() * size.height()};
 }
 
-/// Says how many pixels of the picture an inch of the print has.
-void tellResolution(const QString& target, const QRectF& part, const ClipOptions& options)
+/// How many pixels of the picture an inch of the print has.
+int reachedDpi(const QRectF& part, const ClipOptions& options)
 {
     constexpr double kTenthsOfMillimetresPerInch = 254;
-    const int reached = int(std::min(part.width() / options.production.width(),
-                                part.height() / options.production.height())
+    return int(std::min(part.width() / options.production.width(),
+                   part.height() / options.production.height())
         * kTenthsOfMillimetresPerInch);
+}
+
+void tellResolution(const QString& target, int reached, const ClipOptions& options)
+{
     Output::note(QStringLiteral("%1: %2 dpi of the picture, %3 wanted")
                      .arg(target)
                      .arg(reached)
@@ -111,7 +116,7 @@ void tellResolution(const QString& target, const QRectF& part, const ClipOptions
     }
 }
 
-int saveClip(const QString& source, const QString& target, const ClipOptions& options)
+int saveClip(const InputFile& source, const QString& target, const ClipOptions& options)
 {
     QRectF part;
     FileConversion conversion;
@@ -133,10 +138,19 @@ int saveClip(const QString& source, const QString& target, const ClipOptions& op
         return RKDrawable(RKImageClipper().clipForProduction(
             from, part, options.production, options.dpi, options.isUpscaled, error));
     };
-    const int exitCode = conversion.run(source, target);
-    if (exitCode == Output::AllDone && !RKMediaDescriptor(QFileInfo(source)).mediaFormat().isSVG())
-        tellResolution(target, part, options);
-    return exitCode;
+    Result result = conversion.run(source, target);
+    result.insert(QStringLiteral("wantedDpi"), options.dpi);
+    if (!part.isEmpty()) {
+        result.insert(QStringLiteral("part"), MetaDataJson::fromRect(part));
+        // Drawings have as many as are wanted.
+        if (!RKMediaDescriptor(QFileInfo(source.path)).mediaFormat().isSVG()) {
+            const int reached = reachedDpi(part, options);
+            result.insert(QStringLiteral("reachedDpi"), reached);
+            if (result.isDone())
+                tellResolution(target, reached, options);
+        }
+    }
+    return result.report();
 }
 
 } // namespace
@@ -177,7 +191,7 @@ void addClipCommand(CLI::App& app, Command& command)
     clip->footer("rkimage clip --center --production 1500x1000 --dpi 300 photo.jpg print.jpg");
     clip->callback([arguments, &command] {
         command.run = [arguments] {
-            return saveClip(Arguments::toPath(arguments->source),
+            return saveClip(InputFile::of(arguments->source),
                 Arguments::toPath(arguments->target),
                 arguments->options());
         };

@@ -114,6 +114,12 @@ CommandLine::CommandLine()
     m_app->add_option("--config", m_configFile, "Configuration file (XML)")
         ->type_name("FILE")
         ->check(Arguments::existingFile());
+    CLI::Option* json = m_app->add_flag(
+        "--json", m_isJson, "Print the results as one JSON array, and nothing else");
+    m_app
+        ->add_flag(
+            "--jsonl", m_isJsonLines, "Print a line of JSON for each result, and nothing else")
+        ->excludes(json);
     for (const auto add : {addInfoCommand,
              addConvertCommand,
              addThumbCommand,
@@ -178,6 +184,13 @@ Colors::When CommandLine::colors() const
     if (m_colors == "always")
         return Colors::When::Always;
     return m_colors == "never" ? Colors::When::Never : Colors::When::Auto;
+}
+
+Output::Style CommandLine::outputStyle() const
+{
+    if (m_isJson)
+        return Output::Style::Json;
+    return m_isJsonLines ? Output::Style::JsonLines : Output::Style::Text;
 }
 
 QString CommandLine::configFile() const

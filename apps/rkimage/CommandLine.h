@@ -2,6 +2,7 @@
 
 #include "Colors.h"
 #include "Commands.h"
+#include "Output.h"
 
 #include <QString>
 
@@ -30,6 +31,7 @@ public:
     bool isVerbose() const;
     bool isQuiet() const;
     Colors::When colors() const;
+    Output::Style outputStyle() const;
     /// Empty for the built-in configuration.
     QString configFile() const;
 
@@ -38,6 +40,8 @@ private:
     bool m_isVerbose = false;
     bool m_isQuiet = false;
     std::string m_colors;
+    bool m_isJson = false;
+    bool m_isJsonLines = false;
     std::string m_configFile;
     std::unique_ptr<CLI::App> m_app;
 };

@@ -1,9 +1,12 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "InputFiles.h"
+#include "MetaDataJson.h"
 #include "Output.h"
 #include "PictureDifference.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "Result.h"
 #include "Writing.h"
 
 #include <QJsonArray>
@@ -24,7 +27,6 @@ struct CompareArguments
     std::string size;
     std::string target;
     std::optional<double> limit;
-    bool isJson = false;
 };
 
 struct Picture
@@ -34,16 +36,15 @@ struct Picture
     QImage image;
 };
 
-/// Upright and in sRGB; an invalid size means the whole picture. False, and a line about the
-/// failure, if there is none.
-bool load(Picture& picture, const QSize& size)
+/// Upright and in sRGB; an invalid size means the whole picture. False if there is none.
+bool load(Picture& picture, const QSize& size, Result& result)
 {
     RKMediaError error;
     picture.image = RKMediaLoader::instance()
                         ->drawable(picture.descriptor, size, RKImageOption(), &error)
                         .image();
     if (picture.image.isNull())
-        Output::fail(picture.file, error);
+        result.fail(picture.file, error);
     return !picture.image.isNull();
 }
 
@@ -89,20 +90,20 @@ void printAsText(const PictureDifference& difference, const QSize& size)
         QStringLiteral("pixels that differ   %1 %").arg(number(100 * difference.changedShare())));
 }
 
-void printAsJson(const PictureDifference& difference, const QSize& size)
+QJsonObject toJson(const PictureDifference& difference, const QSize& size)
 {
     const auto& means = difference.means();
     const QPoint place = difference.greatestAt();
-    Output::print(
-        QJsonDocument(QJsonObject{{QStringLiteral("size"), QJsonArray{size.width(), size.height()}},
-            {QStringLiteral("mean"), difference.mean()},
-            {QStringLiteral("means"), QJsonArray{means[0], means[1], means[2], means[3]}},
-            {QStringLiteral("greatest"), difference.greatest()},
-            {QStringLiteral("greatestAt"), QJsonArray{place.x(), place.y()}},
-            {QStringLiteral("changedShare"), difference.changedShare()}}));
+    return {{QStringLiteral("size"), MetaDataJson::fromSize(size)},
+        {QStringLiteral("mean"), difference.mean()},
+        {QStringLiteral("means"), QJsonArray{means[0], means[1], means[2], means[3]}},
+        {QStringLiteral("greatest"), difference.greatest()},
+        {QStringLiteral("greatestAt"), QJsonArray{place.x(), place.y()}},
+        {QStringLiteral("changedShare"), difference.changedShare()}};
 }
 
-int compare(const CompareArguments& arguments)
+/// Returns whether the pictures are as alike as wanted; what fails stands in the result.
+bool compare(const CompareArguments& arguments, Result& result)
 {
     const auto pictureOf = [](const std::string& argument) {
         const QString path = Arguments::toPath(argument);
@@ -113,33 +114,47 @@ int compare(const CompareArguments& arguments)
     const QString target = Arguments::toPath(arguments.target);
     const RKMediaDescriptor to{QFileInfo(target)};
     RKMediaError error = target.isEmpty() ? RKMediaError() : Writing::formatError(to);
-    if (error.isError())
-        return Output::fail(target, error);
+    if (error.isError()) {
+        result.fail(target, error);
+        return false;
+    }
 
     const QSize size = Arguments::parseSize(arguments.size).value_or(QSize());
-    if (!load(first, size) || !load(second, size))
-        return Output::SomeFailed;
+    if (!load(first, size, result) || !load(second, size, result))
+        return false;
     const QSize firstSize = first.image.size();
     const QSize secondSize = second.image.size();
     if (!makeSameSize(first, second)) {
-        Output::printFailure(second.file,
+        result.refuse(second.file,
             QStringLiteral("the proportions differ: %1x%2 against %3x%4")
                 .arg(secondSize.width())
                 .arg(secondSize.height())
                 .arg(firstSize.width())
                 .arg(firstSize.height()));
-        return Output::SomeFailed;
+        return false;
     }
 
     const PictureDifference difference(first.image, second.image);
-    if (arguments.isJson)
-        printAsJson(difference, first.image.size());
-    else
-        printAsText(difference, first.image.size());
-    if (!target.isEmpty() && !RKImageLoader::instance()->save(to, difference.picture(), &error))
-        return Output::fail(target, error);
-    return arguments.limit && difference.mean() > *arguments.limit ? Output::SomeFailed
-                                                                   : Output::AllDone;
+    printAsText(difference, first.image.size());
+    result.insert(toJson(difference, first.image.size()));
+    if (!target.isEmpty()) {
+        const QImage picture = difference.picture();
+        if (RKImageLoader::instance()->save(to, picture, &error))
+            result.addWritten(target, picture.size());
+        else
+            result.fail(target, error);
+    }
+    return !arguments.limit || difference.mean() <= *arguments.limit;
+}
+
+int compare(const CompareArguments& arguments)
+{
+    Result result(InputFile::of(arguments.first));
+    result.insert(QStringLiteral("other"), Arguments::toPath(arguments.second));
+    const bool isAlike = compare(arguments, result);
+    if (arguments.limit && result.isDone())
+        result.insert(QStringLiteral("withinLimit"), isAlike);
+    return result.report() == Output::AllDone && isAlike ? Output::AllDone : Output::SomeFailed;
 }
 
 } // namespace
@@ -166,7 +181,6 @@ void addCompareCommand(CLI::App& app, Command& command)
             arguments->target,
             "Save a picture of the difference, stretched so that the greatest is white")
         ->type_name("FILE");
-    compareApp->add_flag("--json", arguments->isJson, "Print JSON");
     compareApp->callback(
         [arguments, &command] { command.run = [arguments]() { return compare(*arguments); }; });
 }

@@ -44,7 +44,7 @@ void paintCell(QPainter& painter, const QRect& cell, const SheetEntry& entry)
             painter.fontMetrics().elidedText(text, Qt::ElideMiddle, row.width()));
     };
     write(place.bottom(), fileName(entry));
-    write(place.bottom() + line, entry.error.isEmpty() ? entry.facts() : entry.error);
+    write(place.bottom() + line, entry.picture.isEmpty() ? entry.error.text() : entry.facts());
 }
 
 /// Normalised rectangles as CSS wants them.
@@ -70,14 +70,14 @@ QString facesAsHtml(const SheetEntry& entry)
 QString asHtml(const SheetEntry& entry)
 {
     const QString name = entry.name.toHtmlEscaped();
-    const QString content = entry.error.isEmpty()
+    const QString content = !entry.picture.isEmpty()
         ? QStringLiteral("<div class=\"p\"><img loading=\"lazy\" width=\"%1\" height=\"%2\" "
                          "alt=\"\" src=\"data:image/jpeg;base64,%3\">%4</div>")
               .arg(QString::number(entry.pictureSize.width()),
                   QString::number(entry.pictureSize.height()),
                   QString::fromLatin1(entry.picture.toBase64()),
                   facesAsHtml(entry))
-        : QStringLiteral("<div class=\"e\">%1</div>").arg(entry.error.toHtmlEscaped());
+        : QStringLiteral("<div class=\"e\">%1</div>").arg(entry.error.text().toHtmlEscaped());
     // Not by arg(): a name may look like one of its places.
     return QStringLiteral("<figure data-rating=\"") + QString::number(entry.rating)
         + QStringLiteral("\" title=\"") + name + QStringLiteral("\">") + content

@@ -20,7 +20,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -217,14 +216,17 @@ public:
     }
 
     /// Into the file, in the format of its extension.
-    int convert(const InputFile& source, const QString& target) const
+    Result convert(const InputFile& source, const QString& target) const
     {
-        switch (writable(source.path, target, m_existing)) {
-        case Writable::Skip: return Output::AllDone;
-        case Writable::No:
-            Output::printFailure(target, QStringLiteral("exists already; --overwrite replaces it"));
-            return Output::SomeFailed;
-        case Writable::Yes: break;
+        const Writable isWritable = writable(source.path, target, m_existing);
+        if (isWritable != Writable::Yes) {
+            Result result(source);
+            result.insert(QStringLiteral("skipped"), isWritable == Writable::Skip);
+            if (isWritable == Writable::No)
+                result.fail(target,
+                    RKMediaError(RKMediaErrorCode::NotWritable,
+                        QStringLiteral("exists already; --overwrite replaces it")));
+            return result;
         }
         RKMetaData metaData;
         FileConversion conversion;
@@ -241,20 +243,21 @@ public:
                 return RKMediaLoader::instance()->save(to, metaData, error);
             };
         }
-        return conversion.run(source.path, target);
+        return conversion.run(source, target);
     }
 
     /// Under a name that follows from the file's.
-    int convert(const InputFile& source, int number)
+    Result convert(const InputFile& source, int number)
     {
         const RKMediaDescriptor descriptor{QFileInfo(source.path)};
         const QString extension = m_extension.isEmpty() ? usualExtension(descriptor) : m_extension;
         const QString target
             = m_names.of(QFile::decodeName(source.name), extension, resultSize(descriptor), number);
         if (!claim(target)) {
-            Output::printFailure(
-                source.name, QStringLiteral("another picture has the name %1").arg(target));
-            return Output::SomeFailed;
+            Result result(source);
+            result.fail(RKMediaError(RKMediaErrorCode::NotWritable,
+                QStringLiteral("another picture has the name %1").arg(target)));
+            return result;
         }
         QDir().mkpath(QFileInfo(target).path());
         return convert(source, target);
@@ -311,14 +314,14 @@ int convertFiles(ConvertArguments& arguments)
     const std::vector<InputFile> files = arguments.files.all();
     if (arguments.target.empty()) {
         // A folder has been reported.
-        return files.size() == 2 ? conversion.convert(files[0], files[1].path)
+        return files.size() == 2 ? conversion.convert(files[0], files[1].path).report()
                                  : int(Output::SomeFailed);
     }
 
     std::atomic<int> failures = arguments.files.failures();
     ProgressBar progress(qint64(files.size()));
     runInParallel(files.size(), arguments.jobs, [&](size_t i) {
-        failures += conversion.convert(files[i], int(i) + 1) != Output::AllDone;
+        failures += conversion.convert(files[i], int(i) + 1).report() != Output::AllDone;
         progress.step();
     });
     return Output::finish(qsizetype(files.size()), failures);

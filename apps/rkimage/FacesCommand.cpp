@@ -1,13 +1,16 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "FileConversion.h"
+#include "InputFiles.h"
 #include "MetaDataJson.h"
 #include "Output.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
-#include "Writing.h"
+#include "Result.h"
 
 #include <QFile>
+#include <QJsonDocument>
 
 #include <CLI/CLI.hpp>
 
@@ -15,18 +18,14 @@
 
 namespace {
 
-int fail(const QString& file, const QString& failure)
+/// The metadata of a file, or nothing and the reason in the result.
+std::optional<RKMetaData> metaDataOf(const RKMediaDescriptor& descriptor, Result& result)
 {
-    Output::printFailure(file, failure);
-    return Output::SomeFailed;
-}
-
-/// The metadata of a file, or nothing and a line about the failure.
-std::optional<RKMetaData> metaDataOf(const RKMediaDescriptor& descriptor, const QString& file)
-{
-    if (descriptor.fileInfo().exists())
-        return RKImageLoader::instance()->copyMetaData(descriptor);
-    Output::fail(file, RKMediaError(RKMediaErrorCode::Missing));
+    RKMediaError error;
+    RKMetaData metaData(descriptor.fileInfo(), &error);
+    if (!error.isError())
+        return metaData;
+    result.fail(error);
     return {};
 }
 
@@ -64,81 +63,90 @@ std::optional<RKFacePositions> parseFaces(const QByteArray& json)
     return faces;
 }
 
-int saveFaces(const RKMediaDescriptor& descriptor, const QString& file, const RKMetaData& metaData)
+void saveFaces(const RKMediaDescriptor& descriptor, const RKMetaData& metaData, Result& result)
 {
     RKMediaError error;
-    return RKImageLoader::instance()->save(descriptor, metaData, &error)
-        ? Output::AllDone
-        : Output::fail(file, error);
+    if (RKImageLoader::instance()->save(descriptor, metaData, &error))
+        result.addWritten(descriptor.absoluteFilePath());
+    else
+        result.fail(error);
 }
 
-int listFaces(const QString& file)
+int listFaces(const InputFile& file)
 {
-    const auto metaData = metaDataOf(RKMediaDescriptor(QFileInfo(file)), file);
-    if (!metaData)
-        return Output::SomeFailed;
-    Output::print(QJsonDocument(MetaDataJson::fromFaces(metaData->facePositions())));
-    return Output::AllDone;
+    Result result(file);
+    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
+    if (const auto metaData = metaDataOf(descriptor, result)) {
+        const QJsonArray faces
+            = MetaDataJson::fromFaces(*metaData, RKImageLoader::instance()->size(descriptor));
+        result.insert(QStringLiteral("faces"), faces);
+        Output::print(QString::fromUtf8(QJsonDocument(faces).toJson().trimmed()));
+    }
+    return result.report();
 }
 
-int setFaces(const QString& file, const QString& facesFile)
+int setFaces(const InputFile& file, const QString& facesFile)
 {
-    const RKMediaDescriptor descriptor{QFileInfo(file)};
-    auto metaData = metaDataOf(descriptor, file);
+    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
+    Result result(file);
+    auto metaData = metaDataOf(descriptor, result);
     if (!metaData)
-        return Output::SomeFailed;
+        return result.report();
     QFile json(facesFile);
-    if (!json.open(QIODevice::ReadOnly))
-        return fail(facesFile, json.errorString());
-    const auto faces = parseFaces(json.readAll());
-    if (!faces)
-        return fail(facesFile, QStringLiteral("this is no list of faces"));
-
-    if (!metaData->updateFaces(metaData->unrotatedSize(), *faces))
-        return fail(file, QStringLiteral("the faces can't be merged"));
-    return saveFaces(descriptor, file, *metaData);
+    const auto faces = json.open(QIODevice::ReadOnly) ? parseFaces(json.readAll()) : std::nullopt;
+    if (!json.isOpen()) {
+        const auto code = json.exists() ? RKMediaErrorCode::Unreadable : RKMediaErrorCode::Missing;
+        result.fail(facesFile, RKMediaError(code, json.errorString()));
+    } else if (!faces) {
+        result.fail(facesFile,
+            RKMediaError(RKMediaErrorCode::Damaged, QStringLiteral("this is no list of faces")));
+    } else if (!metaData->updateFaces(metaData->unrotatedSize(), *faces)) {
+        result.refuse(QStringLiteral("the faces can't be merged"));
+    } else {
+        saveFaces(descriptor, *metaData, result);
+    }
+    return result.report();
 }
 
-int removeFaces(const QString& file)
+int removeFaces(const InputFile& file)
 {
-    const RKMediaDescriptor descriptor{QFileInfo(file)};
-    auto metaData = metaDataOf(descriptor, file);
-    if (!metaData)
-        return Output::SomeFailed;
-    if (!metaData->removeFaceRegions())
-        return fail(file, QStringLiteral("the regions can't be parsed"));
-    return saveFaces(descriptor, file, *metaData);
+    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
+    Result result(file);
+    auto metaData = metaDataOf(descriptor, result);
+    if (metaData && metaData->removeFaceRegions())
+        saveFaces(descriptor, *metaData, result);
+    else if (metaData)
+        result.refuse(QStringLiteral("the regions can't be parsed"));
+    return result.report();
 }
 
-int drawFaces(const QString& file, const QString& target)
+int drawFaces(const InputFile& file, const QString& target)
 {
-    const RKImageLoader& loader = *RKImageLoader::instance();
-    const RKMediaDescriptor from{QFileInfo(file)};
-    const RKMediaDescriptor to{QFileInfo(target)};
-    if (const RKMediaError error = Writing::formatError(to); error.isError())
-        return Output::fail(target, error);
-    RKMediaError error;
-    QImage image = loader.bitmap(from, QSize(), &error).convertToFormat(QImage::Format_RGB32);
-    if (image.isNull())
-        return Output::fail(file, error);
-
-    // Faces are recorded on the stored picture; the decoded one is upright.
-    const RKMetaData metaData = loader.copyMetaData(from);
-    metaData.facePositions().toUpright(metaData.imageOrientation()).renderInto(&image);
-    return loader.save(to, image, &error) ? Output::AllDone : Output::fail(target, error);
+    FileConversion conversion;
+    conversion.read = [](const RKMediaDescriptor& from, RKMediaError* error) {
+        const RKImageLoader& loader = *RKImageLoader::instance();
+        QImage image = loader.bitmap(from, QSize(), error).convertToFormat(QImage::Format_RGB32);
+        if (image.isNull())
+            return RKDrawable();
+        // Faces are recorded on the stored picture; the decoded one is upright.
+        const RKMetaData metaData = loader.copyMetaData(from);
+        metaData.facePositions().toUpright(metaData.imageOrientation()).renderInto(&image);
+        return RKDrawable(image);
+    };
+    return conversion.run(file, target).report();
 }
 
 void addFacesOfOneFile(CLI::App& faces,
     const char* name,
     const char* description,
-    int (*run)(const QString&),
+    int (*run)(const InputFile&),
     Command& command)
 {
     CLI::App* action = faces.add_subcommand(name, description);
     const CLI::Option* file = action->add_option("FILE", "The picture")->required();
     action->callback([&command, file, run] {
         command.run
-            = [path = Arguments::toPath(file->as<std::string>()), run]() { return run(path); };
+            = [input = InputFile::of(file->as<std::string>()), run]() { return run(input); };
     });
 }
 
@@ -146,16 +154,16 @@ void addFacesOfTwoFiles(CLI::App& faces,
     const char* name,
     const char* description,
     const char* second,
-    int (*run)(const QString&, const QString&),
+    int (*run)(const InputFile&, const QString&),
     Command& command)
 {
     CLI::App* action = faces.add_subcommand(name, description);
     const CLI::Option* file = action->add_option("FILE", "The picture")->required();
     const CLI::Option* other = action->add_option(second, "The other file")->required();
     action->callback([&command, file, other, run] {
-        command.run = [path = Arguments::toPath(file->as<std::string>()),
+        command.run = [input = InputFile::of(file->as<std::string>()),
                           otherPath = Arguments::toPath(other->as<std::string>()),
-                          run]() { return run(path, otherPath); };
+                          run]() { return run(input, otherPath); };
     });
 }
 

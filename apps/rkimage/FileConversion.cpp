@@ -1,26 +1,29 @@
 #include "FileConversion.h"
 
-#include "Output.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "Writing.h"
 
-int FileConversion::run(const QString& source, const QString& target) const
+Result FileConversion::run(const InputFile& source, const QString& target) const
 {
-    const RKMediaDescriptor from{QFileInfo(source)};
+    Result result(source);
     const RKMediaDescriptor to{QFileInfo(target)};
-    if (const RKMediaError error = Writing::formatError(to); error.isError())
-        return Output::fail(target, error);
+    if (const RKMediaError error = Writing::formatError(to); error.isError()) {
+        result.fail(target, error);
+        return result;
+    }
 
     RKMediaError error;
-    const RKDrawable picture = read(from, &error);
+    const RKDrawable picture = read(RKMediaDescriptor(QFileInfo(source.path)), &error);
     // Also of a picture that is not whole.
     if (error.isError())
-        Output::fail(source, error);
+        result.fail(error);
     if (picture.isNull())
-        return Output::SomeFailed;
+        return result;
     RKMediaError saveError;
-    if (!RKMediaLoader::instance()->save(to, picture, &saveError)
-        || (finish && !finish(to, &saveError)))
-        return Output::fail(target, saveError);
-    return error.isError() ? Output::SomeFailed : Output::AllDone;
+    if (RKMediaLoader::instance()->save(to, picture, &saveError)
+        && (!finish || finish(to, &saveError)))
+        result.addWritten(target, picture.size());
+    else
+        result.fail(target, saveError);
+    return result;
 }

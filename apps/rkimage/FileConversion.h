@@ -1,8 +1,10 @@
 #pragma once
 
+#include "InputFiles.h"
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 #include "RKImageLoader/media/RKMediaError.h"
+#include "Result.h"
 
 #include <QString>
 
@@ -16,6 +18,6 @@ struct FileConversion
     /// What remains to be done when the picture is saved; false when that fails.
     std::function<bool(const RKMediaDescriptor& target, RKMediaError* error)> finish;
 
-    /// Checks both files, converts, and prints a line about what fails. Returns the exit code.
-    int run(const QString& source, const QString& target) const;
+    /// Checks both files and converts.
+    Result run(const InputFile& source, const QString& target) const;
 };

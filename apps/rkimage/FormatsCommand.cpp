@@ -24,56 +24,45 @@ QStringList decoderNames(const RKMediaFormat& format)
     return names;
 }
 
-QJsonObject describe(const RKMediaFormat& format)
+struct Access
 {
-    return {{QStringLiteral("format"), format.defaultExtension()},
-        {QStringLiteral("description"), format.description()},
-        {QStringLiteral("extensions"), QJsonArray::fromStringList(format.fileExtensions())}};
-}
+    bool isReadable = false;
+    bool isWritable = false;
+};
 
-void printRow(const QString& access, const RKMediaFormat& format, const QString& note)
+void print(const RKMediaFormat& format, const Access& access)
 {
-    const QString line
-        = QStringLiteral("%1 %2  %3")
-              .arg(access, format.defaultExtension().leftJustified(5), format.description());
+    const QStringList decoders = access.isReadable ? decoderNames(format) : QStringList();
+    if (!Output::isText()) {
+        Output::printResult({{QStringLiteral("format"), format.defaultExtension()},
+            {QStringLiteral("description"), format.description()},
+            {QStringLiteral("extensions"), QJsonArray::fromStringList(format.fileExtensions())},
+            {QStringLiteral("readable"), access.isReadable},
+            {QStringLiteral("writable"), access.isWritable},
+            {QStringLiteral("decoders"), QJsonArray::fromStringList(decoders)}});
+        return;
+    }
+    const QString note = access.isReadable ? decoders.join(QStringLiteral(", "))
+                                           : QStringLiteral("no decoder in this build");
+    const QString line = QStringLiteral("%1%2 %3  %4")
+                             .arg(access.isReadable ? u'r' : u'-')
+                             .arg(access.isWritable ? u'w' : u' ')
+                             .arg(format.defaultExtension().leftJustified(5), format.description());
     Output::print(note.isEmpty() ? line : line + QStringLiteral("  [%1]").arg(note));
 }
 
-int listFormats(bool json)
+int listFormats()
 {
     const RKMediaFormatList readable = RKMediaLoader::instance()->supportedMediaFormats();
     // Not of all loaders, since videos count as writable but never are.
     const RKMediaFormatList writable = RKImageLoader::instance()->writableMediaFormats();
-    RKMediaFormatList unreadable = RKMediaFormatList::all();
-    unreadable.removeIf([&](const RKMediaFormat& format) { return readable.contains(format); });
-
-    if (json) {
-        QJsonArray readableArray;
-        for (const RKMediaFormat& format : readable) {
-            QJsonObject entry = describe(format);
-            entry[QStringLiteral("decoders")] = QJsonArray::fromStringList(decoderNames(format));
-            readableArray << entry;
-        }
-        QJsonArray writableArray;
-        for (const RKMediaFormat& format : writable)
-            writableArray << describe(format);
-        QJsonArray unreadableArray;
-        for (const RKMediaFormat& format : unreadable)
-            unreadableArray << describe(format);
-        Output::print(QJsonDocument(QJsonObject{{QStringLiteral("readable"), readableArray},
-            {QStringLiteral("writable"), writableArray},
-            {QStringLiteral("unreadable"), unreadableArray}}));
-        return Output::AllDone;
+    for (const RKMediaFormat& format : readable)
+        print(format, {true, writable.contains(format)});
+    const RKMediaFormatList all = RKMediaFormatList::all();
+    for (const RKMediaFormat& format : all) {
+        if (!readable.contains(format))
+            print(format, {});
     }
-
-    for (const RKMediaFormat& format : readable) {
-        const QStringList names = decoderNames(format);
-        printRow(writable.contains(format) ? QStringLiteral("rw") : QStringLiteral("r "),
-            format,
-            names.join(QStringLiteral(", ")));
-    }
-    for (const RKMediaFormat& format : unreadable)
-        printRow(QStringLiteral("- "), format, QStringLiteral("no decoder in this build"));
     return Output::AllDone;
 }
 
@@ -82,8 +71,5 @@ int listFormats(bool json)
 void addFormatsCommand(CLI::App& app, Command& command)
 {
     CLI::App* formats = app.add_subcommand("formats", "List the readable and writable formats");
-    const CLI::Option* json = formats->add_flag("--json")->description("Print JSON");
-    formats->callback([&command, json] {
-        command.run = [json = json->count() > 0]() { return listFormats(json); };
-    });
+    formats->callback([&command] { command.run = listFormats; });
 }

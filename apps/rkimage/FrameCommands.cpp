@@ -1,9 +1,11 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "InputFiles.h"
 #include "Output.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
+#include "Result.h"
 #include "Storyboard.h"
 #include "Writing.h"
 
@@ -69,38 +71,30 @@ constexpr qsizetype kMaxTiles = 400;
 // Single frames may be damaged; after so many in a row the video is taken to be over.
 constexpr int kMaxFailedFrames = 5;
 
-struct Failure
+bool isVideo(const RKMediaDescriptor& descriptor, Result& result)
 {
-    QString file;
     RKMediaError error;
-};
-
-int report(const Failure& failure)
-{
-    return Output::fail(failure.file, failure.error);
+    const bool isMeasured = RKVideoLoader::instance()->size(descriptor, &error).isValid();
+    if (!isMeasured)
+        result.fail(error);
+    return isMeasured;
 }
 
-std::optional<Failure> failureOfVideo(const QString& video)
-{
-    const RKMediaDescriptor descriptor{QFileInfo(video)};
-    RKMediaError error;
-    if (RKVideoLoader::instance()->size(descriptor, &error).isValid())
-        return {};
-    return Failure{video, error};
-}
-
-std::optional<Failure> failureOfTarget(const QString& picture)
+bool isWritable(const QString& picture, Result& result)
 {
     const RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(picture)));
-    return error.isError() ? std::optional(Failure{picture, error}) : std::nullopt;
+    if (error.isError())
+        result.fail(picture, error);
+    return !error.isError();
 }
 
-std::optional<Failure> save(const RKDrawable& drawable, const QString& picture)
+void save(const RKDrawable& drawable, const QString& picture, Result& result)
 {
     RKMediaError error;
     if (RKImageLoader::instance()->save(RKMediaDescriptor(QFileInfo(picture)), drawable, &error))
-        return {};
-    return Failure{picture, error};
+        result.addWritten(picture, drawable.size());
+    else
+        result.fail(picture, error);
 }
 
 RKMediaDescriptor withFrame(RKMediaDescriptor descriptor, const RKVideoFrameIndex& frame)
@@ -169,22 +163,23 @@ QList<RKVideoFrameIndex> wantedFrames(
 class FramesExport
 {
 public:
-    FramesExport(const QString& video, const FramesRequest& request)
+    FramesExport(const InputFile& video, const FramesRequest& request)
         : m_video(video)
         , m_request(request)
-        , m_descriptor(QFileInfo(video))
+        , m_descriptor(QFileInfo(video.path))
     {
     }
 
     int run()
     {
-        if (const auto failure = prepare())
-            return report(*failure);
+        Result result(m_video);
+        if (!prepare(result))
+            return result.report();
         const int exitCode = takeFrames();
         if (!hasSheet())
             return exitCode;
-        const auto failure = save(m_storyboard.image(), m_request.sheet);
-        return failure ? report(*failure) : exitCode;
+        save(m_storyboard.image(), m_request.sheet, result);
+        return std::max(result.report(), exitCode);
     }
 
 private:
@@ -199,26 +194,21 @@ private:
     }
 
     /// All that can go wrong before there is a picture.
-    std::optional<Failure> prepare()
+    bool prepare(Result& result)
     {
-        if (auto failure = failureOfVideo(m_video))
-            return failure;
-        if (hasSheet()) {
-            if (auto failure = failureOfTarget(m_request.sheet))
-                return failure;
-        }
+        if (!isVideo(m_descriptor, result) || (hasSheet() && !isWritable(m_request.sheet, result)))
+            return false;
         m_frames = wantedFrames(m_descriptor, m_request);
         if (hasSheet() && m_frames.size() > kMaxTiles) {
-            return Failure{m_request.sheet,
+            result.fail(m_request.sheet,
                 RKMediaError(RKMediaErrorCode::TooLarge,
-                    QStringLiteral("a sheet holds at most %1 pictures").arg(kMaxTiles))};
-        }
-        if (hasFolder() && !QDir().mkpath(m_request.folder)) {
-            return Failure{m_request.folder,
+                    QStringLiteral("a sheet holds at most %1 pictures").arg(kMaxTiles)));
+        } else if (hasFolder() && !QDir().mkpath(m_request.folder)) {
+            result.fail(m_request.folder,
                 RKMediaError(
-                    RKMediaErrorCode::NotWritable, QStringLiteral("the folder can't be made"))};
+                    RKMediaErrorCode::NotWritable, QStringLiteral("the folder can't be made")));
         }
-        return {};
+        return result.isDone();
     }
 
     int takeFrames()
@@ -227,37 +217,41 @@ private:
         int failedInARow = 0;
         ProgressBar progress(m_frames.size());
         for (const RKVideoFrameIndex& frame : m_frames.mid(0, kMaxPictures)) {
-            const auto failure = takeFrame(frame);
+            const Result result = takeFrame(frame);
             progress.step();
-            if (!failure) {
-                failedInARow = 0;
-                continue;
-            }
-            exitCode = report(*failure);
-            if (++failedInARow == kMaxFailedFrames)
+            exitCode = std::max(exitCode, result.report());
+            failedInARow = result.isDone() ? 0 : failedInARow + 1;
+            if (failedInARow == kMaxFailedFrames)
                 break;
         }
         if (m_frames.size() <= kMaxPictures || failedInARow == kMaxFailedFrames)
             return exitCode;
-        Output::printFailure(
-            m_video, QStringLiteral("these are the first %1 pictures").arg(kMaxPictures));
-        return Output::SomeFailed;
+        Result result(m_video);
+        result.fail(RKMediaError(RKMediaErrorCode::TooLarge,
+            QStringLiteral("these are the first %1 pictures").arg(kMaxPictures)));
+        return result.report();
     }
 
-    std::optional<Failure> takeFrame(const RKVideoFrameIndex& frame)
+    Result takeFrame(const RKVideoFrameIndex& frame)
     {
+        const RKFramesPerSecond rate = RKVideoLoader::instance()->framesPerSecond(m_descriptor);
+        Result result(m_video);
+        result.insert(QStringLiteral("frame"), frame.frame());
+        result.insert(QStringLiteral("ms"), rate.frameIndex2ms(frame));
         // Whole frames only where they are saved.
         const QSize size = hasFolder() ? QSize() : Storyboard::tileSize();
         RKMediaError error;
         const RKDrawable drawable = RKVideoLoader::instance()->drawable(
             withFrame(m_descriptor, frame), size, RKImageOption(), &error);
-        if (drawable.isNull())
-            return Failure{m_video, ofFrame(frame, error)};
-        if (hasSheet()) {
-            const RKFramesPerSecond rate = RKVideoLoader::instance()->framesPerSecond(m_descriptor);
-            m_storyboard.add(drawable.image(), rate.describe(frame));
+        if (drawable.isNull()) {
+            result.fail(ofFrame(frame, error));
+            return result;
         }
-        return hasFolder() ? save(drawable, pictureOf(frame)) : std::nullopt;
+        if (hasSheet())
+            m_storyboard.add(drawable.image(), rate.describe(frame));
+        if (hasFolder())
+            save(drawable, pictureOf(frame), result);
+        return result;
     }
 
     QString pictureOf(const RKVideoFrameIndex& frame) const
@@ -267,7 +261,7 @@ private:
         return QDir(m_request.folder).filePath(name + QStringLiteral(".jpg"));
     }
 
-    QString m_video;
+    InputFile m_video;
     FramesRequest m_request;
     RKMediaDescriptor m_descriptor;
     QList<RKVideoFrameIndex> m_frames;
@@ -275,22 +269,25 @@ private:
 };
 
 int saveFrame(
-    const QString& video, const QString& target, const FrameChoice& choice, const QSize& size)
+    const InputFile& video, const QString& target, const FrameChoice& choice, const QSize& size)
 {
-    if (const auto failure = failureOfVideo(video))
-        return report(*failure);
-    if (const auto failure = failureOfTarget(target))
-        return report(*failure);
+    const RKMediaDescriptor descriptor{QFileInfo(video.path)};
+    Result result(video);
+    if (!isVideo(descriptor, result) || !isWritable(target, result))
+        return result.report();
 
-    const RKMediaDescriptor descriptor{QFileInfo(video)};
     const RKVideoFrameIndex frame = chosenFrame(descriptor, choice);
     RKMediaError error;
     const RKDrawable drawable = RKVideoLoader::instance()->drawable(
         withFrame(descriptor, frame), size, RKImageOption(), &error);
     if (drawable.isNull())
-        return report({video, ofFrame(frame, error)});
-    const auto failure = save(drawable, target);
-    return failure ? report(*failure) : Output::AllDone;
+        result.fail(ofFrame(frame, error));
+    else
+        save(drawable, target, result);
+    const RKVideoFrameIndex taken
+        = frame.isValid() ? frame : RKVideoLoader::instance()->defaultFrameIndex(descriptor);
+    result.insert(QStringLiteral("frame"), taken.frame());
+    return result.report();
 }
 
 bool isCount(const std::string& text)
@@ -341,7 +338,7 @@ void addFrameCommand(CLI::App& app, Command& command)
     frame->footer("rkimage frame --at 0:05.5 holiday.mp4 still.png");
     frame->callback([arguments, &command] {
         command.run = [arguments]() {
-            return saveFrame(Arguments::toPath(arguments->video),
+            return saveFrame(InputFile::of(arguments->video),
                 Arguments::toPath(arguments->target),
                 parseChoice(arguments->place).value_or(arguments->choice),
                 Arguments::parseSize(arguments->size).value_or(QSize()));
@@ -375,7 +372,7 @@ void addFramesCommand(CLI::App& app, Command& command)
                 arguments->count,
                 Arguments::toPath(arguments->folder),
                 Arguments::toPath(arguments->sheet)};
-            return FramesExport(Arguments::toPath(arguments->video), request).run();
+            return FramesExport(InputFile::of(arguments->video), request).run();
         };
     });
 }

@@ -1,6 +1,5 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "ErrorName.h"
 #include "InputFiles.h"
 #include "MetaDataJson.h"
 #include "Output.h"
@@ -9,6 +8,7 @@
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
+#include "Result.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -21,37 +21,13 @@
 
 namespace {
 
-enum class Style
-{
-    Text,
-    /// One array of all files.
-    Json,
-    /// An object a line.
-    JsonLines,
-    /// A line a file, with the chosen values only.
-    Csv
-};
-
 struct InfoArguments
 {
     InputFiles files;
-    bool isJson = false;
-    bool isJsonLines = false;
     bool isCsv = false;
     bool isAll = false;
     Arguments::Texts fields;
-
-    Style style() const
-    {
-        if (isJson)
-            return Style::Json;
-        if (isJsonLines)
-            return Style::JsonLines;
-        return isCsv || !fields.empty() ? Style::Csv : Style::Text;
-    }
 };
-
-const QString kError = QStringLiteral("error");
 
 // What a table has when nobody says otherwise.
 const QStringList kUsualFields{QStringLiteral("file"),
@@ -66,12 +42,6 @@ QString kindOf(const RKMediaFormat& format)
     if (format.isVideo())
         return QStringLiteral("video");
     return format.isSVG() ? QStringLiteral("vector") : QStringLiteral("bitmap");
-}
-
-void insertAll(QJsonObject& target, const QJsonObject& source)
-{
-    for (auto entry = source.begin(); entry != source.end(); ++entry)
-        target[entry.key()] = entry.value();
 }
 
 struct Sizes
@@ -94,8 +64,7 @@ Sizes measure(const RKMediaDescriptor& descriptor)
     }
     const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
     sizes.unrotated = metaData.unrotatedSize();
-    sizes.displayed
-        = metaData.imageIsTiltedByMetadata() ? sizes.unrotated.transposed() : sizes.unrotated;
+    sizes.displayed = MetaDataJson::uprightSize(metaData);
     if (!sizes.unrotated.isValid())
         loader.size(descriptor, &sizes.error);
     return sizes;
@@ -126,15 +95,14 @@ QDateTime recordingDate(const RKMediaDescriptor& descriptor)
         : RKImageLoader::instance()->recordingDate(descriptor);
 }
 
-/// All that is known of a file; with the keys "error" and "reason" if it could not be read.
-QJsonObject describe(const InputFile& file, MetaDataJson::Extent extent)
+/// All that is known of a file.
+Result describe(const InputFile& file, MetaDataJson::Extent extent)
 {
     const RKMediaDescriptor descriptor{QFileInfo(file.path)};
-    QJsonObject entry{{QStringLiteral("file"), QString::fromLocal8Bit(file.name)}};
-    const auto fail = [&entry](const RKMediaError& error) {
-        entry[kError] = error.text();
-        entry[QStringLiteral("reason")] = ErrorName::of(error.code());
-        return entry;
+    Result result(file);
+    const auto fail = [&result](const RKMediaError& error) {
+        result.fail(error);
+        return result;
     };
 
     const RKMediaFormat format = descriptor.mediaFormat();
@@ -146,30 +114,30 @@ QJsonObject describe(const InputFile& file, MetaDataJson::Extent extent)
         return fail(error);
     }
 
-    entry[QStringLiteral("format")] = format.defaultExtension();
-    entry[QStringLiteral("description")] = format.description();
-    entry[QStringLiteral("kind")] = kindOf(format);
+    result.insert(QStringLiteral("format"), format.defaultExtension());
+    result.insert(QStringLiteral("description"), format.description());
+    result.insert(QStringLiteral("kind"), kindOf(format));
     const Sizes sizes = measure(descriptor);
     // The metadata of a file whose name lies, or of one that nobody can decode, can be read.
     if (sizes.error.contentFormat() != MEDIA_FORMAT_UNKNOWN)
         fail(sizes.error);
     else if (sizes.error.isError() && !sizes.displayed.isValid())
         return fail(sizes.error);
-    entry[QStringLiteral("size")] = MetaDataJson::fromSize(sizes.displayed);
-    entry[QStringLiteral("unrotatedSize")] = MetaDataJson::fromSize(sizes.unrotated);
+    result.insert(QStringLiteral("size"), MetaDataJson::fromSize(sizes.displayed));
+    result.insert(QStringLiteral("unrotatedSize"), MetaDataJson::fromSize(sizes.unrotated));
 
     if (format.isBitmap()) {
         const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
-        entry[QStringLiteral("orientation")] = int(metaData.imageOrientation());
-        insertAll(entry, MetaDataJson::fromMetaData(metaData, extent));
+        result.insert(QStringLiteral("orientation"), int(metaData.imageOrientation()));
+        result.insert(MetaDataJson::fromMetaData(metaData, sizes.displayed, extent));
     } else {
-        entry[QStringLiteral("orientation")] = int(loader.imageOrientation(descriptor));
+        result.insert(QStringLiteral("orientation"), int(loader.imageOrientation(descriptor)));
     }
     if (format.isVideo())
-        insertAll(entry, describeVideo(descriptor));
+        result.insert(describeVideo(descriptor));
     if (const QDateTime recorded = recordingDate(descriptor); recorded.isValid())
-        entry[QStringLiteral("recordingDate")] = recorded.toString(Qt::ISODate);
-    return entry;
+        result.insert(QStringLiteral("recordingDate"), recorded.toString(Qt::ISODate));
+    return result;
 }
 
 QString toText(const QJsonValue& value)
@@ -232,77 +200,39 @@ QString asCsv(const QString& text)
         : text;
 }
 
-/// Prints the entries as they come.
-class InfoPrinter
+void printRow(QStringList row)
 {
-public:
-    InfoPrinter(Style style, const QStringList& fields)
-        : m_style(style)
-        , m_fields(fields.isEmpty() ? kUsualFields : fields)
-    {
-        if (m_style == Style::Json)
-            Output::print(QStringLiteral("["));
-        if (m_style == Style::Csv)
-            printRow(m_fields);
-    }
+    std::transform(row.begin(), row.end(), row.begin(), asCsv);
+    Output::print(row.join(u','));
+}
 
-    void print(const QJsonObject& entry)
-    {
-        switch (m_style) {
-        case Style::Text:
-            if (!entry.contains(kError))
-                printAsText(entry);
-            break;
-        case Style::Json:
-            Output::print((m_isFirst ? QString() : QStringLiteral(","))
-                + QString::fromUtf8(QJsonDocument(entry).toJson()).trimmed());
-            break;
-        case Style::JsonLines: Output::printLine(entry); break;
-        case Style::Csv: {
-            QStringList row;
-            for (const QString& field : m_fields)
-                row << toText(valueAt(entry, field));
-            printRow(row);
-            break;
-        }
-        }
-        m_isFirst = false;
-    }
-
-    void finish() const
-    {
-        if (m_style == Style::Json)
-            Output::print(QStringLiteral("]"));
-    }
-
-private:
-    static void printRow(QStringList row)
-    {
-        std::transform(row.begin(), row.end(), row.begin(), asCsv);
-        Output::print(row.join(u','));
-    }
-
-    Style m_style;
-    QStringList m_fields;
-    bool m_isFirst = true;
-};
+void printRow(const QJsonObject& entry, const QStringList& fields)
+{
+    QStringList row;
+    for (const QString& field : fields)
+        row << toText(valueAt(entry, field));
+    printRow(row);
+}
 
 int describeFiles(InfoArguments& arguments)
 {
     const auto extent = arguments.isAll ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
-    InfoPrinter printer(arguments.style(), Arguments::toTexts(arguments.fields));
+    const bool isTable = arguments.isCsv || !arguments.fields.empty();
+    const QStringList fields
+        = arguments.fields.empty() ? kUsualFields : Arguments::toTexts(arguments.fields);
+    if (isTable)
+        printRow(fields);
     int failures = 0;
     arguments.files.forEach([&](const InputFile& file) {
-        const QJsonObject entry = describe(file, extent);
-        if (entry.contains(kError)) {
-            ++failures;
-            Output::printFailure(file.name, entry[kError].toString());
-        }
-        printer.print(entry);
+        const Result result = describe(file, extent);
+        failures += result.report() != Output::AllDone;
+        if (isTable)
+            printRow(result.toJson(), fields);
+        else if (Output::isText() && result.isDone())
+            printAsText(result.toJson());
         // Nobody asks for a file again, and thousands would fill the memory.
         RKImageLoader::instance()->clearMetaDataCache();
     });
-    printer.finish();
     return arguments.files.finish(failures);
 }
 
@@ -313,22 +243,20 @@ void addInfoCommand(CLI::App& app, Command& command)
     const auto arguments = std::make_shared<InfoArguments>();
     CLI::App* info = app.add_subcommand("info", "Tell what is known of files");
     arguments->files.addTo(*info);
-    CLI::Option* json = info->add_flag("--json", arguments->isJson, "Print JSON");
-    CLI::Option* lines
-        = info->add_flag("--jsonl", arguments->isJsonLines, "Print a line of JSON for each file");
     CLI::Option* csv
         = info->add_flag("--csv", arguments->isCsv, "Print a table with a line for each file");
     info->add_flag("--all", arguments->isAll, "Print every datum of the metadata, too");
-    info->add_option("--fields",
-            arguments->fields,
-            "What the table has, by the names of --json: file,size,geoPosition.latitude")
-        ->type_name("NAME,...")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->excludes(json)
-        ->excludes(lines);
-    json->excludes(lines)->excludes(csv);
-    lines->excludes(csv);
+    CLI::Option* fields
+        = info->add_option("--fields",
+                  arguments->fields,
+                  "What the table has, by the names of --json: file,size,geoPosition.latitude")
+              ->type_name("NAME,...")
+              ->delimiter(',')
+              ->allow_extra_args(false);
+    for (const char* json : {"--json", "--jsonl"}) {
+        csv->excludes(app.get_option(json));
+        fields->excludes(app.get_option(json));
+    }
     info->footer("rkimage info photo.jpg\n"
                  "rkimage info --recursive --csv --fields file,size,fields.author album");
     info->callback(

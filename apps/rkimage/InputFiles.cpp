@@ -4,6 +4,7 @@
 #include "Output.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "Result.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -12,6 +13,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -30,7 +32,20 @@ bool isExpressible(const std::string& name)
     return QFile::encodeName(QFile::decodeName(name.c_str())).toStdString() == name;
 }
 
+RKMediaError folderError(const std::error_code& error)
+{
+    const bool isForbidden = error == std::errc::permission_denied;
+    return RKMediaError(isForbidden ? RKMediaErrorCode::NoPermission : RKMediaErrorCode::Unreadable,
+        QStringLiteral("the folder can't be read: %1")
+            .arg(QString::fromLocal8Bit(error.message().c_str())));
+}
+
 } // namespace
+
+InputFile InputFile::of(const std::string& argument)
+{
+    return {bytesOf(argument), QFile::decodeName(argument.c_str())};
+}
 
 void InputFiles::addTo(CLI::App& command)
 {
@@ -65,7 +80,9 @@ void InputFiles::forEach(const std::function<void(const InputFile& file)>& work)
             if (!visit(open(argument)))
                 return;
         } else if (!m_isRecursive) {
-            fail(argument, QStringLiteral("is a folder; --recursive works on its files"));
+            fail(argument,
+                RKMediaError(RKMediaErrorCode::NotAFile,
+                    QStringLiteral("is a folder; --recursive works on its files")));
         } else if (!visitFolder(argument, {}, visit)) {
             return;
         }
@@ -94,7 +111,7 @@ bool InputFiles::visitFolder(
 {
     struct stat status = {};
     if (::stat(folder.c_str(), &status) != 0)
-        return fail(folder, QStringLiteral("the folder can't be read"));
+        return fail(folder, folderError(std::error_code(errno, std::generic_category())));
     // A link may lead back to where it came from.
     if (!ancestors.emplace(status.st_dev, status.st_ino).second)
         return true;
@@ -108,7 +125,7 @@ bool InputFiles::visitFolder(
             names.push_back(entry->path().native());
     }
     if (error)
-        fail(folder, QString::fromLocal8Bit(error.message().c_str()));
+        fail(folder, folderError(error));
     std::sort(names.begin(), names.end());
 
     return std::all_of(names.begin(), names.end(), [&](const std::string& name) {
@@ -133,7 +150,7 @@ bool InputFiles::isWanted(const std::string& path) const
 InputFile InputFiles::open(const std::string& name)
 {
     if (isExpressible(name))
-        return {bytesOf(name), QFile::decodeName(name.c_str())};
+        return InputFile::of(name);
 
     if (!m_links)
         m_links = std::make_unique<QTemporaryDir>();
@@ -146,9 +163,11 @@ InputFile InputFiles::open(const std::string& name)
     return {bytesOf(name), link};
 }
 
-bool InputFiles::fail(const std::string& name, const QString& failure)
+bool InputFiles::fail(const std::string& name, const RKMediaError& error)
 {
     ++m_failures;
-    Output::printFailure(bytesOf(name), failure);
+    Result result(InputFile::of(name));
+    result.fail(error);
+    result.report();
     return true;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKMediaError.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QTemporaryDir>
@@ -18,6 +20,9 @@ class App;
 /// A file that a command works on.
 struct InputFile
 {
+    /// The file of an argument.
+    static InputFile of(const std::string& argument);
+
     /// The bytes that name it, as they were given or found; for messages and results.
     QByteArray name;
     /// How Qt opens it: the same unless the name isn't in the system's encoding.
@@ -59,7 +64,7 @@ private:
     bool visitFolder(const std::string& folder, std::set<FolderId> ancestors, const Visit& visit);
     bool isWanted(const std::string& path) const;
     InputFile open(const std::string& name);
-    bool fail(const std::string& name, const QString& failure);
+    bool fail(const std::string& name, const RKMediaError& error);
 
     std::vector<std::string> m_arguments;
     std::vector<std::string> m_extensions;

@@ -53,19 +53,32 @@ QJsonObject allData(const RKMetaData& metaData)
 
 } // namespace
 
+QJsonArray MetaDataJson::fromRect(const QRectF& rect)
+{
+    return {rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
 QJsonArray MetaDataJson::fromSize(const QSize& size)
 {
     return {size.width(), size.height()};
 }
 
-QJsonArray MetaDataJson::fromFaces(const RKFacePositions& faces)
+QSize MetaDataJson::uprightSize(const RKMetaData& metaData)
+{
+    const QSize size = metaData.unrotatedSize();
+    return metaData.imageIsTiltedByMetadata() ? size.transposed() : size;
+}
+
+QJsonArray MetaDataJson::fromFaces(const RKMetaData& metaData, const QSize& uprightSize)
 {
     QJsonArray array;
-    const QList<RKFacePosition> positions = faces.facePositions();
-    for (const RKFacePosition& face : positions) {
-        const QRectF rect = face.rect();
-        array << QJsonObject{
-            {QStringLiteral("rect"), QJsonArray{rect.x(), rect.y(), rect.width(), rect.height()}},
+    const RKFacePositions stored = metaData.facePositions();
+    const QList<QRect> pixels = stored.toUpright(metaData.imageOrientation()).rects(uprightSize);
+    const QList<RKFacePosition> positions = stored.facePositions();
+    for (qsizetype i = 0; i < positions.size(); ++i) {
+        const RKFacePosition& face = positions[i];
+        array << QJsonObject{{QStringLiteral("pixels"), fromRect(pixels.value(i))},
+            {QStringLiteral("rect"), fromRect(face.rect())},
             {QStringLiteral("name"), face.name()},
             {QStringLiteral("clusterId"), face.clusterId().id()},
             {QStringLiteral("engine"),
@@ -76,7 +89,8 @@ QJsonArray MetaDataJson::fromFaces(const RKFacePositions& faces)
     return array;
 }
 
-QJsonObject MetaDataJson::fromMetaData(const RKMetaData& metaData, Extent extent)
+QJsonObject MetaDataJson::fromMetaData(
+    const RKMetaData& metaData, const QSize& uprightSize, Extent extent)
 {
     QJsonObject object{
         {QStringLiteral("geoPosition"), fromPosition(metaData.geoPosition())},
@@ -96,7 +110,7 @@ QJsonObject MetaDataJson::fromMetaData(const RKMetaData& metaData, Extent extent
         {QStringLiteral("iccBytes"), metaData.iccData().size()},
         {QStringLiteral("isAdobeRGB"), metaData.isAdobeRGB()},
         {QStringLiteral("thumbnail"), sizeOrNull(metaData.thumbnailSize())},
-        {QStringLiteral("faces"), fromFaces(metaData.facePositions())},
+        {QStringLiteral("faces"), fromFaces(metaData, uprightSize)},
         {QStringLiteral("regionImageSize"), sizeOrNull(metaData.regionImageSize())},
         {QStringLiteral("numberOfRegions"), metaData.numberOfRegions()},
     };

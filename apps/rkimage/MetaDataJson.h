@@ -2,9 +2,9 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QRectF>
 #include <QSize>
 
-class RKFacePositions;
 class RKMetaData;
 
 /// Metadata and what belongs to them as JSON.
@@ -17,12 +17,21 @@ enum class Extent
     All
 };
 
+/// [x, y, width, height].
+QJsonArray fromRect(const QRectF& rect);
+
 /// [width, height].
 QJsonArray fromSize(const QSize& size);
 
-/// The metadata's values; texts that are empty are left out.
-QJsonObject fromMetaData(const RKMetaData& metaData, Extent extent);
+/// The metadata's values; texts that are empty are left out. The size is that of the upright
+/// picture.
+QJsonObject fromMetaData(const RKMetaData& metaData, const QSize& uprightSize, Extent extent);
 
-QJsonArray fromFaces(const RKFacePositions& faces);
+/// The size in which the picture is shown, by the metadata alone.
+QSize uprightSize(const RKMetaData& metaData);
+
+/// With their rectangles in the picture as stored, in parts of its sides, and in the upright
+/// picture of that size, in pixels.
+QJsonArray fromFaces(const RKMetaData& metaData, const QSize& uprightSize);
 
 } // namespace MetaDataJson

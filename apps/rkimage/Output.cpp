@@ -4,17 +4,25 @@
 #include "Interruption.h"
 #include "ProgressBar.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <mutex>
 
 namespace {
 
+Output::Style s_style = Output::Style::Text;
 bool s_isQuiet = false;
 std::atomic<bool> s_isLost = false;
 std::atomic<bool> s_isReaderGone = false;
+// Guards what follows, and the order of results.
+std::mutex s_resultMutex;
+bool s_hasResults = false;
 
 void writeTo(std::FILE* stream, const QByteArray& bytes)
 {
@@ -43,6 +51,16 @@ QByteArray failureLine(const QByteArray& file, const QString& failure)
 
 } // namespace
 
+void Output::setStyle(Style style)
+{
+    s_style = style;
+}
+
+bool Output::isText()
+{
+    return s_style == Style::Text;
+}
+
 void Output::setQuiet(bool isQuiet)
 {
     s_isQuiet = isQuiet;
@@ -60,17 +78,25 @@ void Output::print(const QString& text)
 
 void Output::print(const QByteArray& line)
 {
-    printLineTo(stdout, line);
+    if (isText())
+        printLineTo(stdout, line);
 }
 
-void Output::print(const QJsonDocument& json)
+void Output::printResult(const QJsonObject& result)
 {
-    writeTo(stdout, json.toJson());
+    const QJsonDocument document(result);
+    const std::lock_guard lock(s_resultMutex);
+    if (s_style == Style::JsonLines)
+        printLineTo(stdout, document.toJson(QJsonDocument::Compact));
+    else
+        writeTo(stdout, (s_hasResults ? ",\n" : "[\n") + document.toJson().trimmed());
+    s_hasResults = true;
 }
 
-void Output::printLine(const QJsonObject& json)
+void Output::endResults()
 {
-    print(QJsonDocument(json).toJson(QJsonDocument::Compact));
+    if (s_style == Style::Json)
+        printLineTo(stdout, s_hasResults ? "\n]" : "[]");
 }
 
 void Output::note(const QString& text)
@@ -117,17 +143,6 @@ void Output::printFailure(const QByteArray& file, const QString& failure)
 void Output::printFailure(const QString& file, const QString& failure)
 {
     printFailure(file.toUtf8(), failure);
-}
-
-int Output::fail(const QByteArray& file, const RKMediaError& error)
-{
-    printFailure(file, error.text());
-    return SomeFailed;
-}
-
-int Output::fail(const QString& file, const RKMediaError& error)
-{
-    return fail(file.toUtf8(), error);
 }
 
 void Output::warn(const QString& file, const QString& warning)

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "RKImageLoader/media/RKMediaError.h"
-
 #include <QByteArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QString>
+
+class QJsonObject;
 
 /// What the commands have in common when they write. Thread-safe.
 namespace Output {
@@ -18,16 +16,33 @@ enum ExitCode : int
     WrongUsage = 2
 };
 
+/// How results are printed.
+enum class Style
+{
+    /// For people, in each command's own way.
+    Text,
+    /// One JSON array of all results.
+    Json,
+    /// A line of JSON for each result.
+    JsonLines
+};
+
+/// Set once, before the first output.
+void setStyle(Style style);
+bool isText();
+
 /// Has only results and errors printed: no notes, warnings, summaries and progress bars.
 void setQuiet(bool isQuiet);
 bool isQuiet();
 
-/// A line of results; bytes for those that have names of files, which need not be UTF-8.
+/// A line of results for people, which nobody sees where results are JSON; bytes for those that
+/// have names of files, which need not be UTF-8.
 void print(const QString& text);
 void print(const QByteArray& line);
-void print(const QJsonDocument& json);
-/// On one line, for programs that read results as they come.
-void printLine(const QJsonObject& json);
+/// A result for programs.
+void printResult(const QJsonObject& result);
+/// Ends the array of all results, if there is one.
+void endResults();
 /// A line for people only.
 void note(const QString& text);
 /// Bytes as they are, those of a picture for instance.
@@ -45,9 +60,6 @@ QByteArray escaped(const QByteArray& name);
 /// One line on the error stream: the file, and why it failed.
 void printFailure(const QByteArray& file, const QString& failure);
 void printFailure(const QString& file, const QString& failure);
-/// The same, and the exit code for it.
-int fail(const QByteArray& file, const RKMediaError& error);
-int fail(const QString& file, const RKMediaError& error);
 /// One line on the error stream about what was done all the same.
 void warn(const QString& file, const QString& warning);
 

@@ -6,6 +6,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "Result.h"
 #include "Thumbnail.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
@@ -13,6 +14,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
@@ -86,13 +88,14 @@ void changeKeywords(RKMetaData& metaData, const MetaDataChanges& changes)
         metaData.setKeywords(keywords);
 }
 
-/// The failure, or nothing when the thumbnail is set.
-QString setThumbnail(
-    RKMetaData& metaData, const RKMediaDescriptor& descriptor, const QString& source)
+void setThumbnail(RKMetaData& metaData,
+    const RKMediaDescriptor& descriptor,
+    const QString& source,
+    Result& result)
 {
     if (source == QLatin1String("none")) {
         metaData.eraseThumbnail();
-        return {};
+        return;
     }
     const bool isOwn = source == QLatin1String("auto");
     const RKMediaDescriptor picture = isOwn ? descriptor : RKMediaDescriptor(QFileInfo(source));
@@ -102,37 +105,40 @@ QString setThumbnail(
         ? RKDrawable(loader.decodeBigDrawable(picture, Thumbnail::kSize))
         : loader.drawable(picture, Thumbnail::kSize, RKImageOption());
     if (drawable.isNull())
-        return QStringLiteral("no thumbnail can be made of %1").arg(source);
-    metaData.setThumbnail(drawable.image());
-    return {};
+        result.refuse(QStringLiteral("no thumbnail can be made of %1").arg(source));
+    else
+        metaData.setThumbnail(drawable.image());
 }
 
-QString shiftTaken(RKMetaData& metaData, qint64 seconds)
+void shiftTaken(RKMetaData& metaData, qint64 seconds, Result& result)
 {
     const QDateTime taken = metaData.pictureTaken();
-    if (!taken.isValid())
-        return QStringLiteral("nothing says when the picture was taken");
+    if (!taken.isValid()) {
+        result.refuse(QStringLiteral("nothing says when the picture was taken"));
+        return;
+    }
     // What clocks show is shifted, also across a change to or from summer time.
     const QDateTime shown(taken.date(), taken.time(), Qt::UTC);
     const QDateTime shifted = shown.addSecs(seconds);
     metaData.setPictureTaken(taken.timeSpec() == Qt::LocalTime
             ? QDateTime(shifted.date(), shifted.time())
             : QDateTime(shifted.date(), shifted.time(), Qt::OffsetFromUTC, taken.offsetFromUtc()));
-    return {};
 }
 
-QString setProfile(RKMetaData& metaData, const QString& path)
+void setProfile(RKMetaData& metaData, const QString& path, Result& result)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("can't open the profile %1: %2").arg(path, file.errorString());
-    metaData.setIccData(file.readAll());
-    return {};
+    if (file.open(QIODevice::ReadOnly))
+        metaData.setIccData(file.readAll());
+    else
+        result.fail(path, RKMediaError(RKMediaErrorCode::Unreadable, file.errorString()));
 }
 
-/// The failure, or nothing when all changes are made.
-QString apply(
-    const MetaDataChanges& changes, const RKMediaDescriptor& descriptor, RKMetaData& metaData)
+/// Makes all changes; what fails stands in the result.
+void apply(const MetaDataChanges& changes,
+    const RKMediaDescriptor& descriptor,
+    RKMetaData& metaData,
+    Result& result)
 {
     if (changes.rating)
         metaData.setAdobeRating(*changes.rating);
@@ -150,14 +156,12 @@ QString apply(
     writeText(metaData, RKMetaDataFieldEnum::copyright, changes.copyright);
     writeText(metaData, RKMetaDataFieldEnum::exifUserComment, changes.comment);
 
-    QString failure;
     if (changes.shiftSeconds)
-        failure = shiftTaken(metaData, *changes.shiftSeconds);
-    if (failure.isEmpty() && changes.profile)
-        failure = setProfile(metaData, *changes.profile);
-    if (failure.isEmpty() && changes.thumbnail)
-        failure = setThumbnail(metaData, descriptor, *changes.thumbnail);
-    return failure;
+        shiftTaken(metaData, *changes.shiftSeconds, result);
+    if (changes.profile)
+        setProfile(metaData, *changes.profile, result);
+    if (changes.thumbnail)
+        setThumbnail(metaData, descriptor, *changes.thumbnail, result);
 }
 
 QString asText(const QJsonValue& value)
@@ -170,21 +174,23 @@ QString asText(const QJsonValue& value)
 }
 
 /// What would change, value by value.
-void printChanges(const QString& file, const RKMetaData& before, const RKMetaData& after)
+QJsonArray changesBetween(const RKMetaData& before, const RKMetaData& after)
 {
     const auto valuesOf = [](const RKMetaData& metaData) {
-        QJsonObject values = MetaDataJson::fromMetaData(metaData, MetaDataJson::Extent::All);
+        QJsonObject values = MetaDataJson::fromMetaData(
+            metaData, MetaDataJson::uprightSize(metaData), MetaDataJson::Extent::All);
         values[QStringLiteral("orientation")] = int(metaData.imageOrientation());
         return values;
     };
-    QStringList lines{file};
-    const auto compare = [&lines](const QJsonObject& one, const QJsonObject& other) {
+    QJsonArray changes;
+    const auto compare = [&changes](const QJsonObject& one, const QJsonObject& other) {
         QStringList keys = one.keys() + other.keys();
         keys.removeDuplicates();
         for (const QString& key : qAsConst(keys)) {
             if (one[key] != other[key])
-                lines << QStringLiteral("  %1: %2 → %3")
-                             .arg(key, asText(one[key]), asText(other[key]));
+                changes << QJsonObject{{QStringLiteral("key"), key},
+                    {QStringLiteral("old"), one[key]},
+                    {QStringLiteral("new"), other[key]}};
         }
     };
     QJsonObject oldValues = valuesOf(before);
@@ -193,7 +199,18 @@ void printChanges(const QString& file, const RKMetaData& before, const RKMetaDat
     const QJsonObject newData = newValues.take(QStringLiteral("allData")).toObject();
     compare(oldValues, newValues);
     compare(oldData, newData);
-    Output::print(lines.size() > 1 ? lines.join(u'\n') : file + QStringLiteral(": no change"));
+    return changes;
+}
+
+void printChanges(const QString& file, const QJsonArray& changes)
+{
+    QStringList lines{file};
+    for (const auto& change : changes) {
+        lines << QStringLiteral("  %1: %2 → %3")
+                     .arg(
+                         change[u"key"].toString(), asText(change[u"old"]), asText(change[u"new"]));
+    }
+    Output::print(changes.isEmpty() ? file + QStringLiteral(": no change") : lines.join(u'\n'));
 }
 
 /// Keeps a copy of a file while it is changed: for good if the change was made and a copy is
@@ -207,15 +224,16 @@ public:
     {
     }
 
-    /// The failure, or nothing if there is a copy, made now or before.
-    QString make()
+    /// No error if there is a copy, made now or before.
+    RKMediaError make()
     {
         if (QFile::exists(m_copy))
             return {};
         QFile file(m_path);
         m_isOwn = file.copy(m_copy);
-        return m_isOwn ? QString()
-                       : QStringLiteral("no backup can be made: %1").arg(file.errorString());
+        return m_isOwn ? RKMediaError()
+                       : RKMediaError(RKMediaErrorCode::NotWritable,
+                           QStringLiteral("no backup can be made: %1").arg(file.errorString()));
     }
 
     void drop() const
@@ -242,16 +260,19 @@ void setModified(const QString& path, const QDateTime& time)
         file.setFileTime(time, QFileDevice::FileModificationTime);
 }
 
-/// The failure, or nothing when the file is as wanted.
-QString save(
-    const RKMediaDescriptor& descriptor, const RKMetaData& metaData, const MetaDataChanges& changes)
+/// Makes the file as wanted; what fails stands in the result.
+void save(const RKMediaDescriptor& descriptor,
+    const RKMetaData& metaData,
+    const MetaDataChanges& changes,
+    Result& result)
 {
     const QString path = descriptor.absoluteFilePath();
     BackupFile backup(path);
     if (changes.backup == MetaDataChanges::Backup::Keep) {
-        const QString failure = backup.make();
-        if (!failure.isEmpty())
-            return failure;
+        if (const RKMediaError error = backup.make(); error.isError()) {
+            result.fail(error);
+            return;
+        }
     }
     const QDateTime before = modified(path);
     RKMediaError error;
@@ -262,35 +283,40 @@ QString save(
         backup.drop();
     if (isWritten && changes.fileTime == MetaDataChanges::FileTime::Keep)
         setModified(path, before);
-    return error.text();
+    if (isWritten)
+        result.addWritten(path);
+    if (error.isError())
+        result.fail(error);
 }
 
-/// The failure, or nothing when the file is changed.
-QString changeFile(const InputFile& file, const MetaDataChanges& changes)
+Result changeFile(const InputFile& file, const MetaDataChanges& changes)
 {
     const RKMediaDescriptor descriptor{QFileInfo(file.path)};
-    if (!descriptor.fileInfo().exists())
-        return RKMediaError(RKMediaErrorCode::Missing).text();
+    Result result(file);
+    if (!descriptor.fileInfo().exists()) {
+        result.fail(RKMediaError(RKMediaErrorCode::Missing));
+        return result;
+    }
     const RKMetaData before = RKImageLoader::instance()->copyMetaData(descriptor);
     RKMetaData metaData = before;
-    const QString failure = apply(changes, descriptor, metaData);
-    if (!failure.isEmpty())
-        return failure;
-    if (changes.mode == MetaDataChanges::Mode::Write)
-        return save(descriptor, metaData, changes);
-    printChanges(QString::fromLocal8Bit(file.name), before, metaData);
-    return {};
+    apply(changes, descriptor, metaData, result);
+    if (!result.isDone())
+        return result;
+    if (changes.mode == MetaDataChanges::Mode::Write) {
+        save(descriptor, metaData, changes, result);
+    } else {
+        const QJsonArray changed = changesBetween(before, metaData);
+        result.insert(QStringLiteral("changes"), changed);
+        printChanges(QString::fromLocal8Bit(file.name), changed);
+    }
+    return result;
 }
 
 int changeFiles(InputFiles& files, const MetaDataChanges& changes)
 {
     int failures = 0;
     files.forEach([&](const InputFile& file) {
-        const QString failure = changeFile(file, changes);
-        if (!failure.isEmpty()) {
-            Output::printFailure(file.name, failure);
-            ++failures;
-        }
+        failures += changeFile(file, changes).report() != Output::AllDone;
     });
     return files.finish(failures);
 }

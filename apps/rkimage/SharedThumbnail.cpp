@@ -59,6 +59,11 @@ SharedThumbnail::SharedThumbnail(const QByteArray& name, const QString& path, in
 {
 }
 
+QString SharedThumbnail::path() const
+{
+    return m_file;
+}
+
 bool SharedThumbnail::isCurrent() const
 {
     // Not with QImageReader, which takes the colons for the end of a key.

@@ -18,6 +18,7 @@ public:
     /// path what Qt opens it by.
     SharedThumbnail(const QByteArray& name, const QString& path, int side);
 
+    QString path() const;
     /// There is one, of the file as it is.
     bool isCurrent() const;
     /// Replaces what is there; the picture fits into the size.

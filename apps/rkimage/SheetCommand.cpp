@@ -7,6 +7,7 @@
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "Result.h"
 #include "Writing.h"
 
 #include <QSaveFile>
@@ -47,23 +48,18 @@ Kind kindOf(const QString& target)
     return isHtml ? Kind::Html : Kind::Picture;
 }
 
-int fail(const QString& file, const QString& failure)
-{
-    Output::printFailure(file, failure);
-    return Output::SomeFailed;
-}
-
-/// The failure, or nothing if the file is there as a whole.
+/// No error if the file is there as a whole.
 template <typename Write>
-QString writeFile(const QString& target, Write write)
+RKMediaError writeFile(const QString& target, Write write)
 {
     QSaveFile file(target);
     if (file.open(QIODevice::WriteOnly) && write(&file) && file.commit())
         return {};
-    return QStringLiteral("the sheet can't be saved: %1").arg(file.errorString());
+    return RKMediaError(RKMediaErrorCode::NotWritable,
+        QStringLiteral("the sheet can't be saved: %1").arg(file.errorString()));
 }
 
-QString save(const QList<SheetEntry>& entries, const QString& target, const QString& title)
+RKMediaError save(const QList<SheetEntry>& entries, const QString& target, const QString& title)
 {
     switch (kindOf(target)) {
     case Kind::Pdf:
@@ -77,21 +73,26 @@ QString save(const QList<SheetEntry>& entries, const QString& target, const QStr
     case Kind::Picture: break;
     }
     if (entries.size() > kMaxTiles)
-        return QStringLiteral(
-            "%1 files are too many for one picture; a PDF or HTML file takes them")
-            .arg(entries.size());
+        return RKMediaError(RKMediaErrorCode::TooLarge,
+            QStringLiteral("%1 files are too many for one picture; a PDF or HTML file takes them")
+                .arg(entries.size()));
     RKMediaError error;
     RKImageLoader::instance()->save(
         RKMediaDescriptor(QFileInfo(target)), ContactSheet::image(entries), &error);
-    return error.text();
+    return error;
 }
 
 int makeSheet(SheetArguments& arguments)
 {
     const QString target = Arguments::toPath(arguments.target);
-    const RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(target)));
-    if (kindOf(target) == Kind::Picture && error.isError())
-        return Output::fail(target, error);
+    Result sheet(target);
+    if (kindOf(target) == Kind::Picture) {
+        const RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(target)));
+        if (error.isError()) {
+            sheet.fail(error);
+            return sheet.report();
+        }
+    }
 
     const std::vector<InputFile> files = arguments.files.all();
     QList<SheetEntry> entries(qsizetype(files.size()));
@@ -105,15 +106,19 @@ int makeSheet(SheetArguments& arguments)
         return Output::SomeFailed;
 
     int failures = arguments.files.failures();
-    for (const SheetEntry& entry : qAsConst(entries)) {
-        if (entry.error.isEmpty())
-            continue;
-        ++failures;
-        Output::printFailure(entry.name, entry.error);
+    for (size_t i = 0; i < files.size(); ++i) {
+        const SheetEntry& entry = places[i];
+        Result result(files[i]);
+        if (entry.error.isError())
+            result.fail(entry.error);
+        failures += result.report() != Output::AllDone;
     }
-    const QString failure = save(entries, target, QString::fromStdString(arguments.title));
-    if (!failure.isEmpty())
-        return fail(target, failure);
+    const RKMediaError error = save(entries, target, QString::fromStdString(arguments.title));
+    if (error.isError())
+        sheet.fail(error);
+    else
+        sheet.addWritten(target);
+    failures += sheet.report() != Output::AllDone;
     return Output::finish(qsizetype(files.size()), failures);
 }
 

@@ -44,13 +44,10 @@ SheetEntry SheetEntry::of(const InputFile& file, int side)
     const RKMediaDescriptor descriptor{QFileInfo(file.path)};
     SheetEntry entry;
     entry.name = QString::fromLocal8Bit(file.name);
-    RKMediaError error;
     const QImage picture
-        = loader.drawable(descriptor, {side, side}, RKImageOption(), &error).image();
-    if (picture.isNull()) {
-        entry.error = error.text();
+        = loader.drawable(descriptor, {side, side}, RKImageOption(), &entry.error).image();
+    if (picture.isNull())
         return entry;
-    }
     entry.picture = encoded(picture);
     entry.pictureSize = picture.size();
     entry.size = loader.size(descriptor);

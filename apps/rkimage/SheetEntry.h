@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InputFiles.h"
+#include "RKImageLoader/media/RKMediaError.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -24,8 +25,8 @@ struct SheetEntry
 
     /// Its path as it was given; what isn't in the system's encoding is replaced.
     QString name;
-    /// Why there is no picture; empty otherwise.
-    QString error;
+    /// Why there is no picture, or not all of it.
+    RKMediaError error;
     /// A JPEG file of the picture over white, its longest side as long as wanted.
     QByteArray picture;
     QSize pictureSize;

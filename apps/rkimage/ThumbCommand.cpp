@@ -5,6 +5,7 @@
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "Result.h"
 #include "SharedThumbnail.h"
 #include "ThumbnailMap.h"
 #include "UniqueNames.h"
@@ -38,18 +39,14 @@ struct ThumbArguments
     int jobs = QThread::idealThreadCount();
 };
 
-enum class Made
-{
-    Yes,
-    /// There was one.
-    Current,
-    No
-};
-
 /// What became of one file: a thumbnail may come with an error.
 struct Outcome
 {
-    Made made = Made::No;
+    /// Empty if there is none.
+    QString thumbnail;
+    QSize size;
+    /// It was there before.
+    bool isCurrent = false;
     RKMediaError error;
 };
 
@@ -97,7 +94,7 @@ public:
         {
             const std::lock_guard lock(m_mutex);
             if (m_map.isCurrent(key))
-                return {Made::Current, {}};
+                return {m_map.thumbnail(key), {}, true, {}};
         }
         Outcome outcome;
         const QImage picture = thumbnailOf(file, m_side, &outcome.error);
@@ -107,8 +104,9 @@ public:
             + RKDrawable(picture).bestImageFileFormat().defaultExtension();
         RKMediaError error;
         if (!RKMediaLoader::instance()->save(RKMediaDescriptor(QFileInfo(target)), picture, &error))
-            return {Made::No, error};
-        outcome.made = Made::Yes;
+            return {{}, {}, false, error};
+        outcome.thumbnail = target;
+        outcome.size = picture.size();
         const std::lock_guard lock(m_mutex);
         m_map.insert(key, QFileInfo(target).absoluteFilePath());
         return outcome;
@@ -142,13 +140,35 @@ Outcome makeShared(const InputFile& file, int side)
 {
     const SharedThumbnail shared(file.name, file.path, side);
     if (shared.isCurrent())
-        return {Made::Current, {}};
+        return {shared.path(), {}, true, {}};
     Outcome outcome;
     const QImage picture = thumbnailOf(file, side, &outcome.error);
     if (picture.isNull())
         return outcome;
     const RKMediaError error = shared.save(picture);
-    return error.isError() ? Outcome{Made::No, error} : Outcome{Made::Yes, outcome.error};
+    if (error.isError())
+        return {{}, {}, false, error};
+    return {shared.path(), picture.size(), false, outcome.error};
+}
+
+Result resultOf(const InputFile& file, const Outcome& outcome)
+{
+    Result result(file);
+    result.insert(QStringLiteral("skipped"), outcome.isCurrent);
+    if (!outcome.thumbnail.isEmpty())
+        result.insert(QStringLiteral("thumbnailPath"), outcome.thumbnail);
+    if (!outcome.thumbnail.isEmpty() && !outcome.isCurrent)
+        result.addWritten(outcome.thumbnail, outcome.size);
+    if (outcome.error.isError())
+        result.fail(outcome.error);
+    return result;
+}
+
+int failAll(const QString& file, const RKMediaError& error)
+{
+    Result result(file);
+    result.fail(error);
+    return result.report();
 }
 
 int makeThumbnails(ThumbArguments& arguments)
@@ -157,7 +177,7 @@ int makeThumbnails(ThumbArguments& arguments)
     ThumbnailFolder folder(arguments);
     if (!arguments.isShared) {
         if (const RKMediaError error = folder.prepare(files); error.isError())
-            return Output::fail(Arguments::toPath(arguments.folder), error);
+            return failAll(Arguments::toPath(arguments.folder), error);
     }
 
     // Guards what follows, and the error stream.
@@ -170,12 +190,9 @@ int makeThumbnails(ThumbArguments& arguments)
         const Outcome outcome
             = arguments.isShared ? makeShared(files[i], arguments.side) : folder.make(files[i], i);
         const std::lock_guard lock(mutex);
-        made += outcome.made == Made::Yes;
-        current += outcome.made == Made::Current;
-        if (outcome.error.isError()) {
-            ++failures;
-            Output::fail(files[i].name, outcome.error);
-        }
+        made += !outcome.thumbnail.isEmpty() && !outcome.isCurrent;
+        current += outcome.isCurrent;
+        failures += resultOf(files[i], outcome).report() != Output::AllDone;
         progress.step();
     });
 
@@ -185,7 +202,7 @@ int makeThumbnails(ThumbArguments& arguments)
     Output::note(summary);
     const RKMediaError error = arguments.isShared ? RKMediaError() : folder.finish();
     if (error.isError())
-        return Output::fail(Arguments::toPath(arguments.map), error);
+        return failAll(Arguments::toPath(arguments.map), error);
     return Output::finish(qsizetype(files.size()), failures);
 }
 

@@ -59,6 +59,7 @@ int main(int argc, char** argv)
     if (const std::optional<int> exitCode = commandLine.parse(argc, argv))
         return *exitCode;
 
+    Output::setStyle(commandLine.outputStyle());
     const Command& command = commandLine.command();
     Colors::choose(commandLine.colors());
     Output::setQuiet(commandLine.isQuiet());
@@ -76,6 +77,7 @@ int main(int argc, char** argv)
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     Interruption::install();
     const int exitCode = command.run();
+    Output::endResults();
     if (Interruption::exitCode() != 0)
         return Interruption::exitCode();
     if (Output::isWritten())
