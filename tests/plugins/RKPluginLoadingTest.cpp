@@ -5,6 +5,7 @@
 
 #include <QDirIterator>
 #include <QLoggingCategory>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -53,6 +54,23 @@ private Q_SLOTS:
             loader->bitmap(descriptor, wanted).size(), size.scaled(wanted, Qt::KeepAspectRatio));
         if (!path.contains(QLatin1String("/jp2/")))
             QCOMPARE(loader->imageOrientation(descriptor), ORIENTATION_TOP_LEFT);
+    }
+
+    void codingsWithoutDecoderAreNoDamage()
+    {
+        QFile file(QStringLiteral(RK_TEST_DATA "/heif/quadrants.heic"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QTemporaryDir folder;
+        QFile other(folder.filePath(u"a.heic"_s));
+        QVERIFY(other.open(QIODevice::WriteOnly));
+        other.write(file.readAll().replace("hvc1", "av01"));
+        other.close();
+        RKMediaError error;
+        const RKMediaDescriptor descriptor{QFileInfo(other)};
+        QVERIFY(
+            RKImageLoader::instance()->drawable(descriptor, {}, RKImageOption(), &error).isNull());
+        QCOMPARE(error.code(), RKMediaErrorCode::NoDecoder);
+        QCOMPARE(error.text(), u"There is no decoder for HEIC that is coded as av01."_s);
     }
 };
 

@@ -26,6 +26,39 @@ inline bool limitFileSize(rlim_t size)
     return ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
 }
 
+/// The process gets no more large blocks of memory until it goes. Sanitizers can't bear it.
+class LittleMemory
+{
+    Q_DISABLE_COPY_MOVE(LittleMemory)
+
+public:
+    LittleMemory()
+    {
+        ::getrlimit(RLIMIT_AS, &m_before);
+        QFile status(QStringLiteral("/proc/self/statm"));
+        const rlim_t pages
+            = status.open(QIODevice::ReadOnly) ? status.readAll().split(' ')[0].toULongLong() : 0;
+        constexpr rlim_t kRest = 4 << 20;
+        const rlim_t size = pages * rlim_t(::sysconf(_SC_PAGESIZE)) + kRest;
+        const rlimit limit{size, m_before.rlim_max};
+        m_isSet = pages > 0 && ::setrlimit(RLIMIT_AS, &limit) == 0;
+    }
+
+    ~LittleMemory()
+    {
+        ::setrlimit(RLIMIT_AS, &m_before);
+    }
+
+    bool isSet() const
+    {
+        return m_isSet;
+    }
+
+private:
+    rlimit m_before{};
+    bool m_isSet = false;
+};
+
 /// Gives up the rights of the superuser, which no file mode stops.
 inline bool becomeOrdinaryUser()
 {

@@ -21,6 +21,7 @@
 #include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
+#include "RKImageLoader/media/RKMemory_p.h"
 
 #include <QBuffer>
 #include <QDebug>
@@ -153,9 +154,31 @@ void noteCutOff(const QByteArray& data, RKLoadContext& context)
         context.fail(RKMediaErrorCode::Truncated);
 }
 
-void noteUnmeasured(const QByteArray& data, RKLoadContext& context)
+bool isHeic(const QByteArray& format)
+{
+    return format.toLower().startsWith("hei");
+}
+
+// Our plug-in's sub-type is the coding that it has no decoder for.
+void noteMissingDecoder(const QByteArray& data, const QByteArray& format, RKLoadContext& context)
+{
+    if (!isHeic(format))
+        return;
+    QBuffer buffer;
+    buffer.setData(data);
+    buffer.open(QIODevice::ReadOnly);
+    const QByteArray coding = QImageReader(&buffer, format).subType();
+    if (!coding.isEmpty()) {
+        context.fail(RKMediaErrorCode::NoDecoder,
+            RKErrorText::tr("There is no decoder for HEIC that is coded as %1.")
+                .arg(QString::fromLatin1(coding)));
+    }
+}
+
+void noteUnmeasured(const QByteArray& data, const QByteArray& format, RKLoadContext& context)
 {
     noteCutOff(data, context);
+    noteMissingDecoder(data, format, context);
     // Some readers refuse by themselves what is far too large.
     if (!RKPictureHeaderCheck::canHold(data, QSize())) {
         context.fail(RKMediaErrorCode::TooLarge,
@@ -268,16 +291,22 @@ QImage readImage(QImageReader& reader, QImage&& target, const RKLoadContext& con
     return image;
 }
 
-bool isHeic(const QByteArray& format)
-{
-    return format.toLower().startsWith("hei");
-}
-
 // The host is told of a HEIC picture that the reader could neither measure nor read.
 void reportFailure(const QByteArray& data, const QByteArray& format)
 {
     if (isHeic(format) && !data.isEmpty())
         RKImageLoadingReporter::instance()->reportHeicError();
+}
+
+// Room for a file without compression, which takes no memory before it is written to.
+void reserve(QByteArray& bytes, qsizetype size)
+{
+    try {
+        bytes.reserve(size);
+        RKHugePages::advise(bytes.data(), bytes.capacity());
+    } catch (const std::bad_alloc&) {
+        // It grows as it is written to, and most files are smaller.
+    }
 }
 
 // The bytes of a device, whose position stays.
@@ -350,7 +379,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const QSize stored = measured(bytes, format, context);
     if (stored.isEmpty()) {
         reportFailure(data, format);
-        noteUnmeasured(data, context);
+        noteUnmeasured(data, format, context);
         return {};
     }
     if (!RKDrawable::isAcceptableSize(stored)) {
@@ -406,15 +435,15 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     const bool mayHaveGaps = std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;
     QImage room
         = isScaled ? QImage() : roomFor(reader, stored, mayHaveGaps ? Content::Zero : Content::Any);
-    const bool hasNoRoom
-        = !isScaled && room.isNull() && reader.imageFormat() != QImage::Format_Invalid;
     QImage image
         = RKImageAttributes::withoutMetaDataTexts(readImage(reader, std::move(room), context));
     if (context.isCancelled())
         return {};
     if (image.isNull()) {
         reportFailure(data, format);
-        context.fail(hasNoRoom ? RKMediaErrorCode::OutOfMemory : RKMediaErrorCode::Damaged);
+        noteMissingDecoder(data, format, context);
+        context.fail(RKMemory::isShortFor(stored) ? RKMediaErrorCode::OutOfMemory
+                                                  : RKMediaErrorCode::Damaged);
         return {};
     }
     const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();
@@ -434,9 +463,7 @@ bool RKBitmapDecoderQt::save(
     const QString path = file.absoluteFilePath();
     // Encoded in memory and written as a whole, so that a failure leaves the old file.
     QBuffer encoded;
-    // Room for a file without compression, which takes no memory before it is written to.
-    encoded.buffer().reserve(drawable.numBytes());
-    RKHugePages::advise(encoded.buffer().data(), encoded.buffer().capacity());
+    reserve(encoded.buffer(), drawable.numBytes());
     RKMediaError reason;
     if (save(&encoded, RKMediaFormat(file), drawable, &reason)) {
         // An encoder that writes nothing has failed, too; nobody wants an empty file.
@@ -485,8 +512,11 @@ bool RKBitmapDecoderQt::save(QIODevice* device,
     RKMediaError* error) const
 {
     const bool isSaved = save(device, format, drawable);
-    if (error)
-        *error = isSaved ? RKMediaError() : reasonForUnwritten(*device, format, drawable.size());
+    if (!error)
+        return isSaved;
+    *error = isSaved ? RKMediaError() : reasonForUnwritten(*device, format, drawable.size());
+    if (!isSaved && !drawable.size().isEmpty() && drawable.image().isNull())
+        *error = RKMediaError(RKMediaErrorCode::OutOfMemory);
     return isSaved;
 }
 
@@ -552,7 +582,7 @@ QSize RKBitmapDecoderQt::size(
     const QSize measured = size(file, format);
     QByteArray bytes;
     if (!measured.isValid() && RKFileSnapshot(file.absoluteFilePath()).readAll(&bytes))
-        noteUnmeasured(bytes, context);
+        noteUnmeasured(bytes, format, context);
     return measured;
 }
 

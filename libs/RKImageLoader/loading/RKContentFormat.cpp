@@ -142,6 +142,17 @@ RKMediaFormat RKContentFormat::of(QByteArrayView start)
     return isTransportStream(start) ? MEDIA_FORMAT_MTS : MEDIA_FORMAT_UNKNOWN;
 }
 
+QString RKContentFormat::nameOfForeign(QByteArrayView start)
+{
+    const RKByteReader reader(start);
+    // AV1 Image File Format 1.1.0, section 6.
+    if (reader.has("ftypavif", 4) || reader.has("ftypavis", 4))
+        return QStringLiteral("AVIF");
+    // ISO/IEC 18181-2: in boxes, or the codestream alone.
+    const bool isJpegXl = reader.has("JXL ", 4) || reader.has("\xff\x0a");
+    return isJpegXl ? QStringLiteral("JPEG XL") : QString();
+}
+
 bool RKContentFormat::isReadAs(const RKMediaFormat& content, const RKMediaFormat& named)
 {
     if (content == named || (content.isVideo() && named.isVideo()))

@@ -7,6 +7,7 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
+#include "RKImageLoader/media/RKMemory_p.h"
 
 #include "RKCore/RKLogger.h"
 
@@ -185,7 +186,8 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
         return loader.drawable(descriptor, wanted, RKImageOption(), context);
     };
     // What fails after the picture was loaded is the drawing of the clip.
-    const auto checked = [&](const RKDrawable& loaded, const QImage& clip) {
+    const auto checked = [&](const RKDrawable& loaded, const auto& draw) {
+        const QImage clip = RKMemory::noted(context, draw);
         if (clip.isNull() && !loaded.isNull())
             context.fail(RKMediaErrorCode::OutOfMemory);
         context.setFilePath(descriptor.absoluteFilePath());
@@ -201,13 +203,15 @@ QImage RKImageClipper::clipForProduction(const RKMediaDescriptor& descriptor,
         if (reduced != size && (!drawable.isNull() || !isLarge(descriptor.fileInfo(), size))) {
             const QTransform toReduced = QTransform::fromScale(
                 drawable.widthF() / size.width(), drawable.heightF() / size.height());
-            return checked(
-                drawable, drawn(drawable, toReduced.mapRect(visible), result, productionSize));
+            return checked(drawable, [&] {
+                return drawn(drawable, toReduced.mapRect(visible), result, productionSize);
+            });
         }
     }
     const RKDrawable drawable = load(size);
-    return checked(
-        drawable, clipForProduction(drawable, size, clipRect, productionSize, dpi, allowUpscaling));
+    return checked(drawable, [&] {
+        return clipForProduction(drawable, size, clipRect, productionSize, dpi, allowUpscaling);
+    });
 }
 
 QImage RKImageClipper::clipForProduction(const RKDrawable& drawable,

@@ -9,6 +9,7 @@
 #include "RKImageLoader/loading/RKLoadingReason_p.h"
 #include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
+#include "RKImageLoader/media/RKMemory_p.h"
 #include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
@@ -49,7 +50,7 @@ QSize concludedSize(const RKImageLoader& loader,
         RKLoadingReason::noteUnsupported(descriptor, context);
         return {};
     }
-    const QSize size = measure();
+    const QSize size = RKMemory::noted(context, measure);
     RKLoadingReason::conclude(
         descriptor, size.isValid() ? Outcome::Loaded : Outcome::Failed, context);
     return size;
@@ -232,7 +233,8 @@ RKDrawable RKImageLoader::loadSupported(const RKMediaDescriptor& descriptor,
         RKLoadingReason::noteUnsupported(descriptor, context);
         return {};
     }
-    RKDrawable made = load(descriptor, wanted, option, turning, context);
+    RKDrawable made = RKMemory::noted(
+        context, [&] { return load(descriptor, wanted, option, turning, context); });
     RKLoadingReason::conclude(
         descriptor, made.isNull() ? Outcome::Failed : Outcome::Loaded, context);
     return made;
@@ -573,7 +575,8 @@ bool RKImageLoader::saveWritable(QBuffer* buffer,
         store(RKMediaError(RKMediaErrorCode::NotWritable), error);
         return false;
     }
-    return primaryEncoder(format)->save(buffer, format, drawable, error);
+    return RKMemory::stored(
+        error, [&] { return primaryEncoder(format)->save(buffer, format, drawable, error); });
 }
 
 bool RKImageLoader::save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
@@ -597,7 +600,10 @@ bool RKImageLoader::saveWritable(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable, RKMediaError* error) const
 {
     const MetaDataInvalidation invalidation(*this, descriptor);
-    return primaryEncoder(mediaFormat(descriptor))->save(descriptor.fileInfo(), drawable, error);
+    return RKMemory::stored(error, [&] {
+        return primaryEncoder(mediaFormat(descriptor))
+            ->save(descriptor.fileInfo(), drawable, error);
+    });
 }
 
 bool RKImageLoader::isWritable(const RKMediaFormat& format, RKMediaError* error) const

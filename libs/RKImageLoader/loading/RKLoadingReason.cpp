@@ -19,11 +19,16 @@ QString shortName(const RKMediaFormat& format)
                                       : format.defaultExtension().toUpper();
 }
 
-RKMediaFormat contentFormatOf(const RKFileSnapshot& file)
+QByteArray startOf(const RKFileSnapshot& file)
 {
     QByteArray start;
     file.read(0, std::min(file.size(), RKContentFormat::kStartSize), &start);
-    return RKContentFormat::of(start);
+    return start;
+}
+
+RKMediaError noDecoder(const QString& name)
+{
+    return RKMediaError(Code::NoDecoder, RKErrorText::tr("There is no decoder for %1.").arg(name));
 }
 
 RKMediaError otherContent(const RKMediaFormat& content, const RKMediaFormat& named)
@@ -36,16 +41,18 @@ RKMediaError otherContent(const RKMediaFormat& content, const RKMediaFormat& nam
 RKMediaError unsupported(const RKMediaDescriptor& descriptor, const RKFileSnapshot& file)
 {
     const RKMediaFormat named = descriptor.mediaFormat();
-    if (named != MEDIA_FORMAT_UNKNOWN) {
-        const QString text = RKErrorText::tr("There is no decoder for %1.");
-        return RKMediaError(Code::NoDecoder, text.arg(shortName(named)));
-    }
+    if (named != MEDIA_FORMAT_UNKNOWN)
+        return noDecoder(shortName(named));
+    const QByteArray start = startOf(file);
+    if (const QString foreign = RKContentFormat::nameOfForeign(start); !foreign.isEmpty())
+        return noDecoder(foreign);
     const QString suffix = descriptor.fileInfo().suffix();
     const QString text = suffix.isEmpty()
         ? RKErrorText::tr("The format is not supported: the name has no suffix.")
         : RKErrorText::tr("The format is not supported: nothing is known of the suffix %1.");
-    return RKMediaError(
-        Code::UnknownFormat, suffix.isEmpty() ? text : text.arg(suffix), contentFormatOf(file));
+    return RKMediaError(Code::UnknownFormat,
+        suffix.isEmpty() ? text : text.arg(suffix),
+        RKContentFormat::of(start));
 }
 
 /// What keeps the file from being looked into; no error if nothing does.
@@ -61,8 +68,11 @@ void noteContent(
     if (file.size() == 0)
         context.fail(Code::Truncated, RKErrorText::tr("The file is empty."));
     const RKMediaFormat named = descriptor.mediaFormat();
-    const RKMediaFormat content = contentFormatOf(file);
-    if (content != MEDIA_FORMAT_UNKNOWN && !RKContentFormat::isReadAs(content, named))
+    const QByteArray start = startOf(file);
+    const RKMediaFormat content = RKContentFormat::of(start);
+    if (const QString foreign = RKContentFormat::nameOfForeign(start); !foreign.isEmpty())
+        context.fail(noDecoder(foreign));
+    else if (content != MEDIA_FORMAT_UNKNOWN && !RKContentFormat::isReadAs(content, named))
         context.fail(otherContent(content, named));
     else if (RKTruncation::areBoxesCutOff(file))
         context.fail(Code::Truncated);

@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/loading/RKLoadingReason_p.h"
 #include "RKImageLoader/media/RKErrorText_p.h"
+#include "RKImageLoader/media/RKMemory_p.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
 
 namespace {
@@ -20,7 +21,7 @@ Result concluded(const RKVideoLoader& loader,
         RKLoadingReason::noteUnsupported(descriptor, context);
         return {};
     }
-    Result result = request();
+    Result result = RKMemory::noted(context, request);
     RKLoadingReason::conclude(
         descriptor, isMade(result) ? Outcome::Loaded : Outcome::Failed, context);
     return result;
@@ -57,7 +58,9 @@ bool RKVideoLoader::supportsMediaFormat(const RKMediaFormat& format) const
 RKDrawable RKVideoLoader::drawable(
     const RKMediaDescriptor& descriptor, const QSize& wanted, const RKImageOption&) const
 {
-    return RKVideoDecoderRegistry::instance()->decodeDrawable(descriptor, wanted);
+    RKLoadContext context;
+    return RKMemory::noted(context,
+        [&] { return RKVideoDecoderRegistry::instance()->decodeDrawable(descriptor, wanted); });
 }
 
 RKDrawable RKVideoLoader::drawable(const RKMediaDescriptor& descriptor,

@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/media/RKErrorText_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
+#include "RKImageLoader/media/RKMemory_p.h"
 #include "RKImageLoader/video/RKCancellableLock_p.h"
 #include "RKImageLoader/video/RKFfmpegModule_p.h"
 
@@ -208,6 +209,8 @@ RKMediaError RKFfmpegBridge::reasonForNoFrame(long long frameNumber)
             RKMediaErrorCode::Damaged, RKErrorText::tr("No frame of the video can be decoded."));
     }
     if (frameNumber >= 0 && frameNumber <= last) {
+        if (RKMemory::isShortFor(effectiveVideoSize()))
+            return RKMediaError(RKMediaErrorCode::OutOfMemory);
         return RKMediaError(RKMediaErrorCode::Damaged,
             RKErrorText::tr("Frame %1 can't be decoded.").arg(frameNumber));
     }

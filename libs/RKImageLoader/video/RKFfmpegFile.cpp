@@ -158,8 +158,12 @@ bool RKFfmpegFile::openCodec(RKVideoFailure* failure)
     // See RKFrameSeeker::isDecodable().
     if (decoder->id == AV_CODEC_ID_H264)
         m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
-    if (avcodec_open2(m_codec.get(), decoder, nullptr) < 0) {
+    const int opened = avcodec_open2(m_codec.get(), decoder, nullptr);
+    if (opened < 0) {
         log("failed to open codec");
+        // The latter is what its threads get.
+        if (opened == AVERROR(ENOMEM) || opened == AVERROR(EAGAIN))
+            *failure = RKVideoFailure::OutOfMemory;
         return false;
     }
     m_streamIndex = index;

@@ -21,8 +21,10 @@
 ///   valid or asks for too much. `Opened` is `Picture` as a rule, and has
 /// - `QSize size() const`: of the upright picture, in pixels;
 /// - `QImage decode(const QSize& size, const RKStopQuestion& mustStop)`: the picture in exactly
-/// that
-///   size, with 32 bits a pixel; null where it can't be decoded or need not be.
+///   that size, with 32 bits a pixel; null where it can't be decoded or need not be.
+///
+/// A format of several codings has `open(file, QByteArray* undecodable)` instead, which also names
+/// the coding that there is no decoder for. It is the reader's sub-type after a failure.
 template <typename Picture>
 class RKPictureHandler : public QImageIOHandler
 {
@@ -57,7 +59,8 @@ public:
 
     bool supportsOption(ImageOption option) const override
     {
-        return option == Size || option == ScaledSize || option == ImageTransformation;
+        return option == Size || option == ScaledSize || option == ImageTransformation
+            || option == SubType;
     }
 
     QVariant option(ImageOption option) const override
@@ -65,6 +68,7 @@ public:
         switch (option) {
         case Size: open(); return m_size;
         case ScaledSize: return m_scaledSize;
+        case SubType: open(); return m_undecodable;
         // The picture is turned while it is decoded, and nobody shall turn it again.
         case ImageTransformation: return int(TransformationNone);
         default: return {};
@@ -84,7 +88,20 @@ private:
         return !device()->isSequential() && device()->size() == 0;
     }
 
-    using Opened = decltype(Picture::open(QByteArray()));
+    static constexpr bool kHasCodings = requires
+    {
+        Picture::open(QByteArray(), nullptr);
+    };
+
+    static auto opened(const QByteArray& file, QByteArray* undecodable)
+    {
+        if constexpr (kHasCodings)
+            return Picture::open(file, undecodable);
+        else
+            return Picture::open(file);
+    }
+
+    using Opened = decltype(opened(QByteArray(), nullptr));
 
     enum class State
     {
@@ -109,7 +126,7 @@ private:
     {
         if (m_state == State::New) {
             if (canRead(device()))
-                m_picture = attempt([&] { return Picture::open(device()->readAll()); });
+                m_picture = attempt([&] { return opened(device()->readAll(), &m_undecodable); });
             m_state = m_picture ? State::Opened : State::Finished;
             if (m_picture)
                 m_size = m_picture->size();
@@ -120,5 +137,6 @@ private:
     mutable State m_state = State::New;
     mutable Opened m_picture;
     mutable QSize m_size;
+    mutable QByteArray m_undecodable;
     QSize m_scaledSize;
 };

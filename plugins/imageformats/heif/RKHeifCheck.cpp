@@ -2,6 +2,7 @@
 
 #include "imageformats/common/RKBoxReader.h"
 #include "imageformats/common/RKPictureLimits.h"
+#include "imageformats/heif/RKHeifFormat.h"
 #include "imageformats/heif/RKHevcConfiguration.h"
 #include "imageformats/heif/RKHevcSequence.h"
 
@@ -189,7 +190,9 @@ RKHeifCheck::RKHeifCheck(QByteArrayView file)
     QHash<quint32, int> states;
     Work work;
     const auto isChainAcceptable = [&](quint32 id) { return isAcyclic(id, states, 0); };
-    if (!readFile(file) || !m_items.contains(m_primary))
+    if (!readFile(file))
+        m_items.clear();
+    if (!m_items.contains(m_primary))
         return;
     const QList<quint32> ids = m_items.keys();
     m_isAcceptable = std::all_of(ids.begin(), ids.end(), isChainAcceptable)
@@ -197,12 +200,25 @@ RKHeifCheck::RKHeifCheck(QByteArrayView file)
         && RKPictureLimits::canHold(file.size(), work.pixels) && areDependentsAcceptable();
 }
 
+QByteArray RKHeifCheck::coding() const
+{
+    const QByteArrayList derived{"grid", "iden", "iovl"};
+    Item item = m_items.value(m_primary);
+    for (int depth = 0; depth < kMaxDepth && !item.sources.isEmpty(); ++depth)
+        item = m_items.value(item.sources[0]);
+    // It is shown to people.
+    const bool isName = std::all_of(item.type.begin(), item.type.end(), [](char letter) {
+        return QChar::isLetterOrNumber(uchar(letter)) && uchar(letter) < 0x80;
+    });
+    return isName && !derived.contains(item.type) ? item.type : QByteArray();
+}
+
 bool RKHeifCheck::isSizeTransposed() const
 {
     const Item item = m_items.value(m_primary);
     const Property* const configuration = property(item, "hvcC");
     const QSize stated = statedSize(item);
-    if (item.type != "hvc1" || !configuration || stated.width() == stated.height())
+    if (item.type != RKHeifFormat::kHevc || !configuration || stated.width() == stated.height())
         return false;
     const QList<QByteArrayView> units
         = RKHevcConfiguration::units(configuration->content).value_or(QList<QByteArrayView>());
@@ -409,7 +425,7 @@ bool RKHeifCheck::isImageAcceptable(quint32 id, int depth, Work& work) const
     const QSize size = statedSize(item);
     if (!RKPictureLimits::isAcceptable(size))
         return false;
-    const bool isCoded = item.type == "hvc1";
+    const bool isCoded = item.type == RKHeifFormat::kHevc;
     const qint64 pixels = isCoded ? qint64(size.width()) * size.height() : 0;
     work.pixels += pixels;
     work.effort += std::max(pixels, kLeastWork);
@@ -449,7 +465,8 @@ bool RKHeifCheck::isGridAcceptable(const Item& item) const
     const QSize tile = statedSize(m_items.value(item.sources[0]));
     const auto isTile = [&](quint32 source) {
         const auto other = m_items.constFind(source);
-        return other != m_items.cend() && other->type == "hvc1" && statedSize(*other) == tile;
+        return other != m_items.cend() && other->type == RKHeifFormat::kHevc
+            && statedSize(*other) == tile;
     };
     const auto covers = [](qint64 count, qint64 side, qint64 whole) {
         return side > 0 && count * side >= whole && (count - 1) * side < whole;
@@ -513,7 +530,8 @@ std::optional<RKHeifTiles> RKHeifCheck::tiles(quint32 id) const
         const Item part = m_items.value(source);
         const Property* const configuration = property(part, "hvcC");
         const bool isTurned = isGrid && !turning(part).isEmpty();
-        if (part.type != "hvc1" || !configuration || property(part, "clap") || isTurned)
+        if (part.type != RKHeifFormat::kHevc || !configuration || property(part, "clap")
+            || isTurned)
             return std::nullopt;
         result.tileSize = statedSize(part);
         result.tiles.append({configuration->content, part.extents, codedColors(part)});

@@ -28,6 +28,10 @@ public:
         return m_isAcceptable;
     }
 
+    /// How the pixels of the primary image are coded: the type of its item, or of the first one
+    /// that it is made of. Empty if the boxes are damaged, or there is no such item.
+    QByteArray coding() const;
+
     /// The primary image's size is stated as after its turning, not before it, as libheif 1.15 and
     /// older wrote it.
     bool isSizeTransposed() const;

@@ -26,8 +26,11 @@ RKHeifCodec::Open* load()
 
 } // namespace
 
-std::unique_ptr<RKOpenPicture> RKHeifCodec::open(const QByteArray& file)
+std::unique_ptr<RKOpenPicture> RKHeifCodec::open(const QByteArray& file, QByteArray* undecodable)
 {
     static Open* const openFile = load();
-    return openFile ? openFile(file) : nullptr;
+    if (openFile)
+        return openFile(file, undecodable);
+    *undecodable = kHevc;
+    return nullptr;
 }

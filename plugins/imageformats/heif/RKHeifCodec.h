@@ -13,10 +13,10 @@ class RKHeifCodec : public RKHeifFormat
 {
 public:
     /// The function of the module, which lies in a folder beside that of the plug-in.
-    using Open = std::unique_ptr<RKOpenPicture>(const QByteArray& file);
+    using Open = std::unique_ptr<RKOpenPicture>(const QByteArray& file, QByteArray* undecodable);
     static constexpr char kOpen[] = "rkOpenHeif";
 
-    /// As RKHeifPicture::open(). Null, too, if the module can't be loaded, of which a warning tells
-    /// once.
-    static std::unique_ptr<RKOpenPicture> open(const QByteArray& file);
+    /// As RKHeifPicture::open(). If the module can't be loaded, which a warning says once, null,
+    /// and HEVC is undecodable.
+    static std::unique_ptr<RKOpenPicture> open(const QByteArray& file, QByteArray* undecodable);
 };

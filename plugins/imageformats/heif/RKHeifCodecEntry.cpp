@@ -6,9 +6,10 @@
 #    pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
 #endif
 
-extern "C" Q_DECL_EXPORT std::unique_ptr<RKOpenPicture> rkOpenHeif(const QByteArray& file)
+extern "C" Q_DECL_EXPORT std::unique_ptr<RKOpenPicture> rkOpenHeif(
+    const QByteArray& file, QByteArray* undecodable)
 {
-    return RKHeifPicture::open(file);
+    return RKHeifPicture::open(file, undecodable);
 }
 
 static_assert(std::is_same_v<decltype(rkOpenHeif), RKHeifCodec::Open>);

@@ -52,6 +52,13 @@ bool isDone(const heif_error& error)
     return error.code == heif_error_Ok;
 }
 
+// libheif is asked on a thread that hasn't chosen ours.
+bool hasHevcDecoder()
+{
+    return RKHevcChoice::hasLibavcodec()
+        || heif_have_decoder_for_format(heif_compression_HEVC) != 0;
+}
+
 QSize sizeOf(const heif_image_handle* handle)
 {
     return {heif_image_handle_get_width(handle), heif_image_handle_get_height(handle)};
@@ -162,9 +169,13 @@ void RKHeifPicture::Deleter::operator()(const heif_image_handle* handle) const
     heif_image_handle_release(handle);
 }
 
-std::unique_ptr<RKHeifPicture> RKHeifPicture::open(const QByteArray& file)
+std::unique_ptr<RKHeifPicture> RKHeifPicture::open(const QByteArray& file, QByteArray* undecodable)
 {
     std::unique_ptr<RKHeifPicture> picture(new RKHeifPicture(file));
+    const QByteArray coding = picture->m_check.coding();
+    const bool isRefused = coding == kHevc && !picture->m_check.isAcceptable();
+    const bool hasDecoder = coding.isEmpty() || isRefused || (coding == kHevc && hasHevcDecoder());
+    *undecodable = hasDecoder ? QByteArray() : coding;
     return picture->isOpen() ? std::move(picture) : nullptr;
 }
 

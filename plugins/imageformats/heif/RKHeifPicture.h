@@ -22,7 +22,9 @@ class RKHeifPicture
     , public RKOpenPicture
 {
 public:
-    static std::unique_ptr<RKHeifPicture> open(const QByteArray& file);
+    /// Null if the file is damaged or asks for too much. `undecodable` becomes the coding of the
+    /// picture if there is no decoder for it, with null if that isn't HEVC.
+    static std::unique_ptr<RKHeifPicture> open(const QByteArray& file, QByteArray* undecodable);
 
     QSize size() const override;
 

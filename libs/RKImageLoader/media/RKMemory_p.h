@@ -1,0 +1,49 @@
+#pragma once
+
+#include "RKImageLoader/media/RKLoadContext.h"
+
+#include <QSize>
+
+#include <new>
+
+/// Memory that the system doesn't give.
+namespace RKMemory {
+
+/// What the work returns; the empty result, with the reason noted, if it ran out of memory.
+template <typename Work>
+auto noted(RKLoadContext& context, const Work& work) -> decltype(work())
+{
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        context.fail(RKMediaErrorCode::OutOfMemory);
+        return {};
+    }
+}
+
+/// For functions that store their reason.
+template <typename Work>
+auto stored(RKMediaError* error, const Work& work) -> decltype(work())
+{
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        if (error)
+            *error = RKMediaError(RKMediaErrorCode::OutOfMemory);
+        return {};
+    }
+}
+
+/// Whether a picture of that size has failed for want of memory, as far as that can be told
+/// afterwards: few codecs say why they fail. They hold three channels in 32 bits besides the
+/// picture.
+inline bool isShortFor(const QSize& size)
+{
+    constexpr qint64 kBytesPerPixel = 16;
+    const qint64 bytes = size.isValid() ? kBytesPerPixel * size.width() * size.height() : 0;
+    void* const room = ::operator new(size_t(bytes), std::nothrow);
+    ::operator delete(room);
+    return !room;
+}
+
+} // namespace RKMemory
