@@ -24,8 +24,9 @@ public:
     void setup(RKInitializerOption option) override;
     void teardown() override;
 
-    /// Has texts for people, such as RKMediaFormat::description(), come in the locale's language.
-    /// They are in German as they stand, and there is English. False, and nothing changed, for
-    /// other languages and before there is a QCoreApplication.
+    /// Has texts for people come in the locale's language: names, such as
+    /// RKMediaFormat::description(), which are in German as they stand, and the reasons of
+    /// RKMediaError, which are in English. There are both languages. False, and nothing changed,
+    /// for others and before there is a QCoreApplication.
     static bool installTranslation(const QLocale& locale = QLocale());
 };

@@ -1,6 +1,7 @@
 #include "RKImageLoader/media/RKMediaFormat.h"
 
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
+#include "RKImageLoader/media/RKMediaError.h"
 #include "RKImageLoader/media/RKMediaFormatList.h"
 #include "support/RKQuietTest.h"
 
@@ -111,9 +112,11 @@ private Q_SLOTS:
     }
 
     // Last, because the texts stay translated.
-    void hostsMayHaveEnglishTexts()
+    void hostsMayHaveTextsInOneLanguage()
     {
         QVERIFY(!RKImageLoaderInitializer::installTranslation(QLocale::French));
+        QVERIFY(RKImageLoaderInitializer::installTranslation(QLocale::German));
+        QCOMPARE(RKMediaError(RKMediaErrorCode::DiskFull).text(), u"Der Datenträger ist voll."_s);
         QVERIFY(RKImageLoaderInitializer::installTranslation(QLocale::English));
         QCOMPARE(RKMediaFormat(MEDIA_FORMAT_GIF).description(),
             u"GIF - Graphics Interchange Format (bitmap with binary transparency)"_s);

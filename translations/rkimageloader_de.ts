@@ -1,0 +1,211 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de" sourcelanguage="en">
+<context>
+    <name>RKMediaError</name>
+    <message>
+        <source>%1x%2 pixels are too thin for a picture.</source>
+        <translation>%1x%2 Bildpunkte sind zu schmal für ein Bild.</translation>
+    </message>
+    <message>
+        <source>%1x%2 pixels are too small for a picture.</source>
+        <translation>%1x%2 Bildpunkte sind zu wenig für ein Bild.</translation>
+    </message>
+    <message>
+        <source>There is no decoder for HEIC that is coded as %1.</source>
+        <translation>Für HEIC mit der Codierung %1 gibt es keinen Decoder.</translation>
+    </message>
+    <message>
+        <source>The header promises more pixels than the file can hold.</source>
+        <translation>Der Kopf der Datei verspricht mehr Bildpunkte, als sie enthalten kann.</translation>
+    </message>
+    <message>
+        <source>There is no picture to save.</source>
+        <translation>Es gibt kein Bild zu speichern.</translation>
+    </message>
+    <message>
+        <source>A picture of %1x%2 pixels can&apos;t be written in this format.</source>
+        <translation>Ein Bild mit %1x%2 Bildpunkten kann in diesem Format nicht geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>The picture is refused: it has too many segments.</source>
+        <translation>Das Bild wird abgelehnt: Es hat zu viele Segmente.</translation>
+    </message>
+    <message>
+        <source>The drawing is refused: %1.</source>
+        <translation>Die Zeichnung wird abgelehnt: %1.</translation>
+    </message>
+    <message>
+        <source>The drawing has no size.</source>
+        <translation>Die Zeichnung hat keine Größe.</translation>
+    </message>
+    <message>
+        <source>The drawing is too large or takes too long to paint.</source>
+        <translation>Die Zeichnung ist zu groß, oder es dauert zu lange, sie zu malen.</translation>
+    </message>
+    <message>
+        <source>The size that was asked for is too large.</source>
+        <translation>Die verlangte Größe ist zu groß.</translation>
+    </message>
+    <message>
+        <source>Making the picture smaller takes too much memory or time.</source>
+        <translation>Das Bild zu verkleinern braucht zu viel Speicher oder Zeit.</translation>
+    </message>
+    <message>
+        <source>The header promises %1x%2 pixels, more than the file can hold.</source>
+        <translation>Der Kopf der Datei verspricht %1x%2 Bildpunkte, mehr, als sie enthalten kann.</translation>
+    </message>
+    <message>
+        <source>There is no decoder for %1.</source>
+        <translation>Für %1 gibt es keinen Decoder.</translation>
+    </message>
+    <message>
+        <source>The content is %1, name says %2.</source>
+        <translation>Der Inhalt ist %1, der Name sagt %2.</translation>
+    </message>
+    <message>
+        <source>The format is not supported: the name has no suffix.</source>
+        <translation>Das Format wird nicht unterstützt: Der Name hat keine Endung.</translation>
+    </message>
+    <message>
+        <source>The format is not supported: nothing is known of the suffix %1.</source>
+        <translation>Das Format wird nicht unterstützt: Die Endung %1 ist nicht bekannt.</translation>
+    </message>
+    <message>
+        <source>The file is empty.</source>
+        <translation>Die Datei ist leer.</translation>
+    </message>
+    <message>
+        <source>Videos can&apos;t be written.</source>
+        <translation>Videos können nicht geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>This is a folder and not a file.</source>
+        <translation>Das ist ein Ordner und keine Datei.</translation>
+    </message>
+    <message>
+        <source>The file can&apos;t be read: %1.</source>
+        <translation>Die Datei kann nicht gelesen werden: %1.</translation>
+    </message>
+    <message>
+        <source>There is no folder %1 to save to.</source>
+        <translation>Es gibt keinen Ordner %1, in den gespeichert werden kann.</translation>
+    </message>
+    <message>
+        <source>The file can&apos;t be written: %1.</source>
+        <translation>Die Datei kann nicht geschrieben werden: %1.</translation>
+    </message>
+    <message>
+        <source>There is no such file.</source>
+        <translation>Diese Datei gibt es nicht.</translation>
+    </message>
+    <message>
+        <source>The file may not be read.</source>
+        <translation>Die Datei darf nicht gelesen werden.</translation>
+    </message>
+    <message>
+        <source>This is a pipe or a device and not a file.</source>
+        <translation>Das ist eine Pipe oder ein Gerät und keine Datei.</translation>
+    </message>
+    <message>
+        <source>The format of the file is not known.</source>
+        <translation>Das Format der Datei ist nicht bekannt.</translation>
+    </message>
+    <message>
+        <source>There is no decoder for this format.</source>
+        <translation>Für dieses Format gibt es keinen Decoder.</translation>
+    </message>
+    <message>
+        <source>This is no picture of that format, or a damaged one.</source>
+        <translation>Das ist kein Bild dieses Formats, oder es ist beschädigt.</translation>
+    </message>
+    <message>
+        <source>The file ends before its picture does.</source>
+        <translation>Die Datei endet vor ihrem Bild.</translation>
+    </message>
+    <message>
+        <source>The picture is too large.</source>
+        <translation>Das Bild ist zu groß.</translation>
+    </message>
+    <message>
+        <source>The picture is too small.</source>
+        <translation>Das Bild ist zu klein.</translation>
+    </message>
+    <message>
+        <source>The video has no such frame.</source>
+        <translation>Das Video hat dieses Einzelbild nicht.</translation>
+    </message>
+    <message>
+        <source>The file can&apos;t be read.</source>
+        <translation>Die Datei kann nicht gelesen werden.</translation>
+    </message>
+    <message>
+        <source>The disk is full.</source>
+        <translation>Der Datenträger ist voll.</translation>
+    </message>
+    <message>
+        <source>The file can&apos;t be written.</source>
+        <translation>Die Datei kann nicht geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>This format can&apos;t be written.</source>
+        <translation>Dieses Format kann nicht geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>Saving would lose some of the file&apos;s metadata.</source>
+        <translation>Beim Speichern gingen Metadaten der Datei verloren.</translation>
+    </message>
+    <message>
+        <source>Another program keeps changing the file.</source>
+        <translation>Ein anderes Programm ändert die Datei immer wieder.</translation>
+    </message>
+    <message>
+        <source>There is not enough memory.</source>
+        <translation>Der Speicher reicht nicht.</translation>
+    </message>
+    <message>
+        <source>The request was cancelled.</source>
+        <translation>Die Anfrage wurde abgebrochen.</translation>
+    </message>
+    <message>
+        <source>The file is damaged, or its metadata can&apos;t be read.</source>
+        <translation>Die Datei ist beschädigt, oder ihre Metadaten sind nicht lesbar.</translation>
+    </message>
+    <message>
+        <source>The XMP metadata have too many namespaces or properties.</source>
+        <translation>Die XMP-Metadaten haben zu viele Namensräume oder Eigenschaften.</translation>
+    </message>
+    <message>
+        <source>This format has no place for the metadata.</source>
+        <translation>Dieses Format hat keinen Platz für die Metadaten.</translation>
+    </message>
+    <message>
+        <source>Saving would lose some of the file&apos;s metadata: %1.</source>
+        <translation>Beim Speichern gingen Metadaten der Datei verloren: %1.</translation>
+    </message>
+    <message>
+        <source>The module for videos can&apos;t be loaded.</source>
+        <translation>Das Modul für Videos kann nicht geladen werden.</translation>
+    </message>
+    <message>
+        <source>The file has no video, only sound or data.</source>
+        <translation>Die Datei enthält kein Video, nur Ton oder Daten.</translation>
+    </message>
+    <message>
+        <source>There is no decoder for this video.</source>
+        <translation>Für dieses Video gibt es keinen Decoder.</translation>
+    </message>
+    <message>
+        <source>No frame of the video can be decoded.</source>
+        <translation>Kein Einzelbild des Videos kann decodiert werden.</translation>
+    </message>
+    <message>
+        <source>Frame %1 can&apos;t be decoded.</source>
+        <translation>Einzelbild %1 kann nicht decodiert werden.</translation>
+    </message>
+    <message>
+        <source>The video has no frame %1; its last one is %2.</source>
+        <translation>Das Video hat kein Einzelbild %1; das letzte ist %2.</translation>
+    </message>
+</context>
+</TS>
