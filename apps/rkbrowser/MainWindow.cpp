@@ -60,8 +60,10 @@ MainWindow::MainWindow()
     });
     connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updateStatus);
     connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updatePeople);
-    connect(&m_model, &FolderModel::copyFailed, this, [this](const QStringList& reasons) {
-        QMessageBox::warning(this, tr("Not copied"), reasons.join(u'\n'));
+    connect(&m_model, &FolderModel::copyFailed, this, &MainWindow::report);
+    connect(&m_edits, &EditHistory::fileWritten, this, &MainWindow::fileChanged);
+    connect(&m_edits, &EditHistory::failed, this, [this](const QString& file, const QString& why) {
+        report({file + QStringLiteral(": ") + why});
     });
     connect(&m_shownFile, &QFileSystemWatcher::fileChanged, this, &MainWindow::fileChanged);
 
@@ -80,6 +82,7 @@ MainWindow::~MainWindow()
     m_model.disconnect(this);
     m_folder.disconnect(this);
     m_picture.disconnect(this);
+    m_edits.disconnect(this);
 }
 
 QString MainWindow::lastFolder()
@@ -122,14 +125,14 @@ void MainWindow::step(int by)
         m_folder.setCurrentIndex(m_model.index(row));
 }
 
-FolderModel& MainWindow::model()
+const FolderModel& MainWindow::model() const
 {
     return m_model;
 }
 
-FolderView& MainWindow::folderView()
+const PictureView& MainWindow::pictureView() const
 {
-    return m_folder;
+    return m_picture;
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
@@ -197,6 +200,27 @@ void MainWindow::addFileMenu()
 void MainWindow::addEditMenu()
 {
     QMenu* menu = menuBar()->addMenu(tr("&Edit"));
+    QAction* undo = m_edits.createUndoAction(this);
+    undo->setShortcuts(QKeySequence::Undo);
+    QAction* redo = m_edits.createRedoAction(this);
+    redo->setShortcuts(QKeySequence::Redo);
+    menu->addActions({undo, redo});
+    addActions({undo, redo});
+    menu->addSeparator();
+    for (int stars = 0; stars <= kMaxRating; ++stars) {
+        const QString text = stars == 0 ? tr("No stars") : QString(stars, u'★');
+        add(menu, text, {QKeySequence(Qt::Key_0 + stars)}, [this, stars] {
+            for (const QString& file : files())
+                m_edits.setRating(file, stars);
+        });
+    }
+    const auto rotate = [this](int quarters) {
+        for (const QString& file : files())
+            m_edits.rotate(file, quarters);
+    };
+    add(menu, tr("Turn &right"), {Qt::Key_R}, [rotate] { rotate(1); });
+    add(menu, tr("Turn &left"), {Qt::Key_L}, [rotate] { rotate(-1); });
+    menu->addSeparator();
     add(menu, tr("&Copy files"), {QKeySequence::Copy}, [this] {
         QApplication::clipboard()->setMimeData(
             m_model.mimeData(m_folder.selectionModel()->selectedIndexes()));
@@ -416,6 +440,19 @@ void MainWindow::updatePeople()
     m_person->clear();
     m_person->addItems(people);
     m_person->setCurrentIndex(person.isEmpty() ? 0 : static_cast<int>(people.indexOf(person)));
+}
+
+void MainWindow::report(const QStringList& failures)
+{
+    // One box for many files.
+    if (!m_report) {
+        m_report = new QMessageBox(QMessageBox::Warning, tr("Not done"), {}, QMessageBox::Ok, this);
+        m_report->setModal(false);
+    }
+    if (!m_report->isVisible())
+        m_report->setText({});
+    m_report->setText((QStringList(m_report->text()) + failures).join(u'\n').trimmed());
+    m_report->show();
 }
 
 void MainWindow::fileChanged(const QString& filePath)

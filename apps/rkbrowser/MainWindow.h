@@ -4,6 +4,7 @@
 #include "folder/FolderModel.h"
 #include "folder/FolderTree.h"
 #include "folder/FolderView.h"
+#include "panel/EditHistory.h"
 #include "picture/PictureView.h"
 
 #include <QFileSystemWatcher>
@@ -14,6 +15,7 @@
 class QComboBox;
 class QLabel;
 class QLineEdit;
+class QMessageBox;
 class QProgressBar;
 class QStackedWidget;
 
@@ -38,8 +40,8 @@ public:
     /// To the next file of the folder or, with -1, the one before.
     void step(int by);
 
-    FolderModel& model();
-    FolderView& folderView();
+    const FolderModel& model() const;
+    const PictureView& pictureView() const;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -70,11 +72,13 @@ private:
     void updatePage();
     void updateStatus();
     void updatePeople();
+    void report(const QStringList& failures);
     void fileChanged(const QString& filePath);
     void zoom(int steps);
     void setFullScreen(bool on);
 
     RKAsyncLoader m_loader;
+    EditHistory m_edits;
     // Before the views that show it, all of which need the loader.
     FolderModel m_model;
     FolderView m_folder{&m_model, &m_loader};
@@ -90,5 +94,6 @@ private:
     QProgressBar* m_progress = nullptr;
     // What makes sense for single files only.
     QList<QAction*> m_fileActions;
+    QMessageBox* m_report = nullptr;
     QByteArray m_stateBeforeFullScreen;
 };

@@ -27,11 +27,11 @@ struct FolderOrder
     Key key = Key::Name;
     Qt::SortOrder direction = Qt::AscendingOrder;
     /// A part of the name.
-    QString text;
+    QString text = {};
     int minRating = 0;
     Kind kind = Kind::All;
     /// Somebody who has to be in the picture; empty for nobody.
-    QString person;
+    QString person = {};
 
     bool operator==(const FolderOrder& other) const = default;
 

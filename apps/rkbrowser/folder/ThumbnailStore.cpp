@@ -35,7 +35,7 @@ const Thumbnail* ThumbnailStore::find(const File& file) const
 
 void ThumbnailStore::want(const QList<File>& visible, const QList<File>& nearby)
 {
-    QHash<QString, QFuture<RKLoadResult>> unwanted = std::exchange(m_loading, {});
+    QHash<QString, CancelLoad> unwanted = std::exchange(m_loading, {});
     QList<RKMediaDescriptor> first;
     const auto loadMissing = [&](const QList<File>& files, RKLoadPriority priority) {
         for (const File& file : files) {
@@ -55,8 +55,8 @@ void ThumbnailStore::want(const QList<File>& visible, const QList<File>& nearby)
     };
     loadMissing(visible, RKLoadPriority::Visible);
     loadMissing(nearby, RKLoadPriority::Nearby);
-    for (QFuture<RKLoadResult>& future : unwanted)
-        future.cancel();
+    for (const CancelLoad& cancel : std::as_const(unwanted))
+        cancel();
     m_loader->setVisible(first);
 }
 
@@ -68,21 +68,19 @@ QString ThumbnailStore::key(const File& file) const
 
 void ThumbnailStore::load(const File& file, const QString& name, RKLoadPriority priority)
 {
-    const QFuture<RKLoadResult> future = m_loader->load(RKMediaDescriptor(QFileInfo(file.path)),
-        QSize(m_pixels, m_pixels),
-        RKImageOption(),
-        priority);
-    m_loading.insert(name, future);
     // Drawings become pixels on the loader's thread, not on the window's.
-    QFuture<RKLoadResult>(future)
-        .then([](const RKLoadResult& result) {
-            RKDrawable drawable = result.drawable();
-            drawable.optimizeForDrawing();
-            return Thumbnail{drawable.image(), result.error().text()};
-        })
-        .then(this, [this, name, path = file.path](const Thumbnail& thumbnail) {
-            keep(name, path, thumbnail);
-        });
+    const auto make = [](const RKLoadResult& result) {
+        RKDrawable drawable = result.drawable();
+        drawable.optimizeForDrawing();
+        return Thumbnail{drawable.image(), result.error().text()};
+    };
+    const QSize size(m_pixels, m_pixels);
+    m_loading[name] = followLoad(
+        m_loader->load(RKMediaDescriptor(QFileInfo(file.path)), size, RKImageOption(), priority),
+        make,
+        this,
+        [this, name, path = file.path](
+            const Thumbnail& thumbnail) { keep(name, path, thumbnail); });
 }
 
 void ThumbnailStore::keep(const QString& name, const QString& path, const Thumbnail& thumbnail)

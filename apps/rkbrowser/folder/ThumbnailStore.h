@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CancellableLoad.h"
 #include "RKImageLoaderAsync/RKAsyncLoader.h"
 
 #include <QCache>
@@ -53,5 +54,5 @@ private:
     int m_pixels = 0;
     // By their bytes.
     QCache<QString, Thumbnail> m_kept;
-    QHash<QString, QFuture<RKLoadResult>> m_loading;
+    QHash<QString, CancelLoad> m_loading;
 };

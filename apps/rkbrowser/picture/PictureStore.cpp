@@ -108,8 +108,8 @@ void PictureStore::want(const QString& shown, const QStringList& neighbours, con
             ++entry;
             continue;
         }
-        for (QFuture<RKLoadResult>& future : entry->loading)
-            future.cancel();
+        for (const CancelLoad& cancel : std::as_const(entry->loading))
+            cancel();
         entry = m_entries.erase(entry);
     }
     if (!shown.isEmpty() && !m_entries.contains(shown))
@@ -141,11 +141,11 @@ void PictureStore::wantFull(const QString& filePath)
         return;
     found->isFullWanted = true;
     const RKMediaDescriptor file{QFileInfo(filePath)};
-    const QFuture<RKLoadResult> future
-        = m_loader->load(file, file.mediaFormat().isSVG() ? kDrawingSize : QSize());
-    found->loading << future;
-    QFuture<RKLoadResult>(future).then(imageOf).then(
-        this, [this, filePath, serial = found->serial](const QImage& image) {
+    found->loading << followLoad(
+        m_loader->load(file, file.mediaFormat().isSVG() ? kDrawingSize : QSize()),
+        imageOf,
+        this,
+        [this, filePath, serial = found->serial](const QImage& image) {
             if (Entry* entry = this->entry(filePath, serial); entry && !image.isNull()) {
                 entry->picture.full = image;
                 Q_EMIT loaded(filePath);
@@ -173,23 +173,23 @@ void PictureStore::load(const QString& filePath, RKLoadPriority priority)
 {
     // What is there is shown until the new one has come.
     Entry& entry = m_entries[filePath];
-    for (QFuture<RKLoadResult>& future : entry.loading)
-        future.cancel();
+    for (const CancelLoad& cancel : std::as_const(entry.loading))
+        cancel();
     entry.serial = ++m_newest;
     entry.isFullWanted = false;
     entry.isUnconvertedWanted = false;
-    const QFuture<RKLoadResult> future = m_loader->load(
-        RKMediaDescriptor(QFileInfo(filePath)), m_screen, RKImageOption(), priority);
-    entry.loading = {future};
-    QFuture<RKLoadResult>(future).then(pictureOf).then(
-        this, [this, filePath, serial = entry.serial](const Picture& picture) {
+    entry.loading = {followLoad(
+        m_loader->load(RKMediaDescriptor(QFileInfo(filePath)), m_screen, RKImageOption(), priority),
+        pictureOf,
+        this,
+        [this, filePath, serial = entry.serial](const Picture& picture) {
             if (Entry* current = this->entry(filePath, serial)) {
                 current->picture = picture;
                 current->isLoaded = true;
                 current->isFullWanted = !picture.full.isNull();
                 Q_EMIT loaded(filePath);
             }
-        });
+        })};
 }
 
 PictureStore::Entry* PictureStore::entry(const QString& filePath, quint64 serial)

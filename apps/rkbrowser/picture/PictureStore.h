@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CancellableLoad.h"
 #include "RKImageLoaderAsync/RKAsyncLoader.h"
 #include "picture/Histogram.h"
 
@@ -67,7 +68,7 @@ private:
         bool isFullWanted = false;
         bool isUnconvertedWanted = false;
         Picture picture;
-        QList<QFuture<RKLoadResult>> loading;
+        QList<CancelLoad> loading;
     };
 
     void load(const QString& filePath, RKLoadPriority priority);
