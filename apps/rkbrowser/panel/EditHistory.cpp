@@ -125,10 +125,9 @@ void EditHistory::setText(
 {
     addEdit(filePath, tr("Text of %1"), [=](RKMetaData& metaData) {
         const QString now = metaData.read(field);
-        if (now == wanted.trimmed())
-            return true;
-        metaData.write(field, wanted.trimmed());
-        return now == shown;
+        if (now != wanted)
+            metaData.write(field, wanted);
+        return now == shown || now == wanted;
     });
 }
 
@@ -153,7 +152,7 @@ void EditHistory::setPictureTaken(
     addEdit(filePath, tr("Date of %1"), [=](RKMetaData& metaData) {
         const QDateTime now = metaData.pictureTaken();
         metaData.setPictureTaken(wanted);
-        return now == shown;
+        return now == shown || now == wanted;
     });
 }
 
@@ -163,7 +162,7 @@ void EditHistory::setPosition(
     addEdit(filePath, tr("Place of %1"), [=](RKMetaData& metaData) {
         const RKGeoPosition now = metaData.geoPosition();
         metaData.setGeoPosition(wanted);
-        return now == shown;
+        return now == shown || now == wanted;
     });
 }
 

@@ -82,7 +82,7 @@ private Q_SLOTS:
         history.setRating(path, 3);
         history.setRating(path, 4);
         history.setRating(path, 4); // no change, no step
-        history.setText(path, Field::originalFilename, {}, u" Zoë "_s);
+        history.setText(path, Field::originalFilename, {}, u"Zoë"_s);
         history.changeKeywords(path, {}, {u"a"_s, u"b, c"_s});
         history.changeKeywords(path, {u"a"_s}, {u"d"_s});
         history.setPictureTaken(path, {}, taken);
