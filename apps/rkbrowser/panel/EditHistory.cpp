@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
+#include "WhenDone.h"
 
 #include <QAction>
 #include <QEventLoop>
@@ -208,9 +209,9 @@ void EditHistory::startNext()
             task = command->taskFor(task.kind);
         }
         m_isWriting = true;
-        QtConcurrent::run(&m_thread, [task] {
-            return write(task.filePath, task.change);
-        }).then(this, [this, task](const Outcome& outcome) { finish(task, outcome); });
+        whenDone(QtConcurrent::run(&m_thread, [task] { return write(task.filePath, task.change); }),
+            this,
+            [this, task](const Outcome& outcome) { finish(task, outcome); });
     }
     if (!m_isWriting)
         Q_EMIT idle();

@@ -1,6 +1,7 @@
 #include "panel/InformationPanel.h"
 
 #include "BackgroundThreads.h"
+#include "WhenDone.h"
 #include "panel/EditHistory.h"
 #include "panel/KeywordEdit.h"
 
@@ -139,6 +140,14 @@ InformationPanel::InformationPanel(EditHistory* history, QWidget* parent)
     showFile({});
 }
 
+InformationPanel::~InformationPanel()
+{
+    commit();
+    // A line that loses the focus while it dies reports its text once more.
+    m_filePath.clear();
+    delete m_editors;
+}
+
 void InformationPanel::addStars(QFormLayout* form)
 {
     auto* stars = new QHBoxLayout;
@@ -146,6 +155,7 @@ void InformationPanel::addStars(QFormLayout* form)
     for (int i = 1; i <= kStars; ++i) {
         auto* star = new QToolButton;
         star->setAutoRaise(true);
+        star->setStyleSheet(QStringLiteral("font-size: 18px; padding: 0px"));
         star->setAccessibleName(tr("%n star(s)", nullptr, i));
         star->setToolTip(tr("%n star(s)", nullptr, i));
         connect(star, &QToolButton::clicked, this, [this, i] {
@@ -220,7 +230,7 @@ void InformationPanel::addLine(QFormLayout* form,
 void InformationPanel::commitLine(Line& line)
 {
     const QString text = line.edit->text().trimmed();
-    if (!line.edit->isModified() || m_filePath.isEmpty())
+    if (!line.edit->isModified() || m_filePath.isEmpty() || !m_history)
         return;
     if (text == line.read(line.shown) || line.write(line.shown, text)) {
         line.edit->setModified(false);
@@ -232,6 +242,8 @@ void InformationPanel::commitLine(Line& line)
 
 void InformationPanel::commit()
 {
+    if (!m_history)
+        return;
     m_keywords->commit();
     for (Line& line : m_lines)
         commitLine(line);
@@ -261,18 +273,19 @@ void InformationPanel::reload()
 {
     const quint64 request = ++m_request;
     if (m_filePath.isEmpty()) {
-        show({});
+        display({});
         return;
     }
     m_stamp = stampOf(m_filePath);
-    QtConcurrent::run(backgroundThreads(), &FileFacts::read, m_filePath)
-        .then(this, [this, request](const FileFacts& facts) {
+    whenDone(QtConcurrent::run(backgroundThreads(), &FileFacts::read, m_filePath),
+        this,
+        [this, request](const FileFacts& facts) {
             if (request == m_request)
-                show(facts);
+                display(facts);
         });
 }
 
-void InformationPanel::show(const FileFacts& facts)
+void InformationPanel::display(const FileFacts& facts)
 {
     m_facts = facts;
     m_name->setText(QFileInfo(m_filePath).fileName());

@@ -3,6 +3,7 @@
 #include "panel/FileFacts.h"
 
 #include <QFileSystemWatcher>
+#include <QPointer>
 #include <QTimer>
 #include <QWidget>
 
@@ -23,8 +24,9 @@ class InformationPanel : public QWidget
     Q_OBJECT
 
 public:
-    /// The history has to live longer.
     explicit InformationPanel(EditHistory* history, QWidget* parent = nullptr);
+    /// Writes what was edited, if the history still lives.
+    ~InformationPanel() override;
 
     /// Writes what was edited of the file before. An empty path shows nothing.
     void showFile(const QString& filePath);
@@ -60,13 +62,13 @@ private:
         const std::function<bool(const RKMetaData&, const QString&)>& write);
     void commit();
     void commitLine(Line& line);
-    void show(const FileFacts& facts);
+    void display(const FileFacts& facts);
     void showRating(int rating);
     void showProblem(const QString& text);
     void watch();
     void lookForChange();
 
-    EditHistory* m_history;
+    const QPointer<EditHistory> m_history;
     QString m_filePath;
     FileFacts m_facts;
     std::vector<Line> m_lines;

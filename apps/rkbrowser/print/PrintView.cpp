@@ -3,6 +3,7 @@
 #include "BackgroundThreads.h"
 #include "RKImageLoader/loading/RKImageClipper.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "WhenDone.h"
 #include "print/CropView.h"
 
 #include <QCheckBox>
@@ -96,25 +97,27 @@ void PrintView::open(const QString& filePath)
     m_filePath = filePath;
     m_crop->setPicture({}, {});
     const RKMediaDescriptor descriptor{QFileInfo(filePath)};
-    m_loader->load(descriptor, kPreview)
-        .then(backgroundThreads(),
-            [descriptor](const RKLoadResult& result) {
-                return std::pair(result, RKMediaLoader::instance()->size(descriptor));
-            })
-        .then(
-            this, [this, generation = ++m_generation](const std::pair<RKLoadResult, QSize>& read) {
-                if (generation != m_generation)
-                    return;
-                const auto& [result, size] = read;
-                if (result.drawable().isNull()) {
-                    Q_EMIT failed(m_filePath, result.error().text());
-                    return;
-                }
-                m_isPortrait->setChecked(size.height() > size.width());
-                m_crop->setPicture(result.drawable().image(), size);
-                applyRatio();
-                Q_EMIT opened(m_filePath);
-            });
+    const auto measure = [descriptor](const RKLoadResult& result) {
+        return std::pair(result, RKMediaLoader::instance()->size(descriptor));
+    };
+    whenDone(m_loader->load(descriptor, kPreview).then(backgroundThreads(), measure),
+        this,
+        [this, generation = ++m_generation](const std::pair<RKLoadResult, QSize>& measured) {
+            if (generation == m_generation)
+                begin(measured.first, measured.second);
+        });
+}
+
+void PrintView::begin(const RKLoadResult& result, const QSize& size)
+{
+    if (result.drawable().isNull()) {
+        Q_EMIT failed(m_filePath, result.error().text());
+        return;
+    }
+    m_isPortrait->setChecked(size.height() > size.width());
+    m_crop->setPicture(result.drawable().image(), size);
+    applyRatio();
+    Q_EMIT opened(m_filePath);
 }
 
 void PrintView::applyRatio()
@@ -185,17 +188,19 @@ void PrintView::exportTo(const QString& filePath)
 {
     m_export->setEnabled(false);
     const RKMediaDescriptor source{QFileInfo(m_filePath)};
-    QtConcurrent::run(backgroundThreads(),
-        [source, filePath, crop = m_crop->crop(), size = printSize() * 10, dpi = m_dpi->value()] {
-            RKMediaError error;
-            const QImage clip
-                = RKImageClipper().clipForProduction(source, crop, size, dpi, false, &error);
-            if (!clip.isNull())
-                RKMediaLoader::instance()->save(
-                    RKMediaDescriptor(QFileInfo(filePath)), clip, &error);
-            return error.text();
-        })
-        .then(this, [this, filePath](const QString& failure) {
+    const auto clip
+        = [source, filePath, crop = m_crop->crop(), size = printSize() * 10, dpi = m_dpi->value()] {
+              RKMediaError error;
+              const QImage image
+                  = RKImageClipper().clipForProduction(source, crop, size, dpi, false, &error);
+              if (!image.isNull())
+                  RKMediaLoader::instance()->save(
+                      RKMediaDescriptor(QFileInfo(filePath)), image, &error);
+              return error.text();
+          };
+    whenDone(QtConcurrent::run(backgroundThreads(), clip),
+        this,
+        [this, filePath](const QString& failure) {
             m_export->setEnabled(true);
             if (failure.isEmpty())
                 Q_EMIT exported(filePath);

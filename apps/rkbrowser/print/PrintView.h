@@ -37,6 +37,7 @@ Q_SIGNALS:
     void failed(const QString& filePath, const QString& reason);
 
 private:
+    void begin(const RKLoadResult& result, const QSize& size);
     void applyRatio();
     void takeHeight(double millimetres);
     void updatePixels();

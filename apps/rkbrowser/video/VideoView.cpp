@@ -3,6 +3,7 @@
 #include "BackgroundThreads.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
+#include "WhenDone.h"
 
 #include <QBoxLayout>
 #include <QFileDialog>
@@ -18,7 +19,7 @@
 namespace {
 
 constexpr int kStoryboardFrames = 12;
-constexpr QSize kStoryboardSize(112, 84);
+constexpr int kStoryboardHeight = 72;
 
 } // namespace
 
@@ -70,8 +71,8 @@ VideoView::VideoView(RKAsyncLoader* loader, QWidget* parent)
     m_strip->setFlow(QListView::LeftToRight);
     m_strip->setWrapping(false);
     m_strip->setMovement(QListView::Static);
-    m_strip->setIconSize(kStoryboardSize);
-    m_strip->setFixedHeight(kStoryboardSize.height() + 2 * fontMetrics().height() + 12);
+    m_strip->setFixedHeight(kStoryboardHeight + 3 * fontMetrics().height());
+    m_strip->viewport()->setAutoFillBackground(false);
     m_strip->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_strip->setFrameShape(QFrame::NoFrame);
     connect(m_strip, &QListWidget::itemClicked, this, [this](const QListWidgetItem* item) {
@@ -87,6 +88,7 @@ VideoView::VideoView(RKAsyncLoader* loader, QWidget* parent)
     bar->addWidget(m_slider, 1);
     bar->addWidget(m_position);
     bar->addWidget(still);
+    bar->setContentsMargins(8, 0, 8, 0);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
     layout->addWidget(m_canvas, 1);
@@ -112,15 +114,18 @@ void VideoView::open(const QString& filePath)
         int shown;
     };
 
-    QtConcurrent::run(backgroundThreads(), [descriptor] {
+    const auto read = [descriptor] {
         const RKVideoDecoderRegistry& videos = *RKVideoDecoderRegistry::instance();
         return Facts{videos.framesPerSecond(descriptor),
             videos.lastFrameIndex(descriptor).frame(),
             videos.defaultFrameIndex(descriptor).frame()};
-    }).then(this, [this, generation = m_generation](const Facts& facts) {
-        if (generation == m_generation)
-            begin(facts.rate, facts.last, facts.shown);
-    });
+    };
+    whenDone(QtConcurrent::run(backgroundThreads(), read),
+        this,
+        [this, generation = m_generation](const Facts& facts) {
+            if (generation == m_generation)
+                begin(facts.rate, facts.last, facts.shown);
+        });
 }
 
 void VideoView::close()
@@ -182,7 +187,7 @@ void VideoView::loadWanted()
         return;
     const int frame = m_wantedFrame;
     m_loading = m_loader->load(descriptorOf(frame), m_canvas->size() * devicePixelRatioF());
-    m_loading.then(this, [this, frame, generation = m_generation](const RKLoadResult& result) {
+    whenDone(m_loading, this, [this, frame, generation = m_generation](const RKLoadResult& result) {
         if (generation != m_generation)
             return;
         m_shownFrame = frame;
@@ -192,24 +197,27 @@ void VideoView::loadWanted()
         if (m_wantedFrame != frame)
             loadWanted();
         else if (m_storyboard.isEmpty() && !result.drawable().isNull())
-            loadStoryboard();
+            loadStoryboard(result.drawable().size());
     });
 }
 
-void VideoView::loadStoryboard()
+void VideoView::loadStoryboard(const QSize& frameSize)
 {
+    const QSize icon
+        = frameSize.scaled(QSize(3 * kStoryboardHeight, kStoryboardHeight), Qt::KeepAspectRatio);
+    const int textWidth = fontMetrics().horizontalAdvance(timeText(m_lastFrame));
+    m_strip->setIconSize(icon);
+    m_strip->setGridSize(
+        {qMax(icon.width(), textWidth) + 8, m_strip->height() - fontMetrics().height()});
     const int count = qMin(kStoryboardFrames, m_lastFrame + 1);
     for (int i = 0; i < count; ++i) {
         const int frame = count > 1 ? int(qint64(m_lastFrame) * i / (count - 1)) : 0;
         auto* item = new QListWidgetItem(timeText(frame), m_strip);
         item->setData(Qt::UserRole, frame);
-        item->setSizeHint(kStoryboardSize + QSize(8, fontMetrics().height() + 10));
-        auto future = m_loader->load(descriptorOf(frame),
-            kStoryboardSize * devicePixelRatioF(),
-            {},
-            RKLoadPriority::Background);
+        auto future = m_loader->load(
+            descriptorOf(frame), icon * devicePixelRatioF(), {}, RKLoadPriority::Background);
         m_storyboard << future;
-        future.then(this, [this, i, generation = m_generation](const RKLoadResult& result) {
+        whenDone(future, this, [this, i, generation = m_generation](const RKLoadResult& result) {
             if (generation == m_generation && !result.drawable().isNull())
                 m_strip->item(i)->setIcon(QPixmap::fromImage(result.drawable().image()));
         });
@@ -238,16 +246,16 @@ void VideoView::askForStill()
 
 void VideoView::saveStill(const QString& filePath)
 {
-    m_loader->load(descriptorOf(m_shownFrame))
-        .then(backgroundThreads(),
-            [filePath](const RKLoadResult& result) {
-                RKMediaError error = result.error();
-                if (!result.drawable().isNull())
-                    RKMediaLoader::instance()->save(
-                        RKMediaDescriptor(QFileInfo(filePath)), result.drawable(), &error);
-                return error.text();
-            })
-        .then(this, [this, filePath](const QString& failure) {
+    const auto save = [filePath](const RKLoadResult& result) {
+        RKMediaError error = result.error();
+        const RKMediaDescriptor target{QFileInfo(filePath)};
+        if (!result.drawable().isNull())
+            RKMediaLoader::instance()->save(target, result.drawable(), &error);
+        return error.text();
+    };
+    whenDone(m_loader->load(descriptorOf(m_shownFrame)).then(backgroundThreads(), save),
+        this,
+        [this, filePath](const QString& failure) {
             if (failure.isEmpty())
                 Q_EMIT saved(filePath);
             else

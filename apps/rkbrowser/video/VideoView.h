@@ -53,7 +53,7 @@ private:
     RKMediaDescriptor descriptorOf(int frame) const;
     void begin(RKFramesPerSecond rate, int lastFrame, int firstShown);
     void loadWanted();
-    void loadStoryboard();
+    void loadStoryboard(const QSize& frameSize);
     QString timeText(int frame) const;
 
     RKAsyncLoader* m_loader;
