@@ -229,18 +229,38 @@ std::optional<QList<RKTiffEditor::Entry>> RKTiffEditor::changedEntries(
     return entries;
 }
 
+/// The directory that has the tag which leads to another one, and that tag.
+std::pair<RKTiffEditor::Directory, quint16> RKTiffEditor::wayTo(Directory directory)
+{
+    switch (directory) {
+    case Directory::Interoperability:
+        return {Directory::Photo, RKTiffTag::kInteroperabilityDirectory};
+    case Directory::GpsInfo: return {Directory::Image, RKTiffTag::kGpsDirectory};
+    default: return {Directory::Image, RKTiffTag::kExifDirectory};
+    }
+}
+
 /// Makes an empty directory and the tag that leads to it.
 std::optional<RKTiffEditor::Place> RKTiffEditor::create(Directory directory)
 {
-    const bool isInPhoto = directory == Directory::Interoperability;
-    const Directory parent = isInPhoto ? Directory::Photo : Directory::Image;
-    const quint16 pointer = isInPhoto     ? RKTiffTag::kInteroperabilityDirectory
-        : directory == Directory::GpsInfo ? RKTiffTag::kGpsDirectory
-                                          : RKTiffTag::kExifDirectory;
+    const auto [parent, pointer] = wayTo(directory);
     const quint32 place = append(QByteArray(sizeOfDirectory(0), '\0'));
     if (!change(parent, {{pointer, RKTiffType::kLong, bytesOf(place)}}, {}))
         return {};
     return find(directory);
+}
+
+/// The values of tags that are in no entry, and that nothing else uses.
+std::vector<RKTiffEditor::Range> RKTiffEditor::ownRanges(
+    quint32 directory, const QList<quint16>& tags, const std::vector<Range>& used) const
+{
+    std::vector<Range> ranges;
+    for (const RKTiffStructure::Entry& entry : read().entriesOf(directory)) {
+        const auto range = tags.contains(entry.tag) ? outsideRange(entry) : std::nullopt;
+        if (range && isUsedOnce(*range, used))
+            ranges.push_back(*range);
+    }
+    return ranges;
 }
 
 bool RKTiffEditor::change(Directory directory, const QList<Tag>& set, const QList<quint16>& removed)
@@ -265,8 +285,16 @@ bool RKTiffEditor::change(Directory directory, const QList<Tag>& set, const QLis
         return false;
     }
     const quint32 next = read().numberAt(read().endOfEntries(place->directory));
+    const std::vector<Range> unused = m_places == Places::Reuse
+        ? ownRanges(place->directory, removed, *used)
+        : std::vector<Range>();
     rewrite(*place, *entries, next, isMissing ? usedRanges().value_or(*used) : *used);
-    return true;
+    // Who has a position removed doesn't want it to be found any more.
+    for (const Range& range : unused)
+        overwrite(range.start, QByteArray(qsizetype(range.size()), '\0'));
+    // TIFF 6.0, section 2: there has to be an entry.
+    const auto [parent, pointer] = wayTo(directory);
+    return !entries->isEmpty() || directory == Directory::Image || change(parent, {}, {pointer});
 }
 
 /// A place for a directory of so many entries; the old one, if there is one, is blanked.

@@ -7,6 +7,7 @@
 #include <QList>
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 /// Changes tags of a TIFF structure - a TIFF-based file, or the Exif block of another file - and
@@ -14,8 +15,8 @@
 ///
 /// Offsets in maker notes and previews, which only the camera's maker knows, stay right that way,
 /// and so do all pictures. What does not fit into its old place is appended, also a directory that
-/// gets another entry. The old bytes of a value stay behind unused; those of a directory are
-/// blanked. What is not held of the structure stays so.
+/// gets another entry. The old bytes of a value stay behind unused; those of a directory, and of
+/// values that are removed, are blanked. What is not held of the structure stays so.
 ///
 /// The cost of a change grows with the number of entries and strips, which is bounded: structures
 /// whose directories overlap, or that have too many (RKTiffStructure::directories()), cannot be
@@ -65,10 +66,10 @@ public:
     /// The first tag with that number in the main directory.
     std::optional<Tag> tag(quint16 number) const;
 
-    /// Sets and removes tags of a directory, which is made where it is missing. A number may stand
-    /// there more than once: all of its tags are replaced by those given. False, and nothing
-    /// changed, for an invalid structure, for one that would exceed 4 GiB, and where the directory
-    /// lies outside.
+    /// Sets and removes tags of a directory, which is made where it is missing, and goes with the
+    /// last of its tags, except for the main one. A number may stand there more than once: all of
+    /// its tags are replaced by those given. False, and nothing changed, for an invalid structure,
+    /// for one that would exceed 4 GiB, and where the directory lies outside.
     bool change(Directory directory, const QList<Tag>& set, const QList<quint16>& removed);
 
     /// Replaces the second directory by one with these tags and the bytes of a JPEG, whose place
@@ -121,7 +122,10 @@ private:
     bool isThumbnail(quint32 directory) const;
 
     bool canTake(const QList<Entry>& entries, qsizetype others) const;
+    static std::pair<Directory, quint16> wayTo(Directory directory);
     std::optional<Place> create(Directory directory);
+    std::vector<Range> ownRanges(
+        quint32 directory, const QList<quint16>& tags, const std::vector<Range>& used) const;
     quint32 makeRoom(quint32 directory, qsizetype entries, const std::vector<Range>& used);
     void rewrite(const Place& place,
         const QList<Entry>& entries,

@@ -121,6 +121,11 @@ void RKExiv2Wrapper::setGeoPosition(const RKGeoPosition& position)
     m_impl->setGeoPosition(position);
 }
 
+void RKExiv2Wrapper::removeGeoPosition()
+{
+    m_impl->removeGeoPosition();
+}
+
 double RKExiv2Wrapper::digitalZoomRatio() const
 {
     return m_impl->digitalZoomRatio();
@@ -139,6 +144,16 @@ int RKExiv2Wrapper::adobeRating() const
 void RKExiv2Wrapper::setAdobeRating(int rating)
 {
     m_impl->setAdobeRating(rating);
+}
+
+bool RKExiv2Wrapper::isRejected() const
+{
+    return m_impl->isRejected();
+}
+
+void RKExiv2Wrapper::setRejected()
+{
+    m_impl->setRejected();
 }
 
 int RKExiv2Wrapper::tamoRating() const

@@ -102,6 +102,8 @@ public:
     RKGeoPosition geoPosition() const;
     /// In Exif.
     void setGeoPosition(const RKGeoPosition& position);
+    /// From Exif and XMP; see RKMetaData::removeGeoPosition().
+    void removeGeoPosition();
 
     /// In Exif.
     /// @{
@@ -113,6 +115,11 @@ public:
     int adobeRating() const;
     /// Writes the rating and the percentage that belongs to it to XMP and Exif.
     void setAdobeRating(int rating);
+    /// See RKMetaData::isRejected().
+    /// @{
+    bool isRejected() const;
+    void setRejected();
+    /// @}
 
     /// In the host's XMP namespace.
     /// @{

@@ -138,6 +138,11 @@ void RKMetaData::setGeoPosition(const RKGeoPosition& position)
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setGeoPosition(position); });
 }
 
+void RKMetaData::removeGeoPosition()
+{
+    change([](RKMetaDataImpl& impl) { impl.exiv2Wrapper().removeGeoPosition(); });
+}
+
 int RKMetaData::adobeRating() const
 {
     return snapshot()->exiv2Wrapper().adobeRating();
@@ -146,6 +151,16 @@ int RKMetaData::adobeRating() const
 void RKMetaData::setAdobeRating(int rating)
 {
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setAdobeRating(rating); });
+}
+
+bool RKMetaData::isRejected() const
+{
+    return snapshot()->exiv2Wrapper().isRejected();
+}
+
+void RKMetaData::setRejected()
+{
+    change([](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setRejected(); });
 }
 
 int RKMetaData::tamoRating() const

@@ -94,11 +94,21 @@ public:
     RKGeoPosition geoPosition() const;
     /// An invalid position changes nothing.
     void setGeoPosition(const RKGeoPosition& position);
+    /// Removes the position with all that belongs to it: altitude, direction and time of Exif, and
+    /// the properties of XMP that say the same, those inside of places included. From the file of a
+    /// later save(), too. Names of places and makers' notes stay.
+    void removeGeoPosition();
 
     /// The stars, 0 to 5, that photo applications share: the rating that a host shows.
     int adobeRating() const;
     /// Limited to 0 to 5.
     void setAdobeRating(int rating);
+    /// The picture was sorted out: a rating of -1 in XMP, which adobeRating() gives as 0. Any
+    /// rating that is set takes it back.
+    /// @{
+    bool isRejected() const;
+    void setRejected();
+    /// @}
 
     /// A rating of the host's own, 0 to 5, which other programs don't know.
     int tamoRating() const;

@@ -16,6 +16,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <set>
 #include <utility>
 
 namespace {
@@ -540,6 +541,17 @@ void RKExiv2ExifData::setGeoPosition(const RKGeoPosition& position)
     setString("Exif.GPSInfo.GPSLongitudeRef", ref(longitude, QLatin1Char('W'), QLatin1Char('E')));
     setString("Exif.GPSInfo.GPSLatitude", latitude.toExifRational());
     setString("Exif.GPSInfo.GPSLongitude", longitude.toExifRational());
+}
+
+void RKExiv2ExifData::removeGeoPosition()
+{
+    std::set<std::string> keys{"Exif.GPSInfo.GPSLatitude", "Exif.GPSInfo.GPSLongitude"};
+    for (const Exiv2::Exifdatum& datum : m_exifData) {
+        if (datum.groupName() == "GPSInfo" || datum.key() == "Exif.Image.GPSTag")
+            keys.insert(datum.key());
+    }
+    for (const std::string& key : keys)
+        removeEverywhere(key.c_str());
 }
 
 void RKExiv2ExifData::writeThumbnail(const QByteArray& jpeg)

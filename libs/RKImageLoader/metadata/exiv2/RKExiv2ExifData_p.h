@@ -120,6 +120,8 @@ public:
     void adaptToPixels(const QSize& size);
     /// An invalid position changes nothing.
     void setGeoPosition(const RKGeoPosition& position);
+    /// The whole directory of it, from a target of mergeTo() too.
+    void removeGeoPosition();
     /// Stores the bytes of a JPEG; no bytes change nothing.
     void writeThumbnail(const QByteArray& jpeg);
     void eraseThumbnail();

@@ -20,6 +20,9 @@
 namespace {
 
 constexpr int kHighestRating = 5;
+constexpr char kRatingInXmp[] = "Xmp.xmp.Rating";
+// XMP specification, part 1, 8.4.
+constexpr int kRejected = -1;
 // What Windows shows as one to five stars (System.Rating).
 constexpr std::array<int, kHighestRating + 1> kMicrosoftPercents = {0, 1, 25, 50, 75, 99};
 
@@ -323,6 +326,13 @@ void RKExiv2WrapperImpl::setGeoPosition(const RKGeoPosition& position)
     m_exifData.setGeoPosition(position);
 }
 
+void RKExiv2WrapperImpl::removeGeoPosition()
+{
+    const QWriteLocker locker(&m_lock);
+    m_exifData.removeGeoPosition();
+    m_xmpData.removeGeoPosition();
+}
+
 double RKExiv2WrapperImpl::digitalZoomRatio() const
 {
     const QReadLocker locker(&m_lock);
@@ -365,10 +375,25 @@ void RKExiv2WrapperImpl::setAdobeRating(int rating)
     const int stars = toRating(rating);
     const int percent = toMicrosoftPercent(stars);
     const QWriteLocker locker(&m_lock);
-    m_xmpData.setInt("Xmp.xmp.Rating", stars);
+    m_xmpData.setInt(kRatingInXmp, stars);
     m_exifData.setInt("Exif.Image.Rating", stars);
     m_exifData.setInt("Exif.Image.RatingPercent", percent);
     m_xmpData.setInt("Xmp.MicrosoftPhoto.Rating", percent);
+}
+
+bool RKExiv2WrapperImpl::isRejected() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_xmpData.hasXMPKey(QLatin1String(kRatingInXmp))
+        && m_xmpData.readInt(kRatingInXmp) == kRejected;
+}
+
+void RKExiv2WrapperImpl::setRejected()
+{
+    const QWriteLocker locker(&m_lock);
+    // The other places have no value for it.
+    setAdobeRating(0);
+    m_xmpData.setInt(kRatingInXmp, kRejected);
 }
 
 bool RKExiv2WrapperImpl::flashUsed() const

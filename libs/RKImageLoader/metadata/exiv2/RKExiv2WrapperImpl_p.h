@@ -61,6 +61,7 @@ public:
     void setPictureTaken(const QDateTime& dateTime);
     RKGeoPosition geoPosition() const;
     void setGeoPosition(const RKGeoPosition& position);
+    void removeGeoPosition();
     double digitalZoomRatio() const;
     void setDigitalZoomRatio(double ratio);
 
@@ -68,6 +69,8 @@ public:
     static int toRating(int number);
     int adobeRating() const;
     void setAdobeRating(int rating);
+    bool isRejected() const;
+    void setRejected();
     bool flashUsed() const;
     void setFlashUsed(bool used);
     QDateTime myTalikoExportDate() const;

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <unordered_set>
 #include <utility>
 
@@ -57,6 +58,14 @@ Exiv2::XmpData withoutProperty(const Exiv2::XmpData& data, const std::string& ke
             return true;
         return other.size() > key.size() && other[key.size()] != '/' && other[key.size()] != '[';
     });
+}
+
+/// Properties of Exif, and those of drones, whether by themselves or in a structure:
+/// "Xmp.iptcExt.LocationCreated[1]/exif:GPSLatitude".
+bool isOfGeoPosition(const std::string& key)
+{
+    const std::string name = key.substr(key.find_last_of(".:/") + 1);
+    return name.compare(0, 3, "GPS") == 0 || name.compare(0, 3, "Gps") == 0;
 }
 
 std::string withoutTrailingNuls(const std::string& packet)
@@ -267,6 +276,24 @@ void RKExiv2XmpData::setDateTime(const char* key, const QDateTime& value)
 {
     const bool isWhole = value.time().msec() == 0;
     setString(key, value.toString(isWhole ? Qt::ISODate : Qt::ISODateWithMs));
+}
+
+void RKExiv2XmpData::removeGeoPosition()
+{
+    std::set<std::string> keys{"Xmp.exif.GPSLatitude", "Xmp.exif.GPSLongitude"};
+    for (const Exiv2::Xmpdatum& datum : m_data) {
+        if (isOfGeoPosition(datum.key()))
+            keys.insert(datum.key());
+    }
+    for (const std::string& key : keys) {
+        const std::string property = RKExiv2XmpPackets::propertyKey(key);
+        m_data = withoutProperty(m_data, key);
+        m_changed = true;
+        m_changedKeys.insert(property);
+        // A structure loses a part only.
+        if (property == key)
+            m_removedKeys.insert(key);
+    }
 }
 
 bool RKExiv2XmpData::setXmpPacket(const std::string& packet)

@@ -79,6 +79,9 @@ public:
     /// An ISO 8601 text, with the offset where the time has one. An invalid time sets an empty
     /// text.
     void setDateTime(const char* key, const QDateTime& value);
+    /// Removes what says where the picture was taken as Exif does, also from structures; from a
+    /// target of mergeTo(), too.
+    void removeGeoPosition();
 
     /// Replaces all properties by those of a packet; an empty packet has none. False, and nothing
     /// changed, when it cannot be decoded; that is logged.

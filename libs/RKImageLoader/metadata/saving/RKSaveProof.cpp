@@ -124,6 +124,21 @@ QList<RKTiffComparison::Owned> RKSaveProof::ownedTags() const
         else
             owned.append({"IFD0/Exif", RKTiffTag::kMakerNote});
     }
+    // A directory that has lost all of its tags goes, too.
+    static const std::map<std::string, RKTiffComparison::Owned> ways{
+        {"Photo", {"IFD0", RKTiffTag::kExifDirectory}},
+        {"GPSInfo", {"IFD0", RKTiffTag::kGpsDirectory}},
+        {"Iop", {"IFD0/Exif", RKTiffTag::kInteroperabilityDirectory}}};
+    for (const auto& [group, way] : ways) {
+        const auto isInGroup
+            = [&group = group](const auto& datum) { return datum.groupName() == group; };
+        const auto hasChanged = [&group = group](const auto& tag) { return tag.first == group; };
+        const Exiv2::ExifData& wanted = m_wanted.families.exif;
+        const auto& tags = m_changes.exifTags();
+        if (std::any_of(tags.begin(), tags.end(), hasChanged)
+            && std::none_of(wanted.begin(), wanted.end(), isInGroup))
+            owned.append(way);
+    }
     if (m_changes.hasThumbnailChanged())
         owned.append({"IFD1"});
     // In a TIFF-based file the other families are tags, too.

@@ -293,6 +293,18 @@ private Q_SLOTS:
         }
     }
 
+    void rejectedPicturesHaveARatingOfTheirOwn()
+    {
+        RKExiv2Wrapper wrapper;
+        QVERIFY(!wrapper.isRejected());
+        wrapper.setAdobeRating(4);
+        wrapper.setRejected();
+        QVERIFY(wrapper.isRejected() && wrapper.adobeRating() == 0);
+        QCOMPARE(wrapper.allData()[u"Xmp.xmp.Rating"_s], u"-1"_s);
+        wrapper.setAdobeRating(0);
+        QVERIFY(!wrapper.isRejected());
+    }
+
     void fieldsTakeTheFirstTextOfTheirKeys()
     {
         const std::tuple<Field, Values, const char*> rows[] = {

@@ -114,6 +114,40 @@ private Q_SLOTS:
         QCOMPARE(buffer.data(), QByteArray(500, 'x'));
     }
 
+    void removedPositionsLeaveNoTrace()
+    {
+        const OpenDir dir;
+        for (const char* format : {"JPG", "PNG", "TIFF"}) {
+            const QString path = dir.filePath(QString::fromLatin1(format));
+            write(path, withMetadata(ratedFile(format), [](Exiv2::Image& image) {
+                for (const char* key : {"GPSLatitudeRef", "GPSSatellites", "GPSProcessingMethod"})
+                    image.exifData()[std::string("Exif.GPSInfo.") + key] = std::string("N");
+                image.exifData()["Exif.GPSInfo.GPSLatitude"] = std::string("1234567/1 0/1 0/1");
+                RKExiv2Compat::setXmpPacket(image,
+                    "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/"
+                    "02/22-rdf-syntax-ns#'><rdf:Description xmlns:e='http://ns.adobe.com/exif/1.0/' "
+                    "xmlns:l='http://iptc.org/std/Iptc4xmpExt/2008-02-29/' e:GPSAltitude='3/1'>"
+                    "<l:LocationCreated><rdf:Bag><rdf:li l:City='Paris' e:GPSLatitude='48,0N'/>"
+                    "</rdf:Bag></l:LocationCreated></rdf:Description></rdf:RDF></x:xmpmeta>");
+            }));
+            RKExiv2Wrapper wrapper{QFileInfo(path)};
+            wrapper.removeGeoPosition();
+            QVERIFY(wrapper.save(QFileInfo(path)));
+            const RKExiv2Wrapper saved{QFileInfo(path)};
+            const QStringList keys = saved.allData().keys();
+            qInfo() << format << keys.filter(u"GPS"_s);
+            QCOMPARE(keys.filter(u"GPS"_s), QStringList());
+            QCOMPARE(keys.filter(u"City"_s).size(), 1);
+            QCOMPARE(saved.read(Field::author), u"artist"_s);
+            // Nor do the old bytes.
+            for (const char* trace : {"48,0N", "GPS", "\x87\xd6\x12", "\x12\xd6\x87"})
+                QVERIFY(!read(path).contains(trace));
+            const QByteArray before = read(path);
+            QVERIFY(wrapper.save(QFileInfo(path)));
+            QCOMPARE(read(path), before);
+        }
+    }
+
     void bufferIsClosedAndHoldsTheNewImage()
     {
         const QByteArray file = ratedFile("JPG");
