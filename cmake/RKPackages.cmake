@@ -98,6 +98,12 @@ if("Tool" IN_LIST components)
         DESCRIPTION "The command line tool of RKImageLoader. It converts and clips pictures,\nmakes thumbnails, saves frames of videos, and reads and changes metadata."
         DEPENDS "${library} (= ${version})")
 endif()
+if(RK_HAS_BROWSER)
+    rk_add_package(Application rkimage-browser graphics COMPONENTS Browser
+        SUMMARY "look through, rate and describe photographs and videos"
+        DESCRIPTION "A window on folders of pictures and videos, for mouse and keyboard. It writes\nratings, keywords and texts into the files without touching their pixels."
+        DEPENDS "${library} (= ${version})" RECOMMENDS "qt6-image-formats-plugins, qt6-image-formats-rk, qt6-qpa-plugins")
+endif()
 get_property(plugins GLOBAL PROPERTY RK_IMAGE_PLUGINS)
 if(plugins)
     rk_add_package(ImageFormats qt6-image-formats-rk libs COMPONENTS Plugins
