@@ -1,6 +1,7 @@
 #include "MainWindow.h"
 
 #include "KeyPage.h"
+#include "print/CropView.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -29,6 +30,8 @@ namespace {
 constexpr int kMaxRating = 5;
 constexpr double kZoomOfKey = 1.25;
 constexpr double kPanOfKey = 0.25;
+constexpr int kFoldersWidth = 200;
+constexpr int kPanelWidth = 300;
 
 } // namespace
 
@@ -36,16 +39,36 @@ MainWindow::MainWindow()
     : m_pages(new QStackedWidget(this))
 {
     setCentralWidget(m_pages);
-    m_pages->addWidget(&m_folder);
-    m_pages->addWidget(&m_picture);
-    addDocks();
+    for (QWidget* page : std::initializer_list<QWidget*>{&m_folder, &m_picture, &m_video, &m_print})
+        m_pages->addWidget(page);
+    addDock(tr("Folders"), &m_tree, Qt::LeftDockWidgetArea, Qt::Key_F8);
+    addDock(tr("Information"), &m_panel, Qt::RightDockWidgetArea, Qt::Key_I);
     addToolBars();
     addFileMenu();
     addEditMenu();
     addViewMenu();
     addStatus();
+    m_video.setAccessibleName(tr("Video"));
+    addKeys(&m_video,
+        {{tr("Next frame"), Qt::Key_Right},
+            {tr("Previous frame"), Qt::Key_Left},
+            {tr("A second on"), Qt::SHIFT | Qt::Key_Right},
+            {tr("A second back"), Qt::SHIFT | Qt::Key_Left},
+            {tr("First frame"), Qt::Key_Home},
+            {tr("Last frame"), Qt::Key_End}});
+    addKeys(m_print.findChild<CropView*>(),
+        {{tr("To the left"), Qt::Key_Left},
+            {tr("To the right"), Qt::Key_Right},
+            {tr("Up"), Qt::Key_Up},
+            {tr("Down"), Qt::Key_Down},
+            {tr("Narrower"), Qt::SHIFT | Qt::Key_Left},
+            {tr("Wider"), Qt::SHIFT | Qt::Key_Right},
+            {tr("A pixel to the left"), Qt::CTRL | Qt::Key_Left},
+            {tr("A pixel to the right"), Qt::CTRL | Qt::Key_Right},
+            {tr("A pixel up"), Qt::CTRL | Qt::Key_Up},
+            {tr("A pixel down"), Qt::CTRL | Qt::Key_Down}});
 
-    connect(&m_folder, &QListView::activated, this, &MainWindow::showFile);
+    connect(&m_folder, &QListView::activated, this, [this] { show(Mode::File); });
     connect(&m_folder, &FolderView::currentChangedTo, this, &MainWindow::updatePage);
     connect(&m_folder, &FolderView::selectionCountChanged, this, &MainWindow::updateStatus);
     connect(&m_picture, &PictureView::changed, this, &MainWindow::updateStatus);
@@ -55,20 +78,30 @@ MainWindow::MainWindow()
     connect(&m_tree, &FolderTree::chosen, this, &MainWindow::open);
     connect(&m_model, &FolderModel::folderChanged, this, [this](const QString& folder) {
         m_tree.reveal(folder);
-        m_path->setText(QDir::toNativeSeparators(folder));
+        const QString home = QDir::homePath();
+        const bool isInHome = folder == home || folder.startsWith(home + u'/');
+        m_path->setText(
+            QDir::toNativeSeparators(isInHome ? u'~' + folder.mid(home.size()) : folder));
         setWindowTitle(QFileInfo(folder).fileName());
     });
-    connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updateStatus);
+    // The file may be gone.
+    connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updatePage);
     connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updatePeople);
     connect(&m_model, &FolderModel::copyFailed, this, &MainWindow::report);
     connect(&m_edits, &EditHistory::fileWritten, this, &MainWindow::fileChanged);
-    connect(&m_edits, &EditHistory::failed, this, [this](const QString& file, const QString& why) {
-        report({file + QStringLiteral(": ") + why});
-    });
-    connect(&m_shownFile, &QFileSystemWatcher::fileChanged, this, &MainWindow::fileChanged);
+    connect(&m_panel, &InformationPanel::changedOnDisk, this, &MainWindow::fileChanged);
+    const auto failed = [this](const QString& file, const QString& why) {
+        // The panel says it, too.
+        if (!m_panel.isVisible() || file != m_folder.currentFile())
+            report({file + QStringLiteral(": ") + why});
+    };
+    connect(&m_edits, &EditHistory::failed, this, failed);
+    connect(&m_video, &VideoView::failed, this, failed);
+    connect(&m_print, &PrintView::failed, this, failed);
 
     const QSettings settings;
     resize(1200, 800);
+    resizeDocks(findChildren<QDockWidget*>(), {kFoldersWidth, kPanelWidth}, Qt::Horizontal);
     restoreGeometry(settings.value(QStringLiteral("geometry")).toByteArray());
     restoreState(settings.value(QStringLiteral("state")).toByteArray());
     m_folder.setThumbnailSide(
@@ -83,6 +116,7 @@ MainWindow::~MainWindow()
     m_folder.disconnect(this);
     m_picture.disconnect(this);
     m_edits.disconnect(this);
+    m_panel.disconnect(this);
 }
 
 QString MainWindow::lastFolder()
@@ -95,26 +129,17 @@ void MainWindow::open(const QString& path)
 {
     const QFileInfo file(path);
     const bool isFile = file.isFile();
-    showFolder();
+    show(Mode::Folder);
     m_model.open(QDir::cleanPath(isFile ? file.absolutePath() : file.absoluteFilePath()));
     if (isFile)
         m_folder.setCurrentFile(file.absoluteFilePath());
 }
 
-void MainWindow::showFile()
+void MainWindow::show(Mode mode)
 {
-    if (m_folder.currentFile().isEmpty())
-        return;
-    m_pages->setCurrentWidget(&m_picture);
-    updatePage();
-}
-
-void MainWindow::showFolder()
-{
-    if (isFullScreen())
+    if (mode == Mode::Folder && isFullScreen())
         setFullScreen(false);
-    m_pages->setCurrentWidget(&m_folder);
-    m_folder.setFocus();
+    m_mode = mode;
     updatePage();
 }
 
@@ -234,27 +259,27 @@ void MainWindow::addEditMenu()
 void MainWindow::addViewMenu()
 {
     QMenu* menu = menuBar()->addMenu(tr("&View"));
-    add(menu, tr("&Show the file"), {Qt::Key_Return, Qt::Key_Enter}, [this] { showFile(); });
-    m_fileActions << add(menu, tr("&Back to the folder"), {Qt::Key_Escape}, [this] {
-        isFullScreen() ? setFullScreen(false) : showFolder();
+    add(menu, tr("&Show the file"), {Qt::Key_Return, Qt::Key_Enter}, [this] { show(Mode::File); });
+    add(menu, tr("&Print clip…"), {QKeySequence::Print}, [this] { show(Mode::Print); });
+    add(menu, tr("&Back to the folder"), {Qt::Key_Escape}, [this] {
+        isFullScreen() ? setFullScreen(false) : show(Mode::Folder);
     });
-    m_fileActions << add(
-        menu, tr("&Next file"), {Qt::Key_PageDown, Qt::Key_Right}, [this] { step(1); });
-    m_fileActions << add(
-        menu, tr("&Previous file"), {Qt::Key_PageUp, Qt::Key_Left}, [this] { step(-1); });
+    m_next = add(menu, tr("&Next file"), {}, [this] { step(1); });
+    m_previous = add(menu, tr("P&revious file"), {}, [this] { step(-1); });
     menu->addSeparator();
     add(menu, tr("&Larger"), {Qt::Key_Plus, Qt::Key_Equal}, [this] { zoom(1); });
     add(menu, tr("S&maller"), {Qt::Key_Minus}, [this] { zoom(-1); });
-    m_fileActions << add(
+    m_pictureActions << add(
         menu, tr("&Fit into the window"), {Qt::Key_F}, [this] { m_picture.fit(); });
-    m_fileActions << add(menu, tr("&Actual size"), {Qt::Key_A}, [this] { m_picture.actualSize(); });
+    m_pictureActions << add(
+        menu, tr("&Actual size"), {Qt::Key_A}, [this] { m_picture.actualSize(); });
     const std::array<std::tuple<QString, Qt::Key, double, double>, 4> moves{
         std::tuple{tr("Move left"), Qt::Key_Left, -kPanOfKey, 0.0},
         {tr("Move right"), Qt::Key_Right, kPanOfKey, 0.0},
         {tr("Move up"), Qt::Key_Up, 0.0, -kPanOfKey},
         {tr("Move down"), Qt::Key_Down, 0.0, kPanOfKey}};
     for (const auto& [text, key, right, down] : moves) {
-        m_fileActions << add(
+        m_pictureActions << add(
             menu, text, {Qt::SHIFT | key}, [this, x = right, y = down] { m_picture.pan(x, y); });
     }
     menu->addSeparator();
@@ -263,7 +288,7 @@ void MainWindow::addViewMenu()
     addSwitch(menu, tr("&Histogram"), Qt::Key_H, false, [this](bool on) {
         m_picture.setShowsHistogram(on);
     });
-    m_fileActions << add(menu, tr("Before the &conversion of colours"), {Qt::Key_C}, [this] {
+    m_pictureActions << add(menu, tr("Before the &conversion of colours"), {Qt::Key_C}, [this] {
         using Comparison = PictureView::Comparison;
         const Comparison now = m_picture.comparison();
         m_picture.setComparison(now == Comparison::Off ? Comparison::Split
@@ -279,13 +304,28 @@ void MainWindow::addViewMenu()
     add(menu, tr("F&ull screen"), {Qt::Key_F11}, [this] { setFullScreen(!isFullScreen()); });
 }
 
-void MainWindow::addDocks()
+void MainWindow::addKeys(QWidget* target, const QList<std::pair<QString, QKeySequence>>& keys)
 {
-    auto* folders = new QDockWidget(tr("Folders"), this);
-    folders->setObjectName(QStringLiteral("folders"));
-    folders->setWidget(&m_tree);
-    folders->toggleViewAction()->setShortcut(Qt::Key_F9);
-    addDockWidget(Qt::LeftDockWidgetArea, folders);
+    for (const auto& [text, key] : keys) {
+        auto* action = new QAction(text, target);
+        action->setShortcut(key);
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        target->addAction(action);
+        connect(action, &QAction::triggered, target, [target, combination = key[0]] {
+            QKeyEvent event(QEvent::KeyPress, combination.key(), combination.keyboardModifiers());
+            QCoreApplication::sendEvent(target, &event);
+        });
+    }
+}
+
+void MainWindow::addDock(
+    const QString& title, QWidget* widget, Qt::DockWidgetArea area, Qt::Key key)
+{
+    auto* dock = new QDockWidget(title, this);
+    dock->setObjectName(QString::number(key));
+    dock->setWidget(widget);
+    dock->toggleViewAction()->setShortcut(key);
+    addDockWidget(area, dock);
 }
 
 QComboBox* MainWindow::addChoice(QToolBar* bar,
@@ -315,7 +355,8 @@ void MainWindow::addToolBars()
     m_path = new QLineEdit;
     m_path->setAccessibleName(tr("Path of the folder"));
     connect(m_path, &QLineEdit::returnPressed, this, [this] {
-        open(QDir::fromNativeSeparators(m_path->text()));
+        const QString path = QDir::fromNativeSeparators(m_path->text());
+        open(path.startsWith(u'~') ? QDir::homePath() + path.mid(1) : path);
     });
     bar->addWidget(m_path);
 
@@ -383,28 +424,58 @@ QWidget* MainWindow::page() const
 
 QStringList MainWindow::files() const
 {
-    return page() == &m_folder ? m_folder.selectedFiles() : QStringList{m_folder.currentFile()};
+    return m_mode == Mode::Folder ? m_folder.selectedFiles() : QStringList{m_folder.currentFile()};
+}
+
+QWidget* MainWindow::pageOf(const QString& filePath) const
+{
+    const bool isVideo = RKMediaFormat(QFileInfo(filePath)).isVideo();
+    if (filePath.isEmpty() || m_mode == Mode::Folder)
+        return m_pages->widget(0);
+    return m_pages->widget(isVideo ? 2 : m_mode == Mode::Print ? 3 : 1);
 }
 
 void MainWindow::updatePage()
 {
-    const bool isFile = page() != &m_folder;
-    for (QAction* action : std::as_const(m_fileActions))
-        action->setEnabled(isFile);
     const QString file = m_folder.currentFile();
-    if (!m_shownFile.files().isEmpty())
-        m_shownFile.removePaths(m_shownFile.files());
-    if (!file.isEmpty())
-        m_shownFile.addPath(file);
-    if (isFile && file.isEmpty())
-        return showFolder();
+    QWidget* shown = pageOf(file);
+    if (shown == &m_folder)
+        m_mode = Mode::Folder;
+    if (shown != page()) {
+        m_pages->setCurrentWidget(shown);
+        shown->setFocus();
+    }
+    for (QAction* action : std::as_const(m_pictureActions))
+        action->setEnabled(shown == &m_picture);
+    m_next->setEnabled(shown != &m_folder);
+    m_previous->setEnabled(shown != &m_folder);
+    // The arrows belong to the frames of a video and to the clip for a print.
+    QList<QKeySequence> next{Qt::Key_PageDown, Qt::Key_Space};
+    QList<QKeySequence> previous{Qt::Key_PageUp, Qt::Key_Backspace};
+    if (shown == &m_picture || shown == &m_folder) {
+        next << Qt::Key_Right;
+        previous << Qt::Key_Left;
+    }
+    m_next->setShortcuts(next);
+    m_previous->setShortcuts(previous);
+
     const int row = m_folder.currentIndex().row();
     QStringList neighbours;
     for (const int other : {row + 1, row - 1}) {
-        if (isFile && other >= 0 && other < m_model.rowCount())
+        if (shown == &m_picture && other >= 0 && other < m_model.rowCount()
+            && !m_model.entry(other).format.isVideo())
             neighbours << m_model.filePath(other);
     }
-    m_picture.open(isFile ? file : QString(), neighbours);
+    m_picture.open(shown == &m_picture ? file : QString(), neighbours);
+    const QString video = shown == &m_video ? file : QString();
+    if (std::exchange(m_shownVideo, video) != video)
+        video.isEmpty() ? m_video.close() : m_video.open(video);
+    const QString print = shown == &m_print ? file : QString();
+    if (std::exchange(m_shownPrint, print) != print && !print.isEmpty())
+        m_print.open(print);
+    // Not again for the same file, which may be being edited.
+    if (std::exchange(m_shownInPanel, file) != file)
+        m_panel.showFile(file);
     updateStatus();
 }
 
@@ -459,10 +530,7 @@ void MainWindow::fileChanged(const QString& filePath)
 {
     m_model.look(filePath);
     m_picture.reload(filePath);
-    // A file that was replaced is another one, which has to be watched anew.
-    if (QFileInfo::exists(filePath) && !m_shownFile.files().contains(filePath)
-        && filePath == m_folder.currentFile())
-        m_shownFile.addPath(filePath);
+    // The panel reads by itself what it has written or seen to change.
 }
 
 void MainWindow::zoom(int steps)

@@ -5,9 +5,11 @@
 #include "folder/FolderTree.h"
 #include "folder/FolderView.h"
 #include "panel/EditHistory.h"
+#include "panel/InformationPanel.h"
 #include "picture/PictureView.h"
+#include "print/PrintView.h"
+#include "video/VideoView.h"
 
-#include <QFileSystemWatcher>
 #include <QMainWindow>
 
 #include <functional>
@@ -32,11 +34,15 @@ public:
     static QString lastFolder();
     /// A folder, or a file in one.
     void open(const QString& path);
-    /// Shows the current file, or the folder.
-    /// @{
-    void showFile();
-    void showFolder();
-    /// @}
+    enum class Mode
+    {
+        Folder,
+        File,
+        Print
+    };
+    /// Shows the folder, its current file, or how that would be printed.
+    void show(Mode mode);
+    using QMainWindow::show;
     /// To the next file of the folder or, with -1, the one before.
     void step(int by);
 
@@ -59,7 +65,8 @@ private:
     void addFileMenu();
     void addEditMenu();
     void addViewMenu();
-    void addDocks();
+    void addKeys(QWidget* target, const QList<std::pair<QString, QKeySequence>>& keys);
+    void addDock(const QString& title, QWidget* widget, Qt::DockWidgetArea area, Qt::Key key);
     void addToolBars();
     QComboBox* addChoice(QToolBar* bar,
         const QString& name,
@@ -68,7 +75,9 @@ private:
     void addStatus();
 
     QWidget* page() const;
+    /// What edits are for.
     QStringList files() const;
+    QWidget* pageOf(const QString& filePath) const;
     void updatePage();
     void updateStatus();
     void updatePeople();
@@ -84,7 +93,9 @@ private:
     FolderView m_folder{&m_model, &m_loader};
     PictureView m_picture{&m_loader};
     FolderTree m_tree;
-    QFileSystemWatcher m_shownFile;
+    VideoView m_video{&m_loader};
+    PrintView m_print{&m_loader};
+    InformationPanel m_panel{&m_edits};
 
     QStackedWidget* m_pages = nullptr;
     QLineEdit* m_path = nullptr;
@@ -92,8 +103,14 @@ private:
     QLabel* m_about = nullptr;
     QLabel* m_count = nullptr;
     QProgressBar* m_progress = nullptr;
-    // What makes sense for single files only.
-    QList<QAction*> m_fileActions;
+    QAction* m_next = nullptr;
+    QAction* m_previous = nullptr;
+    // What makes sense for pictures only.
+    QList<QAction*> m_pictureActions;
+    Mode m_mode = Mode::Folder;
+    QString m_shownInPanel;
+    QString m_shownVideo;
+    QString m_shownPrint;
     QMessageBox* m_report = nullptr;
     QByteArray m_stateBeforeFullScreen;
 };

@@ -69,9 +69,19 @@ void FolderView::setThumbnailSide(int side)
 {
     m_side = std::clamp(side, kMinSide, kMaxSide);
     m_delegate->setThumbnailSide(m_side);
+    layOut();
+}
+
+void FolderView::layOut()
+{
     QStyleOptionViewItem option;
     initViewItemOption(&option);
-    setGridSize(m_delegate->sizeHint(option, {}));
+    QSize grid = m_delegate->sizeHint(option, {});
+    // Columns share the width.
+    grid.setWidth(viewport()->width() / std::max(1, viewport()->width() / grid.width()));
+    if (grid == gridSize())
+        return;
+    setGridSize(grid);
     m_wanting.start();
     // The model comes later than the first call.
     if (model())
@@ -118,6 +128,7 @@ void FolderView::selectionChanged(const QItemSelection& selected, const QItemSel
 void FolderView::resizeEvent(QResizeEvent* event)
 {
     QListView::resizeEvent(event);
+    layOut();
     m_wanting.start();
 }
 

@@ -42,6 +42,7 @@ protected:
     void dragMoveEvent(QDragMoveEvent* event) override;
 
 private:
+    void layOut();
     void remember();
     void restore();
     void wantThumbnails();

@@ -214,7 +214,7 @@ void settle()
 bool grab(MainWindow& window, const QDir& out, const QString& name)
 {
     settle();
-    return window.grab().save(out.filePath(name + u".png"_qs));
+    return window.grab().save(out.filePath(name + u".jpg"_qs), "JPEG", 88);
 }
 
 } // namespace
@@ -238,13 +238,15 @@ int main(int argc, char** argv)
         return 0;
     const QDir out(arguments[2]);
     MainWindow window;
-    window.resize(1180, 760);
+    window.resize(1100, 700);
     window.open(folder.absolutePath());
     window.show();
-    bool isSaved = grab(window, out, u"browser-folder"_qs);
-    window.open(folder.filePath(u"tour_05.jpg"_qs));
     settle();
-    window.showFile();
+    window.open(folder.filePath(u"tour_05.jpg"_qs));
+    bool isSaved = grab(window, out, u"browser-folder"_qs);
+    window.show(MainWindow::Mode::File);
     isSaved = grab(window, out, u"browser-picture"_qs) && isSaved;
+    window.show(MainWindow::Mode::Print);
+    isSaved = grab(window, out, u"browser-print"_qs) && isSaved;
     return isSaved ? 0 : 1;
 }
