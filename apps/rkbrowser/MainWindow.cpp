@@ -1,5 +1,6 @@
 #include "MainWindow.h"
 
+#include "BackgroundThreads.h"
 #include "KeyPage.h"
 #include "print/CropView.h"
 
@@ -20,7 +21,7 @@
 #include <QStackedWidget>
 #include <QStandardPaths>
 #include <QStatusBar>
-#include <QTimer>
+#include <QThreadPool>
 #include <QToolBar>
 
 #include <cmath>
@@ -111,6 +112,10 @@ MainWindow::MainWindow()
 
 MainWindow::~MainWindow()
 {
+    // What is under way needs those that it is for.
+    m_loader.reset();
+    m_model.stop();
+    backgroundThreads()->waitForDone();
     // Or they would report to a window that is gone in parts.
     m_model.disconnect(this);
     m_folder.disconnect(this);
@@ -429,9 +434,9 @@ QStringList MainWindow::files() const
 
 QWidget* MainWindow::pageOf(const QString& filePath) const
 {
-    const bool isVideo = RKMediaFormat(QFileInfo(filePath)).isVideo();
     if (filePath.isEmpty() || m_mode == Mode::Folder)
         return m_pages->widget(0);
+    const bool isVideo = RKMediaFormat(QFileInfo(filePath)).isVideo();
     return m_pages->widget(isVideo ? 2 : m_mode == Mode::Print ? 3 : 1);
 }
 

@@ -13,6 +13,7 @@
 #include <QMainWindow>
 
 #include <functional>
+#include <memory>
 
 class QComboBox;
 class QLabel;
@@ -86,15 +87,15 @@ private:
     void zoom(int steps);
     void setFullScreen(bool on);
 
-    RKAsyncLoader m_loader;
+    std::unique_ptr<RKAsyncLoader> m_loader = std::make_unique<RKAsyncLoader>();
     EditHistory m_edits;
-    // Before the views that show it, all of which need the loader.
+    // Before the views that show it.
     FolderModel m_model;
-    FolderView m_folder{&m_model, &m_loader};
-    PictureView m_picture{&m_loader};
+    FolderView m_folder{&m_model, m_loader.get()};
+    PictureView m_picture{m_loader.get()};
     FolderTree m_tree;
-    VideoView m_video{&m_loader};
-    PrintView m_print{&m_loader};
+    VideoView m_video{m_loader.get()};
+    PrintView m_print{m_loader.get()};
     InformationPanel m_panel{&m_edits};
 
     QStackedWidget* m_pages = nullptr;

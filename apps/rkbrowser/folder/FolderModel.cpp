@@ -45,8 +45,7 @@ FolderModel::FolderModel(QObject* parent)
 
 FolderModel::~FolderModel()
 {
-    m_reading.cancel();
-    m_copying.cancel();
+    stop();
 }
 
 void FolderModel::open(const QString& folder)
@@ -67,6 +66,12 @@ void FolderModel::open(const QString& folder)
 QString FolderModel::folder() const
 {
     return m_folder;
+}
+
+void FolderModel::stop()
+{
+    m_reading.cancel();
+    m_copying.cancel();
 }
 
 void FolderModel::refresh()

@@ -21,6 +21,8 @@ public:
     /// Absolute path.
     void open(const QString& folder);
     QString folder() const;
+    /// Gives up what is done in the background.
+    void stop();
     /// Lists the folder again.
     void refresh();
 

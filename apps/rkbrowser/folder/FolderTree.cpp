@@ -22,6 +22,7 @@ QString folderOf(const QTreeWidgetItem* item)
 
 FolderTree::FolderTree(QWidget* parent)
     : QTreeWidget(parent)
+    , m_icon(QApplication::style()->standardIcon(QStyle::SP_DirIcon))
 {
     setHeaderHidden(true);
     setUniformRowHeights(true);
@@ -49,7 +50,7 @@ QTreeWidgetItem* FolderTree::add(
 {
     auto* item = new QTreeWidgetItem({name});
     item->setData(0, kFolderRole, folder);
-    item->setIcon(0, QApplication::style()->standardIcon(QStyle::SP_DirIcon));
+    item->setIcon(0, m_icon);
     // Whether there are any is seen when it is opened.
     item->setChildIndicatorPolicy(QTreeWidgetItem::ShowIndicator);
     if (parent)

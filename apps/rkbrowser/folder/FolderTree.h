@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QIcon>
 #include <QTreeWidget>
 
 /// The folders of the machine. Those in a folder are listed in the background when it is opened.
@@ -21,5 +22,7 @@ private:
     void list(QTreeWidgetItem* item);
     void revealIn(QTreeWidgetItem* item);
 
+    // Making one for each folder would take long.
+    const QIcon m_icon;
     QString m_revealed;
 };

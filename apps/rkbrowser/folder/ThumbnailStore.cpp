@@ -15,11 +15,6 @@ ThumbnailStore::ThumbnailStore(RKAsyncLoader* loader, QObject* parent)
 {
 }
 
-ThumbnailStore::~ThumbnailStore()
-{
-    want({}, {});
-}
-
 void ThumbnailStore::setPixels(int pixels)
 {
     if (pixels == m_pixels)

@@ -32,7 +32,6 @@ public:
     };
 
     explicit ThumbnailStore(RKAsyncLoader* loader, QObject* parent = nullptr);
-    ~ThumbnailStore() override;
 
     /// The longest side, in pixels of the screen.
     void setPixels(int pixels);

@@ -87,11 +87,6 @@ PictureStore::PictureStore(RKAsyncLoader* loader, QObject* parent)
 {
 }
 
-PictureStore::~PictureStore()
-{
-    want({}, {}, m_screen);
-}
-
 void PictureStore::want(const QString& shown, const QStringList& neighbours, const QSize& screen)
 {
     m_screen = screen;

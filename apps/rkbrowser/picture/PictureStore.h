@@ -42,7 +42,6 @@ class PictureStore : public QObject
 
 public:
     explicit PictureStore(RKAsyncLoader* loader, QObject* parent = nullptr);
-    ~PictureStore() override;
 
     /// For screens of that many pixels.
     void want(const QString& shown, const QStringList& neighbours, const QSize& screen);
