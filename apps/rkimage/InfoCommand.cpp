@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "InfoCard.h"
 #include "InputFiles.h"
 #include "MetaDataJson.h"
 #include "Output.h"
@@ -18,6 +19,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -117,6 +119,7 @@ Result describe(const InputFile& file, MetaDataJson::Extent extent)
     result.insert(QStringLiteral("format"), format.defaultExtension());
     result.insert(QStringLiteral("description"), format.description());
     result.insert(QStringLiteral("kind"), kindOf(format));
+    result.insert(QStringLiteral("bytes"), descriptor.fileInfo().size());
     const Sizes sizes = measure(descriptor);
     // The metadata of a file whose name lies, or of one that nobody can decode, can be read.
     if (sizes.error.contentFormat() != MEDIA_FORMAT_UNKNOWN)
@@ -148,7 +151,8 @@ QString toText(const QJsonValue& value)
         const QJsonArray array = value.toArray();
         for (const auto& part : array)
             parts << toText(part);
-        return parts.join(u' ');
+        // Keywords may have blanks in them, and commas separate the columns.
+        return parts.join(value[0].isString() ? QStringLiteral("; ") : QStringLiteral(" "));
     }
     case QJsonValue::Object: {
         QStringList parts;
@@ -161,29 +165,18 @@ QString toText(const QJsonValue& value)
     }
 }
 
-bool isWorthPrinting(const QJsonValue& value)
+/// The field is a key of exiv2's, "Exif.Photo.FNumber" for instance.
+bool isKey(const QString& field)
 {
-    return !value.isNull() && value != QJsonValue(QString()) && value != QJsonValue(QJsonArray())
-        && value != QJsonValue(QJsonObject());
-}
-
-void printAsText(const QJsonObject& entry)
-{
-    constexpr int kLongestKey = 22;
-    // Written at once: every print asks the system.
-    QStringList lines{entry[QStringLiteral("file")].toString()};
-    for (auto value = entry.begin(); value != entry.end(); ++value) {
-        if (value.key() != QLatin1String("file") && isWorthPrinting(value.value())) {
-            lines << QStringLiteral("  %1%2").arg(
-                value.key().leftJustified(kLongestKey), toText(value.value()));
-        }
-    }
-    Output::print(lines.join(u'\n'));
+    return field.startsWith(QLatin1String("Exif.")) || field.startsWith(QLatin1String("Iptc."))
+        || field.startsWith(QLatin1String("Xmp."));
 }
 
 /// A value inside the object: "geoPosition.latitude" names that of an object in it.
 QJsonValue valueAt(const QJsonObject& entry, const QString& field)
 {
+    if (isKey(field))
+        return entry[u"interpretedData"][field];
     QJsonValue value = entry;
     const QStringList keys = field.split(u'.');
     for (const QString& key : keys)
@@ -214,24 +207,40 @@ void printRow(const QJsonObject& entry, const QStringList& fields)
     printRow(row);
 }
 
+/// Written at once: every print asks the system.
+void printCard(const InputFile& file, const QJsonObject& entry, bool isFirst)
+{
+    QByteArray text = InfoCard::of(file.name, entry);
+    if (const QByteArray data = InfoCard::allData(entry); !data.isEmpty())
+        text += '\n' + data;
+    text.chop(1);
+    Output::print(isFirst ? text : '\n' + text);
+}
+
 int describeFiles(InfoArguments& arguments)
 {
-    const auto extent = arguments.isAll ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
     const bool isTable = arguments.isCsv || !arguments.fields.empty();
     const QStringList fields
         = arguments.fields.empty() ? kUsualFields : Arguments::toTexts(arguments.fields);
+    const bool isAll = arguments.isAll || std::any_of(fields.begin(), fields.end(), isKey);
+    const auto extent = isAll ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
     if (isTable)
         printRow(fields);
     int failures = 0;
+    bool isFirst = true;
     arguments.files.forEach([&](const InputFile& file) {
         const Result result = describe(file, extent);
         failures += result.report() != Output::AllDone;
-        if (isTable)
-            printRow(result.toJson(), fields);
-        else if (Output::isText() && result.isDone())
-            printAsText(result.toJson());
+        if (Output::isText()) {
+            const QJsonObject entry = result.toJson();
+            if (isTable)
+                printRow(entry, fields);
+            else if (entry.contains(u"size"))
+                printCard(file, entry, std::exchange(isFirst, false));
+        }
         // Nobody asks for a file again, and thousands would fill the memory.
         RKImageLoader::instance()->clearMetaDataCache();
+        RKVideoDecoderRegistry::instance()->freeResource(RKMediaDescriptor(QFileInfo(file.path)));
     });
     return arguments.files.finish(failures);
 }
@@ -241,18 +250,21 @@ int describeFiles(InfoArguments& arguments)
 void addInfoCommand(CLI::App& app, Command& command)
 {
     const auto arguments = std::make_shared<InfoArguments>();
-    CLI::App* info = app.add_subcommand("info", "Tell what is known of files");
+    CLI::App* info = app.add_subcommand(
+        "info", "Show what is known of files: a card for each, a table, or JSON");
     arguments->files.addTo(*info);
     CLI::Option* csv
         = info->add_flag("--csv", arguments->isCsv, "Print a table with a line for each file");
-    info->add_flag("--all", arguments->isAll, "Print every datum of the metadata, too");
-    CLI::Option* fields
-        = info->add_option("--fields",
-                  arguments->fields,
-                  "What the table has, by the names of --json: file,size,geoPosition.latitude")
-              ->type_name("NAME,...")
-              ->delimiter(',')
-              ->allow_extra_args(false);
+    info->add_flag("--all",
+        arguments->isAll,
+        "Print every datum of the metadata, too, with what its value means");
+    CLI::Option* fields = info->add_option("--fields",
+                                  arguments->fields,
+                                  "What the table has, by the names of --json or of tags: "
+                                  "file,size,geoPosition.latitude,Exif.Photo.FNumber")
+                              ->type_name("NAME,...")
+                              ->delimiter(',')
+                              ->allow_extra_args(false);
     for (const char* json : {"--json", "--jsonl"}) {
         csv->excludes(app.get_option(json));
         fields->excludes(app.get_option(json));

@@ -1,5 +1,6 @@
 #include "MetaDataJson.h"
 
+#include "RKImageLoader/color/RKColorProfileConverter.h"
 #include "RKImageLoader/faces/RKFaceDetectionEngine.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
@@ -10,14 +11,6 @@ namespace {
 QJsonValue sizeOrNull(const QSize& size)
 {
     return size.isValid() ? QJsonValue(MetaDataJson::fromSize(size)) : QJsonValue();
-}
-
-QJsonValue fromPosition(const RKGeoPosition& position)
-{
-    if (!position.isValid())
-        return {};
-    return QJsonObject{{QStringLiteral("latitude"), position.latitude().degrees()},
-        {QStringLiteral("longitude"), position.longitude().degrees()}};
 }
 
 QJsonObject fields(const RKMetaData& metaData)
@@ -42,13 +35,42 @@ QJsonObject fields(const RKMetaData& metaData)
     return texts;
 }
 
-QJsonObject allData(const RKMetaData& metaData)
+QJsonObject fromTexts(const QHash<QString, QString>& texts)
 {
     QJsonObject data;
-    const QHash<QString, QString> all = metaData.allData();
-    for (auto datum = all.cbegin(); datum != all.cend(); ++datum)
+    for (auto datum = texts.cbegin(); datum != texts.cend(); ++datum)
         data[datum.key()] = datum.value();
     return data;
+}
+
+void insertKnown(QJsonObject& object, const char* key, const QString& text)
+{
+    if (!text.isEmpty())
+        object[QLatin1String(key)] = text;
+}
+
+void insertKnown(QJsonObject& object, const char* key, double number)
+{
+    if (number > 0)
+        object[QLatin1String(key)] = number;
+}
+
+void insertCapture(QJsonObject& object, const RKCaptureSettings& settings)
+{
+    QJsonObject camera;
+    insertKnown(camera, "make", settings.make);
+    insertKnown(camera, "model", settings.model);
+    insertKnown(camera, "lens", settings.lens);
+    QJsonObject exposure;
+    insertKnown(exposure, "time", settings.exposureTime);
+    insertKnown(exposure, "fNumber", settings.fNumber);
+    insertKnown(exposure, "iso", settings.iso);
+    insertKnown(exposure, "focalLength", settings.focalLength);
+    insertKnown(exposure, "focalLengthIn35mm", settings.focalLengthIn35mm);
+    if (settings.exposureBias)
+        exposure[QStringLiteral("bias")] = *settings.exposureBias;
+    object[QStringLiteral("camera")] = camera;
+    object[QStringLiteral("exposure")] = exposure;
 }
 
 } // namespace
@@ -61,6 +83,14 @@ QJsonArray MetaDataJson::fromRect(const QRectF& rect)
 QJsonArray MetaDataJson::fromSize(const QSize& size)
 {
     return {size.width(), size.height()};
+}
+
+QJsonValue MetaDataJson::fromPosition(const RKGeoPosition& position)
+{
+    if (!position.isValid())
+        return {};
+    return QJsonObject{{QStringLiteral("latitude"), position.latitude().degrees()},
+        {QStringLiteral("longitude"), position.longitude().degrees()}};
 }
 
 QSize MetaDataJson::uprightSize(const RKMetaData& metaData)
@@ -117,7 +147,11 @@ QJsonObject MetaDataJson::fromMetaData(
     const QDateTime taken = metaData.pictureTaken();
     if (taken.isValid())
         object[QStringLiteral("pictureTaken")] = taken.toString(Qt::ISODate);
-    if (extent == Extent::All)
-        object[QStringLiteral("allData")] = allData(metaData);
+    insertCapture(object, metaData.captureSettings());
+    insertKnown(object, "colorProfile", RKColorProfileConverter::profileName(metaData));
+    if (extent == Extent::All) {
+        object[QStringLiteral("allData")] = fromTexts(metaData.allData());
+        object[QStringLiteral("interpretedData")] = fromTexts(metaData.interpretedData());
+    }
     return object;
 }

@@ -5,6 +5,7 @@
 #include <QRectF>
 #include <QSize>
 
+class RKGeoPosition;
 class RKMetaData;
 
 /// Metadata and what belongs to them as JSON.
@@ -13,7 +14,7 @@ namespace MetaDataJson {
 enum class Extent
 {
     Named,
-    /// Also the key "allData" with every datum as exiv2 names and prints it.
+    /// Also the keys "allData" and "interpretedData" with every datum under exiv2's names.
     All
 };
 
@@ -29,6 +30,9 @@ QJsonObject fromMetaData(const RKMetaData& metaData, const QSize& uprightSize, E
 
 /// The size in which the picture is shown, by the metadata alone.
 QSize uprightSize(const RKMetaData& metaData);
+
+/// Latitude and longitude in degrees, or null.
+QJsonValue fromPosition(const RKGeoPosition& position);
 
 /// With their rectangles in the picture as stored, in parts of its sides, and in the upright
 /// picture of that size, in pixels.

@@ -13,6 +13,7 @@
 #include <QGuiApplication>
 
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -66,6 +67,8 @@ int main(int argc, char** argv)
     if (!commandLine.isVerbose())
         qInstallMessageHandler(dropMessage);
     const auto application = makeApplication(argc, argv, command.drawsText);
+    // exiv2 and the system would speak the user's language, between lines in English.
+    std::setlocale(LC_MESSAGES, "C");
     const QString config = commandLine.configFile();
     if (const QString failure = Configuration::install(config, command.jpegQuality);
         !failure.isEmpty()) {

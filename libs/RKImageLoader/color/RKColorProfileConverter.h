@@ -37,6 +37,10 @@ public:
         bool* ok = nullptr,
         const RKCancellation& cancellation = {});
 
+    /// What the colour profile in the metadata calls itself, "Display P3" for instance; the name of
+    /// Adobe RGB (1998) for its marker. Empty where there is none, or none that can be read.
+    static QString profileName(const RKMetaData& metaData);
+
     /// Forgets all profiles and their colours. Conversions that are under way use theirs to the
     /// end.
     void resetCache();

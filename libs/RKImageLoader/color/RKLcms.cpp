@@ -77,6 +77,14 @@ RKLcms::Profile RKLcms::openProfile(const Context& context, const QByteArray& by
     return isUsable ? std::move(profile) : nullptr;
 }
 
+QString RKLcms::nameOf(const Profile& profile)
+{
+    std::array<wchar_t, 256> name{};
+    cmsGetProfileInfo(profile.get(), cmsInfoDescription, "en", "US", name.data(), sizeof(name));
+    name.back() = 0;
+    return QString::fromWCharArray(name.data()).trimmed();
+}
+
 QString RKLcms::version()
 {
     // 2140 is 2.14.

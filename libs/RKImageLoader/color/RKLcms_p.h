@@ -48,6 +48,9 @@ Context makeContext();
 /// abstract colours. The bytes are not needed afterwards.
 Profile openProfile(const Context& context, const QByteArray& bytes);
 
+/// What the profile calls itself, in English if it knows several languages.
+QString nameOf(const Profile& profile);
+
 /// The version of the library that this process has loaded.
 QString version();
 

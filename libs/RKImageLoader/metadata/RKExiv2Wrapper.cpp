@@ -342,6 +342,16 @@ QHash<QString, QString> RKExiv2Wrapper::allData() const
     return m_impl->allData();
 }
 
+QHash<QString, QString> RKExiv2Wrapper::interpretedData() const
+{
+    return m_impl->interpretedData();
+}
+
+RKCaptureSettings RKExiv2Wrapper::captureSettings() const
+{
+    return m_impl->captureSettings();
+}
+
 QStringList RKExiv2Wrapper::debugOutput() const
 {
     return m_impl->debugOutput();

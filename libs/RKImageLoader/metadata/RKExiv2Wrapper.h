@@ -3,6 +3,7 @@
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/media/RKImageOrientation.h"
 #include "RKImageLoader/media/RKMediaError.h"
+#include "RKImageLoader/metadata/RKCaptureSettings.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
 
@@ -210,6 +211,10 @@ public:
     /// Key to text of all Exif, then all XMP, then all IPTC data; later ones replace earlier ones
     /// of the same key.
     QHash<QString, QString> allData() const;
+    /// The same with the values of Exif as exiv2 prints them for people.
+    QHash<QString, QString> interpretedData() const;
+    /// From Exif or XMP.
+    RKCaptureSettings captureSettings() const;
     /// One line for each Exif and XMP datum, for the log.
     QStringList debugOutput() const;
 

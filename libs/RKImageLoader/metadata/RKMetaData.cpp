@@ -305,6 +305,16 @@ QHash<QString, QString> RKMetaData::allData() const
     return snapshot()->exiv2Wrapper().allData();
 }
 
+QHash<QString, QString> RKMetaData::interpretedData() const
+{
+    return snapshot()->exiv2Wrapper().interpretedData();
+}
+
+RKCaptureSettings RKMetaData::captureSettings() const
+{
+    return snapshot()->exiv2Wrapper().captureSettings();
+}
+
 bool RKMetaData::hasIccData() const
 {
     return snapshot()->exiv2Wrapper().hasIccData();

@@ -4,6 +4,7 @@
 #include "RKImageLoader/media/RKImageOption.h"
 #include "RKImageLoader/media/RKImageOrientation.h"
 #include "RKImageLoader/media/RKMediaError.h"
+#include "RKImageLoader/metadata/RKCaptureSettings.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
 
@@ -190,6 +191,13 @@ public:
 
     /// Key to text of all Exif, XMP and IPTC data.
     QHash<QString, QString> allData() const;
+    /// The same with the values of Exif as people read them, "1/60 s" or "Manual", and the number
+    /// of bytes instead of long ones that mean nothing to people.
+    QHash<QString, QString> interpretedData() const;
+
+    /// Camera, lens and exposure, from Exif or XMP; makers' own data count where the standard's are
+    /// missing.
+    RKCaptureSettings captureSettings() const;
 
     /// There is a colour profile, or the marker of Adobe RGB (1998).
     bool hasIccData() const;

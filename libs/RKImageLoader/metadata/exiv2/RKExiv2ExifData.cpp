@@ -381,15 +381,32 @@ RKFacePositions RKExiv2ExifData::facePositions(const QSize& imageSize) const
                            : faces;
 }
 
-QHash<QString, QString> RKExiv2ExifData::allData() const
+template <typename ToText>
+QHash<QString, QString> RKExiv2ExifData::texts(const ToText& toText) const
 {
     QHash<QString, QString> all;
     for (const Exiv2::Exifdatum& datum : m_exifData) {
         all.insert(keyText(datum), RKExiv2Library::valueOr(QString(), [&] {
-            return QString::fromStdString(datum.toString());
+            return QString::fromStdString(toText(datum));
         }));
     }
     return all;
+}
+
+QHash<QString, QString> RKExiv2ExifData::allData() const
+{
+    return texts([](const Exiv2::Exifdatum& datum) { return datum.toString(); });
+}
+
+QHash<QString, QString> RKExiv2ExifData::interpretedData() const
+{
+    return texts([this](const Exiv2::Exifdatum& datum) {
+        constexpr qsizetype kMaxPrintedBytes = 128;
+        const qsizetype size = RKExiv2Compat::size(datum);
+        return datum.typeId() == Exiv2::undefined && size > kMaxPrintedBytes
+            ? '(' + std::to_string(size) + " bytes)"
+            : datum.print(&m_exifData);
+    });
 }
 
 QStringList RKExiv2ExifData::debugOutput() const

@@ -89,6 +89,9 @@ public:
     RKFacePositions facePositions(const QSize& imageSize) const;
     /// The text of every key; of a repeated key the last one.
     QHash<QString, QString> allData() const;
+    /// The same with the texts that exiv2 prints for people. Of long bytes whose meaning it doesn't
+    /// know only their number.
+    QHash<QString, QString> interpretedData() const;
     /// A line for each datum: key, tag number, type, size, value.
     QStringList debugOutput() const;
     /// The size in bytes of a JPEG segment's content that holds the data, length field and header
@@ -138,6 +141,8 @@ public:
     void takeOver(const std::set<Tag>& tags, const RKExiv2ExifData& other);
 
 private:
+    template <typename ToText>
+    QHash<QString, QString> texts(const ToText& toText) const;
     /// From a target of mergeTo(), too.
     void removeEverywhere(const char* key);
     template <typename IsMerged>

@@ -1,4 +1,5 @@
 #include "RKImageLoader/metadata/RKMetaDataField.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2Capture_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2WrapperImpl_p.h"
@@ -569,6 +570,21 @@ QHash<QString, QString> RKExiv2WrapperImpl::allData() const
     all.insert(m_xmpData.allData());
     all.insert(m_iptcData.allData());
     return all;
+}
+
+QHash<QString, QString> RKExiv2WrapperImpl::interpretedData() const
+{
+    const QReadLocker locker(&m_lock);
+    QHash<QString, QString> all = m_exifData.interpretedData();
+    all.insert(m_xmpData.allData());
+    all.insert(m_iptcData.allData());
+    return all;
+}
+
+RKCaptureSettings RKExiv2WrapperImpl::captureSettings() const
+{
+    const QReadLocker locker(&m_lock);
+    return RKExiv2Capture::read(m_exifData.data(), m_xmpData.data());
 }
 
 QStringList RKExiv2WrapperImpl::debugOutput() const

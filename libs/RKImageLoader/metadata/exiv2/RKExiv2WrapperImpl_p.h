@@ -101,6 +101,8 @@ public:
     bool writeXmpData(const QFileInfo& file) const;
 
     QHash<QString, QString> allData() const;
+    QHash<QString, QString> interpretedData() const;
+    RKCaptureSettings captureSettings() const;
     QStringList debugOutput() const;
 
     /// The error is that of a failure; it is left alone otherwise.
