@@ -173,9 +173,19 @@ void addFacesCommand(CLI::App& app, Command& command)
 {
     CLI::App* faces = app.add_subcommand("faces", "The faces of a picture");
     faces->require_subcommand(1);
-    addFacesOfOneFile(*faces, "list", "Print the faces as JSON", listFaces, command);
+    addFacesOfOneFile(*faces,
+        "list",
+        "Print the faces as JSON, also in pixels of the upright picture",
+        listFaces,
+        command);
     addFacesOfOneFile(*faces, "remove", "Remove all face regions", removeFaces, command);
-    addFacesOfTwoFiles(*faces, "set", "Merge the faces of a JSON file", "JSON", setFaces, command);
+    addFacesOfTwoFiles(*faces,
+        "set",
+        "Merge the faces of a JSON file: [{\"rect\": [x, y, w, h], \"name\": \"Zoe\"}], in parts of "
+        "the stored picture's sides, 0 to 1",
+        "JSON",
+        setFaces,
+        command);
     addFacesOfTwoFiles(
         *faces, "draw", "Save the picture with its faces framed", "OUT", drawFaces, command);
 }

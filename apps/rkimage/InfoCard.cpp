@@ -131,6 +131,8 @@ QString placeText(const QJsonObject& entry)
 
 QString ratingText(const QJsonObject& entry)
 {
+    if (entry[u"rejected"].toBool())
+        return QStringLiteral("rejected");
     constexpr int kStars = 5;
     const int rating = std::clamp(entry[u"adobeRating"].toInt(), 0, kStars);
     return rating == 0 ? QString() : QString(rating, u'★') + QString(kStars - rating, u'☆');

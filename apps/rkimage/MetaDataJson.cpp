@@ -127,6 +127,7 @@ QJsonObject MetaDataJson::fromMetaData(
         {QStringLiteral("fields"), fields(metaData)},
         {QStringLiteral("keywords"), QJsonArray::fromStringList(metaData.keywords())},
         {QStringLiteral("adobeRating"), metaData.adobeRating()},
+        {QStringLiteral("rejected"), metaData.isRejected()},
         {QStringLiteral("tamoRating"), metaData.tamoRating()},
         {QStringLiteral("tamoStaticScore"), metaData.tamoStaticScore()},
         {QStringLiteral("tamoDynamicScore"), metaData.tamoDynamicScore()},
