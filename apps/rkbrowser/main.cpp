@@ -1,4 +1,5 @@
 #include "MainWindow.h"
+#include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
@@ -6,16 +7,59 @@
 #include "RKCore/RKInitializer.h"
 
 #include <QApplication>
+#include <QFile>
+#include <QIcon>
+#include <QLibraryInfo>
+#include <QPixmap>
+#include <QTranslator>
+
+#include <utility>
+
+namespace {
+
+/// Qt's texts, the library's and our own.
+void translate(QApplication& application)
+{
+    // The languages of a locale that nobody has translated fall back to English.
+    for (const QLocale& locale : {QLocale(QLocale::English), QLocale()}) {
+        for (const auto& [name, folder] : {std::pair{QStringLiteral("qtbase"),
+                                               QLibraryInfo::path(QLibraryInfo::TranslationsPath)},
+                 {QStringLiteral("rkbrowser"), QStringLiteral(":/translations")}})
+        {
+            auto* translator = new QTranslator(&application);
+            if (translator->load(locale, name, QStringLiteral("_"), folder))
+                QApplication::installTranslator(translator);
+        }
+    }
+    if (!RKImageLoaderInitializer::installTranslation())
+        RKImageLoaderInitializer::installTranslation(QLocale::English);
+}
+
+/// Drawn by the library: Qt's reader of drawings need not be there.
+QIcon icon()
+{
+    QFile file(QStringLiteral(":/rkbrowser.svg"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    constexpr int kHeight = 256;
+    return QPixmap::fromImage(RKDrawable(file.readAll()).imageScaledToHeight(kHeight));
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
-    const QApplication application(argc, argv);
+    QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("rkbrowser"));
     QApplication::setApplicationVersion(QStringLiteral(RK_VERSION));
+    QApplication::setOrganizationName(QStringLiteral("RKImageLoader"));
+    QApplication::setDesktopFileName(QStringLiteral("rkbrowser"));
     RKImageLoaderConfig::useDefaults();
     RKInitializer::instance()->setup(RKInitializerOption::Application);
-    RKImageLoaderInitializer::installTranslation();
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
+    translate(application);
+    QApplication::setWindowIcon(icon());
+
     MainWindow window;
     const QStringList arguments = QApplication::arguments();
     window.open(arguments.size() > 1 ? arguments[1] : MainWindow::lastFolder());

@@ -5,6 +5,7 @@
 
 #include <QDragMoveEvent>
 #include <QFileInfo>
+#include <QPainter>
 #include <QScrollBar>
 #include <QWheelEvent>
 
@@ -52,6 +53,11 @@ FolderView::FolderView(FolderModel* model, RKAsyncLoader* loader, QWidget* paren
     // After the view has seen the new rows.
     connect(model, &FolderModel::modelReset, this, &FolderView::restore);
     connect(model, &FolderModel::dataChanged, &m_wanting, [this] { m_wanting.start(); });
+    connect(model, &FolderModel::folderChanged, this, [this] { m_failure = tr("Reading…"); });
+    connect(model, &FolderModel::failed, this, [this](const QString& reason) {
+        m_failure = reason;
+        viewport()->update();
+    });
     connect(&m_thumbnails, &ThumbnailStore::loaded, this, &FolderView::updateFile);
 }
 
@@ -123,6 +129,19 @@ void FolderView::selectionChanged(const QItemSelection& selected, const QItemSel
 {
     QListView::selectionChanged(selected, deselected);
     Q_EMIT selectionCountChanged(static_cast<int>(selectionModel()->selectedIndexes().size()));
+}
+
+void FolderView::paintEvent(QPaintEvent* event)
+{
+    QListView::paintEvent(event);
+    if (m_model->rowCount() > 0)
+        return;
+    const QString filtered = m_model->fileCount() > 0 ? tr("No file passes the filters.")
+                                                      : tr("No pictures or videos here.");
+    QPainter(viewport())
+        .drawText(viewport()->rect().adjusted(20, 20, -20, -20),
+            Qt::AlignCenter | Qt::TextWordWrap,
+            m_failure.isEmpty() ? filtered : m_failure);
 }
 
 void FolderView::resizeEvent(QResizeEvent* event)

@@ -36,6 +36,7 @@ protected:
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
     void selectionChanged(
         const QItemSelection& selected, const QItemSelection& deselected) override;
+    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
@@ -54,6 +55,8 @@ private:
     int m_side = 0;
     // Once for many events.
     QTimer m_wanting;
+    // Why there are no files.
+    QString m_failure;
     // Names, while the model changes.
     QStringList m_selected;
     QString m_current;

@@ -13,10 +13,10 @@
 
 namespace {
 
-QString tr(const char* text, int n = -1)
+struct Text
 {
-    return QCoreApplication::translate("FileFacts", text, nullptr, n);
-}
+    Q_DECLARE_TR_FUNCTIONS(FileFacts)
+};
 
 /// A number of Exif, such as "28/10"; 0 if there is none.
 double number(const QString& text)
@@ -47,9 +47,9 @@ QString exposureText(const QHash<QString, QString>& data)
     QStringList parts;
     const double seconds = number(data[QStringLiteral("Exif.Photo.ExposureTime")]);
     if (seconds > 0 && seconds < 0.3)
-        parts << tr("1/%1 s").arg(qRound(1 / seconds));
+        parts << Text::tr("1/%1 s").arg(qRound(1 / seconds));
     else if (seconds > 0)
-        parts << tr("%1 s").arg(QLocale().toString(seconds, 'g', 3));
+        parts << Text::tr("%1 s").arg(QLocale().toString(seconds, 'g', 3));
     if (const double stop = number(data[QStringLiteral("Exif.Photo.FNumber")]); stop > 0)
         parts << QStringLiteral("f/%1").arg(QLocale().toString(stop, 'g', 3));
     return parts.join(QStringLiteral(", "));
@@ -61,8 +61,9 @@ QString focalLengthText(const QHash<QString, QString>& data)
     const double equivalent = number(data[QStringLiteral("Exif.Photo.FocalLengthIn35mmFilm")]);
     if (length <= 0)
         return {};
-    const QString text = tr("%1 mm").arg(QLocale().toString(length, 'g', 4));
-    return equivalent > 0 ? tr("%1 (like %2 mm on 35 mm film)").arg(text).arg(equivalent) : text;
+    const QString text = Text::tr("%1 mm").arg(QLocale().toString(length, 'g', 4));
+    return equivalent > 0 ? Text::tr("%1 (like %2 mm on 35 mm film)").arg(text).arg(equivalent)
+                          : text;
 }
 
 QString peopleText(const RKMetaData& metaData)
@@ -73,7 +74,7 @@ QString peopleText(const RKMetaData& metaData)
     for (const RKFacePosition& face : faces)
         face.name().isEmpty() ? void(++unnamed) : names.append(face.name());
     if (unnamed > 0)
-        names << tr("%n without a name", unnamed);
+        names << Text::tr("%n without a name", nullptr, unnamed);
     return names.join(QStringLiteral(", "));
 }
 
@@ -97,7 +98,7 @@ FileFacts FileFacts::read(const QString& filePath)
     facts.isPicture = format.isBitmap();
     const auto add = [&facts](const char* name, const QString& text) {
         if (!text.isEmpty())
-            facts.rows.append({tr(name), text});
+            facts.rows.append({Text::tr(name), text});
     };
     loader.invalidateMetaData(descriptor);
     RKMediaError error;
@@ -130,7 +131,7 @@ FileFacts FileFacts::read(const QString& filePath)
                 QTime::fromMSecsSinceStartOfDay(duration).toString(QStringLiteral("h:mm:ss.zzz")));
         if (rate > 0)
             add(QT_TRANSLATE_NOOP("FileFacts", "Rate"),
-                tr("%1 frames per second").arg(QLocale().toString(rate, 'g', 5)));
+                Text::tr("%1 frames per second").arg(QLocale().toString(rate, 'g', 5)));
         add(QT_TRANSLATE_NOOP("FileFacts", "Codec"), videos.usedCodec(descriptor));
         add(QT_TRANSLATE_NOOP("FileFacts", "Recorded"),
             QLocale().toString(metaData.pictureTaken(), QLocale::ShortFormat));

@@ -3,6 +3,7 @@
 #include "MainWindow.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
@@ -225,6 +226,7 @@ int main(int argc, char** argv)
     QStandardPaths::setTestModeEnabled(true);
     RKImageLoaderConfig::useDefaults();
     RKInitializer::instance()->setup(RKInitializerOption::Application);
+    RKImageLoaderInitializer::installTranslation(QLocale::English);
     const QStringList arguments = QApplication::arguments();
     if (arguments.size() < 2)
         return 2;
