@@ -168,12 +168,18 @@ QString colorsText(const QJsonObject& entry)
 
 QString codecText(const QString& codec)
 {
-    static constexpr std::array<std::pair<const char*, const char*>, 6> kNames{{{"h264", "H.264"},
+    static constexpr std::array<std::pair<const char*, const char*>, 12> kNames{{{"h264", "H.264"},
         {"hevc", "H.265 (HEVC)"},
+        {"libdav1d", "AV1"},
+        {"libvpx", "VP8"},
+        {"libvpx-vp9", "VP9"},
         {"mpeg4", "MPEG-4 Part 2"},
         {"mpeg2video", "MPEG-2"},
         {"mpeg1video", "MPEG-1"},
-        {"mjpeg", "Motion JPEG"}}};
+        {"mjpeg", "Motion JPEG"},
+        {"h263", "H.263"},
+        {"dvvideo", "DV"},
+        {"theora", "Theora"}}};
     for (const auto& [name, title] : kNames) {
         if (codec == QLatin1String(name))
             return QLatin1String(title);
@@ -181,16 +187,25 @@ QString codecText(const QString& codec)
     return codec.toUpper();
 }
 
+/// Also of days, which a QTime doesn't hold.
+QString durationText(int ms)
+{
+    constexpr int kMsPerHour = 3600 * 1000;
+    const QTime rest = QTime(0, 0).addMSecs(ms % kMsPerHour);
+    const int hours = ms / kMsPerHour;
+    return hours > 0 ? QStringLiteral("%1:%2").arg(hours).arg(rest.toString(u"mm:ss.zzz"))
+                     : rest.toString(u"m:ss.zzz");
+}
+
 QString videoText(const QJsonObject& entry)
 {
-    const int duration = entry[u"durationMs"].toInt();
+    // Of videos whose rate varies, a higher one is that of a clock which all times fit.
+    constexpr double kMaxRate = 1000;
     if (!entry.contains(u"durationMs"))
         return {};
-    const QTime length = QTime(0, 0).addMSecs(duration);
     const double rate = entry[u"framesPerSecond"].toDouble();
-    return joined({length.toString(length.hour() > 0 ? QStringLiteral("h:mm:ss.zzz")
-                                                     : QStringLiteral("m:ss.zzz")),
-        rate > 0 ? number(rate, 2) + QStringLiteral(" frames per second") : QString(),
+    return joined({durationText(entry[u"durationMs"].toInt()),
+        rate > 0 && rate <= kMaxRate ? number(rate, 2) + QStringLiteral(" fps") : QString(),
         codecText(entry[u"codec"].toString())});
 }
 

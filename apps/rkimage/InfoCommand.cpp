@@ -82,6 +82,7 @@ QJsonObject describeVideo(const RKMediaDescriptor& descriptor)
         {QStringLiteral("durationMs"), decoders.durationInMS(descriptor)},
         {QStringLiteral("defaultFrame"), decoders.defaultFrameIndex(descriptor).frame()},
         {QStringLiteral("codec"), decoders.usedCodec(descriptor)},
+        {QStringLiteral("geoPosition"), MetaDataJson::fromPosition(metaData.geoPosition())},
         {QStringLiteral("cameraModel"), metaData.read(RKMetaDataFieldEnum::exifModel)},
         {QStringLiteral("rotation"), decoders.rotation(descriptor)}};
     if (const QDateTime taken = metaData.pictureTaken(); taken.isValid())

@@ -45,9 +45,13 @@ def pairs(entry, probed, quad, frame):
     size = probed["size"][::-1] if probed.get("rot") in (90, 270) else probed["size"]
     date = re.sub(r"^(\d{4}-\d\d-\d\d)[T ](\d\d:\d\d:\d\d).*", r"\1T\2", probed.get("created", ""))
     fps = float(Fraction(probed["fps"]))
+    angles = re.match(r"([+-][\d.]+)([+-][\d.]+)", probed.get("location", ""))
+    place = {name: round(float(angle), 3) for name, angle in zip(("latitude", "longitude"), angles.groups())
+             } if angles else {}
+    told = {name: round(angle, 3) for name, angle in (entry["geoPosition"] or {}).items()}
     equal = {"size": (entry["size"], size), "rotation": (entry["rotation"], probed.get("rot", 0)),
              "date": (entry.get("videoTaken", ""), date), "codec": (entry["codec"], probed["codec"]),
-             "model": (entry["cameraModel"], probed.get("model", ""))}
+             "model": (entry["cameraModel"], probed.get("model", "")), "place": (told, place)}
     yield from ((key, ours, theirs, ours == theirs) for key, (ours, theirs) in equal.items())
     yield "rate", entry["framesPerSecond"], fps, abs(entry["framesPerSecond"] - fps) < 1e-9
     # They round and we cut off.

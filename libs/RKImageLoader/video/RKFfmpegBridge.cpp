@@ -383,6 +383,12 @@ QString RKFfmpegBridge::cameraModel() const
     return known ? known->cameraModel : QString();
 }
 
+QString RKFfmpegBridge::location() const
+{
+    const auto known = facts();
+    return known ? known->location : QString();
+}
+
 QString RKFfmpegBridge::usedCodec() const
 {
     const auto known = facts();

@@ -138,6 +138,9 @@ public:
     QDateTime videoTaken() const;
     /// The model that Apple's devices write, else "Android " and the version; empty if missing.
     QString cameraModel() const;
+    /// Where the video was taken, as its container says (ISO 6709, Annex H): "+48.8577+002.295/".
+    /// Empty if missing.
+    QString location() const;
     /// The name of FFmpeg's decoder, such as "h264"; empty if closed.
     QString usedCodec() const;
 

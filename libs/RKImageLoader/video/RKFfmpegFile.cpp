@@ -202,6 +202,9 @@ void RKFfmpegFile::readFacts()
     const QString android = metaDataText("com.android.version");
     if (m_facts.cameraModel.isEmpty() && !android.isEmpty())
         m_facts.cameraModel = QStringLiteral("Android ") + android;
+    m_facts.location = metaDataText("com.apple.quicktime.location.ISO6709");
+    if (m_facts.location.isEmpty())
+        m_facts.location = metaDataText("location");
 }
 
 /// An entry of the container's metadata; empty if missing.

@@ -6,6 +6,7 @@
 #include "RKImageLoader/video/RKFfmpegBridgeLame.h"
 
 #include <QMutexLocker>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <atomic>
@@ -22,6 +23,17 @@ namespace {
 constexpr size_t kMaxVideos = 50;
 // A dozen videos of 1080p, three of 4K.
 constexpr long long kMaxBytes = 512LL << 20;
+
+/// From degrees and their fractions, which is what cameras write; minutes and seconds have more
+/// digits and are left out.
+void writePlace(RKMetaData& metaData, const QString& location)
+{
+    static const QRegularExpression degrees(QStringLiteral(
+        "^([+-]\\d{1,2}(?:\\.\\d{1,12})?)([+-]\\d{1,3}(?:\\.\\d{1,12})?)(?:[+-/]|$)"));
+    const QRegularExpressionMatch match = degrees.match(location);
+    if (match.hasMatch())
+        metaData.setGeoPosition({match.captured(1).toDouble(), match.captured(2).toDouble()});
+}
 
 } // namespace
 
@@ -96,6 +108,7 @@ RKMetaData RKVideoDecoderFfmpeg::metaData(const RKMediaDescriptor& descriptor) c
     // An invalid date would be written as an empty one.
     if (const QDateTime taken = opened->videoTaken(); taken.isValid())
         metaData.setPictureTaken(taken);
+    writePlace(metaData, opened->location());
     metaData.write(RKMetaDataFieldEnum::exifModel, opened->cameraModel());
     metaData.write(RKMetaDataFieldEnum::exifImageDescription,
         QString::number(descriptor.frameIndex().frame()));

@@ -24,6 +24,7 @@ struct RKVideoFacts
     AVRational displayAspectRatio{0, 0};
     QString creationTime;
     QString cameraModel;
+    QString location;
     QString codecName;
     /// About how much memory the open file takes.
     long long estimatedBytes = 0;

@@ -119,8 +119,11 @@ private:
     {
         // Some write a logarithm there, which exiv2 doesn't know of all cameras.
         constexpr int kMinIso = 6;
+        const auto findCanonIso = [](const Exiv2::ExifData& data) {
+            return data.findKey(Exiv2::ExifKey("Exif.CanonCs.ISOSpeed"));
+        };
         const double iso = printedNumber(Exiv2::isoSpeed);
-        return iso >= kMinIso ? int(iso) : 0;
+        return int(iso >= kMinIso ? iso : printedNumber(findCanonIso));
     }
 
     QString printed(Finder find) const
