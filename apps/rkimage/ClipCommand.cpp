@@ -37,6 +37,7 @@ struct ClipArguments
 {
     std::string source;
     std::string target;
+    std::string format;
     std::string rect;
     std::string ratio;
     std::string production;
@@ -116,7 +117,7 @@ void tellResolution(const QString& target, int reached, const ClipOptions& optio
     }
 }
 
-int saveClip(const InputFile& source, const QString& target, const ClipOptions& options)
+int saveClip(const InputFile& source, const OutputFile& target, const ClipOptions& options)
 {
     QRectF part;
     FileConversion conversion;
@@ -147,7 +148,7 @@ int saveClip(const InputFile& source, const QString& target, const ClipOptions& 
             const int reached = reachedDpi(part, options);
             result.insert(QStringLiteral("reachedDpi"), reached);
             if (result.isDone())
-                tellResolution(target, reached, options);
+                tellResolution(target.name(), reached, options);
         }
     }
     return result.report();
@@ -160,9 +161,8 @@ void addClipCommand(CLI::App& app, Command& command)
     const auto arguments = std::make_shared<ClipArguments>();
     CLI::App* clip
         = app.add_subcommand("clip", "Save a part of a picture with the pixels of a print");
-    clip->add_option("IN", arguments->source, "The file to read")->required();
-    clip->add_option("OUT", arguments->target, "The file to write; its extension is the format")
-        ->required();
+    addInput(*clip, "IN", arguments->source, "The file to read");
+    OutputFile::addTo(*clip, arguments->target, arguments->format);
     CLI::Option_group* part = clip->add_option_group("Which part");
     part->add_option("--rect",
             arguments->rect,
@@ -190,9 +190,12 @@ void addClipCommand(CLI::App& app, Command& command)
         "--allow-upscaling", arguments->isUpscaled, "Enlarge bitmaps beyond their own pixels");
     clip->footer("rkimage clip --center --production 1500x1000 --dpi 300 photo.jpg print.jpg");
     clip->callback([arguments, &command] {
+        OutputFile::check(arguments->target, arguments->format);
+        command.writesPicture = OutputFile::isStandardOutput(arguments->target);
         command.run = [arguments] {
-            return saveClip(InputFile::of(arguments->source),
-                Arguments::toPath(arguments->target),
+            const InputFile source = InputFile::of(arguments->source);
+            return saveClip(source,
+                OutputFile(arguments->target, source, arguments->format),
                 arguments->options());
         };
     });

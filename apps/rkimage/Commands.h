@@ -14,6 +14,8 @@ struct Command
     std::function<int()> run;
     /// Texts need fonts, which take long to set up.
     bool drawsText = false;
+    /// A picture goes to standard output.
+    bool writesPicture = false;
     /// The quality of JPEG files where it is chosen.
     std::optional<int> jpegQuality;
 };

@@ -106,8 +106,8 @@ QJsonObject toJson(const PictureDifference& difference, const QSize& size)
 bool compare(const CompareArguments& arguments, Result& result)
 {
     const auto pictureOf = [](const std::string& argument) {
-        const QString path = Arguments::toPath(argument);
-        return Picture{path, RKMediaDescriptor(QFileInfo(path)), {}};
+        const InputFile file = InputFile::of(argument);
+        return Picture{Arguments::toPath(argument), RKMediaDescriptor(QFileInfo(file.path)), {}};
     };
     Picture first = pictureOf(arguments.first);
     Picture second = pictureOf(arguments.second);
@@ -164,8 +164,8 @@ void addCompareCommand(CLI::App& app, Command& command)
     const auto arguments = std::make_shared<CompareArguments>();
     CLI::App* compareApp = app.add_subcommand(
         "compare", "Tell how much two pictures differ, upright and in sRGB, in levels of 0 to 255");
-    compareApp->add_option("A", arguments->first, "A picture")->required();
-    compareApp->add_option("B", arguments->second, "The other picture")->required();
+    addInput(*compareApp, "A", arguments->first, "A picture");
+    addInput(*compareApp, "B", arguments->second, "The other picture");
     compareApp
         ->add_option("--size",
             arguments->size,

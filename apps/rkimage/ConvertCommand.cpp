@@ -3,6 +3,7 @@
 #include "FileConversion.h"
 #include "InputFiles.h"
 #include "Output.h"
+#include "OutputFile.h"
 #include "OutputNames.h"
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
@@ -10,6 +11,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "StandardInput.h"
 #include "Thumbnail.h"
 #include "Writing.h"
 
@@ -46,6 +48,8 @@ struct ConvertOptions
     enum class MetaData
     {
         Drop,
+        /// Where the format has a place for it.
+        KeepIfPossible,
         Keep
     };
 
@@ -64,7 +68,7 @@ struct ConvertOptions
     Fit fit = Fit::Inside;
     Rotation rotation = Rotation::Upright;
     Color color = Color::ToSrgb;
-    MetaData metaData = MetaData::Drop;
+    MetaData metaData = MetaData::KeepIfPossible;
     QColor background = Qt::white;
 };
 
@@ -79,6 +83,8 @@ struct ConvertArguments
     bool isFilled = false;
     bool isExact = false;
     bool keepsMetaData = false;
+    bool isStripped = false;
+    std::optional<int> quality;
     bool isAsStored = false;
     bool keepsColor = false;
     Existing existing;
@@ -94,8 +100,9 @@ struct ConvertArguments
             options.rotation = ConvertOptions::Rotation::AsStored;
         if (keepsColor)
             options.color = ConvertOptions::Color::AsStored;
-        if (keepsMetaData)
-            options.metaData = ConvertOptions::MetaData::Keep;
+        if (keepsMetaData || isStripped)
+            options.metaData
+                = isStripped ? ConvertOptions::MetaData::Drop : ConvertOptions::MetaData::Keep;
         options.background = Arguments::parseColor(background).value_or(Qt::white);
         return options;
     }
@@ -216,9 +223,11 @@ public:
     }
 
     /// Into the file, in the format of its extension.
-    Result convert(const InputFile& source, const QString& target) const
+    Result convert(const InputFile& source, const OutputFile& output) const
     {
-        const Writable isWritable = writable(source.path, target, m_existing);
+        const QString target = output.name();
+        const Writable isWritable
+            = output.isStandardOutput() ? Writable::Yes : writable(source.path, target, m_existing);
         if (isWritable != Writable::Yes) {
             Result result(source);
             result.insert(QStringLiteral("skipped"), isWritable == Writable::Skip);
@@ -231,28 +240,47 @@ public:
         RKMetaData metaData;
         FileConversion conversion;
         conversion.read = [&](const RKMediaDescriptor& from, RKMediaError* error) {
-            const RKDrawable picture = opaque(
-                readFitted(from, m_options, error), formatOf(target), m_options.background);
+            const RKDrawable picture = opaque(readFitted(from, m_options, error),
+                output.descriptor().mediaFormat(),
+                m_options.background);
             if (keepsMetaData() && !picture.isNull())
                 metaData = adapted(from, picture.image(), m_options);
             return picture;
         };
         // Apart from the picture: together, a marker of Adobe RGB would be lost always.
         if (keepsMetaData()) {
-            conversion.finish = [&metaData](const RKMediaDescriptor& to, RKMediaError* error) {
-                return RKMediaLoader::instance()->save(to, metaData, error);
+            conversion.finish = [&](const RKMediaDescriptor& to, RKMediaError* error) {
+                if (RKMediaLoader::instance()->save(to, metaData, error))
+                    return true;
+                if (m_options.metaData == ConvertOptions::MetaData::Keep)
+                    return false;
+                if (error->code() == RKMediaErrorCode::WouldLose) {
+                    metaData.removeMakerNote();
+                    if (RKMediaLoader::instance()->save(to, metaData, error)) {
+                        Output::warn(target, QStringLiteral("without the camera's maker note"));
+                        return true;
+                    }
+                }
+                if (error->code() != RKMediaErrorCode::UnsupportedForWriting)
+                    Output::warn(target, QStringLiteral("without metadata: ") + error->text());
+                return true;
             };
         }
-        return conversion.run(source, target);
+        return conversion.run(source, output);
     }
 
     /// Under a name that follows from the file's.
     Result convert(const InputFile& source, int number)
     {
         const RKMediaDescriptor descriptor{QFileInfo(source.path)};
-        const QString extension = m_extension.isEmpty() ? usualExtension(descriptor) : m_extension;
-        const QString target
-            = m_names.of(QFile::decodeName(source.name), extension, resultSize(descriptor), number);
+        const QString extension
+            = m_extension.isEmpty() ? Writing::usualExtension(descriptor) : m_extension;
+        const QString target = m_names.of(StandardInput::isMeant(source.name.toStdString())
+                ? source.stem()
+                : QFile::decodeName(source.name),
+            extension,
+            resultSize(descriptor),
+            number);
         if (!claim(target)) {
             Result result(source);
             result.fail(RKMediaError(RKMediaErrorCode::NotWritable,
@@ -260,7 +288,13 @@ public:
             return result;
         }
         QDir().mkpath(QFileInfo(target).path());
-        return convert(source, target);
+        return convert(source, OutputFile(target, writing()));
+    }
+
+    /// Metadata is added to a picture that is there.
+    OutputFile::Writing writing() const
+    {
+        return keepsMetaData() ? OutputFile::Writing::InSteps : OutputFile::Writing::AtOnce;
     }
 
 private:
@@ -274,19 +308,7 @@ private:
 
     bool keepsMetaData() const
     {
-        return m_options.metaData == ConvertOptions::MetaData::Keep;
-    }
-
-    static RKMediaFormat formatOf(const QString& path)
-    {
-        return RKMediaDescriptor(QFileInfo(path)).mediaFormat();
-    }
-
-    /// That of the source where it can be written.
-    static QString usualExtension(const RKMediaDescriptor& source)
-    {
-        return Writing::formatError(source).isError() ? QStringLiteral("jpg")
-                                                      : source.mediaFormat().defaultExtension();
+        return m_options.metaData != ConvertOptions::MetaData::Drop;
     }
 
     QSize resultSize(const RKMediaDescriptor& source) const
@@ -308,15 +330,24 @@ private:
     std::set<QString> m_claimed;
 };
 
+bool isQuality(const std::string& text)
+{
+    bool isNumber = false;
+    const int quality = QString::fromStdString(text).toInt(&isNumber);
+    return isNumber && quality >= 1 && quality <= 100;
+}
+
 int convertFiles(ConvertArguments& arguments)
 {
     PictureConversion conversion(arguments);
-    const std::vector<InputFile> files = arguments.files.all();
     if (arguments.target.empty()) {
-        // A folder has been reported.
-        return files.size() == 2 ? conversion.convert(files[0], files[1].path).report()
-                                 : int(Output::SomeFailed);
+        const std::vector<std::string>& pair = arguments.files.arguments();
+        const InputFile source = InputFile::of(pair[0]);
+        return conversion
+            .convert(source, OutputFile(pair[1], source, arguments.format, conversion.writing()))
+            .report();
     }
+    const std::vector<InputFile> files = arguments.files.all();
 
     std::atomic<int> failures = arguments.files.failures();
     ProgressBar progress(qint64(files.size()));
@@ -341,9 +372,11 @@ void addConvertCommand(CLI::App& app, Command& command)
                   arguments->target,
                   "Folder, or names with {name} {stem} {ext} {width} {height} {number}")
               ->type_name("FOLDER|PATTERN");
-    convert->add_option("--format", arguments->format, "Extension of the pictures to write")
-        ->type_name("EXT")
-        ->needs("--out");
+    convert
+        ->add_option("--format",
+            arguments->format,
+            "Format for --out and standard output; without it that of each file, or jpg")
+        ->type_name("EXT");
     CLI::Option* size
         = convert->add_option("--size", arguments->size, "Fit into WxH pixels, proportions kept")
               ->type_name("WxH")
@@ -354,8 +387,17 @@ void addConvertCommand(CLI::App& app, Command& command)
     convert->add_flag("--exact", arguments->isExact, "Stretch to exactly that size")
         ->needs(size)
         ->excludes(fill);
-    convert->add_flag(
-        "--keep-metadata", arguments->keepsMetaData, "Copy the metadata, adapted to the picture");
+    convert->add_option("--quality", arguments->quality, "Quality of JPEG files, 1 to 100 (90)")
+        ->type_name("N")
+        ->check(Arguments::checked(isQuality, "a quality is a number from 1 to 100"));
+    CLI::Option* strip
+        = convert->add_flag("--strip", arguments->isStripped, "Leave out all metadata");
+    convert
+        ->add_flag("--keep-metadata",
+            arguments->keepsMetaData,
+            "Fail where the format has no place for the metadata; otherwise it is kept, adapted to the "
+            "picture, where there is one")
+        ->excludes(strip);
     convert->add_flag("--no-rotate", arguments->isAsStored, "Leave the picture as it is stored");
     convert->add_flag("--no-color", arguments->keepsColor, "Leave the colours in their profile");
     convert
@@ -371,8 +413,18 @@ void addConvertCommand(CLI::App& app, Command& command)
     convert->footer("rkimage convert photo.heic photo.jpg\n"
                     "rkimage convert --recursive album --out small --format jpg --size 1600x1600");
     convert->callback([arguments, target, &command] {
-        if (target->count() == 0 && !arguments->files.isPair())
+        if (OutputFile::isStandardOutput(arguments->target))
+            throw CLI::ValidationError("--out", "is a folder; IN - writes to standard output");
+        const bool isPair = target->count() == 0;
+        if (isPair && !arguments->files.isPair())
             throw CLI::ValidationError("convert", "either IN OUT, or files with --out");
+        if (isPair) {
+            const std::vector<std::string>& pair = arguments->files.arguments();
+            StandardInput::expect(StandardInput::isMeant(pair[0]));
+            command.writesPicture = OutputFile::isStandardOutput(pair[1]);
+            OutputFile::check(pair[1], arguments->format);
+        }
+        command.jpegQuality = arguments->quality;
         command.run = [arguments] { return convertFiles(*arguments); };
     });
 }

@@ -8,6 +8,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "Result.h"
+#include "StandardInput.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -66,7 +67,9 @@ std::optional<RKFacePositions> parseFaces(const QByteArray& json)
 void saveFaces(const RKMediaDescriptor& descriptor, const RKMetaData& metaData, Result& result)
 {
     RKMediaError error;
-    if (RKImageLoader::instance()->save(descriptor, metaData, &error))
+    if (StandardInput::isExpected())
+        result.refuse(QStringLiteral("standard input can't be changed"));
+    else if (RKImageLoader::instance()->save(descriptor, metaData, &error))
         result.addWritten(descriptor.absoluteFilePath());
     else
         result.fail(error);
@@ -133,7 +136,7 @@ int drawFaces(const InputFile& file, const QString& target)
         metaData.facePositions().toUpright(metaData.imageOrientation()).renderInto(&image);
         return RKDrawable(image);
     };
-    return conversion.run(file, target).report();
+    return conversion.run(file, OutputFile(target)).report();
 }
 
 void addFacesOfOneFile(CLI::App& faces,
@@ -143,10 +146,11 @@ void addFacesOfOneFile(CLI::App& faces,
     Command& command)
 {
     CLI::App* action = faces.add_subcommand(name, description);
-    const CLI::Option* file = action->add_option("FILE", "The picture")->required();
+    const CLI::Option* file = action->add_option("FILE", "The picture; - is standard input")
+                                  ->required()
+                                  ->each(StandardInput::expectIfMeant);
     action->callback([&command, file, run] {
-        command.run
-            = [input = InputFile::of(file->as<std::string>()), run]() { return run(input); };
+        command.run = [name = file->as<std::string>(), run] { return run(InputFile::of(name)); };
     });
 }
 
@@ -158,12 +162,14 @@ void addFacesOfTwoFiles(CLI::App& faces,
     Command& command)
 {
     CLI::App* action = faces.add_subcommand(name, description);
-    const CLI::Option* file = action->add_option("FILE", "The picture")->required();
+    const CLI::Option* file = action->add_option("FILE", "The picture; - is standard input")
+                                  ->required()
+                                  ->each(StandardInput::expectIfMeant);
     const CLI::Option* other = action->add_option(second, "The other file")->required();
     action->callback([&command, file, other, run] {
-        command.run = [input = InputFile::of(file->as<std::string>()),
+        command.run = [name = file->as<std::string>(),
                           otherPath = Arguments::toPath(other->as<std::string>()),
-                          run]() { return run(input, otherPath); };
+                          run]() { return run(InputFile::of(name), otherPath); };
     });
 }
 

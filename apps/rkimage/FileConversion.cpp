@@ -1,14 +1,14 @@
 #include "FileConversion.h"
 
 #include "RKImageLoader/loading/RKMediaLoader.h"
-#include "Writing.h"
 
-Result FileConversion::run(const InputFile& source, const QString& target) const
+Result FileConversion::run(const InputFile& source, const OutputFile& target) const
 {
     Result result(source);
-    const RKMediaDescriptor to{QFileInfo(target)};
-    if (const RKMediaError error = Writing::formatError(to); error.isError()) {
-        result.fail(target, error);
+    const RKMediaDescriptor to = target.descriptor();
+    const QString name = target.name();
+    if (const RKMediaError error = target.error(); error.isError()) {
+        result.fail(name, error);
         return result;
     }
 
@@ -21,9 +21,9 @@ Result FileConversion::run(const InputFile& source, const QString& target) const
         return result;
     RKMediaError saveError;
     if (RKMediaLoader::instance()->save(to, picture, &saveError)
-        && (!finish || finish(to, &saveError)))
-        result.addWritten(target, picture.size());
+        && (!finish || finish(to, &saveError)) && target.finish(&saveError))
+        result.addWritten(name, picture.size());
     else
-        result.fail(target, saveError);
+        result.fail(name, saveError);
     return result;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InputFiles.h"
+#include "OutputFile.h"
 #include "RKImageLoader/drawables/RKDrawable.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 #include "RKImageLoader/media/RKMediaError.h"
@@ -19,5 +20,5 @@ struct FileConversion
     std::function<bool(const RKMediaDescriptor& target, RKMediaError* error)> finish;
 
     /// Checks both files and converts.
-    Result run(const InputFile& source, const QString& target) const;
+    Result run(const InputFile& source, const OutputFile& target) const;
 };

@@ -1,7 +1,9 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "InputFiles.h"
+#include "Interruption.h"
 #include "Output.h"
+#include "OutputFile.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
@@ -221,7 +223,7 @@ private:
             progress.step();
             exitCode = std::max(exitCode, result.report());
             failedInARow = result.isDone() ? 0 : failedInARow + 1;
-            if (failedInARow == kMaxFailedFrames)
+            if (failedInARow == kMaxFailedFrames || Interruption::isRequested())
                 break;
         }
         if (m_frames.size() <= kMaxPictures || failedInARow == kMaxFailedFrames)
@@ -256,7 +258,7 @@ private:
 
     QString pictureOf(const RKVideoFrameIndex& frame) const
     {
-        QString name = m_descriptor.fileInfo().completeBaseName();
+        QString name = m_video.stem();
         frame.addToFilename(name);
         return QDir(m_request.folder).filePath(name + QStringLiteral(".jpg"));
     }
@@ -269,12 +271,16 @@ private:
 };
 
 int saveFrame(
-    const InputFile& video, const QString& target, const FrameChoice& choice, const QSize& size)
+    const InputFile& video, const OutputFile& target, const FrameChoice& choice, const QSize& size)
 {
     const RKMediaDescriptor descriptor{QFileInfo(video.path)};
     Result result(video);
-    if (!isVideo(descriptor, result) || !isWritable(target, result))
+    if (!isVideo(descriptor, result))
         return result.report();
+    if (RKMediaError error = target.error(); error.isError()) {
+        result.fail(target.name(), error);
+        return result.report();
+    }
 
     const RKVideoFrameIndex frame = chosenFrame(descriptor, choice);
     RKMediaError error;
@@ -282,8 +288,11 @@ int saveFrame(
         withFrame(descriptor, frame), size, RKImageOption(), &error);
     if (drawable.isNull())
         result.fail(ofFrame(frame, error));
+    else if (RKImageLoader::instance()->save(target.descriptor(), drawable, &error)
+        && target.finish(&error))
+        result.addWritten(target.name(), drawable.size());
     else
-        save(drawable, target, result);
+        result.fail(target.name(), error);
     const RKVideoFrameIndex taken
         = frame.isValid() ? frame : RKVideoLoader::instance()->defaultFrameIndex(descriptor);
     result.insert(QStringLiteral("frame"), taken.frame());
@@ -301,6 +310,7 @@ struct FrameArguments
     std::string video;
     std::string target;
     FrameChoice choice;
+    std::string format;
     std::string place;
     std::string size;
     std::optional<qint64> everyMs;
@@ -315,9 +325,8 @@ void addFrameCommand(CLI::App& app, Command& command)
 {
     const auto arguments = std::make_shared<FrameArguments>();
     CLI::App* frame = app.add_subcommand("frame", "Save one frame of a video");
-    frame->add_option("VIDEO", arguments->video, "The video")->required();
-    frame->add_option("OUT", arguments->target, "The file to write; its extension is the format")
-        ->required();
+    addInput(*frame, "VIDEO", arguments->video, "The video");
+    OutputFile::addTo(*frame, arguments->target, arguments->format);
     CLI::Option* number
         = frame->add_option("--frame", arguments->choice.frame, "The frame's number, from 0")
               ->type_name("N")
@@ -337,9 +346,12 @@ void addFrameCommand(CLI::App& app, Command& command)
         ->check(Arguments::checked(Arguments::parseSize, "a size looks like 800x600"));
     frame->footer("rkimage frame --at 0:05.5 holiday.mp4 still.png");
     frame->callback([arguments, &command] {
+        OutputFile::check(arguments->target, arguments->format);
+        command.writesPicture = OutputFile::isStandardOutput(arguments->target);
         command.run = [arguments]() {
-            return saveFrame(InputFile::of(arguments->video),
-                Arguments::toPath(arguments->target),
+            const InputFile video = InputFile::of(arguments->video);
+            return saveFrame(video,
+                OutputFile(arguments->target, video, arguments->format),
                 parseChoice(arguments->place).value_or(arguments->choice),
                 Arguments::parseSize(arguments->size).value_or(QSize()));
         };
@@ -350,7 +362,7 @@ void addFramesCommand(CLI::App& app, Command& command)
 {
     const auto arguments = std::make_shared<FrameArguments>();
     CLI::App* frames = app.add_subcommand("frames", "Save many frames of a video");
-    frames->add_option("VIDEO", arguments->video, "The video")->required();
+    addInput(*frames, "VIDEO", arguments->video, "The video");
     CLI::Option_group* which = frames->add_option_group("Which frames");
     which->add_option("--every", arguments->everyMs, "One every so many milliseconds")
         ->type_name("MS")

@@ -5,6 +5,8 @@
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "Result.h"
+#include "StandardInput.h"
+#include "TemporaryFolder.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -44,18 +46,53 @@ RKMediaError folderError(const std::error_code& error)
 
 InputFile InputFile::of(const std::string& argument)
 {
-    return {bytesOf(argument), QFile::decodeName(argument.c_str())};
+    if (StandardInput::isMeant(argument))
+        return {bytesOf(argument), StandardInput::path()};
+    const QString path = QFile::decodeName(argument.c_str());
+    if (isExpressible(argument))
+        return {bytesOf(argument), path};
+
+    const QString link = TemporaryFolder::newPath(QFileInfo(path).suffix());
+    std::error_code error;
+    fs::create_symlink(fs::absolute(argument, error), QFile::encodeName(link).toStdString(), error);
+    // A link that could not be made is a file that can't be found.
+    return {bytesOf(argument), link};
+}
+
+QString InputFile::stem() const
+{
+    return StandardInput::isMeant(name.toStdString())
+        ? QString::fromLatin1(StandardInput::kStem)
+        : QFileInfo(QFile::decodeName(name)).completeBaseName();
+}
+
+CLI::Option* addInput(
+    CLI::App& command, const char* name, std::string& value, const char* description)
+{
+    return command.add_option(name, value, std::string(description) + "; - is standard input")
+        ->required()
+        ->each(StandardInput::expectIfMeant);
 }
 
 void InputFiles::addTo(CLI::App& command)
 {
-    command.add_option("FILES", m_arguments, "Files, and folders with --recursive")->required();
+    command
+        .add_option("FILES",
+            m_arguments,
+            "Files, folders with --recursive, and - for one picture from standard input")
+        ->required()
+        ->each(StandardInput::expectIfMeant);
     command.add_flag("-r,--recursive", m_isRecursive, "Work on all files in folders, too");
     command
         .add_option("--ext", m_extensions, "Of folders, only files with these extensions: jpg,png")
         ->type_name("EXT,...")
         ->delimiter(',')
         ->allow_extra_args(false);
+}
+
+const std::vector<std::string>& InputFiles::arguments() const
+{
+    return m_arguments;
 }
 
 bool InputFiles::isPair() const
@@ -77,7 +114,7 @@ void InputFiles::forEach(const std::function<void(const InputFile& file)>& work)
     for (const std::string& argument : m_arguments) {
         std::error_code error;
         if (!fs::is_directory(argument, error)) {
-            if (!visit(open(argument)))
+            if (!visit(InputFile::of(argument)))
                 return;
         } else if (!m_isRecursive) {
             fail(argument,
@@ -132,7 +169,7 @@ bool InputFiles::visitFolder(
         std::error_code ignored;
         if (fs::is_directory(name, ignored))
             return visitFolder(name, ancestors, visit);
-        return !isWanted(name) || visit(open(name));
+        return !isWanted(name) || visit(InputFile::of(name));
     });
 }
 
@@ -145,22 +182,6 @@ bool InputFiles::isWanted(const std::string& path) const
         m_extensions.begin(), m_extensions.end(), [&extension](const std::string& wanted) {
             return QString::fromStdString(wanted).toLower() == extension;
         });
-}
-
-InputFile InputFiles::open(const std::string& name)
-{
-    if (isExpressible(name))
-        return InputFile::of(name);
-
-    if (!m_links)
-        m_links = std::make_unique<QTemporaryDir>();
-    const QString extension = QFileInfo(QFile::decodeName(name.c_str())).suffix();
-    const QString link
-        = m_links->filePath(QStringLiteral("%1.%2").arg(++m_linkCount).arg(extension));
-    std::error_code error;
-    fs::create_symlink(fs::absolute(name, error), QFile::encodeName(link).toStdString(), error);
-    // A link that could not be made is a file that can't be found.
-    return {bytesOf(name), link};
 }
 
 bool InputFiles::fail(const std::string& name, const RKMediaError& error)

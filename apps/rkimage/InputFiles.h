@@ -4,10 +4,8 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QTemporaryDir>
 
 #include <functional>
-#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -15,19 +13,28 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 /// A file that a command works on.
 struct InputFile
 {
-    /// The file of an argument.
+    /// The file of an argument, which is "-" for standard input. Not before the program is set up:
+    /// where Qt can't express the name, there is a link with a plain one from then on.
     static InputFile of(const std::string& argument);
+
+    /// What names of results begin with: the name without folder and extension.
+    QString stem() const;
 
     /// The bytes that name it, as they were given or found; for messages and results.
     QByteArray name;
     /// How Qt opens it: the same unless the name isn't in the system's encoding.
     QString path;
 };
+
+/// Adds the argument of a command that takes one file.
+CLI::Option* addInput(
+    CLI::App& command, const char* name, std::string& value, const char* description);
 
 /// The files that the arguments of a command name, one after the other: files, and with --recursive
 /// those in folders. Folders are read when their turn comes, so that the first results are there
@@ -39,7 +46,9 @@ public:
     /// the arguments are parsed, and for as long as the files are used.
     void addTo(CLI::App& command);
 
-    /// There are two arguments, for commands that also take IN and OUT.
+    /// As they were given, for commands that also take IN and OUT.
+    const std::vector<std::string>& arguments() const;
+    /// There are two of them, and no folders.
     bool isPair() const;
 
     /// Calls back for each file, until an interruption. A folder that isn't wanted or can't be read
@@ -63,7 +72,6 @@ private:
 
     bool visitFolder(const std::string& folder, std::set<FolderId> ancestors, const Visit& visit);
     bool isWanted(const std::string& path) const;
-    InputFile open(const std::string& name);
     bool fail(const std::string& name, const RKMediaError& error);
 
     std::vector<std::string> m_arguments;
@@ -71,7 +79,4 @@ private:
     bool m_isRecursive = false;
     int m_failures = 0;
     qsizetype m_handled = 0;
-    // Links with plain names to files whose names Qt can't express.
-    std::unique_ptr<QTemporaryDir> m_links;
-    int m_linkCount = 0;
 };

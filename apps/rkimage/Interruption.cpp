@@ -27,7 +27,9 @@ void Interruption::install()
         sigaction(signal, &action, nullptr);
     action.sa_handler = SIG_IGN;
     action.sa_flags = 0;
-    sigaction(SIGPIPE, &action, nullptr);
+    // Beyond a limit of the size of files, too, writing is to fail.
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        sigaction(signal, &action, nullptr);
 }
 
 void Interruption::stop()

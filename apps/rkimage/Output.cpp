@@ -18,6 +18,7 @@ namespace {
 
 Output::Style s_style = Output::Style::Text;
 bool s_isQuiet = false;
+bool s_isPicture = false;
 std::atomic<bool> s_isLost = false;
 std::atomic<bool> s_isReaderGone = false;
 // Guards what follows, and the order of results.
@@ -99,9 +100,23 @@ void Output::endResults()
         printLineTo(stdout, s_hasResults ? "\n]" : "[]");
 }
 
+QString Output::sendPicture()
+{
+    if (!isText())
+        return QStringLiteral("takes either the picture or JSON");
+    if (isatty(STDOUT_FILENO) == 1)
+        return QStringLiteral("is a terminal; pictures go to files and pipes");
+    s_isPicture = true;
+    return {};
+}
+
 void Output::note(const QString& text)
 {
-    if (!s_isQuiet)
+    if (s_isQuiet)
+        return;
+    if (s_isPicture)
+        printLineTo(stderr, text.toUtf8());
+    else
         print(text);
 }
 

@@ -43,6 +43,10 @@ void print(const QByteArray& line);
 void printResult(const QJsonObject& result);
 /// Ends the array of all results, if there is one.
 void endResults();
+/// Has standard output take a picture only; the failure, or nothing. Notes go to the error stream
+/// then.
+QString sendPicture();
+
 /// A line for people only.
 void note(const QString& text);
 /// Bytes as they are, those of a picture for instance.

@@ -1,12 +1,15 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "InputFiles.h"
+#include "MetaDataCopy.h"
 #include "MetaDataJson.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "Result.h"
+#include "StandardInput.h"
+#include "TemporaryFolder.h"
 #include "Thumbnail.h"
 
 #include "RKGeoLocation/RKGeoPosition.h"
@@ -23,6 +26,8 @@
 #include <optional>
 
 namespace {
+
+constexpr int kRejected = -1;
 
 /// What `rkimage set` changes; what holds no value stays as it is.
 struct MetaDataChanges
@@ -46,6 +51,9 @@ struct MetaDataChanges
         Keep
     };
 
+    /// What to take from another file, before all other changes.
+    std::optional<MetaDataCopy> copied;
+    /// kRejected for a picture that was sorted out.
     std::optional<int> rating;
     std::optional<RKImageOrientation> orientation;
     std::optional<bool> rotateClockwise;
@@ -53,6 +61,7 @@ struct MetaDataChanges
     /// Added to the date that the file has.
     std::optional<qint64> shiftSeconds;
     std::optional<RKGeoPosition> position;
+    bool isPositionRemoved = false;
     std::optional<QString> title;
     /// All keywords; those to remove and to add come after.
     std::optional<QStringList> keywords;
@@ -140,7 +149,15 @@ void apply(const MetaDataChanges& changes,
     RKMetaData& metaData,
     Result& result)
 {
-    if (changes.rating)
+    if (changes.copied) {
+        if (const QString failure = changes.copied->copyTo(metaData); !failure.isEmpty()) {
+            result.refuse(failure);
+            return;
+        }
+    }
+    if (changes.rating == kRejected)
+        metaData.setRejected();
+    else if (changes.rating)
         metaData.setAdobeRating(*changes.rating);
     if (changes.orientation)
         metaData.setImageOrientation(*changes.orientation);
@@ -150,6 +167,8 @@ void apply(const MetaDataChanges& changes,
         metaData.setPictureTaken(*changes.taken);
     if (changes.position)
         metaData.setGeoPosition(*changes.position);
+    if (changes.isPositionRemoved)
+        metaData.removeGeoPosition();
     writeText(metaData, RKMetaDataFieldEnum::originalFilename, changes.title);
     changeKeywords(metaData, changes);
     writeText(metaData, RKMetaDataFieldEnum::author, changes.author);
@@ -173,6 +192,17 @@ QString asText(const QJsonValue& value)
     return text.mid(1, text.size() - 2);
 }
 
+/// Numbers that say where something lies in the file.
+bool isPlace(const QString& key)
+{
+    static const QStringList places{QStringLiteral("Exif.Image.ExifTag"),
+        QStringLiteral("Exif.Image.GPSTag"),
+        QStringLiteral("Exif.Photo.InteroperabilityTag"),
+        QStringLiteral("Exif.Thumbnail.JPEGInterchangeFormat"),
+        QStringLiteral("Exif.MakerNote.Offset")};
+    return places.contains(key);
+}
+
 /// What would change, value by value.
 QJsonArray changesBetween(const RKMetaData& before, const RKMetaData& after)
 {
@@ -187,7 +217,7 @@ QJsonArray changesBetween(const RKMetaData& before, const RKMetaData& after)
         QStringList keys = one.keys() + other.keys();
         keys.removeDuplicates();
         for (const QString& key : qAsConst(keys)) {
-            if (one[key] != other[key])
+            if (one[key] != other[key] && !isPlace(key))
                 changes << QJsonObject{{QStringLiteral("key"), key},
                     {QStringLiteral("old"), one[key]},
                     {QStringLiteral("new"), other[key]}};
@@ -202,15 +232,16 @@ QJsonArray changesBetween(const RKMetaData& before, const RKMetaData& after)
     return changes;
 }
 
-void printChanges(const QString& file, const QJsonArray& changes)
+void printChanges(const QByteArray& file, const QJsonArray& changes)
 {
-    QStringList lines{file};
+    const QByteArray name = Output::escaped(file);
+    QByteArrayList lines{name};
     for (const auto& change : changes) {
-        lines << QStringLiteral("  %1: %2 → %3")
-                     .arg(
-                         change[u"key"].toString(), asText(change[u"old"]), asText(change[u"new"]));
+        const QString line = QStringLiteral("  %1: %2 → %3");
+        lines << line.arg(change[u"key"].toString(), asText(change[u"old"]), asText(change[u"new"]))
+                     .toUtf8();
     }
-    Output::print(changes.isEmpty() ? file + QStringLiteral(": no change") : lines.join(u'\n'));
+    Output::print(changes.isEmpty() ? name + ": no change" : lines.join('\n'));
 }
 
 /// Keeps a copy of a file while it is changed: for good if the change was made and a copy is
@@ -289,6 +320,32 @@ void save(const RKMediaDescriptor& descriptor,
         result.fail(error);
 }
 
+/// What a change would do, tried out on a copy, so that what would fail does so here, too.
+void tryOut(const InputFile& file, const MetaDataChanges& changes, Result& result)
+{
+    const QString copy = TemporaryFolder::newPath(QFileInfo(file.path).suffix());
+    QFile source(file.path);
+    if (!QFileInfo(file.path).isFile() || !source.copy(copy)) {
+        result.fail(RKMediaError(QFileInfo(file.path).isFile() ? RKMediaErrorCode::Unreadable
+                                                               : RKMediaErrorCode::NotAFile));
+        return;
+    }
+    QFile::setPermissions(copy, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    const RKMediaDescriptor descriptor{QFileInfo(copy)};
+    const RKMetaData before = RKImageLoader::instance()->copyMetaData(descriptor);
+    RKMetaData metaData = before;
+    apply(changes, descriptor, metaData, result);
+    RKMediaError error;
+    if (result.isDone() && !RKImageLoader::instance()->save(descriptor, metaData, &error))
+        result.fail(error);
+    if (result.isDone()) {
+        const QJsonArray changed = changesBetween(before, RKMetaData(QFileInfo(copy)));
+        result.insert(QStringLiteral("changes"), changed);
+        printChanges(file.name, changed);
+    }
+    QFile::remove(copy);
+}
+
 Result changeFile(const InputFile& file, const MetaDataChanges& changes)
 {
     const RKMediaDescriptor descriptor{QFileInfo(file.path)};
@@ -297,18 +354,14 @@ Result changeFile(const InputFile& file, const MetaDataChanges& changes)
         result.fail(RKMediaError(RKMediaErrorCode::Missing));
         return result;
     }
-    const RKMetaData before = RKImageLoader::instance()->copyMetaData(descriptor);
-    RKMetaData metaData = before;
-    apply(changes, descriptor, metaData, result);
-    if (!result.isDone())
+    if (changes.mode == MetaDataChanges::Mode::DryRun) {
+        tryOut(file, changes, result);
         return result;
-    if (changes.mode == MetaDataChanges::Mode::Write) {
-        save(descriptor, metaData, changes, result);
-    } else {
-        const QJsonArray changed = changesBetween(before, metaData);
-        result.insert(QStringLiteral("changes"), changed);
-        printChanges(QString::fromLocal8Bit(file.name), changed);
     }
+    RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
+    apply(changes, descriptor, metaData, result);
+    if (result.isDone())
+        save(descriptor, metaData, changes, result);
     return result;
 }
 
@@ -344,6 +397,9 @@ struct SetArguments
     Arguments::Text taken;
     Arguments::Text shift;
     Arguments::Text position;
+    bool isPositionRemoved = false;
+    Arguments::Text source;
+    Arguments::Texts copiedFields;
     Arguments::Text title;
     Arguments::Text keywords;
     Arguments::Texts keywordList;
@@ -361,15 +417,19 @@ struct SetArguments
     /// Whether any change is named.
     bool isChange() const
     {
-        return rating || orientation || rotate || taken || shift || position || title || keywords
-            || !keywordList.empty() || !addedKeywords.empty() || !removedKeywords.empty() || author
-            || copyright || comment || profile || thumbnail;
+        return rating || orientation || rotate || taken || shift || position || isPositionRemoved
+            || source || title || keywords || !keywordList.empty() || !addedKeywords.empty()
+            || !removedKeywords.empty() || author || copyright || comment || profile || thumbnail;
     }
 
     MetaDataChanges changes() const
     {
         MetaDataChanges changes;
+        if (source) {
+            changes.copied.emplace(InputFile::of(*source).path, Arguments::toTexts(copiedFields));
+        }
         changes.rating = rating;
+        changes.isPositionRemoved = isPositionRemoved;
         if (orientation)
             changes.orientation = RKImageOrientation(*orientation);
         if (rotate)
@@ -403,6 +463,13 @@ struct SetArguments
     }
 };
 
+/// A check for CLI11: a value.
+std::optional<QString> isCopiedField(const std::string& text)
+{
+    const QString name = QString::fromStdString(text);
+    return MetaDataCopy::fieldNames().contains(name) ? std::optional(name) : std::nullopt;
+}
+
 bool isTurn(const std::string& text)
 {
     return text == "cw" || text == "ccw";
@@ -416,9 +483,9 @@ void addSetCommand(CLI::App& app, Command& command)
     CLI::App* set
         = app.add_subcommand("set", "Change the metadata of files; their pixels stay as they are");
     arguments->files.addTo(*set);
-    set->add_option("--rating", arguments->rating, "Stars, 0 to 5")
+    set->add_option("--rating", arguments->rating, "Stars, 0 to 5, or -1 for a rejected picture")
         ->type_name("N")
-        ->check(CLI::Range(0, 5));
+        ->check(CLI::Range(kRejected, 5));
     set->add_option("--orientation", arguments->orientation, "Exif orientation, 1 to 8")
         ->type_name("N")
         ->check(CLI::Range(1, 8));
@@ -434,10 +501,15 @@ void addSetCommand(CLI::App& app, Command& command)
         ->type_name("+H:M:S")
         ->check(Arguments::checked(parseShift, "a shift looks like +1:30:00"))
         ->excludes(taken);
-    set->add_option("--gps", arguments->position, "Where, in degrees: LAT,LON")
-        ->type_name("LAT,LON")
-        ->check(
-            Arguments::checked(Arguments::parsePosition, "a position looks like 48.858222,2.2945"));
+    CLI::Option* position
+        = set->add_option("--gps", arguments->position, "Where, in degrees: LAT,LON")
+              ->type_name("LAT,LON")
+              ->check(Arguments::checked(
+                  Arguments::parsePosition, "a position looks like 48.858222,2.2945"));
+    set->add_flag("--no-gps",
+           arguments->isPositionRemoved,
+           "Remove the position with all that belongs to it; names of places stay")
+        ->excludes(position);
     set->add_option("--title", arguments->title, "Title")->type_name("TEXT");
     CLI::Option* keywords
         = set->add_option("--keywords", arguments->keywords, "All keywords, separated by commas")
@@ -461,6 +533,21 @@ void addSetCommand(CLI::App& app, Command& command)
            arguments->thumbnail,
            "Thumbnail to embed: a picture, auto for one of the file itself, or none")
         ->type_name("FILE|auto|none");
+    CLI::Option* source
+        = set->add_option("--copy-from",
+                 arguments->source,
+                 "Take over all metadata of another file but what describes its pixels; other changes "
+                 "come after")
+              ->type_name("FILE")
+              ->check(Arguments::existingFile());
+    set->add_option("--fields",
+           arguments->copiedFields,
+           "Of these, only " + MetaDataCopy::fieldNames().join(QStringLiteral(", ")).toStdString())
+        ->type_name("NAME,...")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->needs(source)
+        ->check(Arguments::checked(isCopiedField, "there is no such field"));
     set->add_flag("--dry-run", arguments->dryRun, "Write nothing; show what would change");
     set->add_flag(
         "--preserve-mtime", arguments->keepsTime, "Keep the time of the file's last change");
@@ -472,6 +559,8 @@ void addSetCommand(CLI::App& app, Command& command)
     set->callback([arguments, &command] {
         if (!arguments->isChange())
             throw CLI::ValidationError("set", "no change is named");
+        if (StandardInput::isExpected())
+            throw CLI::ValidationError("set", "standard input can't be changed");
         command.run = [arguments] { return changeFiles(arguments->files, arguments->changes()); };
     });
 }

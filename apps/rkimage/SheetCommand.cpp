@@ -10,6 +10,7 @@
 #include "Result.h"
 #include "Writing.h"
 
+#include <QBuffer>
 #include <QSaveFile>
 #include <QThread>
 
@@ -49,27 +50,30 @@ Kind kindOf(const QString& target)
 }
 
 /// No error if the file is there as a whole.
-template <typename Write>
-RKMediaError writeFile(const QString& target, Write write)
+RKMediaError writeFile(const QString& target, const QByteArray& bytes)
 {
     QSaveFile file(target);
-    if (file.open(QIODevice::WriteOnly) && write(&file) && file.commit())
+    // A failure of the last bytes would not keep it from taking the place of the old file.
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush()
+        && file.commit())
         return {};
-    return RKMediaError(RKMediaErrorCode::NotWritable,
-        QStringLiteral("the sheet can't be saved: %1").arg(file.errorString()));
+    return Writing::errorOf(file);
+}
+
+/// In memory first: whether all of it could be written isn't told otherwise.
+QByteArray pdfOf(const QList<SheetEntry>& entries)
+{
+    QBuffer buffer;
+    const bool isWritten
+        = buffer.open(QIODevice::WriteOnly) && ContactSheet::writePdf(&buffer, entries);
+    return isWritten ? buffer.data() : QByteArray();
 }
 
 RKMediaError save(const QList<SheetEntry>& entries, const QString& target, const QString& title)
 {
     switch (kindOf(target)) {
-    case Kind::Pdf:
-        return writeFile(target,
-            [&entries](QIODevice* device) { return ContactSheet::writePdf(device, entries); });
-    case Kind::Html:
-        return writeFile(target, [&entries, &title](QIODevice* device) {
-            const QByteArray html = ContactSheet::html(entries, title);
-            return device->write(html) == html.size();
-        });
+    case Kind::Pdf: return writeFile(target, pdfOf(entries));
+    case Kind::Html: return writeFile(target, ContactSheet::html(entries, title));
     case Kind::Picture: break;
     }
     if (entries.size() > kMaxTiles)

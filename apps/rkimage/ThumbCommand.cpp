@@ -2,11 +2,13 @@
 #include "Commands.h"
 #include "InputFiles.h"
 #include "Output.h"
+#include "OutputFile.h"
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "Result.h"
 #include "SharedThumbnail.h"
+#include "StandardInput.h"
 #include "ThumbnailMap.h"
 #include "UniqueNames.h"
 
@@ -80,7 +82,7 @@ public:
         UniqueNames names(m_folder);
         for (const InputFile& file : files) {
             const QString known = m_map.thumbnail(keyOf(file));
-            const QString base = QFileInfo(QFile::decodeName(file.name)).completeBaseName();
+            const QString base = file.stem();
             m_targets.push_back(known.isEmpty()
                     ? m_folder.filePath(names.next(base))
                     : QFileInfo(known).dir().filePath(QFileInfo(known).completeBaseName()));
@@ -171,9 +173,35 @@ int failAll(const QString& file, const RKMediaError& error)
     return result.report();
 }
 
+/// The thumbnail of the only file, to standard output.
+int sendThumbnail(const std::vector<InputFile>& files, int side)
+{
+    if (files.size() != 1) {
+        Output::printFailure(
+            QStringLiteral("standard output"), QStringLiteral("takes the thumbnail of one file"));
+        return Output::SomeFailed;
+    }
+    Result result(files.front());
+    RKMediaError error;
+    const QImage picture = thumbnailOf(files.front(), side, &error);
+    // Also of a picture that is not whole.
+    if (error.isError())
+        result.fail(error);
+    if (picture.isNull())
+        return result.report();
+    const QString format = RKDrawable(picture).bestImageFileFormat().defaultExtension();
+    const OutputFile target("-", files.front(), format.toStdString());
+    if (!RKMediaLoader::instance()->save(target.descriptor(), picture, &error)
+        || !target.finish(&error))
+        result.fail(target.name(), error);
+    return result.report();
+}
+
 int makeThumbnails(ThumbArguments& arguments)
 {
     const std::vector<InputFile> files = arguments.files.all();
+    if (OutputFile::isStandardOutput(arguments.folder))
+        return sendThumbnail(files, arguments.side);
     ThumbnailFolder folder(arguments);
     if (!arguments.isShared) {
         if (const RKMediaError error = folder.prepare(files); error.isError())
@@ -220,7 +248,10 @@ void addThumbCommand(CLI::App& app, Command& command)
               ->check(CLI::Range(1, 10000));
     CLI::Option_group* target = thumb->add_option_group("Where they go");
     CLI::Option* folder
-        = target->add_option("--out", arguments->folder, "Folder for the thumbnails")
+        = target
+              ->add_option("--out",
+                  arguments->folder,
+                  "Folder for the thumbnails; - for that of one file on standard output")
               ->type_name("FOLDER");
     target->add_flag("--freedesktop",
         arguments->isShared,
@@ -239,6 +270,12 @@ void addThumbCommand(CLI::App& app, Command& command)
     thumb->footer("rkimage thumb --recursive --size 256 --freedesktop Pictures\n"
                   "rkimage thumb --size 300 --out small --map small/map.jsonl *.jpg");
     thumb->callback([arguments, side, &command] {
+        const bool isNamed = arguments->isShared || !arguments->map.empty();
+        if (StandardInput::isExpected() && isNamed)
+            throw CLI::ValidationError("thumb", "standard input has no name to remember");
+        command.writesPicture = OutputFile::isStandardOutput(arguments->folder);
+        if (command.writesPicture && !arguments->map.empty())
+            throw CLI::ValidationError("--map", "is for a folder");
         if (arguments->isShared && !SharedThumbnail::isSize(arguments->side))
             throw CLI::ValidationError(side->get_name(), "must be 128, 256, 512 or 1024 there");
         command.run = [arguments] { return makeThumbnails(*arguments); };

@@ -6,6 +6,8 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKMediaFormat.h"
+#include "StandardInput.h"
+#include "TemporaryFolder.h"
 
 #include "RKCore/RKInitializer.h"
 
@@ -20,11 +22,12 @@
 
 namespace {
 
-/// Also a folder that may hold some.
+/// Also standard input, and a folder that may hold some.
 bool mayBeDrawing(const char* argument)
 {
     const QFileInfo file(Arguments::toPath(argument));
-    return RKMediaFormat(MEDIA_FORMAT_SVG).isValidExtension(file.suffix()) || file.isDir();
+    return RKMediaFormat(MEDIA_FORMAT_SVG).isValidExtension(file.suffix()) || file.isDir()
+        || StandardInput::isMeant(argument);
 }
 
 /// Texts need fonts, and these a QGuiApplication, which takes longer to make than most pictures do.
@@ -66,6 +69,12 @@ int main(int argc, char** argv)
     Output::setQuiet(commandLine.isQuiet());
     if (!commandLine.isVerbose())
         qInstallMessageHandler(dropMessage);
+    if (command.writesPicture) {
+        if (const QString failure = Output::sendPicture(); !failure.isEmpty()) {
+            Output::printFailure(QStringLiteral("standard output"), failure);
+            return Output::WrongUsage;
+        }
+    }
     const auto application = makeApplication(argc, argv, command.drawsText);
     // exiv2 and the system would speak the user's language, between lines in English.
     std::setlocale(LC_MESSAGES, "C");
@@ -79,6 +88,16 @@ int main(int argc, char** argv)
     RKImageLoaderInitializer::installTranslation(QLocale::English);
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     Interruption::install();
+    const TemporaryFolder temporary;
+    if (StandardInput::isExpected()) {
+        const QString failure = StandardInput::read();
+        if (Interruption::exitCode() != 0)
+            return Interruption::exitCode();
+        if (!failure.isEmpty()) {
+            Output::printFailure(QStringLiteral("standard input"), failure);
+            return Output::SomeFailed;
+        }
+    }
     const int exitCode = command.run();
     Output::endResults();
     if (Interruption::exitCode() != 0)

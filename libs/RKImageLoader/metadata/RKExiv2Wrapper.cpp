@@ -101,6 +101,11 @@ void RKExiv2Wrapper::adaptToPixels(const QSize& size)
     m_impl->adaptToPixels(size);
 }
 
+void RKExiv2Wrapper::removeMakerNote()
+{
+    m_impl->removeMakerNote();
+}
+
 QDateTime RKExiv2Wrapper::pictureTaken() const
 {
     return m_impl->pictureTaken();

@@ -93,6 +93,8 @@ public:
     void forceSetSize(const QSize& size);
     /// See RKMetaData::adaptToPixels().
     void adaptToPixels(const QSize& size);
+    /// See RKMetaData::removeMakerNote().
+    void removeMakerNote();
 
     /// From Exif, else XMP, else IPTC.
     QDateTime pictureTaken() const;

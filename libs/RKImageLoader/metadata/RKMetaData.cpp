@@ -98,6 +98,11 @@ void RKMetaData::adaptToPixels(const QSize& size)
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().adaptToPixels(size); });
 }
 
+void RKMetaData::removeMakerNote()
+{
+    change([](RKMetaDataImpl& impl) { impl.exiv2Wrapper().removeMakerNote(); });
+}
+
 RKImageOrientation RKMetaData::imageOrientation() const
 {
     return snapshot()->exiv2Wrapper().imageOrientation();

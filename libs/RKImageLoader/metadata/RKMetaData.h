@@ -64,6 +64,11 @@ public:
     RKMetaData& operator=(RKMetaData&& other) noexcept;
     virtual ~RKMetaData();
 
+    /// Removes what only the makers of cameras understand, whose places in a file mean something to
+    /// them: for a picture that was encoded anew. Nothing is removed from the file of a later
+    /// save().
+    void removeMakerNote();
+
     /// The size in pixels as stored, before the orientation is applied; (-1, -1) when unknown.
     QSize unrotatedSize() const;
     /// Replaces the held size; nothing is written to a file.

@@ -14,6 +14,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <sys/resource.h>
+
 #include <cstdio>
 
 using namespace RKTestPictures;
@@ -128,7 +130,8 @@ private Q_SLOTS:
         const QRectF uprightFace(0.625, 0.125, 0.125, 0.25);
 
         using Case = std::tuple<const char*, QSize, int, bool, QSize, QRectF>;
-        const Case cases[]{{"", {200, 400}, 0, false, {0, 0}, {}},
+        const Case cases[]{{"--strip", {200, 400}, 0, false, {0, 0}, {}},
+            {"", {200, 400}, 1, false, {60, 120}, uprightFace},
             {"--keep-metadata", {200, 400}, 1, false, {60, 120}, uprightFace},
             {"--keep-metadata --size 200x200", {100, 200}, 1, false, {60, 120}, uprightFace},
             {"--keep-metadata --no-rotate", {400, 200}, 6, false, {160, 80}, storedFace},
@@ -297,6 +300,29 @@ private Q_SLOTS:
         QCOMPARE(entry[u"thumbnail"].toArray(), QJsonArray({160, 120}));
         QCOMPARE(entry[u"keywords"].toArray(), QJsonArray({u"c"_s, u"b"_s, u"ü"_s}));
         QCOMPARE(entry[u"adobeRating"].toInt(), 1);
+        QCOMPARE(exitCodeOf("set set.jpg --rating -1 --no-gps"), 0);
+        QVERIFY(RKMetaData(QFileInfo(u"set.jpg"_s)).isRejected());
+        QVERIFY(!RKMetaData(QFileInfo(u"set.jpg"_s)).geoPosition().isValid());
+    }
+
+    void setCopiesWhatDoesNotDescribePixels()
+    {
+        write(u"camera.jpg"_s, photograph());
+        QCOMPARE(exitCodeOf("set camera.jpg --author Zoë --taken 2021-07-04T12:30:00"), 0);
+        QCOMPARE(exitCodeOf("convert --strip camera.jpg developed.jpg"), 0);
+        const QByteArray before = read(u"developed.jpg"_s);
+        QCOMPARE(exitCodeOf("set developed.jpg --copy-from camera.jpg --dry-run"), 0);
+        QCOMPARE(read(u"developed.jpg"_s), before);
+        QCOMPARE(exitCodeOf("set developed.jpg --copy-from camera.jpg --fields author"), 0);
+        const QJsonValue some = informationOn(u"developed.jpg"_s);
+        QVERIFY(some[u"fields"][u"author"] == u"Zoë"_s && some[u"pictureTaken"].isUndefined());
+        QCOMPARE(exitCodeOf("set developed.jpg --copy-from camera.jpg"), 0);
+        const RKMetaData all{QFileInfo(u"developed.jpg"_s)};
+        QCOMPARE(all.pictureTaken(), QDateTime(QDate(2021, 7, 4), QTime(12, 30)));
+        // Turned by the conversion, and in sRGB.
+        QVERIFY(all.imageOrientation() == 1 && !all.isAdobeRGB() && all.thumbnail().isNull());
+        QCOMPARE(all.regionFacePositions().facePositions().value(0).rect(),
+            QRectF(0.625, 0.125, 0.125, 0.25));
     }
 
     void setShiftsDatesAndKeepsWhatWasThere()
@@ -510,13 +536,55 @@ private Q_SLOTS:
             QByteArray("\x1b[1;31mrkimage:\x1b[0m two\\nlines\\x1b.jpg: There is no such file.\n"));
     }
 
+    void streamsArePicturesToo()
+    {
+        const auto run = [](const QString& input, const QString& arguments) {
+            QProcess tool;
+            tool.setStandardInputFile(input);
+            tool.start(QLatin1String(RK_TOOL), arguments.split(u' '));
+            const bool isDone = tool.waitForFinished(60000);
+            return std::pair(isDone ? tool.exitCode() : -1, tool.readAllStandardOutput());
+        };
+        const auto [exitCode, picture] = run(u"ä.jpg"_s, u"convert - - --format png"_s);
+        QCOMPARE(exitCode, 0);
+        QCOMPARE(QImage::fromData(picture, "png").size(), QSize(400, 300));
+        QCOMPARE(QImage::fromData(run(u"ä.jpg"_s, u"thumb - --out - --size 40"_s).second).size(),
+            QSize(40, 30));
+        QCOMPARE(run(u"ä.jpg"_s, u"info - --fields file,size"_s).second,
+            QByteArray("file,size\n-,400 300\n"));
+        QCOMPARE(run(u"broken.png"_s, u"info -"_s).first, 1);
+        QCOMPARE(run(u"/dev/zero"_s, u"info -"_s).first, 1);
+        QCOMPARE(run(u"ä.jpg"_s, u"set - --rating 1"_s).first, 2);
+    }
+
     void outputThatIsLostIsAFailure()
     {
-        QProcess tool;
-        tool.setStandardOutputFile(u"/dev/full"_s);
-        tool.start(QLatin1String(RK_TOOL), {u"formats"_s});
-        QVERIFY(tool.waitForFinished(60000));
-        QCOMPARE(tool.exitCode(), 1);
+        for (const char* arguments : {"formats", "--help", "convert v.svg - --format png"}) {
+            QProcess tool;
+            tool.setStandardOutputFile(u"/dev/full"_s);
+            tool.start(QLatin1String(RK_TOOL), QString::fromLatin1(arguments).split(u' '));
+            QVERIFY(tool.waitForFinished(60000));
+            QCOMPARE(tool.exitCode(), 1);
+        }
+        // Files that can't become as long as they should.
+        write(u"noise.png"_s, encoded(numbered(300, 300), "png"));
+        for (const char* target :
+            {"sheet.lost.html", "sheet.lost.pdf", "sheet.lost.png", "lost.png", "lost.tiff"})
+        {
+            const QString name = QString::fromLatin1(target);
+            const QStringList arguments = name.startsWith(u"sheet")
+                ? QStringList{u"sheet"_s, u"noise.png"_s, u"--out"_s, name}
+                : QStringList{u"convert"_s, u"noise.png"_s, name};
+            QProcess tool;
+            tool.setChildProcessModifier([] {
+                const rlimit limit{500, 500};
+                ::setrlimit(RLIMIT_FSIZE, &limit);
+            });
+            tool.start(QLatin1String(RK_TOOL), arguments);
+            QVERIFY(tool.waitForFinished(60000));
+            QCOMPARE(tool.exitCode(), 1);
+            QVERIFY(!QFile::exists(name));
+        }
     }
 
     void wrongUsageIsToldApart()

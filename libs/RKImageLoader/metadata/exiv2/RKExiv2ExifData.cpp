@@ -606,6 +606,15 @@ void RKExiv2ExifData::adaptToPixels(const QSize& size)
     adapt("Exif.Photo.PixelYDimension", size.height());
 }
 
+void RKExiv2ExifData::removeMakerNote()
+{
+    eraseIf(m_exifData, [](const Exiv2::Exifdatum& datum) {
+        const std::string group = datum.groupName();
+        return datum.key() == "Exif.Photo.MakerNote" || group == "MakerNote"
+            || Exiv2::ExifTags::isMakerGroup(group);
+    });
+}
+
 void RKExiv2ExifData::clearAllColorProfileData()
 {
     for (const char* key : kColorKeys) {

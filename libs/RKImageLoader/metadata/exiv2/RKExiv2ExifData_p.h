@@ -121,6 +121,8 @@ public:
     /// Sets the size where one is recorded and drops what described the file's own pixels, and the
     /// thumbnail.
     void adaptToPixels(const QSize& size);
+    /// With all that exiv2 has found in it; that of a target of mergeTo() stays.
+    void removeMakerNote();
     /// An invalid position changes nothing.
     void setGeoPosition(const RKGeoPosition& position);
     /// The whole directory of it, from a target of mergeTo() too.

@@ -296,6 +296,12 @@ void RKExiv2WrapperImpl::adaptToPixels(const QSize& size)
     adapt("Xmp.tiff.ImageLength", size.height());
 }
 
+void RKExiv2WrapperImpl::removeMakerNote()
+{
+    const QWriteLocker locker(&m_lock);
+    m_exifData.removeMakerNote();
+}
+
 QDateTime RKExiv2WrapperImpl::pictureTaken() const
 {
     const QReadLocker locker(&m_lock);

@@ -56,6 +56,7 @@ public:
     QSize unrotatedSize() const;
     void forceSetSize(const QSize& size);
     void adaptToPixels(const QSize& size);
+    void removeMakerNote();
 
     QDateTime pictureTaken() const;
     void setPictureTaken(const QDateTime& dateTime);

@@ -1,0 +1,121 @@
+#include "OutputFile.h"
+
+#include "InputFiles.h"
+#include "Output.h"
+#include "TemporaryFolder.h"
+#include "Writing.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#include <CLI/CLI.hpp>
+
+namespace {
+
+constexpr qint64 kBlockSize = 1024 * 1024;
+
+QString extensionFor(const InputFile& source, const std::string& format)
+{
+    return format.empty() ? ::Writing::usualExtension(RKMediaDescriptor(QFileInfo(source.path)))
+                          : QString::fromStdString(format).toLower();
+}
+
+/// False if the target didn't take all.
+bool copy(QFile& from, QSaveFile& to)
+{
+    while (!from.atEnd()) {
+        const QByteArray block = from.read(kBlockSize);
+        if (block.isEmpty() || to.write(block) != block.size())
+            return false;
+    }
+    // A failure of the last bytes would not keep it from taking the place of the old file.
+    return to.flush() && to.commit();
+}
+
+} // namespace
+
+OutputFile::OutputFile(const QString& path, Writing writing)
+    : m_name(QFile::encodeName(path))
+    , m_path(writing == Writing::AtOnce ? path : TemporaryFolder::newPath(QFileInfo(path).suffix()))
+{
+}
+
+OutputFile::OutputFile(
+    const std::string& name, const InputFile& source, const std::string& format, Writing writing)
+    : OutputFile(QFile::decodeName(name.c_str()), writing)
+{
+    m_name = QByteArray::fromStdString(name);
+    if (isStandardOutput())
+        m_path = TemporaryFolder::newPath(extensionFor(source, format));
+}
+
+void OutputFile::addTo(CLI::App& command, std::string& name, std::string& format)
+{
+    command
+        .add_option(
+            "OUT", name, "The file to write, whose extension is the format; - is standard output")
+        ->required();
+    command
+        .add_option(
+            "--format", format, "Format for standard output; without it that of the file, or jpg")
+        ->type_name("EXT");
+}
+
+void OutputFile::check(const std::string& name, const std::string& format)
+{
+    if (!format.empty() && !isStandardOutput(name))
+        throw CLI::ValidationError("--format", "the extension of OUT is the format");
+}
+
+bool OutputFile::isStandardOutput(const std::string& name)
+{
+    return name == "-";
+}
+
+bool OutputFile::isStandardOutput() const
+{
+    return isStandardOutput(m_name.toStdString());
+}
+
+QString OutputFile::name() const
+{
+    return QFile::decodeName(m_name);
+}
+
+RKMediaDescriptor OutputFile::descriptor() const
+{
+    return RKMediaDescriptor(QFileInfo(m_path));
+}
+
+RKMediaError OutputFile::error() const
+{
+    if (QFile::encodeName(name()) != m_name) {
+        return RKMediaError(
+            RKMediaErrorCode::NotWritable, QStringLiteral("names of new files have to be UTF-8"));
+    }
+    return ::Writing::formatError(descriptor());
+}
+
+bool OutputFile::finish(RKMediaError* error) const
+{
+    if (m_path == name())
+        return true;
+    QFile written(m_path);
+    if (!written.open(QIODevice::ReadOnly)) {
+        *error = RKMediaError(RKMediaErrorCode::Unreadable, written.errorString());
+        return false;
+    }
+    if (isStandardOutput()) {
+        // What can't be written there is told when the program ends.
+        while (!written.atEnd() && Output::isWritten())
+            Output::write(written.read(kBlockSize));
+        written.remove();
+        return true;
+    }
+    QSaveFile target(name());
+    const bool isDone = target.open(QIODevice::WriteOnly) && copy(written, target);
+    if (!isDone)
+        *error = ::Writing::errorOf(target);
+    written.remove();
+    return isDone;
+}

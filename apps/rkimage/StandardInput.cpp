@@ -1,0 +1,113 @@
+#include "StandardInput.h"
+
+#include "Interruption.h"
+#include "RKImageLoader/loading/RKMediaLoader.h"
+#include "TemporaryFolder.h"
+
+#include <QFile>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+// As much as the library looks at to tell the format.
+constexpr qint64 kStartSize = 4096;
+constexpr qint64 kBlockSize = 1024 * 1024;
+
+bool s_isExpected = false;
+QString s_path;
+
+QString systemError()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+/// That many bytes, or fewer at the end or after an interruption; nothing more to come makes it
+/// empty. The failure, or nothing.
+QString readBlock(qint64 size, QByteArray& block)
+{
+    block.resize(size);
+    qint64 filled = 0;
+    while (filled < size && !Interruption::isRequested()) {
+        const ssize_t count = ::read(STDIN_FILENO, block.data() + filled, size_t(size - filled));
+        if (count == 0)
+            break;
+        if (count > 0)
+            filled += count;
+        else if (errno != EINTR)
+            return systemError();
+    }
+    block.truncate(filled);
+    return {};
+}
+
+/// What the library takes the content for, whose file has no extension yet.
+RKMediaFormat formatOf(const QString& path)
+{
+    RKMediaError error;
+    RKMediaLoader::instance()->size(RKMediaDescriptor(QFileInfo(path)), &error);
+    return error.contentFormat();
+}
+
+} // namespace
+
+bool StandardInput::isMeant(const std::string& argument)
+{
+    return argument == "-";
+}
+
+void StandardInput::expect(bool isExpected)
+{
+    s_isExpected = isExpected;
+}
+
+void StandardInput::expectIfMeant(const std::string& argument)
+{
+    if (isMeant(argument))
+        expect(true);
+}
+
+bool StandardInput::isExpected()
+{
+    return s_isExpected;
+}
+
+QString StandardInput::read()
+{
+    if (isatty(STDIN_FILENO) == 1)
+        return QStringLiteral("is a terminal");
+    QFile file(TemporaryFolder::newPath({}));
+    if (!file.open(QIODevice::WriteOnly))
+        return file.errorString();
+    QByteArray block;
+    QString failure = readBlock(kStartSize, block);
+    if (failure.isEmpty() && block.isEmpty())
+        failure = QStringLiteral("is empty");
+    if (!failure.isEmpty())
+        return failure;
+    file.write(block);
+    file.flush();
+    const RKMediaFormat format = formatOf(file.fileName());
+    if (format == MEDIA_FORMAT_UNKNOWN)
+        return QStringLiteral("holds no picture or video of a known format");
+    while (failure.isEmpty() && !block.isEmpty() && !Interruption::isRequested()) {
+        failure = readBlock(kBlockSize, block);
+        if (failure.isEmpty() && file.write(block) != block.size())
+            failure = file.errorString();
+    }
+    if (failure.isEmpty() && !file.flush())
+        failure = file.errorString();
+    file.close();
+    s_path = TemporaryFolder::newPath(format.defaultExtension());
+    if (failure.isEmpty() && !file.rename(s_path))
+        failure = file.errorString();
+    return failure;
+}
+
+QString StandardInput::path()
+{
+    return s_path;
+}
