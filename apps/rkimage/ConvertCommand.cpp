@@ -395,8 +395,7 @@ void addConvertCommand(CLI::App& app, Command& command)
     convert
         ->add_flag("--keep-metadata",
             arguments->keepsMetaData,
-            "Fail where the format has no place for the metadata; otherwise it is kept, adapted to the "
-            "picture, where there is one")
+            "Fail if the metadata can't be kept; it is kept anyway where the format has a place for it")
         ->excludes(strip);
     convert->add_flag("--no-rotate", arguments->isAsStored, "Leave the picture as it is stored");
     convert->add_flag("--no-color", arguments->keepsColor, "Leave the colours in their profile");

@@ -58,9 +58,10 @@ std::optional<FrameChoice> parseChoice(const std::string& text)
 /// Which frames of a video, and what to make of them; an empty name stands for nothing.
 struct FramesRequest
 {
-    /// Either the time between two frames or how many there are, spread evenly.
+    /// The time between two frames, how many there are, spread evenly, or each of them.
     std::optional<qint64> everyMs;
     std::optional<int> count;
+    QList<FrameChoice> choices;
     /// The folder for one JPEG per frame, named after the video and the frame's number.
     QString folder;
     /// The file for one picture that shows all frames with their time codes.
@@ -143,7 +144,7 @@ QList<qint64> wantedTimes(qint64 durationMs, const FramesRequest& request)
     return times;
 }
 
-/// Each frame once, in order.
+/// Each frame once.
 QList<RKVideoFrameIndex> wantedFrames(
     const RKMediaDescriptor& descriptor, const FramesRequest& request)
 {
@@ -152,6 +153,13 @@ QList<RKVideoFrameIndex> wantedFrames(
     const int last = std::max(RKVideoLoader::instance()->lastFrameIndex(descriptor).frame(), 0);
     const qint64 duration = rate.frameIndex2ms(last + 1);
     QList<RKVideoFrameIndex> frames;
+    for (const FrameChoice& choice : request.choices) {
+        const RKVideoFrameIndex frame = chosenFrame(descriptor, choice);
+        if (!frames.contains(frame))
+            frames << frame;
+    }
+    if (!frames.isEmpty())
+        return frames;
     const QList<qint64> times = wantedTimes(duration, request);
     for (const qint64 time : times) {
         const int frame = std::clamp(rate.ms2frameIndex(time).frame(), 0, last);
@@ -299,6 +307,14 @@ int saveFrame(
     return result.report();
 }
 
+/// Milliseconds, of "500" or "0:10"; more than none.
+std::optional<qint64> parsePause(const std::string& text)
+{
+    const FrameChoice choice = parseChoice(text).value_or(FrameChoice());
+    const qint64 pause = choice.frame ? *choice.frame : choice.ms.value_or(0);
+    return pause > 0 ? std::optional(pause) : std::nullopt;
+}
+
 bool isCount(const std::string& text)
 {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
@@ -312,8 +328,9 @@ struct FrameArguments
     FrameChoice choice;
     std::string format;
     std::string place;
+    std::vector<std::string> places;
+    std::string every;
     std::string size;
-    std::optional<qint64> everyMs;
     std::optional<int> count;
     std::string folder;
     std::string sheet;
@@ -364,9 +381,14 @@ void addFramesCommand(CLI::App& app, Command& command)
     CLI::App* frames = app.add_subcommand("frames", "Save many frames of a video");
     addInput(*frames, "VIDEO", arguments->video, "The video");
     CLI::Option_group* which = frames->add_option_group("Which frames");
-    which->add_option("--every", arguments->everyMs, "One every so many milliseconds")
-        ->type_name("MS")
-        ->check(CLI::PositiveNumber);
+    which->add_option("--every", arguments->every, "One every so many milliseconds, or a time")
+        ->type_name("MS|H:M:S.MS")
+        ->check(Arguments::checked(parsePause, "the time between frames looks like 500 or 0:10"));
+    which->add_option("--at", arguments->places, "These, by time, place or number: 0:05.5,50%,250")
+        ->type_name("H:M:S.MS|P%|N,...")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(Arguments::checked(parseChoice, "a frame is at 1:02:03.250, at 50% or is 250"));
     which->add_option("--count", arguments->count, "So many, spread evenly")
         ->type_name("N")
         ->check(CLI::Range(1, 10000));
@@ -377,11 +399,17 @@ void addFramesCommand(CLI::App& app, Command& command)
     target->add_option("--sheet", arguments->sheet, "Picture that shows all frames")
         ->type_name("FILE");
     target->require_option(1, 2);
+    frames->footer("rkimage frames --every 0:10 --sheet overview.png holiday.mp4\n"
+                   "rkimage frames --at 0:05.5,50%,250 --out stills holiday.mp4");
     frames->callback([arguments, &command] {
         command.drawsText = !arguments->sheet.empty();
         command.run = [arguments]() {
-            const FramesRequest request{arguments->everyMs,
+            QList<FrameChoice> choices;
+            for (const std::string& place : arguments->places)
+                choices << parseChoice(place).value_or(FrameChoice());
+            const FramesRequest request{parsePause(arguments->every),
                 arguments->count,
+                choices,
                 Arguments::toPath(arguments->folder),
                 Arguments::toPath(arguments->sheet)};
             return FramesExport(InputFile::of(arguments->video), request).run();

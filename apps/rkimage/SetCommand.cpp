@@ -210,6 +210,8 @@ QJsonArray changesBetween(const RKMetaData& before, const RKMetaData& after)
         QJsonObject values = MetaDataJson::fromMetaData(
             metaData, MetaDataJson::uprightSize(metaData), MetaDataJson::Extent::All);
         values[QStringLiteral("orientation")] = int(metaData.imageOrientation());
+        // The same data in words.
+        values.remove(QStringLiteral("interpretedData"));
         return values;
     };
     QJsonArray changes;
@@ -352,6 +354,11 @@ Result changeFile(const InputFile& file, const MetaDataChanges& changes)
     Result result(file);
     if (!descriptor.fileInfo().exists()) {
         result.fail(RKMediaError(RKMediaErrorCode::Missing));
+        return result;
+    }
+    // What it is read through is a link, which can't be replaced for it.
+    if (QFile::encodeName(file.path) != file.name) {
+        result.refuse(QStringLiteral("files are changed only if their names are UTF-8"));
         return result;
     }
     if (changes.mode == MetaDataChanges::Mode::DryRun) {

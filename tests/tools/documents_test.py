@@ -35,6 +35,8 @@ for name in commands:
     for option in re.findall(r"^  (?:-\w,)?(--[\w-]+)", run(tool, name, "--help").stdout, re.M):
         if option not in text or option not in words:
             failures.append(f"{name} {option}: in the manual {option in text}, completed {words}")
+if "H:M:S.MS|P%|N" not in (folder / "rkimage-frame.1").read_text():
+    failures.append("the value of --at is cut")
 if completed("rkimage", "--config", "x", "comp") != ["compare"]:
     failures.append("compare is not completed")
 

@@ -7,6 +7,11 @@ std::vector<const CLI::App*> Documents::commandsOf(const CLI::App& app)
     return app.get_subcommands([](const CLI::App* sub) { return !sub->get_name().empty(); });
 }
 
+std::vector<const CLI::App*> Documents::groupsOf(const CLI::App& app)
+{
+    return app.get_subcommands([](const CLI::App* sub) { return sub->get_name().empty(); });
+}
+
 std::vector<const CLI::Option*> Documents::optionsOf(const CLI::App& app)
 {
     // Groups of options that exclude each other are apps without a name, and have a help that
@@ -15,9 +20,7 @@ std::vector<const CLI::Option*> Documents::optionsOf(const CLI::App& app)
     std::vector<const CLI::Option*> options = app.get_options([&](const CLI::Option* option) {
         return option->nonpositional() && !(isGroup && option == app.get_help_ptr());
     });
-    const std::vector<const CLI::App*> groups
-        = app.get_subcommands([](const CLI::App* sub) { return sub->get_name().empty(); });
-    for (const CLI::App* group : groups) {
+    for (const CLI::App* group : groupsOf(app)) {
         const auto more = optionsOf(*group);
         options.insert(options.end(), more.begin(), more.end());
     }
@@ -36,7 +39,11 @@ std::vector<std::string> Documents::namesOf(const CLI::Option& option)
 
 std::string Documents::valueOf(const CLI::Option& option)
 {
-    // What is allowed follows a colon.
-    const std::string type = option.get_type_name();
-    return option.get_items_expected_max() > 0 ? type.substr(0, type.find(':')) : std::string();
+    if (option.get_items_expected_max() == 0)
+        return {};
+    std::string type = option.get_type_name();
+    // Colons have a meaning in types as well, so what CLI11 allows is told by its words.
+    for (const char* rule : {":INT in [", ":NONNEGATIVE", ":POSITIVE"})
+        type = type.substr(0, type.find(rule));
+    return type;
 }

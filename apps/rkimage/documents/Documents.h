@@ -14,7 +14,11 @@ namespace Documents {
 /// The commands of the program, or the actions of a command, in the order in which they were added.
 std::vector<const CLI::App*> commandsOf(const CLI::App& app);
 
-/// The options that people type, without arguments that are told by their place.
+/// The groups of options of which so many have to be given.
+std::vector<const CLI::App*> groupsOf(const CLI::App& app);
+
+/// The options that people type, those of groups after the others, without arguments that are told
+/// by their place.
 std::vector<const CLI::Option*> optionsOf(const CLI::App& app);
 
 /// Their names with the dashes: "-r", "--recursive".

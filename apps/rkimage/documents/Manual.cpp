@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <set>
 #include <sstream>
 
 namespace {
@@ -51,22 +52,56 @@ void writeOption(std::ostream& out, const CLI::Option& option)
     }
     if (const std::string value = Documents::valueOf(option); !value.empty())
         out << " \\fI" << escaped(value) << "\\fR";
-    out << '\n' << escaped(option.get_description()) << '\n';
+    out << '\n'
+        << escaped(option.get_description()) << (option.get_required() ? "; required\n" : "\n");
+}
+
+/// The arguments that are told by their place.
+std::vector<const CLI::Option*> placesOf(const CLI::App& app)
+{
+    return app.get_options([](const CLI::Option* option) { return option->get_positional(); });
+}
+
+void writePlaces(std::ostream& out, const CLI::App& app)
+{
+    if (placesOf(app).empty())
+        return;
+    out << ".SH ARGUMENTS\n";
+    for (const CLI::Option* place : placesOf(app)) {
+        out << ".TP\n\\fI" << escaped(place->get_name(true)) << "\\fR\n"
+            << escaped(place->get_description()) << '\n';
+    }
+}
+
+void writeGroup(std::ostream& out, const CLI::App& group)
+{
+    out << ".SS " << escaped(group.get_group())
+        << (group.get_require_option_max() == 1 ? ": one of these\n" : ": at least one of these\n");
+    for (const CLI::Option* option : Documents::optionsOf(group))
+        writeOption(out, *option);
 }
 
 void writeOptions(std::ostream& out, const CLI::App& app)
 {
-    out << ".SH OPTIONS\n";
-    for (const CLI::Option* option : Documents::optionsOf(app))
-        writeOption(out, *option);
+    const auto groups = Documents::groupsOf(app);
+    std::set<const CLI::Option*> grouped;
+    for (const CLI::App* group : groups) {
+        const auto options = Documents::optionsOf(*group);
+        grouped.insert(options.begin(), options.end());
+        writeGroup(out, *group);
+    }
+    if (!groups.empty())
+        out << ".SS Others\n";
+    for (const CLI::Option* option : Documents::optionsOf(app)) {
+        if (grouped.count(option) == 0)
+            writeOption(out, *option);
+    }
 }
 
 void writeUsage(std::ostream& out, const std::string& name, const CLI::App& app)
 {
     out << "\\fB" << escaped(name) << "\\fR [options]";
-    const auto places
-        = app.get_options([](const CLI::Option* option) { return option->get_positional(); });
-    for (const CLI::Option* place : places) {
+    for (const CLI::Option* place : placesOf(app)) {
         out << " \\fI" << escaped(place->get_name(true)) << "\\fR"
             << (place->get_items_expected_max() > 1 ? " ..." : "");
     }
@@ -102,6 +137,7 @@ std::string Documents::manualOfProgram(const CLI::App& program, const std::strin
         out << ".TP\n\\fBrkimage\\-" << escaped(command->get_name()) << "\\fR(1)\n"
             << escaped(command->get_description()) << '\n';
     }
+    out << ".SH OPTIONS\n";
     writeOptions(out, program);
     writeExitStatus(out);
     return out.str();
@@ -127,6 +163,8 @@ std::string Documents::manualOfCommand(
         out << ".TP\n\\fB" << escaped(action->get_name()) << "\\fR\n"
             << escaped(action->get_description()) << ".\n";
     }
+    writePlaces(out, command);
+    out << ".SH OPTIONS\n";
     writeOptions(out, command);
     for (const CLI::Option* option : optionsOf(program)) {
         if (option != program.get_help_ptr())

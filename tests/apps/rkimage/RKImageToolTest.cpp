@@ -339,6 +339,7 @@ private Q_SLOTS:
         const QDateTime time = QFileInfo(file).lastModified();
         const Run dry = runTool(u"set -r trip --shift-taken +1:00 --dry-run"_s);
         QVERIFY(dry.output.contains("2021-12-31T23:30:00+05:30\" → \"2022-01-01T00:30:00+05:30"));
+        QVERIFY(dry.output.count('\n') < 6);
         QCOMPARE(read(file), before);
         QCOMPARE(exitCodeOf("set -r trip --shift-taken +1:00 --backup --preserve-mtime"), 0);
         QCOMPARE(read(file + u'~'), before);
@@ -443,6 +444,9 @@ private Q_SLOTS:
         QCOMPARE(QDir(u"e"_s).entryList(QDir::Files).join(u' '),
             u"clip-0.jpg clip-12.jpg clip-25.jpg clip-37.jpg clip-49.jpg"_s);
         QCOMPARE(frameIn("e/clip-37.jpg"), 37);
+        QCOMPARE(exitCodeOf("frames clip.mp4 --at 100%,0:00.4,7,7 --out a"), 0);
+        QCOMPARE(QDir(u"a"_s).entryList(QDir::Files).join(u' '),
+            u"clip-10.jpg clip-49.jpg clip-7.jpg"_s);
         // Sound that outlasts the pictures.
         RKTestClips::ffmpeg(
             RKTestClips::words(u"-f lavfi -i sine=d=10 -i clip.mp4 -c:v copy -c:a aac long.mp4"_s));
