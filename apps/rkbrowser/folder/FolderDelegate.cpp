@@ -34,14 +34,19 @@ FolderDelegate::FolderDelegate(
 {
 }
 
-void FolderDelegate::setThumbnailSide(int side)
+QSize FolderDelegate::minSize(const QFontMetrics& font, int side) const
 {
-    m_side = side;
+    return {side + 2 * kMargin, side + 2 * kMargin + 2 * (font.height() + kGap)};
 }
 
-QSize FolderDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const
+void FolderDelegate::setSize(const QSize& size)
 {
-    return {m_side + 2 * kMargin, m_side + 2 * kMargin + 2 * (option.fontMetrics.height() + kGap)};
+    m_size = size;
+}
+
+QSize FolderDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const
+{
+    return m_size;
 }
 
 void FolderDelegate::paint(

@@ -14,8 +14,9 @@ class FolderDelegate : public QStyledItemDelegate
 public:
     FolderDelegate(const FolderModel* model, const ThumbnailStore* thumbnails, QObject* parent);
 
-    /// The longest side of thumbnails, without the ratio of the device.
-    void setThumbnailSide(int side);
+    /// What a file takes at least for a thumbnail, without the ratio of the device.
+    QSize minSize(const QFontMetrics& font, int side) const;
+    void setSize(const QSize& size);
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     void paint(QPainter* painter,
         const QStyleOptionViewItem& option,
@@ -34,5 +35,5 @@ private:
 
     const FolderModel* const m_model;
     const ThumbnailStore* const m_thumbnails;
-    int m_side = 0;
+    QSize m_size;
 };

@@ -74,19 +74,18 @@ int FolderView::thumbnailSide() const
 void FolderView::setThumbnailSide(int side)
 {
     m_side = std::clamp(side, kMinSide, kMaxSide);
-    m_delegate->setThumbnailSide(m_side);
     layOut();
 }
 
 void FolderView::layOut()
 {
-    QStyleOptionViewItem option;
-    initViewItemOption(&option);
-    QSize grid = m_delegate->sizeHint(option, {});
-    // Columns share the width.
-    grid.setWidth(viewport()->width() / std::max(1, viewport()->width() / grid.width()));
+    QSize grid = m_delegate->minSize(fontMetrics(), m_side);
+    // Columns share the width; the view wants a pixel more than they take.
+    const int width = viewport()->width() - 1;
+    grid.setWidth(std::max(grid.width(), width / std::max(1, width / grid.width())));
     if (grid == gridSize())
         return;
+    m_delegate->setSize(grid);
     setGridSize(grid);
     m_wanting.start();
     // The model comes later than the first call.

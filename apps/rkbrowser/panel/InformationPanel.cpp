@@ -94,6 +94,7 @@ InformationPanel::InformationPanel(EditHistory* history, QWidget* parent)
                                             "color: palette(text);"
                                             "border: 1px solid #c0392b; border-radius: 4px;"
                                             "padding: 4px"));
+    m_problem->hide();
     auto* form = new QFormLayout(m_editors);
     form->setContentsMargins({});
     addStars(form);

@@ -17,10 +17,13 @@ Histogram::Histogram(const QImage& image)
             ++m_counts[2][qBlue(row[x])];
         }
     }
-    // Without black and white, which would flatten the rest of most pictures.
-    for (const auto& channel : m_counts)
-        m_greatest
-            = std::max(m_greatest, *std::max_element(channel.begin() + 1, channel.end() - 1));
+    // Single peaks, of flat colours or of black and white, would flatten all the rest.
+    constexpr int kPeaks = 4;
+    for (auto channel : m_counts) {
+        const auto place = channel.end() - kPeaks - 1;
+        std::nth_element(channel.begin(), place, channel.end());
+        m_greatest = std::max(m_greatest, *place);
+    }
 }
 
 bool Histogram::isNull() const

@@ -11,6 +11,7 @@
 #include "RKCore/RKInitializer.h"
 #include "RKGeoLocation/RKGeoPosition.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QDir>
 #include <QPainter>
@@ -247,6 +248,11 @@ int main(int argc, char** argv)
     window.open(folder.filePath(u"tour_05.jpg"_qs));
     bool isSaved = grab(window, out, u"browser-folder"_qs);
     window.show(MainWindow::Mode::File);
+    const QList<QAction*> actions = window.actions();
+    for (QAction* action : actions) {
+        if (action->shortcut() == Qt::Key_H)
+            action->trigger();
+    }
     isSaved = grab(window, out, u"browser-picture"_qs) && isSaved;
     window.show(MainWindow::Mode::Print);
     isSaved = grab(window, out, u"browser-print"_qs) && isSaved;
