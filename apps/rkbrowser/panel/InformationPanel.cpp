@@ -192,7 +192,7 @@ void InformationPanel::addLines(QFormLayout* form)
     addLine(
         form,
         tr("Taken"),
-        tr("2021-07-04 12:30:00 +02:00"),
+        tr("such as 2021-07-04 12:30 +02:00"),
         [](const RKMetaData& metaData) { return dateText(metaData.pictureTaken()); },
         [this](const RKMetaData& shown, const QString& text) {
             const QDateTime date = parseDate(text);
@@ -203,7 +203,7 @@ void InformationPanel::addLines(QFormLayout* form)
     addLine(
         form,
         tr("Place"),
-        tr("48.858222, 2.294500"),
+        tr("such as 48.858222, 2.2945"),
         [](const RKMetaData& metaData) { return positionText(metaData.geoPosition()); },
         [this](const RKMetaData& shown, const QString& text) {
             const RKGeoPosition position = parsePosition(text);
@@ -236,7 +236,7 @@ void InformationPanel::commitLine(Line& line)
     if (text == line.read(line.shown) || line.write(line.shown, text)) {
         line.edit->setModified(false);
     } else {
-        showProblem(tr("%1: this looks like %2")
+        showProblem(tr("Not saved: %1 is a text %2")
                         .arg(line.edit->accessibleName(), line.edit->placeholderText()));
     }
 }

@@ -190,7 +190,7 @@ void VideoView::loadWanted()
     whenDone(m_loading, this, [this, frame, generation = m_generation](const RKLoadResult& result) {
         if (generation != m_generation)
             return;
-        m_shownFrame = frame;
+        m_shownFrame = result.drawable().isNull() ? -1 : frame;
         m_canvas->show(result.drawable().image(),
             result.drawable().isNull() ? result.error().text() : QString());
         Q_EMIT frameShown(frame);

@@ -307,9 +307,28 @@ void RKExiv2IptcData::clear()
     m_data.clear();
 }
 
-const Exiv2::IptcData& RKExiv2IptcData::data() const
+std::set<std::string> RKExiv2IptcData::differences(const RKExiv2IptcData& other) const
 {
-    return m_data;
+    const auto textsOf = [](const Exiv2::IptcData& data) {
+        std::map<std::string, QStringList> texts;
+        for (const Exiv2::Iptcdatum& datum : data)
+            texts[datum.key()].append(toText(datum));
+        texts.erase(kCharacterSet);
+        return texts;
+    };
+    std::set<std::string> keys;
+    const auto texts = textsOf(m_data);
+    const auto others = textsOf(other.m_data);
+    const auto addMissing = [&keys](const auto& left, const auto& right) {
+        for (const auto& [key, values] : left) {
+            const auto found = right.find(key);
+            if (found == right.end() || found->second != values)
+                keys.insert(key);
+        }
+    };
+    addMissing(texts, others);
+    addMissing(others, texts);
+    return keys;
 }
 
 void RKExiv2IptcData::takeOver(const std::set<std::string>& keys, const RKExiv2IptcData& other)
@@ -321,4 +340,9 @@ void RKExiv2IptcData::takeOver(const std::set<std::string>& keys, const RKExiv2I
             m_data.add(datum);
     }
     m_changedKeys.insert(keys.begin(), keys.end());
+    const auto isMark = [](const Exiv2::Iptcdatum& datum) { return datum.key() == kCharacterSet; };
+    if (other.m_data.empty() && std::all_of(m_data.begin(), m_data.end(), isMark)) {
+        m_data.clear();
+        m_changedKeys.insert(kCharacterSet);
+    }
 }

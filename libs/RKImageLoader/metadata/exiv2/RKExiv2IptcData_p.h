@@ -71,8 +71,11 @@ public:
     void mergeInto(Exiv2::IptcData& target) const;
     void clear();
 
-    const Exiv2::IptcData& data() const;
-    /// Replaces the data sets of the keys by the other's, or removes them where it has none.
+    /// The keys whose texts differ. Not their bytes, nor the mark of the character set: a save may
+    /// have encoded all texts anew for the sake of one.
+    std::set<std::string> differences(const RKExiv2IptcData& other) const;
+    /// Replaces the data sets of the keys by the other's, or removes them where it has none; at
+    /// last also the mark of the character set.
     void takeOver(const std::set<std::string>& keys, const RKExiv2IptcData& other);
 
     using Id = std::pair<int, int>;

@@ -534,31 +534,31 @@ bool RKExiv2WrapperImpl::removeFaceRegions()
     return RKXmpRegions().removeFaceRegions(&m_xmpData);
 }
 
-RKImageFamilies RKExiv2WrapperImpl::families() const
+RKImageFamilies RKExiv2WrapperImpl::exifAndXmp() const
 {
-    const QReadLocker locker(&m_lock);
-    return {m_exifData.data(), m_iptcData.data(), m_xmpData.data()};
+    return {m_exifData.data(), {}, m_xmpData.data()};
 }
 
 bool RKExiv2WrapperImpl::applyDifference(
     const RKExiv2WrapperImpl& from, const RKExiv2WrapperImpl& to)
 {
-    // A copy, and every other lock released before the own one is taken: two threads may have the
+    // Copies, and the other locks released before the own one is taken: two threads may have the
     // same objects in another order.
-    const RKExiv2WrapperImpl source(to);
-    const RKImageFamilies old = from.families();
-    const RKImageFamilies changed = source.families();
+    const RKExiv2WrapperImpl source(from);
+    const RKExiv2WrapperImpl target(to);
     const QWriteLocker locker(&m_lock);
     return RKExiv2Library::valueOr(false, [&] {
-        const RKFamilyChanges wanted(old, changed);
-        const RKFamilyChanges others(old, {m_exifData.data(), m_iptcData.data(), m_xmpData.data()});
+        const RKImageFamilies old = source.exifAndXmp();
+        const RKFamilyChanges wanted(old, target.exifAndXmp());
+        const RKFamilyChanges others(old, exifAndXmp());
+        const auto iptcKeys = source.m_iptcData.differences(target.m_iptcData);
         if (haveCommon(wanted.exifTags(), others.exifTags())
-            || haveCommon(wanted.iptcKeys(), others.iptcKeys())
-            || haveCommon(wanted.xmpProperties(), others.xmpProperties()))
+            || haveCommon(wanted.xmpProperties(), others.xmpProperties())
+            || haveCommon(iptcKeys, source.m_iptcData.differences(m_iptcData)))
             return false;
-        m_exifData.takeOver(wanted.exifTags(), source.m_exifData);
-        m_iptcData.takeOver(wanted.iptcKeys(), source.m_iptcData);
-        m_xmpData.takeOver(wanted.xmpProperties(), source.m_xmpData);
+        m_exifData.takeOver(wanted.exifTags(), target.m_exifData);
+        m_iptcData.takeOver(iptcKeys, target.m_iptcData);
+        m_xmpData.takeOver(wanted.xmpProperties(), target.m_xmpData);
         return true;
     });
 }

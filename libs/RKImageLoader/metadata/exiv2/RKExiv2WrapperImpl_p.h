@@ -113,7 +113,8 @@ public:
 
 private:
     QList<QStringList> keywordsOfFamilies() const;
-    RKImageFamilies families() const;
+    // Without a lock.
+    RKImageFamilies exifAndXmp() const;
     template <typename Source>
     void readFrom(const Source& source);
     void setRotation(int orientation);

@@ -73,7 +73,7 @@ private Q_SLOTS:
         {
             type(name, text);
             QTest::keyClick(line(name), Qt::Key_Return);
-            QVERIFY(hasLabel(name));
+            QVERIFY(hasLabel(u"Not saved: "_s + name));
             QCOMPARE(line(name)->text(), text);
         }
         m_panel->hide();
