@@ -220,20 +220,20 @@
         <translation>Aufgenommen</translation>
     </message>
     <message>
-        <source>2021-07-04 12:30:00 +02:00</source>
-        <translation>2021-07-04 12:30:00 +02:00</translation>
-    </message>
-    <message>
         <source>Place</source>
         <translation>Ort</translation>
     </message>
     <message>
-        <source>48.858222, 2.294500</source>
-        <translation>48.858222, 2.294500</translation>
+        <source>such as 2021-07-04 12:30 +02:00</source>
+        <translation>wie 2021-07-04 12:30 +02:00</translation>
     </message>
     <message>
-        <source>%1: this looks like %2</source>
-        <translation>%1: erwartet wird etwas wie %2</translation>
+        <source>such as 48.858222, 2.2945</source>
+        <translation>wie 48.858222, 2.2945</translation>
+    </message>
+    <message>
+        <source>Not saved: %1 is a text %2</source>
+        <translation>Nicht gespeichert: %1 ist ein Text %2</translation>
     </message>
 </context>
 <context>

@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/metadata/RKMetaData.h"
 
+#include <QCoreApplication>
 #include <QList>
 #include <QPair>
 #include <QString>
@@ -9,6 +10,9 @@
 /// What the panel shows of a file. Reading it may take a while: not on the window's thread.
 struct FileFacts
 {
+    Q_DECLARE_TR_FUNCTIONS(FileFacts)
+
+public:
     static FileFacts read(const QString& filePath);
 
     RKMetaData metaData;

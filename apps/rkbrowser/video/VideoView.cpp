@@ -132,13 +132,15 @@ void VideoView::close()
 {
     ++m_generation;
     m_loading.cancel();
-    m_loading = {};
+    m_isLoading = false;
     for (QFuture<RKLoadResult>& frame : m_storyboard)
         frame.cancel();
     m_storyboard.clear();
-    // Waits for nothing: a decode that is under way closes the file when it is done.
+    // The threads of a decoder take a while to end.
     if (!m_filePath.isEmpty())
-        RKVideoDecoderRegistry::instance()->freeResource(descriptorOf(0));
+        backgroundThreads()->start([descriptor = descriptorOf(0)] {
+            RKVideoDecoderRegistry::instance()->freeResource(descriptor);
+        });
     m_filePath.clear();
     m_lastFrame = m_wantedFrame = m_shownFrame = -1;
     m_strip->clear();
@@ -183,13 +185,15 @@ void VideoView::showFrame(int frame)
 
 void VideoView::loadWanted()
 {
-    if (m_loading.isRunning() || m_wantedFrame < 0)
+    if (m_isLoading || m_wantedFrame < 0)
         return;
+    m_isLoading = true;
     const int frame = m_wantedFrame;
     m_loading = m_loader->load(descriptorOf(frame), m_canvas->size() * devicePixelRatioF());
     whenDone(m_loading, this, [this, frame, generation = m_generation](const RKLoadResult& result) {
         if (generation != m_generation)
             return;
+        m_isLoading = false;
         m_shownFrame = result.drawable().isNull() ? -1 : frame;
         m_canvas->show(result.drawable().image(),
             result.drawable().isNull() ? result.error().text() : QString());

@@ -63,6 +63,7 @@ private:
     int m_wantedFrame = -1;
     int m_shownFrame = -1;
     QFuture<RKLoadResult> m_loading;
+    bool m_isLoading = false;
     QList<QFuture<RKLoadResult>> m_storyboard;
     // What is still on its way for a video that was closed has another number.
     quint64 m_generation = 0;
