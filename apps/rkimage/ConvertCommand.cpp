@@ -254,12 +254,11 @@ public:
                     return true;
                 if (m_options.metaData == ConvertOptions::MetaData::Keep)
                     return false;
+                // Many mean something in their old place only; the manual says that they go.
                 if (error->code() == RKMediaErrorCode::WouldLose) {
                     metaData.removeMakerNote();
-                    if (RKMediaLoader::instance()->save(to, metaData, error)) {
-                        Output::warn(target, QStringLiteral("without the camera's maker note"));
+                    if (RKMediaLoader::instance()->save(to, metaData, error))
                         return true;
-                    }
                 }
                 if (error->code() != RKMediaErrorCode::UnsupportedForWriting)
                     Output::warn(target, QStringLiteral("without metadata: ") + error->text());
@@ -395,7 +394,8 @@ void addConvertCommand(CLI::App& app, Command& command)
     convert
         ->add_flag("--keep-metadata",
             arguments->keepsMetaData,
-            "Fail if the metadata can't be kept; it is kept anyway where the format has a place for it")
+            "Fail if not all of the metadata can be kept; without this it is kept where the format has "
+            "a place for it, and a camera's maker note where it can still be read")
         ->excludes(strip);
     convert->add_flag("--no-rotate", arguments->isAsStored, "Leave the picture as it is stored");
     convert->add_flag("--no-color", arguments->keepsColor, "Leave the colours in their profile");

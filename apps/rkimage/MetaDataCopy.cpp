@@ -100,6 +100,8 @@ QString copyAll(const RKMetaData& from, RKMetaData& to)
         return QStringLiteral("its colours are marked in another way; --fields says what to copy");
     RKMetaData all = from;
     all.adaptToPixels(to.unrotatedSize());
+    // Most can't be read in another file; that of the target stays.
+    all.removeMakerNote();
     all.removeFaceRegions();
     all.setImageOrientation(
         to.imageOrientation() == 0 ? ORIENTATION_TOP_LEFT : to.imageOrientation());

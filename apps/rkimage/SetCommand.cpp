@@ -543,13 +543,14 @@ void addSetCommand(CLI::App& app, Command& command)
     CLI::Option* source
         = set->add_option("--copy-from",
                  arguments->source,
-                 "Take over all metadata of another file but what describes its pixels; other changes "
-                 "come after")
+                 "Take over all metadata of another file but what describes its pixels, and the "
+                 "camera's maker note; other changes come after")
               ->type_name("FILE")
               ->check(Arguments::existingFile());
     set->add_option("--fields",
            arguments->copiedFields,
-           "Of these, only " + MetaDataCopy::fieldNames().join(QStringLiteral(", ")).toStdString())
+           "Take over only these: "
+               + MetaDataCopy::fieldNames().join(QStringLiteral(", ")).toStdString())
         ->type_name("NAME,...")
         ->delimiter(',')
         ->allow_extra_args(false)
