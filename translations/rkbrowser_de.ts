@@ -671,6 +671,10 @@
         <source>Pictures (*.jpg *.png *.tif)</source>
         <translation>Bilder (*.jpg *.png *.tif)</translation>
     </message>
+    <message>
+        <source>A part does not replace its picture.</source>
+        <translation>Ein Ausschnitt ersetzt sein Bild nicht.</translation>
+    </message>
 </context>
 <context>
     <name>QMainWindow</name>

@@ -186,6 +186,10 @@ void PrintView::askForExport()
 
 void PrintView::exportTo(const QString& filePath)
 {
+    if (QFileInfo(filePath).exists() && QFileInfo(filePath) == QFileInfo(m_filePath)) {
+        Q_EMIT failed(filePath, tr("A part does not replace its picture."));
+        return;
+    }
     m_export->setEnabled(false);
     const RKMediaDescriptor source{QFileInfo(m_filePath)};
     const auto clip

@@ -75,6 +75,9 @@ private Q_SLOTS:
         QSignalSpy failed(&view, &PrintView::failed);
         view.exportTo(dir.filePath(u"missing/print.jpg"_s));
         QVERIFY(failed.wait(20000));
+        view.exportTo(dir.filePath(u"../%1/a.jpg"_s.arg(QFileInfo(dir.path()).fileName())));
+        QCOMPARE(failed.size(), 2);
+        QCOMPARE(QImage(path).size(), QSize(600, 400));
     }
 
     void draggedRectangleStaysInThePictureAndInItsForm()
