@@ -60,6 +60,11 @@ private:
                 if (const double iso = positive(datum); iso < kIsoTooLarge)
                     settings.iso = int(iso);
                 break;
+            // The recommended exposure index, which tells greater ones.
+            case 0x8832:
+                if (settings.iso == 0)
+                    settings.iso = int(positive(datum));
+                break;
             case 0x9204: settings.exposureBias = number(datum); break;
             case 0x920a: settings.focalLength = positive(datum); break;
             case 0xa405: settings.focalLengthIn35mm = positive(datum); break;
@@ -123,7 +128,8 @@ private:
             return data.findKey(Exiv2::ExifKey("Exif.CanonCs.ISOSpeed"));
         };
         const double iso = printedNumber(Exiv2::isoSpeed);
-        return int(iso >= kMinIso ? iso : printedNumber(findCanonIso));
+        const bool isIso = iso >= kMinIso && iso < kIsoTooLarge;
+        return int(isIso ? iso : printedNumber(findCanonIso));
     }
 
     QString printed(Finder find) const
