@@ -212,6 +212,9 @@ QJsonArray changesBetween(const RKMetaData& before, const RKMetaData& after)
         values[QStringLiteral("orientation")] = int(metaData.imageOrientation());
         // The same data in words.
         values.remove(QStringLiteral("interpretedData"));
+        const QJsonObject fields = values.take(QStringLiteral("fields")).toObject();
+        for (auto field = fields.begin(); field != fields.end(); ++field)
+            values[QStringLiteral("fields.") + field.key()] = field.value();
         return values;
     };
     QJsonArray changes;
