@@ -17,7 +17,7 @@ QString rowsOf(const QList<QAction*>& actions)
         const QString keys
             = QKeySequence::listToString(action->shortcuts(), QKeySequence::NativeText);
         if (!keys.isEmpty())
-            rows += QStringLiteral("<tr><td>%1</td><td><b>%2</b></td></tr>")
+            rows += QStringLiteral("<tr><td width=\"60%\">%1</td><td><b>%2</b></td></tr>")
                         .arg(action->text().remove(u'&').toHtmlEscaped(), keys.toHtmlEscaped());
     }
     return rows;

@@ -71,7 +71,7 @@ MainWindow::MainWindow()
 
     connect(&m_folder, &QListView::activated, this, [this] { show(Mode::File); });
     connect(&m_folder, &FolderView::currentChangedTo, this, &MainWindow::updatePage);
-    connect(&m_folder, &FolderView::selectionCountChanged, this, &MainWindow::updateStatus);
+    connect(&m_folder, &FolderView::selectedFilesChanged, this, &MainWindow::updateStatus);
     connect(&m_picture, &PictureView::changed, this, &MainWindow::updateStatus);
     connect(&m_picture, &PictureView::activated, this, [this] {
         m_picture.zoom() < 1 ? m_picture.actualSize() : m_picture.fit();
@@ -486,7 +486,7 @@ void MainWindow::updatePage()
 
 void MainWindow::updateStatus()
 {
-    const qsizetype selected = m_folder.selectionModel()->selectedIndexes().size();
+    const int selected = m_folder.selectedCount();
     const QString all = QString::number(m_model.fileCount());
     m_count->setText(m_model.rowCount() == m_model.fileCount()
             ? tr("Files: %1").arg(all)

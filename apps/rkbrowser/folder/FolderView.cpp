@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace {
 
@@ -103,6 +104,15 @@ QStringList FolderView::selectedFiles() const
     return files;
 }
 
+int FolderView::selectedCount() const
+{
+    // Making a list of 100 000 rows takes longer than counting them.
+    const QItemSelection ranges = selectionModel()->selection();
+    return std::accumulate(ranges.begin(), ranges.end(), 0, [](int count, const auto& range) {
+        return count + range.height();
+    });
+}
+
 QString FolderView::currentFile() const
 {
     return currentIndex().isValid() ? m_model->filePath(currentIndex().row()) : QString();
@@ -127,7 +137,7 @@ void FolderView::currentChanged(const QModelIndex& current, const QModelIndex& p
 void FolderView::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
 {
     QListView::selectionChanged(selected, deselected);
-    Q_EMIT selectionCountChanged(static_cast<int>(selectionModel()->selectedIndexes().size()));
+    Q_EMIT selectedFilesChanged();
 }
 
 void FolderView::paintEvent(QPaintEvent* event)

@@ -23,6 +23,7 @@ public:
     void setThumbnailSide(int side);
 
     QStringList selectedFiles() const;
+    int selectedCount() const;
     /// The current one; empty if there is none.
     QString currentFile() const;
     /// Selects a file as soon as the folder shows it.
@@ -30,7 +31,7 @@ public:
 
 Q_SIGNALS:
     void currentChangedTo(const QString& filePath);
-    void selectionCountChanged(int count);
+    void selectedFilesChanged();
 
 protected:
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
