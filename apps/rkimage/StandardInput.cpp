@@ -3,6 +3,7 @@
 #include "Interruption.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "TemporaryFolder.h"
+#include "Writing.h"
 
 #include <QFile>
 
@@ -96,10 +97,10 @@ QString StandardInput::read()
     while (failure.isEmpty() && !block.isEmpty() && !Interruption::isRequested()) {
         failure = readBlock(kBlockSize, block);
         if (failure.isEmpty() && file.write(block) != block.size())
-            failure = file.errorString();
+            failure = Writing::errorOf(file).text();
     }
     if (failure.isEmpty() && !file.flush())
-        failure = file.errorString();
+        failure = Writing::errorOf(file).text();
     file.close();
     s_path = TemporaryFolder::newPath(format.defaultExtension());
     if (failure.isEmpty() && !file.rename(s_path))
