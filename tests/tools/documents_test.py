@@ -37,7 +37,7 @@ for name in commands:
             failures.append(f"{name} {option}: in the manual {option in text}, completed {words}")
 if "H:M:S.MS|P%|N" not in (folder / "rkimage-frame.1").read_text():
     failures.append("the value of --at is cut")
-if completed("rkimage", "--config", "x", "comp") != ["compare"]:
+if completed("rkimage", "--config", "x", "--color", "never", "comp") != ["compare"]:
     failures.append("compare is not completed")
 
 print("\n".join(failures))

@@ -32,6 +32,19 @@ std::vector<std::string> optionNames(const CLI::App& app)
     return names;
 }
 
+/// As a pattern of bash.
+std::string optionsWithValue(const CLI::App& app)
+{
+    std::string pattern;
+    for (const CLI::Option* option : Documents::optionsOf(app)) {
+        for (const std::string& name : Documents::namesOf(*option)) {
+            if (!Documents::valueOf(*option).empty())
+                pattern += (pattern.empty() ? "" : "|") + name;
+        }
+    }
+    return pattern;
+}
+
 /// In single quotes, for any of the shells.
 std::string quoted(const std::string& text)
 {
@@ -64,7 +77,9 @@ std::string Documents::bashCompletion(const CLI::App& program)
            "    local word=${COMP_WORDS[COMP_CWORD]} command='' i words\n"
            "    for ((i = 1; i < COMP_CWORD; ++i)); do\n"
            "        case ${COMP_WORDS[i]} in\n"
-           "            --config) ((++i)) ;;\n"
+           "            "
+        << optionsWithValue(program)
+        << ") ((++i)) ;;\n"
            "            -*) ;;\n"
            "            *) command=${COMP_WORDS[i]}; break ;;\n"
            "        esac\n"
