@@ -19,6 +19,8 @@ namespace {
 constexpr int kLabelWidth = 12;
 // Tables of numbers that nobody reads to their end.
 constexpr qsizetype kMaxTextLength = 300;
+// A few names of XMP are far longer than all others.
+constexpr qsizetype kMaxKeyWidth = 48;
 
 /// At most so many digits after the point, without zeros at the end.
 QString number(double value, int digits)
@@ -267,9 +269,9 @@ QByteArray InfoCard::allData(const QJsonObject& entry)
     const QStringList keys = data.keys();
     qsizetype width = 0;
     for (const QString& key : keys)
-        width = std::max(width, key.size());
+        width = std::clamp(key.size(), width, kMaxKeyWidth);
     QByteArray lines;
     for (const QString& key : keys)
-        lines += line(key, int(width), data[key].toString());
+        lines += line(key, int(width), data[key].toString().trimmed());
     return lines;
 }

@@ -582,7 +582,7 @@ QHash<QString, QString> RKExiv2WrapperImpl::interpretedData() const
 {
     const QReadLocker locker(&m_lock);
     QHash<QString, QString> all = m_exifData.interpretedData();
-    all.insert(m_xmpData.allData());
+    all.insert(m_xmpData.interpretedData());
     all.insert(m_iptcData.allData());
     return all;
 }

@@ -365,6 +365,21 @@ QHash<QString, QString> RKExiv2XmpData::allData() const
     return all;
 }
 
+QHash<QString, QString> RKExiv2XmpData::interpretedData() const
+{
+    QHash<QString, QString> all;
+    for (const Exiv2::Xmpdatum& datum : m_data) {
+        const QString text = RKExiv2Library::valueOr(QString(), [&] {
+            return datum.typeId() == Exiv2::langAlt && datum.count() == 1
+                ? RKExiv2LanguageText::defaultText(datum.value())
+                : QString::fromStdString(datum.toString());
+        });
+        if (!text.startsWith(QLatin1String("type=\"")))
+            all.insert(RKExiv2Compat::keyText(datum), text);
+    }
+    return all;
+}
+
 QStringList RKExiv2XmpData::debugOutput() const
 {
     QStringList lines;

@@ -100,6 +100,9 @@ public:
 
     /// Key to text of all properties.
     QHash<QString, QString> allData() const;
+    /// The same without markers of languages, unless there are several, and without entries that
+    /// only say that a structure follows.
+    QHash<QString, QString> interpretedData() const;
     /// One line for each property, and their total size as encoded, for the log.
     QStringList debugOutput() const;
 
