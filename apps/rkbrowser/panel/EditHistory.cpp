@@ -162,7 +162,10 @@ void EditHistory::setPosition(
 {
     addEdit(filePath, tr("Place of %1"), [=](RKMetaData& metaData) {
         const RKGeoPosition now = metaData.geoPosition();
-        metaData.setGeoPosition(wanted);
+        if (wanted.isValid())
+            metaData.setGeoPosition(wanted);
+        else
+            metaData.removeGeoPosition();
         return now == shown || now == wanted;
     });
 }

@@ -48,6 +48,7 @@ public:
     void changeKeywords(
         const QString& filePath, const QStringList& removed, const QStringList& added);
     void setPictureTaken(const QString& filePath, const QDateTime& shown, const QDateTime& wanted);
+    /// An invalid one removes it.
     void setPosition(
         const QString& filePath, const RKGeoPosition& shown, const RKGeoPosition& wanted);
 

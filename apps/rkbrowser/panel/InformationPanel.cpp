@@ -207,9 +207,10 @@ void InformationPanel::addLines(QFormLayout* form)
         [](const RKMetaData& metaData) { return positionText(metaData.geoPosition()); },
         [this](const RKMetaData& shown, const QString& text) {
             const RKGeoPosition position = parsePosition(text);
-            if (position.isValid())
+            const bool isMeant = position.isValid() || text.isEmpty();
+            if (isMeant)
                 m_history->setPosition(m_filePath, shown.geoPosition(), position);
-            return position.isValid();
+            return isMeant;
         });
 }
 

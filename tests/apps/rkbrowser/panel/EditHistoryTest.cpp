@@ -89,14 +89,17 @@ private Q_SLOTS:
         history.setPosition(path, {}, RKGeoPosition(-33.5, 0));
         QVERIFY(waitFor(history));
         const RKMetaData edited = metaDataOf(path);
-        const auto data = dataOf(path);
         QCOMPARE(edited.adobeRating(), 4);
         QCOMPARE(edited.read(Field::originalFilename), u"Zoë"_s);
         QCOMPARE(edited.keywords(), QStringList({u"b, c"_s, u"d"_s}));
         QCOMPARE(edited.pictureTaken(), taken);
         QCOMPARE(edited.geoPosition(), RKGeoPosition(-33.5, 0));
 
-        for (int i = 0; i < 6; ++i)
+        const auto data = dataOf(path);
+        history.setPosition(path, RKGeoPosition(-33.5, 0), {});
+        QVERIFY(waitFor(history));
+        QVERIFY(!metaDataOf(path).geoPosition().isValid());
+        for (int i = 0; i < 7; ++i)
             undo->trigger();
         QVERIFY(waitFor(history));
         QCOMPARE(metaDataOf(path).adobeRating(), 3);
@@ -108,8 +111,11 @@ private Q_SLOTS:
         for (int i = 0; i < 7; ++i)
             redo->trigger();
         QVERIFY(waitFor(history));
-        QVERIFY(!redo->isEnabled());
         QCOMPARE(dataOf(path), data);
+        redo->trigger();
+        QVERIFY(waitFor(history));
+        QVERIFY(!redo->isEnabled());
+        QVERIFY(!metaDataOf(path).geoPosition().isValid());
     }
 
     void rotationTurnsWhatIsShown()
