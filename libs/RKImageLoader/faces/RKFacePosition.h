@@ -81,7 +81,8 @@ public:
     bool isValid() const;
 
     /// The rectangle in pixels of an image of that size: left, top, width and height each cut
-    /// towards 0, and limited to 500 million.
+    /// towards 0, and limited to 500 million. It may be a pixel smaller than what
+    /// RKFacePositions::normalizeRect() was given; hosts that mind round rect().
     QRect rectStretched(const QSize& size) const;
     /// The rectangle's centre in pixels, cut and limited in the same way.
     QPoint centerStretched(const QSize& size) const;
