@@ -4,6 +4,7 @@
 
 #include <QSize>
 
+#include <algorithm>
 #include <new>
 
 /// Memory that the system doesn't give.
@@ -40,7 +41,10 @@ auto stored(RKMediaError* error, const Work& work) -> decltype(work())
 inline bool isShortFor(const QSize& size)
 {
     constexpr qint64 kBytesPerPixel = 16;
-    const qint64 bytes = size.isValid() ? kBytesPerPixel * size.width() * size.height() : 0;
+    // A header that promises more than any machine has is damage; sanitizers end the process, too.
+    constexpr qint64 kMaxTried = 1 << 30;
+    const qint64 pixels = size.isValid() ? qint64(size.width()) * size.height() : 0;
+    const qint64 bytes = std::min(kBytesPerPixel * pixels, kMaxTried);
     void* const room = ::operator new(size_t(bytes), std::nothrow);
     ::operator delete(room);
     return !room;
