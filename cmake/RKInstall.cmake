@@ -69,6 +69,12 @@ function(rk_add_pkg_config name)
     install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${folder}" COMPONENT Development)
 endfunction()
 
+# Those of a static library are no private ones: --static would ask for the codecs behind FFmpeg, too,
+# whose shared libraries have no headers installed.
+set(required_packages "Qt6Core >= 6.4, Qt6Gui >= 6.4, Qt6Xml >= 6.4")
+if(private_packages)
+    string(APPEND required_packages ", ${private_packages}")
+endif()
 set(initializer "")
 if(NOT BUILD_SHARED_LIBS)
     get_property(initializer TARGET RKImageLoader PROPERTY RK_INITIALIZER)
@@ -77,8 +83,7 @@ if(NOT BUILD_SHARED_LIBS)
 endif()
 rk_add_pkg_config(RKImageLoader DESCRIPTION "${PROJECT_DESCRIPTION}"
     LIBS "${initializer}-lRKImageLoader -lRKXML -lRKGeoLocation -lRKCore"
-    REQUIRES "Qt6Core >= 6.4, Qt6Gui >= 6.4, Qt6Xml >= 6.4"
-    PRIVATE "${private_packages}")
+    REQUIRES "${required_packages}")
 if(TARGET RKImageLoaderAsync)
     rk_add_pkg_config(RKImageLoaderAsync DESCRIPTION "Loading in the background, for RKImageLoader"
         LIBS "-lRKImageLoaderAsync" REQUIRES "RKImageLoader = ${PROJECT_VERSION}")

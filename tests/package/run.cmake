@@ -48,15 +48,11 @@ endif()
 if(PKG_CONFIG)
     file(GLOB_RECURSE package "${prefix}/*/RKImageLoader.pc")
     cmake_path(GET package PARENT_PATH folder)
-    set(static "")
-    if(STATIC)
-        set(static --static)
-    endif()
     # The shell takes the answer apart as it would in a makefile: the prefix has a blank.
     set(ENV{PKG_CONFIG_PATH} "${folder}")
     execute_process(COMMAND sh -c [[
-            flags=$("$1" $2 --cflags --libs RKImageLoader) &&
-            eval "$3 -std=c++17 -fPIC $4/main.cpp -o $5 $flags"]]
-            sh "${PKG_CONFIG}" "${static}" "${COMPILER}" "'${SOURCE_DIR}'" "'${work}/by-pkg-config'"
+            flags=$("$1" --cflags --libs RKImageLoader) &&
+            eval "$2 -std=c++17 -fPIC $3/main.cpp -o $4 $flags"]]
+            sh "${PKG_CONFIG}" "${COMPILER}" "'${SOURCE_DIR}'" "'${work}/by-pkg-config'"
         COMMAND_ERROR_IS_FATAL ANY)
 endif()
