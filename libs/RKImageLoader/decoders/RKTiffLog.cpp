@@ -9,6 +9,7 @@
 
 namespace {
 
+Q_ATTRIBUTE_FORMAT_PRINTF(2, 0)
 void logMessage(const char* module, const char* format, va_list arguments)
 {
     qCDebug(rkLoad).noquote() << (module ? module : "libtiff")
