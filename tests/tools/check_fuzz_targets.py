@@ -13,7 +13,8 @@ targets = {
     "fuzz/*Fuzzer.cpp": {path.name[:-len("Fuzzer.cpp")] for path in project.glob("fuzz/*Fuzzer.cpp")},
     "fuzz/CMakeLists.txt": set(re.findall(r"^\s*rk_add_fuzzer\((\w+)", cmake, re.M)).union(
         *map(str.split, re.findall(r"^foreach\(format ([\w ]+)\)", cmake, re.M))),
-    "fuzz/corpora": {path.name for path in project.glob("fuzz/corpora/*") if any(path.iterdir())},
+    "fuzz/corpora": {path.name for path in project.glob("fuzz/corpora/*") if any(path.iterdir())}.union(
+        re.findall(r"rk_add_fuzzer\((\w+) CORPUS", cmake)),
     "docs/testing.md": set(re.findall(r"`(\w+)`", "\n".join(
         line.split("|")[1] for line in (table[0] if table else "").strip().splitlines()))),
 }
