@@ -291,6 +291,19 @@ QImage readImage(QImageReader& reader, QImage&& target, const RKLoadContext& con
     return image;
 }
 
+// Gives the pixels of one colour no opacity.
+void makeTransparent(QImage& image, QRgba64 color)
+{
+    image.convertTo(QImage::Format_RGBA64);
+    for (int y = 0; y < image.height(); ++y) {
+        auto* const row = reinterpret_cast<QRgba64*>(image.scanLine(y));
+        std::for_each(row, row + image.width(), [color](QRgba64& pixel) {
+            if (pixel == color)
+                pixel.setAlpha(0);
+        });
+    }
+}
+
 // The host is told of a HEIC picture that the reader could neither measure nor read.
 void reportFailure(const QByteArray& data, const QByteArray& format)
 {
@@ -419,8 +432,10 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     if (isHeic(format))
         reader.setAutoTransform(true);
     // The size of a TIFF picture may be that of another directory of the file. PNG readers scale
-    // some pictures row by row and convert the others as a whole.
-    const bool scalesWhileDecoding = !name.startsWith("tif")
+    // some pictures row by row and convert the others as a whole. Scaled, no pixel has the colour
+    // of one that is transparent any more.
+    const auto transparent = RKPngChunks::transparentColor(data);
+    const bool scalesWhileDecoding = !name.startsWith("tif") && !transparent
         && (!RKPngChunks::isPng(bytes) || RKPictureHeaderCheck::wholeBytes(bytes, stored) == 0);
     const bool isScaled
         = wantedSize.isValid() && scalesWhileDecoding && requestScaling(reader, wantedSize);
@@ -446,6 +461,8 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
                                                   : RKMediaErrorCode::Damaged);
         return {};
     }
+    if (transparent)
+        makeTransparent(image, *transparent);
     const bool fits = image.width() == wantedSize.width() || image.height() == wantedSize.height();
     if (!wantedSize.isValid() || (isScaled && fits))
         return image;

@@ -58,6 +58,14 @@ QByteArrayView compressedPart(const Chunk& chunk)
     return translated < 0 ? QByteArrayView() : afterKeyword.sliced(translated + 1);
 }
 
+bool isDeepTruecolor(const Chunk& header)
+{
+    constexpr qsizetype kDepth = 8;
+    constexpr qsizetype kColorType = 9;
+    return header.type == "IHDR" && header.content.size() > kColorType
+        && header.content[kDepth] == 16 && header.content[kColorType] == 2;
+}
+
 // Copies the chunks that a decoder may see.
 class Repair
 {
@@ -73,6 +81,7 @@ public:
                 return;
             }
             m_hasPixels = m_hasPixels || arePixels;
+            m_isDeepTruecolor = m_isDeepTruecolor || isDeepTruecolor(*chunk);
             m_keepsAll = add(*chunk) && m_keepsAll;
             // In icons the next picture follows.
             if (chunk->type == "IEND")
@@ -83,6 +92,11 @@ public:
     bool keepsAll() const
     {
         return m_keepsAll;
+    }
+
+    std::optional<QRgba64> transparentColor() const
+    {
+        return m_transparent;
     }
 
     QByteArray result() const
@@ -98,6 +112,15 @@ public:
 private:
     bool add(const Chunk& chunk)
     {
+        if (m_isDeepTruecolor && chunk.type == "tRNS") {
+            const RKByteReader samples(chunk.content);
+            const auto red = samples.numberAt<quint16>(0);
+            const auto green = samples.numberAt<quint16>(2);
+            const auto blue = samples.numberAt<quint16>(4);
+            if (red && green && blue)
+                m_transparent = qRgba64(*red, *green, *blue, 0xffff);
+            return false;
+        }
         const QByteArrayView compressed = compressedPart(chunk);
         if (!compressed.isEmpty()) {
             if (m_room >= 0)
@@ -119,6 +142,8 @@ private:
 
     QList<QByteArrayView> m_chunks;
     qint64 m_room = RKImageLimits::kMaxInflatedTexts;
+    std::optional<QRgba64> m_transparent;
+    bool m_isDeepTruecolor = false;
     bool m_hasPixels = false;
     bool m_keepsAll = true;
     bool m_isHopeless = false;
@@ -155,6 +180,11 @@ QByteArray RKPngChunks::repaired(const QByteArray& data)
         return data;
     const Repair repair(data);
     return repair.keepsAll() ? data : repair.result();
+}
+
+std::optional<QRgba64> RKPngChunks::transparentColor(QByteArrayView data)
+{
+    return isPng(data) ? Repair(data).transparentColor() : std::nullopt;
 }
 
 QByteArray RKPngChunks::header(QIODevice& device)

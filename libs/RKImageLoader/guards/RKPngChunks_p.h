@@ -2,6 +2,9 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QRgba64>
+
+#include <optional>
 
 class QIODevice;
 
@@ -22,10 +25,15 @@ public:
     /// All chunks but those of pixels lie inside the data, and the texts don't expand too much.
     static bool areHarmless(QByteArrayView data);
 
-    /// The file without texts that expand too much, and without a chunk after the pixels that is
-    /// cut off. Itself if it is harmless or no PNG file; empty if a chunk before the pixels is cut
-    /// off.
+    /// The file without texts that expand too much, without transparentColor(), and without a chunk
+    /// after the pixels that is cut off. Itself if it is harmless or no PNG file; empty if a chunk
+    /// before the pixels is cut off.
     static QByteArray repaired(const QByteArray& data);
+
+    /// The colour that a truecolour picture of 16 bits a channel declares transparent (11.3.2.1).
+    /// Qt 6.4 takes the pixels of such a picture for narrower than they are, and shows what was in
+    /// memory before.
+    static std::optional<QRgba64> transparentColor(QByteArrayView data);
 
     /// What comes before the pixels, repaired; enough to measure the picture. The device is read
     /// from its start.
