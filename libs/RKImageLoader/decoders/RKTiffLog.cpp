@@ -9,7 +9,9 @@
 
 namespace {
 
-Q_ATTRIBUTE_FORMAT_PRINTF(2, 0)
+void logMessage(const char* module, const char* format, va_list arguments)
+    Q_ATTRIBUTE_FORMAT_PRINTF(2, 0);
+
 void logMessage(const char* module, const char* format, va_list arguments)
 {
     qCDebug(rkLoad).noquote() << (module ? module : "libtiff")
