@@ -493,6 +493,8 @@ void addSetCommand(CLI::App& app, Command& command)
     CLI::App* set
         = app.add_subcommand("set", "Change the metadata of files; their pixels stay as they are");
     arguments->files.addTo(*set);
+    // Standard input can't be changed.
+    set->get_option("FILES")->description("Files, and folders with --recursive");
     set->add_option("--rating", arguments->rating, "Stars, 0 to 5, or -1 for a rejected picture")
         ->type_name("N")
         ->check(CLI::Range(kRejected, 5));
