@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QIcon>
 #include <QLibraryInfo>
+#include <QLoggingCategory>
 #include <QPixmap>
 #include <QTranslator>
 
@@ -49,6 +50,8 @@ QIcon icon()
 
 int main(int argc, char** argv)
 {
+    // QT_LOGGING_RULES brings them back.
+    QLoggingCategory::setFilterRules(QStringLiteral("rk.*.debug=false"));
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("rkbrowser"));
     QApplication::setApplicationVersion(QStringLiteral(RK_VERSION));

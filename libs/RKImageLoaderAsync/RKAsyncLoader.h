@@ -39,6 +39,10 @@ class RKMediaLoaderAbstract;
 /// RKMediaErrorCode::Cancelled. It must not be called by a thread of the loader, which runs
 /// continuations (QFuture::then()) that name no context object or thread.
 ///
+/// **Continuations.** In Qt 6.4, QFuture::then() with a context needs that object until the load
+/// has ended, and QFuture::cancel() needs the futures that then() has returned, also after the end:
+/// keep them as long as something may cancel. QFutureWatcher has neither trap.
+///
 /// The threads are never those of QThreadPool::globalInstance(): Qt's painting waits for these.
 ///
 /// Thread-safe, except for the destructor.

@@ -1,6 +1,7 @@
 #include "folder/FolderTree.h"
 
 #include "BackgroundThreads.h"
+#include "WhenDone.h"
 
 #include <QApplication>
 #include <QDir>
@@ -70,14 +71,14 @@ void FolderTree::list(QTreeWidgetItem* item)
             QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase | QDir::LocaleAware);
     };
     // Items are never removed.
-    QtConcurrent::run(backgroundThreads(), subfolders)
-        .then(this, [this, item](const QStringList& names) {
-            for (const QString& name : names)
-                add(item, name, QDir(folderOf(item)).filePath(name));
-            if (names.isEmpty())
-                item->setChildIndicatorPolicy(QTreeWidgetItem::DontShowIndicator);
-            revealIn(item);
-        });
+    const auto addFolders = [this, item](const QStringList& names) {
+        for (const QString& name : names)
+            add(item, name, QDir(folderOf(item)).filePath(name));
+        if (names.isEmpty())
+            item->setChildIndicatorPolicy(QTreeWidgetItem::DontShowIndicator);
+        revealIn(item);
+    };
+    whenDone(QtConcurrent::run(backgroundThreads(), subfolders), this, addFolders);
 }
 
 void FolderTree::revealIn(QTreeWidgetItem* item)

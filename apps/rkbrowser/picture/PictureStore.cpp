@@ -5,6 +5,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "WhenDone.h"
 
 #include <QtConcurrent>
 
@@ -155,13 +156,16 @@ void PictureStore::wantUnconverted(const QString& filePath)
         || !found->picture.hasProfile)
         return;
     found->isUnconvertedWanted = true;
-    QtConcurrent::run(backgroundThreads(), loadUnconverted, filePath, found->picture.screen.size())
-        .then(this, [this, filePath, serial = found->serial](const QImage& image) {
-            if (Entry* entry = this->entry(filePath, serial)) {
-                entry->picture.unconverted = image;
-                Q_EMIT loaded(filePath);
-            }
-        });
+    const auto keep = [this, filePath, serial = found->serial](const QImage& image) {
+        if (Entry* entry = this->entry(filePath, serial)) {
+            entry->picture.unconverted = image;
+            Q_EMIT loaded(filePath);
+        }
+    };
+    whenDone(QtConcurrent::run(
+                 backgroundThreads(), loadUnconverted, filePath, found->picture.screen.size()),
+        this,
+        keep);
 }
 
 void PictureStore::load(const QString& filePath, RKLoadPriority priority)
