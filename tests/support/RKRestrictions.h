@@ -66,6 +66,27 @@ inline bool becomeOrdinaryUser()
     return ::geteuid() != 0 || ::seteuid(kNobody) == 0;
 }
 
+/// The same until it goes: LeakSanitizer may not look at a process without these rights.
+class OrdinaryUser
+{
+    Q_DISABLE_COPY_MOVE(OrdinaryUser)
+
+public:
+    OrdinaryUser()
+    {
+        if (!becomeOrdinaryUser())
+            qFatal("the user can't be changed");
+    }
+
+    ~OrdinaryUser()
+    {
+        static_cast<void>(::seteuid(m_user));
+    }
+
+private:
+    const uid_t m_user = ::geteuid();
+};
+
 inline bool setMode(const QString& path, mode_t mode)
 {
     return ::chmod(QFile::encodeName(path).constData(), mode) == 0;

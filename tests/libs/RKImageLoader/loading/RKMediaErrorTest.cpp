@@ -27,31 +27,6 @@ using namespace RKRestrictions;
 using namespace RKTestPictures;
 using Code = RKMediaErrorCode;
 
-namespace {
-
-/// Takes the rights of the superuser away until it goes.
-class OrdinaryUser
-{
-    Q_DISABLE_COPY_MOVE(OrdinaryUser)
-
-public:
-    OrdinaryUser()
-    {
-        if (!becomeOrdinaryUser())
-            qFatal("the user can't be changed");
-    }
-
-    ~OrdinaryUser()
-    {
-        static_cast<void>(::seteuid(m_user));
-    }
-
-private:
-    const uid_t m_user = ::geteuid();
-};
-
-} // namespace
-
 /// Each way of failing has its code and a sentence that names the cause.
 class RKMediaErrorTest : public QObject
 {
