@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace {
 
@@ -82,6 +83,8 @@ struct PngHeader
     {
         constexpr quint8 kGray = 0;
         constexpr quint8 kPalette = 3;
+        if (!isWithinLimit(width, height))
+            return std::numeric_limits<qint64>::max();
         if (depth == 1)
             return (width + 7) / 8 * height;
         if (depth < 16 && (colorType == kGray || colorType == kPalette))
