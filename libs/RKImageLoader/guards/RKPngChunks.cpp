@@ -94,11 +94,6 @@ public:
         return m_keepsAll;
     }
 
-    std::optional<QRgba64> transparentColor() const
-    {
-        return m_transparent;
-    }
-
     QByteArray result() const
     {
         if (m_isHopeless)
@@ -112,15 +107,8 @@ public:
 private:
     bool add(const Chunk& chunk)
     {
-        if (m_isDeepTruecolor && chunk.type == "tRNS") {
-            const RKByteReader samples(chunk.content);
-            const auto red = samples.numberAt<quint16>(0);
-            const auto green = samples.numberAt<quint16>(2);
-            const auto blue = samples.numberAt<quint16>(4);
-            if (red && green && blue)
-                m_transparent = qRgba64(*red, *green, *blue, 0xffff);
+        if (m_isDeepTruecolor && chunk.type == "tRNS")
             return false;
-        }
         const QByteArrayView compressed = compressedPart(chunk);
         if (!compressed.isEmpty()) {
             if (m_room >= 0)
@@ -142,7 +130,6 @@ private:
 
     QList<QByteArrayView> m_chunks;
     qint64 m_room = RKImageLimits::kMaxInflatedTexts;
-    std::optional<QRgba64> m_transparent;
     bool m_isDeepTruecolor = false;
     bool m_hasPixels = false;
     bool m_keepsAll = true;
@@ -184,7 +171,25 @@ QByteArray RKPngChunks::repaired(const QByteArray& data)
 
 std::optional<QRgba64> RKPngChunks::transparentColor(QByteArrayView data)
 {
-    return isPng(data) ? Repair(data).transparentColor() : std::nullopt;
+    if (!isPng(data))
+        return {};
+    QByteArrayView rest = data.sliced(std::min(kSignature.size(), data.size()));
+    auto chunk = firstChunk(rest);
+    if (!chunk || !isDeepTruecolor(*chunk))
+        return {};
+    while (chunk && chunk->type != "tRNS" && chunk->type != "IDAT") {
+        rest = rest.sliced(chunk->bytes.size());
+        chunk = firstChunk(rest);
+    }
+    if (!chunk || chunk->type != "tRNS")
+        return {};
+    const RKByteReader samples(chunk->content);
+    const auto red = samples.numberAt<quint16>(0);
+    const auto green = samples.numberAt<quint16>(2);
+    const auto blue = samples.numberAt<quint16>(4);
+    if (!red || !green || !blue)
+        return {};
+    return qRgba64(*red, *green, *blue, 0xffff);
 }
 
 QByteArray RKPngChunks::header(QIODevice& device)

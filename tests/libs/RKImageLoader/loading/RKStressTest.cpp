@@ -242,8 +242,8 @@ private:
             return most(usage.begin() + half, usage.end(), value)
                 - most(usage.begin(), usage.begin() + half, value);
         };
-        // Less than the pictures of a second; sanitizers keep what was freed for a while.
-        constexpr qint64 kMaxGrowth = 256;
+        // Sanitizers keep what was freed for a while.
+        constexpr qint64 kMaxGrowth = 64;
         if (RKTimeLimit::kSanitizerFactor == 1)
             QCOMPARE_LE(grown(&Usage::mebibytes), kMaxGrowth);
         QCOMPARE_LE(grown(&Usage::handles), 2 * kThreads);
