@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "FaceList.h"
 #include "FileConversion.h"
 #include "InputFiles.h"
 #include "MetaDataJson.h"
@@ -28,40 +29,6 @@ std::optional<RKMetaData> metaDataOf(const RKMediaDescriptor& descriptor, Result
         return metaData;
     result.fail(error);
     return {};
-}
-
-std::optional<RKFacePosition> parseFace(const QJsonValue& value)
-{
-    const QJsonArray numbers = value[u"rect"].toArray();
-    if (numbers.size() != 4)
-        return {};
-    const QRectF rect(
-        numbers[0].toDouble(), numbers[1].toDouble(), numbers[2].toDouble(), numbers[3].toDouble());
-    RKFacePosition face(rect,
-        faceDetectionEngineUnknown,
-        RKFaceId(),
-        RKClusterId(value[u"clusterId"].toInt(RKClusterId().id())),
-        RKFacePosition::invalidCoverImageEpoch(),
-        value[u"name"].toString(),
-        RKFacePosition::invalidXmpRegionIndex());
-    return face.isValid() ? std::optional(face) : std::nullopt;
-}
-
-/// The faces of a JSON text; nothing when one of them is no face.
-std::optional<RKFacePositions> parseFaces(const QByteArray& json)
-{
-    const QJsonDocument document = QJsonDocument::fromJson(json);
-    if (!document.isArray())
-        return {};
-    RKFacePositions faces;
-    const QJsonArray values = document.array();
-    for (const auto& value : values) {
-        const std::optional<RKFacePosition> face = parseFace(value);
-        if (!face)
-            return {};
-        faces.append(*face);
-    }
-    return faces;
 }
 
 void saveFaces(const RKMediaDescriptor& descriptor, const RKMetaData& metaData, Result& result)
@@ -96,7 +63,8 @@ int setFaces(const InputFile& file, const QString& facesFile)
     if (!metaData)
         return result.report();
     QFile json(facesFile);
-    const auto faces = json.open(QIODevice::ReadOnly) ? parseFaces(json.readAll()) : std::nullopt;
+    const auto faces
+        = json.open(QIODevice::ReadOnly) ? FaceList::fromJson(json.readAll()) : std::nullopt;
     if (!json.isOpen()) {
         const auto code = json.exists() ? RKMediaErrorCode::Unreadable : RKMediaErrorCode::Missing;
         result.fail(facesFile, RKMediaError(code, json.errorString()));
