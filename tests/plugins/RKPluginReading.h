@@ -6,7 +6,6 @@
 #include "support/RKTimeLimit.h"
 
 #include <QBuffer>
-#include <QElapsedTimer>
 #include <QImage>
 #include <QImageReader>
 
@@ -41,22 +40,20 @@ inline QSize size(const QByteArray& file)
 /// The file is neither measured nor read, and soon left.
 inline bool isRefused(const QByteArray& file)
 {
-    QElapsedTimer timer;
-    timer.start();
+    const qint64 start = RKTimeLimit::worked();
     return !size(file).isValid() && read(file).isNull()
-        && timer.elapsed() < RKTimeLimit::milliseconds(kSoon);
+        && RKTimeLimit::worked(start) < RKTimeLimit::milliseconds(kSoon);
 }
 
 /// Every beginning of the file is refused, and soon.
 inline bool areBeginningsRefused(const QByteArray& file, qsizetype end)
 {
-    QElapsedTimer timer;
-    timer.start();
+    const qint64 start = RKTimeLimit::worked();
     for (qsizetype length = 0; length < end; ++length) {
         if (!read(file.first(length)).isNull())
             return false;
     }
-    return timer.elapsed() < RKTimeLimit::milliseconds(kSoon);
+    return RKTimeLimit::worked(start) < RKTimeLimit::milliseconds(kSoon);
 }
 
 /// Many threads read the same file, and all get the same picture.
