@@ -32,8 +32,10 @@ constexpr quint16 numberOf(Content content)
 
 Part partOfResource(const RKPhotoshopResources::Resource& resource)
 {
-    Part part{
-        Content::Other, RKPhotoshopResources::nameOf(resource), {resource.bytes.toByteArray()}, {}};
+    Part part{Content::Other,
+        RKPhotoshopResources::nameOf(resource),
+        {resource.bytes.toByteArray() + resource.padding.toByteArray()},
+        {}};
     for (const Content content : {Content::Exif, Content::Iptc, Content::Xmp, Content::Icc}) {
         if (resource.isPhotoshops && resource.number == numberOf(content))
             part.content = content;
@@ -41,9 +43,10 @@ Part partOfResource(const RKPhotoshopResources::Resource& resource)
     return part;
 }
 
-bool isOdd(const Part& part)
+/// A resource with an even number of bytes.
+QByteArray padded(const QByteArray& resource)
 {
-    return part.piece.bytes.size() % 2 != 0;
+    return resource.size() % 2 == 0 ? resource : resource + '\0';
 }
 
 } // namespace
@@ -88,9 +91,9 @@ QList<RKFilePiece> RKPhotoshopParts::pieces(const Parts& parts) const
 {
     QByteArray resources;
     for (const Part& part : parts.mid(1)) {
-        resources += part.piece.bytes;
-        if (isOdd(part))
-            resources += '\0';
+        // The last one of a file may lack its padding.
+        if (!part.piece.bytes.isEmpty())
+            resources = padded(resources) + part.piece.bytes;
     }
     RKFilePiece start = parts.constFirst().piece;
     start.bytes += RKByteReader::bytesOf(static_cast<quint32>(resources.size())) + resources;
@@ -98,6 +101,14 @@ QList<RKFilePiece> RKPhotoshopParts::pieces(const Parts& parts) const
     const Part& pixels = parts.constLast();
     pieces.append(pixels.piece.size > 0 ? pixels.piece : RKFilePiece{pixels.start});
     return pieces;
+}
+
+Parts RKPhotoshopParts::comparable(const Parts& parts) const
+{
+    Parts result = parts;
+    for (qsizetype i = 1; i < result.size(); ++i)
+        result[i].piece.bytes = padded(result[i].piece.bytes);
+    return result;
 }
 
 Parts RKPhotoshopParts::withoutPixels(const Parts& parts) const
@@ -124,5 +135,5 @@ std::optional<QList<QByteArray>> RKPhotoshopParts::withBlock(
     Q_UNUSED(parts)
     if (block.isEmpty())
         return QList<QByteArray>();
-    return QList<QByteArray>{RKPhotoshopResources::resource(numberOf(content), block)};
+    return QList<QByteArray>{padded(RKPhotoshopResources::resource(numberOf(content), block))};
 }

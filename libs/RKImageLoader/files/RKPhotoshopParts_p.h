@@ -2,8 +2,8 @@
 
 #include "RKImageLoader/files/RKImageFileFormat_p.h"
 
-/// Photoshop files: the header with the colour table, the resources without the bytes that make
-/// their sizes even, and layers and pixels as one range.
+/// Photoshop files: the header with the colour table, the resources with the bytes that make their
+/// sizes even, and layers and pixels as one range.
 class RKPhotoshopParts final : public RKImageFileFormat
 {
 public:
@@ -11,6 +11,7 @@ public:
     bool split(RKPartCollector& file) const override;
     Part partOf(const QByteArray& bytes) const override;
     QList<RKFilePiece> pieces(const Parts& parts) const override;
+    Parts comparable(const Parts& parts) const override;
     Parts withoutPixels(const Parts& parts) const override;
     qsizetype leadingParts(const Parts& parts) const override;
     QByteArray block(Content content, const QList<QByteArray>& parts) const override;

@@ -41,7 +41,7 @@ RKPhotoshopResources::RKPhotoshopResources(QByteArrayView section)
         resource.bytes = section.sliced(start, reader.position() - start);
         // The last one may lack its padding.
         if (length % 2 == 1 && !reader.rest().isEmpty())
-            reader.take(1);
+            resource.padding = reader.take(1);
         m_resources.append(resource);
         m_rest = reader.rest();
     }
@@ -85,7 +85,7 @@ QByteArray RKPhotoshopResources::with(quint16 number, const QByteArrayList& data
         const qsizetype start = old.bytes.data() - m_section.data();
         section += m_section.sliced(at, start - at);
         append(wanted);
-        at = std::min(start + padded(old.bytes.toByteArray()).size(), m_section.size());
+        at = start + old.bytes.size() + old.padding.size();
     }
     section += m_section.sliced(at, m_section.size() - m_rest.size() - at);
     for (; used < data.size(); ++used)

@@ -28,6 +28,8 @@ public:
         QByteArrayView data;
         /// Includes the header, but not the byte that makes the number of bytes even.
         QByteArrayView bytes;
+        /// That byte; empty if the number is even, and at the end of a section that lacks it.
+        QByteArrayView padding;
     };
 
     /// Reads up to the first block that is damaged.
