@@ -1,6 +1,7 @@
 include(GenerateExportHeader)
 
 set(RK_SANITIZE "" CACHE STRING "Sanitizers for every target, e.g. address,undefined")
+option(RK_COVERAGE "Count how often lines run" OFF)
 
 add_library(rk_options INTERFACE)
 target_compile_features(rk_options INTERFACE cxx_std_20)
@@ -16,6 +17,10 @@ endif()
 if(RK_SANITIZE)
     target_compile_options(rk_options INTERFACE -fsanitize=${RK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
     target_link_options(rk_options INTERFACE -fsanitize=${RK_SANITIZE})
+endif()
+if(RK_COVERAGE)
+    target_compile_options(rk_options INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(rk_options INTERFACE --coverage)
 endif()
 target_compile_definitions(rk_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_KEYWORDS
