@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Compares what rkimage tells of the sample videos with what independent tools told.
+"""Compares what rkimage tells of the sample videos, and the colours of Photoshop files,
+with what independent tools told.
 
 Usage: video_expected.py RKIMAGE SAMPLES
 
@@ -20,12 +21,12 @@ SKIPPED = 77
 COLOUR_TOLERANCE = 8
 
 
-def first_frame(tool, video):
-    """The mean colours of its quadrants, as hexadecimal digits."""
+def quadrants(tool, *command):
+    """The mean colours of a picture's quadrants, as hexadecimal digits."""
     with tempfile.TemporaryDirectory() as folder:
-        frame = pathlib.Path(folder) / "frame.png"
-        subprocess.run([tool, "frame", video, frame, "--frame", "0", "--size", "64x64"], check=True)
-        means = subprocess.run(["ffmpeg", "-v", "error", "-i", frame, "-vf", "scale=2:2:flags=area",
+        picture = pathlib.Path(folder) / "picture.png"
+        subprocess.run([tool, *command, picture, "--size", "64x64"], check=True)
+        means = subprocess.run(["ffmpeg", "-v", "error", "-i", picture, "-vf", "scale=2:2:flags=area",
                                 "-f", "rawvideo", "-pix_fmt", "rgb24", "-"],
                                stdout=subprocess.PIPE, check=True).stdout
     return means.hex(" ", 3)
@@ -64,9 +65,8 @@ def main():
     if not (samples / "expected.json").exists() or not shutil.which("ffmpeg"):
         print("skipped: the sample files or ffmpeg are missing")
         return SKIPPED
-    expected = {pathlib.Path(name).name: value
-                for name, value in json.loads((samples / "expected.json").read_text()).items()
-                if name.startswith("video/")}
+    all_expected = json.loads((samples / "expected.json").read_text())
+    expected = {pathlib.Path(name).name: value for name, value in all_expected.items() if name.startswith("video/")}
     groups = json.loads(pathlib.Path(__file__).with_suffix(".json").read_text())
     allowed = {(name, group["key"]): value for group in groups for name, value in group["files"].items()}
     run = subprocess.run([tool, "info", "--json", *(samples / "video" / name for name in expected)],
@@ -78,15 +78,23 @@ def main():
             differences[video.name, "error"] = (entry["error"], "")
             continue
         value = expected[video.name]
-        for key, ours, theirs, agree in pairs(entry, value["video"], value["quad"], first_frame(tool, video)):
+        frame = quadrants(tool, "frame", "--frame", "0", video)
+        for key, ours, theirs, agree in pairs(entry, value["video"], value["quad"], frame):
             if not agree:
                 differences[video.name, key] = (ours, theirs)
+    # Profiles change the colours, and Lab is converted in several ways.
+    pictures = {name: value["quad"] for name, value in all_expected.items()
+                if name.endswith(".psd") and "-lab." not in name and "quad" in value and "icc" not in value}
+    for name, quad in pictures.items():
+        ours = quadrants(tool, "convert", samples / name)
+        if not same_colours(ours, quad):
+            differences[pathlib.Path(name).name, "colours"] = (ours, quad)
 
     unexpected = [f"{name}: {key} is {ours!r}, others tell {theirs!r}"
                   for (name, key), (ours, theirs) in differences.items() if not is_listed(key, ours, allowed.get((name, key)))]
     unexpected += [f"{name}: {key} agrees now" for name, key in allowed if (name, key) not in differences]
     print(*unexpected, sep="\n")
-    print(f"{len(expected)} videos, {len(differences)} differences, {len(unexpected)} of them unexpected")
+    print(f"{len(expected)} videos, {len(pictures)} pictures, {len(differences)} differences, {len(unexpected)} of them unexpected")
     return 1 if unexpected or not expected else 0
 
 
