@@ -90,7 +90,7 @@ struct RKTestPsd
         if (layerCount != 0)
             layers = length(2) + number(qint16(layerCount));
         if (areLayersInBlock)
-            layers = length(0) + number(quint32(0)) + "8BIMLr16" + layers;
+            layers = length(0) + number(quint32(0)) + "8BIMMt16" + length(0) + "8BIMLr16" + layers;
         return "8BPS" + number(quint16(isLarge ? 2 : 1)) + QByteArray(6, 0)
             + number(quint16(channels.size())) + number(quint32(size.height()))
             + number(quint32(size.width())) + number(quint16(depth)) + number(quint16(mode))

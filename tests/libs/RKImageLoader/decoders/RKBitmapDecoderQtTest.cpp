@@ -389,21 +389,21 @@ private Q_SLOTS:
     void deepColorsAreDeclaredTransparent()
     {
         constexpr qsizetype kSignatureAndHeader = 33;
-        QImage stored = RKTestPictures::quadrants({64, 48}).convertToFormat(QImage::Format_RGBX64);
+        QImage stored = RKTestPictures::quadrants({128, 48}).convertToFormat(QImage::Format_RGBX64);
         QByteArray png = RKTestPictures::encoded(stored, "png");
         // A tRNS chunk with the red of the first quadrant.
         png.insert(
             kSignatureAndHeader, QByteArray::fromHex("0000000674524e53ffff0000000040066bd1"));
         stored.convertTo(QImage::Format_ARGB32);
         for (int y = 0; y < 24; ++y) {
-            for (int x = 0; x < 32; ++x)
+            for (int x = 0; x < 64; ++x)
                 stored.setPixel(x, y, qRgba(255, 0, 0, 0));
         }
         const QImage decoded = m_decoder.decode(png, "png", {}, {});
         QCOMPARE(decoded.convertToFormat(QImage::Format_ARGB32), stored);
-        const QImage scaled = m_decoder.decode(png, "png", {32, 24}, {});
+        const QImage scaled = m_decoder.decode(png, "png", {64, 24}, {});
         QCOMPARE(qAlpha(scaled.pixel(4, 4)), 0);
-        QCOMPARE(scaled.pixel(28, 20), qRgb(255, 255, 255));
+        QCOMPARE(scaled.pixel(56, 20), qRgb(255, 255, 255));
     }
 
     void devicesAndFilesAreMeasured()

@@ -164,7 +164,9 @@ private Q_SLOTS:
         const RKFacePosition target = region(4, QRectF(0, 0, 0.5, 0.5), 11);
         const RKFacePosition first = region(-1, QRectF(0.1, 0.1, 0.2, 0.2), 1);
         const RKFacePosition second = region(-1, QRectF(0.2, 0.1, 0.2, 0.2), 2);
-        const auto map = listOf({target}).mapFacePositionsHPtoXMP(listOf({first, second}));
+        const RKFacePosition noRegion = region(-1, QRectF(0.8, 0.8, 0.1, 0.1));
+        const auto map
+            = listOf({noRegion, target}).mapFacePositionsHPtoXMP(listOf({first, second}));
         RKFacePosition matched = first;
         matched.setXmpRegionIndex(4);
         QCOMPARE(map.value(matched), target);

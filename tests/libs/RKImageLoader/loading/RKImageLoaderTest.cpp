@@ -7,7 +7,6 @@
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKTestDng.h"
 #include "support/RKTestPictures.h"
-#include "support/RKTestThreads.h"
 
 #include "RKCore/RKInitializer.h"
 
@@ -26,7 +25,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -136,6 +134,7 @@ private Q_SLOTS:
             "457869660000 49492a0008000000 0100 120103000100000006000000 00000000");
         picture.setText(u"Raw profile type exif"_s,
             u"\nexif\n%1\n%2\n"_s.arg(exif.size(), 8).arg(QString::fromLatin1(exif.toHex())));
+        picture.setText(u"XML:com.adobe.xmp"_s, u"<x:xmpmeta xmlns:x='adobe:ns:meta/'/>"_s);
         picture.setText(u"Title"_s, u"kept"_s);
         picture.setDotsPerMeterX(3000);
         write(path("profile.png"), encoded(picture, "png"));
@@ -281,25 +280,6 @@ private Q_SLOTS:
     {
         QCOMPARE(loader().removeImageSuffixFromPath(u"/a.b/c.d.JPG"_s), u"/a.b/c.d"_s);
         QCOMPARE(loader().removeImageSuffixFromPath(u"/a.jpg/c.txt"_s), u"/a.jpg/c.txt"_s);
-    }
-
-    void severalThreadsLoadAndSaveAtOnce()
-    {
-        write(path("t.jpg"), encoded(quadrants({200, 100}), "jpg"));
-        write(path("t.png"), encoded(quadrants({200, 100}), "png"));
-        std::atomic<int> good = 0;
-        RKTestThreads::run(8, [&](int i) {
-            for (const char* name : {"t.jpg", "t.png"}) {
-                good += loader().size(descriptor(name)) == QSize(200, 100);
-                good += loader().bitmap(descriptor(name), {50, 50}).size() == QSize(50, 25);
-            }
-            // One file is changed while others load it.
-            RKMetaData metaData = loader().copyMetaData(descriptor("t.jpg"));
-            metaData.setAdobeRating(1 + i % 5);
-            good += loader().save(descriptor("t.jpg"), metaData);
-        });
-        QCOMPARE(good.load(), 8 * (2 * 2 + 1));
-        QVERIFY(loader().copyMetaData(descriptor("t.jpg")).adobeRating() >= 1);
     }
 
 private:

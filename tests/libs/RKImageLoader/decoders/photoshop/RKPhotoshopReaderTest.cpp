@@ -32,9 +32,9 @@ struct Colors
 
 constexpr Colors kGrays{
     {{{0}, {1}, {0.2F}, {0.6F}}}, {0xff000000, 0xffffffff, 0xff333333, 0xff999999}};
-// sRGB of 0.2 and 0.6, which are linear.
+// sRGB of 0.003, 0.02 and 0.6, which are linear.
 constexpr Colors kLinear{
-    {{{0}, {1}, {0.2F}, {0.6F}}}, {0xff000000, 0xffffffff, 0xff7c7c7c, 0xffcbcbcb}};
+    {{{0.003F}, {1}, {0.02F}, {0.6F}}}, {0xff0a0a0a, 0xffffffff, 0xff272727, 0xffcbcbcb}};
 constexpr Colors kRgb{{{{1, 0, 0}, {0, 1, 0}, {0.2F, 0.4F, 0.6F}, {1, 1, 1}}},
     {0xffff0000, 0xff00ff00, 0xff336699, 0xffffffff}};
 // What the inks leave of the paper.
