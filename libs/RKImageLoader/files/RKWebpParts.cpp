@@ -200,7 +200,9 @@ Part RKWebpParts::partOf(const QByteArray& bytes) const
 
 QList<RKFilePiece> RKWebpParts::pieces(const Parts& parts) const
 {
-    const QByteArray extended = extendedHeader(parts);
+    QByteArray extended = extendedHeader(parts);
+    if (extended.size() % 2 != 0)
+        extended += '\0';
     qint64 size = kFileHeaderSize - kHeaderSize + extended.size();
     QList<RKFilePiece> pieces{{}};
     for (const Part& part : parts.mid(1)) {
