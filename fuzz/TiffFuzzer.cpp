@@ -8,6 +8,7 @@
 #include "RKImageLoader/files/RKTiffEditor_p.h"
 #include "RKImageLoader/files/RKTiffSkeleton_p.h"
 #include "RKImageLoader/files/RKTiffStructure_p.h"
+#include "RKImageLoader/files/RKTiffTags_p.h"
 
 #include <algorithm>
 #include <numeric>
@@ -48,9 +49,9 @@ void readAll(const QByteArray& file)
     }
 }
 
-/// No value and no picture covers the header or a directory, no two directories overlap, and none
-/// begins beyond the end. What does would change with the others, or come to lie inside as the file
-/// grows, which savers notice by the same comparison.
+/// No value and no picture covers the header or a directory, no two directories overlap, and no
+/// directory or value reaches beyond the end. What does would change with the others, or come to
+/// lie inside as the file grows, which savers notice by the same comparison.
 bool isOrderly(const QByteArray& file)
 {
     const RKTiffStructure structure(file);
@@ -65,6 +66,8 @@ bool isOrderly(const QByteArray& file)
         std::vector<quint32> places = {structure.numberAt(end)};
         for (const RKTiffStructure::Entry& entry : directory.entries) {
             const auto range = structure.valueRange(entry);
+            if (!range && RKTiffType::sizeOf(entry.type) != 0)
+                return false;
             if (range && !structure.isInField(entry))
                 others.push_back(*range);
             if (RKTiffStructure::isPointer(entry.tag)) {
