@@ -2,13 +2,6 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de">
 <context>
-    <name>CropView</name>
-    <message>
-        <source>Part of the picture that is printed</source>
-        <translation>Ausschnitt des Bildes, der gedruckt wird</translation>
-    </message>
-</context>
-<context>
     <name>EditHistory</name>
     <message>
         <source>Rating of %1</source>
@@ -19,24 +12,16 @@
         <translation>Drehung von %1</translation>
     </message>
     <message>
-        <source>Text of %1</source>
-        <translation>Text von %1</translation>
-    </message>
-    <message>
-        <source>Keywords of %1</source>
-        <translation>Stichwörter von %1</translation>
-    </message>
-    <message>
-        <source>Date of %1</source>
-        <translation>Datum von %1</translation>
-    </message>
-    <message>
-        <source>Place of %1</source>
-        <translation>Ort von %1</translation>
-    </message>
-    <message>
         <source>Another program has changed this in the file meanwhile.</source>
         <translation>Ein anderes Programm hat das in der Datei inzwischen geändert.</translation>
+    </message>
+    <message>
+        <source>&amp;Undo %1</source>
+        <translation>%1 &amp;rückgängig machen</translation>
+    </message>
+    <message>
+        <source>R&amp;edo %1</source>
+        <translation>%1 &amp;wiederherstellen</translation>
     </message>
 </context>
 <context>
@@ -130,6 +115,21 @@
     </message>
 </context>
 <context>
+    <name>FolderModel</name>
+    <message>
+        <source>Reading…</source>
+        <translation>Wird gelesen …</translation>
+    </message>
+    <message>
+        <source>No file passes the filters.</source>
+        <translation>Keine Datei entspricht den Filtern.</translation>
+    </message>
+    <message>
+        <source>No pictures or videos here.</source>
+        <translation>Hier sind weder Bilder noch Videos.</translation>
+    </message>
+</context>
+<context>
     <name>FolderReading</name>
     <message>
         <source>%1 is not a file.</source>
@@ -154,14 +154,6 @@
         <source>Folders</source>
         <translation>Ordner</translation>
     </message>
-    <message>
-        <source>Home</source>
-        <translation>Eigener Ordner</translation>
-    </message>
-    <message>
-        <source>Computer</source>
-        <translation>Computer</translation>
-    </message>
 </context>
 <context>
     <name>FolderView</name>
@@ -169,31 +161,12 @@
         <source>Files</source>
         <translation>Dateien</translation>
     </message>
-    <message>
-        <source>Reading…</source>
-        <translation>Wird gelesen …</translation>
-    </message>
-    <message>
-        <source>No file passes the filters.</source>
-        <translation>Keine Datei entspricht den Filtern.</translation>
-    </message>
-    <message>
-        <source>No pictures or videos here.</source>
-        <translation>Hier sind weder Bilder noch Videos.</translation>
-    </message>
 </context>
 <context>
     <name>InformationPanel</name>
     <message>
         <source>Not saved: %1</source>
         <translation>Nicht gespeichert: %1</translation>
-    </message>
-    <message numerus="yes">
-        <source>%n star(s)</source>
-        <translation>
-            <numerusform>%n Stern</numerusform>
-            <numerusform>%n Sterne</numerusform>
-        </translation>
     </message>
     <message>
         <source>Rating</source>
@@ -235,20 +208,21 @@
         <source>Not saved: %1 is a text %2</source>
         <translation>Nicht gespeichert: %1 ist ein Text %2</translation>
     </message>
-</context>
-<context>
-    <name>KeywordEdit</name>
     <message>
-        <source>Delete removes the marked keyword</source>
-        <translation>Entf entfernt das markierte Stichwort</translation>
-    </message>
-    <message>
-        <source>Keywords</source>
-        <translation>Stichwörter</translation>
+        <source>A click removes a keyword</source>
+        <translation>Ein Klick entfernt ein Stichwort</translation>
     </message>
     <message>
         <source>Add a keyword</source>
         <translation>Stichwort hinzufügen</translation>
+    </message>
+    <message>
+        <source>%1 of %2</source>
+        <translation>%1 von %2</translation>
+    </message>
+    <message>
+        <source>Keywords of %1</source>
+        <translation>Stichwörter von %1</translation>
     </message>
 </context>
 <context>
@@ -260,74 +234,6 @@
     <message>
         <source>Information</source>
         <translation>Informationen</translation>
-    </message>
-    <message>
-        <source>Video</source>
-        <translation>Video</translation>
-    </message>
-    <message>
-        <source>Next frame</source>
-        <translation>Nächstes Einzelbild</translation>
-    </message>
-    <message>
-        <source>Previous frame</source>
-        <translation>Voriges Einzelbild</translation>
-    </message>
-    <message>
-        <source>A second on</source>
-        <translation>Eine Sekunde vor</translation>
-    </message>
-    <message>
-        <source>A second back</source>
-        <translation>Eine Sekunde zurück</translation>
-    </message>
-    <message>
-        <source>First frame</source>
-        <translation>Erstes Einzelbild</translation>
-    </message>
-    <message>
-        <source>Last frame</source>
-        <translation>Letztes Einzelbild</translation>
-    </message>
-    <message>
-        <source>To the left</source>
-        <translation>Nach links</translation>
-    </message>
-    <message>
-        <source>To the right</source>
-        <translation>Nach rechts</translation>
-    </message>
-    <message>
-        <source>Up</source>
-        <translation>Nach oben</translation>
-    </message>
-    <message>
-        <source>Down</source>
-        <translation>Nach unten</translation>
-    </message>
-    <message>
-        <source>Narrower</source>
-        <translation>Schmaler</translation>
-    </message>
-    <message>
-        <source>Wider</source>
-        <translation>Breiter</translation>
-    </message>
-    <message>
-        <source>A pixel to the left</source>
-        <translation>Ein Pixel nach links</translation>
-    </message>
-    <message>
-        <source>A pixel to the right</source>
-        <translation>Ein Pixel nach rechts</translation>
-    </message>
-    <message>
-        <source>A pixel up</source>
-        <translation>Ein Pixel nach oben</translation>
-    </message>
-    <message>
-        <source>A pixel down</source>
-        <translation>Ein Pixel nach unten</translation>
     </message>
     <message>
         <source>&amp;File</source>
@@ -542,10 +448,6 @@
         <translation>Personen</translation>
     </message>
     <message>
-        <source>Everybody</source>
-        <translation>Alle Personen</translation>
-    </message>
-    <message>
         <source>Files: %1</source>
         <translation>Dateien: %1</translation>
     </message>
@@ -675,6 +577,50 @@
         <source>A part does not replace its picture.</source>
         <translation>Ein Ausschnitt ersetzt sein Bild nicht.</translation>
     </message>
+    <message>
+        <source>Part of the picture that is printed</source>
+        <translation>Ausschnitt des Bildes, der gedruckt wird</translation>
+    </message>
+    <message>
+        <source>To the left</source>
+        <translation>Nach links</translation>
+    </message>
+    <message>
+        <source>To the right</source>
+        <translation>Nach rechts</translation>
+    </message>
+    <message>
+        <source>Up</source>
+        <translation>Nach oben</translation>
+    </message>
+    <message>
+        <source>Down</source>
+        <translation>Nach unten</translation>
+    </message>
+    <message>
+        <source>Narrower</source>
+        <translation>Schmaler</translation>
+    </message>
+    <message>
+        <source>Wider</source>
+        <translation>Breiter</translation>
+    </message>
+    <message>
+        <source>A pixel to the left</source>
+        <translation>Ein Pixel nach links</translation>
+    </message>
+    <message>
+        <source>A pixel to the right</source>
+        <translation>Ein Pixel nach rechts</translation>
+    </message>
+    <message>
+        <source>A pixel up</source>
+        <translation>Ein Pixel nach oben</translation>
+    </message>
+    <message>
+        <source>A pixel down</source>
+        <translation>Ein Pixel nach unten</translation>
+    </message>
 </context>
 <context>
     <name>QMainWindow</name>
@@ -708,6 +654,34 @@
     <message>
         <source>Pictures (*.png *.jpg)</source>
         <translation>Bilder (*.png *.jpg)</translation>
+    </message>
+    <message>
+        <source>Video</source>
+        <translation>Video</translation>
+    </message>
+    <message>
+        <source>Next frame</source>
+        <translation>Nächstes Einzelbild</translation>
+    </message>
+    <message>
+        <source>Previous frame</source>
+        <translation>Voriges Einzelbild</translation>
+    </message>
+    <message>
+        <source>A second on</source>
+        <translation>Eine Sekunde vor</translation>
+    </message>
+    <message>
+        <source>A second back</source>
+        <translation>Eine Sekunde zurück</translation>
+    </message>
+    <message>
+        <source>First frame</source>
+        <translation>Erstes Einzelbild</translation>
+    </message>
+    <message>
+        <source>Last frame</source>
+        <translation>Letztes Einzelbild</translation>
     </message>
 </context>
 </TS>

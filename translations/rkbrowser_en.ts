@@ -11,14 +11,4 @@
         </translation>
     </message>
 </context>
-<context>
-    <name>InformationPanel</name>
-    <message numerus="yes">
-        <source>%n star(s)</source>
-        <translation>
-            <numerusform>%n star</numerusform>
-            <numerusform>%n stars</numerusform>
-        </translation>
-    </message>
-</context>
 </TS>

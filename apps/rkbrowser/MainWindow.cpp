@@ -1,30 +1,24 @@
 #include "MainWindow.h"
 
-#include "BackgroundThreads.h"
 #include "KeyPage.h"
-#include "print/CropView.h"
 
 #include <QApplication>
 #include <QClipboard>
-#include <QCloseEvent>
 #include <QComboBox>
+#include <QCompleter>
 #include <QDir>
 #include <QDockWidget>
 #include <QFileDialog>
-#include <QLabel>
-#include <QLineEdit>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QMimeData>
-#include <QProgressBar>
-#include <QSettings>
-#include <QStackedWidget>
 #include <QStandardPaths>
 #include <QStatusBar>
-#include <QThreadPool>
 #include <QToolBar>
+#include <QToolButton>
 
 #include <cmath>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -37,97 +31,59 @@ constexpr int kPanelWidth = 300;
 } // namespace
 
 MainWindow::MainWindow()
-    : m_pages(new QStackedWidget(this))
 {
-    setCentralWidget(m_pages);
+    setCentralWidget(&m_pages);
     for (QWidget* page : std::initializer_list<QWidget*>{&m_folder, &m_picture, &m_video, &m_print})
-        m_pages->addWidget(page);
+        m_pages.addWidget(page);
     addDock(tr("Folders"), &m_tree, Qt::LeftDockWidgetArea, Qt::Key_F8);
     addDock(tr("Information"), &m_panel, Qt::RightDockWidgetArea, Qt::Key_I);
-    addToolBars();
+    addToolBar();
     addFileMenu();
     addEditMenu();
     addViewMenu();
     addStatus();
-    m_video.setAccessibleName(tr("Video"));
-    addKeys(&m_video,
-        {{tr("Next frame"), Qt::Key_Right},
-            {tr("Previous frame"), Qt::Key_Left},
-            {tr("A second on"), Qt::SHIFT | Qt::Key_Right},
-            {tr("A second back"), Qt::SHIFT | Qt::Key_Left},
-            {tr("First frame"), Qt::Key_Home},
-            {tr("Last frame"), Qt::Key_End}});
-    addKeys(m_print.findChild<CropView*>(),
-        {{tr("To the left"), Qt::Key_Left},
-            {tr("To the right"), Qt::Key_Right},
-            {tr("Up"), Qt::Key_Up},
-            {tr("Down"), Qt::Key_Down},
-            {tr("Narrower"), Qt::SHIFT | Qt::Key_Left},
-            {tr("Wider"), Qt::SHIFT | Qt::Key_Right},
-            {tr("A pixel to the left"), Qt::CTRL | Qt::Key_Left},
-            {tr("A pixel to the right"), Qt::CTRL | Qt::Key_Right},
-            {tr("A pixel up"), Qt::CTRL | Qt::Key_Up},
-            {tr("A pixel down"), Qt::CTRL | Qt::Key_Down}});
 
     connect(&m_folder, &QListView::activated, this, [this] { show(Mode::File); });
-    connect(&m_folder, &FolderView::currentChangedTo, this, &MainWindow::updatePage);
-    connect(&m_folder, &FolderView::selectedFilesChanged, this, &MainWindow::updateStatus);
+    connect(&m_folder, &FolderView::selectedFilesChanged, this, &MainWindow::updatePage);
     connect(&m_picture, &PictureView::changed, this, &MainWindow::updateStatus);
-    connect(&m_picture, &PictureView::activated, this, [this] {
-        m_picture.zoom() < 1 ? m_picture.actualSize() : m_picture.fit();
+    connect(&m_tree, &FolderTree::chosen, this, [this](const QString& folder) {
+        if (folder != m_model.folder())
+            open(folder);
     });
-    connect(&m_tree, &FolderTree::chosen, this, &MainWindow::open);
     connect(&m_model, &FolderModel::folderChanged, this, [this](const QString& folder) {
         m_tree.reveal(folder);
-        const QString home = QDir::homePath();
-        const bool isInHome = folder == home || folder.startsWith(home + u'/');
-        m_path->setText(
-            QDir::toNativeSeparators(isInHome ? u'~' + folder.mid(home.size()) : folder));
+        m_path.setText(QDir::toNativeSeparators(
+            FolderTree::isAtHome(folder) ? u'~' + folder.mid(QDir::homePath().size()) : folder));
         setWindowTitle(QFileInfo(folder).fileName());
     });
+    connect(&m_model, &FolderModel::dataChanged, this, &MainWindow::updatePage);
     // The file may be gone.
     connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updatePage);
-    connect(&m_model, &FolderModel::modelReset, this, &MainWindow::updatePeople);
-    connect(&m_model, &FolderModel::copyFailed, this, &MainWindow::report);
-    connect(&m_edits, &EditHistory::fileWritten, this, &MainWindow::fileChanged);
-    connect(&m_panel, &InformationPanel::changedOnDisk, this, &MainWindow::fileChanged);
+    connect(&m_model, &FolderModel::copyFailed, this, [this](const QStringList& failures) {
+        report(failures.join(u'\n'));
+    });
+    connect(&m_edits, &EditHistory::fileWritten, &m_model, &FolderModel::look);
     const auto failed = [this](const QString& file, const QString& why) {
         // The panel says it, too.
-        if (!m_panel.isVisible() || file != m_folder.currentFile())
-            report({file + QStringLiteral(": ") + why});
+        if (!m_panel.isVisible() || file != m_folder.currentFile().path)
+            report(file + u": "_s + why);
     };
     connect(&m_edits, &EditHistory::failed, this, failed);
     connect(&m_video, &VideoView::failed, this, failed);
     connect(&m_print, &PrintView::failed, this, failed);
 
-    const QSettings settings;
     resize(1200, 800);
     resizeDocks(findChildren<QDockWidget*>(), {kFoldersWidth, kPanelWidth}, Qt::Horizontal);
-    restoreGeometry(settings.value(QStringLiteral("geometry")).toByteArray());
-    restoreState(settings.value(QStringLiteral("state")).toByteArray());
-    m_folder.setThumbnailSide(
-        settings.value(QStringLiteral("thumbnails"), m_folder.thumbnailSide()).toInt());
+    restoreGeometry(m_settings.value(u"geometry"_s).toByteArray());
+    restoreState(m_settings.value(u"state"_s).toByteArray());
+    m_folder.setThumbnailSide(m_settings.value(u"thumbnails"_s, m_folder.thumbnailSide()).toInt());
     updatePage();
-}
-
-MainWindow::~MainWindow()
-{
-    // What is under way needs those that it is for.
-    m_loader.reset();
-    m_model.stop();
-    backgroundThreads()->waitForDone();
-    // Or they would report to a window that is gone in parts.
-    m_model.disconnect(this);
-    m_folder.disconnect(this);
-    m_picture.disconnect(this);
-    m_edits.disconnect(this);
-    m_panel.disconnect(this);
 }
 
 QString MainWindow::lastFolder()
 {
     const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
-    return QSettings().value(QStringLiteral("folder"), pictures).toString();
+    return QSettings().value(u"folder"_s, pictures).toString();
 }
 
 void MainWindow::open(const QString& path)
@@ -138,12 +94,11 @@ void MainWindow::open(const QString& path)
     m_model.open(QDir::cleanPath(isFile ? file.absolutePath() : file.absoluteFilePath()));
     if (isFile)
         m_folder.setCurrentFile(file.absoluteFilePath());
+    m_folder.setFocus();
 }
 
 void MainWindow::show(Mode mode)
 {
-    if (mode == Mode::Folder && isFullScreen())
-        setFullScreen(false);
     m_mode = mode;
     updatePage();
 }
@@ -155,27 +110,16 @@ void MainWindow::step(int by)
         m_folder.setCurrentIndex(m_model.index(row));
 }
 
-const FolderModel& MainWindow::model() const
-{
-    return m_model;
-}
-
-const PictureView& MainWindow::pictureView() const
-{
-    return m_picture;
-}
-
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     if (isFullScreen())
         setFullScreen(false);
-    QSettings settings;
-    settings.setValue(QStringLiteral("geometry"), saveGeometry());
-    settings.setValue(QStringLiteral("state"), saveState());
-    settings.setValue(QStringLiteral("folder"), m_model.folder());
-    settings.setValue(QStringLiteral("thumbnails"), m_folder.thumbnailSide());
-    settings.setValue(QStringLiteral("sortedBy"), static_cast<int>(m_model.order().key));
-    settings.setValue(QStringLiteral("direction"), m_model.order().direction);
+    m_settings.setValue(u"geometry"_s, saveGeometry());
+    m_settings.setValue(u"state"_s, saveState());
+    m_settings.setValue(u"folder"_s, m_model.folder());
+    m_settings.setValue(u"thumbnails"_s, m_folder.thumbnailSide());
+    m_settings.setValue(u"sortedBy"_s, static_cast<int>(m_model.order().key));
+    m_settings.setValue(u"direction"_s, m_model.order().direction);
     QMainWindow::closeEvent(event);
 }
 
@@ -184,25 +128,24 @@ QAction* MainWindow::add(QMenu* menu,
     const QList<QKeySequence>& keys,
     const std::function<void()>& run)
 {
-    QAction* action = menu->addAction(text);
+    QAction* action = menu->addAction(text, this, run);
     action->setShortcuts(keys);
     // Without the menu bar, too.
     addAction(action);
-    connect(action, &QAction::triggered, this, run);
     return action;
 }
 
-QAction* MainWindow::addSwitch(QMenu* menu,
-    const QString& text,
-    const QKeySequence& key,
-    bool isOn,
-    const std::function<void(bool)>& turn)
+void MainWindow::addSwitch(
+    QMenu* menu, const QString& text, Qt::Key key, bool isOn, const std::function<void(bool)>& turn)
 {
+    const QString name = u"switch"_s + QKeySequence(key).toString();
     QAction* action = add(menu, text, {key}, [] {});
     action->setCheckable(true);
-    action->setChecked(isOn);
-    connect(action, &QAction::toggled, this, turn);
-    return action;
+    connect(action, &QAction::toggled, this, [this, turn, name](bool on) {
+        turn(on);
+        m_settings.setValue(name, on);
+    });
+    action->setChecked(m_settings.value(name, isOn).toBool());
 }
 
 void MainWindow::addFileMenu()
@@ -218,8 +161,8 @@ void MainWindow::addFileMenu()
         open(QFileInfo(m_model.folder()).absolutePath());
     });
     add(menu, tr("Type a &path"), {Qt::CTRL | Qt::Key_L}, [this] {
-        m_path->setFocus();
-        m_path->selectAll();
+        m_path.setFocus();
+        m_path.selectAll();
     });
     add(menu, tr("&Read the folder again"), {QKeySequence::Refresh}, [this] { m_model.refresh(); });
     menu->addSeparator();
@@ -230,26 +173,24 @@ void MainWindow::addFileMenu()
 void MainWindow::addEditMenu()
 {
     QMenu* menu = menuBar()->addMenu(tr("&Edit"));
-    QAction* undo = m_edits.createUndoAction(this);
-    undo->setShortcuts(QKeySequence::Undo);
-    QAction* redo = m_edits.createRedoAction(this);
-    redo->setShortcuts(QKeySequence::Redo);
-    menu->addActions({undo, redo});
-    addActions({undo, redo});
+    m_edits.undoAction()->setShortcuts(QKeySequence::Undo);
+    m_edits.redoAction()->setShortcuts(QKeySequence::Redo);
+    for (QWidget* place : std::initializer_list<QWidget*>{menu, this})
+        place->addActions({m_edits.undoAction(), m_edits.redoAction()});
     menu->addSeparator();
     for (int stars = 0; stars <= kMaxRating; ++stars) {
         const QString text = stars == 0 ? tr("No stars") : QString(stars, u'★');
         add(menu, text, {QKeySequence(Qt::Key_0 + stars)}, [this, stars] {
-            for (const QString& file : files())
-                m_edits.setRating(file, stars);
+            forFiles([this, stars](const QString& file) { m_edits.setRating(file, stars); });
         });
     }
-    const auto rotate = [this](int quarters) {
-        for (const QString& file : files())
-            m_edits.rotate(file, quarters);
+    const auto addTurn = [this, menu](const QString& text, Qt::Key key, int quarters) {
+        add(menu, text, {key}, [this, quarters] {
+            forFiles([this, quarters](const QString& file) { m_edits.rotate(file, quarters); });
+        });
     };
-    add(menu, tr("Turn &right"), {Qt::Key_R}, [rotate] { rotate(1); });
-    add(menu, tr("Turn &left"), {Qt::Key_L}, [rotate] { rotate(-1); });
+    addTurn(tr("Turn &right"), Qt::Key_R, 1);
+    addTurn(tr("Turn &left"), Qt::Key_L, -1);
     menu->addSeparator();
     add(menu, tr("&Copy files"), {QKeySequence::Copy}, [this] {
         QApplication::clipboard()->setMimeData(
@@ -264,6 +205,14 @@ void MainWindow::addEditMenu()
 void MainWindow::addViewMenu()
 {
     QMenu* menu = menuBar()->addMenu(tr("&View"));
+    const auto addForPicture = [this, menu](const QString& text,
+                                   QKeyCombination key,
+                                   const std::function<void(PictureView*)>& run) {
+        add(menu, text, {key}, [this, run] {
+            if (PictureView* view = pictureView())
+                run(view);
+        });
+    };
     add(menu, tr("&Show the file"), {Qt::Key_Return, Qt::Key_Enter}, [this] { show(Mode::File); });
     add(menu, tr("&Print clip…"), {QKeySequence::Print}, [this] { show(Mode::Print); });
     add(menu, tr("&Back to the folder"), {Qt::Key_Escape}, [this] {
@@ -274,32 +223,25 @@ void MainWindow::addViewMenu()
     menu->addSeparator();
     add(menu, tr("&Larger"), {Qt::Key_Plus, Qt::Key_Equal}, [this] { zoom(1); });
     add(menu, tr("S&maller"), {Qt::Key_Minus}, [this] { zoom(-1); });
-    m_pictureActions << add(
-        menu, tr("&Fit into the window"), {Qt::Key_F}, [this] { m_picture.fit(); });
-    m_pictureActions << add(
-        menu, tr("&Actual size"), {Qt::Key_A}, [this] { m_picture.actualSize(); });
-    const std::array<std::tuple<QString, Qt::Key, double, double>, 4> moves{
-        std::tuple{tr("Move left"), Qt::Key_Left, -kPanOfKey, 0.0},
-        {tr("Move right"), Qt::Key_Right, kPanOfKey, 0.0},
-        {tr("Move up"), Qt::Key_Up, 0.0, -kPanOfKey},
-        {tr("Move down"), Qt::Key_Down, 0.0, kPanOfKey}};
-    for (const auto& [text, key, right, down] : moves) {
-        m_pictureActions << add(
-            menu, text, {Qt::SHIFT | key}, [this, x = right, y = down] { m_picture.pan(x, y); });
-    }
+    addForPicture(tr("&Fit into the window"), Qt::Key_F, &PictureView::fit);
+    addForPicture(tr("&Actual size"), Qt::Key_A, &PictureView::actualSize);
+    const auto addMove = [&](const QString& text, Qt::Key key, double right, double down) {
+        addForPicture(text, Qt::CTRL | Qt::SHIFT | key, [=](PictureView* view) {
+            view->pan(right * kPanOfKey, down * kPanOfKey);
+        });
+    };
+    addMove(tr("Move left"), Qt::Key_Left, -1, 0);
+    addMove(tr("Move right"), Qt::Key_Right, 1, 0);
+    addMove(tr("Move up"), Qt::Key_Up, 0, -1);
+    addMove(tr("Move down"), Qt::Key_Down, 0, 1);
     menu->addSeparator();
     addSwitch(
         menu, tr("F&aces"), Qt::Key_N, true, [this](bool on) { m_picture.setShowsFaces(on); });
     addSwitch(menu, tr("&Histogram"), Qt::Key_H, false, [this](bool on) {
         m_picture.setShowsHistogram(on);
     });
-    m_pictureActions << add(menu, tr("Before the &conversion of colours"), {Qt::Key_C}, [this] {
-        using Comparison = PictureView::Comparison;
-        const Comparison now = m_picture.comparison();
-        m_picture.setComparison(now == Comparison::Off ? Comparison::Split
-                : now == Comparison::Split             ? Comparison::Before
-                                                       : Comparison::Off);
-    });
+    addForPicture(
+        tr("Before the &conversion of colours"), Qt::Key_C, &PictureView::showNextComparison);
     menu->addSeparator();
     const QList<QDockWidget*> docks = findChildren<QDockWidget*>();
     for (QDockWidget* dock : docks) {
@@ -307,20 +249,6 @@ void MainWindow::addViewMenu()
         addAction(dock->toggleViewAction());
     }
     add(menu, tr("F&ull screen"), {Qt::Key_F11}, [this] { setFullScreen(!isFullScreen()); });
-}
-
-void MainWindow::addKeys(QWidget* target, const QList<std::pair<QString, QKeySequence>>& keys)
-{
-    for (const auto& [text, key] : keys) {
-        auto* action = new QAction(text, target);
-        action->setShortcut(key);
-        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
-        target->addAction(action);
-        connect(action, &QAction::triggered, target, [target, combination = key[0]] {
-            QKeyEvent event(QEvent::KeyPress, combination.key(), combination.keyboardModifiers());
-            QCoreApplication::sendEvent(target, &event);
-        });
-    }
 }
 
 void MainWindow::addDock(
@@ -336,7 +264,7 @@ void MainWindow::addDock(
 QComboBox* MainWindow::addChoice(QToolBar* bar,
     const QString& name,
     const QStringList& choices,
-    const std::function<void(FolderOrder*, int)>& apply)
+    const std::function<void(FolderOrder&, int)>& apply)
 {
     auto* box = new QComboBox;
     box->addItems(choices);
@@ -344,206 +272,196 @@ QComboBox* MainWindow::addChoice(QToolBar* bar,
     box->setAccessibleName(name);
     box->setFocusPolicy(Qt::TabFocus);
     connect(box, &QComboBox::currentIndexChanged, this, [this, apply](int index) {
-        FolderOrder order = m_model.order();
-        apply(&order, index);
-        m_model.setOrder(order);
+        reorder([&](FolderOrder& order) { apply(order, index); });
     });
     bar->addWidget(box);
     return box;
 }
 
-void MainWindow::addToolBars()
+void MainWindow::addToolBar()
 {
-    auto* bar = addToolBar(tr("Folder"));
-    bar->setObjectName(QStringLiteral("folder"));
+    QToolBar* bar = QMainWindow::addToolBar(tr("Folder"));
+    bar->setObjectName(u"folder"_s);
     bar->setMovable(false);
-    m_path = new QLineEdit;
-    m_path->setAccessibleName(tr("Path of the folder"));
-    connect(m_path, &QLineEdit::returnPressed, this, [this] {
-        const QString path = QDir::fromNativeSeparators(m_path->text());
+    m_path.setAccessibleName(tr("Path of the folder"));
+    m_path.setCompleter(new QCompleter(m_tree.model(), &m_path));
+    connect(&m_path, &QLineEdit::returnPressed, this, [this] {
+        const QString path = QDir::fromNativeSeparators(m_path.text());
         open(path.startsWith(u'~') ? QDir::homePath() + path.mid(1) : path);
     });
-    bar->addWidget(m_path);
+    bar->addWidget(&m_path);
 
     auto* text = new QLineEdit;
     text->setPlaceholderText(tr("Part of the name"));
     text->setClearButtonEnabled(true);
     text->setMaximumWidth(180);
     connect(text, &QLineEdit::textChanged, this, [this](const QString& part) {
-        FolderOrder order = m_model.order();
-        order.text = part;
-        m_model.setOrder(order);
+        reorder([&part](FolderOrder& order) { order.text = part; });
     });
     bar->addWidget(text);
-    const QSettings settings;
-    QComboBox* key = addChoice(bar,
+    addChoice(bar,
         tr("Sorted by"),
         {tr("By name"), tr("By date"), tr("By rating"), tr("By kind")},
-        [](FolderOrder* order, int index) { order->key = static_cast<FolderOrder::Key>(index); });
-    key->setCurrentIndex(settings.value(QStringLiteral("sortedBy")).toInt());
-    QComboBox* direction = addChoice(bar,
+        [](FolderOrder& order, int index) { order.key = FolderOrder::Key(index); })
+        ->setCurrentIndex(m_settings.value(u"sortedBy"_s).toInt());
+    addChoice(bar,
         tr("Direction"),
         {tr("Ascending"), tr("Descending")},
-        [](FolderOrder* order, int index) {
-            order->direction = static_cast<Qt::SortOrder>(index);
-        });
-    direction->setCurrentIndex(settings.value(QStringLiteral("direction")).toInt());
+        [](FolderOrder& order, int index) { order.direction = Qt::SortOrder(index); })
+        ->setCurrentIndex(m_settings.value(u"direction"_s).toInt());
     QStringList ratings{tr("Any rating")};
     for (int stars = 1; stars <= kMaxRating; ++stars)
         ratings << QString(stars, u'★');
-    addChoice(bar, tr("At least"), ratings, [](FolderOrder* order, int index) {
-        order->minRating = index;
+    addChoice(bar, tr("At least"), ratings, [](FolderOrder& order, int index) {
+        order.minRating = index;
     });
     addChoice(bar,
         tr("Kind"),
         {tr("All kinds"), tr("Pictures"), tr("Raw"), tr("Drawings"), tr("Videos")},
-        [](FolderOrder* order, int index) { order->kind = static_cast<FolderOrder::Kind>(index); });
-    m_person
-        = addChoice(bar, tr("People"), {tr("Everybody")}, [this](FolderOrder* order, int index) {
-              order->person = index > 0 ? m_person->itemText(index) : QString();
-          });
+        [](FolderOrder& order, int index) { order.kind = FolderOrder::Kind(index); });
+    auto* people = new QToolButton;
+    people->setText(tr("People"));
+    people->setMenu(&m_people);
+    people->setPopupMode(QToolButton::InstantPopup);
+    people->setFocusPolicy(Qt::TabFocus);
+    connect(&m_people, &QMenu::aboutToShow, this, &MainWindow::fillPeople);
+    bar->addWidget(people);
 }
 
 void MainWindow::addStatus()
 {
-    m_about = new QLabel;
-    m_count = new QLabel;
-    m_progress = new QProgressBar;
-    m_progress->setMaximumWidth(160);
-    m_progress->setTextVisible(false);
-    statusBar()->addWidget(m_about, 1);
-    statusBar()->addPermanentWidget(m_progress);
-    statusBar()->addPermanentWidget(m_count);
+    m_progress.setMaximumWidth(160);
+    m_progress.setTextVisible(false);
+    statusBar()->addWidget(&m_about, 1);
+    statusBar()->addPermanentWidget(&m_progress);
+    statusBar()->addPermanentWidget(&m_count);
     connect(&m_model, &FolderModel::progressed, this, [this](int done, int all) {
-        m_progress->setVisible(done < all || all == 0);
-        m_progress->setRange(0, all);
-        m_progress->setValue(done);
+        m_progress.setVisible(done < all || all == 0);
+        m_progress.setRange(0, all);
+        m_progress.setValue(done);
         updateStatus();
     });
 }
 
-QWidget* MainWindow::page() const
+PictureView* MainWindow::pictureView() const
 {
-    return m_pages->currentWidget();
+    QWidget* page = m_pages.currentWidget();
+    auto* view = qobject_cast<PictureView*>(page);
+    return view ? view : page->findChild<PictureView*>();
 }
 
-QStringList MainWindow::files() const
+void MainWindow::forFiles(const std::function<void(const QString&)>& edit)
 {
-    return m_mode == Mode::Folder ? m_folder.selectedFiles() : QStringList{m_folder.currentFile()};
+    const QStringList files = m_mode == Mode::Folder ? m_folder.selectedFiles()
+                                                     : QStringList{m_folder.currentFile().path};
+    for (const QString& file : files)
+        edit(file);
 }
 
-QWidget* MainWindow::pageOf(const QString& filePath) const
+void MainWindow::reorder(const std::function<void(FolderOrder&)>& change)
 {
-    if (filePath.isEmpty() || m_mode == Mode::Folder)
-        return m_pages->widget(0);
-    const bool isVideo = RKMediaFormat(QFileInfo(filePath)).isVideo();
-    return m_pages->widget(isVideo ? 2 : m_mode == Mode::Print ? 3 : 1);
+    FolderOrder order = m_model.order();
+    change(order);
+    m_model.setOrder(order);
 }
 
 void MainWindow::updatePage()
 {
-    const QString file = m_folder.currentFile();
-    QWidget* shown = pageOf(file);
-    if (shown == &m_folder)
+    const MediaFile file = m_folder.currentFile();
+    if (file.path.isEmpty())
         m_mode = Mode::Folder;
-    if (shown != page()) {
-        m_pages->setCurrentWidget(shown);
-        shown->setFocus();
+    const int row = m_folder.currentIndex().row();
+    const bool isFolder = m_mode == Mode::Folder;
+    const bool isVideo = !isFolder && m_model.entry(row).format.isVideo();
+    const bool isPrint = m_mode == Mode::Print && !isVideo;
+    const int page = isFolder ? 0 : isVideo ? 2 : isPrint ? 3 : 1;
+    if (page != m_pages.currentIndex()) {
+        m_pages.setCurrentIndex(page);
+        m_pages.currentWidget()->setFocus();
     }
-    for (QAction* action : std::as_const(m_pictureActions))
-        action->setEnabled(shown == &m_picture);
-    m_next->setEnabled(shown != &m_folder);
-    m_previous->setEnabled(shown != &m_folder);
+    m_next->setEnabled(!isFolder);
+    m_previous->setEnabled(!isFolder);
     // The arrows belong to the frames of a video and to the clip for a print.
     QList<QKeySequence> next{Qt::Key_PageDown, Qt::Key_Space};
     QList<QKeySequence> previous{Qt::Key_PageUp, Qt::Key_Backspace};
-    if (shown == &m_picture || shown == &m_folder) {
+    if (!isVideo && !isPrint) {
         next << Qt::Key_Right;
         previous << Qt::Key_Left;
     }
     m_next->setShortcuts(next);
     m_previous->setShortcuts(previous);
 
-    const int row = m_folder.currentIndex().row();
-    QStringList neighbours;
+    QList<MediaFile> neighbours;
     for (const int other : {row + 1, row - 1}) {
-        if (shown == &m_picture && other >= 0 && other < m_model.rowCount()
-            && !m_model.entry(other).format.isVideo())
-            neighbours << m_model.filePath(other);
+        if (other >= 0 && other < m_model.rowCount() && !m_model.entry(other).format.isVideo())
+            neighbours << m_model.file(other);
     }
-    m_picture.open(shown == &m_picture ? file : QString(), neighbours);
-    const QString video = shown == &m_video ? file : QString();
-    if (std::exchange(m_shownVideo, video) != video)
-        video.isEmpty() ? m_video.close() : m_video.open(video);
-    const QString print = shown == &m_print ? file : QString();
-    if (std::exchange(m_shownPrint, print) != print && !print.isEmpty())
-        m_print.open(print);
-    // Not again for the same file, which may be being edited.
-    if (std::exchange(m_shownInPanel, file) != file)
-        m_panel.showFile(file);
+    if (page == 1)
+        m_picture.open(file, neighbours);
+    else
+        m_picture.open({}, {});
+    m_video.open(page == 2 ? file : MediaFile());
+    m_print.open(page == 3 ? file : MediaFile());
+    m_panel.showFile(file);
     updateStatus();
 }
 
 void MainWindow::updateStatus()
 {
-    const int selected = m_folder.selectedCount();
     const QString all = QString::number(m_model.fileCount());
-    m_count->setText(m_model.rowCount() == m_model.fileCount()
+    m_count.setText(m_model.rowCount() == m_model.fileCount()
             ? tr("Files: %1").arg(all)
             : tr("Files: %1 of %2").arg(QString::number(m_model.rowCount()), all));
-    const QString name = QFileInfo(m_folder.currentFile()).fileName().replace(u'\n', u' ');
-    if (page() == &m_picture && m_picture.pictureSize().isValid())
-        m_about->setText(tr("%1 — %2 × %3 pixels, %4 %")
-                             .arg(name)
-                             .arg(m_picture.pictureSize().width())
-                             .arg(m_picture.pictureSize().height())
-                             .arg(std::lround(m_picture.zoom() * 100)));
+    const QString name = QFileInfo(m_folder.currentFile().path).fileName().simplified();
+    const int selected = m_folder.selectedCount();
+    const QSize size = m_picture.picture().size;
+    if (!size.isEmpty())
+        m_about.setText(tr("%1 — %2 × %3 pixels, %4 %")
+                            .arg(name)
+                            .arg(size.width())
+                            .arg(size.height())
+                            .arg(std::lround(m_picture.zoom() * 100)));
     else
-        m_about->setText(selected > 1 ? tr("Selected: %1").arg(selected) : name);
+        m_about.setText(selected > 1 ? tr("Selected: %1").arg(selected) : name);
 }
 
-void MainWindow::updatePeople()
+void MainWindow::fillPeople()
 {
-    QStringList people{m_person->itemText(0)};
-    people << m_model.people();
-    const QString person = m_model.order().person;
-    // A filter that nobody passes any longer stays until somebody else is chosen.
-    if (!person.isEmpty() && !people.contains(person))
-        people << person;
-    if (people.size() == m_person->count() && m_person->findText(people.last()) >= 0)
-        return;
-    const QSignalBlocker blocker(m_person);
-    m_person->clear();
-    m_person->addItems(people);
-    m_person->setCurrentIndex(person.isEmpty() ? 0 : static_cast<int>(people.indexOf(person)));
+    // Those that nobody finds any longer can still be unchecked.
+    QStringList people = m_model.people() + m_model.order().people;
+    people.removeDuplicates();
+    m_people.clear();
+    for (const QString& person : std::as_const(people)) {
+        QAction* action = m_people.addAction(QString(person).replace(u'&', u"&&"_s));
+        action->setCheckable(true);
+        action->setChecked(m_model.order().people.contains(person));
+        connect(action, &QAction::toggled, this, [this, person](bool on) {
+            reorder([&](FolderOrder& order) {
+                order.people.removeAll(person);
+                if (on)
+                    order.people << person;
+            });
+        });
+    }
 }
 
-void MainWindow::report(const QStringList& failures)
+void MainWindow::report(const QString& failure)
 {
     // One box for many files.
-    if (!m_report) {
-        m_report = new QMessageBox(QMessageBox::Warning, tr("Not done"), {}, QMessageBox::Ok, this);
-        m_report->setModal(false);
-    }
-    if (!m_report->isVisible())
-        m_report->setText({});
-    m_report->setText((QStringList(m_report->text()) + failures).join(u'\n').trimmed());
-    m_report->show();
-}
-
-void MainWindow::fileChanged(const QString& filePath)
-{
-    m_model.look(filePath);
-    m_picture.reload(filePath);
-    // The panel reads by itself what it has written or seen to change.
+    m_report.setWindowTitle(tr("Not done"));
+    m_report.setIcon(QMessageBox::Warning);
+    m_report.setModal(false);
+    const QString before = m_report.isVisible() ? m_report.text() + u'\n' : QString();
+    m_report.setText(before + failure);
+    m_report.show();
 }
 
 void MainWindow::zoom(int steps)
 {
-    if (page() == &m_folder)
-        m_folder.zoom(steps);
+    if (PictureView* view = pictureView())
+        view->zoomBy(std::pow(kZoomOfKey, steps));
     else
-        m_picture.zoomBy(std::pow(kZoomOfKey, steps));
+        m_folder.zoom(steps);
 }
 
 void MainWindow::setFullScreen(bool on)
@@ -552,16 +470,14 @@ void MainWindow::setFullScreen(bool on)
         m_stateBeforeFullScreen = saveState();
     menuBar()->setVisible(!on);
     statusBar()->setVisible(!on);
-    const QList<QDockWidget*> docks = findChildren<QDockWidget*>();
-    const QList<QToolBar*> bars = findChildren<QToolBar*>();
-    if (on) {
-        for (QDockWidget* dock : docks)
-            dock->hide();
-        for (QToolBar* bar : bars)
-            bar->hide();
-        showFullScreen();
-    } else {
+    if (!on) {
         showNormal();
         restoreState(m_stateBeforeFullScreen);
+        return;
     }
+    const QList<QDockWidget*> docks = findChildren<QDockWidget*>();
+    for (QDockWidget* dock : docks)
+        dock->hide();
+    findChild<QToolBar*>()->hide();
+    showFullScreen();
 }

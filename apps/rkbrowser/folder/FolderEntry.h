@@ -13,6 +13,8 @@ struct FolderEntry
     RKMediaFormat format;
     qint64 bytes = 0;
     QDateTime modified;
+    /// Another one for each file and each of its states.
+    quint64 version = 0;
 
     bool isRead = false;
     /// Invalid if the file doesn't say it.
@@ -24,10 +26,5 @@ struct FolderEntry
     QDateTime date() const
     {
         return taken.isValid() ? taken : modified;
-    }
-
-    bool isSameFile(const FolderEntry& other) const
-    {
-        return name == other.name && bytes == other.bytes && modified == other.modified;
     }
 };

@@ -1,64 +1,70 @@
 #include "folder/FolderModel.h"
 
-#include "BackgroundThreads.h"
+#include "Background.h"
 
 #include <QDir>
+#include <QLocale>
 #include <QMimeData>
-#include <QtConcurrent>
 
 #include <algorithm>
 
-namespace {
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
-constexpr int kRelistingDelay = 300;
-constexpr int kRearrangingDelay = 500;
-
-} // namespace
-
-FolderModel::FolderModel(QObject* parent)
-    : QAbstractListModel(parent)
+FolderModel::FolderModel()
 {
+    m_reader.setMaxThreadCount(1);
     m_relisting.setSingleShot(true);
-    m_relisting.setInterval(kRelistingDelay);
+    m_relisting.setInterval(300ms);
     m_rearranging.setSingleShot(true);
-    m_rearranging.setInterval(kRearrangingDelay);
-    connect(&m_changes,
-        &QFileSystemWatcher::directoryChanged,
-        &m_relisting,
-        qOverload<>(&QTimer::start));
+    m_rearranging.setInterval(250ms);
+    const auto relist = [this] { m_relisting.start(); };
+    connect(&m_changes, &QFileSystemWatcher::directoryChanged, this, relist);
+    connect(&m_changes, &QFileSystemWatcher::fileChanged, this, relist);
     connect(&m_relisting, &QTimer::timeout, this, &FolderModel::refresh);
     connect(&m_rearranging, &QTimer::timeout, this, &FolderModel::arrange);
-    connect(&m_listing, &QFutureWatcherBase::finished, this, &FolderModel::listed);
-    connect(&m_reading, &QFutureWatcherBase::resultReadyAt, this, &FolderModel::batchRead);
-    connect(&m_arranging, &QFutureWatcherBase::finished, this, &FolderModel::arrangedRows);
+    connect(&m_listing, &QFutureWatcherBase::finished, this, [this] {
+        if (m_listing.future().resultCount() > 0)
+            take(m_listing.result());
+    });
+    connect(&m_reading, &QFutureWatcherBase::resultReadyAt, this, [this](int index) {
+        FolderEntry& entry = m_now.entries[m_unread[index]];
+        const FolderEntry read = m_reading.resultAt(index);
+        if (entry.version == read.version)
+            entry = read;
+        if (!m_rearranging.isActive())
+            m_rearranging.start();
+    });
+    connect(&m_arranging, &QFutureWatcherBase::finished, this, [this] {
+        if (m_arranging.future().resultCount() == 0 || m_arranging.result() == m_now.rows)
+            return;
+        beginResetModel();
+        m_now.rows = m_arranging.result();
+        endResetModel();
+    });
     connect(
         &m_copying, &QFutureWatcherBase::progressValueChanged, this, &FolderModel::reportProgress);
     connect(&m_copying, &QFutureWatcherBase::finished, this, [this] {
-        const QStringList failures
-            = m_copying.future().resultCount() > 0 ? m_copying.result() : QStringList();
-        if (!failures.isEmpty())
-            Q_EMIT copyFailed(failures);
+        const auto failures = m_copying.future().results();
+        if (!failures.value(0).isEmpty())
+            Q_EMIT copyFailed(failures[0]);
         refresh();
-        reportProgress();
     });
 }
 
 FolderModel::~FolderModel()
 {
-    stop();
+    m_reading.cancel();
+    m_copying.cancel();
 }
 
 void FolderModel::open(const QString& folder)
 {
     if (folder == m_folder)
         return;
-    if (!m_changes.directories().isEmpty())
-        m_changes.removePaths(m_changes.directories());
     m_folder = folder;
-    replace({});
-    // A folder that isn't there can't be watched, and Qt would warn.
-    if (QFileInfo(folder).isDir())
-        m_changes.addPath(folder);
+    take({{}, m_order, {}, tr("Reading…")});
+    watch({});
     Q_EMIT folderChanged(folder);
     refresh();
 }
@@ -68,25 +74,23 @@ QString FolderModel::folder() const
     return m_folder;
 }
 
-void FolderModel::stop()
-{
-    m_reading.cancel();
-    m_copying.cancel();
-}
-
 void FolderModel::refresh()
 {
-    if (m_folder.isEmpty())
-        return;
-    m_listing.setFuture(
-        QtConcurrent::run(backgroundThreads(), FolderReading::list, m_folder, m_entries, m_order));
+    m_listing.setFuture(QtConcurrent::run(
+        backgroundThreads(), FolderReading::list, m_folder, m_now.entries, m_order));
     reportProgress();
+}
+
+QString FolderModel::failure() const
+{
+    if (m_now.failure.isEmpty() && rowCount() == 0)
+        return fileCount() > 0 ? tr("No file passes the filters.")
+                               : tr("No pictures or videos here.");
+    return m_now.failure;
 }
 
 void FolderModel::setOrder(const FolderOrder& order)
 {
-    if (order == m_order)
-        return;
     m_order = order;
     arrange();
 }
@@ -98,45 +102,60 @@ const FolderOrder& FolderModel::order() const
 
 const FolderEntry& FolderModel::entry(int row) const
 {
-    return m_entries[m_rows.places[row]];
+    return m_now.entries[m_now.rows.places[row]];
 }
 
-QString FolderModel::filePath(int row) const
+MediaFile FolderModel::file(int row) const
 {
-    return QDir(m_folder).filePath(entry(row).name);
+    return {QDir(m_folder).filePath(entry(row).name), entry(row).version};
 }
 
 int FolderModel::rowOf(const QString& fileName) const
 {
-    return m_rows.rowsByName.value(fileName, -1);
+    const QList<qsizetype>& places = m_now.rows.places;
+    const auto found = std::find_if(places.begin(), places.end(), [&](qsizetype place) {
+        return m_now.entries[place].name == fileName;
+    });
+    return found != places.end() ? static_cast<int>(found - places.begin()) : -1;
 }
 
 int FolderModel::fileCount() const
 {
-    return static_cast<int>(m_entries.size());
+    return static_cast<int>(m_now.entries.size());
 }
 
 const QStringList& FolderModel::people() const
 {
-    return m_rows.people;
+    return m_now.rows.people;
 }
 
 void FolderModel::look(const QString& filePath)
 {
     const QFileInfo file(filePath);
     const int row = rowOf(file.fileName());
-    if (file.absolutePath() != m_folder || row < 0)
-        return;
-    FolderEntry changed = FolderReading::look(filePath);
-    if (changed.name.isEmpty() || changed.isSameFile(entry(row)))
+    FolderEntry changed = FolderReading::entryOf(file);
+    if (file.absolutePath() != m_folder || row < 0 || changed.name.isEmpty())
         return;
     // Shown as it was until it has been read, so that nothing jumps.
-    changed.taken = entry(row).taken;
-    changed.rating = entry(row).rating;
-    changed.people = entry(row).people;
-    m_entries[m_rows.places[row]] = changed;
+    FolderEntry& now = m_now.entries[m_now.rows.places[row]];
+    changed.taken = now.taken;
+    changed.rating = now.rating;
+    changed.people = now.people;
+    now = changed;
     Q_EMIT dataChanged(index(row), index(row));
     readOn();
+}
+
+void FolderModel::watch(const QString& filePath)
+{
+    const QStringList watched = m_changes.files() + m_changes.directories();
+    if (!watched.isEmpty())
+        m_changes.removePaths(watched);
+    // What isn't there can't be watched, and Qt would warn.
+    for (const QString& path : {m_folder, filePath}) {
+        if (QFileInfo::exists(path))
+            m_changes.addPath(path);
+    }
 }
 
 void FolderModel::copyHere(const QList<QUrl>& files)
@@ -150,7 +169,7 @@ void FolderModel::copyHere(const QList<QUrl>& files)
 
 int FolderModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(m_rows.places.size());
+    return parent.isValid() ? 0 : static_cast<int>(m_now.rows.places.size());
 }
 
 QVariant FolderModel::data(const QModelIndex& index, int role) const
@@ -158,131 +177,115 @@ QVariant FolderModel::data(const QModelIndex& index, int role) const
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return {};
     const FolderEntry& file = entry(index.row());
+    const QLocale locale;
     switch (role) {
-    case Qt::DisplayRole: return file.name;
-    case Qt::AccessibleTextRole: return QString(file.name + QString(file.rating, u'★'));
+    case Qt::DisplayRole:
+        return QString((file.format.isVideo() ? u"▶ "_s : QString()) + file.name.simplified()
+            + u'\n' + QString(file.rating, u'★'));
+    case Qt::ToolTipRole:
+        return QString(QStringList{file.name,
+                           locale.toString(file.date(), QLocale::ShortFormat),
+                           locale.formattedDataSize(file.bytes)}
+                           .join(u'\n')
+            + u'\n' + file.people.join(u'\n'))
+            .trimmed();
     default: return {};
     }
 }
 
 Qt::ItemFlags FolderModel::flags(const QModelIndex& index) const
 {
-    // Files are dropped into the folder, not onto one of its files.
-    return index.isValid() ? Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled
-            | Qt::ItemNeverHasChildren
-                           : Qt::ItemIsDropEnabled;
+    // What is dropped onto a file goes into the folder, too.
+    return QAbstractListModel::flags(index) | Qt::ItemIsDragEnabled | Qt::ItemIsDropEnabled;
 }
 
 QStringList FolderModel::mimeTypes() const
 {
-    return {QStringLiteral("text/uri-list")};
+    return {u"text/uri-list"_s};
 }
 
 QMimeData* FolderModel::mimeData(const QModelIndexList& indexes) const
 {
     QList<QUrl> urls;
     for (const QModelIndex& index : indexes)
-        urls << QUrl::fromLocalFile(filePath(index.row()));
+        urls << QUrl::fromLocalFile(file(index.row()).path);
     auto* data = new QMimeData;
     data->setUrls(urls);
     return data;
 }
 
-Qt::DropActions FolderModel::supportedDropActions() const
+bool FolderModel::dropMimeData(const QMimeData* data,
+    Qt::DropAction /*action*/,
+    int /*row*/,
+    int /*column*/,
+    const QModelIndex& /*parent*/)
 {
-    return Qt::CopyAction;
-}
-
-bool FolderModel::canDropMimeData(
-    const QMimeData* data, Qt::DropAction, int, int, const QModelIndex&) const
-{
-    const QList<QUrl> urls = data->urls();
-    return std::any_of(urls.begin(), urls.end(), [this](const QUrl& url) {
-        return url.isLocalFile() && QFileInfo(url.toLocalFile()).absolutePath() != m_folder;
-    });
-}
-
-bool FolderModel::dropMimeData(
-    const QMimeData* data, Qt::DropAction action, int row, int column, const QModelIndex& parent)
-{
-    if (!canDropMimeData(data, action, row, column, parent))
-        return false;
     copyHere(data->urls());
     return true;
 }
 
-void FolderModel::listed()
+void FolderModel::take(const FolderReading::Listing& listing)
 {
-    if (m_listing.future().resultCount() == 0)
-        return;
-    const FolderReading::Listing listing = m_listing.result();
-    replace(listing);
-    Q_EMIT failed(listing.failure);
+    const auto isSame
+        = [](const FolderEntry& a, const FolderEntry& b) { return a.version == b.version; };
+    const bool hasChanged = listing.rows != m_now.rows || listing.failure != m_now.failure
+        || !std::equal(listing.entries.begin(),
+            listing.entries.end(),
+            m_now.entries.begin(),
+            m_now.entries.end(),
+            isSame);
+    if (hasChanged) {
+        // What are under way are places in the old list.
+        m_reading.cancel();
+        m_reading.setFuture({});
+        m_arranging.setFuture({});
+        beginResetModel();
+        m_now = listing;
+        endResetModel();
+        readOn();
+    }
     if (listing.order != m_order)
         arrange();
-    readOn();
-}
-
-void FolderModel::replace(const FolderReading::Listing& listing)
-{
-    // What is under way are places in the old list.
-    m_reading.cancel();
-    m_reading.setFuture({});
-    m_arranging.setFuture({});
-    beginResetModel();
-    m_entries = listing.entries;
-    m_rows = listing.rows;
-    endResetModel();
+    reportProgress();
 }
 
 void FolderModel::readOn()
 {
-    m_readCount = std::count_if(
-        m_entries.begin(), m_entries.end(), [](const FolderEntry& entry) { return entry.isRead; });
+    m_unread.clear();
+    QList<FolderEntry> unread;
+    for (qsizetype place = 0; place < m_now.entries.size(); ++place) {
+        if (m_now.entries[place].isRead)
+            continue;
+        m_unread << place;
+        unread << m_now.entries[place];
+    }
     m_reading.cancel();
     m_reading.setFuture(
-        QtConcurrent::run(backgroundThreads(), FolderReading::readAll, m_folder, m_entries));
-    reportProgress();
-}
-
-void FolderModel::batchRead(int index)
-{
-    const FolderReading::Batch batch = m_reading.resultAt(index);
-    for (const auto& [place, entry] : batch) {
-        if (m_entries[place].isSameFile(entry))
-            m_entries[place] = entry;
-    }
-    m_readCount += batch.size();
-    if (rowCount() > 0)
-        Q_EMIT dataChanged(this->index(0), this->index(rowCount() - 1));
-    if (!m_rearranging.isActive())
-        m_rearranging.start();
+        QtConcurrent::mapped(&m_reader, unread, [folder = m_folder](const FolderEntry& entry) {
+            return FolderReading::read(folder, entry);
+        }));
     reportProgress();
 }
 
 void FolderModel::arrange()
 {
-    m_arranging.setFuture(QtConcurrent::run(backgroundThreads(), arranged, m_entries, m_order));
-}
-
-void FolderModel::arrangedRows()
-{
-    if (m_arranging.future().resultCount() == 0)
-        return;
-    FolderRows rows = m_arranging.result();
-    if (rows.places == m_rows.places && rows.people == m_rows.people)
-        return;
-    beginResetModel();
-    m_rows = std::move(rows);
-    endResetModel();
+    m_arranging.setFuture(QtConcurrent::run(backgroundThreads(), arranged, m_now.entries, m_order));
+    if (rowCount() > 0)
+        Q_EMIT dataChanged(index(0), index(rowCount() - 1));
+    reportProgress();
 }
 
 void FolderModel::reportProgress()
 {
+    const auto report = [this](const QFutureWatcherBase& work) {
+        Q_EMIT progressed(work.progressValue(), std::max(1, work.progressMaximum()));
+    };
     if (m_copying.isRunning())
-        Q_EMIT progressed(m_copying.progressValue(), std::max(1, m_copying.progressMaximum()));
+        report(m_copying);
     else if (m_listing.isRunning())
         Q_EMIT progressed(0, 0);
+    else if (m_reading.isRunning())
+        report(m_reading);
     else
-        Q_EMIT progressed(static_cast<int>(m_readCount), fileCount());
+        Q_EMIT progressed(1, 1);
 }

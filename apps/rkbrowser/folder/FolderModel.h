@@ -1,11 +1,12 @@
 #pragma once
 
-#include "folder/FolderOrder.h"
+#include "MediaFile.h"
 #include "folder/FolderReading.h"
 
 #include <QAbstractListModel>
 #include <QFileSystemWatcher>
 #include <QFutureWatcher>
+#include <QThreadPool>
 #include <QTimer>
 
 /// The media of a folder, in an order and filtered. Everything that takes time is done on
@@ -15,23 +16,23 @@ class FolderModel : public QAbstractListModel
     Q_OBJECT
 
 public:
-    explicit FolderModel(QObject* parent = nullptr);
+    FolderModel();
     ~FolderModel() override;
 
     /// Absolute path.
     void open(const QString& folder);
     QString folder() const;
-    /// Gives up what is done in the background.
-    void stop();
     /// Lists the folder again.
     void refresh();
+    /// Why the folder shows no files; empty if that is how it is.
+    QString failure() const;
 
     void setOrder(const FolderOrder& order);
     const FolderOrder& order() const;
 
     /// The row must exist.
     const FolderEntry& entry(int row) const;
-    QString filePath(int row) const;
+    MediaFile file(int row) const;
     /// -1 if it isn't shown.
     int rowOf(const QString& fileName) const;
     /// Shown or not.
@@ -41,6 +42,8 @@ public:
 
     /// A file has changed on disk.
     void look(const QString& filePath);
+    /// Sees also what other programs change inside of this file.
+    void watch(const QString& filePath);
     /// Copies files into the folder in the background.
     void copyHere(const QList<QUrl>& files);
 
@@ -49,12 +52,6 @@ public:
     Qt::ItemFlags flags(const QModelIndex& index) const override;
     QStringList mimeTypes() const override;
     QMimeData* mimeData(const QModelIndexList& indexes) const override;
-    Qt::DropActions supportedDropActions() const override;
-    bool canDropMimeData(const QMimeData* data,
-        Qt::DropAction action,
-        int row,
-        int column,
-        const QModelIndex& parent) const override;
     bool dropMimeData(const QMimeData* data,
         Qt::DropAction action,
         int row,
@@ -63,34 +60,31 @@ public:
 
 Q_SIGNALS:
     void folderChanged(const QString& folder);
-    /// The folder can't be read; empty once it can.
-    void failed(const QString& reason);
     void copyFailed(const QStringList& reasons);
     /// How much of the work in the background is done; equal numbers for all.
     void progressed(int done, int all);
 
 private:
-    void listed();
-    void replace(const FolderReading::Listing& listing);
+    void take(const FolderReading::Listing& listing);
     void readOn();
-    void batchRead(int index);
     void arrange();
-    void arrangedRows();
     void reportProgress();
 
     QString m_folder;
-    QList<FolderEntry> m_entries;
+    FolderReading::Listing m_now;
     FolderOrder m_order;
-    FolderRows m_rows;
-    qsizetype m_readCount = 0;
+    // Places of the entries that are being read.
+    QList<qsizetype> m_unread;
 
     QFutureWatcher<FolderReading::Listing> m_listing;
-    QFutureWatcher<FolderReading::Batch> m_reading;
+    QFutureWatcher<FolderEntry> m_reading;
     QFutureWatcher<FolderRows> m_arranging;
     QFutureWatcher<QStringList> m_copying;
     QFileSystemWatcher m_changes;
     // Several changes are one.
     QTimer m_relisting;
-    // While metadata come in, the order isn't made anew for each batch.
+    // While metadata come in, the order isn't made anew for each file.
     QTimer m_rearranging;
+    // One, so that the panel and the pictures needn't wait for a folder.
+    QThreadPool m_reader;
 };

@@ -3,6 +3,7 @@
 #include <QCollator>
 
 #include <algorithm>
+#include <set>
 #include <vector>
 
 namespace {
@@ -29,45 +30,42 @@ qint64 firstKey(const FolderEntry& entry, FolderOrder::Key key)
 QCollator nameOrder()
 {
     // The locale "C" knows no numbers.
-    const QLocale locale
-        = QLocale().language() == QLocale::C ? QLocale(QLocale::English) : QLocale();
-    QCollator collator(locale);
+    const QLocale locale;
+    QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
     collator.setNumericMode(true);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     return collator;
 }
 
+FolderOrder::Kind kindOf(const RKMediaFormat& format)
+{
+    using Kind = FolderOrder::Kind;
+    return format.isVideo() ? Kind::Videos
+        : format.isSVG()    ? Kind::Drawings
+        : format.isRaw()    ? Kind::Raw
+                            : Kind::Pictures;
+}
+
+bool accepts(const FolderOrder& order, const FolderEntry& entry)
+{
+    const auto isWanted = [&order](const auto& name) { return order.people.contains(name); };
+    return (order.kind == FolderOrder::Kind::All || kindOf(entry.format) == order.kind)
+        && entry.rating >= order.minRating && entry.name.contains(order.text, Qt::CaseInsensitive)
+        && (order.people.isEmpty()
+            || std::any_of(entry.people.begin(), entry.people.end(), isWanted));
+}
+
 } // namespace
-
-FolderOrder::Kind FolderOrder::kindOf(const RKMediaFormat& format)
-{
-    if (format.isVideo())
-        return Kind::Videos;
-    if (format.isSVG())
-        return Kind::Drawings;
-    return format.isRaw() ? Kind::Raw : Kind::Pictures;
-}
-
-bool FolderOrder::accepts(const FolderEntry& entry) const
-{
-    return (kind == Kind::All || kindOf(entry.format) == kind) && entry.rating >= minRating
-        && (text.isEmpty() || entry.name.contains(text, Qt::CaseInsensitive))
-        && (person.isEmpty() || entry.people.contains(person));
-}
 
 FolderRows arranged(const QList<FolderEntry>& entries, const FolderOrder& order)
 {
-    FolderRows rows;
     const QCollator collator = nameOrder();
+    std::set<QString> people;
     std::vector<SortKey> keys;
     for (qsizetype place = 0; place < entries.size(); ++place) {
         const FolderEntry& entry = entries[place];
-        for (const QString& person : entry.people) {
-            const auto next = std::lower_bound(rows.people.begin(), rows.people.end(), person);
-            if (next == rows.people.end() || *next != person)
-                rows.people.insert(next, person);
-        }
-        if (order.accepts(entry))
+        people.insert(entry.people.begin(), entry.people.end());
+        if (accepts(order, entry))
             keys.push_back({place, firstKey(entry, order.key), collator.sortKey(entry.name)});
     }
     std::sort(keys.begin(), keys.end(), [&entries](const SortKey& a, const SortKey& b) {
@@ -78,11 +76,8 @@ FolderRows arranged(const QList<FolderEntry>& entries, const FolderOrder& order)
     });
     if (order.direction == Qt::DescendingOrder)
         std::reverse(keys.begin(), keys.end());
-    rows.places.reserve(static_cast<qsizetype>(keys.size()));
-    rows.rowsByName.reserve(static_cast<qsizetype>(keys.size()));
-    for (const SortKey& key : keys) {
-        rows.rowsByName.insert(entries[key.place].name, static_cast<int>(rows.places.size()));
+    FolderRows rows{{}, {people.begin(), people.end()}};
+    for (const SortKey& key : keys)
         rows.places << key.place;
-    }
     return rows;
 }

@@ -2,7 +2,6 @@
 
 #include "folder/FolderEntry.h"
 
-#include <QHash>
 #include <QList>
 
 /// What of a folder is shown, and in which order.
@@ -30,13 +29,10 @@ struct FolderOrder
     QString text = {};
     int minRating = 0;
     Kind kind = Kind::All;
-    /// Somebody who has to be in the picture; empty for nobody.
-    QString person = {};
+    /// One of them has to be in the picture; empty for all pictures.
+    QStringList people = {};
 
     bool operator==(const FolderOrder& other) const = default;
-
-    static Kind kindOf(const RKMediaFormat& format);
-    bool accepts(const FolderEntry& entry) const;
 };
 
 /// The entries that an order lets through.
@@ -44,9 +40,10 @@ struct FolderRows
 {
     /// Their places in the list of entries.
     QList<qsizetype> places;
-    QHash<QString, int> rowsByName;
     /// Everybody who is in one of all entries, sorted.
     QStringList people;
+
+    bool operator==(const FolderRows& other) const = default;
 };
 
 /// Sorts and filters; equal ones by their names, numbers in these by their value. For background

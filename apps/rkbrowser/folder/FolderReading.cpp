@@ -9,9 +9,12 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
+
+#include <atomic>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -20,7 +23,6 @@ struct Text
     Q_DECLARE_TR_FUNCTIONS(FolderReading)
 };
 
-constexpr qint64 kBatchMilliseconds = 100;
 // More copies of one name than anybody has.
 constexpr int kMaxCopies = 10000;
 
@@ -40,19 +42,6 @@ const QHash<QString, RKMediaFormat>& formatsBySuffix()
     return formats;
 }
 
-FolderEntry entryOf(const QFileInfo& file)
-{
-    FolderEntry entry;
-    const auto format = formatsBySuffix().constFind(file.suffix().toLower());
-    if (format == formatsBySuffix().constEnd())
-        return entry;
-    entry.name = file.fileName();
-    entry.format = *format;
-    entry.bytes = file.size();
-    entry.modified = file.lastModified();
-    return entry;
-}
-
 /// Why a file could not be copied; empty if it was.
 QString copyFile(const QString& source, const QDir& folder)
 {
@@ -61,11 +50,8 @@ QString copyFile(const QString& source, const QDir& folder)
         return Text::tr("%1 is not a file.").arg(source);
     QFile from(source);
     for (int copy = 1; copy < kMaxCopies; ++copy) {
-        QString name = file.fileName();
-        if (copy > 1)
-            name = QStringLiteral("%1 (%2).%3")
-                       .arg(file.completeBaseName(), QString::number(copy), file.suffix());
-        const QString target = folder.filePath(name);
+        const QString other = file.completeBaseName() + u" (%1)."_s.arg(copy) + file.suffix();
+        const QString target = folder.filePath(copy == 1 ? file.fileName() : other);
         if (QFileInfo::exists(target) || QFileInfo(target).isSymLink())
             continue;
         // Complete or not there, and it replaces nothing that has come meanwhile.
@@ -94,66 +80,54 @@ FolderReading::Listing FolderReading::list(
     else if (!info.isReadable())
         listing.failure = Text::tr("The folder may not be read.");
 
-    QHash<QString, const FolderEntry*> before;
-    before.reserve(known.size());
+    QHash<QString, FolderEntry> before;
     for (const FolderEntry& entry : known)
-        before.insert(entry.name, &entry);
+        before.insert(entry.name, entry);
     QDirIterator files(folder, QDir::Files);
     while (files.hasNext()) {
-        files.next();
-        const FolderEntry entry = entryOf(files.fileInfo());
-        if (entry.name.isEmpty())
-            continue;
-        const FolderEntry* old = before.value(entry.name);
-        const bool isKnown = old && old->isSameFile(entry);
-        if (old && !isKnown)
+        const FolderEntry entry = entryOf(files.nextFileInfo());
+        const FolderEntry old = before.value(entry.name);
+        const bool isKnown = old.bytes == entry.bytes && old.modified == entry.modified;
+        if (old.version > 0 && !isKnown)
             RKMediaLoader::instance()->invalidateMetaData(files.fileInfo());
-        listing.entries << (isKnown ? *old : entry);
+        if (!entry.name.isEmpty())
+            listing.entries << (isKnown ? old : entry);
     }
     listing.rows = arranged(listing.entries, order);
     return listing;
 }
 
-FolderEntry FolderReading::look(const QString& filePath)
+FolderEntry FolderReading::entryOf(const QFileInfo& file)
 {
-    const QFileInfo file(filePath);
-    return file.isFile() ? entryOf(file) : FolderEntry();
+    static std::atomic<quint64> newest = 0;
+    FolderEntry entry;
+    const auto format = formatsBySuffix().constFind(file.suffix().toLower());
+    if (format == formatsBySuffix().constEnd())
+        return entry;
+    entry.name = file.fileName();
+    entry.format = *format;
+    entry.bytes = file.size();
+    entry.modified = file.lastModified();
+    entry.version = ++newest;
+    return entry;
 }
 
-void FolderReading::read(const QString& folder, FolderEntry* entry)
+FolderEntry FolderReading::read(const QString& folder, FolderEntry entry)
 {
-    entry->isRead = true;
-    if (!RKImageLoader::instance()->supportsMediaFormat(entry->format))
-        return;
+    entry.isRead = true;
+    if (!RKImageLoader::instance()->supportsMediaFormat(entry.format))
+        return entry;
     RKMediaError error; // Thumbnails say why.
-    const RKMetaData metaData(QFileInfo(QDir(folder), entry->name), &error);
-    entry->taken = metaData.pictureTaken();
-    entry->rating = metaData.adobeRating();
+    const RKMetaData metaData(QFileInfo(QDir(folder), entry.name), &error);
+    entry.taken = metaData.pictureTaken();
+    entry.rating = metaData.adobeRating();
+    entry.people.clear();
     const QList<RKFacePosition> faces = metaData.facePositions().facePositions();
-    for (const RKFacePosition& face : faces) {
-        if (!face.name().isEmpty() && !entry->people.contains(face.name()))
-            entry->people << face.name();
-    }
-}
-
-void FolderReading::readAll(
-    QPromise<Batch>& promise, const QString& folder, const QList<FolderEntry>& entries)
-{
-    Batch batch;
-    QElapsedTimer time;
-    time.start();
-    for (qsizetype i = 0; i < entries.size() && !promise.isCanceled(); ++i) {
-        if (entries[i].isRead)
-            continue;
-        batch.emplace_back(i, entries[i]);
-        read(folder, &batch.back().second);
-        if (time.elapsed() < kBatchMilliseconds)
-            continue;
-        promise.addResult(std::exchange(batch, {}));
-        time.restart();
-    }
-    if (!batch.isEmpty())
-        promise.addResult(batch);
+    for (const RKFacePosition& face : faces)
+        entry.people << face.name();
+    entry.people.removeAll(QString());
+    entry.people.removeDuplicates();
+    return entry;
 }
 
 void FolderReading::copyInto(

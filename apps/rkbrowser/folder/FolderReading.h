@@ -2,9 +2,7 @@
 
 #include "folder/FolderOrder.h"
 
-#include <QList>
 #include <QPromise>
-#include <QSet>
 #include <QUrl>
 
 /// What the browser does with the files of a folder. All of it waits for the disk: for background
@@ -24,15 +22,10 @@ struct Listing
 /// is kept.
 Listing list(const QString& folder, const QList<FolderEntry>& known, const FolderOrder& order);
 
-/// One file, without its metadata. The name is empty if it is gone.
-FolderEntry look(const QString& filePath);
-/// Reads the metadata.
-void read(const QString& folder, FolderEntry* entry);
-
-/// Entries that were read, by their places in the list.
-using Batch = QList<std::pair<qsizetype, FolderEntry>>;
-/// Reads all that were not read yet, a batch in about a tenth of a second.
-void readAll(QPromise<Batch>& promise, const QString& folder, const QList<FolderEntry>& entries);
+/// One file, without its metadata. The name is empty if the library doesn't open it.
+FolderEntry entryOf(const QFileInfo& file);
+/// The same with its metadata.
+FolderEntry read(const QString& folder, FolderEntry entry);
 
 /// Copies files into a folder under names that are free there; nothing is replaced. Files of the
 /// folder itself are left out. The result says which ones failed; the progress counts files.

@@ -1,28 +1,27 @@
 #pragma once
 
-#include <QIcon>
-#include <QTreeWidget>
+#include <QFileSystemModel>
+#include <QTreeView>
 
-/// The folders of the machine. Those in a folder are listed in the background when it is opened.
-class FolderTree : public QTreeWidget
+/// The folders of the user or, outside of these, of the machine. Qt lists them in the background.
+class FolderTree : public QTreeView
 {
     Q_OBJECT
 
 public:
-    explicit FolderTree(QWidget* parent = nullptr);
+    FolderTree();
 
+    /// It is the user's home, or in it.
+    static bool isAtHome(const QString& folder);
     /// Opens all folders down to this one, and makes it the current one.
     void reveal(const QString& folder);
 
 Q_SIGNALS:
     void chosen(const QString& folder);
 
-private:
-    QTreeWidgetItem* add(QTreeWidgetItem* parent, const QString& name, const QString& folder);
-    void list(QTreeWidgetItem* item);
-    void revealIn(QTreeWidgetItem* item);
+protected:
+    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 
-    // Making one for each folder would take long.
-    const QIcon m_icon;
-    QString m_revealed;
+private:
+    QFileSystemModel m_model;
 };

@@ -1,37 +1,75 @@
 #include "folder/FolderView.h"
 
-#include "folder/FolderDelegate.h"
 #include "folder/FolderModel.h"
 
-#include <QDragMoveEvent>
+#include <QApplication>
 #include <QFileInfo>
 #include <QPainter>
 #include <QScrollBar>
+#include <QStyledItemDelegate>
 #include <QWheelEvent>
 
 #include <algorithm>
 #include <cmath>
 #include <numeric>
 
+using namespace std::chrono_literals;
+
 namespace {
 
 constexpr int kMinSide = 96;
 constexpr int kMaxSide = 384;
 constexpr int kSideStep = 32;
-constexpr int kWantingDelay = 20;
+constexpr int kMargin = 8;
+constexpr int kWarningSide = 32;
 constexpr int kStepOfWheel = 120;
+constexpr qint64 kMaxBytes = 192 << 20;
 
 } // namespace
 
-FolderView::FolderView(FolderModel* model, RKAsyncLoader* loader, QWidget* parent)
-    : QListView(parent)
-    , m_model(model)
-    , m_thumbnails(loader)
-    , m_delegate(new FolderDelegate(model, &m_thumbnails, this))
+/// Adds the thumbnail, or why there is none.
+class FolderView::Delegate : public QStyledItemDelegate
 {
-    setItemDelegate(m_delegate);
+public:
+    explicit Delegate(FolderView* view)
+        : QStyledItemDelegate(view)
+        , m_view(view)
+    {
+    }
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        const Picture* thumbnail = m_view->m_thumbnails.find(m_view->wish(index.row()));
+        option->features |= QStyleOptionViewItem::HasDecoration;
+        if (!thumbnail)
+            return;
+        if (thumbnail->image.isNull()) {
+            option->icon = QApplication::style()->standardIcon(QStyle::SP_MessageBoxWarning);
+            option->decorationSize = {kWarningSide, kWarningSide};
+            option->text = thumbnail->reason + u'\n' + option->text;
+            return;
+        }
+        QPixmap pixmap = QPixmap::fromImage(thumbnail->image);
+        pixmap.setDevicePixelRatio(m_view->devicePixelRatioF());
+        option->icon = pixmap;
+        // Without the colour of the selection.
+        option->icon.addPixmap(pixmap, QIcon::Selected);
+    }
+
+private:
+    const FolderView* const m_view;
+};
+
+FolderView::FolderView(FolderModel* model, RKAsyncLoader* loader)
+    : m_model(model)
+    , m_thumbnails(loader)
+{
+    setItemDelegate(new Delegate(this));
     setFlow(LeftToRight);
     setWrapping(true);
+    setWordWrap(true);
     setResizeMode(Adjust);
     setUniformItemSizes(true);
     setVerticalScrollMode(ScrollPerPixel);
@@ -42,24 +80,16 @@ FolderView::FolderView(FolderModel* model, RKAsyncLoader* loader, QWidget* paren
     setDragDropMode(DragDrop);
     setDropIndicatorShown(false);
     setAccessibleName(tr("Files"));
-    setThumbnailSide(5 * kSideStep);
 
     m_wanting.setSingleShot(true);
-    m_wanting.setInterval(kWantingDelay);
+    m_wanting.setInterval(20ms);
     connect(&m_wanting, &QTimer::timeout, this, &FolderView::wantThumbnails);
-    connect(
-        verticalScrollBar(), &QScrollBar::valueChanged, &m_wanting, [this] { m_wanting.start(); });
     connect(model, &FolderModel::modelAboutToBeReset, this, &FolderView::remember);
     setModel(model);
     // After the view has seen the new rows.
     connect(model, &FolderModel::modelReset, this, &FolderView::restore);
-    connect(model, &FolderModel::dataChanged, &m_wanting, [this] { m_wanting.start(); });
-    connect(model, &FolderModel::folderChanged, this, [this] { m_failure = tr("Reading…"); });
-    connect(model, &FolderModel::failed, this, [this](const QString& reason) {
-        m_failure = reason;
-        viewport()->update();
-    });
-    connect(&m_thumbnails, &ThumbnailStore::loaded, this, &FolderView::updateFile);
+    connect(&m_thumbnails, &PictureStore::loaded, viewport(), qOverload<>(&QWidget::update));
+    setThumbnailSide(5 * kSideStep);
 }
 
 void FolderView::zoom(int steps)
@@ -80,18 +110,15 @@ void FolderView::setThumbnailSide(int side)
 
 void FolderView::layOut()
 {
-    QSize grid = m_delegate->minSize(fontMetrics(), m_side);
     // Columns share the width; the view wants a pixel more than they take.
     const int width = viewport()->width() - 1;
-    grid.setWidth(std::max(grid.width(), width / std::max(1, width / grid.width())));
+    const int least = m_side + 2 * kMargin;
+    const QSize grid(std::max(least, width / std::max(1, width / least)),
+        least + 2 * fontMetrics().lineSpacing());
     if (grid == gridSize())
         return;
-    m_delegate->setSize(grid);
     setGridSize(grid);
-    m_wanting.start();
-    // The model comes later than the first call.
-    if (model())
-        scrollTo(currentIndex());
+    scrollTo(currentIndex());
 }
 
 QStringList FolderView::selectedFiles() const
@@ -100,7 +127,7 @@ QStringList FolderView::selectedFiles() const
     std::sort(rows.begin(), rows.end());
     QStringList files;
     for (const QModelIndex& row : rows)
-        files << m_model->filePath(row.row());
+        files << m_model->file(row.row()).path;
     return files;
 }
 
@@ -113,17 +140,15 @@ int FolderView::selectedCount() const
     });
 }
 
-QString FolderView::currentFile() const
+MediaFile FolderView::currentFile() const
 {
-    return currentIndex().isValid() ? m_model->filePath(currentIndex().row()) : QString();
+    return currentIndex().isValid() ? m_model->file(currentIndex().row()) : MediaFile();
 }
 
 void FolderView::setCurrentFile(const QString& filePath)
 {
     m_current = QFileInfo(filePath).fileName();
-    const int row = m_model->rowOf(m_current);
-    if (row >= 0)
-        setCurrentIndex(m_model->index(row));
+    setCurrentIndex(m_model->index(m_model->rowOf(m_current)));
 }
 
 void FolderView::currentChanged(const QModelIndex& current, const QModelIndex& previous)
@@ -131,7 +156,8 @@ void FolderView::currentChanged(const QModelIndex& current, const QModelIndex& p
     QListView::currentChanged(current, previous);
     if (current.isValid())
         m_current = m_model->entry(current.row()).name;
-    Q_EMIT currentChangedTo(currentFile());
+    m_model->watch(currentFile().path);
+    Q_EMIT selectedFilesChanged();
 }
 
 void FolderView::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
@@ -140,46 +166,40 @@ void FolderView::selectionChanged(const QItemSelection& selected, const QItemSel
     Q_EMIT selectedFilesChanged();
 }
 
+void FolderView::initViewItemOption(QStyleOptionViewItem* option) const
+{
+    QListView::initViewItemOption(option);
+    option->decorationPosition = QStyleOptionViewItem::Top;
+    option->decorationAlignment = option->displayAlignment = Qt::AlignCenter;
+    option->decorationSize = {m_side, m_side};
+    option->textElideMode = Qt::ElideMiddle;
+    option->showDecorationSelected = true;
+}
+
 void FolderView::paintEvent(QPaintEvent* event)
 {
     QListView::paintEvent(event);
-    if (m_model->rowCount() > 0)
-        return;
-    const QString filtered = m_model->fileCount() > 0 ? tr("No file passes the filters.")
-                                                      : tr("No pictures or videos here.");
+    // Whatever has changed: what can be seen now is wanted.
+    if (!m_wanting.isActive())
+        m_wanting.start();
     QPainter(viewport())
         .drawText(viewport()->rect().adjusted(20, 20, -20, -20),
             Qt::AlignCenter | Qt::TextWordWrap,
-            m_failure.isEmpty() ? filtered : m_failure);
+            m_model->failure());
 }
 
 void FolderView::resizeEvent(QResizeEvent* event)
 {
     QListView::resizeEvent(event);
     layOut();
-    m_wanting.start();
-}
-
-void FolderView::showEvent(QShowEvent* event)
-{
-    QListView::showEvent(event);
-    m_wanting.start();
 }
 
 void FolderView::wheelEvent(QWheelEvent* event)
 {
-    if (event->modifiers() != Qt::ControlModifier)
-        return QListView::wheelEvent(event);
-    zoom(event->angleDelta().y() / kStepOfWheel);
-    event->accept();
-}
-
-void FolderView::dragMoveEvent(QDragMoveEvent* event)
-{
-    QListView::dragMoveEvent(event);
-    // Wherever it is dropped, it goes into the folder.
-    event->setAccepted(
-        m_model->canDropMimeData(event->mimeData(), Qt::CopyAction, -1, -1, QModelIndex()));
+    if (event->modifiers() == Qt::ControlModifier)
+        zoom(event->angleDelta().y() / kStepOfWheel);
+    else
+        QListView::wheelEvent(event);
 }
 
 void FolderView::remember()
@@ -192,50 +212,41 @@ void FolderView::remember()
 
 void FolderView::restore()
 {
-    QList<int> rows;
-    for (const QString& name : std::as_const(m_selected)) {
-        if (const int row = m_model->rowOf(name); row >= 0)
-            rows << row;
-    }
-    std::sort(rows.begin(), rows.end());
+    const auto isSelected
+        = [this](int row) { return m_selected.contains(m_model->entry(row).name); };
     QItemSelection selection;
-    for (qsizetype i = 0, end = 0; i < rows.size(); i = end) {
+    for (int row = 0, end = 0; row < m_model->rowCount() && !m_selected.isEmpty(); row = end + 1) {
         // One range for neighbours: thousands of ranges would take long.
-        for (end = i + 1; end < rows.size() && rows[end] == rows[end - 1] + 1;)
+        for (end = row; end < m_model->rowCount() && isSelected(end);)
             ++end;
-        selection.select(m_model->index(rows[i]), m_model->index(rows[end - 1]));
+        if (end > row)
+            selection.select(m_model->index(row), m_model->index(end - 1));
     }
-    const int current = m_model->rowOf(m_current);
-    if (current >= 0) {
-        selectionModel()->setCurrentIndex(m_model->index(current), QItemSelectionModel::NoUpdate);
-        scrollTo(currentIndex());
-    }
+    const QModelIndex current = m_model->index(m_model->rowOf(m_current));
+    selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
+    scrollTo(current);
     selectionModel()->select(selection, QItemSelectionModel::Select);
-    m_wanting.start();
+}
+
+PictureWish FolderView::wish(int row) const
+{
+    const int pixels = static_cast<int>(std::ceil(m_side * devicePixelRatioF()));
+    return {m_model->file(row), PictureWish::Kind::Thumbnail, {pixels, pixels}};
 }
 
 void FolderView::wantThumbnails()
 {
-    const int count = m_model->rowCount();
-    if (!isVisible() || count == 0)
-        return m_thumbnails.want({}, {});
-    m_thumbnails.setPixels(static_cast<int>(std::ceil(m_side * devicePixelRatioF())));
     const int columns = std::max(1, viewport()->width() / gridSize().width());
-    const int top = verticalScrollBar()->value();
-    const int first = std::min(count - 1, top / gridSize().height() * columns);
+    const int first = verticalScrollBar()->value() / gridSize().height() * columns;
     const int page = (viewport()->height() / gridSize().height() + 2) * columns;
-    const auto files = [this, count](int from, int to) {
-        QList<ThumbnailStore::File> result;
-        for (int row = std::max(0, from); row < std::min(count, to); ++row)
-            result << ThumbnailStore::File{m_model->filePath(row), m_model->entry(row).modified};
+    const auto wishes = [this](int from, int to) {
+        QList<PictureWish> result;
+        for (int row = std::max(0, from); row < std::min(m_model->rowCount(), to); ++row)
+            result << wish(row);
         return result;
     };
-    m_thumbnails.want(files(first, first + page),
-        files(first + page, first + 2 * page) + files(first - page, first));
-}
-
-void FolderView::updateFile(const QString& filePath)
-{
-    if (const int row = m_model->rowOf(QFileInfo(filePath).fileName()); row >= 0)
-        update(m_model->index(row));
+    const double pixels = m_side * devicePixelRatioF();
+    m_thumbnails.want(wishes(first, first + page),
+        wishes(first + page, first + 2 * page) + wishes(first - page, first),
+        static_cast<int>(static_cast<double>(kMaxBytes) / (4 * pixels * pixels)));
 }

@@ -1,107 +1,80 @@
 #pragma once
 
 #include "RKImageLoader/metadata/RKMetaData.h"
-#include "RKImageLoader/metadata/RKMetaDataField.h"
 
-#include <QDateTime>
+#include <QAction>
+#include <QList>
 #include <QObject>
-#include <QQueue>
-#include <QString>
-#include <QStringList>
 #include <QThreadPool>
-#include <QUndoStack>
 
 #include <functional>
-
-class QAction;
 
 /// Writes changes of metadata into their files at once, in the order in which they come, on a
 /// thread of its own. What was written can be undone as long as the history lives.
 ///
-/// A change that can't be written leaves its file as it was and is not part of the history. Values
-/// that a user has seen before editing are handed over as "shown": where the file says something
-/// else by now, nothing is written. For the window's thread.
+/// A change that can't be written leaves its file as it was and is not part of the history. The
+/// destructor waits for what is still to be written. For the window's thread.
 class EditHistory : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit EditHistory(QObject* parent = nullptr);
-    /// Waits for what is still to be written.
-    ~EditHistory() override;
+    EditHistory();
 
-    /// Actions with a text that says what they take back or make again. An undo is a save, which
-    /// may fail, so that QUndoStack's own actions would not do.
-    QAction* createUndoAction(QObject* parent);
-    QAction* createRedoAction(QObject* parent);
-
+    /// Changes what the file says when its turn has come; false if that is not what the user saw.
+    using Change = std::function<bool(RKMetaData&)>;
+    /// The text says what is changed, with %1 for the name of the file.
+    void edit(const QString& filePath, const QString& text, const Change& change);
     /// 0 to 5 stars.
     void setRating(const QString& filePath, int stars);
     /// Through the orientation in the metadata; the pixels stay.
     void rotate(const QString& filePath, int quarterTurnsClockwise);
-    /// A field that is a free text.
-    void setText(const QString& filePath,
-        RKMetaDataFieldEnum field,
-        const QString& shown,
-        const QString& wanted);
-    /// Keywords that others have added meanwhile stay.
-    void changeKeywords(
-        const QString& filePath, const QStringList& removed, const QStringList& added);
-    void setPictureTaken(const QString& filePath, const QDateTime& shown, const QDateTime& wanted);
-    /// An invalid one removes it.
-    void setPosition(
-        const QString& filePath, const RKGeoPosition& shown, const RKGeoPosition& wanted);
+
+    /// Take the last step back, or make it again, after everything that was asked for before. Their
+    /// texts say which one that is.
+    QAction* undoAction();
+    QAction* redoAction();
 
     bool isWriting() const;
-
-public Q_SLOTS:
-    /// After everything that was asked for before.
-    void undo();
-    void redo();
 
 Q_SIGNALS:
     void fileWritten(const QString& filePath);
     /// The file is as it was.
     void failed(const QString& filePath, const QString& reason);
-    /// Everything is written.
-    void idle();
 
 private:
-    class Command;
-    enum class Kind
+    struct Step
     {
-        Edit,
-        Undo,
-        Redo
-    };
-    /// Changes what the file has now; false if that is not what the change was made for.
-    using Change = std::function<bool(RKMetaData&)>;
-
-    struct Task
-    {
-        Kind kind;
         QString filePath;
         QString text;
-        Change change;
+        RKMetaData before = {};
+        RKMetaData after = {};
     };
 
     struct Outcome
     {
+        Step step;
         bool isWritten = false;
-        QString failure;
-        RKMetaData before;
-        RKMetaData after;
+        QString failure = {};
+        // What can be undone and made again now.
+        QString last = {};
+        QString next = {};
     };
 
-    static Outcome write(const QString& filePath, const Change& change);
-    void add(const Task& task);
-    void addEdit(const QString& filePath, const QString& text, const Change& change);
-    void startNext();
-    void finish(const Task& task, const Outcome& outcome);
-    QAction* ownAction(QAction* action, void (EditHistory::*slot)());
+    void start(const std::function<Outcome()>& job);
+    Outcome add(const Step& step, const Change& change);
+    Outcome undo();
+    Outcome redo();
+    static Outcome write(Step step, const Change& change);
+    void finish(const Outcome& outcome);
 
-    QUndoStack m_stack;
-    QQueue<Task> m_waiting;
-    bool m_isWriting = false;
+    QAction m_undo;
+    QAction m_redo;
+    int m_waiting = 0;
+    // Only the thread below uses these: what there is to undo is known when all is written that was
+    // asked for before.
+    QList<Step> m_steps;
+    qsizetype m_done = 0;
+    // Ends first.
     QThreadPool m_thread;
 };

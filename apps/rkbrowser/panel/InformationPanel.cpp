@@ -1,64 +1,50 @@
 #include "panel/InformationPanel.h"
 
-#include "BackgroundThreads.h"
-#include "WhenDone.h"
+#include "Background.h"
 #include "panel/EditHistory.h"
-#include "panel/KeywordEdit.h"
 
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpression>
-#include <QScrollArea>
-#include <QToolButton>
-#include <QtConcurrent>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kStars = 5;
-constexpr int kSettlingMs = 200;
-
-/// What changes with the file, and also if another file takes its name.
-QString stampOf(const QString& filePath)
-{
-    const QFileInfo file(filePath);
-    return QStringLiteral("%1 %2").arg(file.size()).arg(file.lastModified().toMSecsSinceEpoch());
-}
+constexpr int kMaxRating = 5;
 
 QString dateText(const QDateTime& date)
 {
-    const QString text = date.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-    return date.timeSpec() == Qt::LocalTime
-        ? text
-        : text + u' ' + date.toOffsetFromUtc(date.offsetFromUtc()).toString(Qt::ISODate).mid(19);
+    constexpr qsizetype kDateLength = 19;
+    QString text = date.toString(Qt::ISODate).replace(u'T', u' ');
+    if (text.size() > kDateLength)
+        text.insert(kDateLength, u' '); // before the offset
+    return text;
 }
 
-/// Of "2021-07-04 12:30:05 +02:00", where the seconds and the offset may be left out.
+/// Reads "2021-07-04 12:30:05 +02:00", where the seconds and the offset may be left out.
 QDateTime parseDate(const QString& text)
 {
-    static const QRegularExpression pattern(QStringLiteral(
-        "^\\s*(\\d{4}-\\d\\d-\\d\\d)[ T]+(\\d\\d:\\d\\d(?::\\d\\d)?)\\s*(Z|[+-]\\d\\d:\\d\\d)?\\s*$"));
-    const QRegularExpressionMatch match = pattern.match(text);
-    return QDateTime::fromString(
-        match.captured(1) + u'T' + match.captured(2) + match.captured(3), Qt::ISODate);
+    static const QRegularExpression blankBeforeOffset(u" (?=[-+Z])"_s);
+    return QDateTime::fromString(text.simplified().remove(blankBeforeOffset), Qt::ISODate);
 }
 
 QString positionText(const RKGeoPosition& position)
 {
     constexpr int kDigits = 6; // 11 cm
     return position.isValid()
-        ? QStringLiteral("%1, %2").arg(QString::number(position.latitude().degrees(), 'f', kDigits),
+        ? u"%1, %2"_s.arg(QString::number(position.latitude().degrees(), 'f', kDigits),
             QString::number(position.longitude().degrees(), 'f', kDigits))
         : QString();
 }
 
-/// Of "48.858222, 2.2945" or "48.858222 N 2.2945 E".
+/// Reads "48.858222, 2.2945" or "48.858222 N 2.2945 E".
 RKGeoPosition parsePosition(const QString& text)
 {
-    static const QRegularExpression pattern(
-        QStringLiteral("^\\s*([+-]?\\d+(?:\\.\\d+)?)\\s*°?\\s*([NS]?)[\\s,;]+"
-                       "([+-]?\\d+(?:\\.\\d+)?)\\s*°?\\s*([EW]?)\\s*$"),
+    static const QRegularExpression pattern(u"^\\s*([+-]?\\d+(?:\\.\\d+)?)\\s*°?\\s*([NS]?)[\\s,;]+"
+                                            "([+-]?\\d+(?:\\.\\d+)?)\\s*°?\\s*([EW]?)\\s*$"_s,
         QRegularExpression::CaseInsensitiveOption);
     const QRegularExpressionMatch match = pattern.match(text);
     const auto angle = [&match](int group, QChar negative) {
@@ -69,275 +55,249 @@ RKGeoPosition parsePosition(const QString& text)
     return match.hasMatch() ? RKGeoPosition(angle(1, u'S'), angle(3, u'W')) : RKGeoPosition();
 }
 
-QLabel* valueLabel(const QString& text)
+QLabel* label(Qt::TextInteractionFlags interaction)
 {
-    auto* label = new QLabel(text);
-    label->setTextFormat(Qt::PlainText);
+    auto* label = new QLabel;
     label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    label->setTextInteractionFlags(interaction);
     return label;
+}
+
+/// For a label, which says the target when the text is clicked, or Enter is pressed there.
+QString link(qsizetype target, const QString& text, const QString& style)
+{
+    return u"<a href=\"%1\" style=\"text-decoration:none; %2\">%3</a>"_s.arg(
+        QString::number(target), style, text);
 }
 
 } // namespace
 
-InformationPanel::InformationPanel(EditHistory* history, QWidget* parent)
-    : QWidget(parent)
-    , m_history(history)
-    , m_keywords(new KeywordEdit)
+InformationPanel::InformationPanel(EditHistory* history)
+    : m_history(history)
     , m_editors(new QWidget)
-    , m_rows(new QFormLayout)
-    , m_name(valueLabel({}))
-    , m_problem(valueLabel({}))
+    , m_name(label(Qt::TextSelectableByMouse))
+    , m_problem(label(Qt::TextSelectableByMouse))
+    , m_stars(label(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard))
+    , m_keywords(label(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard))
+    , m_newKeywords(new QLineEdit)
+    , m_rows(label(Qt::TextSelectableByMouse))
 {
-    m_name->setStyleSheet(QStringLiteral("font-weight: bold"));
-    m_problem->setStyleSheet(QStringLiteral("background: palette(alternate-base);"
-                                            "color: palette(text);"
-                                            "border: 1px solid #c0392b; border-radius: 4px;"
-                                            "padding: 4px"));
-    m_problem->hide();
+    for (QLabel* plain : {m_name, m_problem})
+        plain->setTextFormat(Qt::PlainText);
+    m_name->setStyleSheet(u"font-weight: bold"_s);
+    m_problem->setStyleSheet(u"border: 1px solid #c0392b; border-radius: 4px; padding: 4px"_s);
     auto* form = new QFormLayout(m_editors);
     form->setContentsMargins({});
-    addStars(form);
-    addLines(form);
-    m_rows->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->addRow(tr("Rating"), m_stars);
+    m_stars->setAccessibleName(tr("Rating"));
+    connect(m_stars, &QLabel::linkActivated, this, [this](const QString& stars) {
+        // A second click at the last star takes all away.
+        const bool isSame = m_facts.metaData.adobeRating() == stars.toInt();
+        m_history->setRating(m_file.path, isSame ? 0 : stars.toInt());
+    });
+    addText(form, tr("Title"), RKMetaDataFieldEnum::originalFilename);
+    addKeywords(form);
+    addText(form, tr("Author"), RKMetaDataFieldEnum::author);
+    addText(form, tr("Copyright"), RKMetaDataFieldEnum::copyright);
+    m_lines.push_back({addLine(form, tr("Taken"), tr("such as 2021-07-04 12:30 +02:00")),
+        [](const RKMetaData& metaData) { return dateText(metaData.pictureTaken()); },
+        [](RKMetaData& metaData, const QString& text) {
+            const QDateTime date = parseDate(text);
+            metaData.setPictureTaken(date);
+            return date.isValid();
+        }});
+    m_lines.push_back({addLine(form, tr("Place"), tr("such as 48.858222, 2.2945")),
+        [](const RKMetaData& metaData) { return positionText(metaData.geoPosition()); },
+        [](RKMetaData& metaData, const QString& text) {
+            const RKGeoPosition position = parsePosition(text);
+            metaData.setGeoPosition(position);
+            if (text.isEmpty())
+                metaData.removeGeoPosition();
+            return position.isValid() || text.isEmpty();
+        }});
+    for (Line& line : m_lines)
+        connect(line.edit, &QLineEdit::editingFinished, this, [this, &line] { commitLine(line); });
 
     auto* content = new QWidget;
-    auto* contentLayout = new QVBoxLayout(content);
-    for (QWidget* widget :
-        {static_cast<QWidget*>(m_name), static_cast<QWidget*>(m_problem), m_editors})
-        contentLayout->addWidget(widget);
-    contentLayout->addSpacing(8);
-    contentLayout->addLayout(m_rows);
-    contentLayout->addStretch();
-    auto* scrollArea = new QScrollArea;
-    scrollArea->setWidget(content);
-    scrollArea->setWidgetResizable(true);
-    scrollArea->setFrameShape(QFrame::NoFrame);
-    scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    scrollArea->setFocusPolicy(Qt::NoFocus);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins({});
-    layout->addWidget(scrollArea);
+    auto* layout = new QVBoxLayout(content);
+    for (QWidget* part : std::initializer_list<QWidget*>{m_name, m_problem, m_editors, m_rows})
+        layout->addWidget(part);
+    layout->addStretch();
+    setWidget(content);
+    setWidgetResizable(true);
+    setFrameShape(QFrame::NoFrame);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setFocusPolicy(Qt::NoFocus);
 
-    m_settling.setSingleShot(true);
-    m_settling.setInterval(kSettlingMs);
-    connect(&m_settling, &QTimer::timeout, this, &InformationPanel::lookForChange);
-    const auto settle = [this] { m_settling.start(); };
-    connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, settle);
-    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, settle);
     connect(history, &EditHistory::fileWritten, this, [this](const QString& filePath) {
-        if (filePath != m_filePath)
-            return;
-        showProblem({});
-        reload();
+        if (filePath == m_file.path)
+            showProblem({});
     });
-    connect(
-        history, &EditHistory::failed, this, [this](const QString& filePath, const QString& why) {
-            if (filePath != m_filePath)
-                return;
-            reload();
-            showProblem(tr("Not saved: %1").arg(why));
-        });
-    showFile({});
+    connect(history, &EditHistory::failed, this, [this](const auto& filePath, const auto& reason) {
+        if (filePath != m_file.path)
+            return;
+        display();
+        showProblem(tr("Not saved: %1").arg(reason));
+    });
+    display();
 }
 
 InformationPanel::~InformationPanel()
 {
     commit();
     // A line that loses the focus while it dies reports its text once more.
-    m_filePath.clear();
-    delete m_editors;
+    m_file = {};
+    delete takeWidget();
 }
 
-void InformationPanel::addStars(QFormLayout* form)
+void InformationPanel::addKeywords(QFormLayout* form)
 {
-    auto* stars = new QHBoxLayout;
-    stars->setSpacing(0);
-    for (int i = 1; i <= kStars; ++i) {
-        auto* star = new QToolButton;
-        star->setAutoRaise(true);
-        star->setStyleSheet(QStringLiteral("font-size: 18px; padding: 0px"));
-        star->setAccessibleName(tr("%n star(s)", nullptr, i));
-        star->setToolTip(tr("%n star(s)", nullptr, i));
-        connect(star, &QToolButton::clicked, this, [this, i] {
-            // A second click at the last star takes all away.
-            const int rating = m_facts.metaData.adobeRating() == i ? 0 : i;
-            m_history->setRating(m_filePath, rating);
-        });
-        stars->addWidget(star);
-        m_stars << star;
-    }
-    stars->addStretch();
-    form->addRow(tr("Rating"), stars);
-}
-
-void InformationPanel::addLines(QFormLayout* form)
-{
-    using Field = RKMetaDataFieldEnum;
-    const auto addText = [this, form](const QString& name, Field field) {
-        const auto read = [field](const RKMetaData& metaData) { return metaData.read(field); };
-        addLine(form, name, {}, read, [this, field](const RKMetaData& shown, const QString& text) {
-            m_history->setText(m_filePath, field, shown.read(field), text);
-            return true;
-        });
-    };
-    addText(tr("Title"), Field::originalFilename);
+    m_keywords->setAccessibleName(tr("Keywords"));
+    m_keywords->setToolTip(tr("A click removes a keyword"));
+    m_newKeywords->setPlaceholderText(tr("Add a keyword"));
+    m_newKeywords->setAccessibleName(m_newKeywords->placeholderText());
     form->addRow(tr("Keywords"), m_keywords);
-    connect(
-        m_keywords, &KeywordEdit::changed, this, [this](const auto& removed, const auto& added) {
-            m_history->changeKeywords(m_filePath, removed, added);
-        });
-    addText(tr("Author"), Field::author);
-    addText(tr("Copyright"), Field::copyright);
-    addLine(
-        form,
-        tr("Taken"),
-        tr("such as 2021-07-04 12:30 +02:00"),
-        [](const RKMetaData& metaData) { return dateText(metaData.pictureTaken()); },
-        [this](const RKMetaData& shown, const QString& text) {
-            const QDateTime date = parseDate(text);
-            if (date.isValid())
-                m_history->setPictureTaken(m_filePath, shown.pictureTaken(), date);
-            return date.isValid();
-        });
-    addLine(
-        form,
-        tr("Place"),
-        tr("such as 48.858222, 2.2945"),
-        [](const RKMetaData& metaData) { return positionText(metaData.geoPosition()); },
-        [this](const RKMetaData& shown, const QString& text) {
-            const RKGeoPosition position = parsePosition(text);
-            const bool isMeant = position.isValid() || text.isEmpty();
-            if (isMeant)
-                m_history->setPosition(m_filePath, shown.geoPosition(), position);
-            return isMeant;
-        });
+    form->addRow({}, m_newKeywords);
+    connect(m_newKeywords, &QLineEdit::editingFinished, this, &InformationPanel::commitKeywords);
+    connect(m_keywords, &QLabel::linkActivated, this, [this](const QString& place) {
+        changeKeywords(m_facts.metaData.keywordsOfAllPlaces().value(place.toInt()), {});
+    });
 }
 
-void InformationPanel::addLine(QFormLayout* form,
-    const QString& name,
-    const QString& hint,
-    const std::function<QString(const RKMetaData&)>& read,
-    const std::function<bool(const RKMetaData&, const QString&)>& write)
+void InformationPanel::addText(QFormLayout* form, const QString& name, RKMetaDataFieldEnum field)
+{
+    m_lines.push_back({addLine(form, name, {}),
+        [field](const RKMetaData& metaData) { return metaData.read(field); },
+        [field](RKMetaData& metaData, const QString& text) {
+            metaData.write(field, text);
+            return true;
+        }});
+}
+
+QLineEdit* InformationPanel::addLine(QFormLayout* form, const QString& name, const QString& hint)
 {
     auto* edit = new QLineEdit;
     edit->setPlaceholderText(hint);
     edit->setAccessibleName(name);
     form->addRow(name, edit);
-    m_lines.push_back({edit, read, write, {}});
-    const size_t index = m_lines.size() - 1;
-    connect(edit, &QLineEdit::editingFinished, this, [this, index] { commitLine(m_lines[index]); });
-}
-
-void InformationPanel::commitLine(Line& line)
-{
-    const QString text = line.edit->text().trimmed();
-    if (!line.edit->isModified() || m_filePath.isEmpty() || !m_history)
-        return;
-    if (text == line.read(line.shown) || line.write(line.shown, text)) {
-        line.edit->setModified(false);
-    } else {
-        showProblem(tr("Not saved: %1 is a text %2")
-                        .arg(line.edit->accessibleName(), line.edit->placeholderText()));
-    }
+    return edit;
 }
 
 void InformationPanel::commit()
 {
-    if (!m_history)
-        return;
-    m_keywords->commit();
+    commitKeywords();
     for (Line& line : m_lines)
         commitLine(line);
 }
 
-void InformationPanel::hideEvent(QHideEvent* event)
+void InformationPanel::commitLine(Line& line)
 {
-    commit();
-    QWidget::hideEvent(event);
-}
-
-void InformationPanel::showFile(const QString& filePath)
-{
-    if (!m_filePath.isEmpty())
-        commit();
-    if (filePath != m_filePath) {
-        for (Line& line : m_lines)
-            line.edit->setModified(false);
-        m_filePath = filePath;
-        showProblem({});
-        watch();
-    }
-    reload();
-}
-
-void InformationPanel::reload()
-{
-    const quint64 request = ++m_request;
-    if (m_filePath.isEmpty()) {
-        display({});
+    if (!line.edit->isModified() || m_file.path.isEmpty())
         return;
+    const QString text = line.edit->text().trimmed();
+    const QString shown = line.read(line.shown);
+    RKMetaData wanted = line.shown;
+    if (text != shown && !line.write(wanted, text)) {
+        return showProblem(tr("Not saved: %1 is a text %2")
+                               .arg(line.edit->accessibleName(), line.edit->placeholderText()));
     }
-    m_stamp = stampOf(m_filePath);
-    whenDone(QtConcurrent::run(backgroundThreads(), &FileFacts::read, m_filePath),
-        this,
-        [this, request](const FileFacts& facts) {
-            if (request == m_request)
-                display(facts);
+    line.edit->setModified(false);
+    if (text == shown)
+        return;
+    m_history->edit(m_file.path,
+        tr("%1 of %2").arg(line.edit->accessibleName()),
+        [read = line.read, write = line.write, shown, text, result = line.read(wanted)](
+            RKMetaData& metaData) {
+            const QString now = read(metaData);
+            return now == result || (now == shown && write(metaData, text));
         });
 }
 
-void InformationPanel::display(const FileFacts& facts)
+void InformationPanel::commitKeywords()
 {
-    m_facts = facts;
-    m_name->setText(QFileInfo(m_filePath).fileName());
-    m_editors->setVisible(facts.isPicture);
-    showRating(facts.metaData.adobeRating());
-    m_keywords->setKeywords(facts.metaData.keywordsOfAllPlaces());
+    QStringList added;
+    const QStringList texts = m_newKeywords->text().split(u',');
+    m_newKeywords->clear();
+    for (const QString& text : texts)
+        added << text.trimmed();
+    added.removeAll(QString());
+    if (!added.isEmpty() && !m_file.path.isEmpty())
+        changeKeywords({}, added);
+}
+
+void InformationPanel::changeKeywords(const QString& removed, const QStringList& added)
+{
+    m_history->edit(m_file.path, tr("Keywords of %1"), [=](RKMetaData& metaData) {
+        // Those that others have added meanwhile stay.
+        const QStringList known = metaData.keywordsOfAllPlaces();
+        QStringList keywords = known + added;
+        keywords.removeDuplicates();
+        keywords.removeAll(removed);
+        if (keywords != known)
+            metaData.setKeywords(keywords);
+        return true;
+    });
+}
+
+void InformationPanel::showFile(const MediaFile& file)
+{
+    if (file == m_file)
+        return;
+    if (file.path != m_file.path) {
+        commit();
+        for (Line& line : m_lines)
+            line.edit->setModified(false);
+        showProblem({});
+    }
+    m_file = file;
+    const auto show = [this, file](const FileFacts& facts) {
+        if (file != m_file)
+            return;
+        m_facts = facts;
+        display();
+    };
+    if (file.path.isEmpty())
+        show({});
+    else
+        whenDone(QtConcurrent::run(backgroundThreads(), &FileFacts::read, file.path), this, show);
+}
+
+void InformationPanel::display()
+{
+    m_name->setText(QFileInfo(m_file.path).fileName());
+    m_editors->setVisible(m_facts.isPicture);
     for (Line& line : m_lines) {
         // What the user is typing stays, with what it was made from.
         if (!line.edit->isModified()) {
-            line.shown = facts.metaData;
+            line.shown = m_facts.metaData;
             line.edit->setText(line.read(line.shown));
             line.edit->setCursorPosition(0);
         }
     }
-    while (m_rows->rowCount() > 0)
-        m_rows->removeRow(0);
-    for (const auto& [name, value] : facts.rows)
-        m_rows->addRow(name, valueLabel(value));
-    if (!facts.problem.isEmpty())
-        showProblem(facts.problem);
-    Q_EMIT shown(m_filePath);
-}
-
-void InformationPanel::showRating(int rating)
-{
-    for (int i = 0; i < kStars; ++i)
-        m_stars[i]->setText(i < rating ? QStringLiteral("★") : QStringLiteral("☆"));
+    const QString star = u"font-size:large; color:"_s + palette().color(QPalette::Text).name();
+    QString stars;
+    for (int i = 1; i <= kMaxRating; ++i)
+        stars += link(i, m_facts.metaData.adobeRating() < i ? u"☆"_s : u"★"_s, star);
+    m_stars->setText(stars);
+    const QString chip
+        = u"background-color:%1; color:%2"_s.arg(palette().color(QPalette::Highlight).name(),
+            palette().color(QPalette::HighlightedText).name());
+    const QStringList keywords = m_facts.metaData.keywordsOfAllPlaces();
+    QStringList chips;
+    for (const QString& keyword : keywords)
+        chips << link(chips.size(), u"&nbsp;%1&nbsp;✕&nbsp;"_s.arg(keyword.toHtmlEscaped()), chip);
+    m_keywords->setText(chips.join(u' '));
+    m_keywords->setVisible(!chips.isEmpty());
+    QString rows;
+    for (const auto& [name, value] : m_facts.rows)
+        rows += u"<tr><td>%1&nbsp;&nbsp;</td><td>%2</td></tr>"_s.arg(name, value.toHtmlEscaped());
+    m_rows->setText(u"<table>%1</table>"_s.arg(rows));
+    if (m_problem->text().isEmpty())
+        showProblem(m_facts.problem);
 }
 
 void InformationPanel::showProblem(const QString& text)
 {
     m_problem->setText(text);
     m_problem->setVisible(!text.isEmpty());
-}
-
-void InformationPanel::watch()
-{
-    const QStringList watched = m_watcher.files() + m_watcher.directories();
-    if (!watched.isEmpty())
-        m_watcher.removePaths(watched);
-    // The folder, too: a file that is replaced is another one.
-    if (!m_filePath.isEmpty())
-        m_watcher.addPaths({m_filePath, QFileInfo(m_filePath).absolutePath()});
-}
-
-void InformationPanel::lookForChange()
-{
-    watch();
-    if (m_filePath.isEmpty() || stampOf(m_filePath) == m_stamp)
-        return;
-    reload();
-    Q_EMIT changedOnDisk(m_filePath);
 }

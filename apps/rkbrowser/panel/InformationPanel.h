@@ -1,45 +1,33 @@
 #pragma once
 
+#include "MediaFile.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "panel/FileFacts.h"
 
-#include <QFileSystemWatcher>
-#include <QPointer>
-#include <QTimer>
-#include <QWidget>
+#include <QScrollArea>
 
 #include <functional>
 #include <vector>
 
 class EditHistory;
-class KeywordEdit;
 class QFormLayout;
 class QLabel;
 class QLineEdit;
-class QToolButton;
 
 /// Shows what is known of a file, and edits its metadata. An edit is written when Return is pressed
-/// or its line is left; a file that others change is shown anew.
-class InformationPanel : public QWidget
+/// or its line is left.
+class InformationPanel : public QScrollArea
 {
     Q_OBJECT
 
 public:
-    explicit InformationPanel(EditHistory* history, QWidget* parent = nullptr);
-    /// Writes what was edited, if the history still lives.
+    /// The history has to live longer.
+    explicit InformationPanel(EditHistory* history);
+    /// Writes what was edited.
     ~InformationPanel() override;
 
-    /// Writes what was edited of the file before. An empty path shows nothing.
-    void showFile(const QString& filePath);
-    void reload();
-
-Q_SIGNALS:
-    /// The file has been read.
-    void shown(const QString& filePath);
-    /// Others have changed the file.
-    void changedOnDisk(const QString& filePath);
-
-protected:
-    void hideEvent(QHideEvent* event) override;
+    /// Writes what was edited of another file before. An empty path shows nothing.
+    void showFile(const MediaFile& file);
 
 private:
     /// A line whose text is one of the file's data.
@@ -47,41 +35,31 @@ private:
     {
         QLineEdit* edit;
         std::function<QString(const RKMetaData&)> read;
-        /// From what was shown. False for a text that can't be meant.
-        std::function<bool(const RKMetaData&, const QString&)> write;
+        /// False for a text that can't be meant.
+        std::function<bool(RKMetaData&, const QString&)> write;
         /// What the line was filled from.
-        RKMetaData shown;
+        RKMetaData shown = {};
     };
 
-    void addStars(QFormLayout* form);
-    void addLines(QFormLayout* form);
-    void addLine(QFormLayout* form,
-        const QString& name,
-        const QString& hint,
-        const std::function<QString(const RKMetaData&)>& read,
-        const std::function<bool(const RKMetaData&, const QString&)>& write);
+    void addKeywords(QFormLayout* form);
+    void addText(QFormLayout* form, const QString& name, RKMetaDataFieldEnum field);
+    QLineEdit* addLine(QFormLayout* form, const QString& name, const QString& hint);
     void commit();
     void commitLine(Line& line);
-    void display(const FileFacts& facts);
-    void showRating(int rating);
+    void commitKeywords();
+    void changeKeywords(const QString& removed, const QStringList& added);
+    void display();
     void showProblem(const QString& text);
-    void watch();
-    void lookForChange();
 
-    const QPointer<EditHistory> m_history;
-    QString m_filePath;
+    EditHistory* const m_history;
+    MediaFile m_file;
     FileFacts m_facts;
     std::vector<Line> m_lines;
-    QList<QToolButton*> m_stars;
-    KeywordEdit* m_keywords;
     QWidget* m_editors;
-    QFormLayout* m_rows;
     QLabel* m_name;
     QLabel* m_problem;
-    QFileSystemWatcher m_watcher;
-    // Programs write in several steps.
-    QTimer m_settling;
-    // Of the file as it was read.
-    QString m_stamp;
-    quint64 m_request = 0;
+    QLabel* m_stars;
+    QLabel* m_keywords;
+    QLineEdit* m_newKeywords;
+    QLabel* m_rows;
 };

@@ -1,26 +1,18 @@
 #include "picture/PictureStore.h"
 
-#include "BackgroundThreads.h"
+#include "Background.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
-#include "WhenDone.h"
-
-#include <QtConcurrent>
 
 #include <cmath>
 
 namespace {
 
-// Drawings have no pixels of their own; this is more than screens have.
-constexpr QSize kDrawingSize(4000, 4000);
-
-QImage imageOf(const RKLoadResult& result)
+RKMediaDescriptor descriptorOf(const PictureWish& wish)
 {
-    RKDrawable drawable = result.drawable();
-    drawable.optimizeForDrawing();
-    return drawable.image();
+    return {QFileInfo(wish.file.path), RKVideoFrameIndex(wish.frame)};
 }
 
 /// The size that was measured, unless the metadata that say it are another picture's.
@@ -36,163 +28,114 @@ QSize sizeOf(const RKMediaDescriptor& file, const QImage& picture)
     return isThin || std::abs(ratio - 1) < kMaxDeviation ? size : picture.size();
 }
 
-/// For threads of the loader.
-Picture pictureOf(const RKLoadResult& result)
+void describe(const RKMediaDescriptor& file, Picture* picture)
 {
-    const RKMediaDescriptor file = result.descriptor();
-    Picture picture;
-    picture.screen = imageOf(result);
-    picture.reason = result.error().text();
-    picture.size = sizeOf(file, picture.screen);
-    const bool isDrawing = file.mediaFormat().isSVG();
+    const RKMediaFormat format = file.mediaFormat();
+    picture->size = format.isVideo() ? picture->image.size() : sizeOf(file, picture->image);
     // Loaders make small pictures larger.
-    if (!isDrawing && picture.size.width() < picture.screen.width()) {
-        picture.full = RKMediaLoader::instance()->bitmap(file, QSize());
-        picture.screen = picture.full;
-    }
-    picture.histogram = Histogram(picture.screen);
-    const RKImageLoader& loader = *RKImageLoader::instance();
-    if (isDrawing || !loader.hasSupportedMediaFormat(file))
-        return picture;
-
+    if (format.isBitmap() && picture->size.width() < picture->image.width())
+        picture->image = RKMediaLoader::instance()->bitmap(file, QSize());
+    picture->histogram = Histogram(picture->image);
+    if (!format.isBitmap() || !RKImageLoader::instance()->hasSupportedMediaFormat(file))
+        return;
     RKMediaError error;
     const RKMetaData metaData(file.fileInfo(), &error);
     // Decoders of raw and Photoshop files use the profile themselves.
-    const RKMediaFormat format = file.mediaFormat();
-    picture.hasProfile = metaData.hasIccData() && !format.isRaw() && format != MEDIA_FORMAT_PSD;
+    picture->hasProfile = metaData.hasIccData() && !format.isRaw() && format != MEDIA_FORMAT_PSD;
     const RKImageOrientation turned
         = format.isRaw() ? ORIENTATION_TOP_LEFT : metaData.imageOrientation();
     const QList<RKFacePosition> faces = metaData.facePositions().toUpright(turned).facePositions();
     for (const RKFacePosition& face : faces)
-        picture.faces << Picture::Face{face.rect(), face.name()};
+        picture->faces << Picture::Face{face.rect(), face.name()};
+}
+
+/// For threads of the loader.
+Picture pictureOf(const PictureWish& wish, const RKLoadResult& result)
+{
+    RKDrawable drawable = result.drawable();
+    drawable.optimizeForDrawing();
+    Picture picture;
+    picture.image = drawable.image();
+    picture.reason = result.error().text();
+    if (wish.kind == PictureWish::Kind::Described)
+        describe(result.descriptor(), &picture);
     return picture;
 }
 
 /// The steps of the loader without that of the colours.
-QImage loadUnconverted(const QString& filePath, const QSize& size)
+Picture unconverted(const PictureWish& wish)
 {
     const RKImageLoader& loader = *RKImageLoader::instance();
-    const RKMediaDescriptor file{QFileInfo(filePath)};
+    const RKMediaDescriptor file = descriptorOf(wish);
     const RKDrawable stored = loader.tryAllDecoders(loader.readBinaryFile(file.fileInfo()),
         file.fileFormatAsByteArray(),
-        loader.swapSizeRatio(file, size),
+        loader.swapSizeRatio(file, wish.room),
         file);
-    return stored.isBitmap() ? loader.autoRotate(file, stored).image() : QImage();
+    Picture picture;
+    picture.image = stored.isBitmap() ? loader.autoRotate(file, stored).image() : QImage();
+    return picture;
 }
 
 } // namespace
 
-PictureStore::PictureStore(RKAsyncLoader* loader, QObject* parent)
-    : QObject(parent)
-    , m_loader(loader)
+size_t qHash(const PictureWish& wish, size_t seed)
+{
+    return qHashMulti(seed, wish.file.path, wish.file.version, int(wish.kind), wish.frame);
+}
+
+PictureStore::PictureStore(RKAsyncLoader* loader)
+    : m_loader(loader)
 {
 }
 
-void PictureStore::want(const QString& shown, const QStringList& neighbours, const QSize& screen)
+void PictureStore::want(
+    const QList<PictureWish>& visible, const QList<PictureWish>& nearby, int others)
 {
-    m_screen = screen;
-    for (auto entry = m_entries.begin(); entry != m_entries.end();) {
-        const bool isShown = entry.key() == shown;
-        if (!isShown) {
-            // Large, and soon loaded again.
-            if (entry->isFullWanted && entry->picture.screen.size() != entry->picture.full.size()) {
-                entry->picture.full = {};
-                entry->isFullWanted = false;
-            }
-        }
-        if (isShown || neighbours.contains(entry.key())) {
-            ++entry;
-            continue;
-        }
-        for (const CancelLoad& cancel : std::as_const(entry->loading))
-            cancel();
-        entry = m_entries.erase(entry);
-    }
-    if (!shown.isEmpty() && !m_entries.contains(shown))
-        load(shown, RKLoadPriority::Visible);
-    for (const QString& neighbour : neighbours) {
-        if (!m_entries.contains(neighbour))
-            load(neighbour, RKLoadPriority::Nearby);
-    }
-    if (!shown.isEmpty())
-        m_loader->setPriority(RKMediaDescriptor(QFileInfo(shown)), RKLoadPriority::Visible);
-}
-
-void PictureStore::reload(const QString& filePath)
-{
-    if (m_entries.contains(filePath))
-        load(filePath, RKLoadPriority::Visible);
-}
-
-const Picture* PictureStore::find(const QString& filePath) const
-{
-    const auto entry = m_entries.constFind(filePath);
-    return entry != m_entries.constEnd() && entry->isLoaded ? &entry->picture : nullptr;
-}
-
-void PictureStore::wantFull(const QString& filePath)
-{
-    const auto found = m_entries.find(filePath);
-    if (found == m_entries.end() || !found->isLoaded || found->isFullWanted)
-        return;
-    found->isFullWanted = true;
-    const RKMediaDescriptor file{QFileInfo(filePath)};
-    found->loading << followLoad(
-        m_loader->load(file, file.mediaFormat().isSVG() ? kDrawingSize : QSize()),
-        imageOf,
-        this,
-        [this, filePath, serial = found->serial](const QImage& image) {
-            if (Entry* entry = this->entry(filePath, serial); entry && !image.isNull()) {
-                entry->picture.full = image;
-                Q_EMIT loaded(filePath);
-            }
-        });
-}
-
-void PictureStore::wantUnconverted(const QString& filePath)
-{
-    const auto found = m_entries.find(filePath);
-    if (found == m_entries.end() || !found->isLoaded || found->isUnconvertedWanted
-        || !found->picture.hasProfile)
-        return;
-    found->isUnconvertedWanted = true;
-    const auto keep = [this, filePath, serial = found->serial](const QImage& image) {
-        if (Entry* entry = this->entry(filePath, serial)) {
-            entry->picture.unconverted = image;
-            Q_EMIT loaded(filePath);
+    QHash<PictureWish, Cancel> unwanted = std::exchange(m_loading, {});
+    const auto loadMissing = [&](const QList<PictureWish>& wishes, RKLoadPriority priority) {
+        for (const PictureWish& wish : wishes) {
+            if (m_kept.object(wish) || m_loading.contains(wish))
+                continue;
+            const Cancel cancel = unwanted.take(wish);
+            m_loading[wish] = cancel ? cancel : load(wish, priority);
         }
     };
-    whenDone(QtConcurrent::run(
-                 backgroundThreads(), loadUnconverted, filePath, found->picture.screen.size()),
-        this,
-        keep);
-}
-
-void PictureStore::load(const QString& filePath, RKLoadPriority priority)
-{
-    // What is there is shown until the new one has come.
-    Entry& entry = m_entries[filePath];
-    for (const CancelLoad& cancel : std::as_const(entry.loading))
+    loadMissing(visible, RKLoadPriority::Visible);
+    loadMissing(nearby, RKLoadPriority::Nearby);
+    // By now, those that are wanted are the newest.
+    m_kept.setMaxCost(visible.size() + nearby.size() + others);
+    for (const Cancel& cancel : std::as_const(unwanted))
         cancel();
-    entry.serial = ++m_newest;
-    entry.isFullWanted = false;
-    entry.isUnconvertedWanted = false;
-    entry.loading = {followLoad(
-        m_loader->load(RKMediaDescriptor(QFileInfo(filePath)), m_screen, RKImageOption(), priority),
-        pictureOf,
-        this,
-        [this, filePath, serial = entry.serial](const Picture& picture) {
-            if (Entry* current = this->entry(filePath, serial)) {
-                current->picture = picture;
-                current->isLoaded = true;
-                current->isFullWanted = !picture.full.isNull();
-                Q_EMIT loaded(filePath);
-            }
-        })};
+    QList<RKMediaDescriptor> first;
+    for (const PictureWish& wish : visible)
+        first << descriptorOf(wish);
+    if (!first.isEmpty())
+        m_loader->setVisible(first);
 }
 
-PictureStore::Entry* PictureStore::entry(const QString& filePath, quint64 serial)
+const Picture* PictureStore::find(const PictureWish& wish) const
 {
-    const auto entry = m_entries.find(filePath);
-    return entry != m_entries.end() && entry->serial == serial ? &*entry : nullptr;
+    return m_kept.object(wish);
+}
+
+PictureStore::Cancel PictureStore::load(const PictureWish& wish, RKLoadPriority priority)
+{
+    const auto take = [this, wish](const Picture& picture) {
+        if (m_loading.remove(wish) == 0)
+            return;
+        m_kept.insert(wish, new Picture(picture));
+        Q_EMIT loaded();
+    };
+    if (wish.kind == PictureWish::Kind::Unconverted) {
+        whenDone(QtConcurrent::run(backgroundThreads(), unconverted, wish), this, take);
+        return [] {};
+    }
+    QFuture<RKLoadResult> loading
+        = m_loader->load(descriptorOf(wish), wish.room, RKImageOption(), priority);
+    // On the loader's thread: drawings become pixels there.
+    const auto made
+        = loading.then([wish](const RKLoadResult& result) { return pictureOf(wish, result); });
+    whenDone(made, this, take);
+    // QFuture::cancel() of Qt 6.4 walks along what follows, which must still be there.
+    return [loading, made]() mutable { loading.cancel(); };
 }

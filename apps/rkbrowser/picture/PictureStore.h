@@ -1,16 +1,19 @@
 #pragma once
 
-#include "CancellableLoad.h"
+#include "MediaFile.h"
 #include "RKImageLoaderAsync/RKAsyncLoader.h"
 #include "picture/Histogram.h"
 
+#include <QCache>
 #include <QHash>
 #include <QImage>
 #include <QObject>
 #include <QRectF>
 #include <QStringList>
 
-/// All that the picture view shows of a file.
+#include <functional>
+
+/// What is shown of a file.
 struct Picture
 {
     struct Face
@@ -20,62 +23,68 @@ struct Picture
         QString name;
     };
 
-    /// Fitted into the screen. Null if the picture can't be loaded.
-    QImage screen;
+    /// Null if it can't be loaded.
+    QImage image;
     /// Why not, or why only a part of it.
     QString reason;
+
+    /// @name Not known of thumbnails.
+    /// @{
     /// In pixels, upright.
     QSize size;
-    /// In full size; null until somebody zooms in.
-    QImage full;
-    /// As large as the screen, in the colours of its profile; null until somebody asks for it.
-    QImage unconverted;
     bool hasProfile = false;
     QList<Face> faces;
     Histogram histogram;
+    /// @}
 };
 
-/// Loads the picture that is shown and, ahead, its neighbours. Keeps no others.
+/// Which picture of a file is wanted.
+struct PictureWish
+{
+    enum class Kind
+    {
+        Thumbnail,
+        /// With all that is known of the picture.
+        Described,
+        /// In the colours of its profile.
+        Unconverted
+    };
+
+    MediaFile file;
+    Kind kind = Kind::Thumbnail;
+    /// In which it is fitted; the full size if it isn't valid.
+    QSize room = {};
+    /// Of a video.
+    int frame = -1;
+
+    bool operator==(const PictureWish& other) const = default;
+};
+
+size_t qHash(const PictureWish& wish, size_t seed = 0);
+
+/// Loads pictures in the background, and keeps those that were wanted last.
 class PictureStore : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit PictureStore(RKAsyncLoader* loader, QObject* parent = nullptr);
+    explicit PictureStore(RKAsyncLoader* loader);
 
-    /// For screens of that many pixels.
-    void want(const QString& shown, const QStringList& neighbours, const QSize& screen);
-    /// Loads a file anew that has changed.
-    void reload(const QString& filePath);
+    /// Loads what is missing, the visible ones first, and gives up what nobody wants any longer. So
+    /// many others are kept.
+    void want(const QList<PictureWish>& visible, const QList<PictureWish>& nearby, int others = 0);
     /// Null until it is loaded.
-    const Picture* find(const QString& filePath) const;
-
-    /// These load more of a picture that is there.
-    /// @{
-    void wantFull(const QString& filePath);
-    void wantUnconverted(const QString& filePath);
-    /// @}
+    const Picture* find(const PictureWish& wish) const;
 
 Q_SIGNALS:
-    void loaded(const QString& filePath);
+    void loaded();
 
 private:
-    struct Entry
-    {
-        quint64 serial = 0;
-        bool isLoaded = false;
-        bool isFullWanted = false;
-        bool isUnconvertedWanted = false;
-        Picture picture;
-        QList<CancelLoad> loading;
-    };
+    using Cancel = std::function<void()>;
 
-    void load(const QString& filePath, RKLoadPriority priority);
-    /// Null if the entry is another one by now.
-    Entry* entry(const QString& filePath, quint64 serial);
+    Cancel load(const PictureWish& wish, RKLoadPriority priority);
 
     RKAsyncLoader* const m_loader;
-    QHash<QString, Entry> m_entries;
-    QSize m_screen;
-    quint64 m_newest = 0;
+    QCache<PictureWish, Picture> m_kept;
+    QHash<PictureWish, Cancel> m_loading;
 };

@@ -1,11 +1,12 @@
 #include "picture/PictureView.h"
 
 #include <QMouseEvent>
-#include <QPainter>
-#include <QWheelEvent>
+#include <QScrollBar>
 
 #include <algorithm>
 #include <cmath>
+
+using Kind = PictureWish::Kind;
 
 namespace {
 
@@ -13,297 +14,275 @@ constexpr double kMaxZoom = 32;
 constexpr double kMinZoom = 1.0 / 64;
 constexpr double kZoomOfWheel = 1.2;
 constexpr int kStepOfWheel = 120;
-constexpr int kOverlayMargin = 12;
+constexpr int kMargin = 12;
 constexpr QSizeF kHistogramSize(264, 120);
 // Smaller differences can't be seen.
 constexpr double kSharpEnough = 1.02;
+// Not each size of the window needs a picture of its own.
+constexpr int kRoomStep = 512;
+// Drawings have no pixels of their own; this is more than screens have.
+constexpr QSize kDrawingSize(4000, 4000);
 
 } // namespace
 
-PictureView::PictureView(RKAsyncLoader* loader, QWidget* parent)
-    : QWidget(parent)
-    , m_store(loader)
+PictureView::PictureView(RKAsyncLoader* loader)
+    : m_store(loader)
 {
-    setFocusPolicy(Qt::StrongFocus);
+    setScene(&m_scene);
     setBackgroundRole(QPalette::Dark);
-    setAutoFillBackground(true);
     setAccessibleName(tr("Picture"));
-    connect(&m_store, &PictureStore::loaded, this, [this](const QString& path) {
-        if (path != m_filePath)
-            return;
-        limit();
-        want();
-        update();
-        Q_EMIT changed();
-    });
+    setFrameShape(QFrame::NoFrame);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setDragMode(ScrollHandDrag);
+    setTransformationAnchor(AnchorUnderMouse);
+    setViewportUpdateMode(FullViewportUpdate);
+    connect(&m_store, &PictureStore::loaded, this, &PictureView::take);
 }
 
-void PictureView::open(const QString& filePath, const QStringList& neighbours)
+void PictureView::open(const MediaFile& file, const QList<MediaFile>& neighbours)
 {
+    const QSize pixels = size() * devicePixelRatioF();
+    const int side = std::max(pixels.width(), pixels.height()) / kRoomStep * kRoomStep + kRoomStep;
+    show({file, Kind::Described, {side, side}}, neighbours);
+}
+
+void PictureView::openFrame(const MediaFile& file, int frame)
+{
+    show({file, Kind::Described, {}, frame}, {});
+}
+
+void PictureView::show(const PictureWish& wish, const QList<MediaFile>& neighbours)
+{
+    const bool isOther = wish.file.path != m_wish.file.path;
+    m_wish = wish;
     m_neighbours = neighbours;
-    if (filePath != m_filePath) {
-        m_filePath = filePath;
-        m_zoom = 0;
-        m_center = {0.5, 0.5};
+    if (isOther) {
+        m_picture = {};
+        m_scene.setSceneRect({});
+        m_isFitted = true;
+    }
+    take();
+}
+
+bool PictureView::isLoaded() const
+{
+    return m_store.find(m_wish);
+}
+
+const Picture& PictureView::picture() const
+{
+    return m_picture;
+}
+
+void PictureView::take()
+{
+    if (const Picture* loaded = m_store.find(m_wish))
+        m_picture = *loaded;
+    if (m_picture.size != m_scene.sceneRect().size()) {
+        m_scene.setSceneRect(QRectF(QPointF(), m_picture.size));
+        fit();
     }
     want();
-    update();
+    viewport()->update();
     Q_EMIT changed();
-}
-
-QString PictureView::filePath() const
-{
-    return m_filePath;
-}
-
-void PictureView::reload(const QString& filePath)
-{
-    m_store.reload(filePath);
 }
 
 void PictureView::zoomBy(double factor)
 {
-    const QPoint pointer = mapFromGlobal(QCursor::pos());
-    zoomTo(zoom() * factor, underMouse() ? QPointF(pointer) : QRectF(rect()).center());
+    const double least = std::min(kMinZoom, zoom());
+    const double now = transform().m11();
+    const double scaled = std::clamp(zoom() * factor, least, kMaxZoom) / devicePixelRatioF();
+    m_isFitted = false;
+    scale(scaled / now, scaled / now);
+    want();
+    Q_EMIT changed();
 }
 
 void PictureView::fit()
 {
-    m_zoom = 0;
-    m_center = {0.5, 0.5};
-    update();
+    m_isFitted = true;
+    if (m_picture.size.isEmpty())
+        return;
+    const QSizeF size = m_scene.sceneRect().united(m_scene.itemsBoundingRect()).size();
+    // Small pictures stay as small as they are.
+    const double scaled = std::min({1 / devicePixelRatioF(),
+        viewport()->width() / size.width(),
+        viewport()->height() / size.height()});
+    setTransform(QTransform::fromScale(scaled, scaled));
+    want();
     Q_EMIT changed();
 }
 
 void PictureView::actualSize()
 {
-    zoomTo(1, QRectF(rect()).center());
+    zoomBy(1 / zoom());
 }
 
 void PictureView::pan(double right, double down)
 {
-    const QSizeF shown = target().size();
-    if (shown.isEmpty())
-        return;
-    m_center += QPointF(right * width() / shown.width(), down * height() / shown.height());
-    limit();
-    update();
+    horizontalScrollBar()->setValue(
+        horizontalScrollBar()->value() + static_cast<int>(right * width()));
+    verticalScrollBar()->setValue(verticalScrollBar()->value() + static_cast<int>(down * height()));
 }
 
 double PictureView::zoom() const
 {
-    if (!picture() || pictureSize().isEmpty())
-        return 0;
-    return m_zoom > 0 ? m_zoom : fittingZoom();
-}
-
-QSize PictureView::pictureSize() const
-{
-    return picture() && !picture()->screen.isNull() ? picture()->size : QSize();
+    return transform().m11() * devicePixelRatioF();
 }
 
 void PictureView::setShowsFaces(bool on)
 {
     m_showsFaces = on;
-    update();
+    viewport()->update();
 }
 
 void PictureView::setShowsHistogram(bool on)
 {
     m_showsHistogram = on;
-    update();
+    viewport()->update();
 }
 
-void PictureView::setComparison(Comparison comparison)
+void PictureView::showNextComparison()
 {
-    m_comparison = comparison;
+    m_comparison = m_comparison == Comparison::Off ? Comparison::Split
+        : m_comparison == Comparison::Split        ? Comparison::Before
+                                                   : Comparison::Off;
     m_splitX = width() / 2;
-    setMouseTracking(comparison == Comparison::Split);
     want();
-    update();
+    viewport()->update();
 }
 
-PictureView::Comparison PictureView::comparison() const
+PictureWish PictureView::full() const
 {
-    return m_comparison;
+    const bool isDrawing = RKMediaDescriptor(QFileInfo(m_wish.file.path)).mediaFormat().isSVG();
+    return {m_wish.file, Kind::Thumbnail, isDrawing ? kDrawingSize : QSize()};
 }
 
-void PictureView::paintEvent(QPaintEvent*)
+PictureWish PictureView::unconverted() const
 {
-    QPainter painter(this);
-    if (m_filePath.isEmpty())
-        return;
-    const Picture* shown = picture();
-    if (!shown)
-        return paintRemark(&painter, tr("Loading…"));
-    if (shown->screen.isNull())
-        return paintRemark(&painter, shown->reason);
-
-    const bool isBefore = m_comparison != Comparison::Off && !shown->unconverted.isNull();
-    // The full picture only where the other has too few pixels: it takes longer.
-    const bool isSharp
-        = target().width() * devicePixelRatioF() <= shown->screen.width() * kSharpEnough;
-    if (!isBefore || m_comparison == Comparison::Split)
-        paintImage(&painter, isSharp || shown->full.isNull() ? shown->screen : shown->full);
-    if (isBefore) {
-        if (m_comparison == Comparison::Split)
-            painter.setClipRect(0, 0, m_splitX, height());
-        paintImage(&painter, shown->unconverted);
-        painter.setClipping(false);
-        painter.setPen(palette().color(QPalette::Highlight));
-        if (m_comparison == Comparison::Split)
-            painter.drawLine(m_splitX, 0, m_splitX, height());
-    }
-    if (m_showsFaces)
-        paintFaces(&painter, *shown);
-    if (m_showsHistogram && !shown->histogram.isNull()) {
-        QRectF place(QPointF(), kHistogramSize);
-        place.moveBottomRight(rect().bottomRight() - QPoint(kOverlayMargin, kOverlayMargin));
-        shown->histogram.paint(&painter, place, palette());
-    }
-    paintRemark(&painter, remark(*shown));
-}
-
-void PictureView::resizeEvent(QResizeEvent* event)
-{
-    QWidget::resizeEvent(event);
-    limit();
-    want();
-    Q_EMIT changed();
-}
-
-void PictureView::wheelEvent(QWheelEvent* event)
-{
-    const double steps = static_cast<double>(event->angleDelta().y()) / kStepOfWheel;
-    zoomTo(zoom() * std::pow(kZoomOfWheel, steps), event->position());
-    event->accept();
-}
-
-void PictureView::mousePressEvent(QMouseEvent* event)
-{
-    m_dragged = event->position().toPoint();
-}
-
-void PictureView::mouseMoveEvent(QMouseEvent* event)
-{
-    const QPoint at = event->position().toPoint();
-    if (m_comparison == Comparison::Split && event->buttons() == Qt::NoButton) {
-        m_splitX = at.x();
-        update();
-    }
-    if (!(event->buttons() & Qt::LeftButton))
-        return;
-    const QPointF moved = m_dragged - at;
-    m_dragged = at;
-    pan(moved.x() / width(), moved.y() / height());
-}
-
-void PictureView::mouseDoubleClickEvent(QMouseEvent*)
-{
-    Q_EMIT activated();
-}
-
-const Picture* PictureView::picture() const
-{
-    return m_store.find(m_filePath);
-}
-
-double PictureView::fittingZoom() const
-{
-    const QSizeF size = QSizeF(pictureSize()) / devicePixelRatioF();
-    // Small pictures stay as small as they are.
-    return std::min({1.0, width() / size.width(), height() / size.height()});
-}
-
-void PictureView::zoomTo(double zoom, const QPointF& anchor)
-{
-    const QRectF before = target();
-    if (before.isEmpty())
-        return;
-    const QPointF held((anchor.x() - before.left()) / before.width(),
-        (anchor.y() - before.top()) / before.height());
-    m_zoom = std::clamp(zoom, std::min(kMinZoom, fittingZoom()), kMaxZoom);
-    const QSizeF shown = QSizeF(pictureSize()) / devicePixelRatioF() * m_zoom;
-    const QPointF offset = QRectF(rect()).center() - anchor;
-    m_center = held + QPointF(offset.x() / shown.width(), offset.y() / shown.height());
-    limit();
-    want();
-    update();
-    Q_EMIT changed();
-}
-
-void PictureView::limit()
-{
-    const QSizeF shown = QSizeF(pictureSize()) / devicePixelRatioF() * zoom();
-    if (shown.isEmpty())
-        return;
-    // Half the window in fractions of the picture; what fits is in the middle.
-    const double x = std::min(0.5, width() / shown.width() / 2);
-    const double y = std::min(0.5, height() / shown.height() / 2);
-    m_center = {std::clamp(m_center.x(), x, 1 - x), std::clamp(m_center.y(), y, 1 - y)};
-}
-
-QRectF PictureView::target() const
-{
-    const QSizeF shown = QSizeF(pictureSize()) / devicePixelRatioF() * zoom();
-    const QPointF middle = QRectF(rect()).center();
-    return {QPointF(middle.x() - m_center.x() * shown.width(),
-                middle.y() - m_center.y() * shown.height()),
-        shown};
+    return {m_wish.file, Kind::Unconverted, m_wish.room};
 }
 
 void PictureView::want()
 {
-    m_store.want(m_filePath, m_neighbours, size() * devicePixelRatioF());
-    const Picture* shown = picture();
-    if (!shown)
-        return;
-    if (target().width() * devicePixelRatioF() > shown->screen.width() * kSharpEnough)
-        m_store.wantFull(m_filePath);
-    if (m_comparison != Comparison::Off)
-        m_store.wantUnconverted(m_filePath);
+    QList<PictureWish> visible;
+    QList<PictureWish> nearby;
+    if (!m_wish.file.path.isEmpty())
+        visible << m_wish;
+    if (!isSharp())
+        visible << full();
+    if (m_comparison != Comparison::Off && m_picture.hasProfile)
+        visible << unconverted();
+    for (const MediaFile& neighbour : std::as_const(m_neighbours))
+        nearby << PictureWish{neighbour, Kind::Described, m_wish.room};
+    m_store.want(visible, nearby);
 }
 
-QString PictureView::remark(const Picture& picture) const
+bool PictureView::isSharp() const
 {
-    if (m_comparison == Comparison::Off || !picture.reason.isEmpty())
-        return picture.reason;
-    if (!picture.hasProfile)
+    return m_picture.image.isNull() || !m_wish.room.isValid()
+        || m_picture.size.width() * zoom() <= m_picture.image.width() * kSharpEnough;
+}
+
+void PictureView::drawBackground(QPainter* painter, const QRectF& rect)
+{
+    painter->fillRect(rect, palette().color(QPalette::Dark));
+    if (m_picture.image.isNull())
+        return;
+    const QRectF whole = sceneRect();
+    if (m_picture.image.hasAlphaChannel())
+        painter->fillRect(whole, palette().base());
+    // Far in, pixels are what somebody wants to see.
+    painter->setRenderHint(QPainter::SmoothPixmapTransform, zoom() < 3);
+    const auto draw = [&](const Picture* picture) {
+        const bool isThere = picture && !picture->image.isNull();
+        painter->drawImage(whole, isThere ? picture->image : m_picture.image);
+    };
+    if (m_comparison != Comparison::Before)
+        // The full picture only where the other has too few pixels: it takes longer.
+        draw(isSharp() ? nullptr : m_store.find(full()));
+    if (m_comparison == Comparison::Split)
+        painter->setClipRect(QRectF(whole.topLeft(), mapToScene(m_splitX, height())));
+    if (m_comparison != Comparison::Off)
+        draw(m_store.find(unconverted()));
+}
+
+void PictureView::paintEvent(QPaintEvent* event)
+{
+    QGraphicsView::paintEvent(event);
+    QPainter painter(viewport());
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (m_comparison == Comparison::Split) {
+        painter.setPen(palette().color(QPalette::Highlight));
+        painter.drawLine(m_splitX, 0, m_splitX, height());
+    }
+    if (m_showsFaces)
+        paintFaces(&painter);
+    if (m_showsHistogram && !m_picture.histogram.isNull()) {
+        QRectF place(QPointF(), kHistogramSize);
+        place.moveBottomRight(rect().bottomRight() - QPoint(kMargin, kMargin));
+        m_picture.histogram.paint(&painter, place, palette());
+    }
+    paintRemark(&painter, remark());
+}
+
+void PictureView::resizeEvent(QResizeEvent* event)
+{
+    QGraphicsView::resizeEvent(event);
+    if (m_isFitted)
+        fit();
+}
+
+void PictureView::wheelEvent(QWheelEvent* event)
+{
+    zoomBy(std::pow(kZoomOfWheel, event->angleDelta().y() / double(kStepOfWheel)));
+}
+
+void PictureView::mouseMoveEvent(QMouseEvent* event)
+{
+    QGraphicsView::mouseMoveEvent(event);
+    if (event->buttons() == Qt::NoButton)
+        m_splitX = event->position().toPoint().x();
+    if (m_comparison == Comparison::Split)
+        viewport()->update();
+}
+
+void PictureView::mouseDoubleClickEvent(QMouseEvent* /*event*/)
+{
+    zoom() < 1 ? actualSize() : fit();
+}
+
+QString PictureView::remark() const
+{
+    if (m_wish.file.path.isEmpty())
+        return {};
+    if (m_picture.image.isNull() && m_picture.reason.isEmpty())
+        return tr("Loading…");
+    if (m_comparison == Comparison::Off || !m_picture.reason.isEmpty())
+        return m_picture.reason;
+    if (!m_picture.hasProfile)
         return tr("The picture has no colour profile: nothing was converted.");
     return m_comparison == Comparison::Before ? tr("Before the conversion of colours")
                                               : tr("Before | after the conversion of colours");
 }
 
-void PictureView::paintImage(QPainter* painter, const QImage& image) const
+void PictureView::paintFaces(QPainter* painter) const
 {
-    const QRectF whole = target();
-    const QRectF part = whole & QRectF(rect());
-    const double scale = image.width() / whole.width();
-    const QRectF source((part.topLeft() - whole.topLeft()) * scale, part.size() * scale);
-    if (image.hasAlphaChannel())
-        painter->fillRect(part, palette().base());
-    // Far in, pixels are what somebody wants to see.
-    painter->setRenderHint(QPainter::SmoothPixmapTransform, zoom() < 3);
-    painter->drawImage(part, image, source);
-}
-
-void PictureView::paintFaces(QPainter* painter, const Picture& picture) const
-{
-    const QRectF whole = target();
-    painter->setRenderHint(QPainter::Antialiasing);
-    for (const Picture::Face& face : picture.faces) {
-        const QRectF frame(whole.left() + face.rect.left() * whole.width(),
-            whole.top() + face.rect.top() * whole.height(),
-            face.rect.width() * whole.width(),
-            face.rect.height() * whole.height());
+    for (const Picture::Face& face : m_picture.faces) {
+        const QSizeF size = m_picture.size;
+        const QRectF rect(face.rect.x() * size.width(),
+            face.rect.y() * size.height(),
+            face.rect.width() * size.width(),
+            face.rect.height() * size.height());
+        const QRectF frame = mapFromScene(rect).boundingRect();
         painter->setPen(QPen(palette().color(QPalette::Highlight), 2));
         painter->setBrush(Qt::NoBrush);
         painter->drawRoundedRect(frame, 4, 4);
         if (face.name.isEmpty())
             continue;
-        const QRectF text = painter->fontMetrics().boundingRect(face.name).adjusted(-6, -2, 6, 2);
-        const QRectF label(
-            frame.center().x() - text.width() / 2, frame.bottom() + 3, text.width(), text.height());
+        QRectF label = painter->fontMetrics().boundingRect(face.name).adjusted(-6, -2, 6, 2);
+        label.moveCenter({frame.center().x(), frame.bottom() + 3 + label.height() / 2});
         painter->setPen(Qt::NoPen);
         painter->setBrush(palette().highlight());
         painter->drawRoundedRect(label, 4, 4);
@@ -316,15 +295,14 @@ void PictureView::paintRemark(QPainter* painter, const QString& text) const
 {
     if (text.isEmpty())
         return;
-    const QRect room = rect().adjusted(40, kOverlayMargin, -40, -kOverlayMargin);
-    const bool isAlone = !picture() || picture()->screen.isNull();
-    const int place = isAlone ? Qt::AlignVCenter : Qt::AlignTop;
+    const int place = m_picture.image.isNull() ? Qt::AlignVCenter : Qt::AlignTop;
     const QRect frame = painter->fontMetrics()
-                            .boundingRect(room, place | Qt::AlignHCenter | Qt::TextWordWrap, text)
+                            .boundingRect(rect().adjusted(40, kMargin, -40, -kMargin),
+                                place | Qt::AlignHCenter | Qt::TextWordWrap,
+                                text)
                             .adjusted(-8, -4, 8, 4);
     QColor background = palette().color(QPalette::Window);
     background.setAlphaF(0.85F);
-    painter->setRenderHint(QPainter::Antialiasing);
     painter->setPen(Qt::NoPen);
     painter->setBrush(background);
     painter->drawRoundedRect(frame, 4, 4);

@@ -2,11 +2,11 @@
 
 #include "picture/PictureStore.h"
 
-#include <QWidget>
+#include <QGraphicsView>
 
 /// One picture: fitted into the window or zoomed around the pointer, with faces, a histogram, and
-/// its colours before their conversion.
-class PictureView : public QWidget
+/// its colours before their conversion. The scene is measured in pixels of the picture.
+class PictureView : public QGraphicsView
 {
     Q_OBJECT
 
@@ -20,62 +20,57 @@ public:
         Before
     };
 
-    explicit PictureView(RKAsyncLoader* loader, QWidget* parent = nullptr);
+    explicit PictureView(RKAsyncLoader* loader);
 
     /// Shows a picture, fitted; the neighbours are loaded ahead. An empty path shows nothing.
-    void open(const QString& filePath, const QStringList& neighbours);
-    QString filePath() const;
-    void reload(const QString& filePath);
+    void open(const MediaFile& file, const QList<MediaFile>& neighbours);
+    /// Shows a frame of a video, after the one before.
+    void openFrame(const MediaFile& file, int frame);
+    /// What was opened is there, be it only the reason why it can't be shown.
+    bool isLoaded() const;
+    const Picture& picture() const;
 
     void zoomBy(double factor);
     void fit();
     void actualSize();
     /// In parts of the window.
     void pan(double right, double down);
-    /// Pixels of the screen for each one of the picture; 0 while there is none.
+    /// Pixels of the screen for each one of the picture.
     double zoom() const;
-    /// Upright; empty while there is none.
-    QSize pictureSize() const;
 
     void setShowsFaces(bool on);
     void setShowsHistogram(bool on);
-    void setComparison(Comparison comparison);
-    Comparison comparison() const;
+    void showNextComparison();
 
 Q_SIGNALS:
     void changed();
-    /// Double click.
-    void activated();
 
 protected:
+    void drawBackground(QPainter* painter, const QRectF& rect) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
-    const Picture* picture() const;
-    double fittingZoom() const;
-    void zoomTo(double zoom, const QPointF& anchor);
-    void limit();
-    /// Where the whole picture lies.
-    QRectF target() const;
+    void show(const PictureWish& wish, const QList<MediaFile>& neighbours);
+    void take();
     void want();
-    QString remark(const Picture& picture) const;
-    void paintImage(QPainter* painter, const QImage& image) const;
-    void paintFaces(QPainter* painter, const Picture& picture) const;
+    PictureWish full() const;
+    PictureWish unconverted() const;
+    bool isSharp() const;
+    QString remark() const;
+    void paintFaces(QPainter* painter) const;
     void paintRemark(QPainter* painter, const QString& text) const;
 
+    QGraphicsScene m_scene;
     PictureStore m_store;
-    QString m_filePath;
-    QStringList m_neighbours;
-    // 0 fits the picture into the window.
-    double m_zoom = 0;
-    // The point of the picture in the middle of the window, in fractions.
-    QPointF m_center{0.5, 0.5};
-    QPoint m_dragged;
+    PictureWish m_wish;
+    QList<MediaFile> m_neighbours;
+    // Of an earlier version or frame until the new one is there.
+    Picture m_picture;
+    bool m_isFitted = true;
     int m_splitX = 0;
     bool m_showsFaces = true;
     bool m_showsHistogram = false;

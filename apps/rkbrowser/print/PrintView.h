@@ -1,11 +1,8 @@
 #pragma once
 
-#include "RKImageLoaderAsync/RKAsyncLoader.h"
+#include "picture/PictureView.h"
+#include "print/CropFrame.h"
 
-#include <QSizeF>
-#include <QWidget>
-
-class CropView;
 class QCheckBox;
 class QComboBox;
 class QDoubleSpinBox;
@@ -21,32 +18,26 @@ class PrintView : public QWidget
 
 public:
     /// The loader has to live longer.
-    explicit PrintView(RKAsyncLoader* loader, QWidget* parent = nullptr);
+    explicit PrintView(RKAsyncLoader* loader);
 
-    void open(const QString& filePath);
+    void open(const MediaFile& file);
     /// The chosen part; the suffix says the format.
     void exportTo(const QString& filePath);
 
-public Q_SLOTS:
-    /// Asks where to.
-    void askForExport();
-
 Q_SIGNALS:
-    void opened(const QString& filePath);
-    void exported(const QString& filePath);
     void failed(const QString& filePath, const QString& reason);
 
 private:
-    void begin(const RKLoadResult& result, const QSize& size);
+    void addKeys();
+    void takePicture();
     void applyRatio();
-    void takeHeight(double millimetres);
     void updatePixels();
     QSizeF printSize() const;
+    void askForExport();
 
-    RKAsyncLoader* m_loader;
+    PictureView m_picture;
+    CropFrame m_crop;
     QString m_filePath;
-    quint64 m_generation = 0;
-    CropView* m_crop;
     QComboBox* m_ratio;
     QCheckBox* m_isPortrait;
     QDoubleSpinBox* m_width;

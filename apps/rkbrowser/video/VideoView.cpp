@@ -1,82 +1,56 @@
 #include "video/VideoView.h"
 
-#include "BackgroundThreads.h"
+#include "Background.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/video/RKVideoDecoderRegistry.h"
-#include "WhenDone.h"
 
+#include <QAction>
 #include <QBoxLayout>
 #include <QFileDialog>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
-#include <QPainter>
 #include <QSlider>
 #include <QTime>
 #include <QToolButton>
-#include <QtConcurrent>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int kStoryboardFrames = 12;
-constexpr int kStoryboardHeight = 72;
+constexpr QSize kStoryboardFrame(128, 72);
 
 } // namespace
 
-/// The frame, or why there is none, in the middle.
-class VideoView::Canvas : public QWidget
-{
-public:
-    void show(const QImage& image, const QString& text = {})
-    {
-        m_image = image;
-        m_text = text;
-        update();
-    }
-
-protected:
-    void paintEvent(QPaintEvent* /*event*/) override
-    {
-        QPainter painter(this);
-        painter.fillRect(rect(), Qt::black);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        QRect target(QPoint(), m_image.size().scaled(size(), Qt::KeepAspectRatio));
-        target.moveCenter(rect().center());
-        painter.drawImage(target, m_image);
-        painter.setPen(Qt::lightGray);
-        painter.drawText(
-            rect().adjusted(16, 16, -16, -16), Qt::AlignCenter | Qt::TextWordWrap, m_text);
-    }
-
-private:
-    QImage m_image;
-    QString m_text;
-};
-
-VideoView::VideoView(RKAsyncLoader* loader, QWidget* parent)
-    : QWidget(parent)
-    , m_loader(loader)
-    , m_canvas(new Canvas)
+VideoView::VideoView(RKAsyncLoader* loader)
+    : m_loader(loader)
+    , m_picture(loader)
     , m_slider(new QSlider(Qt::Horizontal))
     , m_strip(new QListWidget)
     , m_position(new QLabel)
 {
-    setFocusPolicy(Qt::StrongFocus);
+    setAccessibleName(tr("Video"));
+    setFocusProxy(&m_picture);
+    addKeys();
+    connect(&m_picture, &PictureView::changed, this, &VideoView::showWanted);
     // The keys belong to the view.
     m_slider->setFocusPolicy(Qt::NoFocus);
     m_slider->setAccessibleName(tr("Frame"));
     connect(m_slider, &QSlider::valueChanged, this, &VideoView::showFrame);
     m_strip->setFocusPolicy(Qt::NoFocus);
     m_strip->setViewMode(QListView::IconMode);
-    m_strip->setFlow(QListView::LeftToRight);
     m_strip->setWrapping(false);
     m_strip->setMovement(QListView::Static);
-    m_strip->setFixedHeight(kStoryboardHeight + 3 * fontMetrics().height());
-    m_strip->viewport()->setAutoFillBackground(false);
-    m_strip->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_strip->setFrameShape(QFrame::NoFrame);
+    m_strip->setIconSize(kStoryboardFrame);
+    m_strip->setFixedHeight(kStoryboardFrame.height() + 3 * fontMetrics().height());
     connect(m_strip, &QListWidget::itemClicked, this, [this](const QListWidgetItem* item) {
         showFrame(item->data(Qt::UserRole).toInt());
+    });
+    connect(&m_storyboard, &QFutureWatcherBase::resultReadyAt, this, [this](int index) {
+        const QImage frame = m_storyboard.resultAt(index).drawable().image();
+        m_strip->item(index)->setIcon(QPixmap::fromImage(frame));
     });
     auto* still = new QToolButton;
     still->setText(tr("Save still…"));
@@ -88,24 +62,54 @@ VideoView::VideoView(RKAsyncLoader* loader, QWidget* parent)
     bar->addWidget(m_slider, 1);
     bar->addWidget(m_position);
     bar->addWidget(still);
-    bar->setContentsMargins(8, 0, 8, 0);
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins({});
-    layout->addWidget(m_canvas, 1);
+    layout->addWidget(&m_picture, 1);
     layout->addLayout(bar);
     layout->addWidget(m_strip);
 }
 
 VideoView::~VideoView()
 {
-    close();
+    open({});
 }
 
-void VideoView::open(const QString& filePath)
+void VideoView::addKeys()
 {
-    close();
-    m_filePath = filePath;
-    const RKMediaDescriptor descriptor{QFileInfo(filePath)};
+    const auto add = [this](const QString& text, QKeyCombination key, const auto& frame) {
+        QAction* action = addAction(text, key);
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        connect(action, &QAction::triggered, this, [this, frame] { showFrame(frame()); });
+    };
+    const auto afterSeconds = [this](int seconds) {
+        return
+            [this, seconds] { return m_wantedFrame + seconds * std::max(1, qRound(m_rate.fps())); };
+    };
+    add(tr("Next frame"), Qt::Key_Right, [this] { return m_wantedFrame + 1; });
+    add(tr("Previous frame"), Qt::Key_Left, [this] { return m_wantedFrame - 1; });
+    add(tr("A second on"), Qt::SHIFT | Qt::Key_Right, afterSeconds(1));
+    add(tr("A second back"), Qt::SHIFT | Qt::Key_Left, afterSeconds(-1));
+    add(tr("First frame"), Qt::Key_Home, [] { return 0; });
+    add(tr("Last frame"), Qt::Key_End, [this] { return m_lastFrame; });
+}
+
+void VideoView::open(const MediaFile& file)
+{
+    if (file == m_file)
+        return;
+    m_storyboard.cancel();
+    m_storyboard.setFuture({});
+    m_strip->clear();
+    m_position->clear();
+    // The threads of a decoder take a while to end.
+    if (!m_file.path.isEmpty())
+        backgroundThreads()->start([descriptor = descriptorOf(0)] {
+            RKVideoDecoderRegistry::instance()->freeResource(descriptor);
+        });
+    m_file = file;
+    m_lastFrame = m_wantedFrame = m_openedFrame = -1;
+    m_picture.openFrame(file, -1);
+    if (file.path.isEmpty())
+        return;
 
     struct Facts
     {
@@ -114,134 +118,84 @@ void VideoView::open(const QString& filePath)
         int shown;
     };
 
-    const auto read = [descriptor] {
+    const auto read = [descriptor = RKMediaDescriptor(QFileInfo(file.path))] {
         const RKVideoDecoderRegistry& videos = *RKVideoDecoderRegistry::instance();
         return Facts{videos.framesPerSecond(descriptor),
-            videos.lastFrameIndex(descriptor).frame(),
+            std::max(0, videos.lastFrameIndex(descriptor).frame()),
             videos.defaultFrameIndex(descriptor).frame()};
     };
-    whenDone(QtConcurrent::run(backgroundThreads(), read),
-        this,
-        [this, generation = m_generation](const Facts& facts) {
-            if (generation == m_generation)
-                begin(facts.rate, facts.last, facts.shown);
-        });
-}
-
-void VideoView::close()
-{
-    ++m_generation;
-    m_loading.cancel();
-    m_isLoading = false;
-    for (QFuture<RKLoadResult>& frame : m_storyboard)
-        frame.cancel();
-    m_storyboard.clear();
-    // The threads of a decoder take a while to end.
-    if (!m_filePath.isEmpty())
-        backgroundThreads()->start([descriptor = descriptorOf(0)] {
-            RKVideoDecoderRegistry::instance()->freeResource(descriptor);
-        });
-    m_filePath.clear();
-    m_lastFrame = m_wantedFrame = m_shownFrame = -1;
-    m_strip->clear();
-    m_position->clear();
-    m_canvas->show({});
-}
-
-void VideoView::begin(RKFramesPerSecond rate, int lastFrame, int firstShown)
-{
-    m_rate = rate;
-    m_lastFrame = qMax(lastFrame, 0);
-    m_slider->setRange(0, m_lastFrame);
-    showFrame(firstShown);
+    whenDone(QtConcurrent::run(backgroundThreads(), read), this, [this, file](const Facts& facts) {
+        if (file != m_file)
+            return;
+        m_rate = facts.rate;
+        m_lastFrame = facts.last;
+        m_slider->setRange(0, m_lastFrame);
+        showFrame(facts.shown);
+    });
 }
 
 RKMediaDescriptor VideoView::descriptorOf(int frame) const
 {
-    return RKMediaDescriptor(QFileInfo(m_filePath), RKVideoFrameIndex(frame));
-}
-
-int VideoView::shownFrame() const
-{
-    return m_shownFrame;
-}
-
-int VideoView::lastFrame() const
-{
-    return m_lastFrame;
+    return RKMediaDescriptor(QFileInfo(m_file.path), RKVideoFrameIndex(frame));
 }
 
 void VideoView::showFrame(int frame)
 {
     if (m_lastFrame < 0)
         return;
-    m_wantedFrame = qBound(0, frame, m_lastFrame);
+    m_wantedFrame = std::clamp(frame, 0, m_lastFrame);
     const QSignalBlocker blocker(m_slider);
     m_slider->setValue(m_wantedFrame);
     m_position->setText(
         tr("%1   frame %2 of %3").arg(timeText(m_wantedFrame)).arg(m_wantedFrame).arg(m_lastFrame));
-    loadWanted();
+    showWanted();
 }
 
-void VideoView::loadWanted()
+int VideoView::shownFrame() const
 {
-    if (m_isLoading || m_wantedFrame < 0)
+    return m_picture.isLoaded() ? m_openedFrame : -1;
+}
+
+void VideoView::showWanted()
+{
+    const bool isFirst = m_openedFrame < 0;
+    if (m_wantedFrame < 0 || (!isFirst && !m_picture.isLoaded()))
         return;
-    m_isLoading = true;
-    const int frame = m_wantedFrame;
-    m_loading = m_loader->load(descriptorOf(frame), m_canvas->size() * devicePixelRatioF());
-    whenDone(m_loading, this, [this, frame, generation = m_generation](const RKLoadResult& result) {
-        if (generation != m_generation)
-            return;
-        m_isLoading = false;
-        m_shownFrame = result.drawable().isNull() ? -1 : frame;
-        m_canvas->show(result.drawable().image(),
-            result.drawable().isNull() ? result.error().text() : QString());
-        Q_EMIT frameShown(frame);
-        if (m_wantedFrame != frame)
-            loadWanted();
-        else if (m_storyboard.isEmpty() && !result.drawable().isNull())
-            loadStoryboard(result.drawable().size());
-    });
+    if (m_openedFrame != m_wantedFrame) {
+        m_openedFrame = m_wantedFrame;
+        m_picture.openFrame(m_file, m_wantedFrame);
+    } else if (!m_storyboard.future().isValid()) {
+        loadStoryboard();
+    }
 }
 
-void VideoView::loadStoryboard(const QSize& frameSize)
+void VideoView::loadStoryboard()
 {
-    const QSize icon
-        = frameSize.scaled(QSize(3 * kStoryboardHeight, kStoryboardHeight), Qt::KeepAspectRatio);
-    const int textWidth = fontMetrics().horizontalAdvance(timeText(m_lastFrame));
-    m_strip->setIconSize(icon);
-    m_strip->setGridSize(
-        {qMax(icon.width(), textWidth) + 8, m_strip->height() - fontMetrics().height()});
-    const int count = qMin(kStoryboardFrames, m_lastFrame + 1);
+    m_strip->setGridSize({kStoryboardFrame.width() + 8, m_strip->height() - 8});
+    const int count = std::min(kStoryboardFrames, m_lastFrame + 1);
+    QList<RKMediaDescriptor> frames;
     for (int i = 0; i < count; ++i) {
         const int frame = count > 1 ? int(qint64(m_lastFrame) * i / (count - 1)) : 0;
         auto* item = new QListWidgetItem(timeText(frame), m_strip);
         item->setData(Qt::UserRole, frame);
-        auto future = m_loader->load(
-            descriptorOf(frame), icon * devicePixelRatioF(), {}, RKLoadPriority::Background);
-        m_storyboard << future;
-        whenDone(future, this, [this, i, generation = m_generation](const RKLoadResult& result) {
-            if (generation == m_generation && !result.drawable().isNull())
-                m_strip->item(i)->setIcon(QPixmap::fromImage(result.drawable().image()));
-        });
+        frames << descriptorOf(frame);
     }
+    m_storyboard.setFuture(m_loader->thumbnails(
+        frames, kStoryboardFrame * devicePixelRatioF(), RKLoadPriority::Background));
 }
 
 QString VideoView::timeText(int frame) const
 {
     const QTime time = QTime::fromMSecsSinceStartOfDay(int(m_rate.frameIndex2ms(frame)));
-    return time.toString(
-        time.hour() > 0 ? QStringLiteral("h:mm:ss.zzz") : QStringLiteral("m:ss.zzz"));
+    return time.toString(time.hour() > 0 ? u"h:mm:ss.zzz"_s : u"m:ss.zzz"_s);
 }
 
 void VideoView::askForStill()
 {
-    if (m_shownFrame < 0)
+    if (shownFrame() < 0)
         return;
-    const QFileInfo video(m_filePath);
-    const QString name
-        = QStringLiteral("%1-%2.png").arg(video.completeBaseName()).arg(m_shownFrame);
+    const QFileInfo video(m_file.path);
+    const QString name = u"%1-%2.png"_s.arg(video.completeBaseName()).arg(m_openedFrame);
     const QString path = QFileDialog::getSaveFileName(
         this, tr("Save still"), video.dir().filePath(name), tr("Pictures (*.png *.jpg)"));
     if (!path.isEmpty())
@@ -250,38 +204,16 @@ void VideoView::askForStill()
 
 void VideoView::saveStill(const QString& filePath)
 {
-    const auto save = [filePath](const RKLoadResult& result) {
-        RKMediaError error = result.error();
-        const RKMediaDescriptor target{QFileInfo(filePath)};
-        if (!result.drawable().isNull())
-            RKMediaLoader::instance()->save(target, result.drawable(), &error);
+    const auto save = [filePath, still = m_picture.picture().image] {
+        RKMediaError error;
+        RKMediaLoader::instance()->save(
+            RKMediaDescriptor(QFileInfo(filePath)), RKDrawable(still), &error);
         return error.text();
     };
-    whenDone(m_loader->load(descriptorOf(m_shownFrame)).then(backgroundThreads(), save),
+    whenDone(QtConcurrent::run(backgroundThreads(), save),
         this,
         [this, filePath](const QString& failure) {
-            if (failure.isEmpty())
-                Q_EMIT saved(filePath);
-            else
+            if (!failure.isEmpty())
                 Q_EMIT failed(filePath, failure);
         });
-}
-
-void VideoView::keyPressEvent(QKeyEvent* event)
-{
-    const bool isSecond = event->modifiers().testFlag(Qt::ShiftModifier);
-    const int step = isSecond ? qMax(1, qRound(m_rate.fps())) : 1;
-    switch (event->key()) {
-    case Qt::Key_Left: showFrame(m_wantedFrame - step); break;
-    case Qt::Key_Right: showFrame(m_wantedFrame + step); break;
-    case Qt::Key_Home: showFrame(0); break;
-    case Qt::Key_End: showFrame(m_lastFrame); break;
-    default: QWidget::keyPressEvent(event);
-    }
-}
-
-void VideoView::resizeEvent(QResizeEvent* event)
-{
-    QWidget::resizeEvent(event);
-    loadWanted();
 }

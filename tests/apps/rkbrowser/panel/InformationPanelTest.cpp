@@ -2,16 +2,13 @@
 
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
 #include "panel/EditHistory.h"
-#include "panel/KeywordEdit.h"
 #include "support/RKTestPictures.h"
 
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QToolButton>
 
 using namespace Qt::StringLiterals;
 using Field = RKMetaDataFieldEnum;
@@ -53,10 +50,8 @@ private Q_SLOTS:
 
         QVERIFY(showFile(path));
         QCOMPARE(line(u"Taken"_s)->text(), u"2021-07-04 12:30:00 +02:00"_s);
-        auto* chips = m_panel->findChild<QListWidget*>();
-        chips->setCurrentRow(0);
-        QTest::keyClick(chips, Qt::Key_Delete);
-        m_panel->findChildren<QToolButton*>().at(3)->click();
+        Q_EMIT widget<QLabel>(u"Keywords"_s)->linkActivated(u"0"_s);
+        Q_EMIT widget<QLabel>(u"Rating"_s)->linkActivated(u"4"_s);
         QVERIFY(waitForHistory());
         QCOMPARE(RKMetaData(QFileInfo(path)).keywords(), QStringList(u"ship"_s));
         QCOMPARE(RKMetaData(QFileInfo(path)).adobeRating(), 4);
@@ -86,26 +81,21 @@ private Q_SLOTS:
         QVERIFY(start());
         const QString path = makePicture(u"a.jpg"_s);
         QVERIFY(showFile(path));
-        QSignalSpy changed(m_panel.data(), &InformationPanel::changedOnDisk);
         type(u"Title"_s, u"mine"_s);
-        // As programs replace files; and once more, in the new file.
-        const QString replacement = makePicture(u"new.jpg"_s, u"theirs"_s);
-        QVERIFY(QFile::remove(path) && QFile::rename(replacement, path));
-        QTRY_COMPARE_WITH_TIMEOUT(line(u"Author"_s)->text(), u"theirs"_s, 10000);
-        QCOMPARE(line(u"Title"_s)->text(), u"mine"_s);
         RKMetaData metaData{QFileInfo(path)};
         metaData.write(Field::author, u"others"_s);
         metaData.write(Field::originalFilename, u"other title"_s);
         QVERIFY(metaData.save(QFileInfo(path)));
+        QVERIFY(showFile(path));
         QTRY_COMPARE_WITH_TIMEOUT(line(u"Author"_s)->text(), u"others"_s, 10000);
-        QVERIFY(changed.size() >= 2);
+        QCOMPARE(line(u"Title"_s)->text(), u"mine"_s);
 
         QSignalSpy failed(m_history.data(), &EditHistory::failed);
         QTest::keyClick(line(u"Title"_s), Qt::Key_Return);
         QVERIFY(waitForHistory());
         QCOMPARE(failed.size(), 1);
         QCOMPARE(RKMetaData(QFileInfo(path)).read(Field::originalFilename), u"other title"_s);
-        QTRY_COMPARE(line(u"Title"_s)->text(), u"other title"_s);
+        QCOMPARE(line(u"Title"_s)->text(), u"other title"_s);
         QVERIFY(hasLabel(u"Not saved"_s));
     }
 
@@ -132,11 +122,13 @@ private:
         return metaData.save(QFileInfo(path)) ? path : QString();
     }
 
+    /// As it is now.
     bool showFile(const QString& path)
     {
-        QSignalSpy shown(m_panel.data(), &InformationPanel::shown);
-        m_panel->showFile(path);
-        return shown.wait(10000);
+        line(u"Copyright"_s)->setText(u"not read yet"_s);
+        m_panel->showFile({path, ++m_version});
+        return QTest::qWaitFor(
+            [this] { return line(u"Copyright"_s)->text() != u"not read yet"_s; }, 10000);
     }
 
     bool waitForHistory()
@@ -144,13 +136,19 @@ private:
         return QTest::qWaitFor([this] { return !m_history->isWriting(); }, 20000);
     }
 
+    template <typename Widget>
+    Widget* widget(const QString& name)
+    {
+        const auto widgets = m_panel->findChildren<Widget*>();
+        const auto found = std::find_if(widgets.begin(),
+            widgets.end(),
+            [&name](const QWidget* one) { return one->accessibleName() == name; });
+        return *found;
+    }
+
     QLineEdit* line(const QString& name)
     {
-        const auto lines = m_panel->findChildren<QLineEdit*>();
-        const auto found = std::find_if(lines.begin(), lines.end(), [&name](const QLineEdit* edit) {
-            return edit->accessibleName() == name;
-        });
-        return *found;
+        return widget<QLineEdit>(name);
     }
 
     void type(const QString& name, const QString& text)
@@ -167,6 +165,7 @@ private:
         });
     }
 
+    quint64 m_version = 0;
     QScopedPointer<QTemporaryDir> m_dir;
     QScopedPointer<EditHistory> m_history;
     QScopedPointer<InformationPanel> m_panel;

@@ -1,7 +1,12 @@
 #pragma once
 
-#include <QFuture>
 #include <QFutureWatcher>
+#include <QtConcurrent>
+
+/// The threads that read metadata and folders: QtConcurrent::run(backgroundThreads(), ...). The
+/// global pool is Qt's for painting, and its work would wait for files. The application waits for
+/// them when it ends. For the window's thread.
+QThreadPool* backgroundThreads();
 
 /// Hands a future's result to a function on the context's thread. Nothing happens if the future is
 /// cancelled or the context is gone by then, which QFuture::then() of Qt 6.4 does not allow.

@@ -1,4 +1,4 @@
-#include "BackgroundThreads.h"
+#include "Background.h"
 
 #include <QCoreApplication>
 #include <QPointer>
