@@ -31,13 +31,14 @@ std::optional<RKMetaData> metaDataOf(const RKMediaDescriptor& descriptor, Result
     return {};
 }
 
-void saveFaces(const RKMediaDescriptor& descriptor, const RKMetaData& metaData, Result& result)
+void saveFaces(const InputFile& file, const RKMetaData& metaData, Result& result)
 {
+    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
     RKMediaError error;
     if (StandardInput::isExpected())
         result.refuse(QStringLiteral("standard input can't be changed"));
     else if (RKImageLoader::instance()->save(descriptor, metaData, &error))
-        result.addWritten(descriptor.absoluteFilePath());
+        result.addChanged(file);
     else
         result.fail(error);
 }
@@ -74,7 +75,7 @@ int setFaces(const InputFile& file, const QString& facesFile)
     } else if (!metaData->updateFaces(metaData->unrotatedSize(), *faces)) {
         result.refuse(QStringLiteral("the faces can't be merged"));
     } else {
-        saveFaces(descriptor, *metaData, result);
+        saveFaces(file, *metaData, result);
     }
     return result.report();
 }
@@ -85,7 +86,7 @@ int removeFaces(const InputFile& file)
     Result result(file);
     auto metaData = metaDataOf(descriptor, result);
     if (metaData && metaData->removeFaceRegions())
-        saveFaces(descriptor, *metaData, result);
+        saveFaces(file, *metaData, result);
     else if (metaData)
         result.refuse(QStringLiteral("the regions can't be parsed"));
     return result.report();

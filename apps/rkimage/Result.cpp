@@ -45,6 +45,13 @@ void Result::addWritten(const QString& path, const QSize& size)
     m_written << file;
 }
 
+void Result::addChanged(const InputFile& file)
+{
+    const QFileInfo named(QFile::decodeName(file.name));
+    m_written << QJsonObject{{QStringLiteral("path"), named.absoluteFilePath()},
+        {QStringLiteral("bytes"), QFileInfo(file.path).size()}};
+}
+
 void Result::fail(const RKMediaError& error)
 {
     m_failure = {m_file, ErrorName::of(error.code()), error.text()};

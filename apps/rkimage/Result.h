@@ -25,6 +25,8 @@ public:
     void insert(const QJsonObject& values);
     /// A file was written, with a picture of that size.
     void addWritten(const QString& path, const QSize& size = {});
+    /// The file itself was changed.
+    void addChanged(const InputFile& file);
 
     /// Something has failed: the file itself, or another one that belongs to it. Only the last
     /// failure counts.

@@ -21,11 +21,16 @@
 #include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
+#include <unistd.h>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
+#include <system_error>
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int kRejected = -1;
 
@@ -254,33 +259,45 @@ void printChanges(const QByteArray& file, const QJsonArray& changes)
 class BackupFile
 {
 public:
-    explicit BackupFile(const QString& path)
-        : m_path(path)
-        , m_copy(path + u'~')
+    explicit BackupFile(const InputFile& file)
+        : m_path(file.name.toStdString())
+        , m_copy(m_path.native() + '~')
     {
     }
 
     /// No error if there is a copy, made now or before.
     RKMediaError make()
     {
-        if (QFile::exists(m_copy))
+        std::error_code error;
+        if (fs::exists(m_copy, error))
             return {};
-        QFile file(m_path);
-        m_isOwn = file.copy(m_copy);
-        return m_isOwn ? RKMediaError()
-                       : RKMediaError(RKMediaErrorCode::NotWritable,
-                           QStringLiteral("no backup can be made: %1").arg(file.errorString()));
+        // Under its own name when it is whole.
+        const fs::path incomplete
+            = m_path.parent_path() / (".rkimage-" + std::to_string(::getpid()));
+        fs::copy_file(m_path, incomplete, error);
+        if (!error)
+            fs::rename(incomplete, m_copy, error);
+        m_isOwn = !error;
+        if (m_isOwn)
+            return {};
+        if (std::error_code ignored; error != std::errc::file_exists)
+            fs::remove(incomplete, ignored);
+        return RKMediaError(RKMediaErrorCode::NotWritable,
+            QStringLiteral("no backup can be made: %1")
+                .arg(QString::fromLocal8Bit(error.message().c_str())));
     }
 
     void drop() const
     {
+        std::error_code ignored;
         if (m_isOwn)
-            QFile::remove(m_copy);
+            fs::remove(m_copy, ignored);
     }
 
 private:
-    QString m_path;
-    QString m_copy;
+    // Bytes, which need not be UTF-8.
+    fs::path m_path;
+    fs::path m_copy;
     bool m_isOwn = false;
 };
 
@@ -297,13 +314,14 @@ void setModified(const QString& path, const QDateTime& time)
 }
 
 /// Makes the file as wanted; what fails stands in the result.
-void save(const RKMediaDescriptor& descriptor,
+void save(const InputFile& file,
+    const RKMediaDescriptor& descriptor,
     const RKMetaData& metaData,
     const MetaDataChanges& changes,
     Result& result)
 {
     const QString path = descriptor.absoluteFilePath();
-    BackupFile backup(path);
+    BackupFile backup(file);
     if (changes.backup == MetaDataChanges::Backup::Keep) {
         if (const RKMediaError error = backup.make(); error.isError()) {
             result.fail(error);
@@ -320,7 +338,7 @@ void save(const RKMediaDescriptor& descriptor,
     if (isWritten && changes.fileTime == MetaDataChanges::FileTime::Keep)
         setModified(path, before);
     if (isWritten)
-        result.addWritten(path);
+        result.addChanged(file);
     if (error.isError())
         result.fail(error);
 }
@@ -359,11 +377,6 @@ Result changeFile(const InputFile& file, const MetaDataChanges& changes)
         result.fail(RKMediaError(RKMediaErrorCode::Missing));
         return result;
     }
-    // What it is read through is a link, which can't be replaced for it.
-    if (QFile::encodeName(file.path) != file.name) {
-        result.refuse(QStringLiteral("files are changed only if their names are UTF-8"));
-        return result;
-    }
     if (changes.mode == MetaDataChanges::Mode::DryRun) {
         tryOut(file, changes, result);
         return result;
@@ -371,7 +384,7 @@ Result changeFile(const InputFile& file, const MetaDataChanges& changes)
     RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
     apply(changes, descriptor, metaData, result);
     if (result.isDone())
-        save(descriptor, metaData, changes, result);
+        save(file, descriptor, metaData, changes, result);
     return result;
 }
 

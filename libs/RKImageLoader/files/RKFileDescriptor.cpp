@@ -1,8 +1,5 @@
 #include "RKImageLoader/files/RKFileDescriptor_p.h"
 
-#include <QByteArray>
-#include <QFile>
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -97,12 +94,10 @@ RKFileDescriptor::~RKFileDescriptor()
     close();
 }
 
-std::error_code RKFileDescriptor::open(const QString& path, int flags, mode_t mode)
+std::error_code RKFileDescriptor::open(const QByteArray& path, int flags, mode_t mode)
 {
     close();
-    const QByteArray native = QFile::encodeName(path);
-    m_descriptor
-        = uninterrupted([&] { return ::open(native.constData(), flags | O_CLOEXEC, mode); });
+    m_descriptor = uninterrupted([&] { return ::open(path.constData(), flags | O_CLOEXEC, mode); });
     return errorOf(isOpen() ? 0 : -1);
 }
 

@@ -2,7 +2,7 @@
 
 #include "RKImageLoader/media/RKCancellation.h"
 
-#include <QString>
+#include <QByteArray>
 
 #include <sys/stat.h>
 
@@ -29,8 +29,9 @@ public:
     RKFileDescriptor& operator=(RKFileDescriptor&& other) noexcept;
     ~RKFileDescriptor();
 
-    /// Closes what was open before. Programs that the process starts don't inherit the file.
-    std::error_code open(const QString& path, int flags, mode_t mode = 0);
+    /// Takes the bytes of a path, which need not be in the system's encoding. Closes what was open
+    /// before. Programs that the process starts don't inherit the file.
+    std::error_code open(const QByteArray& path, int flags, mode_t mode = 0);
     void close();
 
     bool isOpen() const;

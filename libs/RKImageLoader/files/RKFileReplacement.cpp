@@ -1,7 +1,6 @@
 #include "RKImageLoader/files/RKFileReplacement_p.h"
 
-#include <QFile>
-#include <QFileInfo>
+#include <QStringBuilder>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -23,13 +22,15 @@ std::error_code errorOf(int result)
 
 /// The beginning of a name, short enough for what is added to it: 255 bytes are a usual limit of
 /// names, some encrypting file systems have 143.
-QString shortened(QString name)
+QByteArray shortened(QByteArray name)
 {
     constexpr qsizetype kMaxBytes = 100;
-    while (QFile::encodeName(name).size() > kMaxBytes)
-        name.chop(1);
-    if (!name.isEmpty() && name.back().isHighSurrogate())
-        name.chop(1);
+    // Bytes that go on with a letter of UTF-8 (RFC 3629, 3) go with it.
+    const auto continues = [&name](qsizetype place) { return (name[place] & 0xc0) == 0x80; };
+    qsizetype size = qMin(kMaxBytes, name.size());
+    while (size > 0 && size < name.size() && continues(size))
+        --size;
+    name.truncate(size);
     return name;
 }
 
@@ -49,17 +50,17 @@ bool isAbandoned(RKFileDescriptor* file)
     return std::time(nullptr) - status.st_mtime > kDay;
 }
 
-void removeAbandoned(const QString& path)
+void removeAbandoned(const QByteArray& path)
 {
     RKFileDescriptor file;
     // The file is unlinked while its lock is held, so that no other process removes a newer one.
     if (!file.open(path, O_RDWR | O_NONBLOCK | O_NOFOLLOW) && isAbandoned(&file))
-        ::unlink(QFile::encodeName(path).constData());
+        ::unlink(path.constData());
 }
 
 } // namespace
 
-RKFileReplacement::RKFileReplacement(const QString& path)
+RKFileReplacement::RKFileReplacement(const QByteArray& path)
     : m_target(path)
 {
 }
@@ -67,7 +68,7 @@ RKFileReplacement::RKFileReplacement(const QString& path)
 RKFileReplacement::~RKFileReplacement()
 {
     if (!m_path.isEmpty())
-        ::unlink(QFile::encodeName(m_path).constData());
+        ::unlink(m_path.constData());
 }
 
 const RKFileDescriptor& RKFileReplacement::descriptor() const
@@ -75,19 +76,19 @@ const RKFileDescriptor& RKFileReplacement::descriptor() const
     return m_file;
 }
 
-QString RKFileReplacement::pathOf(int number) const
+QByteArray RKFileReplacement::pathOf(int number) const
 {
-    const QFileInfo target(m_target);
-    return target.absolutePath() + QStringLiteral("/.") + shortened(target.fileName())
-        + QStringLiteral(".rksave") + QString::number(number) + u'~';
+    const qsizetype nameBegin = m_target.lastIndexOf('/') + 1;
+    return m_target.left(nameBegin) + '.' + shortened(m_target.mid(nameBegin)) + ".rksave"
+        + QByteArray::number(number) + '~';
 }
 
 /// The path leads to the new file.
-bool RKFileReplacement::isAt(const QString& path) const
+bool RKFileReplacement::isAt(const QByteArray& path) const
 {
     struct stat own = {};
     struct stat other = {};
-    return !m_file.status(&own) && ::lstat(QFile::encodeName(path).constData(), &other) == 0
+    return !m_file.status(&own) && ::lstat(path.constData(), &other) == 0
         && own.st_dev == other.st_dev && own.st_ino == other.st_ino;
 }
 
@@ -97,7 +98,7 @@ std::error_code RKFileReplacement::create(mode_t mode)
         removeAbandoned(pathOf(number));
     std::error_code error;
     for (int number = 0; number < kMaxFiles; ++number) {
-        const QString path = pathOf(number);
+        const QByteArray path = pathOf(number);
         error = m_file.open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
         if (error == std::errc::file_exists)
             continue;
@@ -116,8 +117,7 @@ std::error_code RKFileReplacement::create(mode_t mode)
 
 std::error_code RKFileReplacement::takePlace()
 {
-    const std::error_code error = errorOf(std::rename(
-        QFile::encodeName(m_path).constData(), QFile::encodeName(m_target).constData()));
+    const std::error_code error = errorOf(std::rename(m_path.constData(), m_target.constData()));
     // Networks report failures of what the server has done.
     if (error && !isAt(m_target))
         return error;
@@ -125,7 +125,7 @@ std::error_code RKFileReplacement::takePlace()
     return {};
 }
 
-QString RKFileReplacement::keep()
+QByteArray RKFileReplacement::keep()
 {
     return std::exchange(m_path, {});
 }
@@ -133,7 +133,8 @@ QString RKFileReplacement::keep()
 std::error_code RKFileReplacement::flushFolder() const
 {
     RKFileDescriptor folder;
-    if (const auto error = folder.open(QFileInfo(m_target).absolutePath(), O_RDONLY | O_DIRECTORY))
+    const QByteArray path = m_target.left(m_target.lastIndexOf('/') + 1);
+    if (const auto error = folder.open(path, O_RDONLY | O_DIRECTORY))
         return error;
     const std::error_code error = folder.flush();
     // The file system has no such operation, and no need of it.

@@ -2,7 +2,7 @@
 
 #include "RKImageLoader/files/RKFileDescriptor_p.h"
 
-#include <QString>
+#include <QByteArray>
 
 /// A new file that is written beside the one whose place it is going to take. What remains of a
 /// process that was killed is recognised by its name, and removed with the next replacement.
@@ -11,8 +11,8 @@ class RKFileReplacement
     Q_DISABLE_COPY_MOVE(RKFileReplacement)
 
 public:
-    /// The file to replace, which need not exist.
-    explicit RKFileReplacement(const QString& path);
+    /// The bytes of an absolute path to the file to replace, which need not exist.
+    explicit RKFileReplacement(const QByteArray& path);
     /// Removes the new file unless it has taken its place.
     ~RKFileReplacement();
 
@@ -22,16 +22,16 @@ public:
     /// Gives the new file its place. It must be durable by then.
     std::error_code takePlace();
     /// Leaves the new file beside the old one; its path.
-    QString keep();
+    QByteArray keep();
     /// Makes the new place durable.
     std::error_code flushFolder() const;
 
 private:
-    QString pathOf(int number) const;
-    bool isAt(const QString& path) const;
+    QByteArray pathOf(int number) const;
+    bool isAt(const QByteArray& path) const;
 
-    const QString m_target;
+    const QByteArray m_target;
     RKFileDescriptor m_file;
     // Empty while there is no file to remove.
-    QString m_path;
+    QByteArray m_path;
 };

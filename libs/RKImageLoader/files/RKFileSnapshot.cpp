@@ -41,6 +41,11 @@ bool RKFileSnapshot::Identity::operator==(const Identity& other) const
 }
 
 RKFileSnapshot::RKFileSnapshot(const QString& path, Use use, std::chrono::milliseconds maxWait)
+    : RKFileSnapshot(QFile::encodeName(path), use, maxWait)
+{
+}
+
+RKFileSnapshot::RKFileSnapshot(const QByteArray& path, Use use, std::chrono::milliseconds maxWait)
     : m_remembers(use == Use::Replace)
 {
     if (use == Use::Replace)
@@ -98,16 +103,16 @@ RKFileSnapshot::Identity RKFileSnapshot::identityOf(const struct stat& status)
 #endif
 }
 
-bool RKFileSnapshot::identityAt(const QString& path, Identity* identity)
+bool RKFileSnapshot::identityAt(const QByteArray& path, Identity* identity)
 {
     struct stat status = {};
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+    if (::stat(path.constData(), &status) != 0)
         return false;
     *identity = identityOf(status);
     return true;
 }
 
-bool RKFileSnapshot::openReadable(const QString& path)
+bool RKFileSnapshot::openReadable(const QByteArray& path)
 {
     const std::error_code error = m_file.open(path, O_RDONLY | kFlags);
     m_isMissing = error == std::errc::no_such_file_or_directory;
@@ -115,7 +120,7 @@ bool RKFileSnapshot::openReadable(const QString& path)
 }
 
 /// Locks over networks need a descriptor that may write.
-bool RKFileSnapshot::openWritable(const QString& path)
+bool RKFileSnapshot::openWritable(const QByteArray& path)
 {
     const std::error_code error = m_file.open(path, O_RDWR | kFlags);
     m_isWritable = !error;
@@ -142,7 +147,7 @@ bool RKFileSnapshot::identify()
 }
 
 /// Whoever held the lock may have replaced the file, so that the path leads to another one.
-void RKFileSnapshot::openForReplacement(const QString& path, std::chrono::milliseconds maxWait)
+void RKFileSnapshot::openForReplacement(const QByteArray& path, std::chrono::milliseconds maxWait)
 {
     constexpr unsigned long kMaxPause = 16;
     const QDeadlineTimer deadline(maxWait);
@@ -241,7 +246,7 @@ bool RKFileSnapshot::hasSameBlocks() const
     return true;
 }
 
-bool RKFileSnapshot::isUnchangedAt(const QString& path) const
+bool RKFileSnapshot::isUnchangedAt(const QByteArray& path) const
 {
     Identity current;
     return isOpen() && !m_isTorn && identityAt(path, &current) && current == m_identity

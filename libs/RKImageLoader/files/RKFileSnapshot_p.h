@@ -30,6 +30,8 @@ public:
     /// waited for. File systems without advisory locks keep nobody waiting.
     explicit RKFileSnapshot(
         const QString& path, Use use = Use::Read, std::chrono::milliseconds maxWait = kMaxWait);
+    /// By the bytes of a path, which need not be in the system's encoding.
+    RKFileSnapshot(const QByteArray& path, Use use, std::chrono::milliseconds maxWait = kMaxWait);
 
     bool isOpen() const;
     /// There is no file at that path.
@@ -53,7 +55,7 @@ public:
 
     /// The path leads to this file, and neither its size nor its times nor the bytes that were read
     /// have changed. Times alone are too coarse: two changes within some milliseconds share one.
-    bool isUnchangedAt(const QString& path) const;
+    bool isUnchangedAt(const QByteArray& path) const;
 
     const RKFileDescriptor& descriptor() const;
 
@@ -71,13 +73,13 @@ private:
     };
 
     static Identity identityOf(const struct stat& status);
-    static bool identityAt(const QString& path, Identity* identity);
+    static bool identityAt(const QByteArray& path, Identity* identity);
 
     bool read(
         qint64 offset, qint64 size, QByteArray* bytes, const RKCancellation& cancellation) const;
-    void openForReplacement(const QString& path, std::chrono::milliseconds maxWait);
-    bool openWritable(const QString& path);
-    bool openReadable(const QString& path);
+    void openForReplacement(const QByteArray& path, std::chrono::milliseconds maxWait);
+    bool openWritable(const QByteArray& path);
+    bool openReadable(const QByteArray& path);
     bool identify();
     void rememberBlocks(qint64 offset, const QByteArray& bytes) const;
     bool hasSameBlocks() const;

@@ -4,8 +4,11 @@
 #include "RKImageLoader/files/RKSafeFileWriter_p.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
+#include <cstdlib>
+#include <memory>
 #include <numeric>
 
 namespace {
@@ -15,14 +18,16 @@ using Pieces = QList<RKFilePiece>;
 constexpr mode_t kOwnerOnly = 0600;
 constexpr std::errc kChanged = std::errc::resource_unavailable_try_again;
 
-/// Where a path leads to, also where that does not exist yet.
-QString target(const QString& path)
+/// Where a path leads to, also where that does not exist yet. The bytes as the system has them: a
+/// link may lead to a name that is not in the system's encoding.
+QByteArray target(const QString& path)
 {
+    const std::unique_ptr<char, decltype(&std::free)> existing(
+        ::realpath(QFile::encodeName(path).constData(), nullptr), &std::free);
+    if (existing)
+        return existing.get();
     const QFileInfo info(path);
-    const QString existing = info.canonicalFilePath();
-    if (!existing.isEmpty())
-        return existing;
-    return info.isSymLink() ? info.symLinkTarget() : info.absoluteFilePath();
+    return QFile::encodeName(info.isSymLink() ? info.symLinkTarget() : info.absoluteFilePath());
 }
 
 /// The process may not do that in this folder, or not with this file.
@@ -79,9 +84,9 @@ std::error_code setContent(
 }
 
 /// A file in the folder for temporary files.
-QString sparePath(const QString& path)
+QByteArray sparePath(const QByteArray& path)
 {
-    return QDir::tempPath() + u'/' + QFileInfo(path).fileName();
+    return QFile::encodeName(QDir::tempPath()) + path.mid(path.lastIndexOf('/'));
 }
 
 } // namespace
@@ -207,6 +212,7 @@ RKSafeFileWriter::Result RKSafeFileWriter::overwrite(
         return Result::Done;
     fail(Result::Failed, error);
     if (setContent(file, oldContent.descriptor(), source.size()))
-        m_errorString += QStringLiteral("; the old content is in ") + oldContent.keep();
+        m_errorString
+            += QStringLiteral("; the old content is in ") + QFile::decodeName(oldContent.keep());
     return Result::Failed;
 }

@@ -65,7 +65,8 @@ private:
     Result finish(const RKFileReplacement& replacement);
     Result overwrite(const RKFileSnapshot& source, const Pieces& pieces);
 
-    const QString m_path;
+    // With links followed.
+    const QByteArray m_path;
     QString m_errorString;
     std::error_code m_error;
 };

@@ -353,6 +353,13 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(file + u'~'));
         QCOMPARE(exitCodeOf("set -r trip --rating 3 --backup"), 0);
         QVERIFY(!QFile::exists(file + u'~'));
+        // A name that is no UTF-8.
+        QCOMPARE(::rename("trip/one.jpg", "trip/\xff.jpg"), 0);
+        QCOMPARE(exitCodeOf("set -r trip --rating 2 --backup"), 0);
+        QCOMPARE(::rename("trip/\xff.jpg~", "trip/one.jpg~"), 0);
+        QCOMPARE(::rename("trip/\xff.jpg", "trip/one.jpg"), 0);
+        QCOMPARE(informationOn(file)[u"adobeRating"].toInt(), 2);
+        QVERIFY(!read(file + u'~').isEmpty() && read(file + u'~') != read(file));
     }
 
     void facesAreMergedListedDrawnAndRemoved()

@@ -67,6 +67,19 @@ private Q_SLOTS:
         QVERIFY(QFileInfo(link).isSymLink());
         QCOMPARE(RKTestPictures::read(path), kNew);
         QCOMPARE(dir.entries().size(), 2);
+#ifdef Q_OS_LINUX
+        // A name that Qt can't express.
+        const QByteArray name = QFile::encodeName(dir.path()) + "/\xff.jpg";
+        QCOMPARE(::rename(QFile::encodeName(path).constData(), name.constData()), 0);
+        QVERIFY(QFile::remove(link));
+        QCOMPARE(::symlink(name.constData(), QFile::encodeName(link).constData()), 0);
+        QCOMPARE(RKSafeFileWriter(link).write(kOld), Result::Done);
+        QVERIFY(QFileInfo(link).isSymLink());
+        QCOMPARE(RKTestPictures::read(link), kOld);
+        // The link only: no file has a name that looks like that one.
+        QCOMPARE(dir.entries().size(), 1);
+        QCOMPARE(::unlink(name.constData()), 0);
+#endif
     }
 
     void hardLinksAndAttributesStay()
@@ -151,7 +164,7 @@ private Q_SLOTS:
             RKTestPictures::write(begin + u"0~"_s, kOld);
             RKTestPictures::write(begin + u"7~"_s, kOld);
             RKFileDescriptor writing;
-            QVERIFY(!writing.open(begin + u"1~"_s, O_RDWR | O_CREAT, 0600));
+            QVERIFY(!writing.open(QFile::encodeName(begin + u"1~"_s), O_RDWR | O_CREAT, 0600));
             QCOMPARE(writing.lock(), RKFileDescriptor::Lock::Taken);
             for (const QByteArray& content : {kOld, kNew})
                 QCOMPARE(RKSafeFileWriter(path).write(content), Result::Done);
