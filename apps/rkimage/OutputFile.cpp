@@ -87,13 +87,18 @@ RKMediaDescriptor OutputFile::descriptor() const
     return RKMediaDescriptor(QFileInfo(m_path));
 }
 
+RKMediaError OutputFile::nameError() const
+{
+    return QFile::encodeName(name()) == m_name
+        ? RKMediaError()
+        : RKMediaError(
+            RKMediaErrorCode::NotWritable, QStringLiteral("names of new files have to be UTF-8"));
+}
+
 RKMediaError OutputFile::error() const
 {
-    if (QFile::encodeName(name()) != m_name) {
-        return RKMediaError(
-            RKMediaErrorCode::NotWritable, QStringLiteral("names of new files have to be UTF-8"));
-    }
-    return ::Writing::formatError(descriptor());
+    const RKMediaError error = nameError();
+    return error.isError() ? error : ::Writing::formatError(descriptor());
 }
 
 bool OutputFile::finish(RKMediaError* error) const

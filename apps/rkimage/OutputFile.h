@@ -49,6 +49,8 @@ public:
     /// What the library writes to.
     RKMediaDescriptor descriptor() const;
 
+    /// Why nothing can be written there; no error if something can.
+    RKMediaError nameError() const;
     /// Why no picture can be written there; no error if one can.
     RKMediaError error() const;
 

@@ -1,9 +1,9 @@
-#include "Arguments.h"
 #include "Commands.h"
 #include "ContactSheet.h"
 #include "InputFiles.h"
 #include "Interruption.h"
 #include "Output.h"
+#include "OutputFile.h"
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
@@ -24,6 +24,8 @@ namespace {
 // A picture that programs still show: 20 tiles by 20.
 constexpr qsizetype kMaxTiles = 400;
 
+constexpr char kUsualFormat[] = "png";
+
 enum class Kind
 {
     Picture,
@@ -35,6 +37,8 @@ struct SheetArguments
 {
     InputFiles files;
     std::string target;
+    // For standard output.
+    std::string format;
     std::string title = "Contact sheet";
     int side = 240;
     int jobs = QThread::idealThreadCount();
@@ -69,11 +73,11 @@ QByteArray pdfOf(const QList<SheetEntry>& entries)
     return isWritten ? buffer.data() : QByteArray();
 }
 
-RKMediaError save(const QList<SheetEntry>& entries, const QString& target, const QString& title)
+RKMediaError save(const QList<SheetEntry>& entries, const QString& path, const QString& title)
 {
-    switch (kindOf(target)) {
-    case Kind::Pdf: return writeFile(target, pdfOf(entries));
-    case Kind::Html: return writeFile(target, ContactSheet::html(entries, title));
+    switch (kindOf(path)) {
+    case Kind::Pdf: return writeFile(path, pdfOf(entries));
+    case Kind::Html: return writeFile(path, ContactSheet::html(entries, title));
     case Kind::Picture: break;
     }
     if (entries.size() > kMaxTiles)
@@ -82,20 +86,20 @@ RKMediaError save(const QList<SheetEntry>& entries, const QString& target, const
                 .arg(entries.size()));
     RKMediaError error;
     RKImageLoader::instance()->save(
-        RKMediaDescriptor(QFileInfo(target)), ContactSheet::image(entries), &error);
+        RKMediaDescriptor(QFileInfo(path)), ContactSheet::image(entries), &error);
     return error;
 }
 
 int makeSheet(SheetArguments& arguments)
 {
-    const QString target = Arguments::toPath(arguments.target);
-    Result sheet(target);
-    if (kindOf(target) == Kind::Picture) {
-        const RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(target)));
-        if (error.isError()) {
-            sheet.fail(error);
-            return sheet.report();
-        }
+    const OutputFile target(
+        arguments.target, {}, arguments.format.empty() ? kUsualFormat : arguments.format);
+    const QString path = target.descriptor().absoluteFilePath();
+    Result sheet(target.name());
+    RKMediaError error = kindOf(path) == Kind::Picture ? target.error() : target.nameError();
+    if (error.isError()) {
+        sheet.fail(error);
+        return sheet.report();
     }
 
     const std::vector<InputFile> files = arguments.files.all();
@@ -117,11 +121,11 @@ int makeSheet(SheetArguments& arguments)
             result.fail(entry.error);
         failures += result.report() != Output::AllDone;
     }
-    const RKMediaError error = save(entries, target, QString::fromStdString(arguments.title));
-    if (error.isError())
+    error = save(entries, path, QString::fromStdString(arguments.title));
+    if (error.isError() || !target.finish(&error))
         sheet.fail(error);
     else
-        sheet.addWritten(target);
+        sheet.addWritten(target.name());
     failures += sheet.report() != Output::AllDone;
     return Output::finish(qsizetype(files.size()), failures);
 }
@@ -136,9 +140,14 @@ void addSheetCommand(CLI::App& app, Command& command)
     sheet
         ->add_option("--out",
             arguments->target,
-            "The file to write: a picture, a PDF, or an HTML page that needs nothing else")
+            "The file to write: a picture, a PDF, or an HTML page that needs nothing else; - is "
+            "standard output")
         ->type_name("FILE")
         ->required();
+    sheet
+        ->add_option(
+            "--format", arguments->format, "Format for standard output: png (usual), pdf, html")
+        ->type_name("EXT");
     sheet->add_option("--size", arguments->side, "Longest side of a picture in pixels (240)")
         ->type_name("N")
         ->check(CLI::Range(16, 2000));
@@ -147,6 +156,8 @@ void addSheetCommand(CLI::App& app, Command& command)
         ->type_name("N")
         ->check(CLI::Range(1, 256));
     sheet->callback([arguments, &command] {
+        OutputFile::check(arguments->target, arguments->format);
+        command.writesPicture = OutputFile::isStandardOutput(arguments->target);
         // Below the pictures.
         command.drawsText = true;
         command.run = [arguments]() { return makeSheet(*arguments); };
