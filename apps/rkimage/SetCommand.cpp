@@ -63,7 +63,7 @@ struct MetaDataChanges
     std::optional<RKImageOrientation> orientation;
     std::optional<bool> rotateClockwise;
     std::optional<QDateTime> taken;
-    /// Added to the date that the file has.
+    /// Added to the dates that the file has.
     std::optional<qint64> shiftSeconds;
     std::optional<RKGeoPosition> position;
     bool isPositionRemoved = false;
@@ -137,6 +137,7 @@ void shiftTaken(RKMetaData& metaData, qint64 seconds, Result& result)
     metaData.setPictureTaken(taken.timeSpec() == Qt::LocalTime
             ? QDateTime(shifted.date(), shifted.time())
             : QDateTime(shifted.date(), shifted.time(), Qt::OffsetFromUTC, taken.offsetFromUtc()));
+    metaData.shiftDigitized(seconds);
 }
 
 void setProfile(RKMetaData& metaData, const QString& path, Result& result)
@@ -522,7 +523,9 @@ void addSetCommand(CLI::App& app, Command& command)
               ->type_name("DATE")
               ->check(Arguments::checked(
                   Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
-    set->add_option("--shift-taken", arguments->shift, "Move that date: +H:M:S or -H:M:S")
+    set->add_option("--shift-taken",
+           arguments->shift,
+           "Move that date, and that of digitisation where there is one: +H:M:S or -H:M:S")
         ->type_name("+H:M:S")
         ->check(Arguments::checked(parseShift, "a shift looks like +1:30:00"))
         ->excludes(taken);

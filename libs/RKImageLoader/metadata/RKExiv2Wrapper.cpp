@@ -116,6 +116,11 @@ void RKExiv2Wrapper::setPictureTaken(const QDateTime& dateTime)
     m_impl->setPictureTaken(dateTime);
 }
 
+void RKExiv2Wrapper::shiftDigitized(qint64 seconds)
+{
+    m_impl->shiftDigitized(seconds);
+}
+
 RKGeoPosition RKExiv2Wrapper::geoPosition() const
 {
     return m_impl->geoPosition();

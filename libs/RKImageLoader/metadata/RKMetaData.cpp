@@ -133,6 +133,11 @@ void RKMetaData::setPictureTaken(const QDateTime& dateTime)
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setPictureTaken(dateTime); });
 }
 
+void RKMetaData::shiftDigitized(qint64 seconds)
+{
+    change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().shiftDigitized(seconds); });
+}
+
 RKGeoPosition RKMetaData::geoPosition() const
 {
     return snapshot()->exiv2Wrapper().geoPosition();

@@ -95,6 +95,9 @@ public:
     /// Stores the date and time that the value shows, in any time zone of the machine. The offset
     /// of a value that is not in local time is stored too; of a local one none is.
     void setPictureTaken(const QDateTime& dateTime);
+    /// Moves the date of digitisation by so many seconds of the clock, in each place of Exif, XMP
+    /// and IPTC that has one with a time. Fractions of a second and offsets from UTC stay.
+    void shiftDigitized(qint64 seconds);
 
     /// Invalid when unknown.
     RKGeoPosition geoPosition() const;
@@ -197,11 +200,12 @@ public:
     /// Key to text of all Exif, XMP and IPTC data.
     QHash<QString, QString> allData() const;
     /// The same with the values of Exif as people read them, "1/60 s" or "Manual", and the number
-    /// of bytes instead of long ones that mean nothing to people.
+    /// of bytes instead of long ones that mean nothing to people. Texts of XMP in one language come
+    /// without its name, and what only holds other properties is left out.
     QHash<QString, QString> interpretedData() const;
 
     /// Camera, lens and exposure, from Exif or XMP; makers' own data count where the standard's are
-    /// missing.
+    /// missing. Names of the place from XMP or IPTC.
     RKCaptureSettings captureSettings() const;
 
     /// There is a colour profile, or the marker of Adobe RGB (1998).

@@ -3,6 +3,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2WrapperImpl_p.h"
+#include "RKImageLoader/metadata/exiv2/RKWallTime_p.h"
 #include "RKImageLoader/metadata/exiv2/RKXmpRegions_p.h"
 
 #include "RKCore/RKRational.h"
@@ -33,6 +34,11 @@ constexpr char kOrientationInXmp[] = "Xmp.tiff.Orientation";
 
 constexpr char kDateInExif[] = "Exif.Photo.DateTimeOriginal";
 constexpr char kOffsetInExif[] = "Exif.Photo.OffsetTimeOriginal";
+constexpr char kDigitizedInExif[] = "Exif.Photo.DateTimeDigitized";
+// As today's programs and older ones write it (XMP specification, part 2, 2.4).
+constexpr const char* kDigitizedInXmp[] = {"Xmp.xmp.CreateDate", "Xmp.exif.DateTimeDigitized"};
+constexpr char kDigitizationDate[] = "Iptc.Application2.DigitizationDate";
+constexpr char kDigitizationTime[] = "Iptc.Application2.DigitizationTime";
 constexpr char kDateInIptc[] = "Iptc.Application2.DateCreated";
 constexpr char kTimeInIptc[] = "Iptc.Application2.TimeCreated";
 
@@ -321,6 +327,26 @@ void RKExiv2WrapperImpl::setPictureTaken(const QDateTime& dateTime)
     m_iptcData.setDateTime(kDateInIptc, kTimeInIptc, dateTime);
 }
 
+void RKExiv2WrapperImpl::shiftDigitized(qint64 seconds)
+{
+    const QWriteLocker locker(&m_lock);
+    if (QString date = RKWallTime::shifted(m_exifData.readString(kDigitizedInExif), seconds);
+        !date.isEmpty())
+        m_exifData.setString(
+            kDigitizedInExif, date.replace(QLatin1Char('-'), QLatin1Char(':')).replace(u'T', u' '));
+    for (const char* key : kDigitizedInXmp) {
+        if (const QString date = RKWallTime::shifted(m_xmpData.readString(key), seconds);
+            !date.isEmpty())
+            m_xmpData.setString(key, date);
+    }
+    const QString inIptc = m_iptcData.readString(kDigitizationDate) + QLatin1Char('T')
+        + m_iptcData.readString(kDigitizationTime);
+    if (const QString date = RKWallTime::shifted(inIptc, seconds); !date.isEmpty()) {
+        m_iptcData.writeString(kDigitizationDate, date.section(QLatin1Char('T'), 0, 0));
+        m_iptcData.writeString(kDigitizationTime, date.section(QLatin1Char('T'), 1));
+    }
+}
+
 RKGeoPosition RKExiv2WrapperImpl::geoPosition() const
 {
     const QReadLocker locker(&m_lock);
@@ -590,7 +616,15 @@ QHash<QString, QString> RKExiv2WrapperImpl::interpretedData() const
 RKCaptureSettings RKExiv2WrapperImpl::captureSettings() const
 {
     const QReadLocker locker(&m_lock);
-    return RKExiv2Capture::read(m_exifData.data(), m_xmpData.data());
+    RKCaptureSettings settings = RKExiv2Capture::read(m_exifData.data(), m_xmpData.data());
+    const auto addMissing = [this](QString& text, const char* key) {
+        if (text.isEmpty())
+            text = m_iptcData.readString(key).trimmed();
+    };
+    addMissing(settings.city, "Iptc.Application2.City");
+    addMissing(settings.state, "Iptc.Application2.ProvinceState");
+    addMissing(settings.country, "Iptc.Application2.CountryName");
+    return settings;
 }
 
 QStringList RKExiv2WrapperImpl::debugOutput() const

@@ -9,6 +9,7 @@ constexpr char kDate[] = "Exif.Photo.DateTimeOriginal";
 constexpr char kOffset[] = "Exif.Photo.OffsetTimeOriginal";
 // What exiv2 reads and writes. Others may have the second one.
 constexpr const char* kDatesInXmp[] = {"Xmp.photoshop.DateCreated", "Xmp.exif.DateTimeOriginal"};
+constexpr char kDigitizedInXmp[] = "Xmp.xmp.CreateDate";
 
 QString textOf(const Exiv2::ExifData& data, const char* key)
 {
@@ -44,6 +45,16 @@ void RKSidecarDate::read(Exiv2::Image& sidecar)
         + (seconds.isEmpty() ? QStringLiteral(":00") : seconds))
                       .toStdString();
     exif[kOffset] = RKWallTime::offsetText({{}, {}, offset}).toStdString();
+}
+
+void RKSidecarDate::keepDigitized(
+    const Exiv2::XmpData& before, const Exiv2::XmpData& wanted, Exiv2::XmpData& xmp)
+{
+    const Exiv2::XmpKey key(kDigitizedInXmp);
+    const auto old = before.findKey(key);
+    const auto datum = wanted.findKey(key);
+    if (datum != wanted.end() && old != before.end() && datum->toString() != old->toString())
+        xmp[kDigitizedInXmp] = datum->toString();
 }
 
 void RKSidecarDate::write(const Exiv2::ExifData& before, Exiv2::Image& sidecar)

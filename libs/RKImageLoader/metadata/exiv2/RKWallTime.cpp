@@ -49,6 +49,25 @@ std::optional<int> RKWallTime::offset(const QString& text)
     return match.captured(1) == QLatin1String("-") ? -seconds : seconds;
 }
 
+QString RKWallTime::shifted(const QString& text, qint64 seconds)
+{
+    constexpr int kMaxYear = 9999;
+    static const QRegularExpression pattern(QStringLiteral(
+        "^(\\d{4})[:-](\\d\\d)[:-](\\d\\d)[T ](\\d\\d):(\\d\\d)(?::(\\d\\d))?(.*)$"));
+    const QRegularExpressionMatch match = pattern.match(text.trimmed());
+    const auto part = [&match](int number) { return match.captured(number).toInt(); };
+    // In UTC, which skips no times.
+    const QDateTime moved
+        = QDateTime(QDate(part(1), part(2), part(3)), QTime(part(4), part(5), part(6)), Qt::UTC)
+              .addSecs(seconds);
+    if (!moved.isValid() || moved.date().year() < 1 || moved.date().year() > kMaxYear)
+        return {};
+    const bool hasSeconds = !match.captured(6).isEmpty() || moved.time().second() != 0;
+    return moved.toString(hasSeconds ? QStringLiteral("yyyy-MM-ddThh:mm:ss")
+                                     : QStringLiteral("yyyy-MM-ddThh:mm"))
+        + match.captured(7);
+}
+
 QString RKWallTime::offsetText(const Moment& moment)
 {
     if (!moment.offset)

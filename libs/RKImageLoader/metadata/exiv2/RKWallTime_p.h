@@ -34,6 +34,11 @@ QDateTime toDateTime(const Moment& moment);
 /// The offset of a text like "+05:30" or "Z" (Exif 2.32, 4.6.5, tag 0x9011).
 std::optional<int> offset(const QString& text);
 
+/// The text of a date and time (ISO 8601, or as Exif has them) moved by so many seconds of the
+/// clock, in the way of ISO 8601. What follows, fractions of a second and an offset, stays. Empty
+/// if it has no time or the year would have more than four digits.
+QString shifted(const QString& text, qint64 seconds);
+
 /// A text like "+05:30"; empty without an offset.
 QString offsetText(const Moment& moment);
 

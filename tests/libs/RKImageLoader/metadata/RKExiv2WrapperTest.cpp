@@ -229,6 +229,29 @@ private Q_SLOTS:
         QCOMPARE(wrapper.allData().value(u"Iptc.Application2.DateCreated"_s), u"2024-02-29"_s);
     }
 
+    void datesOfDigitisationMoveWhereTheyAre()
+    {
+        const char* const day = "Iptc.Application2.DigitizationDate";
+        const char* const time = "Iptc.Application2.DigitizationTime";
+        const std::pair<Values, Values> rows[]
+            = {{{{"Exif.Photo.DateTimeDigitized", "2021:12:31 23:30:05"}},
+                   {{"Exif.Photo.DateTimeDigitized", "2022:01:01 01:00:05"}}},
+                {{{"Exif.Photo.DateTimeDigitized", "    :  :     :  :  "}},
+                    {{"Exif.Photo.DateTimeDigitized", "    :  :     :  :  "}}},
+                {{{"Xmp.xmp.CreateDate", "2021-12-31T23:30:05.25+05:30"},
+                     {"Xmp.exif.DateTimeDigitized", "2021-12-31T23:30Z"}},
+                    {{"Xmp.xmp.CreateDate", "2022-01-01T01:00:05.25+05:30"},
+                        {"Xmp.exif.DateTimeDigitized", "2022-01-01T01:00Z"}}},
+                {{{day, "2021-12-31"}, {time, "23:30:05-03:00"}},
+                    {{day, "2022-01-01"}, {time, "01:00:05-03:00"}}},
+                {{{day, "2021-12-31"}}, {{day, "2021-12-31"}}}};
+        for (const auto& [before, after] : rows) {
+            RKExiv2Wrapper wrapper = wrapperWith(before);
+            wrapper.shiftDigitized(5400);
+            QCOMPARE(wrapper.allData(), wrapperWith(after).allData());
+        }
+    }
+
     void exportDatesHave32Bits()
     {
         const auto dateOf = [](const char* number) {

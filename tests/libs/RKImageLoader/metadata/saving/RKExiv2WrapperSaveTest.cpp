@@ -354,7 +354,8 @@ private Q_SLOTS:
         const QByteArray sidecar
             = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/"
               "22-rdf-syntax-ns#'><rdf:Description rdf:about='' xmlns:exif='http://ns.adobe.com/"
-              "exif/1.0/' exif:DateTimeOriginal='2001-02-03T04:05:06Z'/></rdf:RDF></x:xmpmeta>";
+              "exif/1.0/' exif:DateTimeOriginal='2001-02-03T04:05:06Z' xmlns:xmp='http://ns.adobe.com/"
+              "xap/1.0/' xmp:CreateDate='2001-02-03T04:05:06Z'/></rdf:RDF></x:xmpmeta>";
         QBuffer buffer;
         buffer.setData(sidecar);
         const QDateTime noon(QDate(2020, 2, 29), QTime(12, 0), Qt::OffsetFromUTC, 19800);
@@ -373,6 +374,10 @@ private Q_SLOTS:
             for (const char* key : {"Xmp.photoshop.DateCreated", "Xmp.exif.DateTimeOriginal"})
                 QCOMPARE(after.allData().value(QLatin1String(key)), QLatin1String(text));
         }
+        RKExiv2Wrapper wrapper(buffer.data());
+        wrapper.shiftDigitized(3600);
+        QVERIFY(wrapper.save(&buffer));
+        QVERIFY(buffer.data().contains("2001-02-03T05:05:06Z"));
     }
 
     void unknownPartsOfXmpStay()
