@@ -1,49 +1,24 @@
 #include "CommandLine.h"
 
 #include "Arguments.h"
+#include "NearestName.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoaderInfo.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <iostream>
-#include <limits>
-#include <numeric>
-#include <utility>
 #include <vector>
 
 namespace {
 
-/// How many letters have to be added, removed or replaced (V. Levenshtein, 1966).
-size_t editDistance(const std::string& from, const std::string& to)
+QString nearestCommand(const CLI::App& app, const std::string& word)
 {
-    std::vector<size_t> row(to.size() + 1);
-    std::iota(row.begin(), row.end(), size_t(0));
-    for (size_t i = 0; i < from.size(); ++i) {
-        size_t diagonal = std::exchange(row[0], i + 1);
-        for (size_t j = 0; j < to.size(); ++j) {
-            const size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
-            const size_t best = std::min({replaced, row[j] + 1, row[j + 1] + 1});
-            diagonal = std::exchange(row[j + 1], best);
-        }
-    }
-    return row.back();
-}
-
-std::string nearestCommand(const CLI::App& app, const std::string& word)
-{
-    std::string nearest;
-    size_t distance = std::numeric_limits<size_t>::max();
+    QStringList names;
     const std::vector<const CLI::App*> commands = app.get_subcommands({});
-    for (const CLI::App* command : commands) {
-        const size_t other = editDistance(word, command->get_name());
-        if (other < distance) {
-            distance = other;
-            nearest = command->get_name();
-        }
-    }
-    return nearest;
+    for (const CLI::App* command : commands)
+        names << QString::fromStdString(command->get_name());
+    return nearestName(QString::fromStdString(word), names);
 }
 
 bool isCommand(const CLI::App& app, const std::string& word)
@@ -151,7 +126,7 @@ std::optional<int> CommandLine::parse(int argc, char** argv)
         if (error.get_exit_code() != 0 && !unknown.empty()) {
             std::cerr << "rkimage: there is no command \""
                       << Output::escaped(unknown.c_str()).toStdString() << "\"; did you mean \""
-                      << nearestCommand(*m_app, unknown) << "\"?\n";
+                      << nearestCommand(*m_app, unknown).toStdString() << "\"?\n";
             return Output::WrongUsage;
         }
         if (m_app->exit(error) != 0)

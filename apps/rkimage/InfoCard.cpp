@@ -119,16 +119,22 @@ QString focalLengthText(const QJsonObject& entry)
 
 QString placeText(const QJsonObject& entry)
 {
+    const QJsonValue place = entry[u"place"];
+    return joined(
+        {place[u"city"].toString(), place[u"state"].toString(), place[u"country"].toString()});
+}
+
+QString positionText(const QJsonObject& entry)
+{
     const QJsonValue place = entry[u"geoPosition"];
     if (!place.isObject())
         return {};
     const double latitude = place[u"latitude"].toDouble();
     const double longitude = place[u"longitude"].toDouble();
-    return QStringLiteral("%1° %2, %3° %4")
-        .arg(number(std::abs(latitude), 6),
-            QString(latitude < 0 ? u'S' : u'N'),
-            number(std::abs(longitude), 6),
-            QString(longitude < 0 ? u'W' : u'E'));
+    const QJsonValue altitude = entry[u"place"][u"altitude"];
+    return joined({number(std::abs(latitude), 6) + (latitude < 0 ? u"° S" : u"° N"),
+        number(std::abs(longitude), 6) + (longitude < 0 ? u"° W" : u"° E"),
+        altitude.isDouble() ? number(altitude.toDouble(), 0) + u" m" : QString()});
 }
 
 QString ratingText(const QJsonObject& entry)
@@ -199,6 +205,15 @@ QString durationText(int ms)
                      : rest.toString(u"m:ss.zzz");
 }
 
+QString bitRateText(double bitsPerSecond)
+{
+    constexpr double kMega = 1e6;
+    if (bitsPerSecond <= 0)
+        return {};
+    return bitsPerSecond < kMega ? number(bitsPerSecond / 1000, 0) + u" kbit/s"
+                                 : number(bitsPerSecond / kMega, 1) + u" Mbit/s";
+}
+
 QString videoText(const QJsonObject& entry)
 {
     // Of videos whose rate varies, a higher one is that of a clock which all times fit.
@@ -208,7 +223,8 @@ QString videoText(const QJsonObject& entry)
     const double rate = entry[u"framesPerSecond"].toDouble();
     return joined({durationText(entry[u"durationMs"].toInt()),
         rate > 0 && rate <= kMaxRate ? number(rate, 2) + QStringLiteral(" fps") : QString(),
-        codecText(entry[u"codec"].toString())});
+        codecText(entry[u"codec"].toString()),
+        bitRateText(entry[u"bitRate"].toDouble())});
 }
 
 /// On one line, and without what would control the terminal.
@@ -231,7 +247,8 @@ QByteArray InfoCard::of(const QByteArray& name, const QJsonObject& entry)
                                   {"Size", pictureSize(entry)},
                                   {"Video", videoText(entry)},
                                   {"Taken", dateText(entry)},
-                                  {"Place", placeText(entry)}},
+                                  {"Place", placeText(entry)},
+                                  {"Position", positionText(entry)}},
         {{"Camera", cameraText(entry)},
             {"Lens", entry[u"camera"][u"lens"].toString()},
             {"Exposure", exposureText(entry)},

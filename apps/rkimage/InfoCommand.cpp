@@ -1,8 +1,10 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "FieldNames.h"
 #include "InfoCard.h"
 #include "InputFiles.h"
 #include "MetaDataJson.h"
+#include "NearestName.h"
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
@@ -18,6 +20,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <utility>
 
@@ -85,6 +88,10 @@ QJsonObject describeVideo(const RKMediaDescriptor& descriptor)
         {QStringLiteral("geoPosition"), MetaDataJson::fromPosition(metaData.geoPosition())},
         {QStringLiteral("cameraModel"), metaData.read(RKMetaDataFieldEnum::exifModel)},
         {QStringLiteral("rotation"), decoders.rotation(descriptor)}};
+    if (const double ms = entry[u"durationMs"].toDouble(); ms > 0) {
+        const double bits = 8.0 * double(descriptor.fileInfo().size());
+        entry[QStringLiteral("bitRate")] = std::round(1000 * bits / ms);
+    }
     if (const QDateTime taken = metaData.pictureTaken(); taken.isValid())
         entry[QStringLiteral("videoTaken")] = taken.toString(Qt::ISODate);
     return entry;
@@ -218,6 +225,18 @@ void printCard(const InputFile& file, const QJsonObject& entry, bool isFirst)
     Output::print(isFirst ? text : '\n' + text);
 }
 
+/// Tags aren't known by name: every maker of cameras has his own.
+void warnOfUnknown(const QStringList& fields)
+{
+    const QStringList known = FieldNames::known();
+    for (const QString& field : fields) {
+        if (!isKey(field) && !known.contains(field))
+            Output::warn(QStringLiteral("--fields"),
+                QStringLiteral("no file has \"%1\"; did you mean \"%2\"?")
+                    .arg(field, nearestName(field, known)));
+    }
+}
+
 int describeFiles(InfoArguments& arguments)
 {
     const bool isTable = arguments.isCsv || !arguments.fields.empty();
@@ -225,8 +244,10 @@ int describeFiles(InfoArguments& arguments)
         = arguments.fields.empty() ? kUsualFields : Arguments::toTexts(arguments.fields);
     const bool isAll = arguments.isAll || std::any_of(fields.begin(), fields.end(), isKey);
     const auto extent = isAll ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
-    if (isTable)
+    if (isTable) {
+        warnOfUnknown(fields);
         printRow(fields);
+    }
     int failures = 0;
     bool isFirst = true;
     arguments.files.forEach([&](const InputFile& file) {

@@ -69,6 +69,13 @@ void insertCapture(QJsonObject& object, const RKCaptureSettings& settings)
     insertKnown(exposure, "focalLengthIn35mm", settings.focalLengthIn35mm);
     if (settings.exposureBias)
         exposure[QStringLiteral("bias")] = *settings.exposureBias;
+    QJsonObject place;
+    insertKnown(place, "city", settings.city);
+    insertKnown(place, "state", settings.state);
+    insertKnown(place, "country", settings.country);
+    if (settings.altitude)
+        place[QStringLiteral("altitude")] = *settings.altitude;
+    object[QStringLiteral("place")] = place;
     object[QStringLiteral("camera")] = camera;
     object[QStringLiteral("exposure")] = exposure;
 }

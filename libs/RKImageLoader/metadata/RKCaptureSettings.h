@@ -4,7 +4,7 @@
 
 #include <optional>
 
-/// How a picture was taken, as its camera has recorded it. What isn't known is 0 or empty.
+/// How and where a picture was taken, as far as its metadata say. What isn't known is 0 or empty.
 struct RKCaptureSettings
 {
     /// Who made the camera.
@@ -25,4 +25,13 @@ struct RKCaptureSettings
     double focalLength = 0;
     /// That of the same view on film of 24 x 36 mm, in millimetres.
     double focalLengthIn35mm = 0;
+    /// Above the sea, in metres.
+    std::optional<double> altitude;
+    /// Names of the place.
+    /// @{
+    QString city;
+    /// Or the province.
+    QString state;
+    QString country;
+    /// @}
 };

@@ -347,6 +347,8 @@ private Q_SLOTS:
         const Run table = runTool(u"info -r trip --ext jpg --fields file,pictureTaken,size"_s);
         QCOMPARE(table.output,
             QByteArray("file,pictureTaken,size\ntrip/one.jpg,2022-01-01T00:30:00+05:30,400 300\n"));
+        const Run misspelt = runTool(u"info trip/one.jpg --fields camera.len"_s);
+        QVERIFY(misspelt.exitCode == 0 && misspelt.errors.value(0).contains(u"\"camera.lens\""));
         // The first backup stays, and a change that changes nothing has none.
         QCOMPARE(exitCodeOf("set -r trip --rating 3 --backup"), 0);
         QCOMPARE(read(file + u'~'), before);
@@ -563,6 +565,7 @@ private Q_SLOTS:
             QSize(40, 30));
         QCOMPARE(run(u"ä.jpg"_s, u"info - --fields file,size"_s).second,
             QByteArray("file,size\n-,400 300\n"));
+        QVERIFY(run({}, u"sheet ä.jpg --out - --format pdf"_s).second.startsWith("%PDF"));
         QCOMPARE(run(u"broken.png"_s, u"info -"_s).first, 1);
         QCOMPARE(run(u"/dev/zero"_s, u"info -"_s).first, 1);
         QCOMPARE(run(u"ä.jpg"_s, u"set - --rating 1"_s).first, 2);

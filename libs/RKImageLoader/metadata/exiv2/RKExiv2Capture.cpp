@@ -11,6 +11,9 @@ namespace {
 // What stands for a sensitivity that the tag is too small for (Exif 2.32, 4.6.5, tag 0x8827).
 constexpr int kIsoTooLarge = 65535;
 
+// Exif 2.32, 4.6.6.
+constexpr quint16 kAltitude = 6;
+
 using Finder = Exiv2::ExifData::const_iterator (*)(const Exiv2::ExifData&);
 
 /// Reads numbers and texts of Exif data. Each is looked up among the standard tags in one walk;
@@ -38,6 +41,8 @@ public:
             settings.iso = makersIso();
         if (settings.lens.isEmpty())
             settings.lens = lensName();
+        if (settings.altitude && isBelowSea())
+            settings.altitude = -*settings.altitude;
         return settings;
     }
 
@@ -71,6 +76,8 @@ private:
             case 0xa434: settings.lens = text(datum); break;
             default: break;
             }
+        } else if (group == "GPSInfo" && datum.tag() == kAltitude) {
+            settings.altitude = number(datum);
         }
     }
 
@@ -118,6 +125,12 @@ private:
         const double value = printedNumber(find);
         const double power = value > 0 ? value : printedNumber(findLogarithm);
         return value > 0 || power != 1 ? power : 0;
+    }
+
+    bool isBelowSea() const
+    {
+        const auto datum = m_data.findKey(Exiv2::ExifKey("Exif.GPSInfo.GPSAltitudeRef"));
+        return datum != m_data.end() && number(*datum) == 1;
     }
 
     int makersIso() const
@@ -191,6 +204,16 @@ void addXmp(const Exiv2::XmpData& data, RKCaptureSettings& settings)
     addNumber(settings.fNumber, "Xmp.exif.FNumber");
     addNumber(settings.focalLength, "Xmp.exif.FocalLength");
     addNumber(settings.focalLengthIn35mm, "Xmp.exif.FocalLengthIn35mmFilm");
+    if (!settings.altitude && !xmpText(data, "Xmp.exif.GPSAltitude").isEmpty()) {
+        const bool isBelowSea = xmpText(data, "Xmp.exif.GPSAltitudeRef") == QLatin1String("1");
+        settings.altitude = (isBelowSea ? -1 : 1) * xmpNumber(data, "Xmp.exif.GPSAltitude");
+    }
+    addText(settings.city, "Xmp.photoshop.City");
+    addText(settings.state, "Xmp.photoshop.State");
+    addText(settings.country, "Xmp.photoshop.Country");
+    addText(settings.city, "Xmp.iptcExt.LocationCreated[1]/iptcExt:City");
+    addText(settings.state, "Xmp.iptcExt.LocationCreated[1]/iptcExt:ProvinceState");
+    addText(settings.country, "Xmp.iptcExt.LocationCreated[1]/iptcExt:CountryName");
     if (settings.iso == 0)
         settings.iso = xmpText(data, "Xmp.exif.ISOSpeedRatings").section(u',', 0, 0).toInt();
 }

@@ -25,16 +25,19 @@ private Q_SLOTS:
             QString expected;
         };
 
-        const std::vector<Row> rows{{{{"Exif.Image.Make", "Acme "},
-                                         {"Exif.Photo.LensModel", "Zoom 1"},
-                                         {"Exif.Photo.ExposureTime", "10/600"},
-                                         {"Exif.Photo.FNumber", "28/10"},
-                                         {"Exif.Photo.ISOSpeedRatings", "200"},
-                                         {"Exif.Photo.ExposureBiasValue", "-1/3"},
-                                         {"Exif.Photo.FocalLength", "24/1"},
-                                         {"Exif.Photo.FocalLengthIn35mmFilm", "36"}},
-                                        {{"Xmp.aux.Lens", "another"}},
-                                        u"Acme|Zoom 1|60|2.8|200|-0.33|24|36"_s},
+        const std::vector<Row> rows{
+            {{{"Exif.Image.Make", "Acme "},
+                 {"Exif.Photo.LensModel", "Zoom 1"},
+                 {"Exif.Photo.ExposureTime", "10/600"},
+                 {"Exif.Photo.FNumber", "28/10"},
+                 {"Exif.Photo.ISOSpeedRatings", "200"},
+                 {"Exif.Photo.ExposureBiasValue", "-1/3"},
+                 {"Exif.Photo.FocalLength", "24/1"},
+                 {"Exif.Photo.FocalLengthIn35mmFilm", "36"},
+                 {"Exif.GPSInfo.GPSAltitudeRef", "1"},
+                 {"Exif.GPSInfo.GPSAltitude", "355/10"}},
+                {{"Xmp.aux.Lens", "another"}, {"Xmp.photoshop.City", "Jericho"}},
+                u"Acme|Zoom 1|60|2.8|200|-0.33|24|36|-35.5|Jericho"_s},
             // Nothing is known, which is written as fractions of 0 and as a number too large.
             {{{"Exif.Photo.ExposureTime", "0/0"},
                  {"Exif.Photo.ShutterSpeedValue", "0/1"},
@@ -43,20 +46,21 @@ private Q_SLOTS:
                  {"Exif.Photo.ISOSpeedRatings", "65535"},
                  {"Exif.Photo.ExposureBiasValue", "0/0"}},
                 {},
-                u"||0|0|0||0|0"_s},
+                u"||0|0|0||0|0||"_s},
             // Logarithms alone.
             {{{"Exif.Photo.ISOSpeedRatings", "65535"},
                  {"Exif.Photo.RecommendedExposureIndex", "102400"},
                  {"Exif.Photo.ShutterSpeedValue", "6/1"},
                  {"Exif.Photo.ApertureValue", "4/1"}},
                 {},
-                u"||64|4|102400||0|0"_s},
+                u"||64|4|102400||0|0||"_s},
             {{{"Exif.Image.Make", "Acme"}},
                 {{"Xmp.exif.ExposureTime", "1/50"},
                     {"Xmp.exif.FNumber", "8/0"},
                     {"Xmp.exif.FocalLength", "-3/1"},
+                    {"Xmp.exif.GPSAltitude", "12/1"},
                     {"Xmp.exifEX.LensModel", "Zoom 2"}},
-                u"Acme|Zoom 2|50|0|0||0|0"_s}};
+                u"Acme|Zoom 2|50|0|0||0|0|12|"_s}};
         RKExiv2Library::initialize();
         for (const Row& row : rows) {
             Exiv2::ExifData exif;
@@ -74,7 +78,9 @@ private Q_SLOTS:
                 QString::number(found.iso),
                 found.exposureBias ? number(*found.exposureBias) : QString(),
                 QString::number(found.focalLength),
-                QString::number(found.focalLengthIn35mm)};
+                QString::number(found.focalLengthIn35mm),
+                found.altitude ? QString::number(*found.altitude) : QString(),
+                found.city};
             QCOMPARE(texts.join(u'|'), row.expected);
         }
     }

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// The name that the fewest letters have to be added to, removed from or replaced in to make it the
+/// word: what somebody may have meant who has misspelt it. Empty without names.
+QString nearestName(const QString& word, const QStringList& names);
