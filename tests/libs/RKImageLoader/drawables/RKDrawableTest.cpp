@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/drawables/RKDrawableImpl.h"
 #include "RKImageLoader/drawables/RKDrawableInterfaceQImage.h"
+#include "RKImageLoader/drawables/RKImageTester.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 #include "support/RKTestThreads.h"
@@ -124,6 +125,7 @@ private Q_SLOTS:
         QVERIFY(!RKDrawable(palette).hasAlpha());
         palette.setPixel(8, 4, 1);
         QVERIFY(RKDrawable(palette).hasAlpha());
+        QVERIFY(!RKImageTester().imageContainsAlphaInformation(numbered(4, 3)));
 
         for (const QImage::Format format :
             {QImage::Format_ARGB32, QImage::Format_RGBA8888, QImage::Format_RGBA64})

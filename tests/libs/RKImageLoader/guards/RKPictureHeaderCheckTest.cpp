@@ -119,12 +119,14 @@ private Q_SLOTS:
             {bmp(kSide, kSide, 8, 1), large, count / 16256}, // run lengths
             {icon(bitmapHeader(100, 200, 32)), {100, 100}, 22 + 400 * 99},
             {icon(png(1000, 1000, 8, 6)), {256, 256}, 22 + 4'001'000 / 1032},
+            {"P1\n", small, 5000},
+            {"P2\n", small, 10000},
             {"P3\n", small, 30000},
             {"P4\n", small, 13 * 50},
             {"/* XPM */", small, 5000},
             {"#define", small, 2500},
             {mng("MHDR", kSide, kSide), {}, count / 1032},
-            {mng("IHDR", 5000, 5000) + copy.repeated(3), {}, count / 1032},
+            {mng("JHDR", 5000, 5000) + copy.repeated(3), {}, count / 1032},
             {mng("IHDR", 2500, 4000) + threefold, {}, count / 1032},
         };
         for (const auto& [header, size, bytes] : cases) {

@@ -206,6 +206,9 @@ private Q_SLOTS:
             const QImage converted = loader().bitmap(file, QSize());
             QCOMPARE(converted.size(), QSize(100, 200));
             QVERIFY(isNear(converted.pixelColor(50, 50), QColor(227, 100, 42)));
+            const RKDrawable step = loader().convertColorProfile(file, image);
+            QCOMPARE(loader().autoRotate(file, step).size(), converted.size());
+            QVERIFY(isNear(step.image().pixelColor(50, 50), QColor(227, 100, 42)));
             // Saved, it must not be taken for Adobe RGB again.
             QVERIFY(loader().save(descriptor("converted.png"), converted));
             QVERIFY(!loader().copyMetaData(descriptor("converted.png")).hasIccData());

@@ -73,6 +73,20 @@ private Q_SLOTS:
         QCOMPARE(saved(MEDIA_FORMAT_MP4), MEDIA_FORMAT_MP4);
     }
 
+    void hostsSortFormatsAndNameThemToTheSystem()
+    {
+        QString told;
+        for (const auto format : {MEDIA_FORMAT_PNG,
+                 MEDIA_FORMAT_JPG,
+                 MEDIA_FORMAT_SVG,
+                 MEDIA_FORMAT_GIF,
+                 MEDIA_FORMAT_TIFF})
+            told += QString::number(RKMediaFormat(format).priority())
+                + RKMediaFormat(format).toUti() + u' ';
+        QCOMPARE(
+            told, u"1public.png 2public.jpeg 3public.image 4com.compuserve.gif 4public.tiff "_s);
+    }
+
     void fileNamesAreCleaned()
     {
         const auto named

@@ -161,7 +161,7 @@ private Q_SLOTS:
             {QRect(0, 7, 160, 113), landscape, kThumbnailSize}, // one bar only
             {QRect(7, 0, 146, 120), landscape, kThumbnailSize}, // on the other axis
             {QRect(), landscape, kThumbnailSize}, // nothing but black
-            {QRect(40, 0, 80, 120), QSize(4000, 6000), QSize(80, 120)},
+            {QRect(36, 0, 88, 120), QSize(4400, 6000), QSize(88, 120)},
             {QRect(0, 7, 160, 106), QSize(4000, 3000), kThumbnailSize},
             {QRect(0, 1, 160, 119), QSize(4000, 2980), kThumbnailSize}, // a pixel beside
             {QRect(0, 7, 160, 106), QSize(-1, -1), kThumbnailSize},
