@@ -267,27 +267,6 @@ private Q_SLOTS:
         QVERIFY(hasPicture(large));
     }
 
-    void thousandsOfRequestsHalfOfThemCancelled()
-    {
-        constexpr int kRequests = 5000;
-        TestLoader loader;
-        RKAsyncLoader async(&loader);
-        async.setThreadCount(4);
-        QList<QFuture<RKLoadResult>> futures;
-        for (int i = 0; i < kRequests; ++i) {
-            futures << async.load(medium(QString::number(i)), kSize);
-            if (i % 2 == 1)
-                futures[i / 2].cancel();
-        }
-        for (int i = 0; i < kRequests; ++i) {
-            finish(futures[i]);
-            QVERIFY2(
-                futures[i].isCanceled() || hasPicture(futures[i]), qPrintable(QString::number(i)));
-            QVERIFY(i < kRequests / 2 || hasPicture(futures[i]));
-        }
-        QVERIFY(loader.names().size() <= kRequests);
-    }
-
     void picturesAreThoseOfTheSynchronousCall()
     {
         QList<RKMediaDescriptor> files;

@@ -106,6 +106,10 @@ private Q_SLOTS:
         for (const char* start : {"", "II", "MM", "<html>", "ftyp", "RIFF"})
             QCOMPARE(RKContentFormat::of(start), RKMediaFormat());
 
+        for (const char* start : {"ftypavif", "ftypavis"})
+            QCOMPARE(RKContentFormat::nameOfForeign(QByteArray(size + start)), u"AVIF"_s);
+        QCOMPARE(RKContentFormat::nameOfForeign(QByteArray(size + "JXL ")), u"JPEG XL"_s);
+
         // Readers that look at the content anyway.
         QVERIFY(RKContentFormat::isReadAs(MEDIA_FORMAT_AVI, MEDIA_FORMAT_MP4));
         QVERIFY(RKContentFormat::isReadAs(MEDIA_FORMAT_TIFF, MEDIA_FORMAT_NEF));
