@@ -16,6 +16,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Qt's texts, the library's and our own.
@@ -23,12 +25,12 @@ void translate(QApplication& application)
 {
     // The languages of a locale that nobody has translated fall back to English.
     for (const QLocale& locale : {QLocale(QLocale::English), QLocale()}) {
-        for (const auto& [name, folder] : {std::pair{QStringLiteral("qtbase"),
-                                               QLibraryInfo::path(QLibraryInfo::TranslationsPath)},
-                 {QStringLiteral("rkbrowser"), QStringLiteral(":/translations")}})
+        for (const auto& [name, folder] :
+            {std::pair{u"qtbase"_s, QLibraryInfo::path(QLibraryInfo::TranslationsPath)},
+                {u"rkbrowser"_s, u":/translations"_s}})
         {
             auto* translator = new QTranslator(&application);
-            if (translator->load(locale, name, QStringLiteral("_"), folder))
+            if (translator->load(locale, name, u"_"_s, folder))
                 QApplication::installTranslator(translator);
         }
     }
@@ -39,7 +41,7 @@ void translate(QApplication& application)
 /// Drawn by the library: Qt's reader of drawings need not be there.
 QIcon icon()
 {
-    QFile file(QStringLiteral(":/rkbrowser.svg"));
+    QFile file(u":/rkbrowser.svg"_s);
     if (!file.open(QIODevice::ReadOnly))
         return {};
     constexpr int kHeight = 256;
@@ -51,12 +53,12 @@ QIcon icon()
 int main(int argc, char** argv)
 {
     // QT_LOGGING_RULES brings them back.
-    QLoggingCategory::setFilterRules(QStringLiteral("rk.*.debug=false"));
+    QLoggingCategory::setFilterRules(u"rk.*.debug=false"_s);
     QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("rkbrowser"));
+    QApplication::setApplicationName(u"rkbrowser"_s);
     QApplication::setApplicationVersion(QStringLiteral(RK_VERSION));
-    QApplication::setOrganizationName(QStringLiteral("RKImageLoader"));
-    QApplication::setDesktopFileName(QStringLiteral("rkbrowser"));
+    QApplication::setOrganizationName(u"RKImageLoader"_s);
+    QApplication::setDesktopFileName(u"rkbrowser"_s);
     RKImageLoaderConfig::useDefaults();
     RKInitializer::instance()->setup(RKInitializerOption::Application);
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);

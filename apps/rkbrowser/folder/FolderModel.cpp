@@ -14,6 +14,7 @@ using namespace std::chrono_literals;
 FolderModel::FolderModel()
 {
     m_reader.setMaxThreadCount(1);
+    m_copier.setMaxThreadCount(1);
     m_relisting.setSingleShot(true);
     m_relisting.setInterval(300ms);
     m_rearranging.setSingleShot(true);
@@ -45,9 +46,10 @@ FolderModel::FolderModel()
     connect(
         &m_copying, &QFutureWatcherBase::progressValueChanged, this, &FolderModel::reportProgress);
     connect(&m_copying, &QFutureWatcherBase::finished, this, [this] {
-        const auto failures = m_copying.future().results();
-        if (!failures.value(0).isEmpty())
-            Q_EMIT copyFailed(failures[0]);
+        QStringList failures = m_copying.future().results();
+        failures.removeAll(QString());
+        if (!failures.isEmpty())
+            Q_EMIT copyFailed(failures);
         refresh();
     });
 }
@@ -162,8 +164,9 @@ void FolderModel::copyHere(const QList<QUrl>& files)
 {
     if (m_folder.isEmpty() || m_copying.isRunning())
         return;
-    m_copying.setFuture(
-        QtConcurrent::run(backgroundThreads(), FolderReading::copyInto, m_folder, files));
+    const auto copy
+        = [folder = m_folder](const QUrl& file) { return FolderReading::copyInto(folder, file); };
+    m_copying.setFuture(QtConcurrent::mapped(&m_copier, files, copy));
     reportProgress();
 }
 

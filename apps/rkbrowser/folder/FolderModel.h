@@ -79,12 +79,13 @@ private:
     QFutureWatcher<FolderReading::Listing> m_listing;
     QFutureWatcher<FolderEntry> m_reading;
     QFutureWatcher<FolderRows> m_arranging;
-    QFutureWatcher<QStringList> m_copying;
+    QFutureWatcher<QString> m_copying;
     QFileSystemWatcher m_changes;
     // Several changes are one.
     QTimer m_relisting;
     // While metadata come in, the order isn't made anew for each file.
     QTimer m_rearranging;
-    // One, so that the panel and the pictures needn't wait for a folder.
+    // One thread each, so that the panel and the pictures needn't wait for a folder.
     QThreadPool m_reader;
+    QThreadPool m_copier;
 };

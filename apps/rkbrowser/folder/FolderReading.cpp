@@ -42,31 +42,6 @@ const QHash<QString, RKMediaFormat>& formatsBySuffix()
     return formats;
 }
 
-/// Why a file could not be copied; empty if it was.
-QString copyFile(const QString& source, const QDir& folder)
-{
-    const QFileInfo file(source);
-    if (!file.isFile())
-        return Text::tr("%1 is not a file.").arg(source);
-    QFile from(source);
-    for (int copy = 1; copy < kMaxCopies; ++copy) {
-        const QString other = file.completeBaseName() + u" (%1)."_s.arg(copy) + file.suffix();
-        const QString target = folder.filePath(copy == 1 ? file.fileName() : other);
-        if (QFileInfo::exists(target) || QFileInfo(target).isSymLink())
-            continue;
-        // Complete or not there, and it replaces nothing that has come meanwhile.
-        if (from.copy(target)) {
-            QFile copied(target);
-            if (copied.open(QIODevice::ReadWrite))
-                copied.setFileTime(file.lastModified(), QFileDevice::FileModificationTime);
-            return {};
-        }
-        if (!QFileInfo::exists(target))
-            break;
-    }
-    return Text::tr("%1 can't be copied: %2").arg(source, from.errorString());
-}
-
 } // namespace
 
 FolderReading::Listing FolderReading::list(
@@ -130,20 +105,30 @@ FolderEntry FolderReading::read(const QString& folder, FolderEntry entry)
     return entry;
 }
 
-void FolderReading::copyInto(
-    QPromise<QStringList>& promise, const QString& folder, const QList<QUrl>& files)
+QString FolderReading::copyInto(const QString& folder, const QUrl& url)
 {
-    QStringList failures;
+    const QString source = url.toLocalFile();
+    const QFileInfo file(source);
     const QDir target(folder);
-    promise.setProgressRange(0, static_cast<int>(files.size()));
-    for (int i = 0; i < files.size() && !promise.isCanceled(); ++i) {
-        const QString source = files[i].toLocalFile();
-        if (QFileInfo(source).absoluteDir() != target) {
-            const QString failure = copyFile(source, target);
-            if (!failure.isEmpty())
-                failures << failure;
+    if (file.absoluteDir() == target)
+        return {};
+    if (!file.isFile())
+        return Text::tr("%1 is not a file.").arg(source);
+    QFile from(source);
+    for (int copy = 1; copy < kMaxCopies; ++copy) {
+        const QString other = file.completeBaseName() + u" (%1)."_s.arg(copy) + file.suffix();
+        const QString path = target.filePath(copy == 1 ? file.fileName() : other);
+        if (QFileInfo::exists(path) || QFileInfo(path).isSymLink())
+            continue;
+        // Complete or not there, and it replaces nothing that has come meanwhile.
+        if (from.copy(path)) {
+            QFile copied(path);
+            if (copied.open(QIODevice::ReadWrite))
+                copied.setFileTime(file.lastModified(), QFileDevice::FileModificationTime);
+            return {};
         }
-        promise.setProgressValue(i + 1);
+        if (!QFileInfo::exists(path))
+            break;
     }
-    promise.addResult(failures);
+    return Text::tr("%1 can't be copied: %2").arg(source, from.errorString());
 }

@@ -2,7 +2,6 @@
 
 #include "folder/FolderOrder.h"
 
-#include <QPromise>
 #include <QUrl>
 
 /// What the browser does with the files of a folder. All of it waits for the disk: for background
@@ -27,8 +26,8 @@ FolderEntry entryOf(const QFileInfo& file);
 /// The same with its metadata.
 FolderEntry read(const QString& folder, FolderEntry entry);
 
-/// Copies files into a folder under names that are free there; nothing is replaced. Files of the
-/// folder itself are left out. The result says which ones failed; the progress counts files.
-void copyInto(QPromise<QStringList>& promise, const QString& folder, const QList<QUrl>& files);
+/// Copies a file into a folder, unless it is there, under a name that is free; nothing is replaced.
+/// Says why not; empty if it was copied.
+QString copyInto(const QString& folder, const QUrl& url);
 
 } // namespace FolderReading

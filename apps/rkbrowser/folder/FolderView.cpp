@@ -48,7 +48,8 @@ protected:
         if (thumbnail->image.isNull()) {
             option->icon = QApplication::style()->standardIcon(QStyle::SP_MessageBoxWarning);
             option->decorationSize = {kWarningSide, kWarningSide};
-            option->text = thumbnail->reason + u'\n' + option->text;
+            option->text = thumbnail->reason + QChar::LineSeparator + option->text;
+            option->features |= QStyleOptionViewItem::WrapText;
             return;
         }
         QPixmap pixmap = QPixmap::fromImage(thumbnail->image);
@@ -69,7 +70,6 @@ FolderView::FolderView(FolderModel* model, RKAsyncLoader* loader)
     setItemDelegate(new Delegate(this));
     setFlow(LeftToRight);
     setWrapping(true);
-    setWordWrap(true);
     setResizeMode(Adjust);
     setUniformItemSizes(true);
     setVerticalScrollMode(ScrollPerPixel);

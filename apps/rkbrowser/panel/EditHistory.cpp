@@ -26,8 +26,8 @@ RKImageOrientation turned(RKImageOrientation orientation)
 EditHistory::EditHistory()
 {
     m_thread.setMaxThreadCount(1);
-    connect(&m_undo, &QAction::triggered, this, [this] { start([this] { return undo(); }); });
-    connect(&m_redo, &QAction::triggered, this, [this] { start([this] { return redo(); }); });
+    connect(&m_undo, &QAction::triggered, this, [this] { start([this] { return move(-1); }); });
+    connect(&m_redo, &QAction::triggered, this, [this] { start([this] { return move(1); }); });
     finish({});
 }
 
@@ -100,29 +100,18 @@ EditHistory::Outcome EditHistory::add(const Step& step, const Change& change)
     return outcome;
 }
 
-EditHistory::Outcome EditHistory::undo()
+EditHistory::Outcome EditHistory::move(int by)
 {
-    if (m_done == 0)
+    const qsizetype place = by < 0 ? m_done - 1 : m_done;
+    if (place < 0 || place == m_steps.size())
         return {};
-    const Step& last = m_steps[m_done - 1];
-    const Outcome outcome = write(last, [&last](RKMetaData& metaData) {
-        return metaData.applyDifference(last.after, last.before);
+    const Step& step = m_steps[place];
+    const Outcome outcome = write(step, [&step, by](RKMetaData& metaData) {
+        return by < 0 ? metaData.applyDifference(step.after, step.before)
+                      : metaData.applyDifference(step.before, step.after);
     });
     if (outcome.failure.isEmpty())
-        --m_done;
-    return outcome;
-}
-
-EditHistory::Outcome EditHistory::redo()
-{
-    if (m_done == m_steps.size())
-        return {};
-    const Step& next = m_steps[m_done];
-    const Outcome outcome = write(next, [&next](RKMetaData& metaData) {
-        return metaData.applyDifference(next.before, next.after);
-    });
-    if (outcome.failure.isEmpty())
-        ++m_done;
+        m_done += by;
     return outcome;
 }
 

@@ -63,8 +63,8 @@ private:
 
     void start(const std::function<Outcome()>& job);
     Outcome add(const Step& step, const Change& change);
-    Outcome undo();
-    Outcome redo();
+    /// Undoes a step with -1, makes one again with 1.
+    Outcome move(int by);
     static Outcome write(Step step, const Change& change);
     void finish(const Outcome& outcome);
 

@@ -11,12 +11,13 @@
 #include <QLocale>
 #include <QTime>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString sizeText(const QSize& size)
 {
-    return size.isValid() ? QStringLiteral("%1 × %2").arg(size.width()).arg(size.height())
-                          : QString();
+    return size.isValid() ? u"%1 × %2"_s.arg(size.width()).arg(size.height()) : QString();
 }
 
 QString cameraText(const RKCaptureSettings& settings)
@@ -37,8 +38,8 @@ QString exposureText(const RKCaptureSettings& settings)
                 ? FileFacts::tr("1/%1 s").arg(qRound(1 / seconds))
                 : FileFacts::tr("%1 s").arg(QLocale().toString(seconds, 'g', 3)));
     if (settings.fNumber > 0)
-        parts << QStringLiteral("f/%1").arg(QLocale().toString(settings.fNumber, 'g', 3));
-    return parts.join(QStringLiteral(", "));
+        parts << u"f/%1"_s.arg(QLocale().toString(settings.fNumber, 'g', 3));
+    return parts.join(u", "_s);
 }
 
 QString focalLengthText(const RKCaptureSettings& settings)
@@ -62,7 +63,7 @@ QString peopleText(const RKMetaData& metaData)
         face.name().isEmpty() ? void(++unnamed) : names.append(face.name());
     if (unnamed > 0)
         names << FileFacts::tr("%n without a name", nullptr, unnamed);
-    return names.join(QStringLiteral(", "));
+    return names.join(u", "_s);
 }
 
 } // namespace
@@ -102,8 +103,7 @@ FileFacts FileFacts::read(const QString& filePath)
         const int duration = videos.durationInMS(descriptor);
         const double rate = videos.framesPerSecond(descriptor).fps();
         if (duration > 0)
-            add(tr("Length"),
-                QTime::fromMSecsSinceStartOfDay(duration).toString(QStringLiteral("h:mm:ss.zzz")));
+            add(tr("Length"), QTime::fromMSecsSinceStartOfDay(duration).toString(u"h:mm:ss.zzz"_s));
         if (rate > 0)
             add(tr("Rate"), tr("%1 frames per second").arg(QLocale().toString(rate, 'g', 5)));
         add(tr("Codec"), videos.usedCodec(descriptor));

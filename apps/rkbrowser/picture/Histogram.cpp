@@ -57,8 +57,3 @@ void Histogram::paint(QPainter* painter, const QRectF& rect, const QPalette& pal
         painter->drawPath(path);
     }
 }
-
-const std::array<std::array<quint32, 256>, 3>& Histogram::counts() const
-{
-    return m_counts;
-}

@@ -19,10 +19,8 @@ public:
     bool isNull() const;
     void paint(QPainter* painter, const QRectF& rect, const QPalette& palette) const;
 
-    /// Red, green, blue.
-    const std::array<std::array<quint32, 256>, 3>& counts() const;
-
 private:
+    // Red, green, blue.
     std::array<std::array<quint32, 256>, 3> m_counts{};
     quint32 m_greatest = 0;
 };

@@ -213,7 +213,7 @@ void PictureView::paintEvent(QPaintEvent* event)
     QGraphicsView::paintEvent(event);
     QPainter painter(viewport());
     painter.setRenderHint(QPainter::Antialiasing);
-    if (m_comparison == Comparison::Split) {
+    if (m_comparison == Comparison::Split && m_store.find(unconverted())) {
         painter.setPen(palette().color(QPalette::Highlight));
         painter.drawLine(m_splitX, 0, m_splitX, height());
     }

@@ -43,6 +43,7 @@ VideoView::VideoView(RKAsyncLoader* loader)
     m_strip->setViewMode(QListView::IconMode);
     m_strip->setWrapping(false);
     m_strip->setMovement(QListView::Static);
+    m_strip->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_strip->setIconSize(kStoryboardFrame);
     m_strip->setFixedHeight(kStoryboardFrame.height() + 3 * fontMetrics().height());
     connect(m_strip, &QListWidget::itemClicked, this, [this](const QListWidgetItem* item) {
