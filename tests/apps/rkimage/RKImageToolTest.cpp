@@ -300,7 +300,10 @@ private Q_SLOTS:
         QCOMPARE(entry[u"thumbnail"].toArray(), QJsonArray({160, 120}));
         QCOMPARE(entry[u"keywords"].toArray(), QJsonArray({u"c"_s, u"b"_s, u"ü"_s}));
         QCOMPARE(entry[u"adobeRating"].toInt(), 1);
-        QCOMPARE(exitCodeOf("set set.jpg --rating -1 --no-gps"), 0);
+        QCOMPARE(exitCodeOf("set set.jpg --title x --author y"), 0);
+        QCOMPARE(exitCodeOf("set set.jpg --title= --rating -1 --no-gps"), 0);
+        QCOMPARE(informationOn(u"set.jpg"_s)[u"fields"].toObject().keys().join(u' '),
+            u"author keywords"_s);
         QVERIFY(RKMetaData(QFileInfo(u"set.jpg"_s)).isRejected());
         QVERIFY(!RKMetaData(QFileInfo(u"set.jpg"_s)).geoPosition().isValid());
     }
@@ -388,6 +391,9 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("convert --keep-metadata faces.tiff upright.tiff"), 0);
         QCOMPARE(quadrantColors(QImage(u"upright.tiff"_s)), QByteArray("brwg"));
         QCOMPARE(informationOn(u"upright.tiff"_s)[u"orientation"].toInt(), 1);
+        // Neither has an end.
+        QCOMPARE(exitCodeOf("faces set faces.jpg /dev/zero"), 1);
+        QCOMPARE(exitCodeOf("set faces.jpg --icc /dev/zero"), 1);
         QCOMPARE(exitCodeOf("faces remove faces.jpg"), 0);
         QCOMPARE(informationOn(u"faces.jpg"_s)[u"faces"].toArray().size(), 0);
     }
@@ -613,6 +619,7 @@ private Q_SLOTS:
                  "clip a.jpg b.png --dpi 300 --production 9xinf --rect 1,2,3,4",
                  "clip a.jpg b.png --dpi 0 --production 9x9 --rect 1,2,3,4",
                  "clip a.jpg b.png --dpi 9 --production 9x9",
+                 "convert a.jpg --out {stm}.png",
                  "set a.jpg --keyword a --keywords b",
                  "frame a.mp4 b.png --frame 1 --ms 1",
                  "frame a.mp4 b.png --frame -1",

@@ -232,6 +232,10 @@ void RKExiv2WrapperImpl::write(const RKMetaDataField& field, const QString& valu
     const QStringList keys = field.exiv2Keys();
     for (const QString& key : keys) {
         const QByteArray name = key.toUtf8();
+        if (value.isEmpty()) {
+            removeKey(name.constData());
+            continue;
+        }
         if (key.startsWith(QLatin1String("Exif.Image.XP")))
             continue;
         if (key.startsWith(QLatin1String("Exif")))
@@ -241,6 +245,18 @@ void RKExiv2WrapperImpl::write(const RKMetaDataField& field, const QString& valu
         else if (key.startsWith(QLatin1String("Iptc")))
             m_iptcData.writeString(name.constData(), value);
     }
+}
+
+/// From the file of a later save, too.
+void RKExiv2WrapperImpl::removeKey(const char* key)
+{
+    const QByteArray family = QByteArray(key).left(4);
+    if (family == "Exif")
+        m_exifData.setWindowsText(key, {});
+    else if (family == "Xmp.")
+        m_xmpData.setStringList(key, {});
+    else if (family == "Iptc")
+        m_iptcData.writeStringList(key, {});
 }
 
 RKImageOrientation RKExiv2WrapperImpl::imageOrientation() const

@@ -119,6 +119,7 @@ private:
     template <typename Source>
     void readFrom(const Source& source);
     void setRotation(int orientation);
+    void removeKey(const char* key);
     QString readKey(const QString& key) const;
 
     bool isSavable(RKMediaError& error) const;
