@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <iostream>
 #include <vector>
 
@@ -45,6 +46,26 @@ std::string unknownCommand(const CLI::App& app, int argc, char** argv)
 bool isColorChoice(const std::string& text)
 {
     return text == "auto" || text == "always" || text == "never";
+}
+
+/// From the last to the first, as CLI11 takes them. What follows an "=" that has nothing after it,
+/// which a shell makes of --title="", would become the value.
+std::vector<std::string> reversed(int argc, char** argv)
+{
+    const auto isEnd = [](const char* argument) { return std::string("--") == argument; };
+    const auto names = std::find_if(argv + 1, argv + argc, isEnd) - argv;
+    std::vector<std::string> arguments;
+    for (int i = argc - 1; i > 0; --i) {
+        std::string argument = argv[i];
+        const bool isEmpty = i < names && argument.size() > 3 && argument.compare(0, 2, "--") == 0
+            && argument.find('=') == argument.size() - 1;
+        if (isEmpty) {
+            argument.pop_back();
+            arguments.emplace_back();
+        }
+        arguments.push_back(argument);
+    }
+    return arguments;
 }
 
 /// One line, as for files that fail.
@@ -120,7 +141,7 @@ const CLI::App& CommandLine::app() const
 std::optional<int> CommandLine::parse(int argc, char** argv)
 {
     try {
-        m_app->parse(argc, argv);
+        m_app->parse(reversed(argc, argv));
     } catch (const CLI::ParseError& error) {
         const std::string unknown = unknownCommand(*m_app, argc, argv);
         if (error.get_exit_code() != 0 && !unknown.empty()) {

@@ -1,15 +1,15 @@
 #include "Configuration.h"
 
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "SmallFile.h"
 
-#include <QFile>
 #include <QHash>
 #include <QTemporaryFile>
 #include <QXmlStreamReader>
 
 namespace {
 
-// More than anybody writes; a device may have no end.
+// More than anybody writes.
 constexpr qint64 kMaxSize = 1024 * 1024;
 
 struct Value
@@ -72,14 +72,9 @@ QString read(const QByteArray& bytes, Values& values)
 
 QString readFile(const QString& path, Values& values)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return file.errorString();
-    // Also from a pipe, which can be read once.
-    const QByteArray bytes = file.read(kMaxSize + 1);
-    if (file.error() != QFileDevice::NoError)
-        return file.errorString();
-    return bytes.size() > kMaxSize ? QStringLiteral("is too large") : read(bytes, values);
+    RKMediaError error;
+    const auto bytes = SmallFile::read(path, kMaxSize, &error);
+    return bytes ? read(*bytes, values) : error.text();
 }
 
 QByteArray toXml(const Values& values)

@@ -231,10 +231,12 @@ public:
         if (isWritable != Writable::Yes) {
             Result result(source);
             result.insert(QStringLiteral("skipped"), isWritable == Writable::Skip);
+            const bool isItself = QFileInfo(source.path) == QFileInfo(target);
             if (isWritable == Writable::No)
                 result.fail(target,
                     RKMediaError(RKMediaErrorCode::NotWritable,
-                        QStringLiteral("exists already; --overwrite replaces it")));
+                        isItself ? QStringLiteral("is the picture itself")
+                                 : QStringLiteral("exists already; --overwrite replaces it")));
             return result;
         }
         RKMetaData metaData;
@@ -370,7 +372,9 @@ void addConvertCommand(CLI::App& app, Command& command)
               ->add_option("--out",
                   arguments->target,
                   "Folder, or names with {name} {stem} {ext} {width} {height} {number}")
-              ->type_name("FOLDER|PATTERN");
+              ->type_name("FOLDER|PATTERN")
+              ->check(Arguments::checked(
+                  OutputNames::isPattern, "has another word in braces than those of --help"));
     convert
         ->add_option("--format",
             arguments->format,

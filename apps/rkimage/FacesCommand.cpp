@@ -9,9 +9,9 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "Result.h"
+#include "SmallFile.h"
 #include "StandardInput.h"
 
-#include <QFile>
 #include <QJsonDocument>
 
 #include <CLI/CLI.hpp>
@@ -19,6 +19,9 @@
 #include <optional>
 
 namespace {
+
+// More than the faces of any picture.
+constexpr qint64 kMaxListSize = 16 * 1024 * 1024;
 
 /// The metadata of a file, or nothing and the reason in the result.
 std::optional<RKMetaData> metaDataOf(const RKMediaDescriptor& descriptor, Result& result)
@@ -63,12 +66,11 @@ int setFaces(const InputFile& file, const QString& facesFile)
     auto metaData = metaDataOf(descriptor, result);
     if (!metaData)
         return result.report();
-    QFile json(facesFile);
-    const auto faces
-        = json.open(QIODevice::ReadOnly) ? FaceList::fromJson(json.readAll()) : std::nullopt;
-    if (!json.isOpen()) {
-        const auto code = json.exists() ? RKMediaErrorCode::Unreadable : RKMediaErrorCode::Missing;
-        result.fail(facesFile, RKMediaError(code, json.errorString()));
+    RKMediaError error;
+    const auto json = SmallFile::read(facesFile, kMaxListSize, &error);
+    const auto faces = json ? FaceList::fromJson(*json) : std::nullopt;
+    if (!json) {
+        result.fail(facesFile, error);
     } else if (!faces) {
         result.fail(facesFile,
             RKMediaError(RKMediaErrorCode::Damaged, QStringLiteral("this is no list of faces")));

@@ -3,12 +3,20 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
 
 OutputNames::OutputNames(const QString& pattern)
     : m_pattern(pattern.contains(u'{') ? pattern : pattern + QStringLiteral("/{stem}.{ext}"))
 {
+}
+
+bool OutputNames::isPattern(const std::string& pattern)
+{
+    static const QRegularExpression unknown(
+        QStringLiteral("\\{(?!(name|stem|ext|width|height|number)\\})\\w+\\}"));
+    return !QString::fromStdString(pattern).contains(unknown);
 }
 
 QString OutputNames::of(

@@ -3,6 +3,8 @@
 #include <QSize>
 #include <QString>
 
+#include <string>
+
 namespace CLI {
 class App;
 }
@@ -14,6 +16,9 @@ public:
     /// "out" for a folder; "out/{stem}_{width}.{ext}" for names made from those of the files, with
     /// {name}, {stem}, {ext}, {width}, {height} and {number}, which begins with 1.
     explicit OutputNames(const QString& pattern);
+
+    /// All words in braces are those above.
+    static bool isPattern(const std::string& pattern);
 
     /// The path for a file's result of that size and extension.
     QString of(

@@ -8,6 +8,7 @@
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "Result.h"
+#include "SmallFile.h"
 #include "StandardInput.h"
 #include "TemporaryFolder.h"
 #include "Thumbnail.h"
@@ -33,6 +34,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kRejected = -1;
+// Those of printers have a few megabytes.
+constexpr qint64 kMaxProfileSize = 64 * 1024 * 1024;
+// ICC.1:2022, 7.2.11.
+constexpr qsizetype kProfileMarkPlace = 36;
 
 /// What `rkimage set` changes; what holds no value stays as it is.
 struct MetaDataChanges
@@ -142,11 +147,15 @@ void shiftTaken(RKMetaData& metaData, qint64 seconds, Result& result)
 
 void setProfile(RKMetaData& metaData, const QString& path, Result& result)
 {
-    QFile file(path);
-    if (file.open(QIODevice::ReadOnly))
-        metaData.setIccData(file.readAll());
+    RKMediaError error;
+    const auto profile = SmallFile::read(path, kMaxProfileSize, &error);
+    if (profile && profile->mid(kProfileMarkPlace).startsWith("acsp"))
+        metaData.setIccData(*profile);
+    else if (profile)
+        result.fail(path,
+            RKMediaError(RKMediaErrorCode::Damaged, QStringLiteral("this is no colour profile")));
     else
-        result.fail(path, RKMediaError(RKMediaErrorCode::Unreadable, file.errorString()));
+        result.fail(path, error);
 }
 
 /// Makes all changes; what fails stands in the result.
@@ -349,9 +358,8 @@ void tryOut(const InputFile& file, const MetaDataChanges& changes, Result& resul
 {
     const QString copy = TemporaryFolder::newPath(QFileInfo(file.path).suffix());
     QFile source(file.path);
-    if (!QFileInfo(file.path).isFile() || !source.copy(copy)) {
-        result.fail(RKMediaError(QFileInfo(file.path).isFile() ? RKMediaErrorCode::Unreadable
-                                                               : RKMediaErrorCode::NotAFile));
+    if (!source.copy(copy)) {
+        result.fail(RKMediaError(RKMediaErrorCode::Unreadable));
         return;
     }
     QFile::setPermissions(copy, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
@@ -374,8 +382,9 @@ Result changeFile(const InputFile& file, const MetaDataChanges& changes)
 {
     const RKMediaDescriptor descriptor{QFileInfo(file.path)};
     Result result(file);
-    if (!descriptor.fileInfo().exists()) {
-        result.fail(RKMediaError(RKMediaErrorCode::Missing));
+    if (!descriptor.fileInfo().isFile()) {
+        result.fail(RKMediaError(descriptor.fileInfo().exists() ? RKMediaErrorCode::NotAFile
+                                                                : RKMediaErrorCode::Missing));
         return result;
     }
     if (changes.mode == MetaDataChanges::Mode::DryRun) {
@@ -538,7 +547,8 @@ void addSetCommand(CLI::App& app, Command& command)
            arguments->isPositionRemoved,
            "Remove the position with all that belongs to it; names of places stay")
         ->excludes(position);
-    set->add_option("--title", arguments->title, "Title")->type_name("TEXT");
+    set->add_option("--title", arguments->title, "Title; an empty text removes it")
+        ->type_name("TEXT");
     CLI::Option* keywords
         = set->add_option("--keywords", arguments->keywords, "All keywords, separated by commas")
               ->type_name("K,K,...");
@@ -551,9 +561,9 @@ void addSetCommand(CLI::App& app, Command& command)
         ->excludes(keywords);
     addKeywordOption("--add-keyword", arguments->addedKeywords, "A keyword to add to the others");
     addKeywordOption("--remove-keyword", arguments->removedKeywords, "A keyword to remove");
-    set->add_option("--author", arguments->author, "Author")->type_name("TEXT");
-    set->add_option("--copyright", arguments->copyright, "Copyright")->type_name("TEXT");
-    set->add_option("--comment", arguments->comment, "Comment")->type_name("TEXT");
+    set->add_option("--author", arguments->author, "Author; likewise")->type_name("TEXT");
+    set->add_option("--copyright", arguments->copyright, "Copyright; likewise")->type_name("TEXT");
+    set->add_option("--comment", arguments->comment, "Comment; likewise")->type_name("TEXT");
     set->add_option("--icc", arguments->profile, "Colour profile to embed")
         ->type_name("FILE")
         ->check(Arguments::existingFile());
