@@ -62,11 +62,12 @@ QByteArray icon(const QByteArray& picture)
     return QByteArray("\0\0\1\0\1\0", 6) + QByteArray(12, '\0') + littleEndian(22) + picture;
 }
 
-QByteArray jpeg(int frame, int scans = 1)
+QByteArray jpeg(int frame, int scans = 1, int components = 1)
 {
     const QByteArray scan("\xff\xda\0\x08\x01\x01\0\0\x3f\0\x12\xff\0\xff\xd0\x34", 16);
     return QByteArray("\xff\xd8\xff\xe1\0\x08\xff\xda\xff\xda\xff\xda", 12) + "\xff" + char(frame)
-        + QByteArray("\0\x0b\x08\0\x08\0\x08\x01\x01\x11\0", 11) + scan.repeated(scans)
+        + bigEndian(quint16(8 + 3 * components)) + QByteArray("\x08\0\x08\0\x08", 5)
+        + char(components) + QByteArray("\x01\x11\0", 3).repeated(components) + scan.repeated(scans)
         + "\xff\xd9";
 }
 
@@ -179,6 +180,7 @@ private Q_SLOTS:
             {png(16384, 16384, 1, 3), large, 1 << 16, true},
             {jpeg(0xc0), large, 1 << 20, true},
             {jpeg(0xc2), large, 1 << 20, false},
+            {jpeg(0xc0, 1, 3), large, 1 << 20, false},
             {tiff(7000, 7000, 8, 8), medium, 1 << 18, false},
             {tiff(7000, 7000, 8, 8), medium, 1 << 21, true},
             {tiff(16384, 16384, 1, 4), large, 1 << 16, true},
@@ -190,6 +192,12 @@ private Q_SLOTS:
             const bool isReducible = Check::canBeReduced(padded(header, bytes), size);
             QVERIFY2(isReducible == isAccepted, header.toPercentEncoding());
         }
+        for (const auto& [header, held] : {std::pair(png(99, 10, 1, 3), 130),
+                 {png(99, 10, 8, 0), 990},
+                 {png(99, 10, 16, 6), 7920},
+                 {jpeg(0xc1, 1, 3), 5940},
+                 {bmp(99, 10, 8), 990}})
+            QCOMPARE(Check::wholeBytes(header, {99, 10}), qint64(held));
     }
 
     void cutHeadersAreNoCrash()

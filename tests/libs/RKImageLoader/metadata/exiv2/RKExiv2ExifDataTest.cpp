@@ -158,6 +158,10 @@ private Q_SLOTS:
                 {1920, 500, 320, 240},
                 {2450, 520, 320, 240}}));
         QCOMPARE(faces.faceDetectionEngineTypes().first(), faceDetectionEngineExifCanon);
+        const Exiv2::ExifData shortest
+            = dataWith(kCanonFaces, Exiv2::unsignedShort, "156 35 1 320 240 1 1 16 0 0");
+        QCOMPARE(
+            exifOf(shortest).facePositions(QSize()).centers({320, 240}).value(0), QPoint(160, 120));
 
         const QList<QPair<Exiv2::TypeId, std::string>> others{
             {Exiv2::unsignedShort, "156 35 10" + kA560.substr(8)}, // more than there are places
