@@ -59,8 +59,10 @@ private Q_SLOTS:
                     {"Xmp.exif.FNumber", "8/0"},
                     {"Xmp.exif.FocalLength", "-3/1"},
                     {"Xmp.exif.GPSAltitude", "12/1"},
+                    {"Xmp.exif.ISOSpeedRatings", "100"},
+                    {"Xmp.exif.ISOSpeedRatings", "200"},
                     {"Xmp.exifEX.LensModel", "Zoom 2"}},
-                u"Acme|Zoom 2|50|0|0||0|0|12|"_s}};
+                u"Acme|Zoom 2|50|0|100||0|0|12|"_s}};
         RKExiv2Library::initialize();
         for (const Row& row : rows) {
             Exiv2::ExifData exif;

@@ -147,6 +147,16 @@ private Q_SLOTS:
         }
     }
 
+    void makerNotesAloneAreRemoved()
+    {
+        Exiv2::ExifData data = dataWith("Exif.Image.Make", Exiv2::asciiString, "Canon");
+        add(data, "Exif.Photo.MakerNote", Exiv2::undefined, "1 2");
+        add(data, kCanonFaces, Exiv2::unsignedShort, kA560);
+        RKExiv2ExifData exif = exifOf(data);
+        exif.removeMakerNote();
+        QCOMPARE(exif.allData().keys(), QStringList{u"Exif.Image.Make"_s});
+    }
+
     void canonFacesAreCentres()
     {
         const RKFacePositions faces
