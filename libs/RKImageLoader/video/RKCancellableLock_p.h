@@ -17,7 +17,7 @@ std::unique_lock<Mutex> rkLockUnlessCancelled(Mutex& mutex, const RKCancellation
     std::unique_lock lock(mutex, std::try_to_lock);
     while (!lock.owns_lock() && !cancellation.isCancelled()) {
         std::this_thread::sleep_for(kPause);
-        lock.try_lock();
+        lock = std::unique_lock(mutex, std::try_to_lock);
     }
     return lock;
 }

@@ -262,6 +262,18 @@ inline Exiv2::DataBuf toDataBuf(const QByteArray& bytes)
     return Exiv2::DataBuf(reinterpret_cast<const Exiv2::byte*>(bytes.constData()), bytes.size());
 }
 
+inline Exiv2::WriteMethod encodeExif(
+    Exiv2::Blob& blob, const QByteArray& old, Exiv2::ByteOrder order, const Exiv2::ExifData& data)
+{
+    // From 0.28 on data that may be changed are asked for; they are not.
+    Exiv2::ExifData copy = data;
+    return Exiv2::ExifParser::encode(blob,
+        old.isEmpty() ? nullptr : reinterpret_cast<const Exiv2::byte*>(old.constData()),
+        static_cast<uint32_t>(old.size()),
+        order,
+        copy);
+}
+
 inline QByteArray iccProfile(Exiv2::Image& image)
 {
 #if EXIV2_TEST_VERSION(0, 28, 0)

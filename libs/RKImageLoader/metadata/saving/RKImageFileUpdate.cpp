@@ -139,14 +139,9 @@ std::optional<QByteArray> RKImageFileUpdate::editedExif(
 
 std::optional<QByteArray> RKImageFileUpdate::encodedExif(const QByteArray& structure) const
 {
-    const auto* const old = reinterpret_cast<const Exiv2::byte*>(structure.constData());
     const auto order = structure.startsWith("MM") ? Exiv2::bigEndian : Exiv2::littleEndian;
     Exiv2::Blob blob;
-    const auto method = Exiv2::ExifParser::encode(blob,
-        structure.isEmpty() ? nullptr : old,
-        static_cast<uint32_t>(structure.size()),
-        order,
-        m_wanted.families.exif);
+    const auto method = RKExiv2Compat::encodeExif(blob, structure, order, m_wanted.families.exif);
     // Only values of the same size have changed, in place.
     if (method == Exiv2::wmNonIntrusive)
         return structure;
