@@ -15,7 +15,6 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
 
@@ -193,25 +192,26 @@ QJsonValue valueAt(const QJsonObject& entry, const QString& field)
 }
 
 /// As spreadsheets read it (RFC 4180).
-QString asCsv(const QString& text)
+QByteArray asCsv(QByteArray text)
 {
-    static const QRegularExpression special(QStringLiteral("[,\"\r\n]"));
-    return text.contains(special)
-        ? QStringLiteral("\"%1\"").arg(QString(text).replace(u'"', QStringLiteral("\"\"")))
+    const auto isSpecial = [](char letter) { return QByteArray(",\"\r\n").contains(letter); };
+    return std::any_of(text.cbegin(), text.cend(), isSpecial)
+        ? '"' + text.replace("\"", "\"\"") + '"'
         : text;
 }
 
-void printRow(QStringList row)
+void printRow(QByteArrayList row)
 {
     std::transform(row.begin(), row.end(), row.begin(), asCsv);
-    Output::print(row.join(u','));
+    Output::print(row.join(','));
 }
 
-void printRow(const QJsonObject& entry, const QStringList& fields)
+/// The file's name as the bytes that it has.
+void printRow(const InputFile& file, const QJsonObject& entry, const QStringList& fields)
 {
-    QStringList row;
+    QByteArrayList row;
     for (const QString& field : fields)
-        row << toText(valueAt(entry, field));
+        row << (field == u"file" ? file.name : toText(valueAt(entry, field)).toUtf8());
     printRow(row);
 }
 
@@ -246,7 +246,7 @@ int describeFiles(InfoArguments& arguments)
     const auto extent = isAll ? MetaDataJson::Extent::All : MetaDataJson::Extent::Named;
     if (isTable) {
         warnOfUnknown(fields);
-        printRow(fields);
+        printRow(fields.join(u'\n').toUtf8().split('\n'));
     }
     int failures = 0;
     bool isFirst = true;
@@ -256,7 +256,7 @@ int describeFiles(InfoArguments& arguments)
         if (Output::isText()) {
             const QJsonObject entry = result.toJson();
             if (isTable)
-                printRow(entry, fields);
+                printRow(file, entry, fields);
             else if (entry.contains(u"size"))
                 printCard(file, entry, std::exchange(isFirst, false));
         }

@@ -361,6 +361,7 @@ private Q_SLOTS:
         // A name that is no UTF-8.
         QCOMPARE(::rename("trip/one.jpg", "trip/\xff.jpg"), 0);
         QCOMPARE(exitCodeOf("set -r trip --rating 2 --backup"), 0);
+        QVERIFY(runTool(u"info -r trip --csv"_s).output.contains("trip/\xff.jpg,"));
         QCOMPARE(::rename("trip/\xff.jpg~", "trip/one.jpg~"), 0);
         QCOMPARE(::rename("trip/\xff.jpg", "trip/one.jpg"), 0);
         QCOMPARE(informationOn(file)[u"adobeRating"].toInt(), 2);
