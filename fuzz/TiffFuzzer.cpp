@@ -11,7 +11,6 @@
 #include "RKImageLoader/files/RKTiffTags_p.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace {
 
@@ -58,41 +57,34 @@ bool isOrderly(const QByteArray& file)
     RKByteRanges::List fixed = {{0, 8}};
     RKByteRanges::List others;
     const auto directories = structure.directories();
-    if (!directories)
-        return false;
-    for (const RKTiffStructure::Directory& directory : *directories) {
+    for (const auto& directory :
+        directories ? *directories : std::vector<RKTiffStructure::Directory>()) {
         const quint32 end = structure.endOfEntries(directory.place);
-        fixed.push_back({directory.place, quint64(end) + RKTiffStructure::kNextSize});
-        std::vector<quint32> places = {structure.numberAt(end)};
+        const RKByteRange own{directory.place, quint64(end) + RKTiffStructure::kNextSize};
+        if (RKByteRanges::overlap(fixed, own)
+            || (structure.numberAt(end) != 0 && structure.directoryAfter(directory.place) == 0))
+            return false;
+        fixed.push_back(own);
+        fixed = RKByteRanges::united(std::move(fixed));
+        const auto pixels = structure.pixelsOf(directory);
+        others.insert(others.end(), pixels.begin(), pixels.end());
         for (const RKTiffStructure::Entry& entry : directory.entries) {
             const auto range = structure.valueRange(entry);
             if (!range && RKTiffType::sizeOf(entry.type) != 0)
                 return false;
             if (range && !structure.isInField(entry))
                 others.push_back(*range);
-            if (RKTiffStructure::isPointer(entry.tag)) {
-                const std::vector<quint32> numbers = structure.numbersOf(entry);
-                places.insert(places.end(), numbers.begin(), numbers.end());
-            }
-        }
-        for (const quint32 place : places) {
-            if (place != 0 && !structure.hasDirectoryAt(place))
+            const auto places = structure.numbersOf(entry);
+            if (RKTiffStructure::isPointer(entry.tag)
+                && !std::all_of(places.begin(), places.end(), [&structure](quint32 place) {
+                       return place == 0 || structure.hasDirectoryAt(place);
+                   }))
                 return false;
         }
-        const auto pixels = structure.pixelsOf(directory);
-        others.insert(others.end(), pixels.begin(), pixels.end());
     }
-    const auto sizeOf = [](const RKByteRanges::List& ranges) {
-        return std::accumulate(
-            ranges.begin(), ranges.end(), quint64(0), [](quint64 sum, auto range) {
-                return sum + range.size();
-            });
-    };
-    const RKByteRanges::List set = RKByteRanges::united(fixed);
-    return sizeOf(set) == sizeOf(fixed)
-        && std::none_of(others.begin(), others.end(), [&set](const RKByteRange& range) {
-               return RKByteRanges::overlap(set, range);
-           });
+    return std::none_of(others.begin(), others.end(), [&fixed](const RKByteRange& range) {
+        return RKByteRanges::overlap(fixed, range);
+    });
 }
 
 } // namespace
