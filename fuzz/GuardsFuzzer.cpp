@@ -5,6 +5,7 @@
 #include "RKImageLoader/guards/RKGzip_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKTruncation_p.h"
+#include "RKImageLoader/loading/RKContentFormat_p.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -21,6 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
         RKPictureHeaderCheck::canBeReduced(file, picture);
         RKTruncation::reasonForClaim(file, picture);
     }
+    RKContentFormat::of(file);
+    RKContentFormat::nameOfForeign(file);
     RKTruncation::isCutOff(file);
     RKTruncation::areBoxesCutOff(RKMemorySource(file));
     RKEmbeddedPicture::thumbnailSize(file);

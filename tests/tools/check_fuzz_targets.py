@@ -11,8 +11,7 @@ cmake = (project / "fuzz/CMakeLists.txt").read_text(encoding="utf-8")
 table = re.search(r"\| Target \|.*?\n\n", (project / "docs/testing.md").read_text(encoding="utf-8"), re.S)
 targets = {
     "fuzz/*Fuzzer.cpp": {path.name[:-len("Fuzzer.cpp")] for path in project.glob("fuzz/*Fuzzer.cpp")},
-    "fuzz/CMakeLists.txt": set(re.findall(r"^\s*rk_add_fuzzer\((\w+)", cmake, re.M)).union(
-        *map(str.split, re.findall(r"^foreach\(format ([\w ]+)\)", cmake, re.M))),
+    "fuzz/CMakeLists.txt": set(re.findall(r"^\s*rk_add_fuzzer\((\w+)", cmake, re.M)),
     "fuzz/corpora": {path.name for path in project.glob("fuzz/corpora/*") if any(path.iterdir())}.union(
         re.findall(r"rk_add_fuzzer\((\w+) CORPUS", cmake)),
     "docs/testing.md": set(re.findall(r"`(\w+)`", "\n".join(
