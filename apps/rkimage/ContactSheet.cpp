@@ -88,12 +88,12 @@ QString asHtml(const SheetEntry& entry)
 
 } // namespace
 
-QImage ContactSheet::image(const QList<SheetEntry>& entries)
+QImage ContactSheet::image(const QList<SheetEntry>& entries, int side)
 {
-    Storyboard board;
+    Storyboard board(side);
     for (const SheetEntry& entry : entries) {
         const QImage picture = pictureOf(entry);
-        QImage empty(Storyboard::tileSize(), QImage::Format_RGB32);
+        QImage empty(board.tileSize(), QImage::Format_RGB32);
         empty.fill(QColor(Qt::lightGray).rgb());
         board.add(picture.isNull() ? empty : picture, fileName(entry));
     }

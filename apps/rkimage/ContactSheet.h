@@ -9,8 +9,8 @@
 /// Contact sheets of files, in their order. Every function needs a QGuiApplication but html().
 namespace ContactSheet {
 
-/// One picture of all of them.
-QImage image(const QList<SheetEntry>& entries);
+/// One picture of all of them, each fitted into a square of so many pixels a side.
+QImage image(const QList<SheetEntry>& entries, int side);
 
 /// A PDF file of A4 pages. False if the device can't be written to.
 bool writePdf(QIODevice* device, const QList<SheetEntry>& entries);

@@ -288,7 +288,13 @@ public:
                 QStringLiteral("another picture has the name %1").arg(target)));
             return result;
         }
-        QDir().mkpath(QFileInfo(target).path());
+        if (const QString folder = QFileInfo(target).path(); !QDir().mkpath(folder)) {
+            Result result(source);
+            result.fail(folder,
+                RKMediaError(
+                    RKMediaErrorCode::NotWritable, QStringLiteral("the folder can't be made")));
+            return result;
+        }
         return convert(source, OutputFile(target, writing()));
     }
 

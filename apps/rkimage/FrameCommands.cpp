@@ -249,7 +249,7 @@ private:
         result.insert(QStringLiteral("frame"), frame.frame());
         result.insert(QStringLiteral("ms"), rate.frameIndex2ms(frame));
         // Whole frames only where they are saved.
-        const QSize size = hasFolder() ? QSize() : Storyboard::tileSize();
+        const QSize size = hasFolder() ? QSize() : m_storyboard.tileSize();
         RKMediaError error;
         const RKDrawable drawable = RKVideoLoader::instance()->drawable(
             withFrame(m_descriptor, frame), size, RKImageOption(), &error);

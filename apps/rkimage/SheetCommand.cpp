@@ -8,6 +8,7 @@
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "Result.h"
+#include "Storyboard.h"
 #include "Writing.h"
 
 #include <QBuffer>
@@ -21,8 +22,8 @@
 
 namespace {
 
-// A picture that programs still show: 20 tiles by 20.
-constexpr qsizetype kMaxTiles = 400;
+// Tiles together, in pixels across: a picture that programs still show.
+constexpr int kMaxAcross = 5000;
 
 constexpr char kUsualFormat[] = "png";
 
@@ -40,7 +41,7 @@ struct SheetArguments
     // For standard output.
     std::string format;
     std::string title = "Contact sheet";
-    int side = 240;
+    int side = Storyboard::kUsualSide;
     int jobs = QThread::idealThreadCount();
 };
 
@@ -73,20 +74,24 @@ QByteArray pdfOf(const QList<SheetEntry>& entries)
     return isWritten ? buffer.data() : QByteArray();
 }
 
-RKMediaError save(const QList<SheetEntry>& entries, const QString& path, const QString& title)
+RKMediaError save(
+    const QList<SheetEntry>& entries, const QString& path, const SheetArguments& arguments)
 {
     switch (kindOf(path)) {
     case Kind::Pdf: return writeFile(path, pdfOf(entries));
-    case Kind::Html: return writeFile(path, ContactSheet::html(entries, title));
+    case Kind::Html:
+        return writeFile(
+            path, ContactSheet::html(entries, QString::fromStdString(arguments.title)));
     case Kind::Picture: break;
     }
-    if (entries.size() > kMaxTiles)
+    const int columns = kMaxAcross / arguments.side;
+    if (entries.size() > qsizetype(columns) * columns)
         return RKMediaError(RKMediaErrorCode::TooLarge,
             QStringLiteral("%1 files are too many for one picture; a PDF or HTML file takes them")
                 .arg(entries.size()));
     RKMediaError error;
     RKImageLoader::instance()->save(
-        RKMediaDescriptor(QFileInfo(path)), ContactSheet::image(entries), &error);
+        RKMediaDescriptor(QFileInfo(path)), ContactSheet::image(entries, arguments.side), &error);
     return error;
 }
 
@@ -121,7 +126,7 @@ int makeSheet(SheetArguments& arguments)
             result.fail(entry.error);
         failures += result.report() != Output::AllDone;
     }
-    error = save(entries, path, QString::fromStdString(arguments.title));
+    error = save(entries, path, arguments);
     if (error.isError() || !target.finish(&error))
         sheet.fail(error);
     else

@@ -11,9 +11,14 @@ constexpr int kGap = 8;
 
 } // namespace
 
-QSize Storyboard::tileSize()
+Storyboard::Storyboard(int side)
+    : m_side(side)
 {
-    return {240, 240};
+}
+
+QSize Storyboard::tileSize() const
+{
+    return {m_side, m_side};
 }
 
 void Storyboard::add(const QImage& picture, const QString& caption)

@@ -9,8 +9,11 @@
 class Storyboard
 {
 public:
-    /// The size in pixels that every picture is fitted into.
-    static QSize tileSize();
+    static constexpr int kUsualSide = 240;
+
+    /// Every picture is fitted into a square of so many pixels a side.
+    explicit Storyboard(int side = kUsualSide);
+    QSize tileSize() const;
 
     void add(const QImage& picture, const QString& caption);
 
@@ -24,5 +27,6 @@ private:
         QString caption;
     };
 
+    int m_side;
     QList<Tile> m_tiles;
 };
