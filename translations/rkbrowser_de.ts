@@ -469,6 +469,13 @@
     </message>
 </context>
 <context>
+    <name>PictureStore</name>
+    <message>
+        <source>There is nothing to see.</source>
+        <translation>Es ist nichts zu sehen.</translation>
+    </message>
+</context>
+<context>
     <name>PictureView</name>
     <message>
         <source>Picture</source>

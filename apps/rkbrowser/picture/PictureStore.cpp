@@ -57,6 +57,8 @@ Picture pictureOf(const PictureWish& wish, const RKLoadResult& result)
     Picture picture;
     picture.image = drawable.image();
     picture.reason = result.error().text();
+    if (picture.image.isNull() && picture.reason.isEmpty())
+        picture.reason = PictureStore::tr("There is nothing to see.");
     if (wish.kind == PictureWish::Kind::Described)
         describe(result.descriptor(), &picture);
     return picture;

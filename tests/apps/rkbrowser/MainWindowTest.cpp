@@ -56,15 +56,6 @@ QStringList names(const FolderModel& model)
     return result;
 }
 
-bool isRead(const FolderModel& model)
-{
-    for (int row = 0; row < model.rowCount(); ++row) {
-        if (!model.entry(row).isRead)
-            return false;
-    }
-    return model.rowCount() > 0;
-}
-
 int ratingOf(const QString& path)
 {
     return RKMetaData(QFileInfo(path)).adobeRating();
@@ -98,9 +89,10 @@ private Q_SLOTS:
     {
         FolderModel model;
         model.open(m_folder.path());
-        QTRY_VERIFY_WITH_TIMEOUT(isRead(model), kPatience);
-        QCOMPARE(names(model),
-            (QStringList{u"Alps.jpg"_s, u"broken.png"_s, u"img 9.jpg"_s, u"img 10.jpg"_s}));
+        QTRY_COMPARE_WITH_TIMEOUT(names(model),
+            (QStringList{u"Alps.jpg"_s, u"broken.png"_s, u"img 9.jpg"_s, u"img 10.jpg"_s}),
+            kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(model.people(), (QStringList{u"Ada"_s, u"Bob"_s}), kPatience);
 
         FolderOrder order;
         order.key = FolderOrder::Key::Rating;
@@ -111,7 +103,6 @@ private Q_SLOTS:
         order = {.key = FolderOrder::Key::Date, .text = u"JPG"_s};
         model.setOrder(order);
         QTRY_COMPARE(names(model), (QStringList{u"Alps.jpg"_s, u"img 10.jpg"_s, u"img 9.jpg"_s}));
-        QTRY_COMPARE(model.people(), (QStringList{u"Ada"_s, u"Bob"_s}));
         model.setOrder({.people = {u"Ada"_s, u"Bob"_s}});
         QTRY_COMPARE(names(model), (QStringList{u"Alps.jpg"_s, u"img 10.jpg"_s}));
         model.setOrder({.kind = FolderOrder::Kind::Videos});
@@ -169,14 +160,12 @@ private Q_SLOTS:
         trigger(&window, Qt::Key_PageDown);
         QCOMPARE(folderView->currentFile().path, second);
 
-        // Other programs replace files, or write into them.
-        auto* author = line(window, u"Author"_s);
-        for (const QString& name : {u"Cleo"_s, u"Dan"_s}) {
-            RKMetaData metaData{QFileInfo(second)};
-            metaData.write(RKMetaDataFieldEnum::author, name);
-            QVERIFY(metaData.save(QFileInfo(second)));
-            QTRY_COMPARE_WITH_TIMEOUT(author->text(), name, kPatience);
-        }
+        // By another program.
+        QTRY_COMPARE_WITH_TIMEOUT(size(), QSize(96, 64), kPatience);
+        RKMetaData metaData{QFileInfo(second)};
+        metaData.setImageOrientation(ORIENTATION_RIGHT_TOP);
+        QVERIFY(metaData.save(QFileInfo(second)));
+        QTRY_COMPARE_WITH_TIMEOUT(size(), QSize(64, 96), kPatience);
         trigger(&window, Qt::Key_PageUp);
         QCOMPARE(folderView->currentFile().path, first);
     }
@@ -205,11 +194,9 @@ private Q_SLOTS:
             bar->setValue(bar->maximum() * step / 100);
             QTest::qWait(10);
         }
-        qInfo("longest pause: %lld ms, of which work: %lld ms",
-            pauses.longest(),
-            pauses.longestWork());
+        qInfo("longest work: %lld ms", pauses.longest());
         // The aim is 50, on a machine that is not slower than most.
-        QVERIFY(pauses.longestWork() < RKTimeLimit::milliseconds(200));
+        QVERIFY(pauses.longest() < RKTimeLimit::milliseconds(200));
     }
 
 private:
@@ -222,15 +209,6 @@ private:
                 return action->trigger();
         }
         QFAIL(qPrintable(u"nothing has the keys "_s + keys.toString()));
-    }
-
-    static QLineEdit* line(const MainWindow& window, const QString& name)
-    {
-        const auto lines = window.findChildren<QLineEdit*>();
-        const auto found = std::find_if(lines.begin(), lines.end(), [&name](const QLineEdit* one) {
-            return one->accessibleName() == name;
-        });
-        return *found;
     }
 
     QTemporaryDir m_folder;

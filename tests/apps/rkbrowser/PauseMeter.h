@@ -1,22 +1,19 @@
 #pragma once
 
-#include <QElapsedTimer>
 #include <QTimer>
 
 #include <algorithm>
 #include <ctime>
 
-/// The longest that the event loop of this thread did not come round, in milliseconds.
+/// The longest that this thread has worked without coming round to its event loop, in milliseconds:
+/// on a busy machine, less than has passed.
 class PauseMeter
 {
 public:
     PauseMeter()
     {
-        m_time.start();
-        m_worked = worked();
         QObject::connect(&m_ticks, &QTimer::timeout, &m_ticks, [this] {
-            m_longest = std::max(m_longest, m_time.restart());
-            m_longestWork = std::max(m_longestWork, worked() - m_worked);
+            m_longest = std::max(m_longest, worked() - m_worked);
             m_worked = worked();
         });
         m_ticks.start(0);
@@ -25,12 +22,6 @@ public:
     qint64 longest() const
     {
         return m_longest;
-    }
-
-    /// What the thread itself has worked in one round: on a busy machine, less than has passed.
-    qint64 longestWork() const
-    {
-        return m_longestWork;
     }
 
 private:
@@ -42,8 +33,6 @@ private:
     }
 
     QTimer m_ticks;
-    QElapsedTimer m_time;
-    qint64 m_worked = 0;
+    qint64 m_worked = worked();
     qint64 m_longest = 0;
-    qint64 m_longestWork = 0;
 };
