@@ -103,25 +103,13 @@ private Q_SLOTS:
         write(u"broken.png"_s, "no picture");
     }
 
-    void infoTellsOfEveryFile()
+    void infoReadsWhatNothingDecodes()
     {
-        const Run run = runTool(u"info --json ä.jpg missing.jpg v.svg broken.png"_s);
-        QCOMPARE(run.exitCode, 1);
-        const QJsonArray entries = QJsonDocument::fromJson(run.output).array();
-        QCOMPARE(entries.size(), 4);
-        QCOMPARE(entries[0][u"file"].toString(), u"ä.jpg"_s);
-        QCOMPARE(entries[0][u"size"].toArray(), QJsonArray({400, 300}));
-        QCOMPARE(entries[2][u"kind"].toString(), u"vector"_s);
-        // No decoder measures what has metadata only.
         const QByteArray whole = photograph();
         write(u"stub.jpg"_s, whole.left(whole.lastIndexOf("\xff\xc0")) + "\xff\xd9");
         const QJsonValue stub = informationOn(u"stub.jpg"_s);
         QCOMPARE(stub[u"orientation"].toInt(), 6);
         QVERIFY(stub[u"error"].isUndefined());
-        QCOMPARE(run.errors.size(), 2);
-        QVERIFY(run.errors[0].contains(u"missing.jpg") && run.errors[1].contains(u"broken.png"));
-        QVERIFY(
-            entries[1].toObject().contains(u"error") && entries[3].toObject().contains(u"error"));
     }
 
     void convertKeepsMetadata()
@@ -208,9 +196,6 @@ private Q_SLOTS:
         const QImage same(u"same.png"_s);
         QCOMPARE(same.convertToFormat(picture.format()), picture);
         QVERIFY(!same.colorSpace().iccProfile().isEmpty());
-        // Shown without a conversion.
-        const QImage thumbnail = RKMetaData(QFileInfo(u"same.png"_s)).thumbnail();
-        QVERIFY(qAbs(qRed(thumbnail.pixel(9, 9)) - 227) <= 5);
     }
 
     void thumbnailsNeverReplaceAFile()
@@ -269,9 +254,8 @@ private Q_SLOTS:
         QVERIFY(broken.errors.size() == 1 && broken.errors[0].contains(u"broken.png"));
         QCOMPARE(read(u"old.png"_s), QByteArray("old bytes"));
 
-        const Run unwritable = runTool(u"convert ä.jpg a.gif"_s);
-        QCOMPARE(unwritable.exitCode, 1);
-        QVERIFY(unwritable.errors[0].contains(u"a.gif") && !QFile::exists(u"a.gif"_s));
+        QCOMPARE(exitCodeOf("convert ä.jpg a.gif"), 1);
+        QVERIFY(!QFile::exists(u"a.gif"_s));
     }
 
     // EditedFiles looks at what each change writes.
@@ -446,8 +430,6 @@ private Q_SLOTS:
             = [](const char* name) { return RKTestClips::number(QImage(QLatin1String(name))); };
         QCOMPARE(exitCodeOf("frame clip.mp4 d.png --size 88x88"), 0);
         QCOMPARE(frameIn("d.png"), 25);
-        QCOMPARE(exitCodeOf("frame clip.mp4 t.png --ms 400"), 0);
-        QCOMPARE(frameIn("t.png"), 10);
         for (const auto& [place, number] : {std::pair("0:00.4", 10), {"100%", 49}, {"7", 7}}) {
             QCOMPARE(exitCodeOf(QByteArray("frame clip.mp4 p.png --at ") + place), 0);
             QCOMPARE(frameIn("p.png"), number);
@@ -489,10 +471,8 @@ private Q_SLOTS:
         QCOMPARE(QImage(u"d.png"_s).pixelColor(7, 3), QColor(Qt::blue));
         QCOMPARE(exitCodeOf("compare a.png b.png --limit 0.004"), 0);
         QCOMPARE(exitCodeOf("compare a.png b.png --limit 0.003"), 1);
-        // Of another size, and turned: only the first can be compared.
-        write(u"half.png"_s, encoded(quadrants({20, 15}), "png"));
+        // Turned, it can't be compared.
         write(u"tall.png"_s, encoded(quadrants({30, 40}), "png"));
-        QCOMPARE(compared("a.png half.png")[u"size"].toArray(), QJsonArray({20, 15}));
         QCOMPARE(exitCodeOf("compare a.png tall.png"), 1);
     }
 
@@ -539,8 +519,6 @@ private Q_SLOTS:
         const Run run = runTool(u"check -r archive"_s);
         QCOMPARE(run.exitCode, 1);
         QVERIFY(run.output.startsWith("archive/cut.png: ") && run.output.count('\n') == 1);
-        const QByteArray lines = runTool(u"--jsonl check -r archive"_s).output;
-        QVERIFY(lines.count("\"done\":true") == 2 && lines.count("\"reason\":\"truncated\"") == 1);
         // The drawing needs fonts.
         QCOMPARE(exitCodeOf("info -r archive"), 0);
     }
