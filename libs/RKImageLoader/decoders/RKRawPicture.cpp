@@ -7,10 +7,12 @@
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKTruncation_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
+#include "RKImageLoader/media/RKMemory_p.h"
 
 #include <QColorSpace>
 #include <QDebug>
 #include <QImageReader>
+#include <QThread>
 
 #include <libraw/libraw.h>
 
@@ -408,6 +410,10 @@ QImage RKRawPicture::developed(const QSize& upright, RKLoadContext& context)
         context.fail(RKTruncation::reasonForClaim(m_bytes, storedSize()));
         return {};
     }
+    if (isShortOfMemory()) {
+        context.fail(RKMediaErrorCode::OutOfMemory);
+        return {};
+    }
     int result = resultOf([&] { return m_raw->unpack(); });
     if (result != LIBRAW_SUCCESS) {
         context.fail(reasonOf(result));
@@ -448,6 +454,18 @@ bool RKRawPicture::isPlausible() const
     const qint64 pixels
         = std::max(qint64(sizes.raw_width) * sizes.raw_height, qint64(sizes.width) * sizes.height);
     return pixels <= RKBitmapDecoderLibRaw::kMaxPixels && pixels <= kPixelsPerByte * m_bytes.size();
+}
+
+/// LibRaw's threads end the process where they can't be started or get no memory.
+bool RKRawPicture::isShortOfMemory() const
+{
+    // The sensor's values, four channels of 16 bits, and two finished pictures.
+    constexpr qint64 kBytesPerPixel = 20;
+    // A usual stack, and the tiles of the demosaicing.
+    constexpr qint64 kBytesPerThread = 24 << 20;
+    const libraw_image_sizes_t& sizes = m_raw->imgdata.sizes;
+    return RKMemory::isShortOf(kBytesPerPixel * sizes.raw_width * sizes.raw_height
+        + kBytesPerThread * QThread::idealThreadCount());
 }
 
 bool RKRawPicture::isTruncated() const

@@ -51,6 +51,7 @@ private:
     int openBytes();
     bool isPlausible() const;
     bool isTruncated() const;
+    bool isShortOfMemory() const;
 
     QByteArray m_bytes;
     RKCancellation m_cancellation;

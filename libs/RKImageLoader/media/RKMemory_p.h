@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RKImageLoader/media/RKLoadContext.h"
+#include "RKImageLoader/media/RKPoolThreads_p.h"
 
 #include <QSize>
 
@@ -15,11 +16,12 @@ template <typename Work>
 auto noted(RKLoadContext& context, const Work& work) -> decltype(work())
 {
     try {
-        return work();
+        if (RKPoolThreads::areReady())
+            return work();
     } catch (const std::bad_alloc&) {
-        context.fail(RKMediaErrorCode::OutOfMemory);
-        return {};
     }
+    context.fail(RKMediaErrorCode::OutOfMemory);
+    return {};
 }
 
 /// For functions that store their reason.
@@ -27,12 +29,23 @@ template <typename Work>
 auto stored(RKMediaError* error, const Work& work) -> decltype(work())
 {
     try {
-        return work();
+        if (RKPoolThreads::areReady())
+            return work();
     } catch (const std::bad_alloc&) {
-        if (error)
-            *error = RKMediaError(RKMediaErrorCode::OutOfMemory);
-        return {};
     }
+    if (error)
+        *error = RKMediaError(RKMediaErrorCode::OutOfMemory);
+    return {};
+}
+
+/// Whether the system refuses so much memory now.
+inline bool isShortOf(qint64 bytes)
+{
+    // A header that promises more than any machine has is damage; sanitizers end the process, too.
+    constexpr qint64 kMaxTried = 1 << 30;
+    void* const room = ::operator new(size_t(std::min(bytes, kMaxTried)), std::nothrow);
+    ::operator delete(room);
+    return !room;
 }
 
 /// Whether a picture of that size has failed for want of memory, as far as that can be told
@@ -41,13 +54,8 @@ auto stored(RKMediaError* error, const Work& work) -> decltype(work())
 inline bool isShortFor(const QSize& size)
 {
     constexpr qint64 kBytesPerPixel = 16;
-    // A header that promises more than any machine has is damage; sanitizers end the process, too.
-    constexpr qint64 kMaxTried = 1 << 30;
     const qint64 pixels = size.isValid() ? qint64(size.width()) * size.height() : 0;
-    const qint64 bytes = std::min(kBytesPerPixel * pixels, kMaxTried);
-    void* const room = ::operator new(size_t(bytes), std::nothrow);
-    ::operator delete(room);
-    return !room;
+    return isShortOf(kBytesPerPixel * pixels);
 }
 
 } // namespace RKMemory

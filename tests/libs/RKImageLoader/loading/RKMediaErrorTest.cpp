@@ -3,6 +3,7 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
+#include "RKImageLoader/media/RKPoolThreads_p.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "support/RKRestrictions.h"
 #include "support/RKTestClips.h"
@@ -297,6 +298,14 @@ private Q_SLOTS:
             const LittleMemory memory;
             if (!memory.isSet())
                 QSKIP("the memory can't be limited");
+            // QImage would wait for them forever.
+            QVERIFY(!RKPoolThreads::areReady());
+        }
+        const rlimit much{rlim_t(1) << 40, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_AS, &much);
+        QVERIFY(RKPoolThreads::areReady());
+        {
+            const LittleMemory memory;
             for (const char* name :
                 {"large.bmp", "large.jpg", "large.png", "large.tiff", "large.psd"}) {
                 RKMediaError error;
