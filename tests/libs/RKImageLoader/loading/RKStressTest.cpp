@@ -130,6 +130,12 @@ class RKStressTest : public RKQuietTest
 
 private Q_SLOTS:
 
+    static void initMain()
+    {
+        // Its end is RK_STRESS_SECONDS, and what one thread takes after that.
+        qputenv("QTEST_FUNCTION_TIMEOUT", "3600000");
+    }
+
     void answersAreThoseOfOneThread()
     {
         // Broken files are among them.
