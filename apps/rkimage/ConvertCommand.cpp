@@ -210,6 +210,20 @@ RKDrawable opaque(const RKDrawable& picture, const RKMediaFormat& format, const 
     return RKDrawable(result);
 }
 
+/// A failure that says nothing about the picture and its format.
+bool isOfTheSystem(const RKMediaError& error)
+{
+    switch (error.code()) {
+    case RKMediaErrorCode::Missing:
+    case RKMediaErrorCode::NoPermission:
+    case RKMediaErrorCode::Unreadable:
+    case RKMediaErrorCode::DiskFull:
+    case RKMediaErrorCode::NotWritable:
+    case RKMediaErrorCode::OutOfMemory: return true;
+    default: return false;
+    }
+}
+
 /// Makes the pictures of one call; its functions may be called by several threads.
 class PictureConversion
 {
@@ -245,16 +259,20 @@ public:
             const RKDrawable picture = opaque(readFitted(from, m_options, error),
                 output.descriptor().mediaFormat(),
                 m_options.background);
-            if (keepsMetaData() && !picture.isNull())
-                metaData = adapted(from, picture.image(), m_options);
-            return picture;
+            if (!keepsMetaData() || picture.isNull())
+                return picture;
+            metaData = adapted(from, picture.image(), m_options);
+            if (!metaData.readFailure().isError())
+                return picture;
+            *error = metaData.readFailure();
+            return RKDrawable();
         };
         // Apart from the picture: together, a marker of Adobe RGB would be lost always.
         if (keepsMetaData()) {
             conversion.finish = [&](const RKMediaDescriptor& to, RKMediaError* error) {
                 if (RKMediaLoader::instance()->save(to, metaData, error))
                     return true;
-                if (m_options.metaData == ConvertOptions::MetaData::Keep)
+                if (m_options.metaData == ConvertOptions::MetaData::Keep || isOfTheSystem(*error))
                     return false;
                 // Many mean something in their old place only; the manual says that they go.
                 if (error->code() == RKMediaErrorCode::WouldLose) {

@@ -140,6 +140,8 @@ Result describe(const InputFile& file, MetaDataJson::Extent extent)
         const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
         result.insert(QStringLiteral("orientation"), int(metaData.imageOrientation()));
         result.insert(MetaDataJson::fromMetaData(metaData, sizes.displayed, extent));
+        if (metaData.readFailure().isError())
+            fail(metaData.readFailure());
     } else {
         result.insert(QStringLiteral("orientation"), int(loader.imageOrientation(descriptor)));
     }

@@ -316,11 +316,15 @@ QDateTime modified(const QString& path)
     return QFileInfo(path).lastModified();
 }
 
-void setModified(const QString& path, const QDateTime& time)
+/// No error if the file has the time.
+RKMediaError setModified(const QString& path, const QDateTime& time)
 {
     QFile file(path);
-    if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
-        file.setFileTime(time, QFileDevice::FileModificationTime);
+    if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)
+        && file.setFileTime(time, QFileDevice::FileModificationTime))
+        return {};
+    return RKMediaError(RKMediaErrorCode::NotWritable,
+        QStringLiteral("the time of the last change can't be kept: %1").arg(file.errorString()));
 }
 
 /// Makes the file as wanted; what fails stands in the result.
@@ -345,8 +349,11 @@ void save(const InputFile& file,
     const bool isWritten = modified(path) != before;
     if (!isSaved || !isWritten)
         backup.drop();
-    if (isWritten && changes.fileTime == MetaDataChanges::FileTime::Keep)
-        setModified(path, before);
+    if (isWritten && changes.fileTime == MetaDataChanges::FileTime::Keep) {
+        const RKMediaError timeError = setModified(path, before);
+        if (!error.isError())
+            error = timeError;
+    }
     if (isWritten)
         result.addChanged(file);
     if (error.isError())

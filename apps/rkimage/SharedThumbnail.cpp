@@ -1,5 +1,7 @@
 #include "SharedThumbnail.h"
 
+#include "Writing.h"
+
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
@@ -89,7 +91,7 @@ RKMediaError SharedThumbnail::save(const QImage& picture) const
     }
     QSaveFile file(m_file);
     if (file.open(QIODevice::WriteOnly) && file.setPermissions(kOwnerOnly)
-        && thumbnail.save(&file, "png") && file.commit())
+        && thumbnail.save(&file, "png") && file.flush() && file.commit())
         return {};
-    return RKMediaError(RKMediaErrorCode::NotWritable, file.errorString());
+    return Writing::errorOf(file);
 }

@@ -57,5 +57,6 @@ bool ThumbnailMap::write(const QString& path) const
         const QJsonObject line{{kFile, source}, {kThumbnail, m_thumbnails.value(source)}};
         file.write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
     }
-    return file.commit();
+    // A failure of the last bytes would not keep it from taking the place of the old file.
+    return file.flush() && file.commit();
 }

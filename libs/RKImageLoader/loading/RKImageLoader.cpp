@@ -296,7 +296,14 @@ RKImageLoader::Source RKImageLoader::readSource(
     // A file that could not be read is tried again next time.
     if (bytes.isEmpty())
         return {};
-    return {bytes, metaDataCache()->metaDataValue(descriptor.fileInfo(), bytes, changesBefore)};
+    const RKMetaData metaData
+        = metaDataCache()->metaDataValue(descriptor.fileInfo(), bytes, changesBefore);
+    // Without all of it, the picture could lie on its side, in wrong colours.
+    if (metaData.readFailure().isError()) {
+        context.fail(metaData.readFailure());
+        return {};
+    }
+    return {bytes, metaData};
 }
 
 RKDrawable RKImageLoader::decodeBigDrawable(
@@ -505,6 +512,11 @@ QSize RKImageLoader::displayedSize(
     if (isMeasured && !(flags() & kTurnTiff))
         return storedSize(descriptor, context);
     const RKMetaData metaData = copyMetaData(descriptor);
+    // Without all of it, the sides could be exchanged.
+    if (metaData.readFailure().isError()) {
+        context.fail(metaData.readFailure());
+        return {};
+    }
     if (isMeasured || format.isRaw()) {
         const QSize stored = storedSize(descriptor, context);
         if (stored.isValid() || isMeasured)

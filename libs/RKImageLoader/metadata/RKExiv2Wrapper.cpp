@@ -402,6 +402,11 @@ RKMediaError RKExiv2Wrapper::readError() const
     return m_impl->readError();
 }
 
+RKMediaError RKExiv2Wrapper::readFailure() const
+{
+    return m_impl->readFailure();
+}
+
 QString RKExiv2Wrapper::copyright()
 {
     return QCoreApplication::translate("RKExiv2Wrapper", "%1 © 2004-2018 Andreas Huggel")

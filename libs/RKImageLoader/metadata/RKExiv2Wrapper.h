@@ -241,6 +241,8 @@ public:
 
     /// Why the image could not be read; no error if it could.
     RKMediaError readError() const;
+    /// The same where it was the system's failure, so that something is missing; else no error.
+    RKMediaError readFailure() const;
 
     /// Prepares the library that does the work, once per process. The constructors do so too.
     static void initialize();

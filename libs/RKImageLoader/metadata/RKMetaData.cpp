@@ -30,6 +30,12 @@ RKMetaData::RKMetaData(const QFileInfo& file, RKMediaError* error)
         error->setFilePath(file.absoluteFilePath());
 }
 
+RKMediaError RKMetaData::readFailure() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_impl->exiv2Wrapper().readFailure();
+}
+
 RKMetaData::RKMetaData(const QFileInfo& file, const QByteArray& bytes)
     : m_impl(new RKMetaDataImpl(RKExiv2Wrapper(file, bytes)))
 {

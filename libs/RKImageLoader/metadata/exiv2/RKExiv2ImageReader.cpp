@@ -162,6 +162,8 @@ void RKExiv2ImageReader::read(const QString& path)
         noteError(error);
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QString &)"), error);
+    } catch (const std::bad_alloc&) {
+        noteOutOfMemory();
     } catch (...) {
         qWarning() << "No Exif Data in this file:" << path;
     }
@@ -186,6 +188,8 @@ void RKExiv2ImageReader::read(const QByteArray& data)
         noteError(error);
         RKExiv2Library::describeError(
             QStringLiteral("RKExiv2WrapperImpl::RKExiv2WrapperImpl(const QByteArray &)"), error);
+    } catch (const std::bad_alloc&) {
+        noteOutOfMemory();
     } catch (...) {
         qWarning() << "No Exif in data.";
     }
@@ -207,6 +211,12 @@ bool RKExiv2ImageReader::isUnreadable() const
 RKMediaError RKExiv2ImageReader::error() const
 {
     return m_error;
+}
+
+void RKExiv2ImageReader::noteOutOfMemory()
+{
+    m_isUnreadable = true;
+    m_error = RKMediaError(RKMediaErrorCode::OutOfMemory);
 }
 
 void RKExiv2ImageReader::noteError(const Exiv2::Error& error)

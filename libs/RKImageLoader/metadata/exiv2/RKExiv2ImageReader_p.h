@@ -57,6 +57,7 @@ private:
 
     void read(const RKExiv2ImagePtr& image, const std::function<Source()>& openSource);
     void readWithoutProfile(const Exiv2::Image& image, const Source& source);
+    void noteOutOfMemory();
     void noteError(const Exiv2::Error& error);
     void takeFrom(const RKExiv2ImagePtr& image);
     void complete(QIODevice* file);

@@ -664,6 +664,12 @@ RKMediaError RKExiv2WrapperImpl::readError() const
     return m_readError;
 }
 
+RKMediaError RKExiv2WrapperImpl::readFailure() const
+{
+    const QReadLocker locker(&m_lock);
+    return m_isUnreadable ? m_readError : RKMediaError();
+}
+
 /// Values that were changed without knowing the old ones, as by a turn, may be wrong.
 bool RKExiv2WrapperImpl::isSavable(RKMediaError& error) const
 {

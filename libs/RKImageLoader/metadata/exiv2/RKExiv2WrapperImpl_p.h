@@ -111,6 +111,7 @@ public:
     bool save(const QFileInfo& file, RKMediaError& error) const;
     bool save(QBuffer* buffer, RKMediaError& error) const;
     RKMediaError readError() const;
+    RKMediaError readFailure() const;
 
 private:
     QList<QStringList> keywordsOfFamilies() const;

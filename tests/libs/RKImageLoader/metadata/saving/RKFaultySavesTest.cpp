@@ -5,9 +5,6 @@
 #include "support/RKRestrictions.h"
 #include "support/faults/RKFaults.h"
 
-#include <QProcess>
-#include <QProcessEnvironment>
-
 #include <sys/wait.h>
 
 #include <cerrno>
@@ -146,30 +143,6 @@ private Q_SLOTS:
         }
         QVERIFY(number > 20);
         QVERIFY(remains > 0);
-    }
-
-    void toolReportsFaults()
-    {
-#ifdef __SANITIZE_ADDRESS__
-        QSKIP("The sanitizer has to be loaded before all other libraries.");
-#endif
-        makeExpected("bare.jpg", false);
-        for (const RKFaults::Call call : {RKFaults::Write, RKFaults::Flush, RKFaults::Rename}) {
-            setOld();
-            QProcess tool;
-            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-            environment.remove(u"TMPDIR"_s); // Qt keeps a folder of its own there.
-            environment.insert(u"LD_PRELOAD"_s, QStringLiteral(RK_FAULTS));
-            environment.insert(u"RK_FAULT"_s, u"%1 1 %2"_s.arg(call).arg(EIO));
-            tool.setProcessEnvironment(environment);
-            tool.start(QStringLiteral(RK_TOOL),
-                {u"set"_s, u"--rating"_s, QString::number(kNewRating), m_path});
-            QVERIFY(tool.waitForFinished());
-            QCOMPARE(tool.exitCode(), 1);
-            QVERIFY(tool.readAllStandardError().contains(m_path.toUtf8()));
-            QCOMPARE(read(m_path), m_old);
-            QCOMPARE(m_dir.entries(), m_entries);
-        }
     }
 
 private:
