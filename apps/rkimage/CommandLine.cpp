@@ -5,6 +5,8 @@
 #include "Output.h"
 #include "RKImageLoader/loading/RKImageLoaderInfo.h"
 
+#include <QFile>
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -66,6 +68,17 @@ std::vector<std::string> reversed(int argc, char** argv)
         arguments.push_back(argument);
     }
     return arguments;
+}
+
+/// The first argument that was taken for options, where there is a file of that name.
+std::string dashedFile(int argc, char** argv)
+{
+    const auto isFile = [](const char* argument) {
+        return argument[0] == '-' && argument[1] != '\0'
+            && QFile::exists(Arguments::toPath(argument));
+    };
+    char** const file = std::find_if(argv + 1, argv + argc, isFile);
+    return file == argv + argc ? std::string() : *file;
 }
 
 /// One line, as for files that fail.
@@ -150,8 +163,12 @@ std::optional<int> CommandLine::parse(int argc, char** argv)
                       << nearestCommand(*m_app, unknown).toStdString() << "\"?\n";
             return Output::WrongUsage;
         }
-        if (m_app->exit(error) != 0)
+        if (m_app->exit(error) != 0) {
+            if (const std::string file = dashedFile(argc, argv); !file.empty())
+                std::cerr << "rkimage: " << Output::escaped(file.c_str()).toStdString()
+                          << ": files whose names begin with a dash come after --\n";
             return Output::WrongUsage;
+        }
         if (std::cout.flush())
             return Output::AllDone;
         Output::printFailure(QStringLiteral("standard output"), QStringLiteral("can't be written"));

@@ -282,13 +282,15 @@ void addInfoCommand(CLI::App& app, Command& command)
     info->add_flag("--all",
         arguments->isAll,
         "Print every datum of the metadata, too, with what its value means");
-    CLI::Option* fields = info->add_option("--fields",
-                                  arguments->fields,
-                                  "What the table has, by the names of --json or of tags: "
-                                  "file,size,geoPosition.latitude,Exif.Photo.FNumber")
-                              ->type_name("NAME,...")
-                              ->delimiter(',')
-                              ->allow_extra_args(false);
+    CLI::Option* fields
+        = info->add_option("--fields",
+                  arguments->fields,
+                  "What the table has, by the names of --json or of tags: "
+                  "file,size,geoPosition.latitude,Exif.Photo.FNumber; a name that no file can "
+                  "have is warned of, unless it is a tag's")
+              ->type_name("NAME,...")
+              ->delimiter(',')
+              ->allow_extra_args(false);
     for (const char* json : {"--json", "--jsonl"}) {
         csv->excludes(app.get_option(json));
         fields->excludes(app.get_option(json));
