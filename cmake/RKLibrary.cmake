@@ -20,6 +20,7 @@ if(RK_SANITIZE)
 endif()
 if(RK_COVERAGE)
     target_compile_options(rk_options INTERFACE --coverage -fprofile-update=atomic)
+    target_compile_definitions(rk_options INTERFACE RK_COVERAGE)
     target_link_options(rk_options INTERFACE --coverage)
 endif()
 target_compile_definitions(rk_options INTERFACE

@@ -4,11 +4,11 @@
 
 #include <ctime>
 
-/// Limits of time for tests. They hold for the program as it is released; sanitizers, which slow it
-/// down several times over, get ten times as much.
+/// Limits of time for tests. They hold for the program as it is released; sanitizers and the
+/// counting of lines, which slow it down several times over, get ten times as much.
 namespace RKTimeLimit {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(RK_COVERAGE)
 inline constexpr qint64 kSanitizerFactor = 10;
 #else
 inline constexpr qint64 kSanitizerFactor = 1;
