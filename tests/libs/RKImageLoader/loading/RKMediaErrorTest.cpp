@@ -207,6 +207,8 @@ private Q_SLOTS:
         QBuffer buffer;
         QVERIFY(!loader.save(&buffer, MEDIA_FORMAT_GIF, picture, &error));
         QCOMPARE(error.code(), Code::UnsupportedForWriting);
+        QVERIFY(!loader.save(static_cast<QBuffer*>(nullptr), MEDIA_FORMAT_PNG, picture, &error));
+        QCOMPARE(error.code(), Code::NotWritable);
 
         const SmallDisk disk(64);
         if (!disk.isMounted())
