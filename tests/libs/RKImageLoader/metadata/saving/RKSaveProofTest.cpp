@@ -27,7 +27,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("format");
         QTest::addColumn<QByteArray>("changed");
         for (const char* format : {"JPG", "TIFF"}) {
-            for (const char* changed : {"artist", "cityname", "original"})
+            for (const char* changed : {"artist", "lensname", "cityname", "original"})
                 QTest::addRow("%s %s", format, changed)
                     << QByteArray(format) << QByteArray(changed);
         }
