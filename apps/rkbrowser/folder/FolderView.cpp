@@ -223,7 +223,9 @@ void FolderView::restore()
             selection.select(m_model->index(row), m_model->index(end - 1));
     }
     const QModelIndex current = m_model->index(m_model->rowOf(m_current));
-    selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
+    // A file that was opened with its folder is selected, too.
+    selectionModel()->setCurrentIndex(current,
+        m_selected.isEmpty() ? QItemSelectionModel::ClearAndSelect : QItemSelectionModel::NoUpdate);
     scrollTo(current);
     selectionModel()->select(selection, QItemSelectionModel::Select);
 }

@@ -138,6 +138,7 @@ private Q_SLOTS:
         window.show();
         auto* folderView = window.findChild<FolderView*>();
         QTRY_COMPARE_WITH_TIMEOUT(folderView->currentFile().path, first, kPatience);
+        QCOMPARE(folderView->selectedFiles(), QStringList{first});
         trigger(&window, Qt::Key_Return);
         const auto* pages = window.findChild<QStackedWidget*>();
         const auto* view = qobject_cast<PictureView*>(pages->currentWidget());
