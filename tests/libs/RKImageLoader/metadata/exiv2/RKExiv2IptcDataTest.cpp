@@ -135,8 +135,8 @@ private Q_SLOTS:
         const QByteArray none;
         const QByteArray utf8 = "\x1b%G";
         const QByteArray latin1 = "\x1b.A";
-        const QString zurich = u"Zürich “x”"_s;
-        const QByteArray inWindows1252 = "Z\xfcrich \x93x\x94";
+        const QString zurich = u"Zürich “ÿ”"_s;
+        const QByteArray inWindows1252 = "Z\xfcrich \x93\xff\x94";
         const QString tokyo = u"東京"_s;
         // What Windows-1252 makes of it is UTF-8, too.
         const QString ambiguous = u"Ã©"_s;
