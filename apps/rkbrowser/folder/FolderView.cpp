@@ -88,6 +88,8 @@ FolderView::FolderView(FolderModel* model, RKAsyncLoader* loader)
     setModel(model);
     // After the view has seen the new rows.
     connect(model, &FolderModel::modelReset, this, &FolderView::restore);
+    // Its namesake in another folder is another file.
+    connect(model, &FolderModel::folderChanged, this, [this] { m_current.clear(); });
     connect(&m_thumbnails, &PictureStore::loaded, viewport(), qOverload<>(&QWidget::update));
     setThumbnailSide(5 * kSideStep);
 }

@@ -169,6 +169,12 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(size(), QSize(64, 96), kPatience);
         trigger(&window, Qt::Key_PageUp);
         QCOMPARE(folderView->currentFile().path, first);
+
+        const QTemporaryDir other;
+        QVERIFY(QFile::copy(first, other.filePath(u"a.jpg"_s)));
+        window.open(other.path());
+        QTRY_COMPARE_WITH_TIMEOUT(folderView->model()->rowCount(), 1, kPatience);
+        QVERIFY(folderView->selectedFiles().isEmpty());
     }
 
     void fiveThousandFilesGiveNoPause()
