@@ -186,7 +186,8 @@ public:
         if (!prepare(result))
             return result.report();
         const int exitCode = takeFrames();
-        if (!hasSheet())
+        // One that lacks frames would look whole.
+        if (!hasSheet() || Interruption::isRequested())
             return exitCode;
         save(m_storyboard.image(), m_request.sheet, result);
         return std::max(result.report(), exitCode);

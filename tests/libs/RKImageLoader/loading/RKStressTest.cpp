@@ -128,13 +128,14 @@ class RKStressTest : public RKQuietTest
 {
     Q_OBJECT
 
-private Q_SLOTS:
-
+public:
     static void initMain()
     {
         // Its end is RK_STRESS_SECONDS, and what one thread takes after that.
         qputenv("QTEST_FUNCTION_TIMEOUT", "3600000");
     }
+
+private Q_SLOTS:
 
     void answersAreThoseOfOneThread()
     {
