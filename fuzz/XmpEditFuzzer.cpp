@@ -27,7 +27,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
     const std::string packet = quietInput(bytes, size).toStdString();
     RKXmpPacketParser::ownNamespaces(packet);
-    if (RKXmpLimits::areExceededBy(RKXmpPacketParser::inUtf8(packet)))
+    const std::string text = RKXmpPacketParser::inUtf8(packet);
+    // Savers edit what could be read.
+    if (RKXmpLimits::areExceededBy(text) || !RKXmpPacketParser().parse(text))
         return 0;
     const RKXmpPacketEditor before(packet);
     if (!before.isValid())
