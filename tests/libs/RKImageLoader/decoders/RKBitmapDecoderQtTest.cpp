@@ -488,7 +488,7 @@ private Q_SLOTS:
     }
 
 private:
-    const RKBitmapDecoderQt m_decoder;
+    const RKBitmapDecoderQt m_decoder{};
     QTemporaryDir m_folder;
 };
 

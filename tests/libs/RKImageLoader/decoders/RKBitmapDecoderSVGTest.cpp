@@ -96,7 +96,7 @@ private Q_SLOTS:
     }
 
 private:
-    const RKBitmapDecoderSVG m_decoder;
+    const RKBitmapDecoderSVG m_decoder{};
 };
 
 QTEST_MAIN(RKBitmapDecoderSVGTest)

@@ -150,7 +150,7 @@ private Q_SLOTS:
     }
 
 private:
-    const RKDrawableInterfaceQImage m_scaler;
+    const RKDrawableInterfaceQImage m_scaler{};
 };
 
 QTEST_APPLESS_MAIN(RKImageScalerTest)
