@@ -313,8 +313,13 @@ RKRawPicture::~RKRawPicture() = default;
 
 void RKRawPicture::open()
 {
-    m_raw = std::make_unique<LibRaw>(
-        LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK);
+    constexpr unsigned kSilent = LIBRAW_OPIONS_NO_DATAERR_CALLBACK
+#if !LIBRAW_COMPILE_CHECK_VERSION_NOTLESS(0, 21)
+        // Later ones have no such callback.
+        | LIBRAW_OPIONS_NO_MEMERR_CALLBACK
+#endif
+        ;
+    m_raw = std::make_unique<LibRaw>(kSilent);
     m_openResult = resultOf([&] { return openBytes(); });
     m_isOpen = m_openResult == LIBRAW_SUCCESS && !storedSize().isEmpty();
 }
