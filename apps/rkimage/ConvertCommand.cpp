@@ -242,17 +242,8 @@ public:
         const QString target = output.name();
         const Writable isWritable
             = output.isStandardOutput() ? Writable::Yes : writable(source.path, target, m_existing);
-        if (isWritable != Writable::Yes) {
-            Result result(source);
-            result.insert(QStringLiteral("skipped"), isWritable == Writable::Skip);
-            const bool isItself = QFileInfo(source.path) == QFileInfo(target);
-            if (isWritable == Writable::No)
-                result.fail(target,
-                    RKMediaError(RKMediaErrorCode::NotWritable,
-                        isItself ? QStringLiteral("is the picture itself")
-                                 : QStringLiteral("exists already; --overwrite replaces it")));
-            return result;
-        }
+        if (isWritable != Writable::Yes)
+            return unwritten(source, target, isWritable);
         RKMetaData metaData;
         FileConversion conversion;
         conversion.read = [&](const RKMediaDescriptor& from, RKMediaError* error) {
@@ -323,6 +314,21 @@ public:
     }
 
 private:
+    /// The result for a target that is left as it is.
+    static Result unwritten(const InputFile& source, const QString& target, Writable isWritable)
+    {
+        Result result(source);
+        result.insert(QStringLiteral("skipped"), isWritable == Writable::Skip);
+        const bool isItself = QFileInfo(source.path) == QFileInfo(target);
+        if (isWritable == Writable::No) {
+            result.fail(target,
+                RKMediaError(RKMediaErrorCode::NotWritable,
+                    isItself ? QStringLiteral("is the picture itself")
+                             : QStringLiteral("exists already; --overwrite replaces it")));
+        }
+        return result;
+    }
+
     /// False if a picture of this call has the name already, whatever may be replaced. Some file
     /// systems don't tell upper from lower case.
     bool claim(const QString& target)

@@ -30,12 +30,6 @@ RKMetaData::RKMetaData(const QFileInfo& file, RKMediaError* error)
         error->setFilePath(file.absoluteFilePath());
 }
 
-RKMediaError RKMetaData::readFailure() const
-{
-    const QMutexLocker locker(&m_mutex);
-    return m_impl->exiv2Wrapper().readFailure();
-}
-
 RKMetaData::RKMetaData(const QFileInfo& file, const QByteArray& bytes)
     : m_impl(new RKMetaDataImpl(RKExiv2Wrapper(file, bytes)))
 {
@@ -87,6 +81,11 @@ auto RKMetaData::change(const Change& apply)
 {
     const QMutexLocker locker(&m_mutex);
     return apply(*m_impl);
+}
+
+RKMediaError RKMetaData::readFailure() const
+{
+    return snapshot()->exiv2Wrapper().readFailure();
 }
 
 QSize RKMetaData::unrotatedSize() const

@@ -49,11 +49,6 @@ public:
     /// without metadata is no error.
     RKMetaData(const QFileInfo& file, RKMediaError* error);
 
-    /// Why the system did not let all of the file be read, for want of memory for instance; no
-    /// error if it did, also for a damaged file or one of an unknown type. Otherwise something is
-    /// missing here, and save() fails.
-    RKMediaError readFailure() const;
-
     /// The same for a file whose bytes were read already; the file is not opened. Empty bytes give
     /// empty metadata.
     RKMetaData(const QFileInfo& file, const QByteArray& bytes);
@@ -68,6 +63,11 @@ public:
     RKMetaData& operator=(const RKMetaData& other);
     RKMetaData& operator=(RKMetaData&& other) noexcept;
     virtual ~RKMetaData();
+
+    /// Why the system did not let all of the file be read, for want of memory for instance; no
+    /// error if it did, also for a damaged file or one of an unknown type. Otherwise something is
+    /// missing here, and save() fails.
+    RKMediaError readFailure() const;
 
     /// Removes what only the makers of cameras understand, whose places in a file mean something to
     /// them: for a picture that was encoded anew. Nothing is removed from the file of a later

@@ -211,8 +211,8 @@ private:
         if (!tag)
             return {};
         for (const auto& [prefix, uri] : declaredIn(*tag)) {
-            // The default namespace does not apply to attributes, and what begins with "xml" is
-            // XML's own, whatever a packet declares.
+            // The default namespace does not apply to attributes, and "xml" is XML's own, whatever
+            // a packet declares (Namespaces in XML 1.0, 3).
             if (!prefix.empty() && prefix != "xml")
                 m_editor.m_prefixes.emplace(uri, prefix);
             if (++m_declarations > kMaxDeclarations)
