@@ -2,11 +2,11 @@
 
 #include "InputFiles.h"
 #include "Output.h"
+#include "RKImageLoader/files/RKFileSaving.h"
 #include "TemporaryFolder.h"
 #include "Writing.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 #include <CLI/CLI.hpp>
 
@@ -18,18 +18,6 @@ QString extensionFor(const InputFile& source, const std::string& format)
 {
     return format.empty() ? ::Writing::usualExtension(RKMediaDescriptor(QFileInfo(source.path)))
                           : QString::fromStdString(format).toLower();
-}
-
-/// False if the target didn't take all.
-bool copy(QFile& from, QSaveFile& to)
-{
-    while (!from.atEnd()) {
-        const QByteArray block = from.read(kBlockSize);
-        if (block.isEmpty() || to.write(block) != block.size())
-            return false;
-    }
-    // A failure of the last bytes would not keep it from taking the place of the old file.
-    return to.flush() && to.commit();
 }
 
 } // namespace
@@ -117,10 +105,10 @@ bool OutputFile::finish(RKMediaError* error) const
         written.remove();
         return true;
     }
-    QSaveFile target(name());
-    const bool isDone = target.open(QIODevice::WriteOnly) && copy(written, target);
-    if (!isDone)
-        *error = ::Writing::errorOf(target);
+    const QByteArray content = written.readAll();
+    *error = content.size() == written.size()
+        ? RKFileSaving::write(name(), content)
+        : RKMediaError(RKMediaErrorCode::Unreadable, written.errorString());
     written.remove();
-    return isDone;
+    return !error->isError();
 }

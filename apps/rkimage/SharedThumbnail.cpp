@@ -1,12 +1,12 @@
 #include "SharedThumbnail.h"
 
-#include "Writing.h"
+#include "RKImageLoader/files/RKFileSaving.h"
 
+#include <QBuffer>
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 #include <array>
@@ -89,9 +89,13 @@ RKMediaError SharedThumbnail::save(const QImage& picture) const
         QDir().mkpath(folder);
         QFile::setPermissions(folder, kOwnerOnly | QFileDevice::ExeOwner);
     }
-    QSaveFile file(m_file);
-    if (file.open(QIODevice::WriteOnly) && file.setPermissions(kOwnerOnly)
-        && thumbnail.save(&file, "png") && file.flush() && file.commit())
-        return {};
-    return Writing::errorOf(file);
+    QBuffer encoded;
+    encoded.open(QIODevice::WriteOnly);
+    if (!thumbnail.save(&encoded, "png"))
+        return RKMediaError(RKMediaErrorCode::OutOfMemory);
+    const RKMediaError error = RKFileSaving::write(m_file, encoded.data());
+    // Until then the folder keeps others out.
+    return error.isError() || QFile::setPermissions(m_file, kOwnerOnly)
+        ? error
+        : RKMediaError(RKMediaErrorCode::NotWritable);
 }

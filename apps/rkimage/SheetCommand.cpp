@@ -6,13 +6,12 @@
 #include "OutputFile.h"
 #include "ParallelJobs.h"
 #include "ProgressBar.h"
+#include "RKImageLoader/files/RKFileSaving.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "Result.h"
 #include "Storyboard.h"
-#include "Writing.h"
 
 #include <QBuffer>
-#include <QSaveFile>
 #include <QThread>
 
 #include <CLI/CLI.hpp>
@@ -54,33 +53,21 @@ Kind kindOf(const QString& target)
     return isHtml ? Kind::Html : Kind::Picture;
 }
 
-/// No error if the file is there as a whole.
-RKMediaError writeFile(const QString& target, const QByteArray& bytes)
-{
-    QSaveFile file(target);
-    // A failure of the last bytes would not keep it from taking the place of the old file.
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush()
-        && file.commit())
-        return {};
-    return Writing::errorOf(file);
-}
-
-/// In memory first: whether all of it could be written isn't told otherwise.
-QByteArray pdfOf(const QList<SheetEntry>& entries)
+RKMediaError savePdf(const QList<SheetEntry>& entries, const QString& path)
 {
     QBuffer buffer;
-    const bool isWritten
-        = buffer.open(QIODevice::WriteOnly) && ContactSheet::writePdf(&buffer, entries);
-    return isWritten ? buffer.data() : QByteArray();
+    return buffer.open(QIODevice::WriteOnly) && ContactSheet::writePdf(&buffer, entries)
+        ? RKFileSaving::write(path, buffer.data())
+        : RKMediaError(RKMediaErrorCode::OutOfMemory);
 }
 
 RKMediaError save(
     const QList<SheetEntry>& entries, const QString& path, const SheetArguments& arguments)
 {
     switch (kindOf(path)) {
-    case Kind::Pdf: return writeFile(path, pdfOf(entries));
+    case Kind::Pdf: return savePdf(entries, path);
     case Kind::Html:
-        return writeFile(
+        return RKFileSaving::write(
             path, ContactSheet::html(entries, QString::fromStdString(arguments.title)));
     case Kind::Picture: break;
     }

@@ -116,10 +116,7 @@ public:
 
     RKMediaError finish() const
     {
-        if (m_mapFile.isEmpty() || m_map.write(m_mapFile))
-            return {};
-        return RKMediaError(
-            RKMediaErrorCode::NotWritable, QStringLiteral("the map can't be written"));
+        return m_mapFile.isEmpty() ? RKMediaError() : m_map.write(m_mapFile);
     }
 
 private:

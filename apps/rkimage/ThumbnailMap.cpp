@@ -1,10 +1,11 @@
 #include "ThumbnailMap.h"
 
+#include "RKImageLoader/files/RKFileSaving.h"
+
 #include <QDateTime>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <algorithm>
 
@@ -46,17 +47,14 @@ void ThumbnailMap::insert(const QString& source, const QString& thumbnail)
     m_thumbnails.insert(source, thumbnail);
 }
 
-bool ThumbnailMap::write(const QString& path) const
+RKMediaError ThumbnailMap::write(const QString& path) const
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
     QStringList sources = m_thumbnails.keys();
     std::sort(sources.begin(), sources.end());
+    QByteArray lines;
     for (const QString& source : qAsConst(sources)) {
         const QJsonObject line{{kFile, source}, {kThumbnail, m_thumbnails.value(source)}};
-        file.write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
+        lines += QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
     }
-    // A failure of the last bytes would not keep it from taking the place of the old file.
-    return file.flush() && file.commit();
+    return RKFileSaving::write(path, lines);
 }

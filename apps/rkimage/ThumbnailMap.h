@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKMediaError.h"
+
 #include <QHash>
 #include <QString>
 
@@ -17,8 +19,8 @@ public:
 
     void insert(const QString& source, const QString& thumbnail);
 
-    /// Replaces the file; false if that fails.
-    bool write(const QString& path) const;
+    /// Replaces the file; no error if it has them all.
+    RKMediaError write(const QString& path) const;
 
 private:
     QHash<QString, QString> m_thumbnails;

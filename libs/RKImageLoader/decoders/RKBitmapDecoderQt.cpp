@@ -10,15 +10,14 @@
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
+#include "RKImageLoader/files/RKFileSaving.h"
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKHugePages_p.h"
-#include "RKImageLoader/files/RKSafeFileWriter_p.h"
 #include "RKImageLoader/guards/RKMngLoops_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKPngChunks_p.h"
 #include "RKImageLoader/guards/RKTruncation_p.h"
 #include "RKImageLoader/media/RKErrorText_p.h"
-#include "RKImageLoader/media/RKFileReason_p.h"
 #include "RKImageLoader/media/RKImageLoadingReporter.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 #include "RKImageLoader/media/RKMemory_p.h"
@@ -484,11 +483,8 @@ bool RKBitmapDecoderQt::save(
     RKMediaError reason;
     if (save(&encoded, RKMediaFormat(file), drawable, &reason)) {
         // An encoder that writes nothing has failed, too; nobody wants an empty file.
-        RKSafeFileWriter writer(path);
-        if (encoded.data().isEmpty())
-            reason = RKMediaError(RKMediaErrorCode::UnsupportedForWriting);
-        else if (writer.write(encoded.data()) != RKSafeFileWriter::Result::Done)
-            reason = RKFileReason::ofWriting(writer.error(), path);
+        reason = encoded.data().isEmpty() ? RKMediaError(RKMediaErrorCode::UnsupportedForWriting)
+                                          : RKFileSaving::write(path, encoded.data());
     }
     if (reason.isError())
         qCWarning(rkLoad).noquote() << "failed to save" << path;

@@ -3,7 +3,7 @@
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/files/RKBinaryFile_p.h"
-#include "RKImageLoader/files/RKSafeFileWriter_p.h"
+#include "RKImageLoader/files/RKFileSaving.h"
 #include "RKImageLoader/guards/RKSvgPaintCost_p.h"
 #include "RKImageLoader/guards/RKSvgSanitizer_p.h"
 #include "RKImageLoader/media/RKErrorText_p.h"
@@ -181,10 +181,7 @@ bool RKBitmapDecoderSVG::save(
 {
     const QString path = file.absoluteFilePath();
     const QByteArray svg = drawable.svg();
-    RKMediaError reason = svg.isEmpty() ? nothingToSave() : RKMediaError();
-    RKSafeFileWriter writer(path);
-    if (!reason.isError() && writer.write(svg) != RKSafeFileWriter::Result::Done)
-        reason = RKFileReason::ofWriting(writer.error(), path);
+    const RKMediaError reason = svg.isEmpty() ? nothingToSave() : RKFileSaving::write(path, svg);
     if (reason.isError())
         qCWarning(rkLoad).noquote() << "failed to save" << path;
     if (error)
