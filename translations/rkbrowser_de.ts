@@ -25,96 +25,6 @@
     </message>
 </context>
 <context>
-    <name>FileFacts</name>
-    <message>
-        <source>1/%1 s</source>
-        <translation>1/%1 s</translation>
-    </message>
-    <message>
-        <source>%1 s</source>
-        <translation>%1 s</translation>
-    </message>
-    <message>
-        <source>%1 mm</source>
-        <translation>%1 mm</translation>
-    </message>
-    <message>
-        <source>%1 (like %2 mm on 35 mm film)</source>
-        <translation>%1 (wie %2 mm bei Kleinbild)</translation>
-    </message>
-    <message numerus="yes">
-        <source>%n without a name</source>
-        <translation>
-            <numerusform>%n ohne Namen</numerusform>
-            <numerusform>%n ohne Namen</numerusform>
-        </translation>
-    </message>
-    <message>
-        <source>Kind</source>
-        <translation>Art</translation>
-    </message>
-    <message>
-        <source>Size</source>
-        <translation>Größe</translation>
-    </message>
-    <message>
-        <source>File</source>
-        <translation>Datei</translation>
-    </message>
-    <message>
-        <source>Camera</source>
-        <translation>Kamera</translation>
-    </message>
-    <message>
-        <source>Lens</source>
-        <translation>Objektiv</translation>
-    </message>
-    <message>
-        <source>Exposure</source>
-        <translation>Belichtung</translation>
-    </message>
-    <message>
-        <source>ISO</source>
-        <translation>ISO</translation>
-    </message>
-    <message>
-        <source>Focal length</source>
-        <translation>Brennweite</translation>
-    </message>
-    <message>
-        <source>People</source>
-        <translation>Personen</translation>
-    </message>
-    <message>
-        <source>Colours</source>
-        <translation>Farben</translation>
-    </message>
-    <message>
-        <source>Thumbnail</source>
-        <translation>Vorschaubild</translation>
-    </message>
-    <message>
-        <source>Length</source>
-        <translation>Länge</translation>
-    </message>
-    <message>
-        <source>Rate</source>
-        <translation>Bildrate</translation>
-    </message>
-    <message>
-        <source>%1 frames per second</source>
-        <translation>%1 Bilder pro Sekunde</translation>
-    </message>
-    <message>
-        <source>Codec</source>
-        <translation>Codec</translation>
-    </message>
-    <message>
-        <source>Recorded</source>
-        <translation>Aufgenommen</translation>
-    </message>
-</context>
-<context>
     <name>FolderModel</name>
     <message>
         <source>Reading…</source>
@@ -167,34 +77,6 @@
     <message>
         <source>Not saved: %1</source>
         <translation>Nicht gespeichert: %1</translation>
-    </message>
-    <message>
-        <source>Rating</source>
-        <translation>Bewertung</translation>
-    </message>
-    <message>
-        <source>Title</source>
-        <translation>Titel</translation>
-    </message>
-    <message>
-        <source>Keywords</source>
-        <translation>Stichwörter</translation>
-    </message>
-    <message>
-        <source>Author</source>
-        <translation>Autor</translation>
-    </message>
-    <message>
-        <source>Copyright</source>
-        <translation>Copyright</translation>
-    </message>
-    <message>
-        <source>Taken</source>
-        <translation>Aufgenommen</translation>
-    </message>
-    <message>
-        <source>Place</source>
-        <translation>Ort</translation>
     </message>
     <message>
         <source>such as 2021-07-04 12:30 +02:00</source>

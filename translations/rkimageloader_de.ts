@@ -2,6 +2,177 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de" sourcelanguage="en">
 <context>
+    <name>RKMediaCard</name>
+    <message>
+        <source>File</source>
+        <translation>Datei</translation>
+    </message>
+    <message>
+        <source>Size</source>
+        <translation>Größe</translation>
+    </message>
+    <message>
+        <source>Video</source>
+        <translation>Video</translation>
+    </message>
+    <message>
+        <source>Taken</source>
+        <translation>Aufgenommen</translation>
+    </message>
+    <message>
+        <source>Place</source>
+        <translation>Ort</translation>
+    </message>
+    <message>
+        <source>Position</source>
+        <translation>Position</translation>
+    </message>
+    <message>
+        <source>Camera</source>
+        <translation>Kamera</translation>
+    </message>
+    <message>
+        <source>Lens</source>
+        <translation>Objektiv</translation>
+    </message>
+    <message>
+        <source>Exposure</source>
+        <translation>Belichtung</translation>
+    </message>
+    <message>
+        <source>Focal length</source>
+        <translation>Brennweite</translation>
+    </message>
+    <message>
+        <source>Rating</source>
+        <translation>Bewertung</translation>
+    </message>
+    <message>
+        <source>Title</source>
+        <translation>Titel</translation>
+    </message>
+    <message>
+        <source>Description</source>
+        <translation>Beschreibung</translation>
+    </message>
+    <message>
+        <source>Comment</source>
+        <translation>Kommentar</translation>
+    </message>
+    <message>
+        <source>Keywords</source>
+        <translation>Stichwörter</translation>
+    </message>
+    <message>
+        <source>Faces</source>
+        <translation>Gesichter</translation>
+    </message>
+    <message>
+        <source>Author</source>
+        <translation>Autor</translation>
+    </message>
+    <message>
+        <source>Copyright</source>
+        <translation>Copyright</translation>
+    </message>
+    <message>
+        <source>Colours</source>
+        <translation>Farben</translation>
+    </message>
+    <message>
+        <source>Thumbnail</source>
+        <translation>Vorschaubild</translation>
+    </message>
+    <message>
+        <source>Software</source>
+        <translation>Software</translation>
+    </message>
+    <message>
+        <source>rejected</source>
+        <translation>aussortiert</translation>
+    </message>
+    <message>
+        <source>%1 without a name</source>
+        <translation>%1 ohne Namen</translation>
+    </message>
+    <message>
+        <source>unnamed profile</source>
+        <translation>Profil ohne Namen</translation>
+    </message>
+    <message>
+        <source>%1 pixels</source>
+        <translation>%1 Bildpunkte</translation>
+    </message>
+    <message>
+        <source>%1 megapixels</source>
+        <translation>%1 Megapixel</translation>
+    </message>
+    <message>
+        <source>turned by orientation %1</source>
+        <translation>gedreht nach Orientierung %1</translation>
+    </message>
+    <message>
+        <source>%1 fps</source>
+        <translation>%1 Bilder/s</translation>
+    </message>
+    <message>
+        <source>° S</source>
+        <translation>° S</translation>
+    </message>
+    <message>
+        <source>° N</source>
+        <translation>° N</translation>
+    </message>
+    <message>
+        <source>° W</source>
+        <translation>° W</translation>
+    </message>
+    <message>
+        <source>° E</source>
+        <translation>° O</translation>
+    </message>
+    <message>
+        <source>%1 m</source>
+        <translation>%1 m</translation>
+    </message>
+    <message>
+        <source>ISO %1</source>
+        <translation>ISO %1</translation>
+    </message>
+    <message>
+        <source>%1 EV</source>
+        <translation>%1 EV</translation>
+    </message>
+    <message>
+        <source>flash</source>
+        <translation>Blitz</translation>
+    </message>
+    <message>
+        <source>%1 mm</source>
+        <translation>%1 mm</translation>
+    </message>
+    <message>
+        <source>as %1 mm on 35 mm film</source>
+        <translation>wie %1 mm bei Kleinbild</translation>
+    </message>
+    <message>
+        <source>1/%1 s</source>
+        <translation>1/%1 s</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>%1 kbit/s</source>
+        <translation>%1 kbit/s</translation>
+    </message>
+    <message>
+        <source>%1 Mbit/s</source>
+        <translation>%1 Mbit/s</translation>
+    </message>
+</context>
+<context>
     <name>RKMediaError</name>
     <message>
         <source>%1x%2 pixels are too thin for a picture.</source>

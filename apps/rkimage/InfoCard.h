@@ -1,15 +1,19 @@
 #pragma once
 
-#include <QByteArray>
-#include <QJsonObject>
+#include "RKImageLoader/loading/RKMediaCard.h"
 
-/// What `rkimage info` shows people of one file, from the object that programs get.
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QString>
+
+/// What `rkimage info` shows people of one file.
 namespace InfoCard {
 
-/// The file's name and a line for each thing that is known, in groups that blank lines separate.
-QByteArray of(const QByteArray& name, const QJsonObject& entry);
+/// The file's name and the lines of its card; blank lines separate the groups.
+QByteArray of(const QByteArray& name, const QList<RKMediaCard::Group>& groups);
 
-/// A line for each datum of the metadata, with its key and what its value means.
-QByteArray allData(const QJsonObject& entry);
+/// A line for each datum of the metadata, with its key and its text.
+QByteArray allData(const QHash<QString, QString>& data);
 
 } // namespace InfoCard

@@ -74,24 +74,70 @@ Sizes measure(const RKMediaDescriptor& descriptor)
     return sizes;
 }
 
-/// What only videos have.
-QJsonObject describeVideo(const RKMediaDescriptor& descriptor)
+/// What was read of a file.
+struct Medium
 {
+    RKMediaDescriptor descriptor;
+    /// Also where some of it is known.
+    RKMediaError error;
+    bool isKnown = false;
+    Sizes sizes;
+    RKMetaData metaData;
+};
+
+/// Pictures in formats that nothing here decodes are, too: their metadata can be read.
+bool isMedium(const RKMediaDescriptor& descriptor)
+{
+    const RKMediaFormat format = descriptor.mediaFormat();
+    return descriptor.fileInfo().exists()
+        && (format.isBitmap() || RKMediaLoader::instance()->supportsMediaFormat(format));
+}
+
+Medium readMedium(const QFileInfo& file)
+{
+    Medium medium;
+    medium.descriptor = RKMediaDescriptor(file);
+    if (!isMedium(medium.descriptor)) {
+        RKMediaLoader::instance()->size(medium.descriptor, &medium.error);
+        return medium;
+    }
+    const RKMediaFormat format = medium.descriptor.mediaFormat();
+    medium.sizes = measure(medium.descriptor);
+    // The metadata of a file whose name lies, or of one that nobody can decode, can be read.
+    const RKMediaError& failure = medium.sizes.error;
+    const bool isOtherFormat = failure.contentFormat() != MEDIA_FORMAT_UNKNOWN;
+    medium.isKnown = isOtherFormat || !failure.isError() || medium.sizes.displayed.isValid();
+    if (isOtherFormat || !medium.isKnown)
+        medium.error = failure;
+    if (!medium.isKnown)
+        return medium;
+    if (format.isVideo())
+        medium.metaData = RKVideoDecoderRegistry::instance()->metaData(medium.descriptor);
+    if (format.isBitmap())
+        medium.metaData = RKImageLoader::instance()->copyMetaData(medium.descriptor);
+    if (medium.metaData.readFailure().isError())
+        medium.error = medium.metaData.readFailure();
+    return medium;
+}
+
+/// What only videos have.
+QJsonObject describeVideo(const Medium& video)
+{
+    const RKMediaDescriptor& descriptor = video.descriptor;
     const RKVideoDecoderRegistry& decoders = *RKVideoDecoderRegistry::instance();
-    const RKMetaData metaData = decoders.metaData(descriptor);
     QJsonObject entry{
         {QStringLiteral("framesPerSecond"), decoders.framesPerSecond(descriptor).fps()},
         {QStringLiteral("durationMs"), decoders.durationInMS(descriptor)},
         {QStringLiteral("defaultFrame"), decoders.defaultFrameIndex(descriptor).frame()},
         {QStringLiteral("codec"), decoders.usedCodec(descriptor)},
-        {QStringLiteral("geoPosition"), MetaDataJson::fromPosition(metaData.geoPosition())},
-        {QStringLiteral("cameraModel"), metaData.read(RKMetaDataFieldEnum::exifModel)},
+        {QStringLiteral("geoPosition"), MetaDataJson::fromPosition(video.metaData.geoPosition())},
+        {QStringLiteral("cameraModel"), video.metaData.read(RKMetaDataFieldEnum::exifModel)},
         {QStringLiteral("rotation"), decoders.rotation(descriptor)}};
     if (const double ms = entry[u"durationMs"].toDouble(); ms > 0) {
         const double bits = 8.0 * double(descriptor.fileInfo().size());
         entry[QStringLiteral("bitRate")] = std::round(1000 * bits / ms);
     }
-    if (const QDateTime taken = metaData.pictureTaken(); taken.isValid())
+    if (const QDateTime taken = video.metaData.pictureTaken(); taken.isValid())
         entry[QStringLiteral("videoTaken")] = taken.toString(Qt::ISODate);
     return entry;
 }
@@ -104,52 +150,35 @@ QDateTime recordingDate(const RKMediaDescriptor& descriptor)
         : RKImageLoader::instance()->recordingDate(descriptor);
 }
 
-/// All that is known of a file.
-Result describe(const InputFile& file, MetaDataJson::Extent extent)
+/// All that is known, for programs.
+QJsonObject describe(const Medium& medium, MetaDataJson::Extent extent)
 {
-    const RKMediaDescriptor descriptor{QFileInfo(file.path)};
-    Result result(file);
-    const auto fail = [&result](const RKMediaError& error) {
-        result.fail(error);
-        return result;
-    };
-
+    const RKMediaDescriptor& descriptor = medium.descriptor;
     const RKMediaFormat format = descriptor.mediaFormat();
-    const RKMediaLoader& loader = *RKMediaLoader::instance();
-    if (!descriptor.fileInfo().exists()
-        || (!format.isBitmap() && !loader.supportsMediaFormat(format))) {
-        RKMediaError error;
-        loader.size(descriptor, &error);
-        return fail(error);
-    }
-
-    result.insert(QStringLiteral("format"), format.defaultExtension());
-    result.insert(QStringLiteral("description"), format.description());
-    result.insert(QStringLiteral("kind"), kindOf(format));
-    result.insert(QStringLiteral("bytes"), descriptor.fileInfo().size());
-    const Sizes sizes = measure(descriptor);
-    // The metadata of a file whose name lies, or of one that nobody can decode, can be read.
-    if (sizes.error.contentFormat() != MEDIA_FORMAT_UNKNOWN)
-        fail(sizes.error);
-    else if (sizes.error.isError() && !sizes.displayed.isValid())
-        return fail(sizes.error);
-    result.insert(QStringLiteral("size"), MetaDataJson::fromSize(sizes.displayed));
-    result.insert(QStringLiteral("unrotatedSize"), MetaDataJson::fromSize(sizes.unrotated));
-
-    if (format.isBitmap()) {
-        const RKMetaData metaData = RKImageLoader::instance()->copyMetaData(descriptor);
-        result.insert(QStringLiteral("orientation"), int(metaData.imageOrientation()));
-        result.insert(MetaDataJson::fromMetaData(metaData, sizes.displayed, extent));
-        if (metaData.readFailure().isError())
-            fail(metaData.readFailure());
-    } else {
-        result.insert(QStringLiteral("orientation"), int(loader.imageOrientation(descriptor)));
-    }
+    if (!isMedium(descriptor))
+        return {};
+    QJsonObject entry{{QStringLiteral("format"), format.defaultExtension()},
+        {QStringLiteral("description"), format.description()},
+        {QStringLiteral("kind"), kindOf(format)},
+        {QStringLiteral("bytes"), descriptor.fileInfo().size()}};
+    if (!medium.isKnown)
+        return entry;
+    const auto insert = [&entry](const QJsonObject& values) {
+        for (auto value = values.begin(); value != values.end(); ++value)
+            entry[value.key()] = value.value();
+    };
+    entry[QStringLiteral("size")] = MetaDataJson::fromSize(medium.sizes.displayed);
+    entry[QStringLiteral("unrotatedSize")] = MetaDataJson::fromSize(medium.sizes.unrotated);
+    entry[QStringLiteral("orientation")]
+        = int(format.isBitmap() ? medium.metaData.imageOrientation()
+                                : RKMediaLoader::instance()->imageOrientation(descriptor));
+    if (format.isBitmap())
+        insert(MetaDataJson::fromMetaData(medium.metaData, medium.sizes.displayed, extent));
     if (format.isVideo())
-        result.insert(describeVideo(descriptor));
+        insert(describeVideo(medium));
     if (const QDateTime recorded = recordingDate(descriptor); recorded.isValid())
-        result.insert(QStringLiteral("recordingDate"), recorded.toString(Qt::ISODate));
-    return result;
+        entry[QStringLiteral("recordingDate")] = recorded.toString(Qt::ISODate);
+    return entry;
 }
 
 QString toText(const QJsonValue& value)
@@ -218,11 +247,19 @@ void printRow(const InputFile& file, const QJsonObject& entry, const QStringList
 }
 
 /// Written at once: every print asks the system.
-void printCard(const InputFile& file, const QJsonObject& entry, bool isFirst)
+void printCard(
+    const InputFile& file, const Medium& medium, MetaDataJson::Extent extent, bool isFirst)
 {
-    QByteArray text = InfoCard::of(file.name, entry);
-    if (const QByteArray data = InfoCard::allData(entry); !data.isEmpty())
-        text += '\n' + data;
+    // The program speaks English everywhere.
+    QByteArray text = InfoCard::of(file.name,
+        RKMediaCard::groups(
+            medium.descriptor, medium.sizes.displayed, medium.metaData, QLocale::c()));
+    const bool isPicture = medium.descriptor.mediaFormat().isBitmap();
+    if (isPicture && extent == MetaDataJson::Extent::All) {
+        if (const QByteArray data = InfoCard::allData(medium.metaData.interpretedData());
+            !data.isEmpty())
+            text += '\n' + data;
+    }
     text.chop(1);
     Output::print(isFirst ? text : '\n' + text);
 }
@@ -253,15 +290,17 @@ int describeFiles(InfoArguments& arguments)
     int failures = 0;
     bool isFirst = true;
     arguments.files.forEach([&](const InputFile& file) {
-        const Result result = describe(file, extent);
+        const Medium medium = readMedium(QFileInfo(file.path));
+        Result result(file);
+        if (medium.error.isError())
+            result.fail(medium.error);
+        if (isTable || !Output::isText())
+            result.insert(describe(medium, extent));
         failures += result.report() != Output::AllDone;
-        if (Output::isText()) {
-            const QJsonObject entry = result.toJson();
-            if (isTable)
-                printRow(file, entry, fields);
-            else if (entry.contains(u"size"))
-                printCard(file, entry, std::exchange(isFirst, false));
-        }
+        if (isTable)
+            printRow(file, result.toJson(), fields);
+        else if (Output::isText() && medium.isKnown)
+            printCard(file, medium, extent, std::exchange(isFirst, false));
         // Nobody asks for a file again, and thousands would fill the memory.
         RKImageLoader::instance()->clearMetaDataCache();
         RKVideoDecoderRegistry::instance()->freeResource(RKMediaDescriptor(QFileInfo(file.path)));

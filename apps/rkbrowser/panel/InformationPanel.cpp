@@ -9,7 +9,11 @@
 #include <QLineEdit>
 #include <QRegularExpression>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
+using Item = RKMediaCard::Item;
+using Field = RKMetaDataFieldEnum;
 
 namespace {
 
@@ -88,25 +92,29 @@ InformationPanel::InformationPanel(EditHistory* history)
     m_problem->setStyleSheet(u"border: 1px solid #c0392b; border-radius: 4px; padding: 4px"_s);
     auto* form = new QFormLayout(m_editors);
     form->setContentsMargins({});
-    form->addRow(tr("Rating"), m_stars);
-    m_stars->setAccessibleName(tr("Rating"));
+    m_stars->setAccessibleName(RKMediaCard::label(Item::Rating));
+    form->addRow(m_stars->accessibleName(), m_stars);
     connect(m_stars, &QLabel::linkActivated, this, [this](const QString& stars) {
         // A second click at the last star takes all away.
         const bool isSame = m_facts.metaData.adobeRating() == stars.toInt();
         m_history->setRating(m_file.path, isSame ? 0 : stars.toInt());
     });
-    addText(form, tr("Title"), RKMetaDataFieldEnum::originalFilename);
+    addText(form, Item::Title, Field::originalFilename);
+    addText(form, Item::Description, Field::exifImageDescription);
+    addText(form, Item::Comment, Field::exifUserComment);
     addKeywords(form);
-    addText(form, tr("Author"), RKMetaDataFieldEnum::author);
-    addText(form, tr("Copyright"), RKMetaDataFieldEnum::copyright);
-    m_lines.push_back({addLine(form, tr("Taken"), tr("such as 2021-07-04 12:30 +02:00")),
+    addText(form, Item::Author, Field::author);
+    addText(form, Item::Copyright, Field::copyright);
+    m_lines.push_back({Item::Taken,
+        addLine(form, Item::Taken, tr("such as 2021-07-04 12:30 +02:00")),
         [](const RKMetaData& metaData) { return dateText(metaData.pictureTaken()); },
         [](RKMetaData& metaData, const QString& text) {
             const QDateTime date = parseDate(text);
             metaData.setPictureTaken(date);
             return date.isValid();
         }});
-    m_lines.push_back({addLine(form, tr("Place"), tr("such as 48.858222, 2.2945")),
+    m_lines.push_back({Item::Position,
+        addLine(form, Item::Position, tr("such as 48.858222, 2.2945")),
         [](const RKMetaData& metaData) { return positionText(metaData.geoPosition()); },
         [](RKMetaData& metaData, const QString& text) {
             const RKGeoPosition position = parsePosition(text);
@@ -152,11 +160,11 @@ InformationPanel::~InformationPanel()
 
 void InformationPanel::addKeywords(QFormLayout* form)
 {
-    m_keywords->setAccessibleName(tr("Keywords"));
+    m_keywords->setAccessibleName(RKMediaCard::label(Item::Keywords));
     m_keywords->setToolTip(tr("A click removes a keyword"));
     m_newKeywords->setPlaceholderText(tr("Add a keyword"));
     m_newKeywords->setAccessibleName(m_newKeywords->placeholderText());
-    form->addRow(tr("Keywords"), m_keywords);
+    form->addRow(m_keywords->accessibleName(), m_keywords);
     form->addRow({}, m_newKeywords);
     connect(m_newKeywords, &QLineEdit::editingFinished, this, &InformationPanel::commitKeywords);
     connect(m_keywords, &QLabel::linkActivated, this, [this](const QString& place) {
@@ -164,9 +172,10 @@ void InformationPanel::addKeywords(QFormLayout* form)
     });
 }
 
-void InformationPanel::addText(QFormLayout* form, const QString& name, RKMetaDataFieldEnum field)
+void InformationPanel::addText(QFormLayout* form, Item item, Field field)
 {
-    m_lines.push_back({addLine(form, name, {}),
+    m_lines.push_back({item,
+        addLine(form, item, {}),
         [field](const RKMetaData& metaData) { return metaData.read(field); },
         [field](RKMetaData& metaData, const QString& text) {
             metaData.write(field, text);
@@ -174,13 +183,27 @@ void InformationPanel::addText(QFormLayout* form, const QString& name, RKMetaDat
         }});
 }
 
-QLineEdit* InformationPanel::addLine(QFormLayout* form, const QString& name, const QString& hint)
+QLineEdit* InformationPanel::addLine(QFormLayout* form, Item item, const QString& hint)
 {
     auto* edit = new QLineEdit;
     edit->setPlaceholderText(hint);
-    edit->setAccessibleName(name);
-    form->addRow(name, edit);
+    edit->setAccessibleName(RKMediaCard::label(item));
+    form->addRow(edit->accessibleName(), edit);
     return edit;
+}
+
+bool InformationPanel::isEdited(Item item) const
+{
+    switch (item) {
+    case Item::Keywords: return m_facts.isPicture;
+    case Item::Rating: return m_facts.isPicture && !m_facts.metaData.isRejected();
+    case Item::Position: return m_facts.isPicture && !m_facts.metaData.captureSettings().altitude;
+    default:
+        return m_facts.isPicture
+            && std::any_of(m_lines.begin(), m_lines.end(), [item](const Line& line) {
+                   return line.item == item;
+               });
+    }
 }
 
 void InformationPanel::commit()
@@ -289,8 +312,13 @@ void InformationPanel::display()
     m_keywords->setText(chips.join(u' '));
     m_keywords->setVisible(!chips.isEmpty());
     QString rows;
-    for (const auto& [name, value] : m_facts.rows)
-        rows += u"<tr><td>%1&nbsp;&nbsp;</td><td>%2</td></tr>"_s.arg(name, value.toHtmlEscaped());
+    for (const RKMediaCard::Group& group : m_facts.card) {
+        for (const auto& [item, text] : group) {
+            if (!isEdited(item))
+                rows += u"<tr><td>%1&nbsp;&nbsp;</td><td>%2</td></tr>"_s.arg(
+                    RKMediaCard::label(item), text.toHtmlEscaped());
+        }
+    }
     m_rows->setText(u"<table>%1</table>"_s.arg(rows));
     if (m_problem->text().isEmpty())
         showProblem(m_facts.problem);

@@ -33,6 +33,7 @@ private:
     /// A line whose text is one of the file's data.
     struct Line
     {
+        RKMediaCard::Item item;
         QLineEdit* edit;
         std::function<QString(const RKMetaData&)> read;
         /// False for a text that can't be meant.
@@ -42,8 +43,10 @@ private:
     };
 
     void addKeywords(QFormLayout* form);
-    void addText(QFormLayout* form, const QString& name, RKMetaDataFieldEnum field);
-    QLineEdit* addLine(QFormLayout* form, const QString& name, const QString& hint);
+    void addText(QFormLayout* form, RKMediaCard::Item item, RKMetaDataFieldEnum field);
+    QLineEdit* addLine(QFormLayout* form, RKMediaCard::Item item, const QString& hint);
+    /// An editor says all of it.
+    bool isEdited(RKMediaCard::Item item) const;
     void commit();
     void commitLine(Line& line);
     void commitKeywords();

@@ -33,7 +33,7 @@ private Q_SLOTS:
         QVERIFY(showFile(path));
         type(u"Title"_s, u"Harbour"_s);
         QTest::keyClick(line(u"Title"_s), Qt::Key_Return);
-        type(u"Place"_s, u"33.5 S, 151.25 E"_s);
+        type(u"Position"_s, u"33.5 S, 151.25 E"_s);
         type(u"Taken"_s, u"2021-07-04 12:30 +02:00"_s);
         type(u"Add a keyword"_s, u"sea, ship"_s);
         type(u"Author"_s, u"Anna"_s);
@@ -64,7 +64,7 @@ private Q_SLOTS:
         const QByteArray old = RKTestPictures::read(path);
         QVERIFY(showFile(path));
         for (const auto& [name, text] :
-            {std::pair(u"Taken"_s, u"2021-02-30 12:30"_s), std::pair(u"Place"_s, u"95, 2"_s)})
+            {std::pair(u"Taken"_s, u"2021-02-30 12:30"_s), std::pair(u"Position"_s, u"95, 2"_s)})
         {
             type(name, text);
             QTest::keyClick(line(name), Qt::Key_Return);
