@@ -429,11 +429,6 @@ private Q_SLOTS:
         const QByteArray file = fixture("quadrants.heic");
         QVERIFY(areBeginningsRefused(file, file.size()));
     }
-
-    void threadsDoNotDisturbEachOther()
-    {
-        checkThreads(fixture("alpha.heic"));
-    }
 };
 
 QTEST_GUILESS_MAIN(RKHeifPluginTest)

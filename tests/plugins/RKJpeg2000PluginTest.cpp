@@ -116,11 +116,6 @@ private Q_SLOTS:
         const QByteArray file = fixture("rgb.jp2");
         QVERIFY(areBeginningsRefused(file, file.size() / 2));
     }
-
-    void threadsDoNotDisturbEachOther()
-    {
-        checkThreads(fixture("rgb.jp2"));
-    }
 };
 
 QTEST_GUILESS_MAIN(RKJpeg2000PluginTest)

@@ -2,14 +2,11 @@
 
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
-#include "support/RKTestThreads.h"
 #include "support/RKTimeLimit.h"
 
 #include <QBuffer>
 #include <QImage>
 #include <QImageReader>
-
-#include <atomic>
 
 /// Reads files with a plug-in that is linked to the test, as any program would.
 namespace RKPluginReading {
@@ -54,20 +51,6 @@ inline bool areBeginningsRefused(const QByteArray& file, qsizetype end)
             return false;
     }
     return RKTimeLimit::worked(start) < RKTimeLimit::milliseconds(kSoon);
-}
-
-/// Many threads read the same file, and all get the same picture.
-inline void checkThreads(const QByteArray& file)
-{
-    constexpr int kThreads = 8;
-    const QImage expected = read(file);
-    QVERIFY(!expected.isNull());
-    std::atomic<int> same = 0;
-    RKTestThreads::run(kThreads, [&](int) {
-        for (int i = 0; i < 4; ++i)
-            same += read(file) == expected;
-    });
-    QCOMPARE(same.load(), kThreads * 4);
 }
 
 } // namespace RKPluginReading

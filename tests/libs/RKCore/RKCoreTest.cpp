@@ -1,13 +1,9 @@
 #include "support/RKQuietTest.h"
-#include "support/RKTestThreads.h"
 
 #include "RKCore/RKInitializer.h"
 #include "RKCore/RKMonolithFile.h"
-#include "RKCore/RKSingleton.h"
 
 #include <QTemporaryDir>
-
-#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -37,27 +33,6 @@ private:
     QStringList& m_notes;
 };
 
-std::atomic<int> setups = 0;
-
-class Service : public RKSingleton<Service>
-{
-public:
-    int value() const
-    {
-        return m_value;
-    }
-
-protected:
-    void setupInstance() override
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        m_value = ++setups;
-    }
-
-private:
-    int m_value = 0;
-};
-
 } // namespace
 
 class RKCoreTest : public RKQuietTest
@@ -82,14 +57,6 @@ private Q_SLOTS:
         initializer.setup(RKInitializerOption::Application);
 
         QCOMPARE(notes.join(u';'), u"setup a 2;setup b 2;teardown b;teardown a;setup b 0"_s);
-    }
-
-    void everyThreadGetsTheOneObjectSetUp()
-    {
-        std::atomic<int> good = 0;
-        RKTestThreads::run(8, [&](int) { good += Service::instance()->value() == 1; });
-        QCOMPARE(good.load(), 8);
-        QCOMPARE(Service().value(), 0);
     }
 
     void externalizeAsksTheResolverForAllButLocalFiles()
