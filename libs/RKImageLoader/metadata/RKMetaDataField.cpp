@@ -16,7 +16,7 @@ constexpr Keyword kKeywords[] = {
     {QLatin1String(""), Field::none},
     {QLatin1String("originalFilename"), Field::originalFilename},
     // Kept: the blank belongs to the keyword. Hosts read it back from the table. See
-    // RKMetaDataFieldTest::keywordsAreDecoded.
+    // RKMetaDataTest::fieldMapGivesTextsAndPosition.
     {QLatin1String("exifImageDescription "), Field::exifImageDescription},
     {QLatin1String("keywords"), Field::keywords},
     {QLatin1String("copyright"), Field::copyright},

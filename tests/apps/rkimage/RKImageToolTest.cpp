@@ -184,18 +184,6 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("convert --overwrite many/photo.jpg many/../many/photo.jpg"), 1);
     }
 
-    void convertLeavesTheColours()
-    {
-        QImage picture(40, 20, QImage::Format_RGB32);
-        picture.fill(qRgb(200, 100, 50));
-        picture.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
-        write(u"wide.png"_s, encoded(picture, "png"));
-        QCOMPARE(exitCodeOf("convert --no-color --keep-metadata wide.png same.png"), 0);
-        const QImage same(u"same.png"_s);
-        QCOMPARE(same.convertToFormat(picture.format()), picture);
-        QVERIFY(!same.colorSpace().iccProfile().isEmpty());
-    }
-
     void thumbnailsNeverReplaceAFile()
     {
         const QDir folder(u"thumbs"_s);
@@ -506,19 +494,6 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("sheet album --out none.html"), 1);
         // The folder of the test can't.
         QCOMPARE(::remove("album/\xff.jpg"), 0);
-    }
-
-    void checkTellsWhatIsNotWhole()
-    {
-        QVERIFY(QDir().mkpath(u"archive"_s) && QFile::copy(u"v.svg"_s, u"archive/v.svg"_s));
-        const QByteArray png = encoded(numbered(200, 200), "png");
-        write(u"archive/good.png"_s, png);
-        write(u"archive/cut.png"_s, png.left(png.size() / 2));
-        const Run run = runTool(u"check -r archive"_s);
-        QCOMPARE(run.exitCode, 1);
-        QVERIFY(run.output.startsWith("archive/cut.png: ") && run.output.count('\n') == 1);
-        // The drawing needs fonts.
-        QCOMPARE(exitCodeOf("info -r archive"), 0);
     }
 
     // Nothing that a name has in it breaks the line of its failure.

@@ -198,13 +198,6 @@ private Q_SLOTS:
         QVERIFY(moved.constBits() == pixels && moved == converted);
     }
 
-    void noMemoryForATableLeavesThePicture()
-    {
-        const QImage red = onePixel(0xffff0000);
-        CIccCmm cmm;
-        QCOMPARE(Table().convertImage(red, &cmm), red);
-    }
-
     void tablesTakeMemoryOnlyForColorsThatAreUsed()
     {
         const qint64 before = RKProcessCost::peakMebibytes();

@@ -1,5 +1,4 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderLibRaw_p.h"
-#include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKRawDirectories_p.h"
 #include "RKImageLoader/drawables/RKImageRotator.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
@@ -7,7 +6,6 @@
 #include "support/RKQuietTest.h"
 #include "support/RKTestDng.h"
 #include "support/RKTestPictures.h"
-#include "support/RKTestPsd.h"
 #include "support/RKTestThreads.h"
 
 #include <QColorSpace>
@@ -206,15 +204,6 @@ private Q_SLOTS:
         QVERIFY(!decoder.size(QFileInfo(pipe), kDng).isValid());
     }
 
-    void photoshopFilesHaveTheirOwnReader()
-    {
-        const QByteArray psd
-            = RKTestPsd{.size = {2, 1}, .mode = 1, .channels = {QByteArray("\0\xff", 2)}}.bytes();
-        const RKBitmapDecoderLibRaw decoder;
-        QCOMPARE(decoder.size(psd, "psd"), QSize(2, 1));
-        QCOMPARE(decoder.decode(psd, "psd", {}, {}).pixel(1, 0), 0xffffffff);
-    }
-
     void severalThreadsDecode()
     {
         const QByteArray bytes = dng(6).bytes();
@@ -225,17 +214,6 @@ private Q_SLOTS:
             same += decoder.decode(bytes, kDng, {48, 32}, {}) == expected;
         });
         QCOMPARE(same.load(), 4);
-    }
-
-    void rulesOfThePlatformsDecoder()
-    {
-        using Decoder = RKBitmapDecoderMacCoreGraphics;
-        const RKMediaDescriptor file(QFileInfo(u"a.nef"_s));
-        QVERIFY(Decoder::isOnlyPreview(199, file));
-        QVERIFY(!Decoder::isOnlyPreview(200, file));
-        QCOMPARE(Decoder::proposedSize({5, -1}, {7, 8}), QSize(7, 8));
-        QCOMPARE(
-            Decoder::fitted(RKTestPictures::quadrants({40, 10}), {20, 20}).size(), QSize(20, 5));
     }
 };
 

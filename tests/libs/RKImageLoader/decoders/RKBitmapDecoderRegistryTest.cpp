@@ -1,7 +1,6 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
-#include "support/RKChildProcess.h"
 #include "support/RKQuietTest.h"
 
 using namespace Qt::StringLiterals;
@@ -80,17 +79,6 @@ private Q_SLOTS:
         QCOMPARE(asked.supportedMediaFormats(), readable);
     }
 
-    void missingPrimaryEndsTheProcess()
-    {
-        for (const char* role : {"Decoder", "Encoder"}) {
-            const auto result = RKChildProcess::run(QString::fromLatin1(role));
-            const QString warning = u"Kein Bitmap%1 für Format mpg mpeg\n"_s;
-            QVERIFY(result.crashed);
-            QVERIFY(result.messages.contains(warning.arg(QString::fromLatin1(role))));
-            QVERIFY(result.messages.contains(u"Programmende"_s));
-        }
-    }
-
     void realTargetSizeFits()
     {
         const auto fitted = RKBitmapDecoder::calculateRealTargetSize;
@@ -102,19 +90,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char** argv)
-{
-    const QByteArray role = RKChildProcess::role();
-    if (!role.isEmpty()) {
-        const auto* const registry = RKBitmapDecoderRegistry::instance();
-        role == "Decoder" ? registry->primaryDecoder(MEDIA_FORMAT_MPG)
-                          : registry->primaryEncoder(MEDIA_FORMAT_MPG);
-        return 0;
-    }
-
-    const QGuiApplication application(argc, argv);
-    RKBitmapDecoderRegistryTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_MAIN(RKBitmapDecoderRegistryTest)
 
 #include "RKBitmapDecoderRegistryTest.moc"

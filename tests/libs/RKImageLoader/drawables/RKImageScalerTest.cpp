@@ -138,17 +138,6 @@ private Q_SLOTS:
             QVERIFY(!RKImageScaler::isFeasible(to));
     }
 
-    void subPixelClampsAndPicksTheChannel()
-    {
-        QImage image(1, 2, QImage::Format_ARGB32_Premultiplied);
-        *reinterpret_cast<QRgb*>(image.scanLine(0)) = 0x80403020;
-        *reinterpret_cast<QRgb*>(image.scanLine(1)) = 0x80503020;
-        // The stored bytes, not divided by the alpha.
-        QCOMPARE(m_scaler.subPixel(image, 1, 2, -3, -1, 0), 0x80);
-        QCOMPARE(m_scaler.subPixel(image, 9, 9, 5, 9, 1), 0x50);
-        QCOMPARE(m_scaler.subPixel({}, 2, 2, 0, 0, 0), 0);
-    }
-
 private:
     const RKDrawableInterfaceQImage m_scaler{};
 };

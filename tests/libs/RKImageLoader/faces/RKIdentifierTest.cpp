@@ -1,5 +1,4 @@
 #include "RKImageLoader/faces/RKClusterIds.h"
-#include "RKImageLoader/faces/RKFaceDetectionEngine.h"
 #include "RKImageLoader/faces/RKFaceIds.h"
 #include "support/RKQuietTest.h"
 
@@ -10,17 +9,6 @@ class RKIdentifierTest : public RKQuietTest
     Q_OBJECT
 
 private Q_SLOTS:
-
-    void negativeIdentifiersAreInvalidButForReservedClusters()
-    {
-        for (const int id : {0, 5, -1, -2, -99, -100, -101, -200, -201, -300, -301}) {
-            const bool isReserved = id == -100 || id == -200 || id == -300;
-            QCOMPARE(RKClusterId(id).isValid(), id >= 0 || isReserved);
-            QCOMPARE(RKFaceId(id).isValid(), id >= 0);
-            QCOMPARE(RKClusterId(id).isUnnamedId(), id == -100);
-            QCOMPARE(RKClusterId(id).isNoFacesId(), id == -300);
-        }
-    }
 
     void clusterTravelsInAVariantUnderItsName()
     {
@@ -44,18 +32,6 @@ private Q_SLOTS:
         QCOMPARE(ids.excludeClusterIds(excluded).toSqlIdList(), u"-100,9,-200"_s);
         const RKFaceIds faces(QSet<RKFaceId>{RKFaceId(7), RKFaceId(-1), RKFaceId(30)});
         QCOMPARE(faces.toString(), u"-1, 7, 30"_s);
-    }
-
-    void enginesHaveKeywords()
-    {
-        const auto* table = RKFaceDetectionEngine().enumToStringTable();
-        for (int i = 0; i < 8; ++i) {
-            const auto engine = RKFaceDetectionEngineType(i);
-            QVERIFY(table->keyword(engine).startsWith(u"faceDetectionEngine"));
-            QCOMPARE(table->decodeCSV(table->keyword(engine)), engine);
-            QCOMPARE(RKFaceDetectionEngine(engine).isValid(), i != 0);
-        }
-        QCOMPARE(table->decodeCSV(u"other"_s), faceDetectionEngineUnknown);
     }
 };
 

@@ -1,12 +1,10 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
-#include "RKImageLoader/metadata/RKMetaDataCache.h"
 #include "RKImageLoader/video/RKFfmpegBridge.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestPictures.h"
 
-#include <QLoggingCategory>
 #include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
@@ -47,16 +45,6 @@ private Q_SLOTS:
 
         const RKFfmpegBridge noVideo(path);
         QVERIFY(isLoaded("libavcodec"));
-    }
-
-    void messagesHaveTheCategoryOfTheirArea()
-    {
-        const QFileInfo missing(u"/missing/a.jpg"_s);
-        QLoggingCategory::setFilterRules(u"rk.load.warning=false"_s);
-        RKMediaLoader::instance()->drawable(missing, QSize(999, 999));
-        // Kept: hosts look for the wrapper around exiv2 in the default category.
-        QLoggingCategory::setFilterRules(u"rk.metadata.warning=false\ndefault.warning=false"_s);
-        RKMetaDataCache::instance()->metaDataValue(missing);
     }
 };
 

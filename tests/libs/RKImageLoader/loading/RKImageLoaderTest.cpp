@@ -283,12 +283,6 @@ private Q_SLOTS:
         QCOMPARE(targets(MEDIA_FORMAT_MP4), u"mp4"_s);
     }
 
-    void suffixesOfPicturesAreRemoved()
-    {
-        QCOMPARE(loader().removeImageSuffixFromPath(u"/a.b/c.d.JPG"_s), u"/a.b/c.d"_s);
-        QCOMPARE(loader().removeImageSuffixFromPath(u"/a.jpg/c.txt"_s), u"/a.jpg/c.txt"_s);
-    }
-
 private:
     void checkOrientations(const QByteArray& format, bool isTurned, bool isMeasured)
     {

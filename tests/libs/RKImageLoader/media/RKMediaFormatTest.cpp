@@ -62,17 +62,6 @@ private Q_SLOTS:
         QCOMPARE(decoded("text/plain"), MEDIA_FORMAT_UNKNOWN);
     }
 
-    void saveFormatsKeepTransparency()
-    {
-        const auto saved = [](RKMediaFormatEnum format) {
-            return RKMediaFormat(format).preferredSaveFormat().value();
-        };
-        QCOMPARE(saved(MEDIA_FORMAT_GIF), MEDIA_FORMAT_PNG);
-        QCOMPARE(saved(MEDIA_FORMAT_HEIC), MEDIA_FORMAT_JPG);
-        QCOMPARE(saved(MEDIA_FORMAT_SVG), MEDIA_FORMAT_SVG);
-        QCOMPARE(saved(MEDIA_FORMAT_MP4), MEDIA_FORMAT_MP4);
-    }
-
     void hostsSortFormatsAndNameThemToTheSystem()
     {
         QString told;

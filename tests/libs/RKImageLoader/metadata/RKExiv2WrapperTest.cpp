@@ -71,13 +71,6 @@ private Q_SLOTS:
         }
     }
 
-    void damagedImagesAreLogged()
-    {
-        QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression(u"\\) caught exception with errorCode=\\d+ msg=.+"_s));
-        QCOMPARE(RKExiv2Wrapper(imageFile("PNG").left(60)).unrotatedSize(), QSize(-1, -1));
-    }
-
     /// exiv2 throws at such a profile, in the middle of reading: HEICs of one phone model have two
     /// bytes too many, and lost date, camera and orientation.
     void aProfileOfTheWrongSizeLeavesTheRest()

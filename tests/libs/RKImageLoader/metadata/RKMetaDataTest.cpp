@@ -175,22 +175,6 @@ private Q_SLOTS:
             QCOMPARE(impl.thumbnailSize(imageSize), size);
         }
     }
-
-    void keywordsAreDecoded()
-    {
-        const auto* table = RKMetaDataField().enumToStringTable();
-        for (qint64 bit = 1; bit <= 8192; bit *= 2) {
-            const auto value = RKMetaDataFieldEnum(bit);
-            const QString keyword = table->keyword(value);
-            QVERIFY(!keyword.isEmpty());
-            const bool endsInBlank = value == RKMetaDataFieldEnum::exifImageDescription;
-            QCOMPARE(keyword.endsWith(u' '), endsInBlank);
-            QCOMPARE(RKMetaDataField(keyword) == value, !endsInBlank);
-        }
-        QVERIFY(RKMetaDataField(u" EXIFMODEL "_s) == RKMetaDataFieldEnum::exifModel);
-        QVERIFY(!RKMetaDataField(QString()).isValid());
-        QVERIFY(!RKMetaDataField(u"title"_s).isValid());
-    }
 };
 
 QTEST_APPLESS_MAIN(RKMetaDataTest)
