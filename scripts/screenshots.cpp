@@ -1,5 +1,5 @@
 // Paints a folder of pictures and takes photographs of the browser over it, for README and docs.
-// Usage: rkbrowser_screenshots FOLDER OUT. See scripts/screenshots.
+// Usage: rkbrowser_screenshots FOLDER OUT. See the script screenshots.
 #include "MainWindow.h"
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
