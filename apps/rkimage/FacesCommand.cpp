@@ -38,12 +38,12 @@ void saveFaces(const InputFile& file, const RKMetaData& metaData, Result& result
 {
     const RKMediaDescriptor descriptor{QFileInfo(file.path)};
     RKMediaError error;
-    if (StandardInput::isExpected())
-        result.refuse(QStringLiteral("standard input can't be changed"));
-    else if (RKImageLoader::instance()->save(descriptor, metaData, &error))
-        result.addChanged(file);
-    else
+    if (!RKImageLoader::instance()->save(descriptor, metaData, &error))
         result.fail(error);
+    else if (StandardInput::isExpected())
+        StandardInput::giveBack(result);
+    else
+        result.addChanged(file);
 }
 
 int listFaces(const InputFile& file)

@@ -78,9 +78,14 @@ bool isVideo(const RKMediaDescriptor& descriptor, Result& result)
 {
     RKMediaError error;
     const bool isMeasured = RKVideoLoader::instance()->size(descriptor, &error).isValid();
-    if (!isMeasured)
-        result.fail(error);
-    return isMeasured;
+    const RKMediaFormat format = descriptor.mediaFormat();
+    if (isMeasured)
+        return true;
+    if (error.code() == RKMediaErrorCode::NoDecoder && (format.isBitmap() || format.isSVG()))
+        error = RKMediaError(
+            error.code(), QStringLiteral("is a picture; only videos have frames to take"));
+    result.fail(error);
+    return false;
 }
 
 bool isWritable(const QString& picture, Result& result)

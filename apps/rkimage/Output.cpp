@@ -4,6 +4,7 @@
 #include "Interruption.h"
 #include "ProgressBar.h"
 
+#include <QIODevice>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -123,6 +124,13 @@ void Output::note(const QString& text)
 void Output::write(const QByteArray& bytes)
 {
     writeTo(stdout, bytes);
+}
+
+void Output::write(QIODevice& picture)
+{
+    constexpr qint64 kBlockSize = 1024 * 1024;
+    while (!picture.atEnd() && isWritten())
+        write(picture.read(kBlockSize));
 }
 
 bool Output::isWritten()

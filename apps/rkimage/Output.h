@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+class QIODevice;
 class QJsonObject;
 
 /// What the commands have in common when they write. Thread-safe.
@@ -51,6 +52,8 @@ QString sendPicture();
 void note(const QString& text);
 /// Bytes as they are, those of a picture for instance.
 void write(const QByteArray& bytes);
+/// All that the device has; what can't be written is told when the program ends.
+void write(QIODevice& picture);
 
 /// Whether all that was printed has got through to where it goes.
 bool isWritten();

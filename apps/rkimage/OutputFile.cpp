@@ -99,9 +99,7 @@ bool OutputFile::finish(RKMediaError* error) const
         return false;
     }
     if (isStandardOutput()) {
-        // What can't be written there is told when the program ends.
-        while (!written.atEnd() && Output::isWritten())
-            Output::write(written.read(kBlockSize));
+        Output::write(written);
         written.remove();
         return true;
     }

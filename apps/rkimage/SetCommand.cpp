@@ -129,20 +129,12 @@ void setThumbnail(RKMetaData& metaData,
         metaData.setThumbnail(drawable.image());
 }
 
-void shiftTaken(RKMetaData& metaData, qint64 seconds, Result& result)
+void shiftDates(RKMetaData& metaData, qint64 seconds, Result& result)
 {
-    const QDateTime taken = metaData.pictureTaken();
-    if (!taken.isValid()) {
+    if (metaData.pictureTaken().isValid())
+        metaData.shiftDates(seconds);
+    else
         result.refuse(QStringLiteral("nothing says when the picture was taken"));
-        return;
-    }
-    // What clocks show is shifted, also across a change to or from summer time.
-    const QDateTime shown(taken.date(), taken.time(), Qt::UTC);
-    const QDateTime shifted = shown.addSecs(seconds);
-    metaData.setPictureTaken(taken.timeSpec() == Qt::LocalTime
-            ? QDateTime(shifted.date(), shifted.time())
-            : QDateTime(shifted.date(), shifted.time(), Qt::OffsetFromUTC, taken.offsetFromUtc()));
-    metaData.shiftDigitized(seconds);
 }
 
 void setProfile(RKMetaData& metaData, const QString& path, Result& result)
@@ -191,7 +183,7 @@ void apply(const MetaDataChanges& changes,
     writeText(metaData, RKMetaDataFieldEnum::exifUserComment, changes.comment);
 
     if (changes.shiftSeconds)
-        shiftTaken(metaData, *changes.shiftSeconds, result);
+        shiftDates(metaData, *changes.shiftSeconds, result);
     if (changes.profile)
         setProfile(metaData, *changes.profile, result);
     if (changes.thumbnail)
@@ -354,10 +346,12 @@ void save(const InputFile& file,
         if (!error.isError())
             error = timeError;
     }
-    if (isWritten)
-        result.addChanged(file);
     if (error.isError())
         result.fail(error);
+    if (isWritten && !StandardInput::isExpected())
+        result.addChanged(file);
+    else if (StandardInput::isExpected() && !error.isError())
+        StandardInput::giveBack(result);
 }
 
 /// What a change would do, tried out on a copy, so that what would fail does so here, too.
@@ -523,8 +517,9 @@ void addSetCommand(CLI::App& app, Command& command)
     CLI::App* set
         = app.add_subcommand("set", "Change the metadata of files; their pixels stay as they are");
     arguments->files.addTo(*set);
-    // Standard input can't be changed.
-    set->get_option("FILES")->description("Files, and folders with --recursive");
+    set->get_option("FILES")->description(
+        "Files, folders with --recursive, or - for a picture from standard input, which goes to "
+        "standard output");
     set->add_option("--rating", arguments->rating, "Stars, 0 to 5, or -1 for a rejected picture")
         ->type_name("N")
         ->check(CLI::Range(kRejected, 5));
@@ -541,7 +536,7 @@ void addSetCommand(CLI::App& app, Command& command)
                   Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
     set->add_option("--shift-taken",
            arguments->shift,
-           "Move that date, and that of digitisation where there is one: +H:M:S or -H:M:S")
+           "Move that date, and those of digitisation and of XMP where there are some: +H:M:S or -H:M:S")
         ->type_name("+H:M:S")
         ->check(Arguments::checked(parseShift, "a shift looks like +1:30:00"))
         ->excludes(taken);
@@ -605,8 +600,10 @@ void addSetCommand(CLI::App& app, Command& command)
     set->callback([arguments, &command] {
         if (!arguments->isChange())
             throw CLI::ValidationError("set", "no change is named");
-        if (StandardInput::isExpected())
-            throw CLI::ValidationError("set", "standard input can't be changed");
+        if (StandardInput::isExpected() && arguments->files.arguments().size() > 1)
+            throw CLI::ValidationError("set", "standard input goes to standard output by itself");
+        if (StandardInput::isExpected() && arguments->hasBackup)
+            throw CLI::ValidationError("--backup", "is for files");
         command.run = [arguments] { return changeFiles(arguments->files, arguments->changes()); };
     });
 }

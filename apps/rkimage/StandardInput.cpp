@@ -1,7 +1,9 @@
 #include "StandardInput.h"
 
 #include "Interruption.h"
+#include "Output.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "Result.h"
 #include "TemporaryFolder.h"
 #include "Writing.h"
 
@@ -111,4 +113,17 @@ QString StandardInput::read()
 QString StandardInput::path()
 {
     return s_path;
+}
+
+void StandardInput::giveBack(Result& result)
+{
+    const QString failure = Output::sendPicture();
+    QFile changed(s_path);
+    if (!failure.isEmpty())
+        result.fail(QStringLiteral("standard output"),
+            RKMediaError(RKMediaErrorCode::NotWritable, failure));
+    else if (changed.open(QIODevice::ReadOnly))
+        Output::write(changed);
+    else
+        result.fail(RKMediaError(RKMediaErrorCode::Unreadable, changed.errorString()));
 }

@@ -4,6 +4,8 @@
 
 #include <string>
 
+class Result;
+
 /// One picture or video from standard input, whose name among the arguments is "-". Libraries want
 /// files with names, so it is copied before a command begins.
 namespace StandardInput {
@@ -23,5 +25,8 @@ QString read();
 
 /// The copy, whose extension says the format of the content.
 QString path();
+
+/// Gives the copy, which a command has changed, to standard output. A failure stands in the result.
+void giveBack(Result& result);
 
 } // namespace StandardInput

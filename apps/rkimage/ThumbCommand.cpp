@@ -78,10 +78,10 @@ public:
                 RKMediaErrorCode::NotWritable, QStringLiteral("the folder can't be made"));
         }
         if (!m_mapFile.isEmpty())
-            m_map = ThumbnailMap::read(m_mapFile);
+            m_known = m_map = ThumbnailMap::read(m_mapFile);
         UniqueNames names(m_folder);
         for (const InputFile& file : files) {
-            const QString known = m_map.thumbnail(keyOf(file));
+            const QString known = m_known.thumbnail(keyOf(file));
             const QString base = file.stem();
             m_targets.push_back(known.isEmpty()
                     ? m_folder.filePath(names.next(base))
@@ -93,11 +93,8 @@ public:
     Outcome make(const InputFile& file, size_t index)
     {
         const QString key = keyOf(file);
-        {
-            const std::lock_guard lock(m_mutex);
-            if (m_map.isCurrent(key))
-                return {m_map.thumbnail(key), {}, true, {}};
-        }
+        if (m_known.isCurrent(key))
+            return {m_known.thumbnail(key), {}, true, {}};
         Outcome outcome;
         const QImage picture = thumbnailOf(file, m_side, &outcome.error);
         if (picture.isNull())
@@ -130,7 +127,9 @@ private:
     int m_side;
     // Without extension: which one a thumbnail gets is only known when it is made.
     std::vector<QString> m_targets;
-    // Guards the map.
+    // As it was before: a file that is named twice must not depend on which thread is faster.
+    ThumbnailMap m_known;
+    // Guards what follows.
     std::mutex m_mutex;
     ThumbnailMap m_map;
 };

@@ -116,9 +116,9 @@ void RKExiv2Wrapper::setPictureTaken(const QDateTime& dateTime)
     m_impl->setPictureTaken(dateTime);
 }
 
-void RKExiv2Wrapper::shiftDigitized(qint64 seconds)
+void RKExiv2Wrapper::shiftDates(qint64 seconds)
 {
-    m_impl->shiftDigitized(seconds);
+    m_impl->shiftDates(seconds);
 }
 
 RKGeoPosition RKExiv2Wrapper::geoPosition() const

@@ -100,8 +100,8 @@ public:
     QDateTime pictureTaken() const;
     /// Writes date and time to Exif and IPTC.
     void setPictureTaken(const QDateTime& dateTime);
-    /// In Exif, XMP and IPTC; see RKMetaData::shiftDigitized().
-    void shiftDigitized(qint64 seconds);
+    /// In Exif, XMP and IPTC; see RKMetaData::shiftDates().
+    void shiftDates(qint64 seconds);
 
     /// In Exif.
     RKGeoPosition geoPosition() const;

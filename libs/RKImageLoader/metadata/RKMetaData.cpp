@@ -138,9 +138,9 @@ void RKMetaData::setPictureTaken(const QDateTime& dateTime)
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setPictureTaken(dateTime); });
 }
 
-void RKMetaData::shiftDigitized(qint64 seconds)
+void RKMetaData::shiftDates(qint64 seconds)
 {
-    change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().shiftDigitized(seconds); });
+    change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().shiftDates(seconds); });
 }
 
 RKGeoPosition RKMetaData::geoPosition() const

@@ -526,7 +526,9 @@ private Q_SLOTS:
         QVERIFY(run({}, u"sheet ä.jpg --out - --format pdf"_s).second.startsWith("%PDF"));
         QCOMPARE(run(u"broken.png"_s, u"info -"_s).first, 1);
         QCOMPARE(run(u"/dev/zero"_s, u"info -"_s).first, 1);
-        QCOMPARE(run(u"ä.jpg"_s, u"set - --rating 1"_s).first, 2);
+        write(u"rated.jpg"_s, run(u"ä.jpg"_s, u"set - --rating 1"_s).second);
+        QCOMPARE(RKMetaData(QFileInfo(u"rated.jpg"_s)).adobeRating(), 1);
+        QCOMPARE(run(u"ä.jpg"_s, u"set - v.svg --rating 1"_s).first, 2);
     }
 
     void outputThatIsLostIsAFailure()

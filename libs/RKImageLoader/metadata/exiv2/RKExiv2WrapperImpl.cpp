@@ -35,8 +35,12 @@ constexpr char kOrientationInXmp[] = "Xmp.tiff.Orientation";
 constexpr char kDateInExif[] = "Exif.Photo.DateTimeOriginal";
 constexpr char kOffsetInExif[] = "Exif.Photo.OffsetTimeOriginal";
 constexpr char kDigitizedInExif[] = "Exif.Photo.DateTimeDigitized";
-// As today's programs and older ones write it (XMP specification, part 2, 2.4).
-constexpr const char* kDigitizedInXmp[] = {"Xmp.xmp.CreateDate", "Xmp.exif.DateTimeDigitized"};
+// Of digitisation, as today's programs and older ones write it (XMP specification, part 2, 2.4),
+// and when the picture was taken, likewise.
+constexpr const char* kDatesInXmp[] = {"Xmp.xmp.CreateDate",
+    "Xmp.exif.DateTimeDigitized",
+    "Xmp.photoshop.DateCreated",
+    "Xmp.exif.DateTimeOriginal"};
 constexpr char kDigitizationDate[] = "Iptc.Application2.DigitizationDate";
 constexpr char kDigitizationTime[] = "Iptc.Application2.DigitizationTime";
 constexpr char kDateInIptc[] = "Iptc.Application2.DateCreated";
@@ -343,14 +347,22 @@ void RKExiv2WrapperImpl::setPictureTaken(const QDateTime& dateTime)
     m_iptcData.setDateTime(kDateInIptc, kTimeInIptc, dateTime);
 }
 
-void RKExiv2WrapperImpl::shiftDigitized(qint64 seconds)
+void RKExiv2WrapperImpl::shiftDates(qint64 seconds)
 {
+    if (const QDateTime taken = pictureTaken(); taken.isValid()) {
+        // What clocks show, also across a change to or from summer time.
+        RKWallTime::Moment moment = RKWallTime::fromDateTime(taken);
+        const QDateTime shifted = QDateTime(moment.date, moment.time, Qt::UTC).addSecs(seconds);
+        moment.date = shifted.date();
+        moment.time = shifted.time();
+        setPictureTaken(RKWallTime::toDateTime(moment));
+    }
     const QWriteLocker locker(&m_lock);
     if (QString date = RKWallTime::shifted(m_exifData.readString(kDigitizedInExif), seconds);
         !date.isEmpty())
         m_exifData.setString(
             kDigitizedInExif, date.replace(QLatin1Char('-'), QLatin1Char(':')).replace(u'T', u' '));
-    for (const char* key : kDigitizedInXmp) {
+    for (const char* key : kDatesInXmp) {
         if (const QString date = RKWallTime::shifted(m_xmpData.readString(key), seconds);
             !date.isEmpty())
             m_xmpData.setString(key, date);

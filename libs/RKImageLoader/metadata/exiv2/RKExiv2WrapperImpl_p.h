@@ -60,7 +60,7 @@ public:
 
     QDateTime pictureTaken() const;
     void setPictureTaken(const QDateTime& dateTime);
-    void shiftDigitized(qint64 seconds);
+    void shiftDates(qint64 seconds);
     RKGeoPosition geoPosition() const;
     void setGeoPosition(const RKGeoPosition& position);
     void removeGeoPosition();

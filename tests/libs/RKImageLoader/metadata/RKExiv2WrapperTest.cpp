@@ -222,7 +222,7 @@ private Q_SLOTS:
         QCOMPARE(wrapper.allData().value(u"Iptc.Application2.DateCreated"_s), u"2024-02-29"_s);
     }
 
-    void datesOfDigitisationMoveWhereTheyAre()
+    void datesMoveWhereTheyAre()
     {
         const char* const day = "Iptc.Application2.DigitizationDate";
         const char* const time = "Iptc.Application2.DigitizationTime";
@@ -237,10 +237,20 @@ private Q_SLOTS:
                         {"Xmp.exif.DateTimeDigitized", "2022-01-01T01:00Z"}}},
                 {{{day, "2021-12-31"}, {time, "23:30:05-03:00"}},
                     {{day, "2022-01-01"}, {time, "01:00:05-03:00"}}},
-                {{{day, "2021-12-31"}}, {{day, "2021-12-31"}}}};
+                {{{day, "2021-12-31"}}, {{day, "2021-12-31"}}},
+                {{{"Exif.Photo.DateTimeOriginal", "2021:12:31 23:30:05"},
+                     {"Exif.Photo.OffsetTimeOriginal", "+05:30"},
+                     {"Iptc.Application2.DateCreated", "2021-12-31"},
+                     {"Iptc.Application2.TimeCreated", "23:30:05+05:30"},
+                     {"Xmp.exif.DateTimeOriginal", "2021-12-31T23:30:05+05:30"}},
+                    {{"Exif.Photo.DateTimeOriginal", "2022:01:01 01:00:05"},
+                        {"Exif.Photo.OffsetTimeOriginal", "+05:30"},
+                        {"Iptc.Application2.DateCreated", "2022-01-01"},
+                        {"Iptc.Application2.TimeCreated", "01:00:05+05:30"},
+                        {"Xmp.exif.DateTimeOriginal", "2022-01-01T01:00:05+05:30"}}}};
         for (const auto& [before, after] : rows) {
             RKExiv2Wrapper wrapper = wrapperWith(before);
-            wrapper.shiftDigitized(5400);
+            wrapper.shiftDates(5400);
             QCOMPARE(wrapper.allData(), wrapperWith(after).allData());
         }
     }

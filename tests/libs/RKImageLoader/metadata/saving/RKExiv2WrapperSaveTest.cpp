@@ -375,7 +375,7 @@ private Q_SLOTS:
                 QCOMPARE(after.allData().value(QLatin1String(key)), QLatin1String(text));
         }
         RKExiv2Wrapper wrapper(buffer.data());
-        wrapper.shiftDigitized(3600);
+        wrapper.shiftDates(3600);
         QVERIFY(wrapper.save(&buffer));
         QVERIFY(buffer.data().contains("2001-02-03T05:05:06Z"));
     }
