@@ -309,13 +309,28 @@ private Q_SLOTS:
         const Exiv2::ExifData before = image->exifData();
 
         Exiv2::ExifData data = dataWith("Exif.Image.Make", Exiv2::asciiString, "maker");
-        add(data, "Exif.Image.ImageWidth", Exiv2::unsignedLong, "4000");
-        add(data, "Exif.Image.StripOffsets", Exiv2::unsignedLong, "77");
+        // All of TIFF 6.0, its notes and TIFF/EP.
+        for (const QByteArray& name :
+            QByteArray(
+                "NewSubfileType SubfileType ImageWidth ImageLength BitsPerSample Compression "
+                "PhotometricInterpretation Thresholding CellWidth CellLength FillOrder StripOffsets "
+                "SamplesPerPixel RowsPerStrip StripByteCounts PlanarConfiguration GrayResponseUnit "
+                "GrayResponseCurve T4Options T6Options Predictor ColorMap HalftoneHints TileWidth "
+                "TileLength TileOffsets TileByteCounts InkSet ExtraSamples SampleFormat JPEGTables "
+                "JPEGProc JPEGInterchangeFormat JPEGRestartInterval JPEGQTables YCbCrCoefficients "
+                "YCbCrSubSampling YCbCrPositioning CFARepeatPatternDim CFAPattern")
+                .split(' '))
+            add(data, ("Exif.Image." + name.toStdString()).c_str(), Exiv2::unsignedLong, "4000");
         add(data, "Exif.Image2.ImageWidth", Exiv2::unsignedLong, "4000");
         add(data, "Exif.SubImage1.ImageWidth", Exiv2::unsignedLong, "4000");
         add(data, "Exif.Image.DNGVersion", Exiv2::unsignedByte, "1 4 0 0");
         QVERIFY(exifOf(data).mergeTo(image));
-        QCOMPARE(image->exifData().count(), before.count() + 1);
+        QStringList added;
+        for (const Exiv2::Exifdatum& datum : image->exifData()) {
+            if (before.findKey(Exiv2::ExifKey(datum.key())) == before.end())
+                added << QString::fromStdString(datum.key());
+        }
+        QCOMPARE(added.join(u' '), u"Exif.Image.Make"_s);
         for (const Exiv2::Exifdatum& datum : before)
             QCOMPARE(textOf(image->exifData(), datum.key().c_str()),
                 QString::fromStdString(datum.toString()));
