@@ -69,9 +69,14 @@ void addFiles()
              "boxes.jp2",
              "layers.psd"})
         QTest::newRow(name) << richFile(name);
-    // Qt may be unable to write it.
-    if (const QByteArray plain = imageFile("WEBP"); !plain.isEmpty())
-        QTest::newRow("WebP without metadata") << plain;
+    QTest::newRow("WebP with more than it states") << richFile("extended.webp") + "trailer";
+    // Qt may be unable to write them.
+    for (const int quality : {80, 100}) {
+        if (const QByteArray plain
+            = RKTestPictures::encoded(RKTestPictures::quadrants({300, 200}), "webp", quality);
+            !plain.isEmpty())
+            QTest::addRow("WebP without metadata, quality %d", quality) << plain;
+    }
 }
 
 QByteArray jpegSegment(char marker, const QByteArray& data)
@@ -167,8 +172,10 @@ private Q_SLOTS:
             QVERIFY(setBlock(changed, block(before)));
             QCOMPARE(block(changed), block(before));
             QCOMPARE(RKImageFileParts::firstDifference(before, changed, {content}), QString());
-            // Readers must find the picture.
+            // Readers must find the picture, and the profile before it.
             QCOMPARE(open(after.skeleton())->pixelWidth(), open(file)->pixelWidth());
+            if (content == Content::Icc && file.startsWith("RIFF"))
+                QVERIFY(after.file().indexOf("ICCP") < after.file().lastIndexOf("VP8"));
         }
     }
 
@@ -199,7 +206,10 @@ private Q_SLOTS:
         source->bytes = QByteArray("\xff\xd8\xff\xe1\xff\xff") + QByteArray(70000, 'x');
         source->end = source->bytes.size();
         QVERIFY(RKImageFileParts(source).hasReadError());
-        for (const QByteArray& other : {QByteArray(), imageFile("BMP")}) {
+        const QByteArray segment = "\xff\xe1\xff\xff" + QByteArray(65533, 'x');
+        for (const QByteArray& other :
+            {QByteArray(), imageFile("BMP"), QByteArray("\xff\xd8" + segment + segment.chopped(9))})
+        {
             QVERIFY(!RKImageFileParts(other).hasReadError());
             QVERIFY(!RKImageFileParts(other).isValid());
         }
@@ -289,8 +299,11 @@ private Q_SLOTS:
         const auto little
             = [](auto number) { return RKByteReader::bytesOf(number, QSysInfo::LittleEndian); };
         const QByteArray list = QByteArray("MPF\0II*\0\x8\0\0\0", 12)
-            + RKTestTiff::directory(
-                8, {{0xb002, RKTestTiff::kLong, {0, 9, 0, 0, 0, 9, 0x1234, 0}}});
+            + RKTestTiff::directory(8,
+                {{0xb002,
+                    RKTestTiff::kShort,
+                    {0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0x1234, 0, 0, 0, 0, 0, 9, 0, 0x5678}}})
+            + "cut";
         const QByteArray profile = QByteArray("ICC_PROFILE\0\1\1", 14) + "profile";
         const QByteArray file
             = jpegOf(jpegSegment('\xe2', list) + jpegSegment('\xe2', profile)) + "second";
@@ -298,7 +311,9 @@ private Q_SLOTS:
         QVERIFY(parts.setIccProfile("another profile"));
         const QByteArray changed = parts.file();
         QCOMPARE(changed.size(), file.size() + 8);
-        QVERIFY(changed.contains(little(quint32(0x123c))));
+        QVERIFY(changed.contains(little(quint32(0x123c)))
+            && changed.contains("\x78\x56"
+                                "cut"));
         const RKImageFileParts after(changed);
         QCOMPARE(RKImageFileParts::firstDifference(RKImageFileParts(file), after, {Content::Icc}),
             QString());
@@ -336,7 +351,8 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, file);
         const qsizetype step = qMax<qsizetype>(1, file.size() / 500);
-        for (qsizetype size = 0; size <= file.size(); size += size < 300 ? 1 : step) {
+        const auto isClose = [&](qsizetype size) { return size < 300 || size > file.size() - 20; };
+        for (qsizetype size = 0; size <= file.size(); size += isClose(size) ? 1 : step) {
             for (const int value : {-1, 0x00, 0x7f, 0xff}) {
                 QByteArray damaged = value < 0 ? file.left(size) : file;
                 if (value >= 0 && size < file.size())

@@ -225,6 +225,9 @@ private Q_SLOTS:
         QCOMPARE(RKTiffComparison::differences(written, *skeleton, {}), pixels);
         // Bytes that are held on one side only are not known to be the same.
         QVERIFY(!RKTiffComparison::differences(file, *skeleton, {}).isEmpty());
+        // A value beyond the end is the same where its place is.
+        const QByteArray beyond = tiff(1, entry(0x8000, 4, 3, 0x7fffffff));
+        QCOMPARE(RKTiffComparison::differences(beyond, beyond, {}), QStringList());
         // A directory that nobody has read.
         RKSparseBytes lost = *skeleton;
         lost.overwrite(lost.size() - 4, number(quint32(hole.start) + 10));

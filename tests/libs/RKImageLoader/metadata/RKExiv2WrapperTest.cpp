@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/files/RKHeifProfile_p.h"
 #include "RKImageLoader/files/RKImageFileParts_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "support/RKMetadataFixtures.h"
@@ -85,6 +86,10 @@ private Q_SLOTS:
             image.xmpData()["Xmp.xmp.Rating"] = std::string("4");
             RKExiv2Compat::setIccProfile(image, profile);
         };
+        QVERIFY(RKHeifProfile(QByteArray(boxes).replace("prof", "nclx")).profile().isEmpty());
+        const QByteArray ofMovie
+            = RKByteReader::bytesOf(quint32(boxes.size() + 8)) + "moov" + boxes;
+        QCOMPARE(RKHeifProfile(ofMovie).profile(), profile);
         const auto size = quint32(profile.size());
         for (const quint32 wrong : {size - 2, size + 2}) {
             const auto damaged = [&](QByteArray file) {

@@ -135,7 +135,6 @@ private Q_SLOTS:
             QVERIFY(wrapper.save(QFileInfo(path)));
             const RKExiv2Wrapper saved{QFileInfo(path)};
             const QStringList keys = saved.allData().keys();
-            qInfo() << format << keys.filter(u"GPS"_s);
             QCOMPARE(keys.filter(u"GPS"_s), QStringList());
             QCOMPARE(keys.filter(u"City"_s).size(), 1);
             QCOMPARE(saved.read(Field::author), u"artist"_s);
@@ -267,6 +266,19 @@ private Q_SLOTS:
         QCOMPARE(found, expected);
     }
 
+    void theLastDataSetTakesItsTagAlong()
+    {
+        QBuffer buffer;
+        buffer.setData(withMetadata(imageFile("TIFF"), [](Exiv2::Image& image) {
+            image.iptcData()["Iptc.Application2.Keywords"] = std::string("a");
+        }));
+        RKExiv2Wrapper wrapper(buffer.data());
+        QVERIFY(wrapper.allData().contains(u"Exif.Image.IPTCNAA"_s));
+        wrapper.setKeywords({});
+        QVERIFY(wrapper.save(&buffer));
+        QVERIFY(!RKExiv2Wrapper(buffer.data()).allData().contains(u"Exif.Image.IPTCNAA"_s));
+    }
+
     void iptcInSeveralPlacesIsReadAndChangedThere()
     {
         const auto set = [](int number, const QByteArray& text) -> QByteArray {
@@ -304,6 +316,11 @@ private Q_SLOTS:
         QVERIFY(wrapper.save(&buffer));
         QCOMPARE(RKImageFileParts(buffer.data()).parts(RKImageFileParts::Content::Iptc),
             RKImageFileParts(fileOf("Boris", "new")).parts(RKImageFileParts::Content::Iptc));
+        // Other letters come with the mark of their encoding.
+        wrapper.write(Field::author, u"Zoë"_s);
+        QVERIFY(wrapper.save(&buffer));
+        QCOMPARE(RKExiv2Wrapper(buffer.data()).read(Field::author), u"Zoë"_s);
+        QVERIFY(RKImageFileParts(buffer.data()).iptcBlocks().constFirst().contains("\x1b%G"));
 
         RKImageFileParts single(imageFile("JPG"));
         single.replace(RKImageFileParts::Content::Iptc,
@@ -345,6 +362,7 @@ private Q_SLOTS:
         QCOMPARE(buffer.data(), saved);
         QTest::ignoreMessage(QtWarningMsg, leftAlone);
         wrapper.setAdobeRating(kNewRating);
+        wrapper.setImageOrientation(ORIENTATION_RIGHT_TOP);
         QVERIFY(wrapper.save(&buffer));
         QCOMPARE(RKExiv2Wrapper(buffer.data()).adobeRating(), kNewRating);
     }

@@ -43,6 +43,7 @@ private Q_SLOTS:
             };
             exif["Exif.Image.Artist"] = text("artist");
             exif["Exif.Photo.LensModel"] = text("lensname");
+            exif["Exif.Thumbnail.Software"] = text("reducer");
             iptc["Iptc.Application2.City"] = text("cityname");
             iptc["Iptc.Application2.Headline"] = text("headline");
             xmp["Xmp.dc.source"] = text("original");
@@ -70,7 +71,8 @@ private Q_SLOTS:
 
         QVERIFY(!proof.loss(contentOf(file)).isEmpty());
         for (const char* text :
-            {"artist", "lensname", "cityname", "headline", "original", "labelled"}) {
+            {"artist", "lensname", "reducer", "cityname", "headline", "original", "labelled"})
+        {
             QByteArray damaged = saved;
             damaged.replace(text, QByteArray(text).toUpper());
             QCOMPARE(damaged == saved, changed == text);
