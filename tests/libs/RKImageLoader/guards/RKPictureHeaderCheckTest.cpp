@@ -1,4 +1,5 @@
 #include "RKImageLoader/guards/RKImageLimits_p.h"
+#include "RKImageLoader/guards/RKMngLoops_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestTiff.h"
@@ -198,6 +199,15 @@ private Q_SLOTS:
                  {jpeg(0xc1, 1, 3), 5940},
                  {bmp(99, 10, 8), 990}})
             QCOMPARE(Check::wholeBytes(header, {99, 10}), qint64(held));
+    }
+
+    // libmng clears the canvas for each.
+    void layersOnHugeCanvasesAreLeftOut()
+    {
+        for (const char* type : {"IHDR", "JHDR", "DHDR", "BASI", "FRAM", "SHOW", "CLON", "PAST"}) {
+            const QByteArray file = mng("MHDR", 1 << 20, 1 << 20) + bigEndian(0) + type + "crc!";
+            QVERIFY2(!RKMngLoops::removed(file).contains(type), type);
+        }
     }
 
     void cutHeadersAreNoCrash()

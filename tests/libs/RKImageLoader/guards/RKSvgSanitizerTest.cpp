@@ -291,6 +291,7 @@ private Q_SLOTS:
             {zigzag(500), true},
             {zigzag(20'000), false},
             {map.repeated(1000), true},
+            {"<linearGradient>" + times("<stop/>", 100) + "</linearGradient>", true},
             {"<path d='M0 30h60' stroke='#000' stroke-dasharray='.00001 .00001'/>", false},
             {QByteArray("<text y='50' font-size='9'>Text</text>").repeated(30), true},
             {QByteArray("<text y='50' font-size='60'>WWWW</text>").repeated(2000), false},
@@ -361,6 +362,11 @@ private Q_SLOTS:
             5,
             {},
             "</defs></svg>");
+        // 1 for each element, and that of all that is drawn: half a million.
+        limit("elements that draw each other too often",
+            kHead + "<g id='a'>" + times("<g/>", 998) + "</g>",
+            "<use xlink:href='#a'/>",
+            499);
         // A chain of 50000 overflows the stack of Qt's renderer. The other reference and the other
         // identifier must not hide it.
         limit("elements that draw each other too often",

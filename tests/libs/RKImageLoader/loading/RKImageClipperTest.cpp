@@ -57,6 +57,7 @@ private Q_SLOTS:
             // The configured share of the height.
             {{1500, 400}, 300, {3000, 1000}, true, false, {1500, 500}},
             {{60000, 30000}, 254, {3000, 2000}, false, false, {32767, 16383.5}},
+            {{600, 1.5}, 254, {1200, 2}, false, false, {600, 1.5}},
             // Requests without sense.
             {{1500, 1000}, 0, {3000, 2000}, true, false, {3000, 2000}},
             {{0, 500}, 300, {3000, 2000}, true, true, {3000, 2000}},

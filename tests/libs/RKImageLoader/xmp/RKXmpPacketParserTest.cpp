@@ -94,7 +94,8 @@ private Q_SLOTS:
         // 200 000 levels took minutes and would have overflowed the stack on a small one.
         const auto nested
             = [](int depth) { return repeated("<a>", depth) + repeated("</a>", depth); };
-        const auto flat = [](int count) { return "<r>" + repeated("<a b=\"\"/>", count) + "</r>"; };
+        const auto flat
+            = [](int count) { return "<r b=''>" + repeated("<a b=\"\"/>", count) + "</r>"; };
         const auto attributes = [](int count, const std::string& value) {
             std::string packet = "<r><b";
             for (int i = 0; i < count; ++i)
