@@ -7,7 +7,6 @@
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/loading/RKVideoLoader.h"
-#include "RKImageLoader/video/RKVideoDecoderRegistry.h"
 #include "Result.h"
 
 #include <QFileInfo>
@@ -59,8 +58,6 @@ RKMediaError videoError(const RKMediaDescriptor& video, bool isEveryFrame)
         error = frameError(video, frame);
     if (!error.isError() && last % step != 0)
         error = frameError(video, last);
-    // Each file is met once, and an open one would count among those that are kept.
-    RKVideoDecoderRegistry::instance()->freeResource(video);
     return error;
 }
 
@@ -100,6 +97,7 @@ int check(CheckArguments& arguments)
             : pictureError(descriptor);
         failures += error.isError();
         report(files[i], error);
+        files[i].release();
         progress.step();
     });
     return Output::finish(qsizetype(files.size()), failures);

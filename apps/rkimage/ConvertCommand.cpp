@@ -384,6 +384,7 @@ int convertFiles(ConvertArguments& arguments)
     ProgressBar progress(qint64(files.size()));
     runInParallel(files.size(), arguments.jobs, [&](size_t i) {
         failures += conversion.convert(files[i], int(i) + 1).report() != Output::AllDone;
+        files[i].release();
         progress.step();
     });
     return Output::finish(qsizetype(files.size()), failures);

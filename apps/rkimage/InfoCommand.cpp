@@ -301,9 +301,7 @@ int describeFiles(InfoArguments& arguments)
             printRow(file, result.toJson(), fields);
         else if (Output::isText() && medium.isKnown)
             printCard(file, medium, extent, std::exchange(isFirst, false));
-        // Nobody asks for a file again, and thousands would fill the memory.
-        RKImageLoader::instance()->clearMetaDataCache();
-        RKVideoDecoderRegistry::instance()->freeResource(RKMediaDescriptor(QFileInfo(file.path)));
+        file.release();
     });
     return arguments.files.finish(failures);
 }

@@ -4,6 +4,7 @@
 #include "Output.h"
 #include "ProgressBar.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
+#include "RKImageLoader/video/RKVideoDecoderRegistry.h"
 #include "Result.h"
 #include "StandardInput.h"
 #include "TemporaryFolder.h"
@@ -64,6 +65,14 @@ QString InputFile::stem() const
     return StandardInput::isMeant(name.toStdString())
         ? QString::fromLatin1(StandardInput::kStem)
         : QFileInfo(QFile::decodeName(name)).completeBaseName();
+}
+
+void InputFile::release() const
+{
+    const RKMediaDescriptor descriptor{QFileInfo(path)};
+    RKMediaLoader::instance()->invalidateMetaData(descriptor);
+    if (descriptor.mediaFormat().isVideo())
+        RKVideoDecoderRegistry::instance()->freeResource(descriptor);
 }
 
 CLI::Option* addInput(

@@ -26,6 +26,9 @@ struct InputFile
     /// What names of results begin with: the name without folder and extension.
     QString stem() const;
 
+    /// Frees what the library keeps of the file: that of thousands would fill the memory.
+    void release() const;
+
     /// The bytes that name it, as they were given or found; for messages and results.
     QByteArray name;
     /// How Qt opens it: the same unless the name isn't in the system's encoding.

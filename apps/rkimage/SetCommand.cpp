@@ -404,6 +404,7 @@ int changeFiles(InputFiles& files, const MetaDataChanges& changes)
     int failures = 0;
     files.forEach([&](const InputFile& file) {
         failures += changeFile(file, changes).report() != Output::AllDone;
+        file.release();
     });
     return files.finish(failures);
 }

@@ -100,6 +100,7 @@ int makeSheet(SheetArguments& arguments)
     ProgressBar progress(qint64(files.size()));
     runInParallel(files.size(), arguments.jobs, [&](size_t i) {
         places[i] = SheetEntry::of(files[i], arguments.side);
+        files[i].release();
         progress.step();
     });
     if (Interruption::isRequested())

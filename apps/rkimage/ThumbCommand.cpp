@@ -213,6 +213,7 @@ int makeThumbnails(ThumbArguments& arguments)
     runInParallel(files.size(), arguments.jobs, [&](size_t i) {
         const Outcome outcome
             = arguments.isShared ? makeShared(files[i], arguments.side) : folder.make(files[i], i);
+        files[i].release();
         const std::lock_guard lock(mutex);
         made += !outcome.thumbnail.isEmpty() && !outcome.isCurrent;
         current += outcome.isCurrent;
