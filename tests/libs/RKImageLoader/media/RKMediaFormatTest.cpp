@@ -110,7 +110,9 @@ private Q_SLOTS:
             "*.svgz.icloud"_s);
         const QString entry = u"JPEG - Joint Photographics Experts Group (Bitmap) (*.jpg *.jpeg)"_s;
         QCOMPARE(RKMediaFormat(MEDIA_FORMAT_JPG).fileExtensionFilterEntry(), entry);
-        QCOMPARE(list.createFileFilterString().section(u";;"_s, 0, 0), entry);
+        QCOMPARE(list.createFileFilterString().section(u";;"_s, 0, 1),
+            entry
+                + u";;SVG - Scalable Vector Graphics (Vektorformat mit Transparenzen) (*.svg *.svgz)");
         QVERIFY(list.formatByExtensionFilter(entry) == MEDIA_FORMAT_JPG);
     }
 
