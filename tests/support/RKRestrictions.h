@@ -32,14 +32,13 @@ class LittleMemory
     Q_DISABLE_COPY_MOVE(LittleMemory)
 
 public:
-    LittleMemory()
+    explicit LittleMemory(rlim_t rest = 4 << 20)
     {
         ::getrlimit(RLIMIT_AS, &m_before);
         QFile status(QStringLiteral("/proc/self/statm"));
         const rlim_t pages
             = status.open(QIODevice::ReadOnly) ? status.readAll().split(' ')[0].toULongLong() : 0;
-        constexpr rlim_t kRest = 4 << 20;
-        const rlim_t size = pages * rlim_t(::sysconf(_SC_PAGESIZE)) + kRest;
+        const rlim_t size = pages * rlim_t(::sysconf(_SC_PAGESIZE)) + rest;
         const rlimit limit{size, m_before.rlim_max};
         m_isSet = pages > 0 && ::setrlimit(RLIMIT_AS, &limit) == 0;
     }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "RKImageLoader/media/RKLoadContext.h"
+#include "RKImageLoader/media/RKMemoryShortage_p.h"
 #include "RKImageLoader/media/RKPoolThreads_p.h"
 
 #include <QSize>
 
-#include <algorithm>
 #include <new>
 
 /// Memory that the system doesn't give.
@@ -36,16 +36,6 @@ auto stored(RKMediaError* error, const Work& work) -> decltype(work())
     if (error)
         *error = RKMediaError(RKMediaErrorCode::OutOfMemory);
     return {};
-}
-
-/// Whether the system refuses so much memory now.
-inline bool isShortOf(qint64 bytes)
-{
-    // A header that promises more than any machine has is damage; sanitizers end the process, too.
-    constexpr qint64 kMaxTried = 1 << 30;
-    void* const room = ::operator new(size_t(std::min(bytes, kMaxTried)), std::nothrow);
-    ::operator delete(room);
-    return !room;
 }
 
 /// Whether a picture of that size has failed for want of memory, as far as that can be told

@@ -153,6 +153,11 @@ bool RKFfmpegBridge::isCancelled() const
     return m_cancellation.isCancelled();
 }
 
+bool RKFfmpegBridge::isShortOfMemory() const
+{
+    return m_frames && m_frames->isShortOfMemory();
+}
+
 /// The open file's facts; null if there is none.
 std::shared_ptr<const RKVideoFacts> RKFfmpegBridge::facts() const
 {
@@ -203,7 +208,10 @@ RKMediaError RKFfmpegBridge::reasonForNoFrame(long long frameNumber)
         return openError();
     if (isTooLarge(effectiveVideoSize()))
         return RKMediaError(RKMediaErrorCode::TooLarge);
-    const long long last = lastFrameNumber();
+    // The search for the last frame may run out of memory, too.
+    const long long last = isShortOfMemory() ? -1 : lastFrameNumber();
+    if (isShortOfMemory())
+        return RKMediaError(RKMediaErrorCode::OutOfMemory);
     if (last < 0) {
         return RKMediaError(
             RKMediaErrorCode::Damaged, RKErrorText::tr("No frame of the video can be decoded."));

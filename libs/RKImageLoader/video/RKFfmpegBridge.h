@@ -165,6 +165,8 @@ protected:
     /// Whether what is being decoded has been cancelled, so that its frame is missing for no other
     /// reason and the file may be anywhere.
     bool isCancelled() const;
+    /// Whether the last search has failed for want of memory; the file may be anywhere, too.
+    bool isShortOfMemory() const;
     /// The timestamp of the last frame decoded; 0 before the first one.
     long long lastTimestamp() const;
     /// Whether the current image lasts for several frame numbers and so is also the one to show at

@@ -57,7 +57,7 @@ QImage RKFfmpegBridgeLame::justDecodeThisFrame(long long frameNumber)
         setLastFrameOkay(false);
     QImage image = isCurrent || decodeSeekFrame(timestamp) ? getFrame() : QImage();
     m_lastTimestamp = lastTimestamp();
-    if (isCancelled()) {
+    if (isCancelled() || isShortOfMemory()) {
         // The next one begins anew.
         m_lastFrame = std::numeric_limits<long long>::max();
         return {};

@@ -60,7 +60,7 @@ std::unique_ptr<RKFfmpegFile> RKFfmpegFile::open(
     const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation)
 {
     std::unique_ptr<RKFfmpegFile> file(new RKFfmpegFile(path, cancellation));
-    if (!file->openFormat() || !file->openCodec(failure))
+    if (!file->openFormat(failure) || !file->openCodec(failure))
         return {};
     file->repairTimeBase();
     file->readFacts();
@@ -97,7 +97,7 @@ int RKFfmpegFile::mustStop(void* file)
     return self->m_isInterrupted || self->m_openDeadline.hasExpired() ? 1 : 0;
 }
 
-bool RKFfmpegFile::openFormat()
+bool RKFfmpegFile::openFormat(RKVideoFailure* failure)
 {
     // A named pipe would block for ever.
     if (!QFileInfo(m_facts.path).isFile())
@@ -110,7 +110,7 @@ bool RKFfmpegFile::openFormat()
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     av_dict_set(&options, "format_whitelist", kContainers, 0);
-    const int opened
+    int opened
         = avformat_open_input(&context, m_facts.path.toUtf8().constData(), nullptr, &options);
     av_dict_free(&options);
     // A failure has freed the context and made it null.
@@ -119,11 +119,13 @@ bool RKFfmpegFile::openFormat()
         if (avformat_index_get_entries_count(context->streams[i]) > 0)
             m_hasStoredIndex = true;
     }
-    // What was found up to an interruption would pass for all there is.
-    const bool isOpen
-        = opened >= 0 && avformat_find_stream_info(context, nullptr) >= 0 && !m_isInterrupted;
+    if (opened >= 0)
+        opened = avformat_find_stream_info(context, nullptr);
     m_openDeadline = QDeadlineTimer(QDeadlineTimer::Forever);
-    return isOpen;
+    if (opened == AVERROR(ENOMEM))
+        *failure = RKVideoFailure::OutOfMemory;
+    // What was found up to an interruption would pass for all there is.
+    return opened >= 0 && !m_isInterrupted;
 }
 
 bool RKFfmpegFile::openCodec(RKVideoFailure* failure)

@@ -88,7 +88,7 @@ private:
 
     static int mustStop(void* file);
 
-    bool openFormat();
+    bool openFormat(RKVideoFailure* failure);
     bool openCodec(RKVideoFailure* failure);
     void repairTimeBase();
     void readFacts();

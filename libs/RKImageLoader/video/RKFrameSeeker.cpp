@@ -1,3 +1,4 @@
+#include "RKImageLoader/media/RKMemoryShortage_p.h"
 #include "RKImageLoader/video/RKFfmpegLog_p.h"
 #include "RKImageLoader/video/RKFrameSeeker_p.h"
 #include "RKImageLoader/video/RKRgbScaling_p.h"
@@ -75,6 +76,24 @@ bool RKFrameSeeker::isInterrupted() const
     return m_file->isInterrupted();
 }
 
+bool RKFrameSeeker::isShortOfMemory() const
+{
+    return m_isShortOfMemory;
+}
+
+/// Decoders leave out pictures, or parts of them, that they have no memory for, and call that
+/// damage or nothing at all: what comes after would be taken for the frame wanted.
+void RKFrameSeeker::noteFailure(int error)
+{
+    m_isShortOfMemory |= error == AVERROR(ENOMEM) || RKMemory::isShortOf(facts().estimatedBytes);
+}
+
+/// Whether a search ends without an answer.
+bool RKFrameSeeker::isGivenUp() const
+{
+    return m_file->isCancelled() || m_isShortOfMemory;
+}
+
 const RKVideoFacts& RKFrameSeeker::facts() const
 {
     return m_file->facts();
@@ -119,6 +138,7 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
 {
     if (frameNumber < 0)
         return false;
+    m_isShortOfMemory = false;
     const long long timestamp = timestampAt(ticksSinceStart(frameNumber));
     if (timestamp >= m_missingFrom) {
         setLastFrameOkay(false);
@@ -127,7 +147,7 @@ bool RKFrameSeeker::seekFrame(long long frameNumber)
     if (m_leavingOut == LeavingOut::NotNow && timestamp <= m_file->endOfData())
         m_leavingOut = LeavingOut::Possible;
     bool isFound = findFrame(timestamp);
-    if (std::exchange(m_isDoubtful, false) && !m_file->isCancelled()) {
+    if (std::exchange(m_isDoubtful, false) && !isGivenUp()) {
         qCDebug(rkFfmpeg) << "all frames are decoded from now on in" << facts().path;
         m_leavingOut = LeavingOut::Never;
         m_lastFrameOkay = false;
@@ -150,7 +170,7 @@ bool RKFrameSeeker::findFrame(long long timestamp)
         return false;
     }
     const bool isFound = decodeFromHere(timestamp);
-    const bool isMissed = isBeforeFirstFrame(timestamp) && !m_file->isCancelled();
+    const bool isMissed = isBeforeFirstFrame(timestamp) && !isGivenUp();
     return isMissed ? seekFurtherBack(timestamp) : isFound;
 }
 
@@ -238,7 +258,7 @@ bool RKFrameSeeker::seekFurtherBack(long long timestamp)
         if (!seek(kNoTimestamp, earlier, AVSEEK_FLAG_BACKWARD))
             continue;
         const bool isFound = decodeFromHere(timestamp);
-        if (!isBeforeFirstFrame(timestamp) || m_file->isCancelled())
+        if (!isBeforeFirstFrame(timestamp) || isGivenUp())
             return isFound;
         if (seconds >= kMaxSecondsOfGroup)
             m_areKeyFramesMarked = false;
@@ -262,7 +282,7 @@ bool RKFrameSeeker::decodeFromHere(long long timestamp)
 /// decoding; decoders would go through all that they can't show. False if it is too late.
 bool RKFrameSeeker::readToKeyFrame(long long latest)
 {
-    while (readPacket() && timeOfPacket() <= latest && !m_file->isCancelled()) {
+    while (readPacket() && timeOfPacket() <= latest && !isGivenUp()) {
         if (m_packet->flags & AV_PKT_FLAG_KEY) {
             m_hasPacket = m_packet->pts == AV_NOPTS_VALUE || m_packet->pts <= latest;
             return m_hasPacket;
@@ -278,7 +298,10 @@ bool RKFrameSeeker::readPacket()
         return true;
     do {
         av_packet_unref(m_packet.get());
-        if (av_read_frame(&m_file->format(), m_packet.get()) < 0)
+        const int read = av_read_frame(&m_file->format(), m_packet.get());
+        if (read < 0 && read != AVERROR_EOF)
+            noteFailure(read);
+        if (read < 0)
             return false;
     } while (m_packet->stream_index != m_file->stream()->index);
     return true;
@@ -289,16 +312,19 @@ bool RKFrameSeeker::decodeSeekFrame(long long timestamp)
     if (timestamp != kAnyTimestamp && m_lastFrameOkay && m_lower <= timestamp
         && timestamp <= m_upper)
         return true;
+    m_isShortOfMemory = false;
     bool done = false;
     bool gotImage = false;
     bool isGoingOn = true;
     while (isGoingOn && !done) {
         const bool hasPacket = readPacket();
         // Not the end of the file. The next search begins with a seek, since there is no frame.
-        if (m_file->isCancelled())
+        if (isGivenUp())
             break;
         if (!hasPacket) {
             drain(timestamp, &done, &gotImage);
+            if (isGivenUp())
+                break;
             // What was left out may be the last frame.
             if (m_leftOutUpTo == kNoTimestamp)
                 rememberEnd(timestamp, done);
@@ -359,6 +385,7 @@ bool RKFrameSeeker::decodePacket(long long timestamp, bool* done, bool* gotImage
     }
     if (sent < 0) {
         log("send packet failed");
+        noteFailure(sent);
         m_isDoubtful |= m_leftOutUpTo != kNoTimestamp;
         return canGoOnAfter(sent);
     }
@@ -398,11 +425,16 @@ int RKFrameSeeker::receiveFrames(long long timestamp, bool* done, bool* gotImage
             return 0;
         if (received < 0) {
             log("error during decoding");
+            noteFailure(received);
             m_isDoubtful |= m_leftOutUpTo != kNoTimestamp;
             return received;
         }
         // Concealing takes up what was decoded before, whether it was needed or not.
         m_isDoubtful |= m_leftOutUpTo != kNoTimestamp && m_frame->decode_error_flags != 0;
+        if (m_frame->decode_error_flags != 0)
+            noteFailure(0);
+        if (m_isShortOfMemory)
+            return AVERROR(ENOMEM);
         if (!isDecodable())
             continue;
         const bool isBefore = isBeforeSettled(*m_frame);
@@ -417,6 +449,8 @@ int RKFrameSeeker::receiveFrames(long long timestamp, bool* done, bool* gotImage
         if (timestamp == kAnyTimestamp || time >= timestamp) {
             *gotImage = decodeCurrentImage();
             *done = true;
+            if (!*gotImage)
+                noteFailure(0);
         }
         av_frame_unref(m_frame.get());
     }

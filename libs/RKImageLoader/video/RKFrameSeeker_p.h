@@ -17,6 +17,7 @@ public:
 
     void setCancellation(const RKCancellation& cancellation) override;
     bool isInterrupted() const override;
+    bool isShortOfMemory() const override;
 
     const RKVideoFacts& facts() const override;
     const AVStream* stream() const override;
@@ -43,6 +44,8 @@ private:
     RKFfmpeg::Handle<AVFrame> createAVFrameRGB(int width, int height) const;
     void log(const char* message) const;
 
+    void noteFailure(int error);
+    bool isGivenUp() const;
     bool leadsSoonTo(long long timestamp) const;
     bool seek(long long lowest, long long target, int flags);
     bool isBeforeFirstFrame(long long timestamp) const;
@@ -97,6 +100,7 @@ private:
     long long m_leftOutUpTo = kNoTimestamp;
     // Whether the search may have gone wrong because of that.
     bool m_isDoubtful = false;
+    bool m_isShortOfMemory = false;
     // Whether the container tells which packets are key frames.
     bool m_areKeyFramesMarked = true;
     QImage m_image;

@@ -93,7 +93,9 @@ QImage RKVideoDecoderFfmpeg::decode(
         return {};
     QImage image = opened->decodeFrame(frameIndex(descriptor).frame(), context);
     // The middle of a video of one frame is its second one, and lengths and rates may lie.
-    if (image.isNull() && !context.isCancelled() && !descriptor.frameIndex().isValid())
+    if (image.isNull() && !context.isCancelled()
+        && context.error().code() != RKMediaErrorCode::OutOfMemory
+        && !descriptor.frameIndex().isValid())
         image = opened->decodeFrame(0, context);
     if (image.isNull() || wanted.width() < 0 || wanted.height() < 0)
         return image;

@@ -41,6 +41,8 @@ public:
     virtual void setCancellation(const RKCancellation& cancellation) = 0;
     /// Reading was stopped in the middle, so that the file has to be opened anew.
     virtual bool isInterrupted() const = 0;
+    /// The last search has failed for want of memory; what it says of frames is worth nothing.
+    virtual bool isShortOfMemory() const = 0;
 
     virtual const RKVideoFacts& facts() const = 0;
     virtual const AVStream* stream() const = 0;

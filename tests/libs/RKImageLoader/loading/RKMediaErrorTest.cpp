@@ -324,6 +324,32 @@ private Q_SLOTS:
         QCOMPARE(read(path("large.bmp")), before);
     }
 
+    /// FFmpeg leaves out pictures that it has no memory for: another one must not stand in.
+    void memoryRunsOutInAVideo()
+    {
+        const RKMediaLoader& loader = *RKMediaLoader::instance();
+        if (RKTimeLimit::kSanitizerFactor > 1 || !RKTestClips::canEncode()
+            || !loader.supportsMediaFormat(MEDIA_FORMAT_MP4))
+            QSKIP("nothing to decode, or the sanitizer takes all memory for itself");
+        const RKMediaDescriptor clip{QFileInfo(RKTestClips::make(
+            {.name = "large.mp4",
+                .options = "-preset ultrafast -bf 3 -vf scale=3840:2160:flags=neighbor",
+                .frames = 20},
+            m_folder.path()))};
+        QVERIFY(loader.size(clip).isValid());
+        // At the first no frame can be decoded, at the last some can.
+        for (const rlim_t mebibytes : {16, 28, 40, 52}) {
+            const LittleMemory memory(mebibytes << 20);
+            if (!memory.isSet())
+                QSKIP("the memory can't be limited");
+            RKMediaError error;
+            const int shown
+                = RKTestClips::number(loader.drawable(clip, {}, RKImageOption(), &error).image());
+            QVERIFY2(shown == 10 || (shown == -1 && error.code() == Code::OutOfMemory),
+                qPrintable(u"%1 MiB: frame %2, %3"_s.arg(mebibytes).arg(shown).arg(error.text())));
+        }
+    }
+
     void mostTellingReasonWins()
     {
         const RKCancellation cancellation = RKCancellation::create();
