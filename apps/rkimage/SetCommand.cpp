@@ -371,8 +371,11 @@ void tryOut(const InputFile& file, const MetaDataChanges& changes, Result& resul
     RKMediaError error;
     if (result.isDone() && !RKImageLoader::instance()->save(descriptor, metaData, &error))
         result.fail(error);
+    const RKMetaData after{QFileInfo(copy)};
+    if (result.isDone() && after.readFailure().isError())
+        result.fail(after.readFailure());
     if (result.isDone()) {
-        const QJsonArray changed = changesBetween(before, RKMetaData(QFileInfo(copy)));
+        const QJsonArray changed = changesBetween(before, after);
         result.insert(QStringLiteral("changes"), changed);
         printChanges(file.name, changed);
     }
