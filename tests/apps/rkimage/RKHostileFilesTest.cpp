@@ -99,12 +99,6 @@ QByteArray fixture(const QString& name)
     return bytes;
 }
 
-QByteArray inlinePicture(const QByteArray& type, const QByteArray& data)
-{
-    return "<image id='i' width='400' height='400' xlink:href='data:image/" + type + ";base64,"
-        + data.toBase64() + "'/>";
-}
-
 // A picture whose Exif block has another file for a thumbnail (Exif 2.32, 4.5.4).
 QByteArray withThumbnail(const QByteArray& thumbnail)
 {
@@ -144,7 +138,6 @@ RKProcessCost::Result runCheaply(const QStringList& arguments, const QTemporaryD
 constexpr const char* kClaims = "more than the file can hold";
 constexpr const char* kCutOff = "The file ends before its picture does";
 constexpr const char* kReduce = "Making the picture smaller takes too much memory or time";
-constexpr const char* kPainting = "takes too long to paint";
 constexpr const char* kDrawing = "elements that draw each other too often";
 constexpr const char* kMemory = "too much memory for its length";
 constexpr const char* kNoFailure = nullptr;
@@ -185,7 +178,7 @@ private Q_SLOTS:
         committed("inline-long-chunk.svg", kNoFailure);
         committed("inline-deflate.svg", kNoFailure);
         committed("inline-drawing-16000.svg", "too many pixels in the pictures inside it");
-        committed("entities.svg", kPainting);
+        committed("entities.svg", "takes too long to paint");
         committed("list-items.xmp.gz", "The format is not supported");
 
         for (const char* type : {"zTXt", "iTXt", "sPLT", "pCAL", "sCAL", "abCD"})
@@ -228,24 +221,6 @@ private Q_SLOTS:
         row("drawing as a thumbnail", "jpg", withThumbnail(fixture(u"entities.svg"_s)), kNoFailure);
         row("huge thumbnail", "jpg", withThumbnail(png(6000, 1, 0)), kNoFailure);
 
-        row("uses",
-            "svg",
-            svg(inlinePicture("png", png(4000, 1, 0))
-                + QByteArray("<use xlink:href='#i'/>").repeated(3000)),
-            kPainting);
-        QByteArray rules;
-        QByteArray path = "M0 0";
-        for (int i = 0; i < 20'000; ++i) {
-            const QByteArray number = QByteArray::number(i);
-            rules += i < 2000 ? ".c" + number + ",.d" + number + "{fill:#000}" : QByteArray();
-            path += 'L' + QByteArray::number(i * 319 % 400) + ' '
-                + QByteArray::number(i * 329 % 400);
-        }
-        row("rules",
-            "svg",
-            svg("<style>" + rules + "</style>" + QByteArray("<rect class='c5'/>").repeated(8000)),
-            "too many style rules for its elements");
-        row("crossings", "svg", svg("<path d='" + path + "'/>"), kPainting);
         row("sections of text",
             "svg",
             svg("<text>" + QByteArray("<![CDATA[a]]>").repeated(40'000) + "</text>"),

@@ -52,15 +52,6 @@ private Q_SLOTS:
         QCOMPARE(number(decoder.decode(at(m_single, 1), QSize())), -1);
     }
 
-    void framesAreFittedIntoTheWantedSize()
-    {
-        const RKVideoDecoderFfmpeg decoder;
-        QCOMPARE(decoder.decode(at(m_clip), {88, 200}).size(), QSize(88, 72));
-        QCOMPARE(decoder.decode(at(m_clip), {352, 1000}).size(), QSize(352, 288));
-        QCOMPARE(decoder.decode(at(m_clip), {-1, 20}).size(), kSize);
-        QCOMPARE(number(decoder.decodeDrawable(at(m_clip, 3), {352, 288}).image()), 3);
-    }
-
     void metaDataTellOfTheFileAndTheFrame()
     {
         const RKVideoDecoderFfmpeg decoder;
