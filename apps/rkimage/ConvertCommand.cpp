@@ -261,16 +261,17 @@ public:
         // Apart from the picture: together, a marker of Adobe RGB would be lost always.
         if (keepsMetaData()) {
             conversion.finish = [&](const RKMediaDescriptor& to, RKMediaError* error) {
-                if (RKMediaLoader::instance()->save(to, metaData, error))
-                    return true;
-                if (m_options.metaData == ConvertOptions::MetaData::Keep || isOfTheSystem(*error))
-                    return false;
+                const bool mustKeep = m_options.metaData == ConvertOptions::MetaData::Keep;
+                bool isSaved = RKMediaLoader::instance()->save(to, metaData, error);
                 // Many mean something in their old place only; the manual says that they go.
-                if (error->code() == RKMediaErrorCode::WouldLose) {
+                if (!isSaved && !mustKeep && error->code() == RKMediaErrorCode::WouldLose) {
                     metaData.removeMakerNote();
-                    if (RKMediaLoader::instance()->save(to, metaData, error))
-                        return true;
+                    isSaved = RKMediaLoader::instance()->save(to, metaData, error);
                 }
+                if (isSaved)
+                    return true;
+                if (mustKeep || isOfTheSystem(*error))
+                    return false;
                 if (error->code() != RKMediaErrorCode::UnsupportedForWriting)
                     Output::warn(target, QStringLiteral("without metadata: ") + error->text());
                 return true;
