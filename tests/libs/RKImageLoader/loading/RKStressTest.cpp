@@ -176,8 +176,7 @@ private Q_SLOTS:
             }
             while (thread == kThreads && !end.hasExpired()) {
                 Usage second = Usage::now();
-                for (int moment = 0; moment < 10; ++moment) {
-                    QThread::msleep(100);
+                for (const QDeadlineTimer next(1000); !next.hasExpired(); QThread::msleep(100)) {
                     const Usage now = Usage::now();
                     // All the rest belongs to requests that are being answered.
                     second.allocated = qMin(second.allocated, now.allocated);
