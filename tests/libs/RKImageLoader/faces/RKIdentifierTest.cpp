@@ -10,6 +10,15 @@ class RKIdentifierTest : public RKQuietTest
 
 private Q_SLOTS:
 
+    void negativeIdentifiersAreInvalidButForReservedClusters()
+    {
+        for (const int id : {0, -1, -99, -100, -101, -200, -201, -300, -301}) {
+            const bool isReserved = id == -100 || id == -200 || id == -300;
+            QCOMPARE(RKClusterId(id).isValid(), id == 0 || isReserved);
+            QCOMPARE(RKFaceId(id).isValid(), id == 0);
+        }
+    }
+
     void clusterTravelsInAVariantUnderItsName()
     {
         const QVariant variant = RKClusterId(4).toVariant();
