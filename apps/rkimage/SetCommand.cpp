@@ -131,9 +131,9 @@ void setThumbnail(RKMetaData& metaData,
 
 void shiftDates(RKMetaData& metaData, qint64 seconds, Result& result)
 {
-    if (metaData.pictureTaken().isValid())
-        metaData.shiftDates(seconds);
-    else
+    const QDateTime before = metaData.pictureTaken();
+    metaData.shiftDates(seconds);
+    if (!before.isValid() || (seconds != 0 && metaData.pictureTaken() == before))
         result.refuse(QStringLiteral("nothing says when the picture was taken"));
 }
 
@@ -540,7 +540,7 @@ void addSetCommand(CLI::App& app, Command& command)
                   Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
     set->add_option("--shift-taken",
            arguments->shift,
-           "Move that date, and those of digitisation and of XMP where there are some: +H:M:S or -H:M:S")
+           "Move that date, and that of digitisation, wherever the file has them: +H:M:S or -H:M:S")
         ->type_name("+H:M:S")
         ->check(Arguments::checked(parseShift, "a shift looks like +1:30:00"))
         ->excludes(taken);

@@ -100,8 +100,8 @@ public:
     /// Stores the date and time that the value shows, in any time zone of the machine. The offset
     /// of a value that is not in local time is stored too; of a local one none is.
     void setPictureTaken(const QDateTime& dateTime);
-    /// Moves the date when the picture was taken by so many seconds of the clock, and with it those
-    /// of digitisation and of XMP: each place of Exif, XMP and IPTC that has one with a time.
+    /// Moves the dates when the picture was taken and when it was digitised by so many seconds of
+    /// the clock: each by itself, in each place of Exif, XMP and IPTC that has one with a time.
     /// Fractions of a second and offsets from UTC stay.
     void shiftDates(qint64 seconds);
 

@@ -349,29 +349,27 @@ void RKExiv2WrapperImpl::setPictureTaken(const QDateTime& dateTime)
 
 void RKExiv2WrapperImpl::shiftDates(qint64 seconds)
 {
-    if (const QDateTime taken = pictureTaken(); taken.isValid()) {
-        // What clocks show, also across a change to or from summer time.
-        RKWallTime::Moment moment = RKWallTime::fromDateTime(taken);
-        const QDateTime shifted = QDateTime(moment.date, moment.time, Qt::UTC).addSecs(seconds);
-        moment.date = shifted.date();
-        moment.time = shifted.time();
-        setPictureTaken(RKWallTime::toDateTime(moment));
-    }
     const QWriteLocker locker(&m_lock);
-    if (QString date = RKWallTime::shifted(m_exifData.readString(kDigitizedInExif), seconds);
-        !date.isEmpty())
-        m_exifData.setString(
-            kDigitizedInExif, date.replace(QLatin1Char('-'), QLatin1Char(':')).replace(u'T', u' '));
+    for (const char* key : {kDateInExif, kDigitizedInExif}) {
+        if (QString date = RKWallTime::shifted(m_exifData.readString(key), seconds);
+            !date.isEmpty())
+            m_exifData.setString(
+                key, date.replace(QLatin1Char('-'), QLatin1Char(':')).replace(u'T', u' '));
+    }
     for (const char* key : kDatesInXmp) {
         if (const QString date = RKWallTime::shifted(m_xmpData.readString(key), seconds);
             !date.isEmpty())
             m_xmpData.setString(key, date);
     }
-    const QString inIptc = m_iptcData.readString(kDigitizationDate) + QLatin1Char('T')
-        + m_iptcData.readString(kDigitizationTime);
-    if (const QString date = RKWallTime::shifted(inIptc, seconds); !date.isEmpty()) {
-        m_iptcData.writeString(kDigitizationDate, date.section(QLatin1Char('T'), 0, 0));
-        m_iptcData.writeString(kDigitizationTime, date.section(QLatin1Char('T'), 1));
+    for (const auto& [day, time] :
+        {std::pair{kDateInIptc, kTimeInIptc}, {kDigitizationDate, kDigitizationTime}})
+    {
+        const QString inIptc
+            = m_iptcData.readString(day) + QLatin1Char('T') + m_iptcData.readString(time);
+        if (const QString date = RKWallTime::shifted(inIptc, seconds); !date.isEmpty()) {
+            m_iptcData.writeString(day, date.section(QLatin1Char('T'), 0, 0));
+            m_iptcData.writeString(time, date.section(QLatin1Char('T'), 1));
+        }
     }
 }
 

@@ -47,14 +47,16 @@ void RKSidecarDate::read(Exiv2::Image& sidecar)
     exif[kOffset] = RKWallTime::offsetText({{}, {}, offset}).toStdString();
 }
 
-void RKSidecarDate::keepDigitized(
+void RKSidecarDate::keepChanged(
     const Exiv2::XmpData& before, const Exiv2::XmpData& wanted, Exiv2::XmpData& xmp)
 {
-    const Exiv2::XmpKey key(kDigitizedInXmp);
-    const auto old = before.findKey(key);
-    const auto datum = wanted.findKey(key);
-    if (datum != wanted.end() && old != before.end() && datum->toString() != old->toString())
-        xmp[kDigitizedInXmp] = datum->toString();
+    for (const char* name : {kDigitizedInXmp, kDatesInXmp[0], kDatesInXmp[1]}) {
+        const Exiv2::XmpKey key(name);
+        const auto old = before.findKey(key);
+        const auto datum = wanted.findKey(key);
+        if (datum != wanted.end() && old != before.end() && datum->toString() != old->toString())
+            xmp[name] = datum->toString();
+    }
 }
 
 void RKSidecarDate::write(const Exiv2::ExifData& before, Exiv2::Image& sidecar)

@@ -10,9 +10,9 @@ namespace RKSidecarDate {
 /// Makes the Exif date of a sidecar what the clock on the wall showed, with the offset beside it.
 void read(Exiv2::Image& sidecar);
 
-/// Keeps the date of digitisation as XMP is to have it where that differs from before: exiv2 makes
-/// one without an offset of the Exif date.
-void keepDigitized(const Exiv2::XmpData& before, const Exiv2::XmpData& wanted, Exiv2::XmpData& xmp);
+/// Keeps the dates as XMP is to have them where these differ from before: what is made of Exif
+/// dates lacks fractions of a second and, of digitisation, the offset.
+void keepChanged(const Exiv2::XmpData& before, const Exiv2::XmpData& wanted, Exiv2::XmpData& xmp);
 
 /// Makes XMP of an Exif date that is another one than before, or has another offset.
 void write(const Exiv2::ExifData& before, Exiv2::Image& sidecar);

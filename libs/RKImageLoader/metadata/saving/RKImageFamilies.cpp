@@ -97,7 +97,7 @@ void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
     const Exiv2::XmpData old = image.xmpData();
     Exiv2::copyExifToXmp(changes(exif, image.exifData()), image.xmpData());
     RKSidecarDate::write(exif, image);
-    RKSidecarDate::keepDigitized(xmp, old, image.xmpData());
+    RKSidecarDate::keepChanged(xmp, old, image.xmpData());
     Exiv2::copyIptcToXmp(changes(iptc, image.iptcData()), image.xmpData());
     // exiv2 replaces the alternatives in all languages.
     for (Exiv2::Xmpdatum& datum : image.xmpData()) {

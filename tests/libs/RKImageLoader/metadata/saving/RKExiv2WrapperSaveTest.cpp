@@ -392,10 +392,12 @@ private Q_SLOTS:
             for (const char* key : {"Xmp.photoshop.DateCreated", "Xmp.exif.DateTimeOriginal"})
                 QCOMPARE(after.allData().value(QLatin1String(key)), QLatin1String(text));
         }
+        buffer.setData(QByteArray(buffer.data()).replace("T12:00:00", "T12:00:00.25"));
         RKExiv2Wrapper wrapper(buffer.data());
         wrapper.shiftDates(3600);
         QVERIFY(wrapper.save(&buffer));
         QVERIFY(buffer.data().contains("2001-02-03T05:05:06Z"));
+        QCOMPARE(buffer.data().count("2020-02-29T13:00:00.25\""), 2);
     }
 
     void unknownPartsOfXmpStay()
