@@ -300,9 +300,10 @@ private Q_SLOTS:
             = [](auto number) { return RKByteReader::bytesOf(number, QSysInfo::LittleEndian); };
         const QByteArray list = QByteArray("MPF\0II*\0\x8\0\0\0", 12)
             + RKTestTiff::directory(8,
-                {{0xb002,
-                    RKTestTiff::kShort,
-                    {0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0x1234, 0, 0, 0, 0, 0, 9, 0, 0x5678}}})
+                {{0xb000, RKTestTiff::kLong, {1, 1, 0x4444, 1}},
+                    {0xb002,
+                        RKTestTiff::kShort,
+                        {0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0x1234, 0, 0, 0, 0, 0, 9, 0, 0x5678}}})
             + "cut";
         const QByteArray profile = QByteArray("ICC_PROFILE\0\1\1", 14) + "profile";
         const QByteArray file
@@ -314,6 +315,7 @@ private Q_SLOTS:
         QVERIFY(changed.contains(little(quint32(0x123c)))
             && changed.contains("\x78\x56"
                                 "cut"));
+        QVERIFY(changed.contains(little(quint32(0x4444))));
         const RKImageFileParts after(changed);
         QCOMPARE(RKImageFileParts::firstDifference(RKImageFileParts(file), after, {Content::Icc}),
             QString());

@@ -71,9 +71,10 @@ private Q_SLOTS:
                  MEDIA_FORMAT_GIF,
                  MEDIA_FORMAT_TIFF})
             told += QString::number(RKMediaFormat(format).priority())
-                + RKMediaFormat(format).toUti() + u' ';
+                + RKMediaFormat(format).toUti()
+                + (RKMediaFormat(format).canHandleMetadata() ? u"+ " : u" ");
         QCOMPARE(
-            told, u"1public.png 2public.jpeg 3public.image 4com.compuserve.gif 4public.tiff "_s);
+            told, u"1public.png+ 2public.jpeg+ 3public.image 4com.compuserve.gif 4public.tiff+ "_s);
     }
 
     void fileNamesAreCleaned()

@@ -354,6 +354,7 @@ private Q_SLOTS:
             {Field::copyright,
                 {{"Exif.Image.Copyright", "   "}, {"Xmp.xmpRights.Owner", "owner"}},
                 ""},
+            {Field::copyright, {{"Xmp.xmpRights.Owner", "owner"}}, "owner"},
             {Field::exifUserComment,
                 {{"Exif.Photo.UserComment", "charset=Unicode Grüße"}},
                 "Grüße"},
