@@ -96,7 +96,11 @@ QImage RKVideoDecoderFfmpeg::decode(
     if (image.isNull() && !context.isCancelled()
         && context.error().code() != RKMediaErrorCode::OutOfMemory
         && !descriptor.frameIndex().isValid())
+    {
+        // Nobody asked for the frame that is missing.
+        context.succeed();
         image = opened->decodeFrame(0, context);
+    }
     if (image.isNull() || wanted.width() < 0 || wanted.height() < 0)
         return image;
     return image.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
