@@ -20,6 +20,16 @@ bool setConfiguration(AVCodecContext& context)
     return true;
 }
 
+/// FFmpeg 5 crashes where there is no memory for parameter sets. They are the first that a decoder
+/// takes, and much smaller than this, so that other threads leave room for them.
+bool hasMemory()
+{
+    constexpr size_t kEnough = 16 << 20;
+    void* const room = av_malloc(kEnough);
+    av_free(room);
+    return room;
+}
+
 } // namespace
 
 bool RKHevcDecoder::isAvailable()
@@ -48,7 +58,7 @@ RKHevcDecoder::RKHevcDecoder()
 RKHevcDecoder::Frame RKHevcDecoder::decode(const AVPacket& units)
 {
     Frame frame(av_frame_alloc());
-    if (!m_context || !frame)
+    if (!m_context || !frame || !hasMemory())
         return nullptr;
     // Ready for the next picture again.
     avcodec_flush_buffers(m_context.get());
