@@ -312,6 +312,17 @@ quint32 RKTiffEditor::makeRoom(quint32 directory, qsizetype entries, const std::
     return place;
 }
 
+/// The value, for a block of metadata with zeros up to the end of the longer one that it replaces:
+/// that may be what somebody has removed. Other values are left, for damaged maker notes lead
+/// there.
+QByteArray RKTiffEditor::withBlankEnd(const Entry& entry)
+{
+    const bool isBlock = entry.tag == RKTiffTag::kXmp || entry.tag == RKTiffTag::kIptc
+        || entry.tag == RKTiffTag::kPhotoshop;
+    return isBlock && entry.old ? entry.value.leftJustified(qsizetype(entry.old->size()), '\0')
+                                : entry.value;
+}
+
 /// Writes a directory in its old place, or where it has become larger, at the end, and the values
 /// that its entries bring with them.
 void RKTiffEditor::rewrite(
@@ -334,7 +345,7 @@ void RKTiffEditor::rewrite(
         else if (entry.value.size() <= kFieldSize)
             bytes += entry.value.leftJustified(kFieldSize, '\0');
         else
-            bytes += bytesOf(put(entry.value, entry.old, used));
+            bytes += bytesOf(put(withBlankEnd(entry), entry.old, used));
     }
     bytes += bytesOf(next);
     // Nothing of an entry that was removed stays.

@@ -15,8 +15,9 @@
 ///
 /// Offsets in maker notes and previews, which only the camera's maker knows, stay right that way,
 /// and so do all pictures. What does not fit into its old place is appended, also a directory that
-/// gets another entry. The old bytes of a value stay behind unused; those of a directory, and of
-/// values that are removed, are blanked. What is not held of the structure stays so.
+/// gets another entry. The old bytes of a value stay behind unused; those of a directory, of values
+/// that are removed, and of XMP, IPTC and Photoshop's resources after their end are blanked. What
+/// is not held of the structure stays so.
 ///
 /// The cost of a change grows with the number of entries and strips, which is bounded: structures
 /// whose directories overlap, or that have too many (RKTiffStructure::directories()), cannot be
@@ -127,6 +128,7 @@ private:
     std::vector<Range> ownRanges(
         quint32 directory, const QList<quint16>& tags, const std::vector<Range>& used) const;
     quint32 makeRoom(quint32 directory, qsizetype entries, const std::vector<Range>& used);
+    static QByteArray withBlankEnd(const Entry& entry);
     void rewrite(const Place& place,
         const QList<Entry>& entries,
         quint32 next,

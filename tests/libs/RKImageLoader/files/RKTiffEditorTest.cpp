@@ -181,6 +181,12 @@ private Q_SLOTS:
         QVERIFY(editor.change(Directory::Image, {}, {kRating}));
         QCOMPARE(editor.structure().array().size(), before.size());
         QCOMPARE(editor.structure().array().right(12), QByteArray(12, '\0'));
+        // A block of metadata, too.
+        QVERIFY(editor.change(
+            Directory::Image, {{RKTiffTag::kXmp, RKTiffType::kByte, "secret place"}}, {}));
+        QVERIFY(
+            editor.change(Directory::Image, {{RKTiffTag::kXmp, RKTiffType::kByte, "other"}}, {}));
+        QVERIFY(editor.structure().array().endsWith(QByteArray("other\0\0\0\0\0\0\0", 12)));
     }
 
     void aDirectoryInAnotherValueMoves()
