@@ -67,6 +67,7 @@ struct MetaDataChanges
     std::optional<int> rating;
     std::optional<RKImageOrientation> orientation;
     std::optional<bool> rotateClockwise;
+    /// Removed if it is null.
     std::optional<QDateTime> taken;
     /// Added to the dates that the file has.
     std::optional<qint64> shiftSeconds;
@@ -170,7 +171,9 @@ void apply(const MetaDataChanges& changes,
         metaData.setImageOrientation(*changes.orientation);
     if (changes.rotateClockwise)
         metaData.rotate(*changes.rotateClockwise);
-    if (changes.taken)
+    if (changes.taken && changes.taken->isNull())
+        metaData.removePictureTaken();
+    else if (changes.taken)
         metaData.setPictureTaken(*changes.taken);
     if (changes.position)
         metaData.setGeoPosition(*changes.position);
@@ -425,6 +428,12 @@ std::optional<qint64> parseShift(const std::string& text)
     return match.captured(1) == QLatin1String("-") ? -seconds : seconds;
 }
 
+/// No date for an empty text.
+std::optional<QDateTime> parseTaken(const std::string& text)
+{
+    return text.empty() ? QDateTime() : Arguments::parseDateTime(text);
+}
+
 /// The arguments of `rkimage set` as they come; CLI11 fills them while it parses.
 struct SetArguments
 {
@@ -473,7 +482,7 @@ struct SetArguments
         if (rotate)
             changes.rotateClockwise = *rotate == "cw";
         if (taken)
-            changes.taken = Arguments::parseDateTime(*taken);
+            changes.taken = parseTaken(*taken);
         if (shift)
             changes.shiftSeconds = parseShift(*shift);
         if (position)
@@ -534,10 +543,11 @@ void addSetCommand(CLI::App& app, Command& command)
         ->type_name("cw|ccw")
         ->check(Arguments::checked(isTurn, "cw or ccw"));
     CLI::Option* taken
-        = set->add_option("--taken", arguments->taken, "When the picture was taken, ISO 8601")
+        = set->add_option("--taken",
+                 arguments->taken,
+                 "When the picture was taken, ISO 8601; an empty text removes it")
               ->type_name("DATE")
-              ->check(Arguments::checked(
-                  Arguments::parseDateTime, "a date looks like 2021-07-04T12:30:00"));
+              ->check(Arguments::checked(parseTaken, "a date looks like 2021-07-04T12:30:00"));
     set->add_option("--shift-taken",
            arguments->shift,
            "Move that date, and that of digitisation, wherever the file has them: +H:M:S or -H:M:S")

@@ -122,6 +122,12 @@ def edits(folder, profile, wanted=None):
     at_once = [edit for edit in made.values() if edit.arguments[0] != "faces"]
     join = lambda field: [value for edit in at_once for value in getattr(edit, field)]
     made.update({
+        "no-taken": made["taken"]._replace(
+            arguments=["--taken", ""], parts=made["taken"].parts + XMP + [
+                exif + "9291", "Exif:IFD0:9003", *made["taken"].sidecar_parts],
+            tags=made["taken"].tags + ["ExifIFD:SubSecTimeOriginal", "IFD0:DateTimeOriginal",
+                                       *made["taken"].sidecar_tags],
+            wanted=made["taken"].parts[3:] + made["taken"].sidecar_parts, value=b"", absent=True),
         "nothing": Edit(["--remove-keyword", "no such keyword"], [], []),
         "rotate": made["orientation"]._replace(arguments=["--rotate", "cw"], wanted=[]),
         "thumbnail": made["thumbnail-file"]._replace(arguments=["--thumbnail", "auto"]),

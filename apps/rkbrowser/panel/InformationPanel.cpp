@@ -110,8 +110,11 @@ InformationPanel::InformationPanel(EditHistory* history)
         [](const RKMetaData& metaData) { return dateText(metaData.pictureTaken()); },
         [](RKMetaData& metaData, const QString& text) {
             const QDateTime date = parseDate(text);
-            metaData.setPictureTaken(date);
-            return date.isValid();
+            if (text.isEmpty())
+                metaData.removePictureTaken();
+            else
+                metaData.setPictureTaken(date);
+            return date.isValid() || text.isEmpty();
         }});
     m_lines.push_back({Item::Position,
         addLine(form, Item::Position, tr("such as 48.858222, 2.2945")),

@@ -116,6 +116,11 @@ void RKExiv2Wrapper::setPictureTaken(const QDateTime& dateTime)
     m_impl->setPictureTaken(dateTime);
 }
 
+void RKExiv2Wrapper::removePictureTaken()
+{
+    m_impl->removePictureTaken();
+}
+
 void RKExiv2Wrapper::shiftDates(qint64 seconds)
 {
     m_impl->shiftDates(seconds);

@@ -100,6 +100,8 @@ public:
     QDateTime pictureTaken() const;
     /// Writes date and time to Exif and IPTC.
     void setPictureTaken(const QDateTime& dateTime);
+    /// From Exif, XMP and IPTC; see RKMetaData::removePictureTaken().
+    void removePictureTaken();
     /// In Exif, XMP and IPTC; see RKMetaData::shiftDates().
     void shiftDates(qint64 seconds);
 

@@ -138,6 +138,11 @@ void RKMetaData::setPictureTaken(const QDateTime& dateTime)
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().setPictureTaken(dateTime); });
 }
 
+void RKMetaData::removePictureTaken()
+{
+    change([](RKMetaDataImpl& impl) { impl.exiv2Wrapper().removePictureTaken(); });
+}
+
 void RKMetaData::shiftDates(qint64 seconds)
 {
     change([&](RKMetaDataImpl& impl) { impl.exiv2Wrapper().shiftDates(seconds); });

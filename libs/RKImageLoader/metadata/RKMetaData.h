@@ -100,6 +100,9 @@ public:
     /// Stores the date and time that the value shows, in any time zone of the machine. The offset
     /// of a value that is not in local time is stored too; of a local one none is.
     void setPictureTaken(const QDateTime& dateTime);
+    /// Removes that date from Exif, XMP and IPTC, with its time, fractions of a second and offset.
+    /// From the file of a later save(), too. Dates of digitisation and of changes stay.
+    void removePictureTaken();
     /// Moves the dates when the picture was taken and when it was digitised by so many seconds of
     /// the clock: each by itself, in each place of Exif, XMP and IPTC that has one with a time.
     /// Fractions of a second and offsets from UTC stay.

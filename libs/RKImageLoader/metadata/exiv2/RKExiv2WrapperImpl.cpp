@@ -347,6 +347,20 @@ void RKExiv2WrapperImpl::setPictureTaken(const QDateTime& dateTime)
     m_iptcData.setDateTime(kDateInIptc, kTimeInIptc, dateTime);
 }
 
+void RKExiv2WrapperImpl::removePictureTaken()
+{
+    const QWriteLocker locker(&m_lock);
+    for (const char* key : {kDateInExif,
+             kOffsetInExif,
+             "Exif.Photo.SubSecTimeOriginal",
+             "Exif.Image.DateTimeOriginal",
+             "Xmp.exif.DateTimeOriginal",
+             "Xmp.photoshop.DateCreated",
+             kDateInIptc,
+             kTimeInIptc})
+        removeKey(key);
+}
+
 void RKExiv2WrapperImpl::shiftDates(qint64 seconds)
 {
     const QWriteLocker locker(&m_lock);

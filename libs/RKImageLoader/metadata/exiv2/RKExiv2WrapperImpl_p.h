@@ -60,6 +60,7 @@ public:
 
     QDateTime pictureTaken() const;
     void setPictureTaken(const QDateTime& dateTime);
+    void removePictureTaken();
     void shiftDates(qint64 seconds);
     RKGeoPosition geoPosition() const;
     void setGeoPosition(const RKGeoPosition& position);

@@ -36,11 +36,13 @@ private Q_SLOTS:
         type(u"Position"_s, u"33.5 S, 151.25 E"_s);
         type(u"Taken"_s, u"2021-07-04 12:30 +02:00"_s);
         type(u"Add a keyword"_s, u"sea, ship"_s);
+        type(u"Description"_s, u"two ships"_s);
         type(u"Author"_s, u"Anna"_s);
         QVERIFY(showFile(other)); // while the line is edited
         QVERIFY(waitForHistory());
         const RKMetaData written{QFileInfo(path)};
         QCOMPARE(written.read(Field::originalFilename), u"Harbour"_s);
+        QCOMPARE(written.read(Field::exifImageDescription), u"two ships"_s);
         QCOMPARE(written.read(Field::author), u"Anna"_s);
         QCOMPARE(written.geoPosition(), RKGeoPosition(-33.5, 151.25));
         QCOMPARE(written.keywords(), QStringList({u"sea"_s, u"ship"_s}));
@@ -50,11 +52,15 @@ private Q_SLOTS:
 
         QVERIFY(showFile(path));
         QCOMPARE(line(u"Taken"_s)->text(), u"2021-07-04 12:30:00 +02:00"_s);
+        line(u"Taken"_s)->selectAll();
+        QTest::keyClick(line(u"Taken"_s), Qt::Key_Delete);
+        QTest::keyClick(line(u"Taken"_s), Qt::Key_Return);
         Q_EMIT widget<QLabel>(u"Keywords"_s)->linkActivated(u"0"_s);
         Q_EMIT widget<QLabel>(u"Rating"_s)->linkActivated(u"4"_s);
         QVERIFY(waitForHistory());
         QCOMPARE(RKMetaData(QFileInfo(path)).keywords(), QStringList(u"ship"_s));
         QCOMPARE(RKMetaData(QFileInfo(path)).adobeRating(), 4);
+        QVERIFY(!RKMetaData(QFileInfo(path)).pictureTaken().isValid());
     }
 
     void textsThatCanNotBeMeantAreNotWritten()

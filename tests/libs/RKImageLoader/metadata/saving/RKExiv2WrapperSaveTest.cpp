@@ -114,7 +114,7 @@ private Q_SLOTS:
         QCOMPARE(buffer.data(), QByteArray(500, 'x'));
     }
 
-    void removedPositionsLeaveNoTrace()
+    void removedPositionsAndDatesLeaveNoTrace()
     {
         const OpenDir dir;
         for (const char* format : {"JPG", "PNG", "TIFF"}) {
@@ -123,23 +123,37 @@ private Q_SLOTS:
                 for (const char* key : {"GPSLatitudeRef", "GPSSatellites", "GPSProcessingMethod"})
                     image.exifData()[std::string("Exif.GPSInfo.") + key] = std::string("N");
                 image.exifData()["Exif.GPSInfo.GPSLatitude"] = std::string("1234567/1 0/1 0/1");
+                for (const char* key : {"Image.DateTimeOriginal",
+                         "Photo.DateTimeOriginal",
+                         "Photo.OffsetTimeOriginal",
+                         "Photo.SubSecTimeOriginal",
+                         "Photo.DateTimeDigitized"})
+                    image.exifData()[std::string("Exif.") + key]
+                        = std::string("2001:02:03 04:05:06");
+                image.iptcData()["Iptc.Application2.DateCreated"] = std::string("2001-02-03");
+                image.iptcData()["Iptc.Application2.TimeCreated"] = std::string("04:05:06+00:00");
                 RKExiv2Compat::setXmpPacket(image,
                     "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/"
                     "02/22-rdf-syntax-ns#'><rdf:Description xmlns:e='http://ns.adobe.com/exif/1.0/' "
-                    "xmlns:l='http://iptc.org/std/Iptc4xmpExt/2008-02-29/' e:GPSAltitude='3/1'>"
+                    "xmlns:l='http://iptc.org/std/Iptc4xmpExt/2008-02-29/' e:GPSAltitude='3/1' "
+                    "xmlns:p='http://ns.adobe.com/photoshop/1.0/' p:DateCreated='2001-02-03'>"
                     "<l:LocationCreated><rdf:Bag><rdf:li l:City='Paris' e:GPSLatitude='48,0N'/>"
                     "</rdf:Bag></l:LocationCreated></rdf:Description></rdf:RDF></x:xmpmeta>");
             }));
             RKExiv2Wrapper wrapper{QFileInfo(path)};
             wrapper.removeGeoPosition();
+            wrapper.removePictureTaken();
             QVERIFY(wrapper.save(QFileInfo(path)));
             const RKExiv2Wrapper saved{QFileInfo(path)};
             const QStringList keys = saved.allData().keys();
-            QCOMPARE(keys.filter(u"GPS"_s), QStringList());
+            static const QRegularExpression removed(u"GPS|Original|(Date|Time)Created"_s);
+            QCOMPARE(keys.filter(removed), QStringList());
+            QCOMPARE(keys.filter(u"DateTimeDigitized"_s).size(), 1);
             QCOMPARE(keys.filter(u"City"_s).size(), 1);
             QCOMPARE(saved.read(Field::author), u"artist"_s);
             // Nor do the old bytes.
-            for (const char* trace : {"48,0N", "GPS", "\x87\xd6\x12", "\x12\xd6\x87"})
+            for (const char* trace :
+                {"48,0N", "GPS", "2001-02-03", "20010203", "\x87\xd6\x12", "\x12\xd6\x87"})
                 QVERIFY(!read(path).contains(trace));
             const QByteArray before = read(path);
             QVERIFY(wrapper.save(QFileInfo(path)));
@@ -398,6 +412,10 @@ private Q_SLOTS:
         QVERIFY(wrapper.save(&buffer));
         QVERIFY(buffer.data().contains("2001-02-03T05:05:06Z"));
         QCOMPARE(buffer.data().count("2020-02-29T13:00:00.25\""), 2);
+        wrapper.removePictureTaken();
+        QVERIFY(wrapper.save(&buffer));
+        QVERIFY(!buffer.data().contains("2020-02-29"));
+        QVERIFY(buffer.data().contains("2001-02-03T05:05:06Z"));
     }
 
     void unknownPartsOfXmpStay()
