@@ -234,8 +234,8 @@ void FolderModel::take(const FolderReading::Listing& listing)
     const bool hasChanged = listing.rows != m_now.rows || listing.failure != m_now.failure
         || !std::equal(listing.entries.begin(),
             listing.entries.end(),
-            m_now.entries.begin(),
-            m_now.entries.end(),
+            m_now.entries.cbegin(),
+            m_now.entries.cend(),
             isSame);
     if (hasChanged) {
         // What are under way are places in the old list.
@@ -255,18 +255,15 @@ void FolderModel::take(const FolderReading::Listing& listing)
 void FolderModel::readOn()
 {
     m_unread.clear();
-    QList<FolderEntry> unread;
-    for (qsizetype place = 0; place < m_now.entries.size(); ++place) {
-        if (m_now.entries[place].isRead)
-            continue;
-        m_unread << place;
-        unread << m_now.entries[place];
+    const QList<FolderEntry> entries = m_now.entries;
+    for (qsizetype place = 0; place < entries.size(); ++place) {
+        if (!entries[place].isRead)
+            m_unread << place;
     }
     m_reading.cancel();
-    m_reading.setFuture(
-        QtConcurrent::mapped(&m_reader, unread, [folder = m_folder](const FolderEntry& entry) {
-            return FolderReading::read(folder, entry);
-        }));
+    const auto read = [folder = m_folder, entries](
+                          qsizetype place) { return FolderReading::read(folder, entries[place]); };
+    m_reading.setFuture(QtConcurrent::mapped(&m_reader, m_unread, read));
     reportProgress();
 }
 
