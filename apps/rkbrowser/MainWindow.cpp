@@ -28,6 +28,23 @@ constexpr double kPanOfKey = 0.25;
 constexpr int kFoldersWidth = 200;
 constexpr int kPanelWidth = 300;
 
+QString withoutTilde(const QString& path)
+{
+    return path.startsWith(u'~') ? QDir::homePath() + path.mid(1) : path;
+}
+
+/// Completes paths from home, too.
+class PathCompleter : public QCompleter
+{
+public:
+    using QCompleter::QCompleter;
+
+    QStringList splitPath(const QString& path) const override
+    {
+        return QCompleter::splitPath(withoutTilde(path));
+    }
+};
+
 } // namespace
 
 MainWindow::MainWindow()
@@ -284,10 +301,9 @@ void MainWindow::addToolBar()
     bar->setObjectName(u"folder"_s);
     bar->setMovable(false);
     m_path.setAccessibleName(tr("Path of the folder"));
-    m_path.setCompleter(new QCompleter(m_tree.model(), &m_path));
+    m_path.setCompleter(new PathCompleter(m_tree.model(), &m_path));
     connect(&m_path, &QLineEdit::returnPressed, this, [this] {
-        const QString path = QDir::fromNativeSeparators(m_path.text());
-        open(path.startsWith(u'~') ? QDir::homePath() + path.mid(1) : path);
+        open(withoutTilde(QDir::fromNativeSeparators(m_path.text())));
     });
     bar->addWidget(&m_path);
 
