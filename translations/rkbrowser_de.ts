@@ -2,29 +2,6 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de">
 <context>
-    <name>EditHistory</name>
-    <message>
-        <source>Rating of %1</source>
-        <translation>Bewertung von %1</translation>
-    </message>
-    <message>
-        <source>Rotation of %1</source>
-        <translation>Drehung von %1</translation>
-    </message>
-    <message>
-        <source>Another program has changed this in the file meanwhile.</source>
-        <translation>Ein anderes Programm hat das in der Datei inzwischen geändert.</translation>
-    </message>
-    <message>
-        <source>&amp;Undo %1</source>
-        <translation>%1 &amp;rückgängig machen</translation>
-    </message>
-    <message>
-        <source>R&amp;edo %1</source>
-        <translation>%1 &amp;wiederherstellen</translation>
-    </message>
-</context>
-<context>
     <name>FolderModel</name>
     <message>
         <source>Reading…</source>
@@ -348,6 +325,14 @@
     <message>
         <source>Not done</source>
         <translation>Nicht erledigt</translation>
+    </message>
+    <message>
+        <source>&amp;Undo %1</source>
+        <translation>%1 &amp;rückgängig machen</translation>
+    </message>
+    <message>
+        <source>R&amp;edo %1</source>
+        <translation>%1 &amp;wiederherstellen</translation>
     </message>
 </context>
 <context>

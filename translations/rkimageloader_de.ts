@@ -379,4 +379,19 @@
         <translation>Das Video hat kein Einzelbild %1; das letzte ist %2.</translation>
     </message>
 </context>
+<context>
+    <name>RKMetaDataHistory</name>
+    <message>
+        <source>Rating of %1</source>
+        <translation>Bewertung von %1</translation>
+    </message>
+    <message>
+        <source>Rotation of %1</source>
+        <translation>Drehung von %1</translation>
+    </message>
+    <message>
+        <source>Another program has changed this in the file meanwhile.</source>
+        <translation>Ein anderes Programm hat das in der Datei inzwischen geändert.</translation>
+    </message>
+</context>
 </TS>

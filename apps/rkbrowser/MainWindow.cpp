@@ -79,13 +79,13 @@ MainWindow::MainWindow()
     connect(&m_model, &FolderModel::copyFailed, this, [this](const QStringList& failures) {
         report(failures.join(u'\n'));
     });
-    connect(&m_edits, &EditHistory::fileWritten, &m_model, &FolderModel::look);
+    connect(&m_edits, &RKMetaDataHistory::fileWritten, &m_model, &FolderModel::look);
     const auto failed = [this](const QString& file, const QString& why) {
         // The panel says it, too.
         if (!m_panel.isVisible() || file != m_folder.currentFile().path)
             report(file + u": "_s + why);
     };
-    connect(&m_edits, &EditHistory::failed, this, failed);
+    connect(&m_edits, &RKMetaDataHistory::failed, this, failed);
     connect(&m_video, &VideoView::failed, this, failed);
     connect(&m_print, &PrintView::failed, this, failed);
 
@@ -190,10 +190,18 @@ void MainWindow::addFileMenu()
 void MainWindow::addEditMenu()
 {
     QMenu* menu = menuBar()->addMenu(tr("&Edit"));
-    m_edits.undoAction()->setShortcuts(QKeySequence::Undo);
-    m_edits.redoAction()->setShortcuts(QKeySequence::Redo);
-    for (QWidget* place : std::initializer_list<QWidget*>{menu, this})
-        place->addActions({m_edits.undoAction(), m_edits.redoAction()});
+    QAction* undo
+        = add(menu, {}, QKeySequence::keyBindings(QKeySequence::Undo), [this] { m_edits.undo(); });
+    QAction* redo
+        = add(menu, {}, QKeySequence::keyBindings(QKeySequence::Redo), [this] { m_edits.redo(); });
+    const auto showSteps = [this, undo, redo] {
+        undo->setEnabled(!m_edits.undoText().isEmpty());
+        undo->setText(tr("&Undo %1").arg(m_edits.undoText()).trimmed());
+        redo->setEnabled(!m_edits.redoText().isEmpty());
+        redo->setText(tr("R&edo %1").arg(m_edits.redoText()).trimmed());
+    };
+    connect(&m_edits, &RKMetaDataHistory::stepsChanged, this, showSteps);
+    showSteps();
     menu->addSeparator();
     for (int stars = 0; stars <= kMaxRating; ++stars) {
         const QString text = stars == 0 ? tr("No stars") : QString(stars, u'★');

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "RKImageLoaderAsync/RKMetaDataHistory.h"
 #include "folder/FolderModel.h"
 #include "folder/FolderTree.h"
 #include "folder/FolderView.h"
-#include "panel/EditHistory.h"
 #include "panel/InformationPanel.h"
 #include "picture/PictureView.h"
 #include "print/PrintView.h"
@@ -82,7 +82,7 @@ private:
 
     QSettings m_settings;
     RKAsyncLoader m_loader;
-    EditHistory m_edits;
+    RKMetaDataHistory m_edits;
     // Before the views that show it.
     FolderModel m_model;
     FolderTree m_tree;

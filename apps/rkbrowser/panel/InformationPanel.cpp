@@ -1,7 +1,7 @@
 #include "panel/InformationPanel.h"
 
 #include "Background.h"
-#include "panel/EditHistory.h"
+#include "RKImageLoaderAsync/RKMetaDataHistory.h"
 
 #include <QFileInfo>
 #include <QFormLayout>
@@ -76,7 +76,7 @@ QString link(qsizetype target, const QString& text, const QString& style)
 
 } // namespace
 
-InformationPanel::InformationPanel(EditHistory* history)
+InformationPanel::InformationPanel(RKMetaDataHistory* history)
     : m_history(history)
     , m_editors(new QWidget)
     , m_name(label(Qt::TextSelectableByMouse))
@@ -140,16 +140,19 @@ InformationPanel::InformationPanel(EditHistory* history)
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);
 
-    connect(history, &EditHistory::fileWritten, this, [this](const QString& filePath) {
+    connect(history, &RKMetaDataHistory::fileWritten, this, [this](const QString& filePath) {
         if (filePath == m_file.path)
             showProblem({});
     });
-    connect(history, &EditHistory::failed, this, [this](const auto& filePath, const auto& reason) {
-        if (filePath != m_file.path)
-            return;
-        display();
-        showProblem(tr("Not saved: %1").arg(reason));
-    });
+    connect(history,
+        &RKMetaDataHistory::failed,
+        this,
+        [this](const auto& filePath, const auto& reason) {
+            if (filePath != m_file.path)
+                return;
+            display();
+            showProblem(tr("Not saved: %1").arg(reason));
+        });
     display();
 }
 

@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-class EditHistory;
+class RKMetaDataHistory;
 class QFormLayout;
 class QLabel;
 class QLineEdit;
@@ -22,7 +22,7 @@ class InformationPanel : public QScrollArea
 
 public:
     /// The history has to live longer.
-    explicit InformationPanel(EditHistory* history);
+    explicit InformationPanel(RKMetaDataHistory* history);
     /// Writes what was edited.
     ~InformationPanel() override;
 
@@ -54,7 +54,7 @@ private:
     void display();
     void showProblem(const QString& text);
 
-    EditHistory* const m_history;
+    RKMetaDataHistory* const m_history;
     MediaFile m_file;
     FileFacts m_facts;
     std::vector<Line> m_lines;

@@ -1,7 +1,7 @@
 #include "panel/InformationPanel.h"
 
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
-#include "panel/EditHistory.h"
+#include "RKImageLoaderAsync/RKMetaDataHistory.h"
 #include "support/RKTestPictures.h"
 
 #include <QLabel>
@@ -96,7 +96,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(line(u"Author"_s)->text(), u"others"_s, 10000);
         QCOMPARE(line(u"Title"_s)->text(), u"mine"_s);
 
-        QSignalSpy failed(m_history.data(), &EditHistory::failed);
+        QSignalSpy failed(m_history.data(), &RKMetaDataHistory::failed);
         QTest::keyClick(line(u"Title"_s), Qt::Key_Return);
         QVERIFY(waitForHistory());
         QCOMPARE(failed.size(), 1);
@@ -110,7 +110,7 @@ private:
     {
         m_dir.reset(new QTemporaryDir);
         m_panel.reset();
-        m_history.reset(new EditHistory);
+        m_history.reset(new RKMetaDataHistory);
         m_panel.reset(new InformationPanel(m_history.data()));
         m_panel->show();
         m_panel->activateWindow();
@@ -170,7 +170,7 @@ private:
 
     quint64 m_version = 0;
     QScopedPointer<QTemporaryDir> m_dir;
-    QScopedPointer<EditHistory> m_history;
+    QScopedPointer<RKMetaDataHistory> m_history;
     QScopedPointer<InformationPanel> m_panel;
 };
 

@@ -1,6 +1,5 @@
-#include "panel/EditHistory.h"
+#include "RKImageLoaderAsync/RKMetaDataHistory.h"
 
-#include "Background.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 
@@ -23,21 +22,20 @@ RKImageOrientation turned(RKImageOrientation orientation)
 
 } // namespace
 
-EditHistory::EditHistory()
+RKMetaDataHistory::RKMetaDataHistory()
 {
     m_thread.setMaxThreadCount(1);
-    connect(&m_undo, &QAction::triggered, this, [this] { start([this] { return move(-1); }); });
-    connect(&m_redo, &QAction::triggered, this, [this] { start([this] { return move(1); }); });
-    finish({});
 }
 
-void EditHistory::edit(const QString& filePath, const QString& text, const Change& change)
+RKMetaDataHistory::~RKMetaDataHistory() = default;
+
+void RKMetaDataHistory::edit(const QString& filePath, const QString& text, const Change& change)
 {
     const Step step{filePath, text.arg(QFileInfo(filePath).fileName())};
     start([this, step, change] { return add(step, change); });
 }
 
-void EditHistory::setRating(const QString& filePath, int stars)
+void RKMetaDataHistory::setRating(const QString& filePath, int stars)
 {
     edit(filePath, tr("Rating of %1"), [stars](RKMetaData& metaData) {
         if (metaData.adobeRating() != stars)
@@ -46,7 +44,7 @@ void EditHistory::setRating(const QString& filePath, int stars)
     });
 }
 
-void EditHistory::rotate(const QString& filePath, int quarterTurnsClockwise)
+void RKMetaDataHistory::rotate(const QString& filePath, int quarterTurnsClockwise)
 {
     edit(filePath, tr("Rotation of %1"), [quarterTurnsClockwise](RKMetaData& metaData) {
         RKImageOrientation orientation = metaData.imageOrientation();
@@ -57,37 +55,44 @@ void EditHistory::rotate(const QString& filePath, int quarterTurnsClockwise)
     });
 }
 
-QAction* EditHistory::undoAction()
+void RKMetaDataHistory::undo()
 {
-    return &m_undo;
+    start([this] { return move(-1); });
 }
 
-QAction* EditHistory::redoAction()
+void RKMetaDataHistory::redo()
 {
-    return &m_redo;
+    start([this] { return move(1); });
 }
 
-bool EditHistory::isWriting() const
+QString RKMetaDataHistory::undoText() const
+{
+    return m_undoText;
+}
+
+QString RKMetaDataHistory::redoText() const
+{
+    return m_redoText;
+}
+
+bool RKMetaDataHistory::isWriting() const
 {
     return m_waiting > 0;
 }
 
-void EditHistory::start(const std::function<Outcome()>& job)
+void RKMetaDataHistory::start(const std::function<Outcome()>& job)
 {
     ++m_waiting;
-    const auto run = [this, job] {
+    m_thread.start([this, job] {
         Outcome outcome = job();
-        outcome.last = m_done > 0 ? m_steps[m_done - 1].text : QString();
-        outcome.next = m_done < m_steps.size() ? m_steps[m_done].text : QString();
-        return outcome;
-    };
-    whenDone(QtConcurrent::run(&m_thread, run), this, [this](const Outcome& outcome) {
-        --m_waiting;
-        finish(outcome);
+        outcome.undoText = m_done > 0 ? m_steps[m_done - 1].text : QString();
+        outcome.redoText = m_done < m_steps.size() ? m_steps[m_done].text : QString();
+        QMetaObject::invokeMethod(
+            this, [this, outcome] { finish(outcome); }, Qt::QueuedConnection);
     });
 }
 
-EditHistory::Outcome EditHistory::add(const Step& step, const Change& change)
+RKMetaDataHistory::Outcome RKMetaDataHistory::add(const Step& step, const Change& change)
 {
     const Outcome outcome = write(step, change);
     if (outcome.isWritten) {
@@ -100,7 +105,7 @@ EditHistory::Outcome EditHistory::add(const Step& step, const Change& change)
     return outcome;
 }
 
-EditHistory::Outcome EditHistory::move(int by)
+RKMetaDataHistory::Outcome RKMetaDataHistory::move(int by)
 {
     const qsizetype place = by < 0 ? m_done - 1 : m_done;
     if (place < 0 || place == m_steps.size())
@@ -115,7 +120,7 @@ EditHistory::Outcome EditHistory::move(int by)
     return outcome;
 }
 
-EditHistory::Outcome EditHistory::write(Step step, const Change& change)
+RKMetaDataHistory::Outcome RKMetaDataHistory::write(Step step, const Change& change)
 {
     const QFileInfo file(step.filePath);
     RKMediaError error;
@@ -133,12 +138,12 @@ EditHistory::Outcome EditHistory::write(Step step, const Change& change)
     return {step, true};
 }
 
-void EditHistory::finish(const Outcome& outcome)
+void RKMetaDataHistory::finish(const Outcome& outcome)
 {
-    m_undo.setEnabled(!outcome.last.isEmpty());
-    m_undo.setText(tr("&Undo %1").arg(outcome.last).trimmed());
-    m_redo.setEnabled(!outcome.next.isEmpty());
-    m_redo.setText(tr("R&edo %1").arg(outcome.next).trimmed());
+    --m_waiting;
+    m_undoText = outcome.undoText;
+    m_redoText = outcome.redoText;
+    Q_EMIT stepsChanged();
     if (!outcome.failure.isEmpty())
         Q_EMIT failed(outcome.step.filePath, outcome.failure);
     else if (outcome.isWritten)

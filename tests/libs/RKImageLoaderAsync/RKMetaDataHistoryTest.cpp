@@ -1,4 +1,4 @@
-#include "panel/EditHistory.h"
+#include "RKImageLoaderAsync/RKMetaDataHistory.h"
 
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
@@ -51,14 +51,14 @@ QByteArray colorsOf(const QString& path)
         RKMediaLoader::instance()->bitmap(descriptor, QSize(-1, -1)));
 }
 
-bool waitFor(const EditHistory& history)
+bool waitFor(const RKMetaDataHistory& history)
 {
     return QTest::qWaitFor([&history] { return !history.isWriting(); }, 20000);
 }
 
 } // namespace
 
-class EditHistoryTest : public RKQuietTest
+class RKMetaDataHistoryTest : public RKQuietTest
 {
     Q_OBJECT
 
@@ -74,10 +74,8 @@ private Q_SLOTS:
         const OpenDir dir;
         const QString path = makePicture(dir, u"-a b\n.jpg"_s);
         const auto old = dataOf(path);
-        EditHistory history;
-        QAction* undo = history.undoAction();
-        QAction* redo = history.redoAction();
-        QVERIFY(!undo->isEnabled());
+        RKMetaDataHistory history;
+        QVERIFY(history.undoText().isEmpty());
         const QDateTime taken({2021, 7, 4}, {12, 30}, Qt::OffsetFromUTC, -9000);
         history.setRating(path, 3);
         history.setRating(path, 4);
@@ -105,26 +103,26 @@ private Q_SLOTS:
             return true;
         });
         QVERIFY(waitFor(history));
-        QVERIFY(undo->text().endsWith(u"Place of -a b\n.jpg"_s));
+        QCOMPARE(history.undoText(), u"Place of -a b\n.jpg"_s);
         const auto data = dataOf(path);
         for (int i = 0; i < 4; ++i)
-            undo->trigger();
+            history.undo();
         QVERIFY(waitFor(history));
         QCOMPARE(metaDataOf(path).adobeRating(), 3);
-        undo->trigger();
-        undo->trigger(); // one too many
+        history.undo();
+        history.undo(); // one too many
         QVERIFY(waitFor(history));
-        QVERIFY(!undo->isEnabled());
+        QVERIFY(history.undoText().isEmpty());
         QCOMPARE(dataOf(path), old);
         for (int i = 0; i < 5; ++i)
-            redo->trigger();
+            history.redo();
         QVERIFY(waitFor(history));
         QCOMPARE(dataOf(path), data);
-        QVERIFY(!redo->isEnabled());
-        undo->trigger();
+        QVERIFY(history.redoText().isEmpty());
+        history.undo();
         history.setRating(path, 1); // what was undone can't be made again
         QVERIFY(waitFor(history));
-        QVERIFY(!redo->isEnabled());
+        QVERIFY(history.redoText().isEmpty());
         QCOMPARE(metaDataOf(path).geoPosition(), RKGeoPosition(-33.5, 0));
     }
 
@@ -134,7 +132,7 @@ private Q_SLOTS:
         for (int orientation = 0; orientation <= 8; ++orientation) {
             const QString path = makePicture(dir, u"%1.jpg"_s.arg(orientation), orientation);
             const QByteArray before = colorsOf(path); // from the top left, row by row
-            EditHistory history;
+            RKMetaDataHistory history;
             history.rotate(path, 1);
             QVERIFY(waitFor(history));
             QByteArray turned = before;
@@ -145,8 +143,8 @@ private Q_SLOTS:
             QVERIFY(waitFor(history));
             std::reverse(turned.begin(), turned.end());
             QCOMPARE(colorsOf(path), turned);
-            history.undoAction()->trigger();
-            history.undoAction()->trigger();
+            history.undo();
+            history.undo();
             QVERIFY(waitFor(history));
             QCOMPARE(colorsOf(path), before);
         }
@@ -156,8 +154,8 @@ private Q_SLOTS:
     {
         const OpenDir dir;
         const QString path = makePicture(dir, u"a.jpg"_s);
-        EditHistory history;
-        QSignalSpy failed(&history, &EditHistory::failed);
+        RKMetaDataHistory history;
+        QSignalSpy failed(&history, &RKMetaDataHistory::failed);
         history.setRating(path, 3);
         QVERIFY(waitFor(history));
         RKMetaData others = metaDataOf(path);
@@ -166,7 +164,7 @@ private Q_SLOTS:
         QVERIFY(others.save(QFileInfo(path)));
         const QByteArray bytes = read(path);
 
-        history.undoAction()->trigger();
+        history.undo();
         history.edit(path, u"%1"_s, [](RKMetaData& metaData) {
             metaData.write(Field::author, u"Cleo"_s);
             return false;
@@ -177,7 +175,7 @@ private Q_SLOTS:
         // The undo is still there to be made.
         others.setAdobeRating(3);
         QVERIFY(others.save(QFileInfo(path)));
-        history.undoAction()->trigger();
+        history.undo();
         QVERIFY(waitFor(history));
         QCOMPARE(metaDataOf(path).adobeRating(), 0);
         QCOMPARE(metaDataOf(path).read(Field::author), u"Anna"_s);
@@ -188,8 +186,8 @@ private Q_SLOTS:
         const RKRestrictions::OrdinaryUser user;
         const OpenDir dir;
         const QString path = makePicture(dir, u"a.jpg"_s);
-        EditHistory history;
-        QSignalSpy failed(&history, &EditHistory::failed);
+        RKMetaDataHistory history;
+        QSignalSpy failed(&history, &RKMetaDataHistory::failed);
         history.setRating(path, 2);
         QVERIFY(waitFor(history));
         const QByteArray bytes = read(path);
@@ -197,7 +195,7 @@ private Q_SLOTS:
         QVERIFY(RKRestrictions::setMode(dir.path(), 0555));
         for (const int attempt : {1, 2}) {
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^caught exception"_s));
-            attempt == 1 ? history.setRating(path, 4) : history.undoAction()->trigger();
+            attempt == 1 ? history.setRating(path, 4) : history.undo();
             QVERIFY(waitFor(history));
             QCOMPARE(failed.size(), attempt);
             QVERIFY(!failed.last().at(1).toString().isEmpty());
@@ -205,10 +203,10 @@ private Q_SLOTS:
         }
         QVERIFY(RKRestrictions::setMode(dir.path(), 0777));
         QVERIFY(RKRestrictions::setMode(path, 0666));
-        history.undoAction()->trigger();
+        history.undo();
         QVERIFY(waitFor(history));
         QCOMPARE(metaDataOf(path).adobeRating(), 0);
-        QVERIFY(!history.undoAction()->isEnabled());
+        QVERIFY(history.undoText().isEmpty());
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"No such file"_s));
         history.setRating(dir.filePath(u"missing.jpg"_s), 1);
         QVERIFY(waitFor(history));
@@ -220,7 +218,7 @@ private Q_SLOTS:
         const OpenDir dir;
         const QString path = makePicture(dir, u"a.jpg"_s);
         {
-            EditHistory history;
+            RKMetaDataHistory history;
             history.setRating(path, 2);
             history.setRating(path, 3);
         }
@@ -228,6 +226,6 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(EditHistoryTest)
+QTEST_MAIN(RKMetaDataHistoryTest)
 
-#include "EditHistoryTest.moc"
+#include "RKMetaDataHistoryTest.moc"
