@@ -231,7 +231,7 @@ private Q_SLOTS:
             // The indices are at the end, or the writer could not go back to write one.
             {{.name = "cut.mkv", .options = "-qp 2"}, 2, 40},
             {{.name = "unknown_sizes.mkv", .options = "-qp 2 -live 1"}, 2, 75},
-            {{.name = "cut.flv", .options = "-qp 2"}, 2, 75},
+            {{.name = "cut.flv", .options = "-qp 2"}, 2, 45},
             {{.name = "cut.avi", .codec = "mpeg4", .options = "-q:v 1"}, 2, 75},
             {{.name = "h264.avi", .options = "-qp 2 -bf 0"}, 2, 75},
             // FFmpeg takes all of its frames for key frames.
