@@ -6,6 +6,7 @@
 #include "RKImageLoader/loading/RKMediaLoader.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -49,13 +50,31 @@ void describe(const RKMediaDescriptor& file, Picture* picture)
         picture->faces << Picture::Face{face.rect(), face.name()};
 }
 
+/// Nothing of a drawing can be seen, for instance because the pictures in it were refused.
+bool isBlank(const QImage& drawing)
+{
+    const QImage alpha = drawing.convertToFormat(QImage::Format_Alpha8);
+    const auto isEmptyRow = [&alpha](int y) {
+        const uchar* row = alpha.constScanLine(y);
+        return std::all_of(row, row + alpha.width(), [](uchar value) { return value == 0; });
+    };
+    for (int y = 0; y < alpha.height(); ++y) {
+        if (!isEmptyRow(y))
+            return false;
+    }
+    return true;
+}
+
 /// For threads of the loader.
 Picture pictureOf(const PictureWish& wish, const RKLoadResult& result)
 {
     RKDrawable drawable = result.drawable();
+    const bool isDrawing = drawable.isVector();
     drawable.optimizeForDrawing();
     Picture picture;
     picture.image = drawable.image();
+    if (isDrawing && isBlank(picture.image))
+        picture.image = {};
     picture.reason = result.error().text();
     if (picture.image.isNull() && picture.reason.isEmpty())
         picture.reason = PictureStore::tr("There is nothing to see.");
