@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 namespace {
 
@@ -25,7 +25,7 @@ QString s_path;
 
 QString systemError()
 {
-    return QString::fromLocal8Bit(std::strerror(errno));
+    return QString::fromLocal8Bit(std::generic_category().message(errno).c_str());
 }
 
 /// That many bytes, or fewer at the end or after an interruption; nothing more to come makes it

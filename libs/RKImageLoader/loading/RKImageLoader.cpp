@@ -740,7 +740,7 @@ void RKImageLoader::dumpSupportedFormats() const
 
     for (const RKMediaFormat& format : formats) {
         QStringList others;
-        const QList<RKBitmapDecoder*> all = decoders(format);
+        const QList<RKBitmapDecoder*> all = bitmapDecoders()->listOfDecoders(format);
         for (const RKBitmapDecoder* decoder : all)
             others << decoder->name();
         const QString primary = others.isEmpty() ? QString() : others.takeFirst();
