@@ -42,10 +42,11 @@ void paintScene(QPainter* painter, int number)
         QPolygonF line{QPointF(kPhoto.width(), kPhoto.height()), QPointF(0, kPhoto.height())};
         for (int x = 0; x <= kPhoto.width(); x += 3) {
             double height = 0;
-            for (int wave = 1; wave <= 6; ++wave)
+            for (int wave = 1; wave <= 6; ++wave) {
                 height
                     += std::abs(std::sin(x * 0.0013 * std::pow(1.75, wave) + number * wave + ridge))
                     / std::pow(1.8, wave);
+            }
             line << QPointF(x, 800 + ridge * 100 - (300 - ridge * 40) * height);
         }
         painter->setBrush(color(60 + ridge * 30, 215 - ridge * 40, 20));

@@ -439,14 +439,15 @@ void MainWindow::updateStatus()
     const QString name = QFileInfo(m_folder.currentFile().path).fileName().simplified();
     const int selected = m_folder.selectedCount();
     const QSize size = m_picture.picture().size;
-    if (!size.isEmpty())
+    if (!size.isEmpty()) {
         m_about.setText(tr("%1 — %2 × %3 pixels, %4 %")
                             .arg(name)
                             .arg(size.width())
                             .arg(size.height())
                             .arg(std::lround(m_picture.zoom() * 100)));
-    else
+    } else {
         m_about.setText(selected > 1 ? tr("Selected: %1").arg(selected) : name);
+    }
 }
 
 void MainWindow::fillPeople()

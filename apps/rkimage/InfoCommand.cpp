@@ -269,10 +269,11 @@ void warnOfUnknown(const QStringList& fields)
 {
     const QStringList known = FieldNames::known();
     for (const QString& field : fields) {
-        if (!isKey(field) && !known.contains(field))
+        if (!isKey(field) && !known.contains(field)) {
             Output::warn(QStringLiteral("--fields"),
                 QStringLiteral("no file has \"%1\"; did you mean \"%2\"?")
                     .arg(field, nearestName(field, known)));
+        }
     }
 }
 

@@ -144,11 +144,12 @@ void setProfile(RKMetaData& metaData, const QString& path, Result& result)
     const auto profile = SmallFile::read(path, kMaxProfileSize, &error);
     if (profile && profile->mid(kProfileMarkPlace).startsWith("acsp"))
         metaData.setIccData(*profile);
-    else if (profile)
+    else if (profile) {
         result.fail(path,
             RKMediaError(RKMediaErrorCode::Damaged, QStringLiteral("this is no colour profile")));
-    else
+    } else {
         result.fail(path, error);
+    }
 }
 
 /// Makes all changes; what fails stands in the result.
@@ -232,10 +233,11 @@ QJsonArray changesBetween(const RKMetaData& before, const RKMetaData& after)
         QStringList keys = one.keys() + other.keys();
         keys.removeDuplicates();
         for (const QString& key : qAsConst(keys)) {
-            if (one[key] != other[key] && !isPlace(key))
+            if (one[key] != other[key] && !isPlace(key)) {
                 changes << QJsonObject{{QStringLiteral("key"), key},
                     {QStringLiteral("old"), one[key]},
                     {QStringLiteral("new"), other[key]}};
+            }
         }
     };
     QJsonObject oldValues = valuesOf(before);

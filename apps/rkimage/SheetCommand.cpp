@@ -72,10 +72,11 @@ RKMediaError save(
     case Kind::Picture: break;
     }
     const int columns = kMaxAcross / arguments.side;
-    if (entries.size() > qsizetype(columns) * columns)
+    if (entries.size() > qsizetype(columns) * columns) {
         return RKMediaError(RKMediaErrorCode::TooLarge,
             QStringLiteral("%1 files are too many for one picture; a PDF or HTML file takes them")
                 .arg(entries.size()));
+    }
     RKMediaError error;
     RKImageLoader::instance()->save(
         RKMediaDescriptor(QFileInfo(path)), ContactSheet::image(entries, arguments.side), &error);

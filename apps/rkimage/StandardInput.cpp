@@ -119,11 +119,12 @@ void StandardInput::giveBack(Result& result)
 {
     const QString failure = Output::sendPicture();
     QFile changed(s_path);
-    if (!failure.isEmpty())
+    if (!failure.isEmpty()) {
         result.fail(QStringLiteral("standard output"),
             RKMediaError(RKMediaErrorCode::NotWritable, failure));
-    else if (changed.open(QIODevice::ReadOnly))
+    } else if (changed.open(QIODevice::ReadOnly)) {
         Output::write(changed);
-    else
+    } else {
         result.fail(RKMediaError(RKMediaErrorCode::Unreadable, changed.errorString()));
+    }
 }

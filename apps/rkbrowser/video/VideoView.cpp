@@ -102,10 +102,11 @@ void VideoView::open(const MediaFile& file)
     m_strip->clear();
     m_position->clear();
     // The threads of a decoder take a while to end.
-    if (!m_file.path.isEmpty())
+    if (!m_file.path.isEmpty()) {
         backgroundThreads()->start([descriptor = descriptorOf(0)] {
             RKVideoDecoderRegistry::instance()->freeResource(descriptor);
         });
+    }
     m_file = file;
     m_lastFrame = m_wantedFrame = m_openedFrame = -1;
     m_picture.openFrame(file, -1);

@@ -101,10 +101,11 @@ QList<RKIptcEditor::DataSet> RKIptcEditor::dataSets() const
 {
     QList<DataSet> sets;
     for (const Piece& piece : m_pieces) {
-        if (piece.id != kNoDataSet)
+        if (piece.id != kNoDataSet) {
             sets.append({static_cast<quint8>(piece.id >> 8),
                 static_cast<quint8>(piece.id),
                 piece.bytes.sliced(piece.headerSize).toByteArray()});
+        }
     }
     return sets;
 }

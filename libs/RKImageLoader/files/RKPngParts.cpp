@@ -245,11 +245,12 @@ Parts RKPngParts::comparable(const Parts& parts) const
             continue;
         const RKPhotoshopResources resources(profile);
         for (const auto& resource : resources.all()) {
-            if (resource.number != RKPhotoshopResources::kIptc)
+            if (resource.number != RKPhotoshopResources::kIptc) {
                 result.append({Content::Other,
                     RKPhotoshopResources::nameOf(resource),
                     {resource.bytes.toByteArray()},
                     {}});
+            }
         }
     }
     return result;
@@ -321,10 +322,11 @@ std::optional<QList<QByteArray>> RKPngParts::withBlock(
         return QList<QByteArray>();
     if (content == Content::Exif)
         changed = exifChunk(block, first);
-    else if (content == Content::Xmp)
+    else if (content == Content::Xmp) {
         // Not deflated, without a language or a translation.
         changed = chunk("iTXt", kXmpKeyword.toByteArray() + QByteArray(5, '\0') + block);
-    else
+    } else {
         changed = chunk("iCCP", QByteArray("ICC profile\0\0", 13) + deflated(block));
+    }
     return fits(changed) ? std::optional(QList<QByteArray>{changed}) : std::nullopt;
 }

@@ -200,13 +200,14 @@ std::optional<QList<RKTiffEditor::Entry>> RKTiffEditor::changedEntries(
             set.begin(), set.end(), [&entry](const Tag& tag) { return tag.number == entry.tag; });
         if (isReplaced)
             replaced.emplace(entry.tag, outsideRange(entry));
-        else if (!removed.contains(entry.tag))
+        else if (!removed.contains(entry.tag)) {
             entries.append({entry.tag,
                 entry.type,
                 entry.count,
                 bytesAt(entry.field, kFieldSize),
                 {},
                 outsideRange(entry)});
+        }
     }
     for (const Tag& tag : set) {
         const quint32 size = RKTiffType::sizeOf(tag.type);

@@ -301,7 +301,7 @@ QList<RKMediaCard::Group> RKMediaCard::groups(const RKMediaDescriptor& descripto
             {Item::Exposure, writer.exposure(capture, metaData.flashUsed())},
             {Item::FocalLength, writer.focalLength(capture)}}};
     // The metadata of a video names its file and its frame in places meant for people's texts.
-    if (!isVideo)
+    if (!isVideo) {
         groups << Group{{Item::Rating, ratingText(metaData)},
             {Item::Title, metaData.read(Field::originalFilename)},
             {Item::Description, metaData.read(Field::exifImageDescription)},
@@ -310,6 +310,7 @@ QList<RKMediaCard::Group> RKMediaCard::groups(const RKMediaDescriptor& descripto
             {Item::Faces, facesText(metaData)},
             {Item::Author, metaData.read(Field::author)},
             {Item::Copyright, metaData.read(Field::copyright)}};
+    }
     groups << Group{{Item::Colors, colorsText(metaData)},
         {Item::Thumbnail, sizeText(metaData.thumbnailSize())},
         {Item::Software, metaData.read(Field::exifSoftware)}};

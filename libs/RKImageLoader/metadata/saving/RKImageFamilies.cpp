@@ -193,10 +193,11 @@ const std::set<std::string>& RKFamilyChanges::xmpProperties() const
 
 QString RKFamilyChanges::firstDifference() const
 {
-    if (!m_exifTags.empty())
+    if (!m_exifTags.empty()) {
         return QStringLiteral("Exif.%1.0x%2")
             .arg(QString::fromStdString(m_exifTags.begin()->first))
             .arg(m_exifTags.begin()->second, 4, 16, QLatin1Char('0'));
+    }
     if (m_hasThumbnailChanged)
         return QStringLiteral("the thumbnail");
     if (!m_iptcKeys.empty())

@@ -140,9 +140,11 @@ private Q_SLOTS:
         }
         // What reaches beyond an edge is cut off.
         for (const QRectF& rect : {QRectF(250, 150, kInfinity, kHuge), QRectF(300, 200, -50, -50)})
+        {
             QCOMPARE(RKImageClipper().clipForProduction(
                          tiles(), {300, 200}, rect, {9000, 9000}, 254, false),
                 tiles().copy(250, 150, 50, 50));
+        }
     }
 
     void whatCanNotBeDrawnIsNull()

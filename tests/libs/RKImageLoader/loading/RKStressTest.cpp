@@ -192,11 +192,12 @@ private Q_SLOTS:
                 answers.check(file, Request(request));
         }
         std::printf("%d answers\n", answers.count());
-        for (const Usage& second : std::as_const(usage))
+        for (const Usage& second : std::as_const(usage)) {
             std::printf("%lld MiB, %lld MiB allocated, %lld handles\n",
                 second.resident,
                 second.allocated,
                 second.handles);
+        }
         QCOMPARE(answers.differences(), QStringList());
         QCOMPARE(badEdits, 0);
         checkUsage(usage);

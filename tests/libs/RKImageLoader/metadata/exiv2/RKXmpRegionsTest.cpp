@@ -100,7 +100,7 @@ QString field(const RKExiv2XmpData& data, int number, const char* path)
 QStringList told(const QList<RKFacePosition>& faces)
 {
     QStringList texts;
-    for (const RKFacePosition& face : faces)
+    for (const RKFacePosition& face : faces) {
         texts << u"%1,%2 %3x%4 %5 %6 %7 "_s.arg(face.rect().x())
                      .arg(face.rect().y())
                      .arg(face.rect().width())
@@ -109,6 +109,7 @@ QStringList told(const QList<RKFacePosition>& faces)
                      .arg(face.coverImageEpoch())
                      .arg(face.xmpRegionIndex())
                 + face.name();
+    }
     return texts;
 }
 
