@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr qint64 kBlockSize = 1024 * 1024;
-
 QString extensionFor(const InputFile& source, const std::string& format)
 {
     return format.empty() ? ::Writing::usualExtension(RKMediaDescriptor(QFileInfo(source.path)))
