@@ -10,6 +10,7 @@ namespace RKTestThreads {
 inline void run(int count, const std::function<void(int)>& work)
 {
     std::vector<std::thread> threads;
+    threads.reserve(size_t(count));
     for (int i = 0; i < count; ++i)
         threads.emplace_back(work, i);
     for (std::thread& thread : threads)

@@ -53,8 +53,8 @@ private:
     struct Piece
     {
         // Record and number as one, so that their order is that of the standard.
-        int id;
-        qsizetype headerSize;
+        int id = 0;
+        qsizetype headerSize = 0;
         QByteArrayView bytes;
     };
 

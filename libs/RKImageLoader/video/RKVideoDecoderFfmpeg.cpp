@@ -39,8 +39,8 @@ void writePlace(RKMetaData& metaData, const QString& location)
 
 struct RKVideoDecoderFfmpeg::OpenVideo
 {
-    explicit OpenVideo(const QString& path_)
-        : path(path_)
+    explicit OpenVideo(const QString& filePath)
+        : path(filePath)
     {
     }
 

@@ -70,9 +70,11 @@ private Q_SLOTS:
                  MEDIA_FORMAT_SVG,
                  MEDIA_FORMAT_GIF,
                  MEDIA_FORMAT_TIFF})
+        {
             told += QString::number(RKMediaFormat(format).priority())
                 + RKMediaFormat(format).toUti()
                 + (RKMediaFormat(format).canHandleMetadata() ? u"+ " : u" ");
+        }
         QCOMPARE(
             told, u"1public.png+ 2public.jpeg+ 3public.image 4com.compuserve.gif 4public.tiff+ "_s);
     }
@@ -113,7 +115,7 @@ private Q_SLOTS:
         QCOMPARE(RKMediaFormat(MEDIA_FORMAT_JPG).fileExtensionFilterEntry(), entry);
         QCOMPARE(list.createFileFilterString().section(u";;"_s, 0, 1),
             entry
-                + u";;SVG - Scalable Vector Graphics (Vektorformat mit Transparenzen) (*.svg *.svgz)");
+                + u";;SVG - Scalable Vector Graphics (Vektorformat mit Transparenzen) (*.svg *.svgz)"_s);
         QVERIFY(list.formatByExtensionFilter(entry) == MEDIA_FORMAT_JPG);
     }
 

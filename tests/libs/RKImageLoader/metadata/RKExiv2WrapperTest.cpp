@@ -272,14 +272,14 @@ private Q_SLOTS:
     void quarterTurnsFollowTheOrientation()
     {
         // By orientation: what a turn to the right makes of it, and one to the left.
-        constexpr int turned[][2]
+        constexpr int kTurned[][2]
             = {{6, 8}, {6, 8}, {2, 2}, {8, 6}, {4, 4}, {5, 5}, {3, 1}, {7, 7}, {1, 3}, {9, 9}};
         for (int orientation = 0; orientation <= 9; ++orientation) {
             for (const bool clockwise : {true, false}) {
                 RKExiv2Wrapper wrapper;
                 wrapper.setImageOrientation(RKImageOrientation(orientation));
                 wrapper.rotate(clockwise);
-                const int expected = turned[orientation][clockwise ? 0 : 1];
+                const int expected = kTurned[orientation][clockwise ? 0 : 1];
                 QCOMPARE(int(wrapper.imageOrientation()), expected);
                 QCOMPARE(wrapper.allData().value(u"Xmp.tiff.Orientation"_s).toInt(), expected);
                 QCOMPARE(wrapper.imageIsTiltedByMetadata(), expected >= 5 && expected <= 8);
@@ -306,9 +306,9 @@ private Q_SLOTS:
     void ratingsAreLimitedAndWrittenFourTimes()
     {
         // The rating, the one stored, and the percentage.
-        constexpr int rows[][3]
+        constexpr int kRows[][3]
             = {{-3, 0, 0}, {1, 1, 1}, {2, 2, 25}, {3, 3, 50}, {4, 4, 75}, {5, 5, 99}, {7, 5, 99}};
-        for (const auto& row : rows) {
+        for (const auto& row : kRows) {
             RKExiv2Wrapper wrapper;
             wrapper.setAdobeRating(row[0]);
             wrapper.setTamoRating(row[0]);
