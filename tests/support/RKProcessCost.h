@@ -49,6 +49,7 @@ inline Result run(const QString& program, const QStringList& arguments, const QS
     for (const QString& argument : arguments)
         words.push_back(QFile::encodeName(argument));
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (QByteArray& word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);

@@ -332,6 +332,42 @@ QByteArray allBytes(QIODevice* device)
     return bytes;
 }
 
+/// Whether the picture is too large, promises more than its file holds, or is wanted in a size that
+/// can't be made. The context has the reason then.
+bool isRefused(
+    const QByteArray& bytes, const QSize& stored, const QSize& wantedSize, RKLoadContext& context)
+{
+    if (!RKDrawable::isAcceptableSize(stored)) {
+        refuseSize(stored, context);
+        return true;
+    }
+    if (!canHold(bytes, stored)) {
+        context.fail(RKTruncation::reasonForClaim(bytes, stored));
+        return true;
+    }
+    if (!wantedSize.isValid())
+        return false;
+    const QSize target = RKBitmapDecoder::calculateRealTargetSize(wantedSize, stored);
+    if (!RKImageScaler::isFeasible(target)) {
+        RKRefusal::wantedSize(context);
+        return true;
+    }
+    if (!isWorthReducing(bytes, stored, target)) {
+        RKRefusal::reduction(context);
+        return true;
+    }
+    return false;
+}
+
+/// Whether the reader may be asked for a smaller picture. The size of a TIFF picture may be that of
+/// another directory of the file. PNG readers scale some pictures row by row and convert the others
+/// as a whole.
+bool mayScaleWhileDecoding(const QByteArray& bytes, const QByteArray& name, const QSize& stored)
+{
+    return !name.startsWith("tif")
+        && (!RKPngChunks::isPng(bytes) || RKPictureHeaderCheck::wholeBytes(bytes, stored) == 0);
+}
+
 } // namespace
 
 RKMediaFormatList RKBitmapDecoderQt::readableImageFileFormats() const
@@ -394,27 +430,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         noteUnmeasured(data, format, context);
         return {};
     }
-    if (!RKDrawable::isAcceptableSize(stored)) {
-        refuseSize(stored, context);
-        return {};
-    }
-    if (!canHold(bytes, stored)) {
-        context.fail(RKTruncation::reasonForClaim(bytes, stored));
-        return {};
-    }
-    if (wantedSize.isValid()) {
-        const QSize target = calculateRealTargetSize(wantedSize, stored);
-        if (!RKImageScaler::isFeasible(target)) {
-            RKRefusal::wantedSize(context);
-            return {};
-        }
-        if (!isWorthReducing(bytes, stored, target)) {
-            RKRefusal::reduction(context);
-            return {};
-        }
-    }
-
-    if (context.isCancelled())
+    if (isRefused(bytes, stored, wantedSize, context) || context.isCancelled())
         return {};
     noteCutOff(data, context);
     if (const auto planar = RKPlanarTiff::read(bytes, stored, context.cancellation())) {
@@ -430,14 +446,10 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     restrict(reader, bytes, name);
     if (isHeic(format))
         reader.setAutoTransform(true);
-    // The size of a TIFF picture may be that of another directory of the file. PNG readers scale
-    // some pictures row by row and convert the others as a whole. Scaled, no pixel has the colour
-    // of one that is transparent any more.
+    // Scaled, no pixel has the colour of one that is transparent any more.
     const auto transparent = RKPngChunks::transparentColor(data);
-    const bool scalesWhileDecoding = !name.startsWith("tif") && !transparent
-        && (!RKPngChunks::isPng(bytes) || RKPictureHeaderCheck::wholeBytes(bytes, stored) == 0);
-    const bool isScaled
-        = wantedSize.isValid() && scalesWhileDecoding && requestScaling(reader, wantedSize);
+    const bool isScaled = wantedSize.isValid() && !transparent
+        && mayScaleWhileDecoding(bytes, name, stored) && requestScaling(reader, wantedSize);
 
     if (wantedSize.isValid() && !isScaled) {
         QImage reduced = RKReducedWebp::read(

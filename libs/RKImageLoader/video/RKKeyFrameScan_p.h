@@ -19,8 +19,8 @@ namespace RKKeyFrameScan {
 /// What FFmpeg's index holds for a packet.
 struct Entry
 {
-    qint64 position; ///< Of the chunk or tag; of the cluster in Matroska.
-    qint64 timestamp;
+    qint64 position = 0; ///< Of the chunk or tag; of the cluster in Matroska.
+    qint64 timestamp = 0;
     int size = 0;
     bool isKey = true;
 };

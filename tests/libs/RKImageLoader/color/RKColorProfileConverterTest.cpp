@@ -105,14 +105,14 @@ private Q_SLOTS:
 
     void formatsKeepWhatBelongsToThePicture()
     {
-        constexpr std::pair<QImage::Format, QImage::Format> formats[]
+        constexpr std::pair<QImage::Format, QImage::Format> kFormats[]
             = {{QImage::Format_RGB32, QImage::Format_RGB32},
                 {QImage::Format_ARGB32, QImage::Format_ARGB32},
                 {QImage::Format_ARGB32_Premultiplied, QImage::Format_ARGB32_Premultiplied},
                 {QImage::Format_Indexed8, QImage::Format_RGB32},
                 {QImage::Format_RGBA64, QImage::Format_ARGB32}};
         const RKMetaData metaData = withProfile(RKTestProfiles::rgb(kAdobeGamma, true));
-        for (const auto& [before, after] : formats) {
+        for (const auto& [before, after] : kFormats) {
             QImage image = RKTestPictures::quadrants({47, 33}).convertToFormat(before);
             image.setColorSpace(QColorSpace::AdobeRgb);
             image.setText(u"TAMO-ImagePipeline"_s, u"history"_s);
@@ -166,7 +166,7 @@ private Q_SLOTS:
         cmsHPROFILE profile = cmsCreate_sRGBProfile();
         cmsMD5computeID(profile);
         const QByteArray bytes = RKTestProfiles::bytesOf(profile);
-        std::array<quint32, 4> id;
+        std::array<quint32, 4> id{};
         std::memcpy(id.data(), bytes.constData() + 84, sizeof id);
         const Key key(id);
         QCOMPARE(keyOf(bytes), key);
