@@ -437,15 +437,7 @@ int RKFrameSeeker::receiveFrames(long long timestamp, bool* done, bool* gotImage
             return AVERROR(ENOMEM);
         if (!isDecodable())
             continue;
-        const bool isBefore = isBeforeSettled(*m_frame);
-        const long long time = isBefore ? m_frame->pts : timeOfFrame();
-        m_isDoubtful |= m_leftOutUpTo != kNoTimestamp && time != m_frame->pts;
-        // The frame before it may have been left out.
-        const long long before = isBefore ? m_upper : std::max(m_upper, m_leftOutUpTo);
-        m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, before);
-        m_lower = m_lastFrameOkay ? before : time;
-        m_upper = time;
-        m_lastFrameOkay = true;
+        const long long time = advance();
         if (timestamp == kAnyTimestamp || time >= timestamp) {
             *gotImage = decodeCurrentImage();
             *done = true;
@@ -455,6 +447,21 @@ int RKFrameSeeker::receiveFrames(long long timestamp, bool* done, bool* gotImage
         av_frame_unref(m_frame.get());
     }
     return 0;
+}
+
+/// Moves on to the frame that was received; its time.
+long long RKFrameSeeker::advance()
+{
+    const bool isBefore = isBeforeSettled(*m_frame);
+    const long long time = isBefore ? m_frame->pts : timeOfFrame();
+    m_isDoubtful |= m_leftOutUpTo != kNoTimestamp && time != m_frame->pts;
+    // The frame before it may have been left out.
+    const long long before = isBefore ? m_upper : std::max(m_upper, m_leftOutUpTo);
+    m_lastDistance = m_lower == kNoTimestamp ? 0 : av_sat_sub64(time, before);
+    m_lower = m_lastFrameOkay ? before : time;
+    m_upper = time;
+    m_lastFrameOkay = true;
+    return time;
 }
 
 /// Whether all that the frame was predicted from was decoded since the last seek. By itself,

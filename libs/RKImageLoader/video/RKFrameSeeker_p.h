@@ -60,6 +60,7 @@ private:
     void drain(long long timestamp, bool* done, bool* gotImage);
     void rememberEnd(long long timestamp, bool isFound);
     int receiveFrames(long long timestamp, bool* done, bool* gotImage);
+    long long advance();
     bool isDecodable() const;
     long long timeOfPacket() const;
     long long timeOfFrame() const;
