@@ -4,6 +4,7 @@
 #include "RKImageLoader/media/RKMediaDescriptor.h"
 
 #include <QFileInfo>
+#include <QMutexLocker>
 
 #include <array>
 
@@ -83,13 +84,28 @@ bool RKMetaDataHistory::isWriting() const
 void RKMetaDataHistory::start(const std::function<Outcome()>& job)
 {
     ++m_waiting;
-    m_thread.start([this, job] {
-        Outcome outcome = job();
-        outcome.undoText = m_done > 0 ? m_steps[m_done - 1].text : QString();
-        outcome.redoText = m_done < m_steps.size() ? m_steps[m_done].text : QString();
-        QMetaObject::invokeMethod(
-            this, [this, outcome] { finish(outcome); }, Qt::QueuedConnection);
-    });
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_jobs << job;
+    }
+    m_thread.start([this] { runNext(); });
+}
+
+void RKMetaDataHistory::runNext()
+{
+    std::function<Outcome()> job;
+    {
+        const QMutexLocker locker(&m_mutex);
+        job = m_jobs.takeFirst();
+    }
+    Outcome outcome = job();
+    outcome.undoText = m_done > 0 ? m_steps[m_done - 1].text : QString();
+    outcome.redoText = m_done < m_steps.size() ? m_steps[m_done].text : QString();
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_outcomes << outcome;
+    }
+    QMetaObject::invokeMethod(this, &RKMetaDataHistory::finishNext, Qt::QueuedConnection);
 }
 
 RKMetaDataHistory::Outcome RKMetaDataHistory::add(const Step& step, const Change& change)
@@ -138,8 +154,13 @@ RKMetaDataHistory::Outcome RKMetaDataHistory::write(Step step, const Change& cha
     return {step, true};
 }
 
-void RKMetaDataHistory::finish(const Outcome& outcome)
+void RKMetaDataHistory::finishNext()
 {
+    Outcome outcome;
+    {
+        const QMutexLocker locker(&m_mutex);
+        outcome = m_outcomes.takeFirst();
+    }
     --m_waiting;
     m_undoText = outcome.undoText;
     m_redoText = outcome.redoText;

@@ -4,6 +4,7 @@
 #include "RKImageLoaderAsync/RKImageLoaderAsyncExport.h"
 
 #include <QList>
+#include <QMutex>
 #include <QObject>
 #include <QString>
 #include <QThreadPool>
@@ -84,15 +85,21 @@ private:
     };
 
     void start(const std::function<Outcome()>& job);
+    void runNext();
+    void finishNext();
     Outcome add(const Step& step, const Change& change);
     /// Undoes a step with -1, makes one again with 1.
     Outcome move(int by);
     static Outcome write(Step step, const Change& change);
-    void finish(const Outcome& outcome);
 
     QString m_undoText;
     QString m_redoText;
     int m_waiting = 0;
+    // Guards what the threads hand over to each other. Not left to Qt's pool and events, which the
+    // thread sanitizer doesn't see through.
+    QMutex m_mutex;
+    QList<std::function<Outcome()>> m_jobs;
+    QList<Outcome> m_outcomes;
     // Only the thread below uses these: what there is to undo is known when all is written that was
     // asked for before.
     QList<Step> m_steps;
