@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <optional>
 #include <set>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
@@ -66,6 +67,27 @@ bool isOfGeoPosition(const std::string& key)
 {
     const std::string name = key.substr(key.find_last_of(".:/") + 1);
     return name.compare(0, 3, "GPS") == 0 || name.compare(0, 3, "Gps") == 0;
+}
+
+/// Says where the bytes of one file lie: the rest of its XMP, the video of a motion photo, or a
+/// gain map, by namespace and the start of a name. In another file it would lead nowhere, and hide
+/// what that one has.
+bool isOfOneFile(const std::string& key)
+{
+    constexpr std::pair<std::string_view, std::string_view> kNames[]
+        = {{"http://ns.adobe.com/xmp/note/", "HasExtendedXMP"},
+            {"http://ns.adobe.com/hdr-gain-map/1.0/", ""},
+            {"http://ns.google.com/photos/1.0/container/", ""},
+            {"http://ns.google.com/photos/1.0/camera/", "MicroVideo"},
+            {"http://ns.google.com/photos/1.0/camera/", "MotionPhoto"}};
+    return RKExiv2Library::valueOr(false, [&] {
+        const Exiv2::XmpKey property(RKExiv2XmpPackets::propertyKey(key));
+        const std::string uri = Exiv2::XmpProperties::ns(property.groupName());
+        const std::string name = property.tagName();
+        return std::any_of(std::begin(kNames), std::end(kNames), [&](const auto& known) {
+            return uri == known.first && name.starts_with(known.second);
+        });
+    });
 }
 
 std::string withoutTrailingNuls(const std::string& packet)
@@ -481,13 +503,15 @@ std::optional<std::string> RKExiv2XmpData::editedPacketOf(const Exiv2::Image& im
 void RKExiv2XmpData::mergeInto(Exiv2::XmpData& target) const
 {
     // Property by property: arrays and structures of two images must not mix.
+    const Exiv2::XmpData own
+        = filtered(m_data, [](const std::string& key) { return !isOfOneFile(key); });
     std::unordered_set<std::string> held(m_removedKeys.begin(), m_removedKeys.end());
-    for (const Exiv2::Xmpdatum& datum : m_data)
+    for (const Exiv2::Xmpdatum& datum : own)
         held.insert(RKExiv2XmpPackets::propertyKey(datum.key()));
     Exiv2::XmpData merged = filtered(target, [&held](const std::string& key) {
         return held.count(RKExiv2XmpPackets::propertyKey(key)) == 0;
     });
-    for (const Exiv2::Xmpdatum& datum : m_data)
+    for (const Exiv2::Xmpdatum& datum : own)
         merged.add(datum);
     target = merged;
 }

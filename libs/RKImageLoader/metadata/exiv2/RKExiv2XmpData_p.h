@@ -123,7 +123,8 @@ public:
     /// new one; nullopt for a packet that cannot be edited or would not fit. The caller holds
     /// xmpLock() exclusively.
     std::optional<std::string> editedPacketOf(const Exiv2::Image& image) const;
-    /// Adds the properties to others. The caller holds xmpLock() exclusively.
+    /// Adds the properties to others, but for those that say where the bytes of one file lie. The
+    /// caller holds xmpLock() exclusively.
     void mergeInto(Exiv2::XmpData& target) const;
     /// Removes a property with all that belongs to it here; a target of mergeTo() keeps its own.
     void removeKey(const char* key);

@@ -316,6 +316,18 @@ private Q_SLOTS:
         data = RKExiv2XmpData();
         data.setString("Xmp.dc.relation", u"plain"_s);
         QCOMPARE(dataIn(saved(data, target)).readString("Xmp.dc.relation"), u"plain"_s);
+
+        // What leads to other bytes of a file stays that file's.
+        const auto burst = [](const std::string& id) {
+            return packetOf("xmlns:c='http://ns.google.com/photos/1.0/camera/' "
+                            "xmlns:xmpNote='http://ns.adobe.com/xmp/note/' c:BurstID='"
+                    + id + "' c:MotionPhoto='" + id + "' xmpNote:HasExtendedXMP='" + id + "'",
+                {});
+        };
+        const RKExiv2XmpData mixed = dataIn(saved(dataOf(burst("new")), jpegWith(burst("old"))));
+        QCOMPARE(mixed.readString("Xmp.c.BurstID"), u"new"_s);
+        QCOMPARE(mixed.readString("Xmp.c.MotionPhoto"), u"old"_s);
+        QCOMPARE(mixed.readString("Xmp.xmpNote.HasExtendedXMP"), u"old"_s);
     }
 
     void largePacketLosesItsLargestProperties()
