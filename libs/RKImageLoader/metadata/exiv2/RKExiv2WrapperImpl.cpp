@@ -368,7 +368,7 @@ void RKExiv2WrapperImpl::shiftDates(qint64 seconds)
         if (QString date = RKWallTime::shifted(m_exifData.readString(key), seconds);
             !date.isEmpty())
             m_exifData.setString(
-                key, date.replace(QLatin1Char('-'), QLatin1Char(':')).replace(u'T', u' '));
+                key, date.replace(4, 1, u':').replace(7, 1, u':').replace(10, 1, u' '));
     }
     for (const char* key : kDatesInXmp) {
         if (const QString date = RKWallTime::shifted(m_xmpData.readString(key), seconds);

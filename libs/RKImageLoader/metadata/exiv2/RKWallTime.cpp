@@ -56,11 +56,16 @@ QString RKWallTime::shifted(const QString& text, qint64 seconds)
         "^(\\d{4})[:-](\\d\\d)[:-](\\d\\d)[T ](\\d\\d):(\\d\\d)(?::(\\d\\d))?(.*)$"));
     const QRegularExpressionMatch match = pattern.match(text.trimmed());
     const auto part = [&match](int number) { return match.captured(number).toInt(); };
+    // The midnight after a day (ISO 8601).
+    const bool isEndOfDay = part(4) == 24 && part(5) == 0 && part(6) == 0;
+    const QTime time(isEndOfDay ? 0 : part(4), part(5), part(6));
     // In UTC, which skips no times.
-    const QDateTime moved
-        = QDateTime(QDate(part(1), part(2), part(3)), QTime(part(4), part(5), part(6)), Qt::UTC)
-              .addSecs(seconds);
-    if (!moved.isValid() || moved.date().year() < 1 || moved.date().year() > kMaxYear)
+    const QDateTime moved = QDateTime(QDate(part(1), part(2), part(3)), time, Qt::UTC)
+                                .addDays(isEndOfDay ? 1 : 0)
+                                .addSecs(seconds);
+    // Qt takes a time that there isn't for midnight.
+    if (!time.isValid() || !moved.isValid() || moved.date().year() < 1
+        || moved.date().year() > kMaxYear)
         return {};
     const bool hasSeconds = !match.captured(6).isEmpty() || moved.time().second() != 0;
     return moved.toString(hasSeconds ? QStringLiteral("yyyy-MM-ddThh:mm:ss")

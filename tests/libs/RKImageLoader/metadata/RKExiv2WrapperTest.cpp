@@ -232,10 +232,14 @@ private Q_SLOTS:
         const char* const day = "Iptc.Application2.DigitizationDate";
         const char* const time = "Iptc.Application2.DigitizationTime";
         const std::pair<Values, Values> rows[]
-            = {{{{"Exif.Photo.DateTimeDigitized", "2021:12:31 23:30:05"}},
-                   {{"Exif.Photo.DateTimeDigitized", "2022:01:01 01:00:05"}}},
-                {{{"Exif.Photo.DateTimeDigitized", "    :  :     :  :  "}},
-                    {{"Exif.Photo.DateTimeDigitized", "    :  :     :  :  "}}},
+            = {{{{"Exif.Photo.DateTimeDigitized", "2021:12:31 23:30:05-03:00"},
+                    {"Exif.Photo.DateTimeOriginal", "2021:12:31 24:00:00"}},
+                   {{"Exif.Photo.DateTimeDigitized", "2022:01:01 01:00:05-03:00"},
+                       {"Exif.Photo.DateTimeOriginal", "2022:01:01 01:30:00"}}},
+                {{{"Exif.Photo.DateTimeDigitized", "    :  :     :  :  "},
+                     {"Xmp.xmp.CreateDate", "2021-12-31T23:59:60"}},
+                    {{"Exif.Photo.DateTimeDigitized", "    :  :     :  :  "},
+                        {"Xmp.xmp.CreateDate", "2021-12-31T23:59:60"}}},
                 {{{"Xmp.xmp.CreateDate", "2021-12-31T23:30:05.25+05:30"},
                      {"Xmp.exif.DateTimeDigitized", "2021-12-31T23:30Z"}},
                     {{"Xmp.xmp.CreateDate", "2022-01-01T01:00:05.25+05:30"},
