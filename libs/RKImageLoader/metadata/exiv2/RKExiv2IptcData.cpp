@@ -97,19 +97,22 @@ void makeTextsFit(Exiv2::IptcData& added, Exiv2::IptcData& others, bool isAddedM
     if (haveTexts(added, RKIptcText::isAscii) && !isAddedMarked)
         return;
     const bool isMarked = isMarkedAsUtf8(others);
+    const bool hasMark = std::any_of(others.begin(), others.end(), [](const auto& datum) {
+        return datum.key() == kCharacterSet;
+    });
     if (isMarked || haveTexts(others, RKIptcText::isAscii)) {
         encodeTexts(added, toUtf8);
         if (!isMarked)
             markAsUtf8(others);
+    } else if (!hasMark && haveTexts(others, RKIptcText::isUtf8)) {
+        // Texts that are UTF-8 without saying so stay as they are, and get company.
+        encodeTexts(added, toUtf8);
     } else if (haveTexts(
                    added, [&](const QByteArray& bytes) { return bool(toWindows1252(bytes)); })) {
         // What readers take unmarked texts for.
         encodeTexts(added, [&](const QByteArray& bytes) { return *toWindows1252(bytes); });
     } else {
         encodeTexts(added, toUtf8);
-        // Texts that are UTF-8 without saying so stay as they are, and get company.
-        if (haveTexts(others, RKIptcText::isUtf8))
-            return;
         encodeTexts(others,
             [](const QByteArray& bytes) { return RKIptcText::fromWindows1252(bytes).toUtf8(); });
         markAsUtf8(others);
