@@ -194,36 +194,41 @@ qsizetype indexOfMultiPicture(const Parts& parts)
     }) - parts.begin();
 }
 
-/// The places of further pictures after the first, which are counted from this segment, with
-/// something added (CIPA DC-007, 5.2.3.3).
-QByteArray withMovedPictures(const QByteArray& bytes, qint64 by)
+/// The list of pictures (CIPA DC-007, 5.2.3.3) with something added to the places of further ones,
+/// which are counted from this segment, and to the size of the first, whose head this is.
+QByteArray withMovedPictures(const QByteArray& bytes, qint64 by, qint64 firstGrowsBy)
 {
     constexpr QByteArrayView kName("MPF\0", 4);
     constexpr quint16 kEntries = 0xb002;
     constexpr qint64 kEntrySize = 16;
+    constexpr qint64 kSizeInEntry = 4;
     constexpr qint64 kOffsetInEntry = 8;
     const QByteArrayView data = dataOf(bytes, kName);
     const RKTiffStructure tiff(data);
     QByteArray moved = bytes;
+    const auto add = [&](qint64 at, qint64 difference) {
+        const quint32 number = tiff.numberAt(at);
+        // That of a picture that isn't there.
+        if (number != 0)
+            moved.replace(bytes.size() - data.size() + at,
+                sizeof number,
+                RKByteReader::bytesOf(static_cast<quint32>(number + difference), tiff.byteOrder()));
+    };
     for (const RKTiffStructure::Entry& entry : tiff.entriesOf(tiff.firstDirectory())) {
         const auto range = tiff.valueRange(entry);
         if (!tiff.isValid() || entry.tag != kEntries || !range)
             continue;
-        for (qint64 at = qint64(range->start) + kOffsetInEntry; at < qint64(range->end);
-             at += kEntrySize) {
-            const quint32 offset = tiff.numberAt(at);
-            // That of the first picture is 0.
-            if (offset == 0 || at + qint64(sizeof offset) > qint64(range->end))
-                continue;
-            moved.replace(bytes.size() - data.size() + at,
-                sizeof offset,
-                RKByteReader::bytesOf(static_cast<quint32>(offset + by), tiff.byteOrder()));
-        }
+        const auto start = qint64(range->start);
+        if (range->size() >= kEntrySize && tiff.numberAt(start + kOffsetInEntry) == 0)
+            add(start + kSizeInEntry, firstGrowsBy);
+        for (qint64 at = start; at + kOffsetInEntry + qint64(sizeof(quint32)) <= qint64(range->end);
+             at += kEntrySize)
+            add(at + kOffsetInEntry, by);
     }
     return moved;
 }
 
-/// The bytes between a part and the pictures.
+/// The bytes between a part and the pixels; from the beginning of the file for the part -1.
 qint64 bytesAfter(const Parts& parts, qsizetype index)
 {
     qint64 bytes = 0;
@@ -334,10 +339,12 @@ Parts RKJpegParts::comparable(const Parts& parts) const
         else
             result.append(part);
     }
-    // The places of further pictures, counted from the end of the segments.
+    // The places of further pictures, and the end of the first, counted from the end of the
+    // segments.
     if (const qsizetype index = indexOfMultiPicture(result); index < result.size()) {
         QByteArray& bytes = result[index].piece.bytes;
-        bytes = withMovedPictures(bytes, -bytesAfter(parts, indexOfMultiPicture(parts)));
+        bytes = withMovedPictures(
+            bytes, -bytesAfter(parts, indexOfMultiPicture(parts)), -bytesAfter(parts, -1));
     }
     for (const Run& run : iptcRuns(segments)) {
         const QByteArray section = sectionOf(run);
@@ -378,7 +385,9 @@ void RKJpegParts::adjust(Parts& parts, const Parts& before) const
     if (index == parts.size() || old == before.size())
         return;
     QByteArray& bytes = parts[index].piece.bytes;
-    bytes = withMovedPictures(bytes, bytesAfter(parts, index) - bytesAfter(before, old));
+    bytes = withMovedPictures(bytes,
+        bytesAfter(parts, index) - bytesAfter(before, old),
+        bytesAfter(parts, -1) - bytesAfter(before, -1));
 }
 
 QByteArray RKJpegParts::block(Content content, const QList<QByteArray>& parts) const

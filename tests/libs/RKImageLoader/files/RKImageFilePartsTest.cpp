@@ -303,7 +303,7 @@ private Q_SLOTS:
                 {{0xb000, RKTestTiff::kLong, {1, 1, 0x4444, 1}},
                     {0xb002,
                         RKTestTiff::kShort,
-                        {0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0x1234, 0, 0, 0, 0, 0, 9, 0, 0x5678}}})
+                        {0, 0, 999, 0, 0, 0, 0, 0, 0, 0, 9, 0, 5000, 0, 0, 0, 0, 0, 9, 0, 0x5678}}})
             + "cut";
         const QByteArray profile = QByteArray("ICC_PROFILE\0\1\1", 14) + "profile";
         const QByteArray file
@@ -312,21 +312,25 @@ private Q_SLOTS:
         QVERIFY(parts.setIccProfile("another profile"));
         const QByteArray changed = parts.file();
         QCOMPARE(changed.size(), file.size() + 8);
-        QVERIFY(changed.contains(little(quint32(0x123c)))
+        QVERIFY(changed.contains(little(quint32(5008))) && changed.contains(little(quint32(1007)))
             && changed.contains("\x78\x56"
                                 "cut"));
         QVERIFY(changed.contains(little(quint32(0x4444))));
         const RKImageFileParts after(changed);
         QCOMPARE(RKImageFileParts::firstDifference(RKImageFileParts(file), after, {Content::Icc}),
             QString());
-        QByteArray wrong = changed;
-        wrong.replace(little(quint32(0x123c)), little(quint32(0x1234)));
-        QCOMPARE(RKImageFileParts::firstDifference(
-                     RKImageFileParts(file), RKImageFileParts(wrong), {Content::Icc}),
-            QStringLiteral("segment APP2 MPF"));
-        // A new segment comes before the list.
+        for (const quint32 moved : {5008U, 1007U}) {
+            QByteArray wrong = changed;
+            wrong.replace(little(moved), little(moved - 8));
+            QCOMPARE(RKImageFileParts::firstDifference(
+                         RKImageFileParts(file), RKImageFileParts(wrong), {Content::Icc}),
+                QStringLiteral("segment APP2 MPF"));
+        }
+        // A new segment comes before the list, and after the first picture's beginning.
         QVERIFY(parts.setXmpPacket("packet"));
-        QVERIFY(parts.file().contains(little(quint32(0x123c))));
+        const auto grown = quint32(999 + parts.file().size() - file.size());
+        QVERIFY(
+            parts.file().contains(little(quint32(5008))) && parts.file().contains(little(grown)));
     }
 
     void exifInATextStaysThere()
