@@ -54,6 +54,14 @@ Content contentOfUuid(QByteArrayView uuid)
     return Content::Other;
 }
 
+/// Holds places in the file that it counts from the file's beginning, which only its own maker
+/// could follow: fragments of a codestream (ISO/IEC 15444-2, M.11.3) and indices (ISO/IEC 15444-9,
+/// I.3).
+bool holdsPlaces(QByteArrayView type)
+{
+    return type == "ftbl" || type == "fidx" || type == "cidx" || type == "iptr";
+}
+
 /// Empty for one that is too large.
 QByteArray box(const QByteArray& type, const QByteArray& data)
 {
@@ -142,7 +150,7 @@ bool RKJp2Parts::split(RKPartCollector& file) const
     for (qint64 at = 0; at < file.size();) {
         const QByteArrayView start = file.peek(at, kLongHeaderSize + kUuidSize);
         const Header header = headerOf(start, file.size() - at);
-        if (header.size == 0)
+        if (header.size == 0 || holdsPlaces(header.type))
             return false;
         const QByteArray name = "box " + header.type;
         const bool isMetadata = header.type == "uuid"

@@ -207,8 +207,11 @@ private Q_SLOTS:
         source->end = source->bytes.size();
         QVERIFY(RKImageFileParts(source).hasReadError());
         const QByteArray segment = "\xff\xe1\xff\xff" + QByteArray(65533, 'x');
-        for (const QByteArray& other :
-            {QByteArray(), imageFile("BMP"), QByteArray("\xff\xd8" + segment + segment.chopped(9))})
+        const QByteArray index = RKByteReader::bytesOf(quint32(8)) + "fidx";
+        for (const QByteArray& other : {QByteArray(),
+                 imageFile("BMP"),
+                 richFile("boxes.jp2").insert(12, index),
+                 QByteArray("\xff\xd8" + segment + segment.chopped(9))})
         {
             QVERIFY(!RKImageFileParts(other).hasReadError());
             QVERIFY(!RKImageFileParts(other).isValid());
