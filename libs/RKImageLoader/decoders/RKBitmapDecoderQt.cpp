@@ -2,10 +2,10 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
-#include "RKImageLoader/decoders/RKPlanarTiff_p.h"
 #include "RKImageLoader/decoders/RKReducedWebp_p.h"
 #include "RKImageLoader/decoders/RKRefusal_p.h"
 #include "RKImageLoader/decoders/RKStoppableBuffer_p.h"
+#include "RKImageLoader/decoders/RKTiffPicture_p.h"
 #include "RKImageLoader/drawables/RKImageAttributes_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
@@ -433,9 +433,9 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
     if (isRefused(bytes, stored, wantedSize, context) || context.isCancelled())
         return {};
     noteCutOff(data, context);
-    if (const auto planar = RKPlanarTiff::read(bytes, stored, context.cancellation())) {
-        const bool isScaled = wantedSize.isValid() && !planar->isNull();
-        return isScaled ? RKQtScaler::scaled(*planar, wantedSize) : *planar;
+    if (const auto read = RKTiffPicture::read(bytes, stored, context.cancellation())) {
+        const bool isScaled = wantedSize.isValid() && !read->isNull();
+        return isScaled ? RKQtScaler::scaled(*read, wantedSize) : *read;
     }
 
     const QByteArray name = format.toLower();

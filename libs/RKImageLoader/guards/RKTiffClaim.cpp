@@ -20,6 +20,8 @@ constexpr quint16 kRowsPerStrip = 278;
 constexpr quint16 kPlanarConfiguration = 284;
 constexpr quint16 kTileWidth = 322;
 constexpr quint16 kTileHeight = 323;
+constexpr quint16 kExtraSamples = 338;
+constexpr quint16 kSampleFormat = 339;
 constexpr quint16 kSubsampling = 530;
 
 // The most bytes that a compressed one can stand for. Fax compressions are counted by rows.
@@ -202,6 +204,33 @@ qint64 imageBits(qint64 bits, qint64 samples)
     return 4 * std::max<qint64>(bits, 8);
 }
 
+RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint64 bits)
+{
+    using Samples = RKTiffClaim::Samples;
+    constexpr qint64 kMinIsBlack = 1;
+    constexpr qint64 kRgb = 2;
+    constexpr qint64 kInks = 5;
+    constexpr qint64 kSeparate = 2;
+    constexpr qint64 kUnspecified = 0;
+    constexpr qint64 kUnsigned = 1;
+    if (directory.value(kSampleFormat, kUnsigned) != kUnsigned || (bits != 8 && bits != 16))
+        return Samples::Common;
+    const qint64 photometric = directory.value(kPhotometric);
+    const bool isDeep = bits == 16;
+    if (photometric == kRgb) {
+        const bool hasPlanes = directory.value(kPlanarConfiguration) == kSeparate;
+        return isDeep && ((hasPlanes && samples >= 3) || samples > 4) ? Samples::DeepColors
+                                                                      : Samples::Common;
+    }
+    // Rows of tiles are not read.
+    if (directory.has(kTileWidth))
+        return Samples::Common;
+    if (photometric <= kMinIsBlack && samples > 1
+        && directory.value(kExtraSamples, kUnspecified) != kUnspecified)
+        return Samples::GrayAndAlpha;
+    return photometric == kInks && isDeep && samples >= 4 ? Samples::DeepInks : Samples::Common;
+}
+
 } // namespace
 
 std::optional<RKTiffClaim> RKTiffClaim::read(QByteArrayView data)
@@ -236,10 +265,7 @@ std::optional<RKTiffClaim> RKTiffClaim::read(QByteArrayView data)
     claim.largestPart = roundedUp(partWidth * samples * bits, 8) * partHeight;
     claim.imageBytes = roundedUp(width * imageBits(bits, samples), 8) * height;
 
-    constexpr qint64 kRgb = 2;
-    constexpr qint64 kSeparate = 2;
-    claim.hasDeepPlanes = bits == 16 && samples >= 3 && directory.value(kPhotometric) == kRgb
-        && directory.value(kPlanarConfiguration) == kSeparate;
+    claim.samples = samplesOf(directory, samples, bits);
 
     const qint64 bytes = isTiled
         ? directory.compressedBytes(RKTiffTag::kTileOffsets, RKTiffTag::kTileSizes)

@@ -16,8 +16,15 @@ struct RKTiffClaim
     qint64 largestPart = 0;
     /// What a QImage of the picture takes.
     qint64 imageBytes = 0;
-    /// Colours of 16 bits, with a plane for each of them.
-    bool hasDeepPlanes = false;
+    /// Samples that Qt's reader refuses, loses or takes for others.
+    enum class Samples
+    {
+        Common,
+        DeepColors, ///< RGB of 16 bits in planes, or with more than one more sample
+        GrayAndAlpha,
+        DeepInks, ///< CMYK of 16 bits
+    };
+    Samples samples = Samples::Common;
     /// The compressed bytes can hold the decoded ones.
     bool isCovered = false;
 

@@ -326,37 +326,60 @@ private Q_SLOTS:
         }
     }
 
-    // Qt's reader takes the three planes of 16 bits for rows of pixels.
-    void planesOfSixteenBitsAreJoined()
+    // Qt's reader takes planes of 16 bits for rows of pixels, loses the alpha of greys, and refuses
+    // inks of 16 bits.
+    void samplesThatQtGetsWrongAreRead()
     {
-        const QSize size(64, 48);
-        constexpr quint32 kPlane = 64 * 48 * 2;
-        constexpr quint32 kPlanes = 256;
-        QByteArray tiff = QByteArray("II*\0", 4) + QByteArray::fromHex("08000000")
-            + RKTestTiff::directory(8,
-                {{256, RKTestTiff::kLong, {64}},
-                    {257, RKTestTiff::kLong, {48}},
-                    {258, RKTestTiff::kShort, {16, 16, 16}},
-                    {262, RKTestTiff::kShort, {2}},
-                    {273, RKTestTiff::kLong, {kPlanes, kPlanes + kPlane, kPlanes + 2 * kPlane}},
-                    {274, RKTestTiff::kShort, {6}},
-                    {277, RKTestTiff::kShort, {3}},
-                    {278, RKTestTiff::kLong, {48}},
-                    {279, RKTestTiff::kLong, {kPlane, kPlane, kPlane}},
-                    {284, RKTestTiff::kShort, {2}}});
-        tiff = tiff.leftJustified(kPlanes, '\0') + QByteArray(kPlane, '\xff')
-            + QByteArray(kPlane, '\x80') + QByteArray(kPlane, '\0');
-        // The last pixel is black.
-        for (const quint32 plane : {1U, 2U})
-            tiff.replace(kPlanes + plane * kPlane - 2, 2, QByteArray(2, '\0'));
-        const QImage decoded = m_decoder.decode(tiff, "tif", {}, {});
-        QCOMPARE(decoded.size(), size);
-        QCOMPARE(decoded.pixel(0, 0), qRgb(255, 128, 0));
-        QCOMPARE(decoded.pixel(62, 47), qRgb(255, 128, 0));
-        QCOMPARE(decoded.pixel(63, 47), qRgb(0, 0, 0));
-        QCOMPARE(m_decoder.decode(tiff, "tif", {32, 32}, {}).pixel(16, 8), qRgb(255, 128, 0));
-        QTest::ignoreMessage(QtWarningMsg, "Picture refused: its planes are damaged");
-        QVERIFY(m_decoder.decode(tiff.chopped(kPlane), "tif", {32, 32}, {}).isNull());
+        // Each part is made of one pixel's bytes.
+        const auto tiff = [](quint32 photometric,
+                              const QList<quint32>& bits,
+                              quint32 extra,
+                              const QByteArrayList& parts) {
+            constexpr quint32 kPixels = 64 * 48;
+            constexpr quint32 kBegin = 256;
+            const quint32 part = kPixels * quint32(parts[0].size());
+            QList<quint32> places;
+            QByteArray data;
+            for (const QByteArray& pixel : parts) {
+                places << kBegin + quint32(data.size());
+                data += pixel.repeated(kPixels);
+            }
+            const QByteArray file = QByteArray("II*\0", 4) + QByteArray::fromHex("08000000")
+                + RKTestTiff::directory(8,
+                    {{256, RKTestTiff::kLong, {64}},
+                        {257, RKTestTiff::kLong, {48}},
+                        {258, RKTestTiff::kShort, bits},
+                        {262, RKTestTiff::kShort, {photometric}},
+                        {273, RKTestTiff::kLong, places},
+                        {274, RKTestTiff::kShort, {6}},
+                        {277, RKTestTiff::kShort, {quint32(bits.size())}},
+                        {278, RKTestTiff::kLong, {48}},
+                        {279, RKTestTiff::kLong, QList<quint32>(parts.size(), part)},
+                        {284, RKTestTiff::kShort, {parts.size() > 1 ? 2U : 1U}},
+                        {338, RKTestTiff::kShort, {extra}}});
+            return QByteArray(file.leftJustified(kBegin, '\0') + data);
+        };
+        const QByteArray planes
+            = tiff(2, {16, 16, 16, 16}, 2, {"\xff\xff", "\x80\x80", {"\0\0", 2}, "\xff\xff"});
+        const std::pair<QByteArray, QRgb> cases[] = {{planes, qRgb(255, 128, 0)},
+            {tiff(2, {16, 16, 16, 16, 16}, 0, {"\xff\xff\x80\x80\x33\x33\x66\x66\x01\x01"}),
+                qRgba(255, 128, 51, 102)},
+            {tiff(1, {8, 8}, 2, {"\xc8\x64"}), qRgba(200, 200, 200, 100)},
+            {tiff(1, {8, 8}, 0, {"\xc8\x64"}), qRgb(200, 200, 200)},
+            {tiff(1, {8, 8}, 1, {"\x33\xcc"}), qRgba(64, 64, 64, 204)},
+            {tiff(0, {16, 16}, 2, {"\x37\x37", "\x64\x64"}), qRgba(200, 200, 200, 100)},
+            {tiff(5, {16, 16, 16, 16}, 0, {{"\0\0\xff\xff\x80\x80\x33\x33", 8}}),
+                qRgb(204, 0, 101)}};
+        for (const auto& [file, color] : cases) {
+            const QImage decoded = m_decoder.decode(file, "tif", {}, {});
+            QCOMPARE(decoded.size(), QSize(64, 48));
+            QCOMPARE(decoded.pixelColor(0, 0).rgba(), color);
+            QCOMPARE(decoded.pixelColor(63, 47).rgba(), color);
+        }
+        QCOMPARE(m_decoder.decode(planes, "tif", {32, 32}, {}).pixel(16, 8), qRgb(255, 128, 0));
+        QTest::ignoreMessage(QtWarningMsg, "Picture refused: its samples are damaged");
+        const qsizetype whole = planes.size();
+        QVERIFY(m_decoder.decode(planes.first(whole * 2 / 3), "tif", {32, 32}, {}).isNull());
     }
 
     void colorsBeyondThePaletteAreBlack()

@@ -8,12 +8,14 @@
 
 #include <optional>
 
-/// TIFF pictures with 16 bits a channel and a plane for each of them (TIFF 6.0, PlanarConfiguration
-/// 2), read with libtiff. Qt's reader takes the planes for rows of pixels. Reentrant.
-class RKPlanarTiff
+/// TIFF pictures that Qt's reader gets wrong, read with libtiff: with 16 bits a channel and a plane
+/// for each of them (TIFF 6.0, PlanarConfiguration 2), which it takes for rows of pixels; grey with
+/// alpha, which it loses; and with 16 bits and more than four channels, or inks, which it refuses.
+/// Reentrant.
+class RKTiffPicture
 {
 public:
-    RKPlanarTiff() = delete;
+    RKTiffPicture() = delete;
 
     /// The picture as it is stored, with 8 bits a channel, if it is one of these and has the size.
     /// Null, with a warning, if it is damaged, and without one if it was cancelled; nullopt for
