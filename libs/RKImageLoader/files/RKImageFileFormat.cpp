@@ -62,3 +62,11 @@ void RKImageFileFormat::adjust(Parts& parts, const Parts& before) const
     Q_UNUSED(parts)
     Q_UNUSED(before)
 }
+
+void RKImageFileFormat::adjustPreviews(
+    Parts& parts, const Parts& before, const RKByteSource& source) const
+{
+    Q_UNUSED(parts)
+    Q_UNUSED(before)
+    Q_UNUSED(source)
+}

@@ -45,6 +45,9 @@ public:
     virtual qsizetype leadingParts(const Parts& parts) const = 0;
     /// Keeps places right that a part notes of others, after the parts between them have changed.
     virtual void adjust(Parts& parts, const Parts& before) const;
+    /// The same for places of previews in the source, which has the parts from before all changes.
+    virtual void adjustPreviews(
+        Parts& parts, const Parts& before, const RKByteSource& source) const;
 
     /// The metadata in the parts with that content.
     virtual QByteArray block(Content content, const QList<QByteArray>& parts) const = 0;

@@ -219,6 +219,12 @@ bool RKImageFileParts::setBlock(Content content, const QByteArray& block)
     return isPossible;
 }
 
+void RKImageFileParts::adjustPreviews(const RKImageFileParts& before)
+{
+    if (isValid())
+        m_format->adjustPreviews(m_parts, before.m_parts, *m_source);
+}
+
 QString RKImageFileParts::firstDifference(
     const RKImageFileParts& before, const RKImageFileParts& after, const QList<Content>& owned)
 {

@@ -109,6 +109,10 @@ public:
         return setBlock(Content::Icc, profile);
     }
 
+    /// To be called once, after all changes of parts that were those before: corrects what the
+    /// maker note of a JPEG says of places after the picture.
+    void adjustPreviews(const RKImageFileParts& before);
+
     /// The name of the first part that is not the same in both files, or not in the same place
     /// among the others; empty where there is none. Parts with the owned contents may differ.
     /// Ranges of the same bytes of one source are not read.

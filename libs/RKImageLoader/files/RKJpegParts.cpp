@@ -3,6 +3,7 @@
 #include "RKImageLoader/files/RKPartCollector_p.h"
 #include "RKImageLoader/files/RKPhotoshopResources_p.h"
 #include "RKImageLoader/files/RKTiffStructure_p.h"
+#include "RKImageLoader/files/RKTrailingPreviews_p.h"
 
 #include <algorithm>
 #include <limits>
@@ -237,6 +238,19 @@ qint64 bytesAfter(const Parts& parts, qsizetype index)
     return bytes;
 }
 
+qsizetype indexOfExif(const Parts& parts)
+{
+    return std::find_if(parts.begin(), parts.end(), [](const Part& part) {
+        return part.content == Content::Exif;
+    }) - parts.begin();
+}
+
+/// From the beginning of an Exif block to the pixels.
+qint64 bytesFromExif(const Parts& parts, qsizetype index)
+{
+    return dataOf(parts[index].piece.bytes, kExifName).size() + bytesAfter(parts, index);
+}
+
 QByteArray iccProfileIn(const QList<QByteArray>& segments)
 {
     std::map<quint8, QByteArray> chunks;
@@ -388,6 +402,24 @@ void RKJpegParts::adjust(Parts& parts, const Parts& before) const
     bytes = withMovedPictures(bytes,
         bytesAfter(parts, index) - bytesAfter(before, old),
         bytesAfter(parts, -1) - bytesAfter(before, -1));
+}
+
+void RKJpegParts::adjustPreviews(
+    Parts& parts, const Parts& before, const RKByteSource& source) const
+{
+    const qsizetype index = indexOfExif(parts);
+    const qsizetype old = indexOfExif(before);
+    if (index == parts.size() || old == before.size())
+        return;
+    const qint64 end = bytesAfter(before, -1);
+    const qint64 by = bytesFromExif(parts, index) - bytesFromExif(before, old);
+    if (by == 0)
+        return;
+    QByteArray& bytes = parts[index].piece.bytes;
+    const QByteArray block = dataOf(bytes, kExifName).toByteArray();
+    bytes.replace(bytes.size() - block.size(),
+        block.size(),
+        RKTrailingPreviews::moved(block, {source, end - bytesFromExif(before, old), end}, by));
 }
 
 QByteArray RKJpegParts::block(Content content, const QList<QByteArray>& parts) const

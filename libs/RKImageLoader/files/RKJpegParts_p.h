@@ -16,6 +16,8 @@ public:
     qsizetype placeFor(Content content, const Parts& parts) const override;
     qsizetype leadingParts(const Parts& parts) const override;
     void adjust(Parts& parts, const Parts& before) const override;
+    void adjustPreviews(
+        Parts& parts, const Parts& before, const RKByteSource& source) const override;
     QByteArray block(Content content, const QList<QByteArray>& parts) const override;
     QList<Run> iptcRuns(const QList<QByteArray>& parts) const override;
     QByteArrayList iptcBlocks(const Run& run) const override;

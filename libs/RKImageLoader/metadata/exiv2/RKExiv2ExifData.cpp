@@ -609,9 +609,8 @@ void RKExiv2ExifData::adaptToPixels(const QSize& size)
 void RKExiv2ExifData::removeMakerNote()
 {
     eraseIf(m_exifData, [](const Exiv2::Exifdatum& datum) {
-        const std::string group = datum.groupName();
-        return datum.key() == "Exif.Photo.MakerNote" || group == "MakerNote"
-            || Exiv2::ExifTags::isMakerGroup(group);
+        return datum.key() == "Exif.Photo.MakerNote"
+            || RKExiv2ExifMerge::isOfMakerNote(datum.groupName());
     });
 }
 

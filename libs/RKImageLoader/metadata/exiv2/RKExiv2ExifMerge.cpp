@@ -87,6 +87,11 @@ bool RKExiv2ExifMerge::secondDirectoryIsPage(const Exiv2::ExifData& data)
         || (RKExiv2Compat::toInt64(*kind) & 1) == 0;
 }
 
+bool RKExiv2ExifMerge::isOfMakerNote(const std::string& group)
+{
+    return group == "MakerNote" || Exiv2::ExifTags::isMakerGroup(group);
+}
+
 bool RKExiv2ExifMerge::describesPixels(const Exiv2::Exifdatum& datum)
 {
     const std::string group = datum.groupName();

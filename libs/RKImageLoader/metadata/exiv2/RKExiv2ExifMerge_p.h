@@ -3,6 +3,7 @@
 #include "RKImageLoader/metadata/exiv2/RKExiv2Compat_p.h"
 
 #include <iterator>
+#include <string>
 #include <vector>
 
 /// How Exif data get into an image that has some of its own.
@@ -10,6 +11,8 @@ namespace RKExiv2ExifMerge {
 
 bool isInThumbnail(const Exiv2::Exifdatum& datum);
 bool hasThumbnailDirectory(const Exiv2::ExifData& data);
+/// A group of tags that only the camera's maker can change.
+bool isOfMakerNote(const std::string& group);
 
 /// The second directory of a TIFF-based file holds pixels and is not marked as a reduced version of
 /// the first one (TIFF 6.0, NewSubfileType).

@@ -1,5 +1,6 @@
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Capture_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2ExifMerge_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2WrapperImpl_p.h"
@@ -87,6 +88,13 @@ bool haveCommon(const std::set<Key>& left, const std::set<Key>& right)
 {
     return std::any_of(
         left.begin(), left.end(), [&right](const Key& key) { return right.count(key) != 0; });
+}
+
+/// Those that can be edited: maker notes only change with the places of previews.
+std::set<RKFamilyChanges::ExifTag> withoutMakerNotes(std::set<RKFamilyChanges::ExifTag> tags)
+{
+    std::erase_if(tags, [](const auto& tag) { return RKExiv2ExifMerge::isOfMakerNote(tag.first); });
+    return tags;
 }
 
 /// The text without the marker; one of blanks that had a marker counts as empty.
@@ -618,11 +626,12 @@ bool RKExiv2WrapperImpl::applyDifference(
         const RKFamilyChanges wanted(old, target.exifAndXmp());
         const RKFamilyChanges others(old, exifAndXmp());
         const auto iptcKeys = source.m_iptcData.differences(target.m_iptcData);
-        if (haveCommon(wanted.exifTags(), others.exifTags())
+        const auto exifTags = withoutMakerNotes(wanted.exifTags());
+        if (haveCommon(exifTags, others.exifTags())
             || haveCommon(wanted.xmpProperties(), others.xmpProperties())
             || haveCommon(iptcKeys, source.m_iptcData.differences(m_iptcData)))
             return false;
-        m_exifData.takeOver(wanted.exifTags(), target.m_exifData);
+        m_exifData.takeOver(exifTags, target.m_exifData);
         m_iptcData.takeOver(iptcKeys, target.m_iptcData);
         m_xmpData.takeOver(wanted.xmpProperties(), target.m_xmpData);
         return true;

@@ -66,6 +66,12 @@ const RKSparseBytes& RKImageContent::bytes() const
     return m_bytes;
 }
 
+void RKImageContent::adjustPreviews(const RKImageContent& before)
+{
+    if (m_parts && before.m_parts)
+        m_parts->adjustPreviews(*before.m_parts);
+}
+
 bool RKImageContent::readPixels()
 {
     if (m_bytes.holes().empty())

@@ -35,6 +35,9 @@ public:
     /// The same with what is known of its pixels.
     const RKSparseBytes& bytes() const;
 
+    /// See RKImageFileParts::adjustPreviews().
+    void adjustPreviews(const RKImageContent& before);
+
     /// Reads the pixels of an image without parts; false if there is nothing to read. Ask isRead()
     /// for success.
     bool readPixels();

@@ -26,6 +26,7 @@
 #include <map>
 #include <new>
 #include <set>
+#include <utility>
 
 namespace {
 
@@ -290,7 +291,9 @@ RKMetaDataSaver::Result RKMetaDataSaver::updateRead(
             continue;
         const QString loss = proof.loss(*updated);
         if (loss.isEmpty()) {
-            *content = *updated;
+            const RKImageContent old = std::exchange(*content, *updated);
+            // The last step: the proof compares maker notes byte by byte.
+            content->adjustPreviews(old);
             return Result::Changed;
         }
         losses.append(loss);

@@ -336,6 +336,38 @@ private Q_SLOTS:
             parts.file().contains(little(quint32(5008))) && parts.file().contains(little(grown)));
     }
 
+    void makerNotesFindTheirPreviews()
+    {
+        // Numbers that lead to a preview, to another with Sony's header, to pixels, and in a tag
+        // that is for something else.
+        const auto fileWith = [](const QList<quint32>& numbers) -> QByteArray {
+            const QByteArray block = QByteArray("II*\0\x8\0\0\0", 8)
+                + RKTestTiff::directory(8, {{0x8769, RKTestTiff::kLong, {26}}})
+                + RKTestTiff::directory(26, {{0x927c, RKTestTiff::kUndefined, QList<quint32>(70)}})
+                      .first(18)
+                + RKTestTiff::directory(44,
+                    {{0x0088, RKTestTiff::kLong, {numbers[0]}},
+                        {0x00b6, RKTestTiff::kLong, numbers},
+                        {0x2001, RKTestTiff::kLong, {numbers[1]}},
+                        {0x2002, RKTestTiff::kLong, {68}}});
+            return jpegOf(jpegSegment('\xe1', QByteArray("Exif\0\0", 6) + block)) + "pixels"
+                + QByteArray("\0\xd8\xff\xdb", 4) + QByteArray(32, 's') + "\xff\xd8\xff\xe1";
+        };
+        const QList<quint32> numbers{122, 126, 116, 1};
+        const RKImageFileParts before(fileWith(numbers));
+        for (const QByteArray& text : {QByteArray(), QByteArray(300, 'x')}) {
+            RKImageFileParts parts = before;
+            QVERIFY(parts.setXmpPacket(text));
+            parts.adjustPreviews(before);
+            const auto by = quint32(parts.file().size() - before.file().size());
+            QList<quint32> moved = numbers;
+            moved[0] += by;
+            moved[1] += by;
+            const RKImageFileParts expected(fileWith(moved));
+            QCOMPARE(parts.exifBlock().toHex(), expected.exifBlock().toHex());
+        }
+    }
+
     void exifInATextStaysThere()
     {
         const QByteArray png = imageFile("PNG");

@@ -223,6 +223,13 @@ private Q_SLOTS:
             QTest::addRow("%s without", format) << imageFile(format, QSize(200, 150));
             QTest::addRow("%s with all families", format) << ratedFile(format);
         }
+        QByteArray canon = withMetadata(ratedFile("JPG"), [](Exiv2::Image& image) {
+            image.exifData()["Exif.Image.Make"] = std::string("Canon");
+            image.exifData()["Exif.Canon.PreviewImageInfo"] = uint32_t(0x12345678);
+        });
+        const auto place = quint32(canon.size() - canon.indexOf("Exif") - 6);
+        canon.replace("\x78\x56\x34\x12"_ba, RKByteReader::bytesOf(place, QSysInfo::LittleEndian));
+        QTest::addRow("JPG with a preview after it") << canon + imageFile("JPG");
     }
 
     void savesAreTakenBackToNothing()
@@ -243,6 +250,12 @@ private Q_SLOTS:
         edited.setGeoPosition(RKGeoPosition(48.5, -2.25));
         QVERIFY(edited.save(file));
         const RKExiv2Wrapper after(file);
+        if (const quint32 place = after.allData().value(u"Exif.Canon.PreviewImageInfo"_s).toUInt();
+            place > 0)
+        {
+            const QByteArray bytes = read(path);
+            QCOMPARE(bytes.mid(bytes.indexOf("Exif") + 6 + place), imageFile("JPG"));
+        }
 
         QVERIFY(rate(path, kOldRating + 1)); // somebody else
         RKExiv2Wrapper now(file);
@@ -265,9 +278,11 @@ private Q_SLOTS:
         expected.insert(before.allData());
         expected[u"Exif.Image.Artist"_s] = u"other"_s;
         auto found = RKExiv2Wrapper(file).allData();
-        // The mark of the other texts' encoding; and the places of the other families and of
-        // directories, which may be empty.
+        // The mark of the other texts' encoding; and the places of a preview, of the other families
+        // and of directories, which may be empty.
         for (const QLatin1String key : {"Iptc.Envelope.CharacterSet"_L1,
+                 "Exif.Canon.PreviewImageInfo"_L1,
+                 "Exif.Photo.MakerNote"_L1,
                  "Exif.Image.ExifTag"_L1,
                  "Exif.Image.GPSTag"_L1,
                  "Exif.Image.IPTCNAA"_L1,
