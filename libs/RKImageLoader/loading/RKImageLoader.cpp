@@ -15,6 +15,7 @@
 #include "RKImageLoader/metadata/RKMetaDataCache.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QDebug>
 #include <QMutex>
 #include <QMutexLocker>
@@ -38,6 +39,16 @@ QImage takeImage(RKDrawable&& drawable)
 {
     const RKDrawable last = std::move(drawable);
     return last.image();
+}
+
+/// Without a profile, a picture is taken for sRGB. Qt makes one of the gamma and the primaries that
+/// a PNG file states: saved with the picture, it would change the colours once it is read again.
+RKDrawable takenForSrgb(RKDrawable&& drawable)
+{
+    QImage image = takeImage(std::move(drawable));
+    if (image.colorSpace() != QColorSpace(QColorSpace::SRgb))
+        image.setColorSpace({});
+    return RKDrawable(image);
 }
 
 template <typename Measure>
@@ -324,8 +335,10 @@ RKDrawable RKImageLoader::decode(const RKMediaDescriptor& descriptor,
         return {};
     if (decoded.isNull())
         qCWarning(rkLoad).noquote() << "could not decode" << descriptor.absoluteFilePath();
-    if (!mustConvert(descriptor, decoded) || !source.metaData.hasIccData())
+    if (!mustConvert(descriptor, decoded))
         return decoded;
+    if (!source.metaData.hasIccData())
+        return takenForSrgb(std::move(decoded));
     bool hasChanged = false;
     return toSrgb(
         takeImage(std::move(decoded)), source.metaData, &hasChanged, context.cancellation());

@@ -217,6 +217,14 @@ private Q_SLOTS:
             QVERIFY(loader().save(descriptor("converted.png"), converted));
             QVERIFY(!loader().copyMetaData(descriptor("converted.png")).hasIccData());
         }
+        // Nobody converts by gamma and primaries, so they must not come back as a profile.
+        QByteArray linear = encoded(image, "png");
+        constexpr qsizetype kAfterHeader = 33;
+        linear.insert(kAfterHeader, QByteArray::fromHex("00000004 67414d41 000186a0 31e8965f"));
+        write(path("linear.png"), linear);
+        const QImage taken = loader().bitmap(descriptor("linear.png"), QSize());
+        QCOMPARE(taken.pixel(9, 9), qRgb(200, 100, 50));
+        QVERIFY(!taken.colorSpace().isValid());
         // TIFF pictures come with their colours multiplied with alpha.
         QImage half(200, 100, QImage::Format_ARGB32);
         half.fill(qRgba(128, 128, 128, 128));
