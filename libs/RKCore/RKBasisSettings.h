@@ -9,6 +9,6 @@ public:
     /// True when the host runs as a master installation; false unless it was set.
     static bool runsInMasterMode();
 
-    /// Takes effect at once, on all threads; nothing in this library asks for it.
+    /// Takes effect at once, on all threads. The library itself never reads it.
     static void setRunsInMasterMode(bool on);
 };

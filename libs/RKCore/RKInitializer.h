@@ -7,7 +7,7 @@
 #include <QList>
 #include <QMutex>
 
-/// The libraries that take part in the host's start and end sequence.
+/// Sets up and tears down all libraries at the host's start and end.
 ///
 /// A library registers one static RKInitializerAbstract when it is loaded; the host calls setup()
 /// once at its start and teardown() at its end. Thread-safe.
@@ -15,7 +15,7 @@ class RKCORE_EXPORT RKInitializer : public RKSingleton<RKInitializer>
 {
 public:
     /// Adds an initialiser; null and one that is already there are ignored. The initialiser is not
-    /// owned and has to stay alive until removeInitializer() or the process end.
+    /// owned and has to stay alive until removeInitializer() or the end of the process.
     void registerInitializer(RKInitializerAbstract* initializer);
 
     /// Removes an initialiser; one that was never added is ignored.

@@ -2,7 +2,7 @@
 
 #include "RKCore/RKCoreExport.h"
 
-/// What kind of program is starting. Initialisers may skip what a kind does not need.
+/// The kind of program that is starting. Initialisers may skip what that kind does not need.
 enum class RKInitializerOption
 {
     Application,

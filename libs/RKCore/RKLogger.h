@@ -13,7 +13,7 @@ public:
     /// Receives every text given to legacyLog(), with its second argument.
     using Sink = std::function<void(const QString& text, bool important)>;
 
-    /// Writes the text to Qt's message log (qInfo) and then hands it to the sink.
+    /// Writes the text to Qt's message log (qInfo), then passes both arguments to the sink.
     static void legacyLog(const QString& text, bool important);
 
     /// Sets the sink; an empty one removes it. The sink is called on the logging thread, one call

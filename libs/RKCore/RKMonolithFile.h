@@ -11,14 +11,14 @@ class RKCORE_EXPORT RKMonolithFile
 {
 public:
     /// Turns the URL of a file inside a container into the URL of a plain local file that holds
-    /// its bytes. Returns an empty URL when it can't.
+    /// its bytes. Returns an empty URL if it can't.
     using Resolver = std::function<QUrl(const QUrl& url)>;
 
-    /// The URL of the plain local file: the given one where that is an existing local file, else
-    /// what the resolver answers; without a resolver the given one.
+    /// The URL of a plain local file: the given one if that is an existing local file, else what
+    /// the resolver returns. Without a resolver it is always the given one.
     static QUrl externalize(const QUrl& url);
 
-    /// Sets the host's resolver; an empty one removes it. It is called on the asking thread and
-    /// possibly on several at once.
+    /// Sets the host's resolver; an empty one removes it. It is called on whatever thread needs a
+    /// file, and possibly on several at once.
     static void setResolver(Resolver resolver);
 };

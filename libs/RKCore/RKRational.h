@@ -18,7 +18,7 @@ public:
     qint64 denominator() const;
     /// @}
 
-    /// The denominator is not 0.
+    /// Whether the denominator is not 0.
     bool isValid() const;
 
     /// The quotient; 0.0 for an invalid fraction.

@@ -14,13 +14,13 @@ public:
     explicit RKRegularExpression(
         const QString& pattern, QRegularExpression::PatternOptions options = {});
 
-    /// The pattern compiled.
+    /// Whether the pattern compiled.
     bool isValid() const;
 
-    /// The first match in the text; one without a match for an invalid expression.
+    /// The first match in the text. An invalid expression gives a result without a match.
     QRegularExpressionMatch match(const QString& text) const;
 
-    /// The text without any of its matches; the text itself for an invalid expression.
+    /// The text with all matches removed; unchanged for an invalid expression.
     QString removeFrom(const QString& text) const;
 
 private:

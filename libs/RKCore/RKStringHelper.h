@@ -10,6 +10,6 @@ class RKCORE_EXPORT RKStringHelper
 {
 public:
     /// The decimal 32-bit integers among the texts, in order. Surrounding white space is allowed;
-    /// texts that are no such integer are skipped.
+    /// texts that are not such an integer are skipped.
     static QList<int> stringListToIntList(const QStringList& texts);
 };

@@ -15,10 +15,10 @@ public:
     /// In degrees, south and west negative. Not limited to 180 degrees.
     explicit RKGeoArc(double degrees);
 
-    /// The angle in degrees; not a number for an invalid arc.
+    /// The angle in degrees; NaN for an invalid arc.
     double degrees() const;
 
-    /// The angle is a finite number.
+    /// Whether the angle is a finite number.
     bool isValid() const;
 
     /// The absolute value as the text of three unsigned rationals, degrees, minutes and seconds of
@@ -27,7 +27,7 @@ public:
     /// 1000000 degrees.
     QString toExifRational() const;
 
-    /// Equal numbers; an invalid arc equals an invalid one.
+    /// Equal numbers; two invalid arcs are equal.
     bool operator==(const RKGeoArc& other) const;
     bool operator!=(const RKGeoArc& other) const;
 

@@ -19,7 +19,7 @@ public:
     /// Degrees east; negative west of Greenwich.
     RKGeoArc longitude() const;
 
-    /// Both arcs are finite, the latitude within 90 degrees and the longitude within 180.
+    /// Whether both arcs are finite, the latitude within 90 degrees and the longitude within 180.
     bool isValid() const;
 
     bool operator==(const RKGeoPosition& other) const;

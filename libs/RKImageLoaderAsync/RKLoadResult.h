@@ -9,13 +9,13 @@
 #include <QSize>
 #include <QString>
 
-/// What became of one request to an RKAsyncLoader, and which request it was. A value. Reentrant.
+/// The outcome of one request to an RKAsyncLoader, and the request itself. A value. Reentrant.
 class RKIMAGELOADERASYNC_EXPORT RKLoadResult
 {
 public:
-    /// Of no request.
+    /// A result without a request: null, no error.
     RKLoadResult() = default;
-    /// What a loader answered to a request; for tests and stand-ins of hosts.
+    /// What a loader has returned for a request; for tests and stand-ins of hosts.
     RKLoadResult(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option,
@@ -24,7 +24,7 @@ public:
 
     /// Null if the medium could not be loaded.
     RKDrawable drawable() const;
-    /// Why not. With a drawable that is not null only RKMediaErrorCode::Truncated.
+    /// Why not. With a drawable that is not null, it can only be RKMediaErrorCode::Truncated.
     RKMediaError error() const;
 
     /// The file and frame that were asked for. A new object each time: it shares nothing that

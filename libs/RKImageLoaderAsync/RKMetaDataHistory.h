@@ -12,17 +12,17 @@
 #include <functional>
 
 /// Writes changes of metadata into their files at once, in the order in which they come, on a
-/// thread of its own, and takes them back.
+/// thread of its own, and undoes them.
 ///
-/// What was written can be undone as long as the history lives, up to 500 steps. An undo takes back
+/// What was written can be undone as long as the history lives, up to 500 steps. An undo reverts
 /// what its step has changed and keeps what other programs have changed elsewhere in the metadata;
-/// it fails if they have changed the same. A change that can't be written leaves its file as it was
-/// and is not part of the history.
+/// it fails if they have changed the same data. A change that can't be written leaves its file as
+/// it was and is not part of the history.
 ///
 /// Texts are in English, or in the language that RKImageLoaderInitializer::installTranslation() has
 /// installed. The destructor waits for what is still to be written.
 ///
-/// Not thread-safe: for the thread that it lives in, which needs an event loop.
+/// Not thread-safe: call it from the thread that it lives in, which needs an event loop.
 class RKIMAGELOADERASYNC_EXPORT RKMetaDataHistory : public QObject
 {
     Q_OBJECT
@@ -31,37 +31,37 @@ public:
     RKMetaDataHistory();
     ~RKMetaDataHistory() override;
 
-    /// Changes what the file says when its turn has come, on the history's thread. False if that is
-    /// not what the user has seen: then nothing is written.
+    /// Changes the file's current metadata; called on the history's thread. Returns false if they
+    /// differ from what the user has seen: nothing is written then, and failed() is emitted.
     using Change = std::function<bool(RKMetaData&)>;
-    /// The text says what is changed, "Title of %1" for instance, with %1 for the name of the file.
-    /// A change that changes nothing is no step.
+    /// The text names the change; it must have a %1 for the file's name, as in "Title of %1". A
+    /// change that leaves all Exif, IPTC and XMP data as they were is not written and is no step.
     void edit(const QString& filePath, const QString& text, const Change& change);
-    /// 0 to 5 stars.
+    /// Sets 0 to 5 stars.
     void setRating(const QString& filePath, int stars);
-    /// Through the orientation in the metadata; the pixels stay. Mirrored pictures turn, too.
+    /// Changes the orientation in the metadata, not the pixels. Negative numbers turn back.
     void rotate(const QString& filePath, int quarterTurnsClockwise);
 
-    /// Takes back the last step that is there when all is done that was asked for before, or makes
-    /// it again. Nothing without one.
+    /// Undoes the last step, or redoes the last one undone, once everything asked for before is
+    /// done. Does nothing if there is none.
     /// @{
     void undo();
     void redo();
     /// @}
 
-    /// The texts of the steps that undo() and redo() are about; empty without one.
+    /// The texts of the steps that undo() and redo() would act on; empty without one.
     /// @{
     QString undoText() const;
     QString redoText() const;
     /// @}
 
-    /// Something is still to be written.
+    /// Whether something is still to be written.
     bool isWriting() const;
 
 Q_SIGNALS:
-    /// A step was written, taken back or made again.
+    /// A step was written, undone or redone.
     void fileWritten(const QString& filePath);
-    /// The file is as it was.
+    /// That could not be done; the file is as it was. The reason is a sentence for people.
     void failed(const QString& filePath, const QString& reason);
     /// undoText() or redoText() may have changed.
     void stepsChanged();

@@ -5,7 +5,7 @@
 #include <QDomElement>
 #include <QString>
 
-/// Helpers to build DOM documents. A document is for one thread at a time.
+/// Helpers that build DOM documents. Only one thread at a time may use a document.
 class RKXML_EXPORT RKXMLBuilder
 {
 public:

@@ -20,11 +20,11 @@ class QIODevice;
 ///
 /// A format name is a file extension in lower case. Sizes are in pixels; an invalid size (a side
 /// is negative) as the wanted size means full size, and as a result that the picture could not be
-/// measured. Devices are opened when they are closed, and closed again if so.
+/// measured. A device that is closed is opened, and closed again afterwards.
 ///
-/// Functions with a trailing RKLoadContext or RKMediaError* do the same and say why they failed, as
-/// far as they know; null stores nothing. Decoding gives up soon after the context's request was
-/// cancelled. Those of a decoder that doesn't override them call the ones without.
+/// Overloads with a trailing RKLoadContext or RKMediaError* do the same and also give the reason of
+/// a failure, as far as it is known; a null pointer stores nothing. Decoding gives up soon after
+/// the context's request is cancelled. Unless overridden, they call the overload without it.
 class RKIMAGELOADER_EXPORT RKBitmapDecoder
 {
 public:
@@ -34,13 +34,13 @@ public:
     RKBitmapDecoder(const RKBitmapDecoder&) = delete;
     RKBitmapDecoder& operator=(const RKBitmapDecoder&) = delete;
 
-    /// The formats that decode() and size() are for, each once, in any order.
+    /// The formats that decode() and size() take, each once, in any order.
     virtual RKMediaFormatList readableImageFileFormats() const = 0;
-    /// The formats that save() is for; empty for a decoder that writes nothing.
+    /// The formats that save() takes; empty for a decoder that writes nothing.
     virtual RKMediaFormatList writableImageFileFormats() const = 0;
 
     /// The picture, fitted into the wanted size with its proportions kept (it may grow); a null
-    /// image when the data can't be decoded.
+    /// image if the data can't be decoded.
     virtual QImage decode(const QByteArray& data,
         const QByteArray& format,
         const QSize& wantedSize,
@@ -61,12 +61,12 @@ public:
         const RKMediaDescriptor& descriptor,
         RKLoadContext& context) const;
 
-    /// Saving returns true when the whole picture was written.
+    /// Saves in the format of the file's suffix; true if the whole picture was written.
     virtual bool save(const QFileInfo& file, const QImage& image) const;
-    /// A vector is rendered at its nominal size, except by decoders of vector formats. The file's
-    /// format is that of its suffix.
+    /// The same for a drawable. A vector is rendered at its nominal size, except by decoders of
+    /// vector formats.
     virtual bool save(const QFileInfo& file, const RKDrawable& drawable) const = 0;
-    /// Writes from the device's position on; what was written of a failure stays there.
+    /// Writes from the device's position on; after a failure, what was already written stays there.
     virtual bool save(
         QIODevice* device, const RKMediaFormat& format, const QImage& image) const = 0;
     /// The same for a drawable.
@@ -78,7 +78,7 @@ public:
         const RKDrawable& drawable,
         RKMediaError* error) const;
 
-    /// The picture's size, measured without decoding it where the format allows.
+    /// The picture's size, measured without decoding it if the format allows that.
     virtual QSize size(QIODevice* device, const QByteArray& format) const = 0;
     /// The same for the bytes of a file.
     virtual QSize size(const QByteArray& data, const QByteArray& format) const = 0;
@@ -90,25 +90,25 @@ public:
     /// A name for lists and logs, "Qt" for instance; the same for all objects of a class.
     virtual QString name() const = 0;
 
-    /// Whether decode() turns the file's picture by a quarter; the measured and the wanted sizes
-    /// are those before. Absent, as it is unless overridden, where the decoder doesn't know; the
-    /// file's metadata decide then.
+    /// Whether decode() turns the file's picture by a quarter; measured and wanted sizes are those
+    /// before the turn. Without a value, which is the default, the decoder doesn't know, and the
+    /// file's metadata decides.
     virtual std::optional<bool> exchangesSides(
         const QFileInfo& file, const QByteArray& format) const;
 
-    /// Whether a format is among readableImageFileFormats() or writableImageFileFormats().
-    /// Overridden where to make these lists means to load codecs that the format has no use for.
+    /// Whether the format is among readableImageFileFormats(). Overridden by decoders that would
+    /// have to load codecs of other formats to make that list.
     virtual bool canRead(const RKMediaFormat& format) const;
-    /// Whether save() is for the format.
+    /// The same for writableImageFileFormats().
     virtual bool canWrite(const RKMediaFormat& format) const;
 
-    /// All bytes of a file; empty, with a warning, when it can't be opened.
+    /// All bytes of a file; empty, with a warning, if it can't be opened.
     QByteArray readBinaryFile(const QFileInfo& file) const;
 
-    /// The data begin with the marker of a JPEG file (ITU-T T.81, B.1.1.3: SOI, and the 0xFF of the
+    /// Whether the data begins like a JPEG file (ITU-T T.81, B.1.1.3: SOI, and the 0xFF of the
     /// marker that follows).
     static bool startsWithJpegSignature(const QByteArray& data);
-    /// False also when the file can't be opened.
+    /// The same for a file; also false if it can't be opened.
     static bool startsWithJpegSignature(const QFileInfo& file);
 
     /// The image size fitted into the target size with its proportions kept; it may grow. Sides of

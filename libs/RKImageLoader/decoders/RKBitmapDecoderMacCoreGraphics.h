@@ -18,15 +18,15 @@ public:
     using RKBitmapDecoder::save;
     using RKBitmapDecoder::size;
 
-    /// The names of the formats that belong to the platform's decoder and that no other may take.
+    /// The names of the formats that only the platform's decoder may take.
     static QList<QByteArray> staticReadableImageFileFormats();
 
-    /// A picture so narrow is a raw file's preview, and the file has to be asked in another way.
-    /// False without a file to ask.
+    /// Whether a picture of this width, in pixels, is only a raw file's preview, so that the file
+    /// has to be decoded in another way. False for an invalid descriptor.
     static bool isOnlyPreview(int width, const RKMediaDescriptor& descriptor);
-    /// The size in which to ask for a file's picture: its own when the wanted one is invalid.
+    /// The size in which to ask for a file's picture: its own if the wanted one is invalid.
     static QSize proposedSize(const QSize& wantedSize, const QSize& ownSize);
-    /// The picture fitted into the wanted size with its proportions kept; as it is when that size
+    /// The picture fitted into the wanted size with its proportions kept; unchanged if that size
     /// is invalid.
     static QImage fitted(const QImage& image, const QSize& wantedSize);
 
@@ -39,13 +39,13 @@ public:
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const override;
-    /// A file that the system draws, for instance a PDF document, the same way.
+    /// The same for a file that the system draws, a PDF document for instance.
     QImage decodePDF(const QByteArray& data,
         const QByteArray& format,
         const QSize& wantedSize,
         const RKMediaDescriptor& descriptor) const;
 
-    /// False, for nothing is written.
+    /// Always false: nothing is written.
     bool save(const QFileInfo& file, const RKDrawable& drawable) const override;
     bool save(QIODevice* device, const RKMediaFormat& format, const QImage& image) const override;
     bool save(

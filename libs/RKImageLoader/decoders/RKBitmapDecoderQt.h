@@ -8,8 +8,8 @@ class QImageReader;
 /// The bitmap formats that Qt and its plug-ins read and write. Stateless and thread-safe.
 ///
 /// A picture whose header promises more than its data can hold is refused with a warning, before
-/// memory is taken for it. So is a wanted picture of far fewer pixels than a huge one that can't be
-/// scaled while it is decoded.
+/// memory is taken for it. So is a huge picture that is wanted far smaller, if it can't be scaled
+/// while it is decoded.
 class RKIMAGELOADER_EXPORT RKBitmapDecoderQt : public RKBitmapDecoder
 {
 public:
@@ -21,9 +21,9 @@ public:
     bool canRead(const RKMediaFormat& format) const override;
     bool canWrite(const RKMediaFormat& format) const override;
 
-    /// Where the format allows, the picture is made smaller while it is decoded. HEIC pictures come
+    /// If the format allows, the picture is made smaller while it is decoded. HEIC pictures come
     /// upright, all others as they are stored. A picture with a side below 8 pixels or one 64 times
-    /// as long as the other is refused in silence. A HEIC picture that can't be measured or decoded
+    /// as long as the other is refused silently. A HEIC picture that can't be measured or decoded
     /// is reported to RKImageLoadingReporter.
     QImage decode(const QByteArray& data,
         const QByteArray& format,
@@ -59,8 +59,8 @@ public:
     QSize size(
         const QFileInfo& file, const QByteArray& format, RKLoadContext& context) const override;
 
-    /// The displayed size of the picture at the reader's device, which may be read from it: the
-    /// reader is no longer good for reading the picture. Invalid when it can't be measured.
+    /// The displayed size of the reader's picture. May use up what the device holds: the reader
+    /// can't read the picture afterwards. Invalid if it can't be measured.
     QSize heicAwareSize(QImageReader& reader) const;
 
     QString name() const override;
@@ -68,7 +68,7 @@ public:
 private:
     RKMediaError reasonForUnwritten(
         const QIODevice& device, const RKMediaFormat& format, const QSize& size) const;
-    /// The size of the picture in bytes that are safe to read.
+    /// The size in pixels of the picture in bytes that are safe to read.
     QSize measured(const QByteArray& bytes, const QByteArray& format, RKLoadContext& context) const;
     static RKMediaFormatList createReadableImageFileFormats();
     static RKMediaFormatList createWritableImageFileFormats();

@@ -28,11 +28,11 @@ public:
     /// New decoders of every kind, in the order of preference. The caller owns them.
     virtual QList<RKBitmapDecoder*> createDecoderList() const;
 
-    /// Makes the decoders. The process-wide object has done this before it can be asked.
+    /// Makes the decoders. The process-wide object has done this before anybody gets it.
     void setupInstance() override;
 
-    /// Whether the format is, or will be, in supportedMediaFormats() or writableImageFileFormats();
-    /// doesn't load the codecs of all formats, as these do.
+    /// Whether the format is, or will be, in supportedMediaFormats(). Unlike that function, this
+    /// one doesn't load the codecs of all formats.
     bool isReadable(const RKMediaFormat& format) const;
     /// The same for writing.
     bool isWritable(const RKMediaFormat& format) const;
@@ -43,16 +43,16 @@ public:
     /// The same for writing.
     QList<RKBitmapDecoder*>& listOfEncoders(const RKMediaFormat& format) const;
 
-    /// The first of the list. The process ends when it is empty, so ask only for formats of
-    /// supportedMediaFormats() or writableImageFileFormats().
+    /// The first decoder of the list. **Ends the process if the list is empty**: ask isReadable()
+    /// before, and before the list was asked for, which makes the answer true.
     RKBitmapDecoder* primaryDecoder(const RKMediaFormat& format) const;
-    /// The first encoder. The process ends when there is none: ask isWritable() before.
+    /// The same for writing: ask isWritable() before.
     RKBitmapDecoder* primaryEncoder(const RKMediaFormat& format) const;
 
-    /// The formats that have a list of decoders at the first call, in the order of their values.
-    /// Kept from then on. A list may be empty if it was asked for before that.
+    /// The formats that have a list of decoders at the first call, in the order of their values;
+    /// fixed from then on. Includes formats whose list, even an empty one, was asked for before.
     RKMediaFormatList supportedMediaFormats() const;
-    /// The formats that have a list of encoders; otherwise as before.
+    /// The same for lists of encoders.
     RKMediaFormatList writableImageFileFormats() const;
 
 private:
@@ -77,8 +77,8 @@ private:
     DecoderList& list(Direction& direction, const RKMediaFormat& format) const;
     const RKMediaFormatList& formats(Direction& direction) const;
 
-    // Guards all below but the decoders; ThreadSanitizer can't see Qt's recursive one. Nothing else
-    // is locked while it is held, except what a decoder's questions about formats lock.
+    // Guards all below but the decoders; ThreadSanitizer can't follow Qt's recursive mutex. Nothing
+    // else is locked while it is held, except by decoders that are asked for their formats.
     mutable std::recursive_mutex m_mutex;
     mutable Direction m_reading;
     mutable Direction m_writing;

@@ -11,14 +11,14 @@
 class RKIMAGELOADER_EXPORT RKBitmapDecoderSVG : public RKBitmapDecoder
 {
 public:
-    /// The most pixels that a document's own size is believed: 1 GiB at 32 bits. Nothing in a
+    /// The most pixels for which a document's own size is used: 1 GiB at 32 bits. Nothing in a
     /// document shows whether its size makes sense; a larger one has to be asked for.
     static constexpr qint64 kMaxPixels = 1LL << 28;
 
     using RKBitmapDecoder::save;
 
     RKMediaFormatList readableImageFileFormats() const override;
-    /// None: pictures are turned into documents only when this decoder is asked directly.
+    /// None: pictures are turned into documents only if this decoder is called directly.
     RKMediaFormatList writableImageFileFormats() const override;
 
     /// Transparent where the document draws nothing.

@@ -31,7 +31,7 @@ public:
     RKDrawable();
     /// A bitmap that shares the image's pixels; null for a null image.
     RKDrawable(const QImage& image);
-    /// A vector drawing from the bytes of an SVG document, compressed or not. Bytes that are no
+    /// A vector drawing from the bytes of an SVG document, compressed or not. Bytes that are not
     /// SVG give a null vector drawable.
     RKDrawable(const QByteArray& svg);
     /// Shares the content of another drawable, which first gets a copy of its own if others share
@@ -46,28 +46,28 @@ public:
     RKDrawable& operator=(RKDrawable&& other) noexcept;
     virtual ~RKDrawable();
 
-    /// The very same content, or both null. Drawables made separately from one image differ.
+    /// True for the very same content, or if both are null. Separately made drawables differ.
     bool operator==(const RKDrawable& other) const;
     bool operator!=(const RKDrawable& other) const;
 
-    /// There is nothing to draw: what loaders return when they fail.
+    /// Whether there is nothing to draw, as in what loaders return when they fail.
     bool isNull() const;
-    /// A drawing that can be rendered at any size; also one that is null.
+    /// Whether this is a drawing that can be rendered at any size, a null one included.
     bool isVector() const;
     /// The opposite of isVector().
     bool isBitmap() const;
 
-    /// The content can hold transparency; always true for vectors.
+    /// Whether the content can hold transparency; always true for vectors.
     bool hasAlphaChannel() const;
-    /// At least one pixel is not opaque; always true for vectors.
+    /// Whether at least one pixel is not opaque; always true for vectors.
     bool hasAlpha() const;
 
-    /// The memory of the pixels, or the length of the SVG bytes.
+    /// The memory of the pixels, or the length of the SVG document, in bytes.
     qint64 numBytes() const;
 
     /// Draws the part of the content in the source rectangle (pixels of rectF()) into the target
     /// rectangle (the painter's coordinates). The scaling method is for bitmaps; exactly one has to
-    /// be given. Returns false, with a warning for bitmaps, when nothing could be drawn.
+    /// be given. Returns false, with a warning for bitmaps, if nothing could be drawn.
     bool draw(QPainter* painter,
         const QRectF& target,
         const QRectF& source,
@@ -107,19 +107,19 @@ public:
 
     /// A mark for drawables that stand in for the real content; false until set.
     bool isPlaceholder() const;
-    /// Changes this copy only. Hosts set it to know later what they have to load again.
+    /// Changes this copy only. Hosts use it to find again what they still have to load.
     void setIsPlaceholder(bool on);
 
-    /// Converts a bitmap to the pixel format that draws fastest.
+    /// Converts a bitmap to the pixel format that draws fastest; leaves a vector alone.
     void optimizeForDrawing();
 
-    /// The smaller side is at least 8 pixels and the larger less than 64 times as long. Decoders
-    /// refuse other sizes.
+    /// Whether the smaller side is at least 8 pixels and the larger less than 64 times as long.
+    /// Decoders refuse other sizes.
     static bool isAcceptableSize(const QSize& size);
 
-    /// Appends an operation, and the change of size if there was one, to the history that the
-    /// picture before it carried, and writes the history into the picture after it (text key
-    /// "TAMO-ImagePipeline").
+    /// Writes the history of a picture into what an operation has made of it: the history of
+    /// `before`, the operation, and both sizes if they differ (text key "TAMO-ImagePipeline").
+    /// Changes no pixel.
     static void trackImageChange(const QImage& before, QImage& after, const QString& operation);
 
     /// Writes the picture's history to the debug log.

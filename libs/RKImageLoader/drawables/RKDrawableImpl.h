@@ -20,7 +20,7 @@ public:
 
     RKDrawableImpl& operator=(const RKDrawableImpl&) = delete;
 
-    /// The very same content object and the same mark.
+    /// True for the very same content object with the same mark.
     virtual bool operator==(const RKDrawableImpl& other) const;
 
     /// The content, owned by this object; never missing.

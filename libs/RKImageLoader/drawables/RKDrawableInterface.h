@@ -29,15 +29,15 @@ public:
     /// with a negative side gives a clone.
     virtual RKDrawableInterface* scaled(const QSize& size) const = 0;
 
-    /// The content as pixels at the given height, proportions kept; null when there is none.
+    /// The content as an image of the given height in pixels, proportions kept; null if empty.
     virtual QImage imageScaledToHeight(int height) const = 0;
     /// The content as pixels at the size of rectF().
     virtual QImage image() const = 0;
-    /// The content as an SVG document; empty when there is none.
+    /// The content as an SVG document; empty if there is none.
     virtual QByteArray svg() const = 0;
 
     /// Draws the part of the content in the source rectangle (units of rectF()) into the target
-    /// rectangle (the painter's coordinates). Returns false when nothing could be drawn.
+    /// rectangle (the painter's coordinates). Returns false if nothing could be drawn.
     virtual bool draw(QPainter* painter,
         const QRectF& target,
         const QRectF& source,
@@ -47,15 +47,15 @@ public:
 
     /// The bounds in pixels, at the origin.
     virtual QRectF rectF() const = 0;
-    /// There is nothing to draw; the other operations return empty values then.
+    /// Whether there is nothing to draw; the other operations return empty values then.
     virtual bool isNull() const = 0;
-    /// False unless overridden.
+    /// Whether the content can be rendered at any size; false unless overridden.
     virtual bool isVector() const;
-    /// The content can hold transparency.
+    /// Whether the content can hold transparency.
     virtual bool hasAlphaChannel() const = 0;
-    /// Some of the content is not opaque.
+    /// Whether some of the content is not opaque.
     virtual bool hasAlpha() const = 0;
-    /// The memory that the content takes.
+    /// The memory that the content takes, in bytes.
     virtual qint64 numBytes() const = 0;
 
     /// Brings the content into the form that draws fastest.

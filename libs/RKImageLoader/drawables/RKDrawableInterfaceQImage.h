@@ -22,8 +22,8 @@ public:
     QByteArray svg() const override;
 
     /// The source is rounded to whole pixels; an empty one means the whole image, and what lies
-    /// outside of the image is transparent. Logs a warning when there is too little memory, or when
-    /// the option isn't exactly one method.
+    /// outside the image is transparent. Logs a warning if there is too little memory, or if the
+    /// option isn't exactly one method.
     bool draw(QPainter* painter,
         const QRectF& target,
         const QRectF& source,
@@ -37,8 +37,8 @@ public:
     /// Converts to premultiplied ARGB.
     void optimizeForDrawing() override;
 
-    /// The image in the size, or for smooth and fast fitted into it with its proportions kept.
-    /// Null when the option isn't exactly one method, the size is empty, or there is too little
+    /// The image in the given size; smooth and fast scaling fit it in with its proportions kept.
+    /// Null if the option isn't exactly one method, the size is empty, or there is too little
     /// memory. Bilinear and bicubic scaling give ARGB32.
     QImage scaleImage(const QImage& image, const QSize& size, const RKScalingOption& option) const;
 
@@ -48,7 +48,7 @@ public:
     /// and for a size that is empty or beyond memory.
     QImage scaleBilinearly(const QImage& image, const QSize& size) const;
 
-    /// The same with a cubic over 4 × 4 pixels, in ARGB32. It sharpens a little; at the right edge
+    /// The same with a cubic over 4 × 4 pixels, in ARGB32. Sharpens a little; at the right edge
     /// the last four columns are used.
     QImage scaleBicubicly(const QImage& image, const QSize& size) const;
 

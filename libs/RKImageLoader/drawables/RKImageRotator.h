@@ -13,7 +13,7 @@ public:
 
     /// A quarter turn clockwise, as seen on the screen.
     static QImage rotateCW(const QImage& image);
-    /// A quarter turn against the clock.
+    /// A quarter turn counterclockwise.
     static QImage rotateCCW(const QImage& image);
 
     /// Top and bottom change places.
@@ -25,7 +25,7 @@ public:
     static QImage normalizeRGB32(const QImage& image);
 
     /// The stored image turned upright (Exif 2.32, 4.6.4, tag 0x0112). Unchanged for 1 and for
-    /// numbers that are no orientation; in its own format for 3; otherwise normalised, see
+    /// numbers that are not an orientation; in its own format for 3; otherwise normalised, see
     /// normalizeRGB32().
     static QImage rotate(const QImage& image, RKImageOrientation orientation);
     /// The same; an image that nobody else shares is mirrored in place.

@@ -13,7 +13,7 @@ public:
     RKImageTester& operator=(const RKImageTester&) = default;
     virtual ~RKImageTester();
 
-    /// At least one pixel is not opaque. False for null images. Looks at every pixel of an opaque
-    /// image that has an alpha channel.
+    /// Whether at least one pixel is not opaque. False for null images. Looks at every pixel of an
+    /// opaque image that has an alpha channel.
     bool imageContainsAlphaInformation(const QImage& image) const;
 };

@@ -16,16 +16,16 @@ class RKIMAGELOADER_EXPORT RKClusterId : public RKIdentifier<RKClusterId>
 public:
     /// No cluster, -1.
     RKClusterId() = default;
-    /// Any number; which ones mean something stands above.
+    /// Any number; see above for those with a meaning.
     explicit RKClusterId(int id);
 
-    /// It is -1.
+    /// Whether it is -1.
     bool isNull() const;
-    /// Not negative, or one of -100, -200 and -300.
+    /// Whether it is not negative, or one of -100, -200 and -300.
     bool isValid() const;
-    /// It is -100, the cluster of faces without a name.
+    /// Whether it is -100, the cluster of faces without a name.
     bool isUnnamedId() const;
-    /// It is -300, the mark of a picture without faces.
+    /// Whether it is -300, the mark of a picture without faces.
     bool isNoFacesId() const;
 
     /// A variant that holds the RKClusterId itself.

@@ -3,7 +3,7 @@
 #include "RKImageLoader/RKImageLoaderExport.h"
 #include "RKImageLoader/media/RKEnumWrapper.h"
 
-/// What found a face rectangle. Consecutive numbers, no flags.
+/// What found a face rectangle. Consecutive numbers, not flags.
 enum RKFaceDetectionEngineType : qint64
 {
     faceDetectionEngineUnknown = 0,

@@ -30,7 +30,7 @@ public:
         long long coverImageEpoch,
         const QString& name,
         int xmpRegionIndex);
-    /// A person's face that a user has marked, without what a detection engine would know of it.
+    /// A face that a user has marked; all fields but the rectangle and the name are the defaults.
     static RKFacePosition named(const QRectF& rect, const QString& name);
     /// Reads what toXml() wrote. A missing or unreadable number counts as 0.0, an unknown engine as
     /// faceDetectionEngineUnknown.
@@ -42,47 +42,47 @@ public:
     RKFacePosition& operator=(RKFacePosition&&) noexcept = default;
     virtual ~RKFacePosition();
 
-    /// The face in the host's catalogue; invalid where it comes from a file.
+    /// The face in the host's catalogue; invalid if it comes from a file.
     RKFaceId faceId() const;
-    /// Normalised. In the picture as stored for faces of RKMetaData, whose regions follow the
-    /// pixels of the file; RKFacePositions::toUpright() turns it to what loaders show.
+    /// Normalised. Faces from RKMetaData lie in the picture as stored, like the file's pixels;
+    /// RKFacePositions::toUpright() turns them to what loaders show.
     QRectF rect() const;
     /// What found the face; unknown for regions of other programs.
     RKFaceDetectionEngineType engine() const;
     /// The person's cluster in the host's catalogue; RKMetaData stores it in the region.
     RKClusterId clusterId() const;
-    /// The person's name.
+    /// The person's name; empty if unknown.
     QString name() const;
 
-    /// The index of the face's region in the image's XMP.
+    /// The index of the face's region in the image's XMP; -1 without one.
     int xmpRegionIndex() const;
-    /// Set by those who read regions; RKMetaData::updateFaces() finds the regions to change by the
+    /// Set by readers of regions; RKMetaData::updateFaces() finds the regions to change by the
     /// faces' centres instead.
     void setXmpRegionIndex(int index);
-    /// The face comes from a region, or belongs to one.
+    /// Whether the face comes from a region, or belongs to one.
     bool isXmpRegionIndexValid() const;
     /// -1; every other number is valid.
     static int invalidXmpRegionIndex();
 
-    /// When this face was chosen to stand for its cluster, in ms since 1970-01-01 UTC.
+    /// When this face was chosen to stand for its cluster, in ms since 1970-01-01 UTC; -1 if never.
     long long coverImageEpoch() const;
-    /// In ms since 1970-01-01 UTC; invalidCoverImageEpoch() takes the mark away.
+    /// In ms since 1970-01-01 UTC; invalidCoverImageEpoch() withdraws the choice.
     void setCoverImageEpoch(long long epoch);
-    /// The face stands for its cluster from now on.
+    /// Makes the face stand for its cluster from now on.
     void setCoverImageEpochToCurrentTime();
-    /// The face was chosen to stand for its cluster.
+    /// Whether the face was chosen to stand for its cluster.
     bool isCoverImageEpochValid() const;
-    /// The same for a time: it is not invalidCoverImageEpoch().
+    /// Whether the time is not invalidCoverImageEpoch().
     static bool isCoverImageEpochValid(long long epoch);
     /// -1; every other number is valid.
     static long long invalidCoverImageEpoch();
 
-    /// Width and height are greater than 0.
+    /// Whether width and height are greater than 0.
     bool isValid() const;
 
     /// The rectangle in pixels of an image of that size: left, top, width and height each cut
     /// towards 0, and limited to 500 million. It may be a pixel smaller than what
-    /// RKFacePositions::normalizeRect() was given; hosts that mind round rect().
+    /// RKFacePositions::normalizeRect() was given; hosts to which that matters round rect().
     QRect rectStretched(const QSize& size) const;
     /// The rectangle's centre in pixels, cut and limited in the same way.
     QPoint centerStretched(const QSize& size) const;
@@ -93,11 +93,11 @@ public:
     static double area(const QRectF& rect);
     /// The share of the image that the rectangle covers.
     double coveredArea() const;
-    /// The rectangles share more than three quarters of at least one of them.
+    /// Whether the rectangles share more than three quarters of the area of at least one of them.
     bool isSeriouslyOverlapping(const RKFacePosition& other) const;
 
     /// The position in the image after it was turned upright from that orientation. Everything but
-    /// the rectangle is kept; orientations beyond 2 to 8 change nothing.
+    /// the rectangle is kept; orientations other than 2 to 8 change nothing.
     RKFacePosition rotated(RKImageOrientation orientation) const;
 
     /// All fields, for logs.
@@ -107,7 +107,7 @@ public:
     /// are not stored.
     void toXml(QDomElement& parent) const;
 
-    /// All fields are equal, the rectangles as QRectF compares them.
+    /// Whether all fields are equal; rectangles are compared as QRectF does.
     bool operator==(const RKFacePosition& other) const;
     bool operator!=(const RKFacePosition& other) const;
 

@@ -47,10 +47,10 @@ public:
 
     /// Adds a face; the list counts as surveyed from then on.
     void append(const RKFacePosition& position);
-    /// Adds the other's faces; surveyed if one of both was.
+    /// Adds the other's faces; the list counts as surveyed if either did.
     void add(const RKFacePositions& other);
 
-    /// Whether the image was surveyed: an empty list then says that it has no faces, instead of
+    /// Whether the image was surveyed. If so, an empty list means that it has no faces, otherwise
     /// that nobody has looked.
     /// @{
     void setSurveyComplete(bool complete);
@@ -58,17 +58,17 @@ public:
     /// @}
     /// The number of positions, invalid ones and duplicates included.
     qsizetype count() const;
-    /// There are no positions; says nothing about the survey.
+    /// Whether there are no positions; says nothing about the survey.
     bool isEmpty() const;
     /// In the order in which they were added.
     QList<RKFacePosition> facePositions() const;
 
-    /// Every position is valid; so is an empty list.
+    /// Whether every position is valid; true for an empty list.
     bool isValid() const;
 
     /// A tenth of each side, cut to whole pixels.
     static QSize guessedFaceSize(const QSize& imageSize);
-    /// Pixels to fractions of the size. The null rectangle for an empty size.
+    /// Converts pixels to fractions of the size. The null rectangle for an empty size.
     static QRectF normalizeRect(const QRect& rect, const QSize& size);
 
     /// The faces in pixels, in order.
@@ -82,7 +82,7 @@ public:
     /// The same; the rectangle is rounded to whole pixels.
     QList<RKFacePosition> positions(const QRectF& frame) const;
 
-    /// The share of the image that the faces cover, 0 to 1. Overlaps count twice.
+    /// The share of the image that the faces cover, 0 to 1 at most. Overlaps count twice.
     double percentCoverdByFaces() const;
     /// One of the rectangles with the largest area in pixels; null for an empty list.
     QRect biggestRect(const QSize& size) const;
@@ -97,34 +97,34 @@ public:
     /// Every position turned upright, see RKFacePosition::rotated().
     RKFacePositions rotated(const RKImageOrientation& orientation) const;
 
-    /// The faces of a stored picture as they lie in the upright one: what RKMetaData has, for a
-    /// picture from a loader. Like rotated(), but right also for the orientations 5 and 7.
+    /// The faces of a stored picture as they lie in the upright one: from those of RKMetaData to
+    /// those of a loader's picture. Unlike rotated(), right for the orientations 5 and 7, too.
     RKFacePositions toUpright(RKImageOrientation orientation) const;
     /// The faces of an upright picture as they lie in the stored one: for
     /// RKMetaData::updateFaces().
     RKFacePositions toStored(RKImageOrientation orientation) const;
 
-    /// The indices of the positions that have a valid one.
+    /// The region indices of the positions that have a valid one.
     QSet<int> xmpRegionIndices() const;
-    /// The first position with that index, or an invalid one.
+    /// The first position with that region index, or an invalid one.
     RKFacePosition facePositionForXmpRegionIndex(int index) const;
-    /// The region of the first position that contains the centre of p, edges included, and whose
-    /// region is not excluded; -1 if there is none.
+    /// The region index of the first position that contains the centre of p, edges included, and
+    /// whose region is not excluded; -1 if there is none.
     int bestMatch(const RKFacePosition& p, const QSet<int>& excluded) const;
-    /// For each face of the HP engine its position among these faces of XMP regions, or an invalid
-    /// position; each region goes to the first face that it matches. The keys that were matched
-    /// carry the region's index.
+    /// Maps each face of the HP engine to the matching one of these faces, which come from XMP
+    /// regions, or to an invalid position; each region goes to the first face that it matches.
+    /// Matched keys carry the region's index.
     QHash<RKFacePosition, RKFacePosition> mapFacePositionsHPtoXMP(const RKFacePositions& hp) const;
 
-    /// Sets the time for the first position of the face; nothing happens for an invalid face.
+    /// Sets the time for the first position of the face; does nothing for an invalid face.
     void setCoverImageEpochToCurrentTime(const RKFaceId& faceId);
 
-    /// Both lists have as many positions, and each position here overlaps one of the other's.
+    /// Whether both lists are equally long and each position here overlaps one of the other's.
     bool isSeriouslyOverlapping(const RKFacePositions& other) const;
-    /// At least one position overlaps it; see RKFacePosition::isSeriouslyOverlapping().
+    /// Whether any position overlaps the given one; see RKFacePosition::isSeriouslyOverlapping().
     bool anySeriouslyOverlapping(const RKFacePosition& position) const;
 
-    /// Draws the faces into the image, for diagnosis. The image may be null.
+    /// Draws the faces into the image, for diagnosis. Does nothing for a null pointer.
     void renderInto(QImage* image) const;
     /// Draws the outline of a rectangle, in the painter's coordinates and the engine's colour.
     static void paintOneFaceRect(

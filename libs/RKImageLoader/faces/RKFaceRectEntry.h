@@ -34,7 +34,7 @@ public:
     void setClusterName(const QString& clusterName);
     /// @}
 
-    /// The face is valid and its rectangle has at least one pixel.
+    /// Whether the face is valid and its rectangle has at least one pixel.
     bool isValid() const;
 
     /// By face, then by the rectangle's left and top side; the rest is not compared.

@@ -10,7 +10,7 @@
 /// What the identifiers of the face model have in common: a signed 32-bit number of the host's
 /// catalogue, -1 by default.
 ///
-/// Derived is the identifier's own class; identifiers of different classes do not compare. An
+/// Derived is the identifier's own class; identifiers of different classes can't be compared. An
 /// identifier hashes like its number. Reentrant.
 template <typename Derived>
 class RKIMAGELOADER_EXPORT RKIdentifier
@@ -66,7 +66,7 @@ public:
         return m_id >= other.m_id;
     }
 
-    /// Writes the decimal text as a QString, so `id << stream`. Read a QString back.
+    /// Writes the decimal text as a QString; written as `id << stream`. Read it back as a QString.
     QDataStream& operator<<(QDataStream& stream) const
     {
         return stream << toString();

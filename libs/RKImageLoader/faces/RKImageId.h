@@ -12,6 +12,6 @@ public:
     /// A number of the host's catalogue; a negative one is invalid.
     explicit RKImageId(int id);
 
-    /// The number is not negative.
+    /// Whether the number is not negative.
     bool isValid() const;
 };

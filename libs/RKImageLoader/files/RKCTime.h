@@ -5,7 +5,7 @@
 #include <QDateTime>
 #include <QString>
 
-/// Remembers the creation time of a file, to give it back after the file was replaced. Reentrant.
+/// Remembers the creation time of a file, to restore it after the file was replaced. Reentrant.
 class RKIMAGELOADER_EXPORT RKCTime
 {
 public:
@@ -22,10 +22,10 @@ public:
     RKCTime& operator=(RKCTime&&) noexcept = default;
     virtual ~RKCTime();
 
-    /// The creation time of a file; invalid where the platform's handler knows none.
+    /// The creation time of a file; invalid if the platform's handler can't read it.
     QDateTime readFrom(const QString& path) const;
 
-    /// Gives the remembered time to a file, where the platform can do that; an unknown one changes
+    /// Gives the remembered time to a file, if the platform can set it; an unknown time changes
     /// nothing.
     void writeTo(const QString& path) const;
 

@@ -8,13 +8,13 @@
 // Creation and modification times of files. Times are exact to the millisecond. All of it is
 // thread-safe; errors are not reported.
 
-/// The file's modification time for 1, else its creation time; invalid where there is none.
+/// The file's modification time if `which` is 1, else its creation time; invalid without one.
 RKIMAGELOADER_EXPORT QDateTime timeInternal(const QString& path, int which);
 
 /// The file's creation time; invalid where there is none or the file system does not record it.
 RKIMAGELOADER_EXPORT QDateTime ctimeInternal(const QString& path);
 
-/// The file's modification time; invalid where there is none.
+/// The file's modification time; invalid without a file.
 RKIMAGELOADER_EXPORT QDateTime mtimeInternal(const QString& path);
 
 /// Sets the creation time. Does nothing for an invalid time, and on platforms where it cannot be

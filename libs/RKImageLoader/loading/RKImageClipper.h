@@ -14,8 +14,8 @@ class RKMediaDescriptor;
 /// Renders the part of a picture that a product shows, with the pixels that its print needs.
 ///
 /// Image sizes and clip rectangles are in pixels of the upright picture, production sizes in tenths
-/// of a millimetre, resolutions in dots per inch. Stateless and thread-safe. The configuration file
-/// must have been named, see RKImageLoaderConfig.
+/// of a millimetre, resolutions in dots per inch. Stateless and thread-safe. Needs the
+/// configuration, see RKImageLoaderConfig.
 class RKIMAGELOADER_EXPORT RKImageClipper
 {
 public:
@@ -24,22 +24,22 @@ public:
     RKImageClipper& operator=(const RKImageClipper&) = default;
     virtual ~RKImageClipper();
 
-    /// The clip of a file, which is loaded at its full size; pictures of more than 50 megapixels at
-    /// twice the resolution of the clip where that is less than half of theirs. Null when the file
-    /// can't be decoded, and when the result is too large for the memory. The image's resolution is
-    /// that of the print, its pixels divided by the production size, which need not be the given
+    /// The clip of a file. The file is loaded at its full size; beyond 50 megapixels, at twice the
+    /// resolution of the clip instead, if that is less than half of its own. Null if the file can't
+    /// be decoded, or if the result doesn't fit into memory. The image states the resolution of its
+    /// print, which is its pixels divided by the production size and may differ from the given
     /// one.
     ///
-    /// A rectangle that leaves the picture is cut off at its edges. One that is wholly outside or
-    /// less than two pixels on both sides counts as one pixel, which is logged; a bitmap that may
-    /// not be enlarged then gives a picture of that size.
+    /// A rectangle that extends beyond the picture is cut off at its edges. One that lies outside,
+    /// or whose sides both round to one pixel or less, counts as one pixel, which is logged; a
+    /// bitmap that may not be enlarged then gives a picture of that size.
     QImage clipForProduction(const RKMediaDescriptor& descriptor,
         const QRectF& clipRect,
         const QSizeF& productionSize,
         int dpi,
         bool allowUpscaling) const;
-    /// The same; the context gets the reason, and RKMediaErrorCode::Truncated with a clip of a
-    /// picture that is not whole.
+    /// The same; the context gets the reason of a failure, or RKMediaErrorCode::Truncated for the
+    /// clip of an incomplete picture.
     QImage clipForProduction(const RKMediaDescriptor& descriptor,
         const QRectF& clipRect,
         const QSizeF& productionSize,
@@ -54,9 +54,9 @@ public:
         bool allowUpscaling,
         RKMediaError* error) const;
 
-    /// The clip of a drawable whose size in the units of the clip rectangle is given; a bitmap's
-    /// own size is the only useful one. In ARGB32 if the drawable has an alpha channel, else in
-    /// RGB32.
+    /// The clip of a drawable. `imageSize` is the drawable's size in the units of the clip
+    /// rectangle; for a bitmap only its own size makes sense. In ARGB32 if the drawable has an
+    /// alpha channel, else in RGB32.
     QImage clipForProduction(const RKDrawable& drawable,
         const QSizeF& imageSize,
         const QRectF& clipRect,
@@ -64,24 +64,24 @@ public:
         int dpi,
         bool allowUpscaling) const;
 
-    /// The size with each side rounded to the nearest integer and at least 1. Logged when both
-    /// sides had to be raised to that.
+    /// The size with each side rounded to the nearest integer and at least 1. A result of 1 by 1 is
+    /// logged.
     QSize safeValidSize(const QSizeF& size) const;
 
-    /// The size in pixels, not rounded, to render the source pixels in: what the production size
-    /// needs at the resolution, but
-    /// - for small productions of pictures that would fill 100 mm either way as much as 100 mm on
-    ///   the shorter side need,
-    /// - not more than the source has if that is a bitmap and may not be enlarged,
-    /// - not less of its height than the configured share (RKImageLoaderConfig::scalingMinFactor),
+    /// The size in pixels, not rounded, at which to render the source pixels: what the production
+    /// size needs at the resolution, but
+    /// - for a production with a side below 100 mm, from a source that would fill more than 100 mm
+    ///   both ways, what 100 mm on the shorter side need,
+    /// - the source's own size instead of a larger one for a bitmap that may not be enlarged,
+    /// - at least the configured share of its height (RKImageLoaderConfig::scalingMinFactor()),
     /// - and never more than 32767 pixels on a side.
-    /// The size of the source where the production size makes no sense.
+    /// The size of the source if the production size makes no sense.
     QSizeF calcResultImageSize(const QSizeF& productionSize,
         int dpi,
         const QSizeF& sourcePixels,
         bool isBitmap,
         bool allowUpscaling) const;
 
-    /// 1.0 for a negative width and for a height that is not positive.
+    /// Width divided by height; 1.0 for a negative width or a height that is not positive.
     double ratioWidthByHeight(const QSizeF& size) const;
 };

@@ -34,7 +34,7 @@ public:
     /// set from the start.
     static constexpr ImageLoaderFlags kUseExifThumbnail = 1;
     /// TIFF pictures are turned upright like all others, and the sizes of TIFF and WEBP are those
-    /// of the upright pictures. Without it both are measured, and TIFF is shown, as they are
+    /// of the upright pictures. Without this flag TIFF is shown as stored, and both are measured as
     /// stored.
     static constexpr ImageLoaderFlags kTurnTiff = 2;
 
@@ -49,19 +49,19 @@ public:
 
     /// The process-wide registry, never null.
     const RKBitmapDecoderRegistry* bitmapDecoders() const;
-    /// Ends the process for a format that has none.
+    /// The registry's first decoder of the format. **Ends the process if there is none.**
     RKBitmapDecoder* primaryDecoder(const RKMediaFormat& format) const;
-    /// Ends the process for a format that can't be written; the registry owns it.
+    /// The same for writing; ask RKMediaLoader::canSave() before.
     RKBitmapDecoder* primaryEncoder(const RKMediaFormat& format) const;
-    /// In the order in which they are tried; empty for an unsupported format. The registry owns
-    /// them.
+    /// The format's decoders in the order in which they are tried; none for an unsupported format.
+    /// The registry owns them.
     QList<RKBitmapDecoder*> decoders(const RKMediaFormat& format) const;
 
     RKMediaFormatList writableMediaFormats() const override;
     RKMediaFormatList supportedMediaFormats() const override;
     bool supportsMediaFormat(const RKMediaFormat& format) const override;
 
-    /// convertableFormats(), without the format itself unless that is asked for.
+    /// convertableFormats(), with or without the format itself.
     virtual RKMediaFormatList compatibleWritableMediaFormats(
         const RKMediaFormat& format, bool includeFormat) const;
 
@@ -85,35 +85,35 @@ public:
         const QSize& wanted,
         const RKImageOption& option,
         RKMediaError* error) const;
-    /// From the embedded thumbnail where the option or the rule below allows it, else from the
-    /// whole file; not turned upright.
+    /// The picture, not turned upright: the embedded thumbnail if the option or the rule below
+    /// allows it, else decoded from the whole file.
     RKDrawable readDrawable(const QSize& wanted,
         const RKMediaDescriptor& descriptor,
         const RKImageOption& option) const;
-    /// The flag is set, the format is JPG and each wanted side lies between 0 and 160 pixels.
+    /// Whether kUseExifThumbnail is set, the format is JPG and each wanted side is 0 to 160 pixels.
     bool shouldIUseTheExifThumbnail(const QSize& wanted, const RKMediaDescriptor& descriptor) const;
     /// Decodes the whole file, in sRGB but not turned upright.
     RKDrawable decodeBigDrawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
-    /// What the first of the format's decoders makes of the data that gets anything out of them.
+    /// What the first decoder of the format that succeeds makes of the data; null if none does.
     RKDrawable tryAllDecoders(const QByteArray& data,
         const QByteArray& format,
         const QSize& wanted,
         const RKMediaDescriptor& descriptor) const;
-    /// All bytes of a file; empty, with a warning, when it can't be opened.
+    /// All bytes of a file; empty, with a warning, if it can't be opened.
     QByteArray readBinaryFile(const QFileInfo& file) const;
 
     RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const override;
-    /// The displayed picture has the stored one's width as its height.
+    /// Whether the displayed picture has the stored one's width as its height.
     bool imageIsTiltedByMetadata(const RKMediaDescriptor& descriptor) const;
-    /// The orientations 5 to 8, which lie on their side.
+    /// Whether the orientation is one of 5 to 8, which swap width and height.
     static bool isTransposingOrientation(RKImageOrientation orientation);
-    /// The size with its sides swapped where decoding a displayed size needs that: for camera raw
-    /// pictures that their decoder turns, and for tilted pictures in any other format, TIFF only
-    /// with kTurnTiff. Invalid and square sizes stay.
+    /// The displayed size as the decoder has to be asked for it, its sides swapped if need be: for
+    /// camera raw pictures that their decoder turns, and for tilted pictures in any other format,
+    /// TIFF only with kTurnTiff. Invalid and square sizes stay.
     QSize swapSizeRatio(const RKMediaDescriptor& descriptor, const QSize& displayed) const;
 
-    /// The picture turned by the file's orientation; camera raw pictures, and TIFF without
-    /// kTurnTiff, stay as they are.
+    /// The picture turned by the file's orientation, a vector as pixels; camera raw pictures, and
+    /// TIFF without kTurnTiff, stay as they are.
     RKDrawable autoRotate(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const;
     /// The embedded thumbnail, fitted into the wanted size; a null drawable if there is none. That
     /// of a camera raw picture is upright, as its decoded picture is.
@@ -127,8 +127,8 @@ public:
     /// The process-wide converter, never null.
     RKColorProfileConverter* colorProfileConverter() const;
 
-    /// That of the metadata, which other programs may have left out of date; TIFF, WEBP and camera
-    /// raw pictures are measured by their decoders, TIFF and WEBP as stored without kTurnTiff.
+    /// The size that the metadata states, which other programs may have left out of date; for TIFF,
+    /// WEBP and camera raw that of the decoder, TIFF and WEBP as stored without kTurnTiff.
     QSize size(const RKMediaDescriptor& descriptor) const override;
     QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
@@ -142,7 +142,7 @@ public:
         const RKMediaFormat& format,
         const RKDrawable& drawable,
         const RKMetaData& metaData) const override;
-    /// The metadata's colour profile is left out: a decoded picture is in sRGB.
+    /// Leaves out the metadata's colour profile, since a decoded picture is in sRGB.
     bool save(const RKMediaDescriptor& descriptor,
         const RKDrawable& drawable,
         const RKMetaData& metaData) const override;
@@ -168,25 +168,25 @@ public:
         RKMediaError* error) const override;
     void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
 
-    /// The process-wide cache, never null. Hosts rather use copyMetaData() and
-    /// invalidateMetaData().
+    /// The process-wide cache, never null. Hosts should use copyMetaData() and
+    /// invalidateMetaData() instead.
     RKMetaDataCache* metaDataCache() const;
     /// The cache's object, see RKMetaDataCache::metaData() for who owns it. Prefer copyMetaData().
     RKMetaData* metaData(const RKMediaDescriptor& descriptor) const;
     /// The same for a file whose bytes the host has read.
     RKMetaData* metaData(const RKMediaDescriptor& descriptor, const QByteArray& data) const;
-    /// The metadata of the descriptor's file.
+    /// The metadata of the descriptor's file, from the cache or read now.
     RKMetaData copyMetaData(const RKMediaDescriptor& descriptor) const;
-    /// Deletes what the cache holds: pointers from metaData() are gone then.
+    /// Deletes what the cache holds; pointers from metaData() dangle afterwards.
     void clearMetaDataCache() const;
 
-    /// Turns the displayed picture by 90 degrees in the held metadata; the file is not touched.
-    /// Save it with save(descriptor, copyMetaData(descriptor)).
+    /// Turns the displayed picture by 90 degrees in the cached metadata; the file is not touched.
+    /// To save that, call save(descriptor, copyMetaData(descriptor)).
     void softRotate(const RKMediaDescriptor& descriptor, bool clockwise);
 
     /// The files among the given ones that have a supported format.
     QFileInfoList extractSupportedImageFiles(const QFileInfoList& files) const;
-    /// The path without its extension where that is one of a supported format.
+    /// The path without its extension if that is one of a supported format, else the path.
     QString removeImageSuffixFromPath(const QString& path) const;
     /// Writes the supported formats and their decoders to the debug log.
     void dumpSupportedFormats() const;

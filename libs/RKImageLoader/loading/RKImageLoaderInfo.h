@@ -6,17 +6,17 @@
 #include <QString>
 #include <QStringList>
 
-/// A library of others that this one uses.
+/// A third-party library that this one uses.
 struct RKThirdParty
 {
     /// As its makers write it.
     QString name;
-    /// The one that runs, as the library itself writes it; empty where it can't be asked.
+    /// The version that runs, as the library itself writes it; empty if it can't be asked.
     QString version;
     /// An SPDX expression, or the library's own words where the licence depends on how it was
     /// built.
     QString license;
-    /// Where its makers are found.
+    /// The web address of its makers.
     QString homepage;
 };
 
@@ -27,7 +27,7 @@ public:
     /// The copyright lines of the libraries in use, translated.
     QStringList copyrights() const;
 
-    /// The libraries that this build uses, its plug-ins for Qt included. Loads FFmpeg to ask it,
-    /// and leaves it out, with a warning, if that can't be loaded.
+    /// The libraries that this build uses, its plug-ins for Qt included. Loads FFmpeg to ask for
+    /// its version, and leaves it out, with a warning, if it can't be loaded.
     QList<RKThirdParty> thirdParties() const;
 };

@@ -17,16 +17,16 @@ public:
     /// Takes the object out of RKInitializer again.
     ~RKImageLoaderInitializer() override;
 
-    /// Switches Qt's limit on the memory of one decoded image off: 33 megapixels are less than
-    /// today's cameras deliver. The decoders check sizes themselves. Has Qt find the image plug-ins
-    /// that are installed with the library; call it before Qt reads the first picture, since Qt
-    /// looks for plug-ins once.
+    /// Switches off Qt's limit on the memory of one decoded image, 33 megapixels, which today's
+    /// cameras exceed; the decoders check sizes themselves. Lets Qt find the image plug-ins that
+    /// are installed with the library. Call it before Qt reads the first picture, since Qt looks
+    /// for plug-ins once.
     void setup(RKInitializerOption option) override;
     void teardown() override;
 
-    /// Has texts for people come in the locale's language: names, such as
-    /// RKMediaFormat::description(), which are in German as they stand, and the reasons of
-    /// RKMediaError, which are in English. There are both languages. False, and nothing changed,
-    /// for others and before there is a QCoreApplication.
+    /// Translates texts for people into the locale's language, German or English: names such as
+    /// RKMediaFormat::description(), which are German without a translation, and the reasons of
+    /// RKMediaError, which are English. Returns false and changes nothing for other languages, and
+    /// before there is a QCoreApplication.
     static bool installTranslation(const QLocale& locale = QLocale());
 };

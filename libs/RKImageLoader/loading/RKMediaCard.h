@@ -15,8 +15,8 @@ class RKMetaData;
 /// Thread-safe.
 ///
 /// Labels and texts are in the language that RKImageLoaderInitializer::installTranslation() has
-/// installed. Without one they are in English, but for RKMediaFormat::description(). Numbers are
-/// written as the locale writes them.
+/// installed. Without one they are English, except RKMediaFormat::description(), which is German.
+/// Numbers are written as usual in the locale.
 class RKIMAGELOADER_EXPORT RKMediaCard
 {
     Q_DECLARE_TR_FUNCTIONS(RKMediaCard)
@@ -29,7 +29,7 @@ public:
         File,
         /// Width and height in pixels, upright.
         Size,
-        /// Length, rate of frames, codec and rate of bits.
+        /// Length, frame rate, codec and bit rate.
         Video,
         /// As RKMetaData::pictureTaken(): "2021-07-04 12:30:05 +02:00".
         Taken,
@@ -71,16 +71,16 @@ public:
     /// Lines that belong together; never empty.
     using Group = QList<Line>;
 
-    /// "Focal length".
+    /// The item's name for people, such as "Focal length".
     static QString label(Item item);
 
     /// All that is known of a file, which is measured and read if the library doesn't know it yet.
-    /// Nothing for a file that is not there.
+    /// Empty for a file that does not exist.
     ///
-    /// A video stays open for what is asked of it next; see RKVideoDecoderRegistry::freeResource().
+    /// A video stays open for later requests; see RKVideoDecoderRegistry::freeResource().
     static QList<Group> groups(const RKMediaDescriptor& descriptor, const QLocale& locale = {});
-    /// The same with a size and metadata that the host has already, those of a video from
-    /// RKVideoDecoderRegistry. The size is that of the upright medium; without a valid one its line
+    /// The same with a size and metadata that the host already has, for a video those from
+    /// RKVideoDecoderRegistry. The size is that of the upright medium; if it is invalid, its line
     /// is left out.
     static QList<Group> groups(const RKMediaDescriptor& descriptor,
         const QSize& size,

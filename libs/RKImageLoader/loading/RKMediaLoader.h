@@ -8,8 +8,8 @@
 #include <QList>
 #include <QStringList>
 
-/// The one place to open, measure and save media of every kind: each request goes to the first
-/// loader that supports the format. Thread-safe.
+/// Opens, measures and saves media of every kind, by handing each request to the first loader that
+/// supports the format. Thread-safe.
 class RKIMAGELOADER_EXPORT RKMediaLoader
     : public RKMediaLoaderAbstract
     , public RKSingleton<RKMediaLoader>
@@ -44,8 +44,8 @@ public:
     QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     QDateTime recordingDate(const RKMediaDescriptor& descriptor) const override;
 
-    /// Whether save() takes pictures of this format; ask before, since it may end the process for
-    /// others.
+    /// Whether save() takes pictures of this format. Ask before saving without an RKMediaError*,
+    /// which may end the process for other formats.
     bool canSave(const RKMediaFormat& format) const;
     bool save(
         QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const override;

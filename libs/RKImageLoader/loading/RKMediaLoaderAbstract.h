@@ -21,10 +21,10 @@ class RKMetaData;
 /// and as a result that the medium could not be measured. "Unrotated" means as stored, before the
 /// medium's orientation is applied.
 ///
-/// Functions with a trailing RKMediaError* do the same and store why they failed, or no error; null
-/// stores nothing. Those with a trailing RKLoadContext note the reason in it, and give up soon
-/// after its request was cancelled. A loader that overrides neither kind still answers both, with
-/// what can be seen of the file.
+/// Overloads with a trailing RKMediaError* do the same and store why they failed, or no error; a
+/// null pointer stores nothing. Those with a trailing RKLoadContext note the reason in it, and give
+/// up soon after its request is cancelled. Both also work for a loader that overrides neither; the
+/// reason is then what the file itself shows.
 class RKIMAGELOADER_EXPORT RKMediaLoaderAbstract
 {
 public:
@@ -38,12 +38,12 @@ public:
     virtual RKMediaFormatList writableMediaFormats() const = 0;
     /// The formats that can be loaded, each once. Finding them out may load all codecs once.
     virtual RKMediaFormatList supportedMediaFormats() const = 0;
-    /// Whether one format can be loaded; asks no other codecs.
+    /// Whether one format can be loaded; loads no codecs of others.
     virtual bool supportsMediaFormat(const RKMediaFormat& format) const = 0;
 
-    /// The medium, upright, in sRGB and fitted into the wanted size with its proportions kept. A
-    /// null drawable when the format is not supported or the file can't be decoded; the latter is
-    /// logged.
+    /// The medium, upright, in sRGB and fitted into the wanted size with its proportions kept; it
+    /// may grow. A null drawable if the format is not supported or the file can't be decoded; the
+    /// latter is logged.
     virtual RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const = 0;
@@ -57,7 +57,7 @@ public:
         const RKImageOption& option,
         RKMediaError* error) const;
 
-    /// Upright unless a loader knows better.
+    /// The orientation of the stored picture; upright unless a loader overrides this.
     virtual RKImageOrientation imageOrientation(const RKMediaDescriptor& descriptor) const;
 
     /// The size as displayed.
@@ -69,21 +69,21 @@ public:
     virtual QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKMediaError* error) const;
 
-    /// When the medium was recorded; invalid if that is not known. For pictures what the camera's
-    /// clock showed (RKMetaData::pictureTaken()), else when the file was created; for videos always
-    /// the latter: the date inside is in the metadata of RKVideoDecoderRegistry.
+    /// When the medium was recorded; invalid if unknown. For pictures what the camera's clock
+    /// showed (RKMetaData::pictureTaken()), or else when the file was created; for videos always
+    /// the latter: the date inside is in RKVideoDecoderRegistry::metaData().
     virtual QDateTime recordingDate(const RKMediaDescriptor& descriptor) const = 0;
 
-    /// Saves into a buffer, which is opened when it is closed. The format must be among
-    /// writableMediaFormats(): asking for another one may end the process.
+    /// Saves into a buffer, which is opened if it is closed. **The format must be among
+    /// writableMediaFormats()**: any other may end the process.
     virtual bool save(
         QBuffer* buffer, const RKMediaFormat& format, const RKDrawable& drawable) const = 0;
-    /// Saves to the descriptor's file, which is replaced as a whole or left as it was. The format
-    /// must be among writableMediaFormats(): asking for another one may end the process.
+    /// Saves to the descriptor's file, which is replaced as a whole or left as it was. **The format
+    /// must be among writableMediaFormats()**: any other may end the process.
     virtual bool save(const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const = 0;
 
-    /// The same with metadata. The buffer is closed afterwards. False when either could not be
-    /// saved; the picture may have been, then.
+    /// The same with metadata. The buffer is closed afterwards. False if either could not be saved;
+    /// the picture alone may have been.
     virtual bool save(QBuffer* buffer,
         const RKMediaFormat& format,
         const RKDrawable& drawable,
@@ -95,7 +95,7 @@ public:
     /// Merges the metadata into the descriptor's file, whose pixels stay as they are.
     virtual bool save(const RKMediaDescriptor& descriptor, const RKMetaData& metaData) const = 0;
 
-    /// A format that can't be written is an error for these, and ends nothing.
+    /// For these, a format that can't be written is an error; it never ends the process.
     virtual bool save(QBuffer* buffer,
         const RKMediaFormat& format,
         const RKDrawable& drawable,
@@ -114,31 +114,31 @@ public:
     virtual bool save(
         const RKMediaDescriptor& descriptor, const RKMetaData& metaData, RKMediaError* error) const;
 
-    /// Forgets what is held of the file's metadata; call it when the file was changed by others.
+    /// Drops the cached metadata of the file; call it when the file was changed by others.
     virtual void invalidateMetaData(const RKMediaDescriptor& descriptor) const = 0;
 
-    /// By the file name's suffix.
+    /// The format that the file name's suffix stands for.
     RKMediaFormat mediaFormat(const RKMediaDescriptor& descriptor) const;
-    /// The file name's format is supported; the file need not exist.
+    /// Whether the file name's format is supported; the file need not exist.
     bool hasSupportedMediaFormat(const RKMediaDescriptor& descriptor) const;
-    /// It is among supportedMediaFormats().
+    /// Whether the format is among supportedMediaFormats().
     bool isSupportedFormat(const RKMediaFormat& format) const;
-    /// It is among writableMediaFormats().
+    /// Whether the format is among writableMediaFormats().
     bool isSupportedWritableFormat(const RKMediaFormat& format) const;
 
     /// The image of drawable() with no option set. The file of a video stays open for its next
-    /// frames, with 40 to 160 MB; RKVideoDecoderRegistry::freeResource() closes it. Call that when
-    /// the host is done with the video and before the file is changed, moved or deleted.
+    /// frames, with 40 to 160 MB. Call RKVideoDecoderRegistry::freeResource() to close it, when the
+    /// host is done with the video and before the file is changed, moved or deleted.
     QImage bitmap(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
     QImage bitmap(
         const RKMediaDescriptor& descriptor, const QSize& wanted, RKLoadContext& context) const;
     QImage bitmap(
         const RKMediaDescriptor& descriptor, const QSize& wanted, RKMediaError* error) const;
 
-    /// What a medium of this format can be saved as without losing transparency: the writable
-    /// bitmap formats for a bitmap, the format itself first; for any other at most itself.
+    /// The formats that a medium of this format can be saved as without losing transparency: for a
+    /// bitmap the writable bitmap formats, itself first if it is one; for others at most itself.
     RKMediaFormatList convertableFormats(const RKMediaFormat& format) const;
 
-    /// When the file was created; invalid where the file system does not record it.
+    /// When the file was created; invalid if the file system does not record it.
     QDateTime fileCreationDate(const RKMediaDescriptor& descriptor) const;
 };

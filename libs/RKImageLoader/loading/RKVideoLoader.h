@@ -9,8 +9,8 @@
 /// Opens and measures videos, frame by frame. Thread-safe.
 ///
 /// A descriptor without a frame stands for the default one. Frames come upright; they have no
-/// orientation of their own, no thumbnails and no colour profiles, so that image options change
-/// nothing. Videos are never written.
+/// orientation of their own, no thumbnails and no colour profiles, so image options change nothing.
+/// Videos are never written.
 class RKIMAGELOADER_EXPORT RKVideoLoader
     : public RKMediaLoaderAbstract
     , public RKSingleton<RKVideoLoader>
@@ -25,7 +25,7 @@ public:
     RKMediaFormatList supportedMediaFormats() const override;
     bool supportsMediaFormat(const RKMediaFormat& format) const override;
 
-    /// Null where the frame does not exist or can't be decoded; the debug log says why.
+    /// Null if the frame does not exist or can't be decoded; the debug log says why.
     RKDrawable drawable(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
         const RKImageOption& option) const override;
@@ -33,7 +33,7 @@ public:
         const QSize& wanted,
         const RKImageOption& option,
         RKLoadContext& context) const override;
-    /// The size of the frames as they are given, upright.
+    /// The size of the frames as drawable() gives them, upright.
     QSize unrotatedSize(const RKMediaDescriptor& descriptor) const override;
     QSize unrotatedSize(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
     QSize size(const RKMediaDescriptor& descriptor, RKLoadContext& context) const override;
@@ -72,14 +72,14 @@ public:
     bool save(const RKMediaDescriptor& descriptor,
         const RKMetaData& metaData,
         RKMediaError* error) const override;
-    /// Does nothing. RKVideoDecoderRegistry::freeResource() lets a changed file be read anew.
+    /// Does nothing. After RKVideoDecoderRegistry::freeResource() a changed file is read anew.
     void invalidateMetaData(const RKMediaDescriptor& descriptor) const override;
 
-    /// Null when the file can't be opened.
+    /// The rate that the file claims; null if the file can't be opened.
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const;
-    /// The length in milliseconds, as the file claims it; -1 when the file can't be opened.
+    /// The length in ms that the file claims; 0 if unknown, -1 if the file can't be opened.
     int durationInMS(const RKMediaDescriptor& descriptor) const;
-    /// The last frame that can be had; the duration may promise more. No frame if there is none.
+    /// The last frame that can be decoded, which may lie before the end. No frame if there is none.
     RKVideoFrameIndex lastFrameIndex(const RKMediaDescriptor& descriptor) const;
     /// The frame shown when none is asked for, see RKVideoDecoder::defaultFrameIndex().
     RKVideoFrameIndex defaultFrameIndex(const RKMediaDescriptor& descriptor) const;

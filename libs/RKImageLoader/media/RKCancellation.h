@@ -5,22 +5,22 @@
 #include <memory>
 #include <utility>
 
-/// Takes a request back. Copies share one state, so that whoever keeps a copy can cancel what was
+/// Cancels a request. Copies share one state: whoever keeps a copy can cancel the work that was
 /// given another one. Thread-safe.
 class RKCancellation
 {
 public:
-    /// What can't be cancelled; costs nothing.
+    /// For what can't be cancelled; costs nothing.
     RKCancellation() = default;
 
-    /// What can be cancelled, with a state of its own.
+    /// For what can be cancelled, with a state of its own.
     static RKCancellation create()
     {
         return create({});
     }
 
-    /// What is taken back by somebody who has to be asked. The question comes often, from any
-    /// thread, until the answer is yes.
+    /// The same, also cancelled as soon as the function returns true. Until then it is called
+    /// often, from any thread and from several at once.
     static RKCancellation create(std::function<bool()> isTakenBack)
     {
         RKCancellation cancellation;
@@ -28,20 +28,20 @@ public:
         return cancellation;
     }
 
-    /// For good, and for all copies.
+    /// Cancels for good, and for all copies.
     void cancel() const
     {
         if (m_state)
             m_state->isCancelled.store(true, std::memory_order_relaxed);
     }
 
-    /// False for what can't be cancelled, so that nobody needs to ask again.
+    /// False for what can't be cancelled, so that there is no need to ask isCancelled().
     bool isPossible() const
     {
         return m_state != nullptr;
     }
 
-    /// Whether any copy was cancelled; costs as much as reading a number.
+    /// Whether any copy was cancelled; costs as much as reading a number, or calling the function.
     bool isCancelled() const
     {
         if (!m_state)

@@ -31,7 +31,7 @@ public:
             m_keywordOfValue.insert(qint64(value), keyword);
     }
 
-    /// Looks the trimmed text up, without regard to case. False, and value untouched, if unknown.
+    /// Looks up the trimmed text, whatever its case. False, with `value` untouched, if unknown.
     bool decode(const QString& text, E& value) const
     {
         // Only the text is trimmed, not the inserted keyword: one that ends in a blank is never

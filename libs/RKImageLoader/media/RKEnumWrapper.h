@@ -11,7 +11,7 @@
 /// A value of the enumeration E with comparison, bit operators and a table of keywords.
 ///
 /// E has a 64-bit range; combinations of enumerators are values too. Write the wrapper on the left
-/// of a comparison with an enumerator: newer compilers do not turn the operands round.
+/// of a comparison with an enumerator: not all compilers accept the reverse order.
 ///
 /// Reentrant; the table of an enumeration is made once and is thread-safe.
 template <typename E>
@@ -56,7 +56,7 @@ public:
         return m_value == other.m_value;
     }
 
-    /// Equal to this very value, not to one of its bits.
+    /// Whether the value is exactly this one, not just one of its bits.
     virtual bool operator==(E other) const
     {
         return m_value == other;
@@ -68,7 +68,7 @@ public:
         return m_value != other.m_value;
     }
 
-    /// Different from this very value.
+    /// Whether the value is not exactly this one.
     virtual bool operator!=(E other) const
     {
         return m_value != other;
@@ -124,13 +124,13 @@ public:
         return E(bits() | qint64(other));
     }
 
-    /// The bits of the value that the mask has too.
+    /// The bits of the value that are also in the mask.
     virtual E reducedTo(E mask) const
     {
         return *this & mask;
     }
 
-    /// The value is not 0.
+    /// Whether the value is not 0.
     virtual bool isValid() const
     {
         return bits() != 0;

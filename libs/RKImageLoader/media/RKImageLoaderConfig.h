@@ -10,8 +10,8 @@
 #include <QFileInfo>
 #include <QString>
 
-/// The tunable values of the library, from an XML file that the host names before first use, or the
-/// defaults.
+/// The tunable values of the library: the defaults, or those of an XML file that the host names
+/// before first use.
 ///
 /// The root element may have any name; values that are left out are the defaults:
 /// @code{.xml}
@@ -26,30 +26,30 @@ class RKIMAGELOADER_EXPORT RKImageLoaderConfig : public RKSingleton<RKImageLoade
 {
 public:
     /// Reads the named file. A missing or malformed one is logged and leaves all values at their
-    /// defaults. The process ends if neither setConfigFile() nor useDefaults() was called before.
+    /// defaults. **Ends the process if no file was named and useDefaults() was not called.**
     RKImageLoaderConfig();
 
     /// Names the file to read. Has no effect on the process-wide object once that exists. Not
     /// thread-safe: call it at the start.
     static void setConfigFile(const QFileInfo& file);
-    /// For hosts without such a file. The later of this and setConfigFile() counts; otherwise as
-    /// that.
+    /// For hosts without such a file. The later call of this and setConfigFile() counts; the same
+    /// conditions hold.
     static void useDefaults();
 
-    /// Parses an XML file; an empty document, and a warning, when that fails.
+    /// Parses an XML file; an empty document, with a warning, if that fails.
     static QDomDocument loadDocument(const QFileInfo& file);
 
     /// The root element's first child of that name; a null element if there is none.
     QDomElement findDomElement(const QString& name) const;
 
-    /// The quality of the JPEG encoder, -99 to 100, 90 by default, 0 for a text that is no whole
-    /// number. The meaning of a negative one is the host's affair.
+    /// The quality of the JPEG encoder, -99 to 100; 90 by default, 0 for a text that is not a whole
+    /// number. What a negative one means is up to the host.
     int jpgQualityExtended() const;
     /// The absolute value of jpgQualityExtended().
     int jpgQuality() const;
 
-    /// The share of the source's resolution that clipping for production keeps; 0.0 by default and
-    /// for a text that is no whole number of percent.
+    /// The share of the source's resolution that clipping for production keeps at least, 1.0 for
+    /// all of it; 0.0 by default and for a text that is not a whole number of percent.
     double scalingMinFactor() const;
 
     /// Always smooth.

@@ -7,7 +7,7 @@
 #include <QObject>
 #include <QReadWriteLock>
 
-/// Tells the host that a HEIC file could not be decoded, once until it is reset. Thread-safe.
+/// Signals to the host that a HEIC file could not be decoded, once until reset(). Thread-safe.
 class RKIMAGELOADER_EXPORT RKImageLoadingReporter
     : public QObject
     , public RKSingleton<RKImageLoadingReporter>
@@ -19,15 +19,15 @@ public:
     ~RKImageLoadingReporter() override;
 
 public Q_SLOTS:
-    /// Logs every call; signals the first one since the start or the last reset().
+    /// Logs every call; emits the signal for the first one since the start or the last reset().
     void reportHeicError();
 
     /// Lets the next failure be signalled again.
     void reset();
 
 Q_SIGNALS:
-    /// Emitted on the decoding thread while the lock is held; connect queued to do more than note
-    /// it. A directly connected slot may call reset().
+    /// Emitted on the decoding thread while a lock is held: use a queued connection to do more than
+    /// note it. A directly connected slot may call reset().
     void heicErrorReported();
 
 private:

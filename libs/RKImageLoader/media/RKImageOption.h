@@ -11,8 +11,8 @@ public:
     /// The bits of an option.
     enum Flag : quint8
     {
-        /// Take the picture from the file's embedded thumbnail where it has one, whatever the
-        /// wanted size.
+        /// Take the picture from the file's embedded thumbnail if it has one, whatever the wanted
+        /// size.
         UseEmbeddedThumbnail = 1
     };
 
@@ -21,7 +21,7 @@ public:
     /// All flags at once; bits without a meaning are kept and ignored.
     explicit RKImageOption(quint8 flags);
 
-    /// The flag is set.
+    /// Whether the flag is set.
     bool testFlag(Flag flag) const;
     /// Sets the flag, or clears it.
     void setFlag(Flag flag, bool on = true);

@@ -1,8 +1,8 @@
 #pragma once
 
 /// The orientation of a stored picture: where its first row and first column are displayed
-/// (Exif 2.32, 4.6.4, tag 0x0112). Any other number, 0 for "not recorded" among them, may be held
-/// too and means upright.
+/// (Exif 2.32, 4.6.4, tag 0x0112). Any other number may occur, such as 0 for "not recorded", and
+/// means upright.
 enum RKImageOrientation : int
 {
     ORIENTATION_TOP_LEFT = 1,
@@ -15,7 +15,7 @@ enum RKImageOrientation : int
     ORIENTATION_LEFT_BOTTOM = 8
 };
 
-/// The displayed picture has the stored one's width as its height.
+/// Whether the displayed picture has the stored one's width as its height.
 constexpr bool isTransposingOrientation(RKImageOrientation orientation)
 {
     return orientation >= ORIENTATION_LEFT_TOP && orientation <= ORIENTATION_LEFT_BOTTOM;

@@ -7,8 +7,8 @@
 /// What one request carries down to the decoders and back: whether it is still wanted, and why it
 /// failed.
 ///
-/// Make one for each request. Whoever gives up says why, where it is known best; loaders complete
-/// the reason. One thread at a time may use an object; cancel() may come from any.
+/// Make one for each request. The code that gives up notes the reason, which loaders complete. Only
+/// one thread at a time may use an object; RKCancellation::cancel() may be called from any.
 class RKIMAGELOADER_EXPORT RKLoadContext
 {
 public:
@@ -18,23 +18,23 @@ public:
     RKLoadContext(const RKLoadContext&) = delete;
     RKLoadContext& operator=(const RKLoadContext&) = delete;
 
-    /// To hand to what outlives a call or can't have the context.
+    /// For code that outlives the call or can't get the context.
     RKCancellation cancellation() const;
-    /// Ask between the steps of long work, and return the empty result then; the loader says why.
+    /// Ask between the steps of long work. If true, return an empty result; the loader notes why.
     bool isCancelled() const;
 
-    /// Notes a reason. If there are several, for instance of two decoders, the most telling one
-    /// stays, and the first of equals.
+    /// Notes a reason. Of several, for instance from two decoders, the most telling one stays, and
+    /// the first of equals.
     void fail(RKMediaErrorCode code, const QString& text = {});
-    /// The same with a reason that somebody else has found.
+    /// The same with a reason found elsewhere; no error changes nothing.
     void fail(const RKMediaError& error);
-    /// A picture was made. Forgets why others have failed, but not that the file is truncated.
+    /// A picture was made: forgets why others have failed, but not that the file is truncated.
     void succeed();
 
-    /// The file of the reason, if there is one.
+    /// Sets the file that the reason, if there is one, refers to.
     void setFilePath(const QString& path);
 
-    /// No error after success, except that Truncated may come with a picture.
+    /// The reason; no error after success, except that Truncated may come with a picture.
     RKMediaError error() const;
 
 private:

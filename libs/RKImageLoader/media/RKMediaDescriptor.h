@@ -20,11 +20,11 @@ public:
     RKMediaDescriptor(const QDir& directory,
         const QString& fileName,
         const RKVideoFrameIndex& frame = RKVideoFrameIndex());
-    /// The file need not exist: loaders report that. No frame means the default one of a video.
+    /// The file need not exist; loaders report that. No frame means the default one of a video.
     RKMediaDescriptor(const QFileInfo& file, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
-    /// The local file of the URL; the frame in the URL's query is not looked at.
+    /// The local file of the URL; a frame in the URL's query is ignored.
     RKMediaDescriptor(const QUrl& url, const RKVideoFrameIndex& frame = RKVideoFrameIndex());
-    /// A text would become a URL, not a path; say which one is meant.
+    /// Deleted, since a text would become a URL, not a path; use QFileInfo or QUrl.
     RKMediaDescriptor(const QString&, const RKVideoFrameIndex& frame = RKVideoFrameIndex())
         = delete;
 
@@ -34,9 +34,9 @@ public:
     RKMediaDescriptor& operator=(RKMediaDescriptor&&) noexcept = default;
     virtual ~RKMediaDescriptor();
 
-    /// Sets the validity anew from the file name.
+    /// Determines isValid() anew from the file name.
     void checkValidity();
-    /// The file name is not empty; whether the file exists is another question.
+    /// Whether the file name is not empty; says nothing about whether the file exists.
     bool isValid() const;
     /// Forgets what was cached about the file.
     void refresh();
@@ -54,9 +54,9 @@ public:
     void setFrame(const RKVideoFrameIndex& frame);
     /// @}
 
-    /// By the file name's suffix; logs a warning for an unknown one.
+    /// The format of the file name's suffix; logs a warning for an unknown one.
     RKMediaFormat mediaFormat() const;
-    /// The suffix is one of this very format; a combination of formats has none.
+    /// Whether mediaFormat() is exactly this format; false for a combination of formats.
     bool hasMediaFormat(const RKMediaFormat& format) const;
     /// The suffix in lower case: the format name for the bitmap decoders.
     QByteArray fileFormatAsByteArray() const;
@@ -68,7 +68,7 @@ public:
     /// By the file name, without its directory, and the frame.
     size_t hash() const;
 
-    /// The local file's URL with the frame in its query; an invalid URL for an invalid descriptor.
+    /// The local file's URL with the frame in its query; without a file for an invalid descriptor.
     QUrl url() const;
 
 private:

@@ -5,25 +5,25 @@
 
 #include <QString>
 
-/// The kinds of failure; docs/errors.md says when each of them comes and what a host may do.
+/// The kinds of failure; docs/errors.md says when each of them occurs and what a host may do.
 enum class RKMediaErrorCode
 {
     None,
     /// There is no such file, or no such folder to save to.
     Missing,
-    /// The file may not be read.
+    /// The user has no permission to read the file.
     NoPermission,
     /// A folder, a pipe or a device.
     NotAFile,
-    /// The file's name says no format, or its content has another one than its name says.
+    /// The file's name stands for no format, or its content has a different one.
     UnknownFormat,
-    /// The format is known, but there is nothing that decodes it; or a video has no pictures.
+    /// The format is known, but nothing here decodes it; or a video has no pictures.
     NoDecoder,
     /// The content breaks the rules of its format.
     Damaged,
-    /// The file ends too early. The only code that may come with a picture: what there was of it.
+    /// The file ends too early. The only code that may come with a picture, an incomplete one.
     Truncated,
-    /// The picture, or the size that was asked for, takes more than anything sensible would.
+    /// The picture, or the size asked for, would take unreasonably much memory or time.
     TooLarge,
     /// See RKDrawable::isAcceptableSize().
     TooSmall,
@@ -36,12 +36,12 @@ enum class RKMediaErrorCode
     NotWritable,
     /// The format can't be written, or has no place for the metadata.
     UnsupportedForWriting,
-    /// The file has metadata that saving would have lost.
+    /// Saving would have lost metadata that the file has.
     WouldLose,
     /// Another program kept changing the file while it was being saved.
     Changed,
     OutOfMemory,
-    /// The host has taken the request back.
+    /// The host has cancelled the request.
     Cancelled
 };
 
@@ -51,26 +51,26 @@ class RKIMAGELOADER_EXPORT RKMediaError
 public:
     /// No error.
     RKMediaError() = default;
-    /// Without a text the sentence that is usual for the code.
+    /// Without a text, the usual sentence for the code.
     explicit RKMediaError(RKMediaErrorCode code,
         const QString& text = {},
         const RKMediaFormat& contentFormat = MEDIA_FORMAT_UNKNOWN);
 
-    /// What a host decides by; the text is for people.
+    /// The kind of failure, for hosts to decide by; the text is for people.
     RKMediaErrorCode code() const;
-    /// Also for a picture that is not whole.
+    /// Whether the code is not None; also true for Truncated with an incomplete picture.
     bool isError() const;
 
-    /// A sentence for people, which names the cause; translated, in English without a translation.
+    /// A sentence for people that names the cause; translated, in English without a translation.
     /// Empty without an error.
     QString text() const;
 
-    /// The absolute path of the file; empty for what is in memory.
+    /// The absolute path of the file; empty for data in memory.
     QString filePath() const;
-    /// Set by loaders and savers, on their way out.
+    /// Called by loaders and savers before they return.
     void setFilePath(const QString& path);
 
-    /// What the file's first bytes say where they belie its name; unknown otherwise.
+    /// The format that the file's first bytes show if they contradict its name, else unknown.
     RKMediaFormat contentFormat() const;
 
 private:

@@ -51,7 +51,7 @@ enum RKMediaFormatEnum : qint64
     MEDIA_FORMAT_PSD = 0x200000000000
 };
 
-/// How much transparency a format carries; a greater value is as good as a smaller one.
+/// How much transparency a format can hold; a greater value includes the smaller ones.
 enum RKMediaFormatAlphaChannelEnum : int
 {
     ALPHA_CHANNEL_UNKNOWN = 0,
@@ -60,7 +60,7 @@ enum RKMediaFormatAlphaChannelEnum : int
     ALPHA_CHANNEL_FULL = 4
 };
 
-/// The format of a medium, decided by its file name's extension, and what is known of the
+/// The format of a medium, as its file name's extension says, and what is known of that
 /// format.
 ///
 /// A value may combine several formats; such a value has no properties of its own and answers like
@@ -82,11 +82,11 @@ public:
     RKMediaFormat(const QFileInfo& file);
 
     /// The formats of a comma-separated list of extensions or filter entries ("*.jpg"), whatever
-    /// their case. Logs a warning when there is none.
+    /// their case. Logs a warning if none is known.
     static RKMediaFormat fromFileExtension(const QString& extension);
 
-    /// The format of a MIME type by its subtype, or else the default of its kind; unknown for kinds
-    /// other than image and video. Logs nothing.
+    /// The format of a MIME type by its subtype, or else the given default for images or videos;
+    /// unknown for other kinds. Logs nothing.
     static RKMediaFormat fromMimeType(
         const QString& mime, const RKMediaFormat& imageDefault, const RKMediaFormat& videoDefault);
 
@@ -95,9 +95,9 @@ public:
 
     /// All extensions, without a dot, in lower case, the default one of each format first.
     QStringList fileExtensions() const;
-    /// Empty for an unknown format.
+    /// The first one, without a dot; empty for an unknown format.
     QString defaultExtension() const;
-    /// It is one of fileExtensions(), in lower or upper case.
+    /// Whether it is one of fileExtensions(), in lower or upper case.
     bool isValidExtension(const QString& extension) const;
     /// "*." and the extension, for every extension.
     QStringList fileExtensionFilters() const;
@@ -105,44 +105,44 @@ public:
     QString fileExtensionFilterEntry() const;
 
     /// A file name without forbidden characters: the base name and the extension, or the default
-    /// extension where the given one is not the format's. A base name of more than 200 UTF-16 units
-    /// is replaced by a random UUID.
+    /// extension if the given one is not the format's. A base name of more than 200 UTF-16 units is
+    /// replaced by a random UUID. An unknown format adds no extension.
     QString createFilename(const QString& baseName, const QString& extension) const;
 
-    /// JPG or PNG for bitmaps, depending on their transparency; all others themselves.
+    /// For bitmaps PNG if the format can be transparent, else JPG; any other format itself.
     RKMediaFormat preferredSaveFormat() const;
-    /// The place in lists of formats; lower ones come first.
+    /// The place in lists of formats, from 1; lower ones come first.
     int priority() const;
-    /// 1 for the compression, 2 for the quality, 0 for neither.
+    /// The option that encoders should use: 1 the compression, 2 the quality, 0 neither.
     int preferredEncoderOptionEnum() const;
     /// 9 for PNG, else 0. Has no effect: no format prefers the option 1.
     int preferredEncoderCompression() const;
-    /// 0 to 100. For JPG from the configuration, which must have been named before.
+    /// 0 to 100: 50 for PNG, for JPG that of the configuration, which must be set before; else 100.
     int preferredEncoderQuality() const;
 
-    /// Decoded to pixels; camera raw formats are bitmaps, videos are not.
+    /// Whether it is decoded to pixels; true for camera raw formats, false for videos.
     bool isBitmap() const;
-    /// Has frames and a duration; decoded through RKVideoLoader.
+    /// Whether it has frames and a duration and is decoded through RKVideoLoader.
     bool isVideo() const;
-    /// A camera raw format. These are bitmaps too.
+    /// Whether it is a camera raw format. These are bitmaps too.
     bool isRaw() const;
-    /// The one vector format.
+    /// Whether it is SVG, the only vector format.
     bool isSVG() const;
-    /// Programs usually keep metadata in such files. What can be saved is decided by the file's
-    /// content: see docs/metadata.md.
+    /// Whether programs usually keep metadata in such files. What can really be saved depends on
+    /// the file's content, see docs/metadata.md.
     bool canHandleMetadata() const;
-    /// Neither TIFF nor HEIC is among the formats of the value.
+    /// Whether neither TIFF nor HEIC is among the formats of the value.
     bool exiv2Supported() const;
-    /// Files of the format may be copied as they are instead of being converted.
+    /// Whether files of the format should be copied as they are instead of being converted.
     bool preferFastCopy() const;
-    /// A video that browsers and players don't show as it is: all but MP4 and MOV.
+    /// Whether it is a video that browsers don't show as it is: any but MP4 and MOV.
     bool mustConvertVideo() const;
-    /// The orientation can be changed in the metadata alone.
+    /// Whether the orientation can be changed in the metadata alone.
     bool supportsSoftRotate() const;
-    /// How much transparency files of the format hold; unknown for a format where it varies.
+    /// How much transparency files of the format hold; unknown if it varies.
     RKMediaFormatAlphaChannelEnum supportedAlphaCannel() const;
-    /// What can be transparent in the other one can be so in this format. Unknown counts as less
-    /// than none.
+    /// Whether this format can hold all the transparency of the other. Unknown counts as less than
+    /// none.
     /// @{
     bool isAlphaChannelAsGoodAs(RKMediaFormatAlphaChannelEnum other) const;
     bool isAlphaChannelAsGoodAs(const RKMediaFormat& other) const;
@@ -155,7 +155,7 @@ public:
     QString shortDescription() const;
     /// "Bitmap", "Vektorformat" or "Video"; empty for the unknown format.
     QString describeSuperFormat() const;
-    /// " mit binärer Transparenz" or " mit Transparenzen", with the leading blank; empty for other
+    /// " mit binärer Transparenz" or " mit Transparenzen", with the leading space; empty for other
     /// formats.
     QString describeTransparency() const;
     /// "PNG - Portable Network Graphics (Bitmap mit Transparenzen)".

@@ -30,7 +30,7 @@ public:
     RKMediaFormatList& operator=(RKMediaFormatList&&) noexcept = default;
     virtual ~RKMediaFormatList();
 
-    /// Every format that has a name, whether this build reads it or not, in the order of the
+    /// Every known format, whether this build reads it or not, in the order of the enumerators'
     /// values.
     static RKMediaFormatList all();
 
@@ -41,7 +41,7 @@ public:
     QStringList fileExtensions() const;
 
     /// Every filter ("*.jpg") of every format once, each followed by its ".icloud" form, so that
-    /// placeholders of files that a cloud drive has not brought yet are offered too.
+    /// placeholders of files that are still in a cloud are offered too.
     QStringList fileExtensionFilters() const;
 
     /// The filter of a file dialog: the formats' entries, separated by ";;".
@@ -54,6 +54,6 @@ public:
     /// The order among equal priorities is not kept.
     void sort(const RKMediaFormat& preferred);
 
-    /// The order of sort(): the priority of a is lower.
+    /// The order of sort(): whether the priority of a is the lower one.
     static bool compareImageFileFormat(const RKMediaFormat& a, const RKMediaFormat& b);
 };

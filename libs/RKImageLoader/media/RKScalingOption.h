@@ -5,7 +5,7 @@
 
 #include <QString>
 
-/// The methods to scale a raster image with.
+/// The methods of scaling a raster image.
 enum RKScalingOptionEnum : qint64
 {
     SCALING_NONE = 0,

@@ -29,7 +29,7 @@ public:
 
     /// The number, or -1.
     int frame() const;
-    /// It is not -1. Whether the video has that frame is not known here.
+    /// Whether it is not -1; says nothing about whether the video has that frame.
     bool isValid() const;
 
     bool operator==(const RKVideoFrameIndex& other) const;
@@ -64,11 +64,11 @@ public:
     RKVideoFrameIndex& operator%=(int divisor);
     /// @}
 
-    /// Adds the query item "frame" with the number; no frame leaves the URL alone.
+    /// Adds the query item "frame" with the number; without a frame the URL stays as it is.
     void addToUrl(QUrl& url) const;
-    /// Appends "-" and the number; no frame leaves the name alone.
+    /// Appends "-" and the number; without a frame the name stays as it is.
     void addToFilename(QString& name) const;
-    /// The number in the query item "frame"; no frame if it is missing or no number.
+    /// The number in the query item "frame"; no frame if it is missing or not a number.
     static RKVideoFrameIndex extractFromUrl(const QUrl& url);
 
 private:

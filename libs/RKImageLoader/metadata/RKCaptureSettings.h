@@ -4,18 +4,18 @@
 
 #include <optional>
 
-/// How and where a picture was taken, as far as its metadata say. What isn't known is 0 or empty.
+/// How and where a picture was taken, as far as its metadata says. What is unknown is 0 or empty.
 struct RKCaptureSettings
 {
-    /// Who made the camera.
+    /// The camera's maker.
     QString make;
-    /// The camera's name; many begin with its maker's.
+    /// The camera's name, which often begins with its maker's.
     QString model;
-    /// The lens' name; empty where only its number is known.
+    /// The lens's name; empty if only its number is known.
     QString lens;
     /// Seconds.
     double exposureTime = 0;
-    /// Focal length over the diameter of the aperture.
+    /// Focal length divided by the diameter of the aperture.
     double fNumber = 0;
     /// Sensitivity as ISO 12232 counts it.
     int iso = 0;
@@ -23,14 +23,14 @@ struct RKCaptureSettings
     std::optional<double> exposureBias;
     /// Millimetres.
     double focalLength = 0;
-    /// That of the same view on film of 24 x 36 mm, in millimetres.
+    /// The focal length of the same view on film of 24 x 36 mm, in millimetres.
     double focalLengthIn35mm = 0;
     /// Above the sea, in metres.
     std::optional<double> altitude;
     /// Names of the place.
     /// @{
     QString city;
-    /// Or the province.
+    /// State or province.
     QString state;
     QString country;
     /// @}

@@ -28,11 +28,11 @@ class RKMetaDataField;
 /// its target anew and merges the held metadata into it: data of the target that are not held here
 /// stay, except those that were removed here on purpose (thumbnail, face regions, colour entries).
 ///
-/// What RKMetaData forwards here is described there: what the operations mean, and that they return
-/// empty or default values and never throw. Here stands only where the data are kept.
+/// RKMetaData forwards to this class and documents the operations: what they mean, and that they
+/// return empty or default values and never throw. The comments here say where the data is kept.
 ///
-/// Reentrant, and thread-safe where one object is only read and saved: readers of shared copies may
-/// run in parallel with writers of other copies. An object that was moved from may only be
+/// Reentrant, and thread-safe as long as an object is only read and saved: readers of shared copies
+/// may run in parallel with writers of other copies. An object that was moved from may only be
 /// destroyed or assigned to.
 class RKIMAGELOADER_EXPORT RKExiv2Wrapper
 {
@@ -41,25 +41,25 @@ public:
     /// Reads the file at its absolute path.
     explicit RKExiv2Wrapper(const QFileInfo& file);
 
-    /// Reads the file at a local path, taken as it stands: no URLs, no normalisation.
+    /// Reads the file at a local path, which is used as it is: no URLs, no normalisation.
     explicit RKExiv2Wrapper(const QString& path);
 
     /// Reads an image file's bytes.
     explicit RKExiv2Wrapper(const QByteArray& data);
-    /// Reads the bytes that the caller has read from a file.
+    /// Parses the bytes that the caller has read from the file.
     RKExiv2Wrapper(const QFileInfo& file, const QByteArray& data);
 
     /// Copies share the data until one of them is changed.
     RKExiv2Wrapper(const RKExiv2Wrapper& other);
-    /// Takes the data.
+    /// Takes over the other's data.
     RKExiv2Wrapper(RKExiv2Wrapper&& other) noexcept;
     /// Shares the other's data.
     RKExiv2Wrapper& operator=(const RKExiv2Wrapper& other);
-    /// Takes the data.
+    /// Takes over the other's data.
     RKExiv2Wrapper& operator=(RKExiv2Wrapper&& other) noexcept;
     virtual ~RKExiv2Wrapper();
 
-    /// The first text that is not empty of the field's keys, in their order (see
+    /// The first text that is not empty under the field's keys, in their order (see
     /// RKMetaDataField::exiv2Keys()), without charset and language markers, trimmed.
     virtual QString read(RKMetaDataField field) const;
 
@@ -70,12 +70,12 @@ public:
 
     /// The keywords of IPTC, else of XMP, else the Windows ones in Exif.
     QStringList keywords() const;
-    /// The same, with those after them that only other families have.
+    /// The same, followed by those that only the other families have.
     QStringList keywordsOfAllPlaces() const;
     /// Sets the keywords in all three.
     void setKeywords(const QStringList& keywords);
 
-    /// The Exif orientation; 0 where there is none. 1 for images in boxes (HEIC, AVIF): their
+    /// The Exif orientation; 0 if there is none. 1 for images in boxes (HEIC, AVIF): their
     /// rotation belongs to the container, and the decoder has applied it.
     RKImageOrientation imageOrientation() const;
     /// Sets the orientation in Exif and XMP.
@@ -84,12 +84,12 @@ public:
     /// Turns the orientation by a quarter in Exif and XMP.
     void rotate(bool clockwise);
 
-    /// The Exif orientation is one of 5 to 8.
+    /// Whether the Exif orientation is one of 5 to 8.
     bool imageIsTiltedByMetadata() const;
 
-    /// The size as read from the file, or as set last.
+    /// The size as read from the file, or as last set.
     QSize unrotatedSize() const;
-    /// In memory only.
+    /// Sets the size in memory only.
     void forceSetSize(const QSize& size);
     /// See RKMetaData::adaptToPixels().
     void adaptToPixels(const QSize& size);
@@ -100,16 +100,16 @@ public:
     QDateTime pictureTaken() const;
     /// Writes date and time to Exif and IPTC.
     void setPictureTaken(const QDateTime& dateTime);
-    /// From Exif, XMP and IPTC; see RKMetaData::removePictureTaken().
+    /// Removes it from Exif, XMP and IPTC; see RKMetaData::removePictureTaken().
     void removePictureTaken();
-    /// In Exif, XMP and IPTC; see RKMetaData::shiftDates().
+    /// Moves those in Exif, XMP and IPTC; see RKMetaData::shiftDates().
     void shiftDates(qint64 seconds);
 
     /// In Exif.
     RKGeoPosition geoPosition() const;
     /// In Exif.
     void setGeoPosition(const RKGeoPosition& position);
-    /// From Exif and XMP; see RKMetaData::removeGeoPosition().
+    /// Removes it from Exif and XMP; see RKMetaData::removeGeoPosition().
     void removeGeoPosition();
 
     /// In Exif.
@@ -171,47 +171,47 @@ public:
     /// Stores the text "1" or "0".
     void setIsFilmStrip(bool isFilmStrip);
 
-    /// In the host's XMP namespace; there is no writer.
+    /// In the host's XMP namespace; can't be written.
     QString myTalikoPhotoId() const;
-    /// The stored number is taken as 32-bit milliseconds since 1970.
+    /// The stored number is read as 32-bit milliseconds since 1970.
     QDateTime myTalikoExportDate() const;
 
-    /// The ICC profile embedded in the image, or the one in Exif; empty where there is none.
+    /// The ICC profile embedded in the image, or the one in Exif; empty if there is none.
     QByteArray iccData() const;
     /// Replaces the held profile and removes the colour entries of Exif that would contradict it,
-    /// from the target of a save too. A profile that is not empty is written by save() where the
+    /// also from the target of a save. A profile that is not empty is written by save() if the
     /// format can hold one; an empty one leaves the target's profile alone.
     void setIccData(const QByteArray& profile);
-    /// There is a profile, or the Exif marker of Adobe RGB (1998).
+    /// Whether there is a profile, or the Exif marker of Adobe RGB (1998).
     bool hasIccData() const;
-    /// Exif marks the colours as Adobe RGB (1998) (DCF 2.0, interoperability index "R03").
+    /// Whether Exif marks the colours as Adobe RGB (1998) (DCF 2.0, interoperability index "R03").
     bool isAdobeRGB() const;
 
     /// As it is in Exif, black bars included.
     QImage thumbnail() const;
-    /// The encoded thumbnail; false, and no bytes, where there is none.
+    /// Gives the encoded thumbnail; returns false and gives no bytes if there is none.
     bool extractThumbnailData(QByteArray& data) const;
-    /// Into Exif; no bytes change nothing.
+    /// Stores it in Exif; empty bytes change nothing.
     void writeThumbnail(const QByteArray& jpeg);
-    /// From the target of a save too.
+    /// Also erased from the target of a save.
     void eraseThumbnail();
 
-    /// Those of XMP, else those of the maker notes.
+    /// The faces of XMP, else those of the maker notes.
     RKFacePositions facePositions() const;
-    /// Those of XMP.
+    /// The faces and regions of XMP.
     /// @{
     RKFacePositions regionFacePositions() const;
     QSize regionImageSize() const;
     int numberOfRegions() const;
     bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
     /// @}
-    /// From the target of a save too.
+    /// Also removed from the target of a save.
     bool removeFaceRegions();
 
     /// See RKMetaData::applyDifference().
     bool applyDifference(const RKExiv2Wrapper& from, const RKExiv2Wrapper& to);
 
-    /// Writes the XMP packet to a file of its own, replacing it. False when it cannot be written.
+    /// Writes the XMP packet to a file of its own, replacing it. False if it cannot be written.
     bool writeXmpData(const QFileInfo& file) const;
 
     /// Key to text of all Exif, then all XMP, then all IPTC data; later ones replace earlier ones
@@ -224,9 +224,9 @@ public:
     /// One line for each Exif and XMP datum, for the log.
     QStringList debugOutput() const;
 
-    /// Merges the metadata into an image file. True when the file holds them now. On false, which
-    /// is logged except for a format that holds none of the families, the file is as it was: it is
-    /// replaced as a whole or not at all.
+    /// Merges the metadata into an image file. True if the file holds it now. Otherwise the file is
+    /// as it was, since it is replaced as a whole or not at all; the failure is logged, unless the
+    /// format can't hold any of the families.
     ///
     /// Symbolic links are followed; mode, owner and hard links of the file are kept. A read-only
     /// file is not changed. Also false, for any target, if there was a file to read and reading
@@ -243,13 +243,13 @@ public:
 
     /// Why the image could not be read; no error if it could.
     RKMediaError readError() const;
-    /// The same where it was the system's failure, so that something is missing; else no error.
+    /// The same if the system failed, so that some metadata may be missing; else no error.
     RKMediaError readFailure() const;
 
-    /// Prepares the library that does the work, once per process. The constructors do so too.
+    /// Prepares the underlying library, once per process. The constructors do so, too.
     static void initialize();
 
-    /// Who wrote the library that does the work, for an about box.
+    /// The copyright of the underlying library, for an about box.
     static QString copyright();
 
 private:

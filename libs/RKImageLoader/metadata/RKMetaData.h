@@ -29,33 +29,33 @@ class RKMetaDataImpl;
 
 /// The metadata of one image: of a file, of an image in memory, or made from fields.
 ///
-/// Cheap to copy; a copy shares the data until one of both is changed. Nothing throws. Readers
-/// return an empty or default value for what the image does not hold; writers of single data never
-/// report an error, save() does. A change of the file after the construction is not seen.
+/// Cheap to copy; a copy shares the data until either is changed. Nothing throws. Getters return an
+/// empty or default value for what the image does not hold; setters never report an error, only
+/// save() does. Changes of the file after the construction are not seen.
 ///
 /// Thread-safe: one object may be read, changed, copied and assigned to on several threads at once.
-/// Only the construction, the destruction and moving from an object are the caller's to order. An
-/// object that was moved from may only be destroyed or assigned to.
+/// Only construction, destruction and moves from an object must not overlap with other uses of it.
+/// An object that was moved from may only be destroyed or assigned to.
 class RKIMAGELOADER_EXPORT RKMetaData
 {
 public:
     /// No metadata, size (-1, -1).
     RKMetaData();
 
-    /// Reads a file. One that cannot be read gives empty metadata; that is logged, except for a
-    /// file that is no image of a known type.
+    /// Reads a file. One that cannot be read gives empty metadata; that is logged, unless the file
+    /// is not an image of a known type.
     explicit RKMetaData(const QFileInfo& file);
     /// The same with the reason, also for a file of an unknown type; null stores nothing. A file
-    /// without metadata is no error.
+    /// without metadata is not an error.
     RKMetaData(const QFileInfo& file, RKMediaError* error);
 
     /// The same for a file whose bytes were read already; the file is not opened. Empty bytes give
     /// empty metadata.
     RKMetaData(const QFileInfo& file, const QByteArray& bytes);
 
-    /// From values under the keywords of RKMetaDataField. Free texts and the geographic position
-    /// (two numbers in degrees; one that is missing counts as 0) are taken, empty values and all
-    /// other keys skipped.
+    /// Takes values under the keywords of RKMetaDataField: free texts and the geographic position
+    /// (two numbers in degrees; if only one is there, the other counts as 0). Empty values and all
+    /// other keys are skipped.
     explicit RKMetaData(const QMap<QString, QVariant>& fields);
 
     RKMetaData(const RKMetaData& other);
@@ -64,71 +64,71 @@ public:
     RKMetaData& operator=(RKMetaData&& other) noexcept;
     virtual ~RKMetaData();
 
-    /// Why the system did not let all of the file be read, for want of memory for instance; no
-    /// error if it did, also for a damaged file or one of an unknown type. Otherwise something is
-    /// missing here, and save() fails.
+    /// Why the system kept the file from being read as a whole, lack of memory for instance; some
+    /// metadata may be missing then, and save() fails. No error otherwise, even for a damaged file
+    /// or one of an unknown type.
     RKMediaError readFailure() const;
 
-    /// Removes what only the makers of cameras understand, whose places in a file mean something to
-    /// them: for a picture that was encoded anew. Nothing is removed from the file of a later
-    /// save().
+    /// Removes the maker note, which only the camera's maker understands and which may depend on
+    /// its place in the file: for a picture that was encoded anew. A later save() removes nothing
+    /// from the file.
     void removeMakerNote();
 
-    /// The size in pixels as stored, before the orientation is applied; (-1, -1) when unknown.
+    /// The size in pixels as stored, before the orientation is applied; (-1, -1) if unknown.
     QSize unrotatedSize() const;
     /// Replaces the held size; nothing is written to a file.
     void forceSetSize(const QSize& size);
-    /// Makes them the metadata of other pixels than the ones they were read with, a scaled picture
-    /// for instance: recorded sizes become the given one; the thumbnail, and what a TIFF-based file
-    /// has told of how it stores its own pixels, are dropped. The orientation, the profile and the
-    /// faces are left to the caller.
+    /// Adapts the metadata to other pixels than those it was read with, of a scaled picture for
+    /// instance. Recorded sizes become the given one. The thumbnail, and what a TIFF-based file
+    /// says about how it stores its pixels, are dropped. The orientation, the profile and the faces
+    /// are left to the caller.
     void adaptToPixels(const QSize& size);
 
-    /// 1 to 8 (Exif 2.32, 4.6.4, tag 0x0112); 0 where none is recorded.
+    /// 1 to 8 (Exif 2.32, 4.6.4, tag 0x0112); 0 if none is recorded.
     RKImageOrientation imageOrientation() const;
-    /// In Exif and XMP. Other numbers than 1 to 8 are stored as they are and mean upright.
+    /// In Exif and XMP. Numbers other than 1 to 8 are stored as they are and mean upright.
     void setImageOrientation(RKImageOrientation orientation);
-    /// The orientation swaps width and height.
+    /// Whether the orientation swaps width and height.
     bool imageIsTiltedByMetadata() const;
     /// Turns the displayed picture by 90 degrees through its orientation. Mirrored orientations (2,
     /// 4, 5, 7) are left as they are.
     void rotate(bool clockwise);
 
-    /// What the clock showed when the picture was taken: with its offset from UTC where Exif has
-    /// one, else in local time; invalid when unknown.
+    /// What the clock showed when the picture was taken: with its offset from UTC if Exif has one,
+    /// else in local time; invalid if unknown.
     QDateTime pictureTaken() const;
-    /// Stores the date and time that the value shows, in any time zone of the machine. The offset
-    /// of a value that is not in local time is stored too; of a local one none is.
+    /// Stores the date and time that the value shows, whatever the machine's time zone. Its offset
+    /// from UTC is stored, too, unless the value is in local time.
     void setPictureTaken(const QDateTime& dateTime);
-    /// Removes that date from Exif, XMP and IPTC, with its time, fractions of a second and offset.
-    /// From the file of a later save(), too. Dates of digitisation and of changes stay.
+    /// Removes that date from Exif, XMP and IPTC, with its time, fractions of a second and offset,
+    /// and from the file of a later save(), too. Dates of digitisation and of changes stay.
     void removePictureTaken();
-    /// Moves the dates when the picture was taken and when it was digitised by so many seconds of
-    /// the clock: each by itself, in each place of Exif, XMP and IPTC that has one with a time.
+    /// Moves the dates when the picture was taken and when it was digitised by so many seconds,
+    /// negative ones back: each by itself, in each place of Exif, XMP and IPTC that has a time.
     /// Fractions of a second and offsets from UTC stay.
     void shiftDates(qint64 seconds);
 
-    /// Invalid when unknown.
+    /// Where the picture was taken; invalid if unknown.
     RKGeoPosition geoPosition() const;
     /// An invalid position changes nothing.
     void setGeoPosition(const RKGeoPosition& position);
-    /// Removes the position with all that belongs to it: altitude, direction and time of Exif, and
-    /// the properties of XMP that say the same, those inside of places included. From the file of a
-    /// later save(), too. Names of places and makers' notes stay.
+    /// Removes the position with all that belongs to it: altitude, direction and time in Exif, and
+    /// the properties of XMP that say the same, inside structures as well; from the file of a later
+    /// save(), too. Names of places and maker notes stay.
     void removeGeoPosition();
 
-    /// The stars, 0 to 5, that photo applications share: the rating that a host shows.
+    /// The stars, 0 to 5, that photo applications share: the rating that a host should show.
     int adobeRating() const;
     /// Limited to 0 to 5.
     void setAdobeRating(int rating);
-    /// The picture was sorted out: a rating of -1 in XMP, which adobeRating() gives as 0. Any
-    /// rating that is set takes it back.
+    /// Whether the picture was rejected, by a rating of -1 in XMP. adobeRating() is 0 then, or what
+    /// another program has left in Exif. setAdobeRating() ends the rejection.
     /// @{
     bool isRejected() const;
     void setRejected();
     /// @}
 
-    /// A rating of the host's own, 0 to 5, which other programs don't know.
+    /// The host's own rating, 0 to 5, which other programs don't know.
     int tamoRating() const;
     /// Limited to 0 to 5.
     void setTamoRating(int rating);
@@ -145,24 +145,24 @@ public:
     void setTamoDynamicScore(int score);
     /// @}
 
-    /// The host's rating says no more than whether the picture has enough pixels.
+    /// Whether the host's rating says only that the picture has enough pixels or not.
     /// @{
     bool ratingForResolutionOnly() const;
     void setRatingForResolutionOnly(bool resolutionOnly);
     /// @}
 
-    /// The flash fired.
+    /// Whether the flash fired.
     bool flashUsed() const;
-    /// What else was known about the flash is lost.
+    /// Anything else that was known about the flash is lost.
     void setFlashUsed(bool used);
 
-    /// The host has corrected red eyes in the pixels.
+    /// Whether the host has corrected red eyes in the pixels.
     /// @{
     bool redEyeCorrectionUsed() const;
     void setRedEyeCorrectionUsed(bool used);
     /// @}
 
-    /// The host may not improve the picture by itself.
+    /// Whether the host must not improve the picture by itself.
     /// @{
     bool aboProhibited() const;
     void setABOProhibited(bool prohibited);
@@ -174,7 +174,7 @@ public:
     void setABOProhibitedBy(const QString& name);
     /// @}
 
-    /// The picture is a strip of frames that the host has made.
+    /// Whether the picture is a strip of frames that the host has made.
     /// @{
     bool isFilmStrip() const;
     void setIsFilmStrip(bool isFilmStrip);
@@ -182,91 +182,91 @@ public:
 
     /// The picture's identifier in the host's online service; empty without one.
     QString myTalikoPhotoId() const;
-    /// Invalid when the picture was never exported.
+    /// When the picture was exported there; invalid if never.
     QDateTime myTalikoExportDate() const;
 
-    /// At least 1.0, also where nothing is recorded.
+    /// At least 1.0, even if nothing is recorded.
     double digitalZoomRatio() const;
     /// Stored in steps of 1/10000.
     void setDigitalZoomRatio(double ratio);
 
-    /// A free text, trimmed; empty for other fields.
+    /// A free text, trimmed; empty for fields of other kinds.
     QString read(RKMetaDataField field) const;
-    /// Does nothing for fields that are no free text: those for the rating, the rotation, the date
-    /// and the position have setters of their own. A text of keywords is the list that its commas
-    /// separate. docs/metadata.md says where each field is stored.
+    /// Does nothing for fields that are not free text: rating, rotation, date and position have
+    /// setters of their own. A text of keywords is split at its commas. An empty text removes the
+    /// field. docs/metadata.md says where each field is stored.
     void write(RKMetaDataField field, const QString& value);
 
     /// The keywords, trimmed, each once.
     QStringList keywords() const;
-    /// The same, with those after them that only other places in the file have: programs differ in
-    /// the one that they write.
+    /// The same, followed by those that only other places in the file have: not all programs write
+    /// the same place.
     QStringList keywordsOfAllPlaces() const;
-    /// Replaces all keywords in all places; no list, or one of blanks, removes them. A keyword may
-    /// hold commas.
+    /// Replaces all keywords in all places; an empty list, or one of blanks, removes them. A
+    /// keyword may hold commas.
     void setKeywords(const QStringList& keywords);
 
     /// Key to text of all Exif, XMP and IPTC data.
     QHash<QString, QString> allData() const;
     /// The same with the values of Exif as people read them, "1/60 s" or "Manual", and the number
-    /// of bytes instead of long ones that mean nothing to people. Texts of XMP in one language come
-    /// without its name, and what only holds other properties is left out.
+    /// of bytes instead of long values that mean nothing to people. XMP texts in a single language
+    /// come without its name, and properties that only hold others are left out.
     QHash<QString, QString> interpretedData() const;
 
-    /// Camera, lens and exposure, from Exif or XMP; makers' own data count where the standard's are
+    /// Camera, lens and exposure, from Exif or XMP; maker notes are used if the standard data is
     /// missing. Names of the place from XMP or IPTC.
     RKCaptureSettings captureSettings() const;
 
-    /// There is a colour profile, or the marker of Adobe RGB (1998).
+    /// Whether there is a colour profile, or the marker of Adobe RGB (1998).
     bool hasIccData() const;
-    /// The embedded ICC profile; empty where there is none.
+    /// The embedded ICC profile; empty if there is none.
     QByteArray iccData() const;
     /// Replaces the profile and removes colour entries that would contradict it.
     void setIccData(const QByteArray& profile);
-    /// The colours are marked as Adobe RGB (1998) in Exif.
+    /// Whether the colours are marked as Adobe RGB (1998) in Exif.
     bool isAdobeRGB() const;
 
-    /// The embedded thumbnail without the black bars that cameras add to fill its format; null
-    /// where there is none. Not turned by the orientation. The option changes nothing.
+    /// The embedded thumbnail without the black bars that cameras add to fill its format; null if
+    /// there is none. Not turned by the orientation. The option has no effect.
     QImage thumbnail(const RKImageOption& option = RKImageOption()) const;
-    /// The size of thumbnail() in pixels, which takes less time; (-1, -1) where there is none.
+    /// The size of thumbnail() in pixels, which takes less time; (-1, -1) if there is none.
     QSize thumbnailSize() const;
     /// Embeds the image, as a JPEG. One that cannot be encoded is logged, and changes nothing.
     void setThumbnail(const QImage& image);
-    /// Embeds the bytes of a JPEG.
+    /// Embeds the bytes of a JPEG; empty bytes change nothing.
     void writeThumbnail(const QByteArray& jpeg);
-    /// From the file of a later save(), too.
+    /// Removes it, also from the file of a later save().
     void eraseThumbnail();
 
-    /// The faces of the XMP regions where they are a complete survey, else those that the camera
-    /// has recorded. Rectangles are normalised and lie in the picture as stored: turn them with
+    /// The faces of the XMP regions if they are a complete survey, else those that the camera has
+    /// recorded. Rectangles are normalised and lie in the picture as stored: turn them with
     /// RKFacePositions::toUpright() to show them on an upright one.
     RKFacePositions facePositions() const;
     /// The faces of the XMP regions.
     RKFacePositions regionFacePositions() const;
-    /// The number of XMP regions, those of other things than faces included.
+    /// The number of XMP regions, including those of other things than faces.
     int numberOfRegions() const;
-    /// The size in pixels that the XMP regions refer to; (-1, -1) where there are none.
+    /// The size in pixels that the XMP regions refer to; (-1, -1) if there are none.
     QSize regionImageSize() const;
-    /// Merges the faces, with rectangles in the picture as stored, into the XMP regions; those of
-    /// another image size than the given one, which is unrotatedSize(), are dropped. False, and
-    /// nothing changed, for no faces, an invalid size or XMP that cannot be parsed.
+    /// Merges the faces, whose rectangles lie in the picture as stored, into the XMP regions. The
+    /// size is unrotatedSize(); regions for an image of another size are dropped. Returns false and
+    /// changes nothing for no faces, an invalid size or XMP that cannot be parsed.
     bool updateFaces(const QSize& imageSize, const RKFacePositions& faces);
-    /// False for XMP that cannot be parsed.
+    /// Removes all regions. False for XMP that cannot be parsed.
     bool removeFaceRegions();
 
-    /// Makes the difference between two other states of this picture's metadata here, too. Exif,
-    /// IPTC and XMP data that only the second state has, or has otherwise, are taken over; those
-    /// that only the first one has are removed. All else stays, the thumbnail and the profile in
-    /// any case. False, and nothing changed, if somebody has changed one of these data here since
-    /// the first state.
+    /// Repeats here what has changed between two other states of this picture's metadata. Exif,
+    /// IPTC and XMP data that the second state has added or changed is taken over; data that only
+    /// the first state has is removed. All else stays, the thumbnail and the profile in any case.
+    /// Returns false and changes nothing if any of that data differs here from the first state, for
+    /// instance because another program has changed it.
     ///
-    /// Called with what a file had after a save and before it, this takes that save back, also
-    /// where there was nothing before.
+    /// Called with a file's metadata after a save as `from` and before it as `to`, this undoes the
+    /// save, even if there was no metadata before.
     bool applyDifference(const RKMetaData& from, const RKMetaData& to);
 
-    /// Merges the metadata into an image file. True when the file holds them now; on false the file
-    /// is as it was. The metadata cache is not told.
+    /// Merges the metadata into an image file. True if the file holds it now; otherwise the file is
+    /// as it was. The cache is not informed, see RKMetaDataCache::invalidate().
     bool save(const QFileInfo& file) const;
     /// The same with the reason, or no error; null stores nothing.
     bool save(const QFileInfo& file, RKMediaError* error) const;
@@ -280,8 +280,8 @@ private:
     template <typename Change>
     auto change(const Change& apply);
 
-    // Guards m_impl, and the object behind it while that is changed; taken before the locks of the
-    // metadata itself.
+    // Guards m_impl, and the object it points to while that is changed; taken before the locks of
+    // the metadata itself.
     mutable QMutex m_mutex;
     QSharedDataPointer<RKMetaDataImpl> m_impl;
 };

@@ -42,11 +42,11 @@ public:
     void fillTable(RKEnumToStringTable<RKMetaDataFieldEnum>* table) const override;
 
     /// The keys of Exif, IPTC and XMP that hold the field, spelled as exiv2 spells them; the first
-    /// one that has a value counts. Empty for fields that are no free text.
+    /// one that has a value counts. Empty for fields that are not free text.
     QStringList exiv2Keys() const;
 
-    /// The field is a free text.
+    /// Whether the field is a free text.
     bool isStringValueField() const;
-    /// The field is one of the two angles of a geographic position.
+    /// Whether the field is one of the two angles of a geographic position.
     bool isGeoPositionArcField() const;
 };

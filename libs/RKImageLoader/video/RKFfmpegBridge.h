@@ -32,73 +32,73 @@ struct AVStream;
 /// YCbCr matrix and range is followed (untagged video counts as BT.601), HDR is not tone-mapped,
 /// interlaced video is not deinterlaced. Mirrored display matrices are only rotated.
 ///
-/// A file that can't be opened leaves the bridge closed; every query then gives the value named
-/// with it. Failures are one line each in the debug log. Only regular files in the containers of
-/// camcorders, phones and cameras are opened, and never a second file that they refer to.
+/// A file that can't be opened leaves the bridge closed; every query then returns the value that is
+/// documented for that. Each failure is a line in the debug log. Only regular files in containers
+/// of camcorders, phones and cameras are opened, and never a second file that they refer to.
 ///
-/// Keeps the file and the decoder open: 40 MB at 1080p, 160 MB at 4K are usual, some 20 % more on
-/// four processors. What happens to the file on disk meanwhile is not noticed.
+/// Keeps the file and the decoder open, which usually takes 40 MB at 1080p and 160 MB at 4K, some
+/// 20 % more on four processors. Changes of the file on disk are not noticed meanwhile.
 ///
-/// Thread-safe: one bridge decodes one frame at a time, others wait; what is known of an open file
-/// (sizes, rate, length, rotation, codec, date) is given without waiting. FFmpeg's decoders use a
-/// thread for each processor, up to four, and give the same frames with any number of them; only
-/// what they make of damaged ones may differ from one decode to the next.
+/// Thread-safe: a bridge decodes one frame at a time, and other callers wait; the properties of an
+/// open file (sizes, rate, length, rotation, codec, date) are given without waiting. FFmpeg's
+/// decoders use a thread for each processor, up to four, and give the same frames with any number
+/// of threads; only damaged frames may come out differently from one decode to the next.
 class RKIMAGELOADER_EXPORT RKFfmpegBridge
 {
 public:
-    /// Opens the file. A path inside one of the host's container files is made a plain file first.
-    /// It stays closed if that is cancelled.
+    /// Opens the file. A path inside one of the host's container files is turned into a plain file
+    /// first. If that is cancelled, the bridge stays closed.
     explicit RKFfmpegBridge(const QString& path, const RKCancellation& cancellation = {});
     virtual ~RKFfmpegBridge();
 
     RKFfmpegBridge(const RKFfmpegBridge&) = delete;
     RKFfmpegBridge& operator=(const RKFfmpegBridge&) = delete;
 
-    /// Whether the file is open afterwards. Gives up after 30 seconds of reading.
+    /// Opens the file unless it is open; true if it is open now. Gives up after 30 s of reading.
     bool openFile();
-    /// Closes and opens: frames and values are read anew.
+    /// Closes and opens the file, so that all is read anew; true if it is open now.
     bool reopenFile();
     /// Frees the decoder and its frames; waits for a decode that is under way.
     void close();
-    /// A file that could not be opened, or was closed, is not open.
+    /// Whether the file is open: it could be opened and was not closed since.
     bool isOpenFile() const;
-    /// Why the file could not be opened, as far as FFmpeg knows; no error while it is open, and
-    /// where the file itself is missing or no video.
+    /// Why the file could not be opened, as far as FFmpeg knows; no error while it is open, nor if
+    /// the file itself is missing or not a video.
     RKMediaError openError() const;
 
-    /// The frame in QImage::Format_RGB888, of videoSize(). Null below 0, past the end, where the
-    /// file is damaged, closed, and for frames that would be wider or higher than 32767 pixels or
-    /// have more than 2^28 of them.
+    /// The frame in QImage::Format_RGB888, of videoSize(). Null for numbers below 0 or past the
+    /// end, for damaged frames, if the file is closed, and if frames would be wider or higher than
+    /// 32767 pixels or have more than 2^28 of them.
     ///
-    /// Seeks to the key frame before, unless decoding on from the last frame leads there sooner;
-    /// the time is that of decoding all frames in between. A missing frame takes about as long as
-    /// one group of pictures, later ones are known to be missing then.
+    /// Seeks to the key frame before, unless decoding on from the last frame gets there sooner, and
+    /// takes as long as decoding all frames in between. A missing frame takes about as long as one
+    /// group of pictures; later ones are then known to be missing.
     virtual QImage decodeFrame(long long frameNumber);
-    /// The same; to say why there is no such frame takes as long as another missing one. Null soon
-    /// after it was cancelled, also while another thread decodes; the file stays open for others.
+    /// The same; finding the reason for a missing frame takes as long again. Null soon after the
+    /// request is cancelled, even while another thread decodes; the file stays open for others.
     QImage decodeFrame(long long frameNumber, RKLoadContext& context);
 
-    /// The greatest number of a frame that can be had, which may be less than the length tells; -1
-    /// if there is none. Takes as long as a missing frame.
+    /// The number of the last frame that can be decoded, which may be less than the length
+    /// promises; -1 if there is none. Takes as long as a missing frame.
     long long lastFrameNumber();
 
     /// Stands for any timestamp: the next frame is the one wanted.
     static constexpr long long kAnyTimestamp = -1;
 
-    /// The steps of decodeFrame(), which takes them under one lock. Between single ones other
-    /// threads may move the bridge to another frame.
+    /// These functions are the steps of decodeFrame(), which takes them under one lock. Between
+    /// single calls other threads may move the bridge to another frame.
     ///
-    /// Makes the frame the current image: decodes on where that leads to it soon, else seeks.
-    /// Without one the current image is dropped.
+    /// Makes the frame the current image: decodes on if that gets there soon, else seeks. Returns
+    /// false if there is no such frame; the current image is dropped then.
     bool seekFrame(long long frameNumber);
-    /// Decodes on, never back, to the first frame whose display time, in ticks of the stream, is
-    /// not below the given one; true at once where that lies between those of the last two frames.
-    /// Without a frame the current image is dropped.
+    /// Decodes forwards, never back, to the first frame whose display time, in ticks of the stream,
+    /// is not below the given one; true at once if that lies between those of the last two frames.
+    /// Returns false if there is no such frame; the current image is dropped then.
     bool decodeSeekFrame(long long timestamp);
     /// The current image as it is to be shown; null if there is none.
     QImage getFrame() const;
-    /// False drops the current image, so that the next frame is sought; true keeps it, if there is
-    /// one.
+    /// False drops the current image, so that the next frame is sought anew; true keeps it, if
+    /// there is one.
     void setLastFrameOkay(bool isOkay);
     /// The stream that is decoded, until the file is closed or opened again; null if closed.
     const AVStream* videoStream() const;
@@ -110,23 +110,23 @@ public:
     /// The duration in milliseconds, rounded down; 0 if unknown, -1 if closed.
     int videoLengthMs() const;
 
-    /// How far frames are turned clockwise to stand upright, in degrees from 0 to 359; 0 if closed.
+    /// By how much frames are turned clockwise to stand upright, in degrees, 0 to 359; 0 if closed.
     int rotation() const;
     /// Whether the rotation is a multiple of 90 degrees other than 0. Others are not applied.
     bool shouldApplyRotation() const;
 
     /// The size in pixels as coded; (-1, -1) if closed, like the other sizes.
     QSize sourceVideoSize() const;
-    /// The size of display before the rotation. Where both terms of the sample aspect ratio are at
-    /// least 2, the width is width * display ratio / sample ratio, calculated from the left and
-    /// rounded down; it is the source size otherwise.
+    /// The display size before the rotation. If both terms of the sample aspect ratio are at least
+    /// 2, the width is width * display ratio / sample ratio, calculated from the left and rounded
+    /// down; otherwise it is the source size.
     QSize effectiveVideoSize() const;
-    /// The size of the frames given: the effective one, with its sides swapped by rotations of 90
-    /// and 270 degrees.
+    /// The size of the frames that are returned: the effective one, with its sides swapped for
+    /// rotations of 90 and 270 degrees.
     QSize videoSize() const;
-    /// The shape of a pixel as the decoder tells it, 0/1 if unknown; 0/0 if closed.
+    /// A pixel's width to its height, as the decoder states it; 0/1 if unknown, 0/0 if closed.
     AVRational sourceAspectRatio() const;
-    /// The shape of the picture; 0/0 if closed.
+    /// The picture's width to its height, as displayed before the rotation; 0/0 if closed.
     AVRational displayAspectRatio() const;
     /// sourceAspectRatio() without FFmpeg's headers, with the numerator as the width: 64x45 for the
     /// pixels of a wide PAL video.
@@ -157,20 +157,20 @@ public:
     /// The first date and time in a text such as "2021-07-04T13:45:10.000000Z", as local time; the
     /// start of the day without a time, invalid without a date.
     static QDateTime parseDateTime(const QString& text);
-    /// Time bases of broken files with numerators from 1001 and denominator 1 are meant as
-    /// thousandths; all others stay.
+    /// The time base, divided by 1000 if its numerator is at least 1001 and its denominator 1, as
+    /// in some broken files; all others stay.
     static AVRational repairedTimeBase(const AVRational& timeBase);
 
 protected:
-    /// Whether what is being decoded has been cancelled, so that its frame is missing for no other
-    /// reason and the file may be anywhere.
+    /// Whether the current decode was cancelled: that alone may be why its frame is missing, and
+    /// the position in the file is undefined.
     bool isCancelled() const;
-    /// Whether the last search has failed for want of memory; the file may be anywhere, too.
+    /// Whether the last search failed for lack of memory; the position is undefined then, too.
     bool isShortOfMemory() const;
     /// The timestamp of the last frame decoded; 0 before the first one.
     long long lastTimestamp() const;
-    /// Whether the current image lasts for several frame numbers and so is also the one to show at
-    /// this timestamp, which is above those it was decoded for.
+    /// Whether the current image lasts for several frame numbers, so that it is also the one to
+    /// show at this timestamp, which is later than those it was decoded for.
     bool lastsUntil(long long timestamp) const;
     /// Ticks of the stream's time base from its start to a frame.
     long long ticksSinceStart(long long frameNumber) const;
@@ -179,7 +179,7 @@ protected:
     long long timestampAt(long long ticks) const;
 
     /// Guards the frames and all that derived classes add, and is held for a whole decode.
-    // ThreadSanitizer can't see Qt's recursive one.
+    // ThreadSanitizer can't follow Qt's recursive mutex.
     mutable std::recursive_mutex m_mutex;
 
 private:

@@ -6,12 +6,12 @@
 #include <QHash>
 #include <QImage>
 
-/// Access to video files in which seeking is unreliable, such as AVCHD camcorders' .mts: frames are
-/// only ever decoded forwards, from the start where need be, and those around the last one asked
-/// for are kept (up to 21, 130 MB at 1080p), also after the file was closed.
+/// Access to video files in which seeking is unreliable, such as AVCHD camcorders' .mts. Frames are
+/// only ever decoded forwards, from the start if need be, and those around the last one asked for
+/// are kept (up to 21, 130 MB at 1080p), even after the file was closed.
 ///
-/// The time of a frame is that of decoding all frames since the last one, or since the start:
-/// frame 45000 of a file just opened decodes half an hour of video, and other threads wait for it.
+/// A frame takes as long as decoding all frames since the last one, or since the start: frame 45000
+/// of a file just opened decodes half an hour of video, and other threads wait for it.
 ///
 /// Thread-safe.
 class RKIMAGELOADER_EXPORT RKFfmpegBridgeLame : public RKFfmpegBridge
@@ -21,7 +21,7 @@ public:
     using RKFfmpegBridge::RKFfmpegBridge;
 
     QImage decodeFrame(long long frameNumber) override;
-    /// With all frames that may be kept.
+    /// Includes all frames that may be kept.
     long long estimatedBytes() const override;
 
 private:

@@ -6,9 +6,9 @@
 #include <QString>
 
 /// The rate of a video's frames, in frames per second, with the conversions between times and frame
-/// numbers that follow from it. 0 is the null rate, of which every time is frame 0.
+/// numbers that follow from it. 0 is the null rate, at which every time is frame 0.
 ///
-/// Results that are no finite number of their type become -1. Reentrant.
+/// Results that are not finite, or too large for their type, become -1. Reentrant.
 class RKIMAGELOADER_EXPORT RKFramesPerSecond
 {
 public:
@@ -22,23 +22,23 @@ public:
     RKFramesPerSecond& operator=(RKFramesPerSecond&&) noexcept = default;
     virtual ~RKFramesPerSecond();
 
-    /// Frames per second; 0 of the null rate.
+    /// Frames per second; 0 for the null rate.
     double fps() const;
-    /// The rate is not 0; negative and infinite ones are not excluded.
+    /// Whether the rate is not 0; negative and infinite ones are not excluded.
     bool isValid() const;
-    /// The rate is 0: unknown.
+    /// Whether the rate is 0: unknown.
     bool isNull() const;
 
     /// Exact, without a tolerance.
     bool operator==(const RKFramesPerSecond& other) const;
     bool operator!=(const RKFramesPerSecond& other) const;
 
-    /// The frame nearest to a time in milliseconds from the start; halves go away from zero.
+    /// The frame nearest to a time in milliseconds from the start; halves round away from zero.
     RKVideoFrameIndex ms2frameIndex(long long ms) const;
-    /// When a frame begins, in milliseconds from the start, rounded down; 0 of the null rate.
+    /// When a frame begins, in milliseconds from the start, rounded down; 0 for the null rate.
     long long frameIndex2ms(const RKVideoFrameIndex& frame) const;
-    /// The frame that lies some milliseconds after (below 0: before) the given one. The place that
-    /// is reached is rounded towards zero: 30 ms before frame 10 at 25 frames per second is 9.
+    /// The frame some milliseconds after the given one, or before it if negative. The position is
+    /// rounded towards zero: 30 ms before frame 10 at 25 frames per second is frame 9.
     RKVideoFrameIndex moveMs(const RKVideoFrameIndex& frame, long long ms) const;
 
     /// The frame as minutes:seconds,frames, counted with the rate rounded to a whole number of at

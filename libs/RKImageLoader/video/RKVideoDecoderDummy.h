@@ -6,7 +6,7 @@
 /// Stands in for a decoder: every frame is a test card with the file's name and the frame's number,
 /// and no file is ever opened. Needs a QGuiApplication for its fonts.
 ///
-/// Still abstract: who uses it says what there is to free. It is not registered.
+/// Still abstract: a subclass says what there is to free. Not registered.
 class RKIMAGELOADER_EXPORT RKVideoDecoderDummy : public RKVideoDecoder
 {
 public:

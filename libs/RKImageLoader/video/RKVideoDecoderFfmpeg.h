@@ -11,17 +11,17 @@
 
 class RKFfmpegBridge;
 
-/// Decodes videos through FFmpeg. Thread-safe: files are decoded side by side, the requests for
-/// frames of one file one after the other. Sizes, rates and the like of an open file are given
-/// without waiting for a frame.
+/// Decodes videos through FFmpeg. Thread-safe: files are decoded in parallel, frames of one file
+/// one after the other. Sizes, rates and the like of an open file are given without waiting for a
+/// frame.
 ///
 /// Files stay open, so that going through a video doesn't open it again and again: at most 50, and
-/// at most as many as take 512 MiB by an estimate (an open 1080p file some 40 MB and up to four
-/// idle threads, one of 4K some 160 MB). Those that were not used for the longest time are closed
-/// first. A file that is in use is closed when its request has been answered, also by
-/// freeResource().
+/// at most as many as take 512 MiB by an estimate (an open 1080p file takes some 40 MB and up to
+/// four idle threads, one of 4K some 160 MB). The least recently used are closed first. A file that
+/// is in use is closed when its request is done; freeResource() and freeResources() don't wait for
+/// that.
 ///
-/// A file of the format MTS can't be entered at a frame: it is decoded from the start up to it.
+/// Files of the format MTS can't be sought in: they are decoded from the start up to the frame.
 class RKIMAGELOADER_EXPORT RKVideoDecoderFfmpeg : public RKVideoDecoder
 {
 public:
@@ -29,7 +29,7 @@ public:
     ~RKVideoDecoderFfmpeg() override;
 
     RKMediaFormatList supportedVideoFileFormats() const override;
-    /// Where no frame was asked for and the default one does not exist, the first one is given.
+    /// If no frame was asked for and the default one does not exist, the first one is returned.
     QImage decode(const RKMediaDescriptor& descriptor, const QSize& wanted) const override;
     QImage decode(const RKMediaDescriptor& descriptor,
         const QSize& wanted,
@@ -44,7 +44,7 @@ public:
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const override;
     int durationInMS(const RKMediaDescriptor& descriptor) const override;
     QString usedCodec(const RKMediaDescriptor& descriptor) const override;
-    /// Also gives the memory back to the system, where the C library can.
+    /// Also gives the memory back to the system, if the C library can.
     void freeResources() const override;
     void freeResource(const RKMediaDescriptor& descriptor) const override;
     int rotation(const RKMediaDescriptor& descriptor) const override;

@@ -13,8 +13,8 @@ class QFileInfo;
 
 /// Knows which decoder reads which video format and hands requests to it. Thread-safe.
 ///
-/// For a format without a decoder the answers are empty values; what they mean otherwise stands at
-/// RKVideoDecoder. Then a trailing RKLoadContext gets RKMediaErrorCode::NoDecoder.
+/// For a format without a decoder the results are empty values, and a trailing RKLoadContext gets
+/// RKMediaErrorCode::NoDecoder. For all others see RKVideoDecoder.
 class RKIMAGELOADER_EXPORT RKVideoDecoderRegistry : public RKSingleton<RKVideoDecoderRegistry>
 {
 public:
@@ -23,12 +23,12 @@ public:
 
     /// Every format once, in the order of the decoders.
     RKMediaFormatList supportedMediaFormats() const;
-    /// The file's name has an extension of a supported format, in lower or upper case.
+    /// Whether the file's name has an extension of a supported format, in lower or upper case.
     bool hasSupportedFileFormat(const QFileInfo& file) const;
-    /// Null when there is none. It lives as long as the registry.
+    /// Null if there is none. It lives as long as the registry, which owns it.
     RKVideoDecoder* decoder(const RKMediaFormat& format) const;
 
-    /// What the decoder of the descriptor's format answers.
+    /// What the decoder of the descriptor's format returns.
     /// @{
     RKDrawable decodeDrawable(const RKMediaDescriptor& descriptor, const QSize& wanted) const;
     RKDrawable decodeDrawable(
@@ -38,9 +38,9 @@ public:
     RKMetaData metaData(const RKMediaDescriptor& descriptor) const;
     RKFramesPerSecond framesPerSecond(const RKMediaDescriptor& descriptor) const;
     /// @}
-    /// 0 for a format without a decoder.
+    /// In milliseconds; 0 for a format without a decoder.
     int durationInMS(const RKMediaDescriptor& descriptor) const;
-    /// As above.
+    /// As above; the rotation is 0 for a format without a decoder.
     /// @{
     QString usedCodec(const RKMediaDescriptor& descriptor) const;
     int rotation(const RKMediaDescriptor& descriptor) const;
@@ -62,7 +62,7 @@ private:
     const RKVideoDecoder* decoderOf(
         const RKMediaDescriptor& descriptor, RKLoadContext& context) const;
 
-    // Nothing of it changes after construction, so there is no lock.
+    // Never changed after construction, so there is no lock.
     std::vector<std::unique_ptr<RKVideoDecoder>> m_ownedDecoders;
     std::map<RKMediaFormat, RKVideoDecoder*> m_decoders;
     RKMediaFormatList m_formats;

@@ -36,18 +36,18 @@ public:
     bool operator==(const RKVideoFrameIndexList& other) const;
     bool operator!=(const RKVideoFrameIndexList& other) const;
 
-    /// The frames of numbers in decimal that commas separate. Empty parts and parts that are no
-    /// 32-bit integer are skipped; a negative number is no frame.
+    /// Reads decimal numbers separated by commas. Empty parts and parts that are not a 32-bit
+    /// integer are skipped; a negative number is no frame.
     static RKVideoFrameIndexList fromCsv(const QString& csv);
-    /// The numbers with commas between them and no blanks: "0,25,50"; -1 for no frame.
+    /// The numbers separated by commas, without blanks: "0,25,50"; -1 for no frame.
     QString toCsv() const;
 
-    /// Reads and writes the attribute "frameNumbers"; a missing one is an empty list.
+    /// Reads the attribute "frameNumbers" like fromCsv(); a missing one is an empty list.
     static RKVideoFrameIndexList decode(const QDomElement& element);
     /// Writes toCsv() into the attribute.
     void encode(QDomElement& element) const;
 
-    /// The same in every version and on every platform, so it may be stored.
+    /// A hash that is the same in every version and on every platform, so it may be stored.
     unsigned int hash() const;
 
 private:
