@@ -158,6 +158,16 @@ bool isHeic(const QByteArray& format)
     return format.toLower().startsWith("hei");
 }
 
+// Whether the reader has to turn the picture. Qt's own readers of JPEG and TIFF could do so, too,
+// but the loader does it by the metadata; such pictures often have the name of what they were made
+// of.
+bool isTurnedByReader(QByteArrayView start, const QByteArray& format)
+{
+    const bool isQts
+        = start.startsWith("\xff\xd8\xff") || start.startsWith("II") || start.startsWith("MM");
+    return isHeic(format) && !isQts;
+}
+
 // Our plug-in's sub-type is the coding that it has no decoder for.
 void noteMissingDecoder(const QByteArray& data, const QByteArray& format, RKLoadContext& context)
 {
@@ -444,7 +454,7 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         = RKStoppableBuffer::open(bytes, context.cancellation());
     QImageReader reader(device.get(), format);
     restrict(reader, bytes, name);
-    if (isHeic(format))
+    if (isTurnedByReader(bytes, format))
         reader.setAutoTransform(true);
     // Scaled, no pixel has the colour of one that is transparent any more.
     const auto transparent = RKPngChunks::transparentColor(data);
@@ -614,7 +624,9 @@ QSize RKBitmapDecoderQt::size(
 QSize RKBitmapDecoderQt::heicAwareSize(QImageReader& reader) const
 {
     // HEIC files say how far the picture has to be turned, and the reader turns it.
-    const bool mustSwap = reader.format() == "heic" && turnsByAQuarter(reader);
+    const bool mustSwap = reader.format() == "heic"
+        && isTurnedByReader(reader.device()->peek(kSignatureSize), reader.format())
+        && turnsByAQuarter(reader);
     QSize size = reader.supportsOption(QImageIOHandler::Size) ? reader.size() : QSize();
     if (!size.isValid()) {
         const QImage image = canHold(allBytes(reader.device()), QSize()) ? reader.read() : QImage();

@@ -443,6 +443,12 @@ private Q_SLOTS:
             const QSize size = displayed.scaled(150, 200, Qt::KeepAspectRatio);
             QCOMPARE(m_decoder.decode(data, "heic", {150, 200}, {}), upright.scaled(size));
         }
+        // A JPEG under a name of HEIC stays as it is stored: the loader turns it, by the metadata.
+        QByteArray jpeg = picture("jpg");
+        jpeg.insert(2,
+            QByteArray::fromHex("ffe10022 457869660000 49492a0008000000 0100"
+                                "120103000100000006000000 00000000"));
+        QCOMPARE(m_decoder.decode(jpeg, "heics", {}, {}).size(), QSize(120, 80));
     }
 
     void heicFailureIsReported()
