@@ -36,10 +36,11 @@ constexpr char kJpegStart[] = "\xff\xd8";
 
 constexpr double kUnknownArc = std::numeric_limits<double>::quiet_NaN();
 
+constexpr char kProfileKey[] = "Exif.Image.InterColorProfile";
 constexpr std::array kColorKeys = {"Exif.Canon.ColorSpace",
     "Exif.Canon.ColorData",
     "Exif.Canon.MeasuredColor",
-    "Exif.Image.InterColorProfile",
+    kProfileKey,
     "Exif.Image.PrimaryChromaticities",
     "Exif.Image.WhitePoint",
     "Exif.Image.YCbCrCoefficients",
@@ -338,8 +339,7 @@ bool RKExiv2ExifData::isAdobeRGB() const
 
 void RKExiv2ExifData::readIccData(Exiv2::DataBuf& profile) const
 {
-    const QByteArray bytes
-        = read(m_exifData, "Exif.Image.InterColorProfile", QByteArray(), bytesOf);
+    const QByteArray bytes = read(m_exifData, kProfileKey, QByteArray(), bytesOf);
     if (!bytes.isEmpty())
         profile = RKExiv2Compat::toDataBuf(bytes);
 }
@@ -594,8 +594,10 @@ void RKExiv2ExifData::eraseThumbnail()
 
 void RKExiv2ExifData::adaptToPixels(const QSize& size)
 {
-    eraseIf(m_exifData,
-        [](const auto& datum) { return isInThumbnail(datum) || describesPixels(datum); });
+    // A profile is the container's part, which stays; a TIFF-based file has it among its tags.
+    eraseIf(m_exifData, [](const auto& datum) {
+        return isInThumbnail(datum) || describesPixels(datum) || datum.key() == kProfileKey;
+    });
     m_secondDirectoryIsPage = false;
     m_thumbnailChanged = true;
     const auto adapt = [this](const char* key, int length) {
