@@ -282,7 +282,8 @@ void RKExiv2IptcData::merge(Exiv2::IptcData& target, IsMerged isMerged) const
     };
     Exiv2::IptcData added;
     for (const Exiv2::Iptcdatum& datum : m_data) {
-        if (isReplaced(datum))
+        // exiv2 would not find an empty one at the end of the file's data sets.
+        if (isReplaced(datum) && RKExiv2Compat::size(datum) > 0)
             added.add(datum);
     }
     Exiv2::IptcData merged;

@@ -168,6 +168,10 @@ private Q_SLOTS:
             QCOMPARE(bytesOf(target, kCaption), after.text);
             QCOMPARE(bytesOf(target, kBinary), QByteArray("\xff\xc3\xa9"));
             QCOMPARE(RKExiv2IptcData(target).readString(kCaption), text);
+            // Nobody finds an empty one.
+            held.writeString(kCaption, {});
+            held.mergeInto(target);
+            QVERIFY(RKExiv2IptcData(target).readStringList(kCaption).isEmpty());
         }
     }
 
