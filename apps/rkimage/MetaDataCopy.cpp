@@ -100,8 +100,13 @@ QString copyAll(const RKMetaData& from, RKMetaData& to)
         return QStringLiteral("its colours are marked in another way; --fields says what to copy");
     RKMetaData all = from;
     all.adaptToPixels(to.unrotatedSize());
-    // Most can't be read in another file; that of the target stays.
+    // Most can't be read in another file; that of the target stays, with what tells how to read it.
     all.removeMakerNote();
+    const QHash<QString, QString> kept = to.allData();
+    if (kept.contains(QStringLiteral("Exif.Photo.MakerNote"))) {
+        all.write(RKMetaDataFieldEnum::exifMake, kept[QStringLiteral("Exif.Image.Make")]);
+        all.write(RKMetaDataFieldEnum::exifModel, kept[QStringLiteral("Exif.Image.Model")]);
+    }
     all.removeFaceRegions();
     all.setImageOrientation(
         to.imageOrientation() == 0 ? ORIENTATION_TOP_LEFT : to.imageOrientation());

@@ -1,5 +1,6 @@
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
+#include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "support/RKQuietTest.h"
 #include "support/RKTestClips.h"
 #include "support/RKTestPictures.h"
@@ -296,6 +297,30 @@ private Q_SLOTS:
         QVERIFY(all.imageOrientation() == 1 && !all.isAdobeRGB() && all.thumbnail().isNull());
         QCOMPARE(all.regionFacePositions().facePositions().value(0).rect(),
             QRectF(0.625, 0.125, 0.125, 0.25));
+
+        // The profile of a TIFF is among its tags.
+        write(u"adobe.icc"_s, QColorSpace(QColorSpace::AdobeRgb).iccProfile());
+        QCOMPARE(exitCodeOf("convert --strip camera.jpg wide.tif"), 0);
+        QCOMPARE(exitCodeOf("set wide.tif --icc adobe.icc"), 0);
+        QCOMPARE(exitCodeOf("set developed.jpg --copy-from wide.tif"), 0);
+        QVERIFY(!RKMetaData(QFileInfo(u"developed.jpg"_s)).hasIccData());
+
+        // A make says how to read the maker note, which stays.
+        RKMetaData other{QFileInfo(u"camera.jpg"_s)};
+        other.write(RKMetaDataFieldEnum::exifMake, u"other"_s);
+        QVERIFY(other.save(QFileInfo(u"camera.jpg"_s)));
+        const QByteArray exif = "\xff\xe1"
+            + QByteArray("\0\x40"
+                         "Exif\0\0",
+                8)
+            + QByteArray::fromHex("49492a0008000000 0200 0f01020004000000 61626300"
+                                  "6987040001000000 26000000 00000000"
+                                  "0100 7c92070004000000 01020304 00000000");
+        QCOMPARE(exitCodeOf("convert --strip camera.jpg noted.jpg"), 0);
+        write(u"noted.jpg"_s, read(u"noted.jpg"_s).insert(2, exif));
+        QCOMPARE(exitCodeOf("set noted.jpg --copy-from camera.jpg"), 0);
+        const QJsonValue fields = informationOn(u"noted.jpg"_s)[u"fields"];
+        QVERIFY(fields[u"author"] == u"Zoë"_s && fields[u"exifMake"] == u"abc"_s);
     }
 
     void setShiftsDatesAndKeepsWhatWasThere()
