@@ -39,7 +39,8 @@ void RKMetaDataHistory::edit(const QString& filePath, const QString& text, const
 void RKMetaDataHistory::setRating(const QString& filePath, int stars)
 {
     edit(filePath, tr("Rating of %1"), [stars](RKMetaData& metaData) {
-        if (metaData.adobeRating() != stars)
+        // A rejected picture has 0 stars, too.
+        if (metaData.adobeRating() != stars || metaData.isRejected())
             metaData.setAdobeRating(stars);
         return true;
     });
