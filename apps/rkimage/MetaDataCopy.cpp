@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/faces/RKFacePositions.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
+#include "RKImageLoader/metadata/RKExiv2Wrapper.h"
 #include "RKImageLoader/metadata/RKMetaData.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 
@@ -93,7 +94,7 @@ const std::vector<std::pair<const char*, Copy>>& fields()
 }
 
 /// All that doesn't describe the pixels: those of the target, their profile and its thumbnail stay.
-QString copyAll(const RKMetaData& from, RKMetaData& to)
+QString copyAll(const RKMetaData& from, RKMetaData& to, const QFileInfo& target)
 {
     const QByteArray profile = to.iccData();
     if (to.isAdobeRGB() && !from.isAdobeRGB() && profile.isEmpty())
@@ -111,7 +112,9 @@ QString copyAll(const RKMetaData& from, RKMetaData& to)
     all.setImageOrientation(
         to.imageOrientation() == 0 ? ORIENTATION_TOP_LEFT : to.imageOrientation());
     copyFaces(from, all);
-    copyThumbnail(to, all);
+    // The same bytes, which leave the old ones where they are.
+    if (QByteArray thumbnail; RKExiv2Wrapper(target).extractThumbnailData(thumbnail))
+        all.writeThumbnail(thumbnail);
     if (from.isAdobeRGB() && !to.isAdobeRGB())
         all.setIccData(profile);
     to = all;
@@ -134,14 +137,14 @@ QStringList MetaDataCopy::fieldNames()
     return names;
 }
 
-QString MetaDataCopy::copyTo(RKMetaData& target) const
+QString MetaDataCopy::copyTo(RKMetaData& target, const QFileInfo& file) const
 {
     RKMediaError error;
     const RKMetaData source(QFileInfo(m_source), &error);
     if (error.isError())
         return QStringLiteral("can't copy from %1: %2").arg(m_source, error.text());
     if (m_fields.isEmpty())
-        return copyAll(source, target);
+        return copyAll(source, target, file);
     for (const auto& [name, copy] : fields()) {
         if (m_fields.contains(QLatin1String(name)))
             copy(source, target);

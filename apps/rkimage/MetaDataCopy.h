@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+class QFileInfo;
 class RKMetaData;
 
 /// What `rkimage set --copy-from` takes from another file.
@@ -15,9 +16,9 @@ public:
     /// The names that there are.
     static QStringList fieldNames();
 
-    /// Puts them into those of the target; the failure, or nothing. What the source doesn't have
-    /// stays as it is.
-    QString copyTo(RKMetaData& target) const;
+    /// Puts them into those of a file; the failure, or nothing. What the source doesn't have stays
+    /// as it is.
+    QString copyTo(RKMetaData& target, const QFileInfo& file) const;
 
 private:
     QString m_source;

@@ -159,7 +159,9 @@ void apply(const MetaDataChanges& changes,
     Result& result)
 {
     if (changes.copied) {
-        if (const QString failure = changes.copied->copyTo(metaData); !failure.isEmpty()) {
+        if (const QString failure = changes.copied->copyTo(metaData, descriptor.fileInfo());
+            !failure.isEmpty())
+        {
             result.refuse(failure);
             return;
         }

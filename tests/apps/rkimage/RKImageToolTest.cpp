@@ -318,7 +318,12 @@ private Q_SLOTS:
                                   "0100 7c92070004000000 01020304 00000000");
         QCOMPARE(exitCodeOf("convert --strip camera.jpg noted.jpg"), 0);
         write(u"noted.jpg"_s, read(u"noted.jpg"_s).insert(2, exif));
+        const QByteArray thumbnail = encoded(quadrants({160, 80}), "jpg", 10);
+        RKMetaData noted{QFileInfo(u"noted.jpg"_s)};
+        noted.writeThumbnail(thumbnail);
+        QVERIFY(noted.save(QFileInfo(u"noted.jpg"_s)));
         QCOMPARE(exitCodeOf("set noted.jpg --copy-from camera.jpg"), 0);
+        QVERIFY(read(u"noted.jpg"_s).contains(thumbnail));
         const QJsonValue fields = informationOn(u"noted.jpg"_s)[u"fields"];
         QVERIFY(fields[u"author"] == u"Zoë"_s && fields[u"exifMake"] == u"abc"_s);
     }

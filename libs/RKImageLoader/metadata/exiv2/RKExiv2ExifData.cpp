@@ -94,6 +94,11 @@ QByteArray dataAreaOf(const Exiv2::Exifdatum& datum)
     return RKExiv2Compat::toByteArray(datum.dataArea());
 }
 
+QByteArray jpegThumbnailOf(const Exiv2::ExifData& data)
+{
+    return read(data, "Exif.Thumbnail.JPEGInterchangeFormat", QByteArray(), dataAreaOf);
+}
+
 QList<int> allIntegers(const Exiv2::Exifdatum& datum)
 {
     QList<int> integers;
@@ -156,9 +161,12 @@ void RKExiv2ExifData::merge(Exiv2::Image& image, IsMerged isMerged) const
 {
     Exiv2::ExifData& target = image.exifData();
     const bool isTiffBased = RKExiv2Compat::isTiffBased(image);
-    const bool mayReplaceThumbnail = !isTiffBased
-        || !RKExiv2ExifMerge::hasThumbnailDirectory(target)
-        || (m_thumbnailChanged && !secondDirectoryIsPage(target));
+    const QByteArray thumbnail = newThumbnail();
+    // Written again, its directory would lose the tags that others have added.
+    const bool isThere = !thumbnail.isEmpty() && thumbnail == jpegThumbnailOf(target);
+    const bool mayReplaceThumbnail = !isThere
+        && (!isTiffBased || !RKExiv2ExifMerge::hasThumbnailDirectory(target)
+            || (m_thumbnailChanged && !secondDirectoryIsPage(target)));
     const auto mayChange = [&](const Exiv2::Exifdatum& datum) {
         if (isInThumbnail(datum))
             return mayReplaceThumbnail && !m_secondDirectoryIsPage;
@@ -350,7 +358,7 @@ bool RKExiv2ExifData::extractThumbnailData(QByteArray& data) const
     if (m_secondDirectoryIsPage)
         return false;
     // exiv2 believes the tag for the compression, which is wrong in files of Ricoh and Hasselblad.
-    data = read(m_exifData, "Exif.Thumbnail.JPEGInterchangeFormat", QByteArray(), dataAreaOf);
+    data = jpegThumbnailOf(m_exifData);
     if (!data.startsWith(kJpegStart)) {
         data = RKExiv2Library::valueOr(QByteArray(),
             [&] { return RKExiv2Compat::toByteArray(Exiv2::ExifThumbC(m_exifData).copy()); });
