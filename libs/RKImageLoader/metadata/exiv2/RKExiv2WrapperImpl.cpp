@@ -320,6 +320,8 @@ void RKExiv2WrapperImpl::adaptToPixels(const QSize& size)
     const QWriteLocker locker(&m_lock);
     m_size = size;
     m_exifData.adaptToPixels(size);
+    // Previews, which some programs show in the place of the picture.
+    m_xmpData.removeKey("Xmp.xmp.Thumbnails");
     const auto adapt = [this](const char* key, int length) {
         if (m_xmpData.hasXMPKey(QString::fromLatin1(key)))
             m_xmpData.setInt(key, length);

@@ -273,6 +273,14 @@ private Q_SLOTS:
         QVERIFY(!dateOf("2147483648").isValid());
     }
 
+    void otherPixelsHaveNoPreviews()
+    {
+        RKExiv2Wrapper wrapper
+            = wrapperWith({{"Xmp.exif.PixelXDimension", "400"}, {"Xmp.xmp.Thumbnails", "old"}});
+        wrapper.adaptToPixels({40, 30});
+        QCOMPARE(wrapper.allData(), wrapperWith({{"Xmp.exif.PixelXDimension", "40"}}).allData());
+    }
+
     void quarterTurnsFollowTheOrientation()
     {
         // By orientation: what a turn to the right makes of it, and one to the left.
