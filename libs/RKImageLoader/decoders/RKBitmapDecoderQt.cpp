@@ -250,6 +250,10 @@ enum class Content
 // A picture for the reader to fill; it takes another one if that has a wrong size or format.
 QImage roomFor(const QImageReader& reader, const QSize& size, Content content)
 {
+    // Where a cancelled request leaves no bytes, Qt's JPEG reader has no format, and gives any
+    // number. Readers that can't scale may have no size either, but a format.
+    if (reader.supportsOption(QImageIOHandler::ScaledSize) && !reader.size().isValid())
+        return {};
     const QImage::Format format = reader.imageFormat();
     if (format == QImage::Format_Invalid)
         return {};
