@@ -2,6 +2,7 @@
 
 #include "RKCore/RKInitializer.h"
 #include "RKCore/RKMonolithFile.h"
+#include "RKCore/RKRational.h"
 
 #include <QTemporaryDir>
 
@@ -57,6 +58,14 @@ private Q_SLOTS:
         initializer.setup(RKInitializerOption::Application);
 
         QCOMPARE(notes.join(u';'), u"setup a 2;setup b 2;teardown b;teardown a;setup b 0"_s);
+    }
+
+    void fractionsWithoutDenominatorAreNoNumbers()
+    {
+        QCOMPARE(RKRational(3, -2).toDouble(), -1.5);
+        QVERIFY(!RKRational(1, 0).isValid());
+        QCOMPARE(RKRational(1, 0).toDouble(), 0.0);
+        QVERIFY(RKRational(1, 2) != RKRational(2, 4));
     }
 
     void externalizeAsksTheResolverForAllButLocalFiles()

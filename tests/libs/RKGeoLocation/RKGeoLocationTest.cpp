@@ -27,6 +27,7 @@ private Q_SLOTS:
         QVERIFY(!RKGeoPosition(90.1, 0.0).isValid());
         QVERIFY(!RKGeoPosition(0.0, std::numeric_limits<double>::infinity()).isValid());
         QVERIFY(!RKGeoPosition(RKGeoArc(), RKGeoArc(1.0)).isValid());
+        QVERIFY(RKGeoArc(std::nan("")) == RKGeoArc() && RKGeoArc(1.0) != RKGeoArc(2.0));
         QVERIFY(RKGeoPosition(1.0, 2.0) == RKGeoPosition(1.0, 2.0));
         QVERIFY(RKGeoPosition(1.0, 2.0) != RKGeoPosition(1.0, 3.0));
     }
