@@ -9,6 +9,13 @@
 namespace RKTimeLimit {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(RK_COVERAGE)
+#    define RK_SLOWED_DOWN
+#elif defined(__has_feature)
+#    if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#        define RK_SLOWED_DOWN
+#    endif
+#endif
+#ifdef RK_SLOWED_DOWN
 inline constexpr qint64 kSanitizerFactor = 10;
 #else
 inline constexpr qint64 kSanitizerFactor = 1;
