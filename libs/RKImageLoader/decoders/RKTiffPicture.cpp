@@ -195,12 +195,8 @@ QImage samples(TIFF* tiff, const QSize& size, int count)
     // Rows of a plane have to be read one after the other.
     for (int plane = 0; plane < (hasPlanes ? count : 1); ++plane) {
         for (int y = 0; y < size.height(); ++y) {
-            const bool isRead = TIFFReadScanline(tiff, row.data(), quint32(y), quint16(plane)) >= 0;
-            if (!isRead && y == 0)
+            if (TIFFReadScanline(tiff, row.data(), quint32(y), quint16(plane)) < 0)
                 return {};
-            // A file that was cut off shows its upper part.
-            if (!isRead)
-                break;
             auto* const pixels = reinterpret_cast<QRgb*>(image.scanLine(y));
             for (int x = 0; x < size.width(); ++x) {
                 for (int i = 0; i < (hasPlanes ? 1 : count); ++i)
