@@ -5,15 +5,22 @@
 #include <QJsonValue>
 #include <QRectF>
 
+#include <algorithm>
+
 namespace {
 
 std::optional<RKFacePosition> faceOf(const QJsonValue& value)
 {
     const QJsonArray numbers = value[u"rect"].toArray();
-    if (numbers.size() != 4)
+    const bool areNumbers = std::all_of(
+        numbers.begin(), numbers.end(), [](const auto& number) { return number.isDouble(); });
+    if (numbers.size() != 4 || !areNumbers)
         return {};
     const QRectF rect(
         numbers[0].toDouble(), numbers[1].toDouble(), numbers[2].toDouble(), numbers[3].toDouble());
+    // A face may reach beyond the picture, but these are pixels.
+    if (rect.width() > 1 || rect.height() > 1 || !QRectF(0, 0, 1, 1).contains(rect.center()))
+        return {};
     RKFacePosition face(rect,
         faceDetectionEngineUnknown,
         RKFaceId(),

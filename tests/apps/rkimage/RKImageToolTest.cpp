@@ -395,6 +395,12 @@ private Q_SLOTS:
         // Neither has an end.
         QCOMPARE(exitCodeOf("faces set faces.jpg /dev/zero"), 1);
         QCOMPARE(exitCodeOf("set faces.jpg --icc /dev/zero"), 1);
+        // Pixels, a face beside the picture, and a text.
+        for (const char* rect : {"[9, 5, 80, 70]", "[0.9, 0, 0.3, 0.1]", "[\"0.1\", 0, 0.5, 0.5]"})
+        {
+            write(u"faces.json"_s, R"([{"rect": )" + QByteArray(rect) + "}]");
+            QCOMPARE(exitCodeOf("faces set faces.jpg faces.json"), 1);
+        }
         QCOMPARE(exitCodeOf("faces remove faces.jpg"), 0);
         QCOMPARE(informationOn(u"faces.jpg"_s)[u"faces"].toArray().size(), 0);
     }
