@@ -102,7 +102,7 @@ QJsonObject toJson(const PictureDifference& difference, const QSize& size)
         {QStringLiteral("changedShare"), difference.changedShare()}};
 }
 
-/// Returns whether the pictures are as alike as wanted; what fails stands in the result.
+/// Returns whether the pictures are as alike as wanted; failures are noted in the result.
 bool compare(const CompareArguments& arguments, Result& result)
 {
     const auto pictureOf = [](const std::string& argument) {

@@ -48,7 +48,7 @@ struct ConvertOptions
     enum class MetaData
     {
         Drop,
-        /// Where the format has a place for it.
+        /// If the format has a place for it.
         KeepIfPossible,
         Keep
     };
@@ -331,7 +331,7 @@ private:
     }
 
     /// False if a picture of this call has the name already, whatever may be replaced. Some file
-    /// systems don't tell upper from lower case.
+    /// systems don't distinguish upper and lower case.
     bool claim(const QString& target)
     {
         const std::lock_guard lock(m_mutex);

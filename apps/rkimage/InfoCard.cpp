@@ -11,7 +11,7 @@ namespace {
 
 // The longest label.
 constexpr int kLabelWidth = 12;
-// Tables of numbers that nobody reads to their end.
+// Tables of numbers, which nobody reads to the end.
 constexpr qsizetype kMaxTextLength = 300;
 // A few names of XMP are far longer than all others.
 constexpr qsizetype kMaxKeyWidth = 48;

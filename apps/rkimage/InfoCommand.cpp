@@ -33,7 +33,7 @@ struct InfoArguments
     Arguments::Texts fields;
 };
 
-// What a table has when nobody says otherwise.
+// The columns of a table unless told otherwise.
 const QStringList kUsualFields{QStringLiteral("file"),
     QStringLiteral("format"),
     QStringLiteral("size"),

@@ -70,7 +70,7 @@ public:
 private:
     /// False if there is to be no other file.
     using Visit = std::function<bool(const InputFile& file)>;
-    /// Device and number, which tell a folder from all others however it was reached.
+    /// Device and number, which identify a folder however it was reached.
     using FolderId = std::pair<quint64, quint64>;
 
     bool visitFolder(const std::string& folder, std::set<FolderId> ancestors, const Visit& visit);

@@ -101,7 +101,7 @@ QString copyAll(const RKMetaData& from, RKMetaData& to, const QFileInfo& target)
         return QStringLiteral("its colours are marked in another way; --fields says what to copy");
     RKMetaData all = from;
     all.adaptToPixels(to.unrotatedSize());
-    // Most can't be read in another file; that of the target stays, with what tells how to read it.
+    // Most can't be read in another file; that of the target stays, with the tags to read it.
     all.removeMakerNote();
     const QHash<QString, QString> kept = to.allData();
     if (kept.contains(QStringLiteral("Exif.Photo.MakerNote"))) {

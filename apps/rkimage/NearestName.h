@@ -4,5 +4,5 @@
 #include <QStringList>
 
 /// The name that the fewest letters have to be added to, removed from or replaced in to make it the
-/// word: what somebody may have meant who has misspelt it. Empty without names.
+/// word: what was probably meant by a misspelt one. Empty without names.
 QString nearestName(const QString& word, const QStringList& names);

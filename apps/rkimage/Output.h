@@ -52,12 +52,12 @@ QString sendPicture();
 void note(const QString& text);
 /// Bytes as they are, those of a picture for instance.
 void write(const QByteArray& bytes);
-/// All that the device has; what can't be written is told when the program ends.
+/// Writes all that the device has; what can't be written is reported when the program ends.
 void write(QIODevice& picture);
 
-/// Whether all that was printed has got through to where it goes.
+/// Whether everything printed has reached its destination.
 bool isWritten();
-/// Who read the results has gone, which nobody has to be told.
+/// Whether the reader of the results has gone, which need not be reported.
 bool isReaderGone();
 
 /// The name with its line breaks and other control characters as escapes, so that it stays on a

@@ -14,7 +14,7 @@ class App;
 
 struct InputFile;
 
-/// Where one picture goes: a file, or standard output, which is named "-". The library writes to a
+/// The target of a picture: a file, or standard output, which is named "-". The library writes to a
 /// path, from which the picture may have to be handed on.
 class OutputFile
 {
@@ -22,7 +22,7 @@ public:
     /// How the library writes.
     enum class Writing
     {
-        /// At once, so that nobody ever finds half of it.
+        /// At once, so that nobody ever sees half of it.
         AtOnce,
         /// In more than one step.
         InSteps

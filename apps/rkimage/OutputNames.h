@@ -9,7 +9,7 @@ namespace CLI {
 class App;
 }
 
-/// Where the results of many files go: a folder, or a pattern of names.
+/// The targets of the results of many files: a folder, or a pattern of names.
 class OutputNames
 {
 public:

@@ -63,7 +63,7 @@ struct MetaDataChanges
 
     /// What to take from another file, before all other changes.
     std::optional<MetaDataCopy> copied;
-    /// kRejected for a picture that was sorted out.
+    /// kRejected for a picture that was rejected.
     std::optional<int> rating;
     std::optional<RKImageOrientation> orientation;
     std::optional<bool> rotateClockwise;
@@ -152,7 +152,7 @@ void setProfile(RKMetaData& metaData, const QString& path, Result& result)
     }
 }
 
-/// Makes all changes; what fails stands in the result.
+/// Makes all changes; failures are noted in the result.
 void apply(const MetaDataChanges& changes,
     const RKMediaDescriptor& descriptor,
     RKMetaData& metaData,
@@ -326,7 +326,7 @@ RKMediaError setModified(const QString& path, const QDateTime& time)
         QStringLiteral("the time of the last change can't be kept: %1").arg(file.errorString()));
 }
 
-/// Makes the file as wanted; what fails stands in the result.
+/// Makes the file as wanted; failures are noted in the result.
 void save(const InputFile& file,
     const RKMediaDescriptor& descriptor,
     const RKMetaData& metaData,

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// Files that are read as a whole since nobody has large ones. Pipes are read, too; a device may
+/// Files that are read as a whole, since they are never large. Pipes are read, too; a device may
 /// have no end.
 namespace SmallFile {
 

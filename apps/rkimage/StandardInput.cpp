@@ -16,7 +16,7 @@
 
 namespace {
 
-// As much as the library looks at to tell the format.
+// As much as the library looks at to recognise the format.
 constexpr qint64 kStartSize = 4096;
 constexpr qint64 kBlockSize = 1024 * 1024;
 

@@ -10,12 +10,12 @@ class Result;
 /// files with names, so it is copied before a command begins.
 namespace StandardInput {
 
-/// Also what stands for it in names that are made of those of files.
+/// Takes the place of its name in names that are made from those of files.
 constexpr char kStem[] = "stdin";
 
 bool isMeant(const std::string& argument);
 
-/// An argument has named it, or is not to be read after all.
+/// Notes that an argument has named it, or that it is not to be read after all.
 void expect(bool isExpected);
 void expectIfMeant(const std::string& argument);
 bool isExpected();
@@ -26,7 +26,7 @@ QString read();
 /// The copy, whose extension says the format of the content.
 QString path();
 
-/// Gives the copy, which a command has changed, to standard output. A failure stands in the result.
+/// Writes the copy, which a command has changed, to standard output. Failures are in the result.
 void giveBack(Result& result);
 
 } // namespace StandardInput

@@ -29,7 +29,7 @@ public:
     void start();
     /// Nobody waits for it any longer, for good: it can't be joined once this was said.
     bool isUnwanted() const;
-    /// Whoever waits has to be told that it was cancelled.
+    /// Those who wait must be informed that it was cancelled.
     void giveUp();
     /// Ends it; the waiters are the caller's to serve.
     std::vector<Waiter> close();

@@ -23,7 +23,7 @@ constexpr uint kStackBytes = 8U << 20;
 constexpr qsizetype kFewRequests = 256;
 constexpr qint64 kDroppingIntervalMs = 50;
 
-/// What tells one state of a file from another, as far as loading goes.
+/// What distinguishes states of a file, as far as loading is concerned.
 struct FileState
 {
     explicit FileState(const QString& path)

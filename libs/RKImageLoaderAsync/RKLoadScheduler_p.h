@@ -66,7 +66,7 @@ private:
     int m_maxThreads;
     int m_threads = 0;
     qint64 m_maxBytes;
-    // Of the jobs that are being loaded.
+    // What the jobs that are being loaded take.
     qint64 m_bytes = 0;
     bool m_isClosing = false;
     QElapsedTimer m_sinceDropping;

@@ -12,7 +12,7 @@ class QRectF;
 class Histogram
 {
 public:
-    /// Of no picture.
+    /// The histogram of no picture.
     Histogram() = default;
     explicit Histogram(const QImage& image);
 

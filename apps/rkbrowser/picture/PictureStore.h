@@ -52,9 +52,9 @@ struct PictureWish
 
     MediaFile file;
     Kind kind = Kind::Thumbnail;
-    /// In which it is fitted; the full size if it isn't valid.
+    /// The size into which it is fitted; the full size if this isn't valid.
     QSize room = {};
-    /// Of a video.
+    /// The frame of a video.
     int frame = -1;
 
     bool operator==(const PictureWish& other) const = default;
@@ -70,7 +70,7 @@ class PictureStore : public QObject
 public:
     explicit PictureStore(RKAsyncLoader* loader);
 
-    /// Loads what is missing, the visible ones first, and gives up what nobody wants any longer. So
+    /// Loads what is missing, visible ones first, and cancels what nobody wants any longer. So
     /// many others are kept.
     void want(const QList<PictureWish>& visible, const QList<PictureWish>& nearby, int others = 0);
     /// Null until it is loaded.

@@ -68,7 +68,7 @@ private:
     PictureStore m_store;
     PictureWish m_wish;
     QList<MediaFile> m_neighbours;
-    // Of an earlier version or frame until the new one is there.
+    // The picture of an earlier version or frame until the new one is there.
     Picture m_picture;
     bool m_isFitted = true;
     int m_splitX = 0;

@@ -42,7 +42,7 @@ std::string Documents::valueOf(const CLI::Option& option)
     if (option.get_items_expected_max() == 0)
         return {};
     std::string type = option.get_type_name();
-    // Colons have a meaning in types as well, so what CLI11 allows is told by its words.
+    // Colons have a meaning in types as well, so what CLI11 allows is recognised by its words.
     for (const char* rule : {":INT in [", ":NONNEGATIVE", ":POSITIVE"})
         type = type.substr(0, type.find(rule));
     return type;

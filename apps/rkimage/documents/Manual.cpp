@@ -56,7 +56,7 @@ void writeOption(std::ostream& out, const CLI::Option& option)
         << escaped(option.get_description()) << (option.get_required() ? "; required\n" : "\n");
 }
 
-/// The arguments that are told by their place.
+/// The positional arguments.
 std::vector<const CLI::Option*> placesOf(const CLI::App& app)
 {
     return app.get_options([](const CLI::Option* option) { return option->get_positional(); });

@@ -6,9 +6,9 @@
 /// formats of RKBitmapDecoderMacCoreGraphics, on other platforms. Stateless and thread-safe.
 ///
 /// Raw pictures come upright, but their sizes, the wanted one and the measured one, are those of
-/// the stored pixels: callers swap the sides of both where exchangesSides(), and don't turn raw
+/// the stored pixels: callers swap the sides of both if exchangesSides(), and don't turn raw
 /// pictures. The measured size is that of the developed picture, which may differ by the margins of
-/// the sensor from what the file's metadata say.
+/// the sensor from what the file's metadata says.
 ///
 /// The colours are sRGB. A profile or the marker of Adobe RGB (1998) in a raw file's metadata is
 /// about its previews, which are converted here.
@@ -26,8 +26,8 @@ public:
     /// None.
     RKMediaFormatList writableImageFileFormats() const override;
 
-    /// Takes the file's own preview where that is large enough for the wanted size. Null when the
-    /// data are damaged or cut off.
+    /// Takes the file's own preview if that is large enough for the wanted size. Null if the data
+    /// is damaged or cut off.
     QImage decode(const QByteArray& data,
         const QByteArray& format,
         const QSize& wantedSize,

@@ -5,7 +5,7 @@
 #include <QByteArrayView>
 #include <QList>
 
-/// Where a camera raw file says its pixels and previews lie. Most raw files are built like TIFF
+/// The places of the pixels and previews in a camera raw file. Most raw files are built like TIFF
 /// (TIFF 6.0, section 2; DNG 1.4, chapter 2); RAF has a header of its own.
 ///
 /// Does not copy the file's bytes, which have to outlive it. Reentrant.

@@ -36,12 +36,12 @@ public:
     bool isTransposed() const;
     QSize uprightSize() const;
 
-    /// A preview of the file, upright, in exactly the size; null when there is none that is at
-    /// least as large and shows the whole picture.
+    /// A preview of the file, upright, in exactly the size; null if there is none that is at least
+    /// as large and shows the whole picture.
     QImage preview(const QSize& upright);
     /// The developed picture, upright. It may be half as large in each direction, or whole, if that
-    /// is enough for the size. Null when the data are damaged, with a warning when they are
-    /// truncated. Only one picture can be developed.
+    /// is enough for the size. Null if the data is damaged, with a warning if it is truncated. Only
+    /// one picture can be developed.
     QImage developed(const QSize& upright, RKLoadContext& context);
 
 private:

@@ -8,8 +8,8 @@
 
 namespace RKRounding {
 
-/// qRound() for lengths that come from a file or a host and need not fit into an int: those beyond
-/// become the nearest int, what is no number becomes 0.
+/// qRound() for lengths that come from a file or a host and need not fit into an int: those that
+/// don't become the nearest int, and NaN becomes 0.
 inline int toInt(double length)
 {
     constexpr double kLimit = std::numeric_limits<int>::max();

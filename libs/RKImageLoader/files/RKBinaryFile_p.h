@@ -18,6 +18,6 @@ public:
     static QByteArray readAll(
         const QFileInfo& file, std::error_code* error, const RKCancellation& cancellation = {});
 
-    /// The file is there but no regular one. Opening a pipe waits for somebody to write into it.
+    /// Whether the file is there but not a regular one. Opening a pipe waits for a writer.
     static bool mayBlock(const QFileInfo& file);
 };

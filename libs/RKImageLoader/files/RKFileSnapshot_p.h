@@ -38,13 +38,13 @@ public:
     bool isMissing() const;
     /// Opened for replacement, and the file may be written.
     bool isWritable() const;
-    /// Why the file could not be opened, may not be written or, last, was not read. Empty where all
+    /// Why the file could not be opened, may not be written or, last, was not read. Empty if all
     /// went well.
     QString errorString() const;
-    /// The same as a value: is_a_directory and not_supported for what is no regular file,
+    /// The same as a value: is_a_directory and not_supported for what is not a regular file,
     /// device_or_resource_busy if it is locked.
     std::error_code error() const;
-    /// A read failed that was inside the file: what was made of the bytes since is incomplete.
+    /// Whether a read inside the file failed: what was made of the bytes since is incomplete.
     bool hasReadError() const;
 
     /// In bytes, when the file was opened.

@@ -22,7 +22,7 @@ public:
 private:
     struct Box
     {
-        /// Where its type stands.
+        /// The place of its type.
         qint64 type = 0;
         /// The content, without the headers.
         qint64 begin = 0;

@@ -10,8 +10,8 @@ class RKPartCollector
 public:
     using Part = RKImageFileParts::Part;
 
-    /// Parts that are not metadata are held up to this size, above which they are ranges: no more
-    /// than what a JPEG segment can have.
+    /// Parts that are not metadata are held in memory up to this size, the greatest of a JPEG
+    /// segment; larger ones are ranges of the source.
     static constexpr qint64 kMaxOther = 64 * 1024;
 
     explicit RKPartCollector(const RKByteSource& source);

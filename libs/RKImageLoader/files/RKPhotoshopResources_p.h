@@ -5,7 +5,7 @@
 #include <QByteArrayView>
 #include <QList>
 
-/// Photoshop's image resources: numbered blocks that stand in its own files, in APP13 segments of
+/// Photoshop's image resources: numbered blocks that occur in its own files, in APP13 segments of
 /// JPEG, in tag 0x8649 of TIFF and in texts of PNG ("Photoshop File Formats", "Image Resource
 /// Blocks"). Refers to the bytes, which have to outlive it.
 class RKPhotoshopResources

@@ -15,9 +15,9 @@
 ///
 /// Offsets in maker notes and previews, which only the camera's maker knows, stay right that way,
 /// and so do all pictures. What does not fit into its old place is appended, also a directory that
-/// gets another entry. The old bytes of a value stay behind unused; those of a directory, of values
-/// that are removed, and of XMP, IPTC and Photoshop's resources after their end are blanked. What
-/// is not held of the structure stays so.
+/// gets another entry. The old bytes of a value stay in the file unused; those of a directory, of
+/// values that are removed, and of XMP, IPTC and Photoshop's resources after their end are blanked.
+/// Holes in the structure stay holes.
 ///
 /// The cost of a change grows with the number of entries and strips, which is bounded: structures
 /// whose directories overlap, or that have too many (RKTiffStructure::directories()), cannot be
@@ -77,8 +77,8 @@ public:
     /// and size are added to the tags. False as above, and where that directory is a page and not a
     /// thumbnail.
     bool setThumbnail(const QList<Tag>& tags, const QByteArray& jpeg);
-    /// Takes the second directory out of the chain. Where others follow, it stays there without
-    /// entries, for readers tell these by their number. False as above.
+    /// Takes the second directory out of the chain. If others follow, it stays there without
+    /// entries, since readers know these by their number. False as above.
     bool removeThumbnail();
 
     RKSparseBytes structure() const;
@@ -94,15 +94,15 @@ private:
         quint32 count = 0;
         QByteArray field;
         QByteArray value;
-        // Of the value that it replaces.
+        // The range of the value that it replaces.
         std::optional<Range> old;
     };
 
     struct Place
     {
-        // Of the directory; 0 where there is none.
+        // The place of the directory; 0 if there is none.
         quint32 directory = 0;
-        // Of the number that leads to it.
+        // The place of the number that leads to it.
         quint32 pointer = 0;
     };
 

@@ -33,7 +33,7 @@ public:
         quint16 tag = 0;
         quint16 type = 0;
         quint32 count = 0;
-        /// Of its field: of the value itself, or of the number of the value's place.
+        /// The place of its field, which holds the value itself or the value's place.
         quint32 field = 0;
     };
 

@@ -14,8 +14,8 @@ public:
     /// The name of the format by the content, as QImageReader has it; empty if it is unknown.
     static QByteArray format(const QByteArray& data);
 
-    /// The size in pixels; empty for data that don't hold the picture that they promise, and for
-    /// drawings and animations, which are no rasters.
+    /// The size in pixels; empty for data that doesn't hold the picture that it promises, and for
+    /// drawings and animations, which are not single rasters.
     static QSize size(const QByteArray& data);
 
     /// The picture; null if it has no size, or more pixels than RKImageLimits::kSmallGraphic.

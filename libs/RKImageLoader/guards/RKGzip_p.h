@@ -10,11 +10,11 @@
 class RKGzip
 {
 public:
-    /// The data begin like a gzip file.
+    /// Whether the data begins like a gzip file.
     static bool isGzip(const QByteArray& data);
 
-    /// The contents of all members; absent when the data are damaged, cut off or hold more than
-    /// the limit in bytes. Bytes after the last member that are not a member are ignored.
+    /// The contents of all members; nullopt if the data is damaged, cut off or holds more than the
+    /// limit in bytes. Bytes after the last member that are not a member are ignored.
     static std::optional<QByteArray> inflated(const QByteArray& data, qint64 limit);
 
     /// The length of zlib data after decompression, up to an error. Measuring stops as soon as it

@@ -19,10 +19,10 @@ public:
 
     static bool isPng(QByteArrayView data);
 
-    /// There is no end chunk, or it comes after one that is cut off.
+    /// Whether the end chunk is missing, or comes after one that is cut off.
     static bool isCutOff(QByteArrayView data);
 
-    /// All chunks but those of pixels lie inside the data, and the texts don't expand too much.
+    /// Whether all chunks but those of pixels lie inside the data, and texts don't expand too much.
     static bool areHarmless(QByteArrayView data);
 
     /// The file without texts that expand too much, without transparentColor(), and without a chunk

@@ -35,8 +35,8 @@ public:
     /// stay if they are raster files that hold what their headers promise, or SVG documents, which
     /// are treated in the same way.
     ///
-    /// Empty when the data are no well-formed XML or beyond a limit. All else is the renderer's to
-    /// judge.
+    /// Empty if the data is not well-formed XML or exceeds a limit. All else is left to the
+    /// renderer.
     static QByteArray sanitized(const QByteArray& svg);
     /// The same without a warning. The problem is which limit; empty for bad XML.
     static QByteArray sanitized(const QByteArray& svg, QString* problem);

@@ -25,9 +25,9 @@ struct RKTiffClaim
         DeepInks, ///< CMYK of 16 bits
     };
     Samples samples = Samples::Common;
-    /// The compressed bytes can hold the decoded ones.
+    /// Whether the compressed bytes can hold the decoded ones.
     bool isCovered = false;
 
-    /// Absent where the data are no TIFF file, or it has no directory that can be read.
+    /// nullopt if the data is not a TIFF file, or has no directory that can be read.
     static std::optional<RKTiffClaim> read(QByteArrayView data);
 };

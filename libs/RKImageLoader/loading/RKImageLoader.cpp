@@ -34,7 +34,7 @@ bool fitsThumbnail(int side)
     return side >= 0 && side <= kLargestThumbnailSide;
 }
 
-/// The picture of a drawable that goes away, which nobody else shares then.
+/// The picture of a drawable that is given up, so that nobody else shares it.
 QImage takeImage(RKDrawable&& drawable)
 {
     const RKDrawable last = std::move(drawable);
@@ -476,7 +476,7 @@ bool RKImageLoader::mustConvert(
     const RKMediaDescriptor& descriptor, const RKDrawable& drawable) const
 {
     // The others are in sRGB already. The decoder of Photoshop files has used the profile, for
-    // nobody can do so later with inks or Lab; and what the metadata of a raw file say of colours
+    // nobody can do so later with inks or Lab; and what the metadata of a raw file says of colours
     // is about its previews and not about what is developed from the sensor.
     return drawable.isBitmap() && !descriptor.hasMediaFormat(MEDIA_FORMAT_PSD)
         && !mediaFormat(descriptor).isRaw();
@@ -525,7 +525,7 @@ QSize RKImageLoader::displayedSize(
     if (isMeasured && !(flags() & kTurnTiff))
         return storedSize(descriptor, context);
     const RKMetaData metaData = copyMetaData(descriptor);
-    // Without all of it, the sides could be exchanged.
+    // Without all of it, the sides could be swapped wrongly.
     if (metaData.readFailure().isError()) {
         context.fail(metaData.readFailure());
         return {};

@@ -6,7 +6,7 @@ class RKMediaDescriptor;
 /// Completes the reasons of requests by what the file itself shows.
 namespace RKLoadingReason {
 
-/// Nothing loads files with such a name.
+/// Notes that nothing loads files with such a name.
 void noteUnsupported(const RKMediaDescriptor& descriptor, RKLoadContext& context);
 
 enum class Outcome

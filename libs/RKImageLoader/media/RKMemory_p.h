@@ -38,7 +38,7 @@ auto stored(RKMediaError* error, const Work& work) -> decltype(work())
     return {};
 }
 
-/// Whether a picture of that size has failed for want of memory, as far as that can be told
+/// Whether a picture of that size has failed for lack of memory, as far as that can be known
 /// afterwards: few codecs say why they fail. They hold three channels in 32 bits besides the
 /// picture.
 inline bool isShortFor(const QSize& size)

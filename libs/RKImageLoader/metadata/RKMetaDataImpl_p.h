@@ -41,11 +41,11 @@ public:
     /// formats let them expect. Null where there is no thumbnail. Not turned; the option changes
     /// nothing here.
     QImage extractThumbnail(const QSize& imageSize, const RKImageOption& option) const;
-    /// The size of that; invalid where there is none.
+    /// The size of extractThumbnail(); invalid if there is no thumbnail.
     QSize thumbnailSize(const QSize& imageSize) const;
 
     /// Finds black bars: the picture without the outer rows and columns that are black throughout,
-    /// or nearly so. False, and the rectangle untouched, when there are none or nothing else.
+    /// or nearly so. False, with the rectangle untouched, if there are none or nothing else.
     static bool thumbnailEdgeDetector(const QImage& image, QRect* inner);
 
     /// One line for each datum of Exif and XMP, for the log.

@@ -76,7 +76,7 @@ public:
     /// Completes the container's index, once, if a seek to that time can't rely on it. A seek has
     /// to follow.
     void completeIndex(long long timestamp);
-    /// A time near that of the last frame whose data are there, as far as that can be known without
+    /// A time near that of the last frame whose data is there, as far as that can be known without
     /// reading: that of a cut-off file's last whole index entry, else start plus duration.
     long long endOfData() const;
 

@@ -16,7 +16,7 @@ using OpenVideo = std::unique_ptr<RKVideoFrames>(
     const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation);
 inline constexpr char kOpenVideo[] = "rkOpenVideo";
 
-/// Calls it. Null, too, if the module can't be loaded, of which a warning tells once.
+/// Calls it. Also null if the module can't be loaded, which is logged once.
 std::unique_ptr<RKVideoFrames> open(
     const QString& path, RKVideoFailure* failure, const RKCancellation& cancellation);
 
@@ -32,7 +32,7 @@ struct Description
 using Describe = Description();
 inline constexpr char kDescribe[] = "rkDescribeFfmpeg";
 
-/// Calls it. Empty if the module can't be loaded, of which a warning tells.
+/// Calls it. Empty if the module can't be loaded, which is logged.
 Description description();
 
 } // namespace RKFfmpegModule

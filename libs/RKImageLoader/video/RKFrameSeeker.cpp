@@ -14,7 +14,7 @@ extern "C" {
 
 namespace {
 
-// Where the container doesn't tell where its key frames are, frames up to here are reached by
+// If the container doesn't say where its key frames are, frames up to here are reached by
 // decoding on.
 constexpr int kMaxSoonFrames = 60;
 // A seek costs about as much as decoding so many frames: what the decoder's threads hold is lost.
@@ -39,7 +39,7 @@ bool isKeyFrame(const AVFrame& frame)
 #endif
 }
 
-/// Whether a frame's number can be told when others before it were not decoded: the container gives
+/// Whether a frame's number is known if others before it were not decoded: the container gives
 /// exact display times. H.264 marks the pictures that no other one needs, whatever their type; one
 /// of the two fields of a frame may be such a picture. (HEVC marks those that none of their own
 /// layer needs.)
@@ -355,7 +355,7 @@ void RKFrameSeeker::leaveOutUnneeded(long long timestamp)
 }
 
 /// How long the decoder takes to give frames in step with the packets again, after pictures were
-/// left out: until it has exchanged all those that it holds back for their order.
+/// left out: until it has replaced all those that it holds back for their order.
 long long RKFrameSeeker::settlingTicks() const
 {
     const int held = std::max(m_file->codec().has_b_frames, 2);

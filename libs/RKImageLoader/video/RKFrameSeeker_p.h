@@ -79,15 +79,15 @@ private:
     bool m_lastFrameOkay = false;
     // From the frame before to the last one; 0 if there was none since the last seek.
     long long m_lastDistance = 0;
-    // Of the last packet sent to the decoder since the last seek.
+    // The time of the last packet sent to the decoder since the last seek.
     long long m_packetTime = kNoTimestamp;
-    // Whether the decoder was told that no packets follow; it takes none until it is flushed.
+    // Whether the decoder knows that no packets follow; it takes none until it is flushed.
     bool m_isDrained = false;
     // Whether the packet has been read but not decoded.
     bool m_hasPacket = false;
-    // Of the last frame of the file, if it was reached.
+    // The time of the last frame of the file, if it was reached.
     long long m_lastTime = kNoTimestamp;
-    // From here on there are no frames.
+    // The number from which on there are no frames.
     long long m_missingFrom = std::numeric_limits<long long>::max();
     // Whether pictures that no other is predicted from may be left out on the way to a frame.
     enum class LeavingOut
@@ -102,7 +102,7 @@ private:
     // Whether the search may have gone wrong because of that.
     bool m_isDoubtful = false;
     bool m_isShortOfMemory = false;
-    // Whether the container tells which packets are key frames.
+    // Whether the container says which packets are key frames.
     bool m_areKeyFramesMarked = true;
     QImage m_image;
 };

@@ -66,7 +66,7 @@ RKVideoFrameIndex RKFramesPerSecond::moveMs(const RKVideoFrameIndex& frame, long
 
 QString RKFramesPerSecond::describe(const RKVideoFrameIndex& frame) const
 {
-    // Also what is no number counts as 1.
+    // NaN counts as 1, too.
     const int rate = std::max(toInteger<int>(std::round(m_fps)), 1);
     const int seconds = frame.frame() / rate;
     const int minutes = seconds / 60;

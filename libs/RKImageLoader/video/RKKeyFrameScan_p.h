@@ -27,9 +27,9 @@ struct Entry
 
 bool isIntraOnly(AVCodecID codec);
 
-/// The entries after a known one, with times that go up; those of AVI contain all frames, the
-/// others' only key frames. Frames of codecs that don't show their key frames are not taken for
-/// such. Empty if there are none, or if the container is another one.
+/// The entries after a known one, with ascending times; for AVI all frames, for other containers
+/// only key frames. Frames of codecs that don't show their key frames are not taken for key frames.
+/// Empty if there are none, or if the container is of another kind.
 ///
 /// @param format the name of FFmpeg's demuxer
 /// @param stream its number in the file

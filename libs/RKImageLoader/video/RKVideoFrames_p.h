@@ -22,7 +22,7 @@ enum class RKVideoFailure
 
 /// The frames of one open file. The timestamps are ticks of the stream's time base.
 ///
-/// Which frame has which number stands at RKFfmpegBridge, and so does what these steps mean. One
+/// RKFfmpegBridge documents which frame has which number, and what these steps mean. One
 /// thread at a time may use an object.
 class RKVideoFrames
 {
@@ -39,9 +39,9 @@ public:
 
     /// What follows gives up soon after it was cancelled, and finds nothing. It has to seek then.
     virtual void setCancellation(const RKCancellation& cancellation) = 0;
-    /// Reading was stopped in the middle, so that the file has to be opened anew.
+    /// Whether reading was stopped in the middle, so that the file has to be opened anew.
     virtual bool isInterrupted() const = 0;
-    /// The last search has failed for want of memory; what it says of frames is worth nothing.
+    /// Whether the last search failed for lack of memory; its result says nothing about the frames.
     virtual bool isShortOfMemory() const = 0;
 
     virtual const RKVideoFacts& facts() const = 0;
@@ -49,7 +49,7 @@ public:
 
     virtual bool seekFrame(long long frameNumber) = 0;
     virtual bool decodeSeekFrame(long long timestamp) = 0;
-    /// The greatest number of a frame that can be had; -1 if there is none. Moves to the end.
+    /// The number of the last frame that can be decoded; -1 if there is none. Moves to the end.
     virtual long long lastFrame() = 0;
     /// The current image as it is stored in the file; null if there is none.
     virtual QImage image() const = 0;

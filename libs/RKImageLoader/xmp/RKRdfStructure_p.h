@@ -40,7 +40,7 @@ public:
     /// A field that is a structure itself; null without it.
     RKRdfStructure structure(const QString& field) const;
 
-    /// Adds an element for a field that is no plain text.
+    /// Adds an element for a field that is not plain text.
     QDomElement addElement(const QString& field);
     /// Adds a field that is a structure without fields.
     RKRdfStructure addStructure(const QString& field);
@@ -49,7 +49,7 @@ public:
     static void setParsedAsResource(QDomElement element);
 
 private:
-    /// Where a field is: an element of its own, or an attribute of the owner.
+    /// The place of a field: an element of its own, or an attribute of the owner.
     struct Place
     {
         QDomElement owner;

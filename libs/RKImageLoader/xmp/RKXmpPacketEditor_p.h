@@ -33,7 +33,7 @@ public:
     /// that has them. Padding takes what the length changes by. Both have to be valid.
     std::string exchanged(const std::set<Name>& names, const RKXmpPacketEditor& source) const;
 
-    /// The texts of all properties, as they stand in the packet. The subjects of descriptions are
+    /// The texts of all properties, as they are in the packet. The subjects of descriptions are
     /// under the name of rdf:about.
     std::multimap<Name, std::string> properties() const;
 
@@ -82,6 +82,6 @@ private:
     // From each namespace that is declared anywhere to its first prefix.
     std::map<std::string, std::string> m_prefixes;
     std::vector<Description> m_descriptions;
-    // Where the end tag of rdf:RDF begins.
+    // The place where the end tag of rdf:RDF begins.
     std::optional<size_t> m_end;
 };

@@ -5,7 +5,7 @@
 
 #include <functional>
 
-/// Asked by the thread that decodes: yes if nobody needs the picture any more.
+/// Asked on the decoding thread: true if nobody needs the picture any more.
 using RKStopQuestion = std::function<bool()>;
 
 /// A picture whose header has been read, for codecs that are loaded later than their plug-in.
@@ -17,7 +17,7 @@ public:
 
     Q_DISABLE_COPY_MOVE(RKOpenPicture)
 
-    /// Of the upright picture, in pixels.
+    /// The size of the upright picture, in pixels.
     virtual QSize size() const = 0;
     /// The picture in exactly that size, with 32 bits a pixel; null if it can't be decoded or need
     /// not be.

@@ -9,7 +9,7 @@ class RKHeifFormat
 {
 public:
     static constexpr std::array kKeys{"heic", "heif", "heics", "heifs"};
-    /// Where the list of brands is expected to end.
+    /// The place where the list of brands is expected to end.
     static constexpr qint64 kStartSize = 512;
     /// The type of items that are coded with HEVC.
     static constexpr char kHevc[] = "hvc1";

@@ -119,7 +119,7 @@ void paste(const AVFrame& tile, const QPoint& at, const AVFrame& picture)
     }
 }
 
-// Where chroma has fewer samples, tiles begin at one.
+// Whether tiles begin at a sample of chroma, which may have fewer samples than pixels.
 bool canBePasted(const AVFrame& tile)
 {
     const AVPixFmtDescriptor* const format = av_pix_fmt_desc_get(AVPixelFormat(tile.format));

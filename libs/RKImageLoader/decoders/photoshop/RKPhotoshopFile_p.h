@@ -61,7 +61,7 @@ struct RKPhotoshopFile
     Compression compression = Compression::Raw;
     QByteArrayView pixels;
 
-    /// Absent when the header is none that can be read. Parts that are missing or damaged are left
+    /// nullopt if the header can't be read. Parts that are missing or damaged are left
     /// empty.
     static std::optional<RKPhotoshopFile> parse(QByteArrayView data);
 

@@ -21,9 +21,9 @@ public:
     /// file are enough.
     static QSize size(const QByteArray& data);
 
-    /// In RGB32 or, where the picture has an opacity, in ARGB32, fitted into the wanted size with
-    /// its proportions kept; an invalid size means full size, and of a thumbnail its own. Null when
-    /// the data are damaged or cut off, and when the request was cancelled.
+    /// In RGB32 or, if the picture has an opacity, in ARGB32, fitted into the wanted size with its
+    /// proportions kept; an invalid size means full size, and for a thumbnail its own. Null if the
+    /// data is damaged or cut off, or the request was cancelled.
     static QImage read(const QByteArray& data, const QSize& wantedSize);
     static QImage read(const QByteArray& data, const QSize& wantedSize, RKLoadContext& context);
 };

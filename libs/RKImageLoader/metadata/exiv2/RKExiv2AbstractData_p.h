@@ -15,15 +15,15 @@ class RKExiv2AbstractData
 public:
     virtual ~RKExiv2AbstractData();
 
-    /// Adds the held data to those of an opened image whose metadata are read; data of the image
-    /// that are not held here stay. The image is not written.
+    /// Adds the held data to that of an opened image whose metadata was read; data of the image
+    /// that is not held here stays. The image is not written.
     ///
     /// Returns whether the image can take the family at all, not whether anything has changed.
     virtual bool mergeTo(RKExiv2ImagePtr& image) const = 0;
 
     virtual Exiv2::MetadataId supportedMetaData() const = 0;
 
-    /// Something has been set or removed since the data were read.
+    /// Whether something has been set or removed since the data was read.
     virtual bool hasChanges() const;
     /// The keys of what has been set or removed; of XMP those of whole properties.
     const std::set<std::string>& changedKeys() const;
@@ -58,6 +58,6 @@ protected:
     RKExiv2AbstractData(RKExiv2AbstractData&&) = default;
     RKExiv2AbstractData& operator=(RKExiv2AbstractData&&) = default;
 
-    // Keys that have been set or removed since the data were read; in XMP without those of parts.
+    // Keys that have been set or removed since the data was read; in XMP without those of parts.
     std::set<std::string> m_changedKeys;
 };

@@ -130,8 +130,8 @@ inline bool isBmff([[maybe_unused]] const Exiv2::Image& image)
 
 /// QuickTime, RIFF, ASF and Matroska.
 ///
-/// Not by Image::mimeType(): asked before the metadata are read, a TIFF-based image takes its first
-/// directory for its main picture from then on.
+/// Doesn't use Image::mimeType(): called before the metadata is read, it makes a TIFF-based image
+/// take its first directory for its main picture from then on.
 inline bool isVideo(const Exiv2::Image& image)
 {
 #if EXIV2_TEST_VERSION(0, 28, 0)
@@ -283,7 +283,7 @@ inline QByteArray iccProfile(Exiv2::Image& image)
 #endif
 }
 
-/// Throws for bytes that are no profile.
+/// Throws for bytes that are not a profile.
 inline void setIccProfile(Exiv2::Image& image, const QByteArray& profile)
 {
     Exiv2::DataBuf buffer = toDataBuf(profile);

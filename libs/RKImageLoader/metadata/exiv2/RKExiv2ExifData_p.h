@@ -29,7 +29,7 @@ class RKExiv2ExifData : public RKExiv2AbstractData
 {
 public:
     RKExiv2ExifData();
-    /// The data of an opened image whose metadata are read.
+    /// The data of an opened image whose metadata was read.
     explicit RKExiv2ExifData(const RKExiv2ImagePtr& image);
     /// The data of an image that is TIFF-based, or is not.
     RKExiv2ExifData(Exiv2::ExifData&& data, bool isTiffBased);
@@ -43,8 +43,8 @@ public:
     /// the data until they fit into a JPEG segment, except in formats that have no segments. The
     /// pictures of a TIFF-based image keep the tags that describe their pixels.
     bool mergeTo(RKExiv2ImagePtr& image) const override;
-    /// The same for nothing but what has been set and removed since the data were read; without
-    /// shortening them.
+    /// The same for only what has been set and removed since the data was read; without shortening
+    /// the data.
     bool mergeChangesTo(RKExiv2ImagePtr& image) const;
     Exiv2::MetadataId supportedMetaData() const override;
     bool hasChanges() const override;
@@ -79,10 +79,10 @@ public:
     bool isAdobeRGB() const;
     /// Fills the buffer with the embedded ICC profile, if there is one.
     void readIccData(Exiv2::DataBuf& profile) const;
-    /// The encoded thumbnail; false, and no bytes, where there is none.
+    /// Gives the encoded thumbnail; false, and no bytes, if there is none.
     bool extractThumbnailData(QByteArray& data) const;
     QImage thumbnail() const;
-    /// The encoded thumbnail that was set since the data were read; empty without one.
+    /// The encoded thumbnail that was set since the data was read; empty without one.
     QByteArray newThumbnail() const;
     /// The faces that Fujifilm and Canon cameras record. The size is that of the image in pixels as
     /// stored.

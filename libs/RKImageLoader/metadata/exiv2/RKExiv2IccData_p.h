@@ -15,7 +15,7 @@ public:
     /// No profile.
     RKExiv2IccData() = default;
     explicit RKExiv2IccData(const QByteArray& profile);
-    /// The profile of an opened image whose metadata are read, else the one in its Exif data.
+    /// The profile of an opened image whose metadata was read, else the one in its Exif data.
     RKExiv2IccData(const RKExiv2ImagePtr& image, const RKExiv2ExifData& exifData);
     RKExiv2IccData(const RKExiv2IccData&) = default;
     RKExiv2IccData(RKExiv2IccData&&) noexcept = default;

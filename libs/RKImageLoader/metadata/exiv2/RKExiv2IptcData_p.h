@@ -24,7 +24,7 @@ class RKExiv2IptcData : public RKExiv2AbstractData
 {
 public:
     RKExiv2IptcData();
-    /// Copies the IPTC of an opened image whose metadata are read.
+    /// Copies the IPTC of an opened image whose metadata was read.
     explicit RKExiv2IptcData(const RKExiv2ImagePtr& image);
     explicit RKExiv2IptcData(const Exiv2::IptcData& data);
     RKExiv2IptcData(const RKExiv2IptcData&) = default;
@@ -60,7 +60,7 @@ public:
     QHash<QString, QString> allData() const;
 
     bool mergeTo(RKExiv2ImagePtr& image) const override;
-    /// The same for nothing but the keys that have been set since the data were read.
+    /// The same for only the keys that have been set since the data was read.
     bool mergeChangesTo(RKExiv2ImagePtr& image) const;
     /// Replaces all data sets of the keys whose values differ here.
     ///

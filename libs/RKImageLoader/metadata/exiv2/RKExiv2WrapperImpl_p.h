@@ -39,7 +39,7 @@ public:
     RKExiv2WrapperImpl& operator=(const RKExiv2WrapperImpl&) = delete;
     virtual ~RKExiv2WrapperImpl();
 
-    /// Names the file that the data were read from.
+    /// Names the file that the data was read from.
     void setSource(const QFileInfo& file);
 
     QString read(const RKMetaDataField& field) const;

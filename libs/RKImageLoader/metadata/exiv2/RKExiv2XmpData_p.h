@@ -18,9 +18,9 @@ class RKFacePositions;
 /// Keys are exiv2's, such as "Xmp.xmp.Rating", in UTF-8. A missing key gives an empty value; an
 /// unknown namespace in a key is an error that is logged, and changes nothing.
 ///
-/// Where prefixes of the packet's own would get into keys, they are replaced by those that exiv2
-/// knows (see RKXmpPacketParser), so that the keys stay right whatever other files have done to
-/// exiv2's registry meanwhile.
+/// Keys never have prefixes of the packet's own: these are replaced by those that exiv2 knows (see
+/// RKXmpPacketParser), so that the keys stay right whatever other files have done to exiv2's
+/// registry meanwhile.
 ///
 /// Not thread-safe; RKExiv2WrapperImpl locks. Beyond that, the functions that change or encode
 /// properties take RKExiv2Library::xmpLock() exclusively themselves, so that the calling thread
@@ -32,7 +32,7 @@ class RKExiv2XmpData : public RKExiv2AbstractData
 {
 public:
     RKExiv2XmpData();
-    /// Copies the XMP of an opened image whose metadata are read.
+    /// Copies the XMP of an opened image whose metadata was read.
     explicit RKExiv2XmpData(const RKExiv2ImagePtr& image);
     RKExiv2XmpData(const RKExiv2XmpData&) = default;
     RKExiv2XmpData& operator=(const RKExiv2XmpData&) = default;
@@ -112,8 +112,8 @@ public:
     ///
     /// An image whose XMP exiv2 cannot decode keeps it as it is and takes nothing; that is logged.
     bool mergeTo(RKExiv2ImagePtr& image) const override;
-    /// The same for nothing but the properties that have been set or removed since the data were
-    /// read; without removing any for their size.
+    /// The same for only the properties that have been set or removed since the data was read;
+    /// without removing any for their size.
     bool mergeChangesTo(RKExiv2ImagePtr& image) const;
     /// Gives the image's XMP the keys that are used here; done by merging, too. False for a packet
     /// that cannot be decoded, which stays as it is. The caller holds xmpLock() exclusively.

@@ -38,7 +38,7 @@ public:
 
     /// Removes the regions, all of them and their image size, from XMP data.
     static void stripRegions(Exiv2::XmpData& data);
-    /// The XMP data have regions.
+    /// Whether the XMP data has regions.
     static bool containsXmpData(const Exiv2::XmpData& data);
 
     /// Writes the packet to a file of its own, replacing it as a whole or not at all. False when it

@@ -9,8 +9,8 @@
 #include <memory>
 #include <optional>
 
-/// An image whose metadata are saved. Pixels stay in the source and are not read, where its format
-/// consists of parts, or is TIFF; other files are held as a whole.
+/// An image whose metadata is saved. If its format consists of parts, or is TIFF, pixels stay in
+/// the source and are not read; other files are held as a whole.
 ///
 /// Cheap to copy.
 class RKImageContent

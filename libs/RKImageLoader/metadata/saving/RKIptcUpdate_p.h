@@ -9,9 +9,9 @@
 
 namespace RKIptcUpdate {
 
-/// The same for the blocks of one file, whose data are those that count among them: values go to
-/// all blocks that have some of the same number, or else to the first. nullopt, too, if a block is
-/// not in the character set that the others are marked with.
+/// The same for all blocks of one file, with the data sets that count among them. Values go to all
+/// blocks that have some with the same number, or else to the first. Also nullopt if a block is not
+/// in the character set that the others are marked with.
 std::optional<QByteArrayList> updatedBlocks(
     const QByteArrayList& blocks, const Exiv2::IptcData& before, const Exiv2::IptcData& after);
 
