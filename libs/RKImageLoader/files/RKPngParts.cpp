@@ -84,8 +84,8 @@ Content contentOf(QByteArrayView type, QByteArrayView data)
 {
     if (type == "eXIf")
         return Content::Exif;
-    // A chunk that names a standard colour space contradicts a profile.
-    if (type == "iCCP" || type == "sRGB")
+    // Chunks that name a standard colour space contradict a profile.
+    if (type == "iCCP" || type == "sRGB" || type == "cICP")
         return Content::Icc;
     if (!isText(type))
         return Content::Other;

@@ -368,6 +368,19 @@ private Q_SLOTS:
         }
     }
 
+    void profilesReplaceNamesOfColorSpaces()
+    {
+        for (const char* name : {"sRGB", "cICP"}) {
+            QByteArray png = imageFile("PNG");
+            png.insert(png.indexOf("IHDR") + 21,
+                RKByteReader::bytesOf(quint32(4)) + name + QByteArray(8, '\x1'));
+            RKImageFileParts parts(png);
+            QVERIFY(parts.isValid() && parts.file() == png);
+            QVERIFY(parts.setIccProfile("profile"));
+            QVERIFY(!parts.file().contains(name));
+        }
+    }
+
     void exifInATextStaysThere()
     {
         const QByteArray png = imageFile("PNG");
