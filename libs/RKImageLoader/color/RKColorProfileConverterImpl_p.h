@@ -41,7 +41,7 @@ public:
     std::unique_ptr<CIccProfile> adobeRGBProfile() const;
 
     std::unique_ptr<CIccProfile> readProfileFromFile(const QString& path) const;
-    /// Null for bytes that are no usable profile, without a message.
+    /// Null for bytes that are not a usable profile, without a message.
     std::unique_ptr<CIccProfile> readProfileFromByteArray(const QByteArray& bytes) const;
 
 private:
@@ -57,7 +57,7 @@ private:
 
     using SharedPrepared = std::shared_ptr<const Prepared>;
 
-    /// Null where the metadata have no usable profile.
+    /// Null if the metadata has no usable profile.
     SharedPrepared prepare(const RKMetaData& metaData);
     SharedPrepared makePrepared(const RKMetaData& metaData) const;
     SharedPrepared findPrepared(const QByteArray& embedded);

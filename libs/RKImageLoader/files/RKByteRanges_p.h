@@ -24,7 +24,7 @@ using List = std::vector<RKByteRange>;
 /// The set of the bytes of any ranges; gaps of up to so many bytes between them are taken in.
 List united(List ranges, quint64 maxGap = 0);
 
-/// Some bytes of the range are in the set.
+/// Whether some bytes of the range are in the set.
 bool overlap(const List& set, const RKByteRange& range);
 
 /// The bytes of a range that are in the set, or not. Both cost no more than what the set has inside

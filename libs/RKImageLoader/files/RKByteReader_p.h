@@ -22,7 +22,7 @@ public:
     {
     }
 
-    /// No sequential read has gone beyond the end.
+    /// Whether no sequential read has gone beyond the end.
     bool isGood() const
     {
         return m_isGood;

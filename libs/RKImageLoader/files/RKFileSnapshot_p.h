@@ -34,9 +34,9 @@ public:
     RKFileSnapshot(const QByteArray& path, Use use, std::chrono::milliseconds maxWait = kMaxWait);
 
     bool isOpen() const;
-    /// There is no file at that path.
+    /// Whether there is no file at that path.
     bool isMissing() const;
-    /// Opened for replacement, and the file may be written.
+    /// Whether it was opened for replacement and the file may be written.
     bool isWritable() const;
     /// Why the file could not be opened, may not be written or, last, was not read. Empty if all
     /// went well.
@@ -53,8 +53,8 @@ public:
     /// The error is operation_canceled if it was.
     bool readAll(QByteArray* bytes, const RKCancellation& cancellation = {}) const;
 
-    /// The path leads to this file, and neither its size nor its times nor the bytes that were read
-    /// have changed. Times alone are too coarse: two changes within some milliseconds share one.
+    /// Whether the path leads to this file, with the same size, times and bytes where it was read.
+    /// Times alone are too coarse: two changes within some milliseconds share one.
     bool isUnchangedAt(const QByteArray& path) const;
 
     const RKFileDescriptor& descriptor() const;

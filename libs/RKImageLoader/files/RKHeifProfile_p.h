@@ -4,7 +4,7 @@
 #include <QList>
 
 /// The colour profile of a picture in boxes, as HEIC and AVIF have it (ISO/IEC 14496-12, 12.1.5;
-/// ISO/IEC 23008-12, 6.5.5), for files in which another reader stumbles over it.
+/// ISO/IEC 23008-12, 6.5.5), for files in which another reader fails because of it.
 ///
 /// Reentrant.
 class RKHeifProfile

@@ -45,9 +45,9 @@ public:
     explicit RKImageFileParts(const QByteArray& file);
     explicit RKImageFileParts(std::shared_ptr<const RKByteSource> source);
 
-    /// The file has one of the formats, and its parts follow each other to its end.
+    /// Whether the file has one of the formats, and its parts follow each other to its end.
     bool isValid() const;
-    /// The source could not be read: what the file is remains unknown.
+    /// Whether the source could not be read, so that the kind of file remains unknown.
     bool hasReadError() const;
 
     /// The file to write. Ranges are those of the source.

@@ -43,7 +43,7 @@ public:
     QByteArrayList data(quint16 number) const;
 
     /// The section with other data for each of these resources; what data() has stays as it is.
-    /// Empty data remove a resource, further ones come after the last resource.
+    /// Empty data removes a resource; more data than resources is added after the last one.
     QByteArray with(quint16 number, const QByteArrayList& data) const;
 
     /// Without that byte, too.

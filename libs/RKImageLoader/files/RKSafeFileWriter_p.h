@@ -29,15 +29,15 @@ class RKSafeFileWriter
 public:
     enum class Result
     {
-        /// The path leads to the new content. Where it still may be lost by a power cut, which then
-        /// brings the old file back, since the folder could not be flushed, errorString() says why.
+        /// The path leads to the new content. If the folder could not be flushed, errorString()
+        /// says why; a power cut may then still bring the old file back.
         Done,
         /// The file may not be written, or is not a file; it was not touched.
         NotWritable,
         /// The file is no longer the one that was read; it was not touched.
         Changed,
-        /// The file could not be written and is as it was. Where an overwritten file could not be
-        /// given its old content again, errorString() names a file that has it.
+        /// The file could not be written and is as it was. If an overwritten file could not be
+        /// restored, errorString() names a file that has its old content.
         Failed
     };
 

@@ -15,7 +15,7 @@
 /// What is written into a hole is held from then on. So a hole that two of one source have at the
 /// same place is the same bytes in both; other bytes in holes are unknown.
 ///
-/// All is one array for those who need that. Its holes read as zeros and take no memory.
+/// Everything is one array, for code that needs one. Its holes read as zeros and take no memory.
 ///
 /// Cheap to copy; reentrant. Throws std::bad_alloc, and nothing else.
 class RKSparseBytes

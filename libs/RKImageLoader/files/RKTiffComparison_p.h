@@ -26,8 +26,8 @@ struct Owned
     std::optional<quint16> tag = std::nullopt;
 };
 
-/// The first few differences, like "IFD0/Exif tag 0x9003"; none where nothing else has changed. Of
-/// an owned tag with Photoshop's resources, those other than IPTC are compared all the same.
+/// The first few differences, like "IFD0/Exif tag 0x9003"; none if nothing else has changed. In an
+/// owned tag with Photoshop's resources, those other than IPTC are compared all the same.
 QStringList differences(
     const RKSparseBytes& before, const RKSparseBytes& after, const QList<Owned>& owned);
 

@@ -56,7 +56,7 @@ public:
 
     explicit RKTiffEditor(const RKSparseBytes& structure, Places places = Places::Reuse);
 
-    /// The structure has a main directory that can be read.
+    /// Whether the structure has a main directory that can be read.
     bool isValid() const;
 
     bool isLittleEndian() const;

@@ -49,7 +49,7 @@ public:
     /// Calls fetch before it looks at bytes, but for those of the header, which are there.
     RKTiffStructure(QByteArrayView bytes, const Fetch& fetch);
 
-    /// There is a main directory that can be read.
+    /// Whether there is a main directory that can be read.
     bool isValid() const;
 
     QSysInfo::Endian byteOrder() const;
@@ -58,7 +58,7 @@ public:
     quint32 firstDirectory() const;
     /// The next one in the chain; 0 without one.
     quint32 directoryAfter(quint32 directory) const;
-    /// The directory with all of its entries lies inside the structure.
+    /// Whether the directory with all of its entries lies inside the structure.
     bool hasDirectoryAt(quint32 place) const;
     /// Where the place of the next directory is written. 0 where there is no directory.
     quint32 endOfEntries(quint32 directory) const;
@@ -83,7 +83,7 @@ public:
     /// entries, or where they overlap so much that their bytes would be read several times.
     std::optional<std::vector<Directory>> directories() const;
 
-    /// The tag's value is the place of further directories.
+    /// Whether the tag's value is the place of further directories.
     static bool isPointer(quint16 tag);
 
 private:

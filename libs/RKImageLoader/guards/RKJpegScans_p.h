@@ -6,7 +6,7 @@
 struct RKJpegScans
 {
     qint64 count = 0;
-    /// The picture's end is marked. Bytes may follow.
+    /// Whether the picture's end is marked. Bytes may follow.
     bool hasEnd = false;
 
     /// Walks over the marker segments.

@@ -18,24 +18,24 @@ class RKPictureHeaderCheck
 public:
     RKPictureHeaderCheck() = delete;
 
-    /// The data can hold a picture of that size in pixels, as a decoder measured it. An invalid
-    /// size means that it could not be measured; the data's own header then has to do.
+    /// Whether the data can hold a picture of that size in pixels, as a decoder measured it. If it
+    /// could not be measured, the size is invalid, and the data's own header counts.
     static bool canHold(const QByteArray& data, const QSize& size);
 
-    /// A JPEG file has no more segments before its picture than RKImageLimits::kMaxSegments; a
-    /// warning if it has. Others have none. To be asked before a decoder measures the picture. The
+    /// Whether a JPEG file has at most RKImageLimits::kMaxSegments segments before its picture; a
+    /// warning if not. True for others. To be asked before a decoder measures the picture. The
     /// device is opened for reading if it isn't, as readers do; its position stays.
     static bool hasFewSegments(QIODevice& device);
 
-    /// A picture of that size may be decoded for one of a quarter of its pixels or fewer. Large
-    /// ones may not unless they are scaled while they are decoded.
+    /// Whether a picture of that size may be decoded for one of a quarter of its pixels or fewer.
+    /// Large ones may not, unless they are scaled while they are decoded.
     static bool canBeReduced(const QByteArray& data, const QSize& size);
 
     /// The bytes that Qt's reader holds at once when it decodes a picture of that size to reduce
     /// it; 0 where it reads and reduces row by row.
     static qint64 wholeBytes(const QByteArray& data, const QSize& size);
 
-    /// A JPEG whose single scan ends where the picture does, without a marker in it that a decoder
-    /// would stumble over. Its tables are not looked at.
+    /// Whether it is a JPEG whose single scan ends where the picture does, without a marker in it
+    /// that would confuse a decoder. Its tables are not looked at.
     static bool isPlainJpeg(QByteArrayView data);
 };

@@ -26,7 +26,7 @@ public:
     static bool areHarmless(QByteArrayView data);
 
     /// The file without texts that expand too much, without transparentColor(), and without a chunk
-    /// after the pixels that is cut off. Itself if it is harmless or no PNG file; empty if a chunk
+    /// after the pixels that is cut off. Itself if it is harmless or not PNG; empty if a chunk
     /// before the pixels is cut off.
     static QByteArray repaired(const QByteArray& data);
 

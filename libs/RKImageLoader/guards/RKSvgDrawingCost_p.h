@@ -8,8 +8,8 @@
 /// Adds up what it takes to draw an SVG document whose elements draw each other.
 ///
 /// A `use` element draws another element again, and that may hold further ones: a few lines make
-/// billions of shapes, and a long chain exhausts the stack of a renderer that follows it. Tell the
-/// elements in the order of the document, then ask. Not thread-safe.
+/// billions of shapes, and a long chain exhausts the stack of a renderer that follows it. Report
+/// the elements in the order of the document, then ask. Not thread-safe.
 class RKSvgDrawingCost
 {
 public:
@@ -25,7 +25,7 @@ public:
     void refer(const QString& id);
     void end();
 
-    /// Neither limit is exceeded. References in a circle count once: renderers don't follow them.
+    /// Whether both limits are kept. Circular references count once: renderers don't follow them.
     bool isAffordable();
 
 private:

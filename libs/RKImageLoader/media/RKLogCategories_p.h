@@ -7,8 +7,8 @@
 ///
 /// "rk.load": files, guards, decoders, loaders, and what they need of media/ and drawables/.
 Q_DECLARE_LOGGING_CATEGORY(rkLoad)
-/// "rk.formats": which decoders there are for each format. Silent by default, because to know all
-/// formats means to load all codecs.
+/// "rk.formats": which decoders there are for each format. Silent by default, because listing all
+/// formats loads all codecs.
 Q_DECLARE_LOGGING_CATEGORY(rkFormats)
 /// "rk.metadata"
 Q_DECLARE_LOGGING_CATEGORY(rkMetadata)

@@ -58,10 +58,10 @@ public:
     RKFfmpegFile(const RKFfmpegFile&) = delete;
     RKFfmpegFile& operator=(const RKFfmpegFile&) = delete;
 
-    /// Reading fails soon after it was cancelled, and for a cancelled one.
+    /// Makes reading fail soon after this is cancelled, or at once if it already is.
     void setCancellation(const RKCancellation& cancellation);
     bool isCancelled() const;
-    /// Reading has failed because of that. What FFmpeg knows of the file may not hold any more.
+    /// Whether reading has failed because of that: FFmpeg's state of the file may be wrong then.
     bool isInterrupted() const;
 
     const RKVideoFacts& facts() const;

@@ -32,10 +32,10 @@ public:
     void setText(const QString& field, const QString& text);
     void removeField(const QString& field);
 
-    /// The text of the field is an attribute, and no child element hides it.
+    /// Whether the text of the field is an attribute that no child element hides.
     bool isAttribute(const QString& field) const;
 
-    /// The element of a field; null where it has none.
+    /// The element of a field; null if it has none.
     QDomElement element(const QString& field) const;
     /// A field that is a structure itself; null without it.
     RKRdfStructure structure(const QString& field) const;

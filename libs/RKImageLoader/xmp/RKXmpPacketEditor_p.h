@@ -26,7 +26,7 @@ public:
     /// A packet in another encoding is taken for its text in UTF-8.
     explicit RKXmpPacketEditor(const std::string& packet);
 
-    /// The text is a packet that this can follow, with an rdf:RDF that is not empty.
+    /// Whether the text is a packet that this class can follow, with an rdf:RDF that is not empty.
     bool isValid() const;
 
     /// The packet in which the named properties are replaced by those of another packet, where

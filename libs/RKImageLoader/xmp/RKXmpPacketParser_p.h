@@ -38,7 +38,7 @@ public:
     /// NUL bytes only, gives an empty document.
     bool parse(const std::string& packet);
 
-    /// The document of the last parse(); empty when that failed.
+    /// The document of the last parse(); empty if that failed.
     QDomDocument document() const;
 
     /// Where and why the last parse() failed; lines count from 1.
@@ -63,7 +63,7 @@ public:
     /// Those that exiv2 does not know, and those that it calls otherwise.
     static std::vector<Namespace> ownNamespaces(const std::string& packet);
 
-    /// The text without what XML 1.0, 2.2 has no place for: control characters become blanks,
+    /// The text without characters that XML 1.0, 2.2 forbids: control characters become blanks,
     /// others U+FFFD. One such character in a value makes the whole packet unreadable.
     static QString validText(const QString& text);
 
