@@ -18,6 +18,37 @@ bool hasEndOfCodestream(const RKByteSource& file)
     return file.read(file.size() - size, size, &end) && end.contains("\xff\xd9");
 }
 
+/// Of an animation, the first picture is shown and has to be there (GIF89a, 18 to 24).
+bool isGifCutOff(QByteArrayView data)
+{
+    constexpr quint8 kExtension = 0x21;
+    constexpr quint8 kPicture = 0x2c;
+    const RKByteReader reader(data);
+    const auto byteAt = [&](qint64 place) { return reader.numberAt<quint8>(place); };
+    const auto tableSize = [&](qint64 flagsPlace) {
+        const quint8 flags = byteAt(flagsPlace).value_or(0);
+        return flags & 0x80 ? 3LL << ((flags & 7) + 1) : 0;
+    };
+    qint64 position = 13 + tableSize(10);
+    for (;;) {
+        const auto block = byteAt(position);
+        if (block && *block != kExtension && *block != kPicture)
+            return false;
+        // The picture's own head ends with the width of its codes.
+        position += block == kPicture ? 11 + tableSize(position + 9) : 2;
+        quint8 size = 0;
+        do {
+            const auto found = byteAt(position);
+            if (!found)
+                return true;
+            size = *found;
+            position += 1 + size;
+        } while (size > 0);
+        if (block == kPicture)
+            return false;
+    }
+}
+
 } // namespace
 
 bool RKTruncation::isCutOff(QByteArrayView data)
@@ -28,6 +59,8 @@ bool RKTruncation::isCutOff(QByteArrayView data)
         return isJpegCutOff(data);
     if (RKPngChunks::isPng(data))
         return RKPngChunks::isCutOff(data);
+    if (bytes.has("GIF8"))
+        return isGifCutOff(data);
     if (bytes.has("RIFF")) {
         const RKByteReader riff(data, QSysInfo::LittleEndian);
         return kRiffHead + riff.numberAt<quint32>(4).value_or(0) > data.size();

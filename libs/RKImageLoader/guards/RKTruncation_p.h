@@ -13,8 +13,8 @@ class RKTruncation
 public:
     RKTruncation() = delete;
 
-    /// The file's own structure goes on after its last byte: a JPEG, PNG, WebP, HEIF or JPEG 2000
-    /// file, or a TIFF file whose pixels lie beyond its end. False for all others.
+    /// The file's own structure goes on after its last byte: a JPEG, PNG, GIF, WebP, HEIF or JPEG
+    /// 2000 file, or a TIFF file whose pixels lie beyond its end. False for all others.
     static bool isCutOff(QByteArrayView data);
     /// A file in boxes goes on after its last byte, a video for instance; reads a few bytes of each
     /// box (ISO/IEC 14496-12, 4.2; the boxes of JPEG 2000 are the same). False for all others.

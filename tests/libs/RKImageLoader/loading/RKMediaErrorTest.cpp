@@ -70,6 +70,10 @@ private Q_SLOTS:
         write(path("cut.jpg"), jpeg.chopped(jpeg.size() / 3));
         write(path("cut.png"), png.chopped(png.size() / 3));
         write(path("cut.bmp"), encoded(picture, "bmp").chopped(100000));
+        const QByteArray gif = QByteArray::fromHex(
+            "474946383961 0800 0800 800000 000000ffffff 2c00000000 0800 0800 00"
+            "02 07 84 8f a9 cb ed 0f 63 00 3b");
+        write(path("cut.gif"), gif.chopped(5));
         write(path("cut.dng"), RKTestDng{.scene = quadrants({64, 48})}.bytes().chopped(1000));
         write(path("cut.psd"), RKTestPsd::of(picture).bytes().chopped(300));
         write(path("cut.svg"), "<svg xmlns='http://www.w3.org/2000/svg' width='40' height='20'>");
@@ -107,7 +111,8 @@ private Q_SLOTS:
         row("small.png", Code::TooSmall, "3x9 pixels are too small for a picture.");
         row("thin.png", Code::TooSmall, "8x1024 pixels are too thin for a picture.");
         row("bomb.bmp", Code::TooLarge, "The header promises more pixels than the file can hold.");
-        for (const char* name : {"cut.jpg", "cut.png", "cut.bmp", "cut.dng", "cut.psd", "cut.svg"})
+        for (const char* name :
+            {"cut.jpg", "cut.png", "cut.bmp", "cut.gif", "cut.dng", "cut.psd", "cut.svg"})
             row(name, Code::Truncated, "The file ends before its picture does.");
         row("deep.svg",
             Code::TooLarge,
@@ -121,7 +126,8 @@ private Q_SLOTS:
         QFETCH(QString, text);
         const char* const name = QTest::currentDataTag();
         const RKMediaDescriptor descriptor{QFileInfo(path(name))};
-        const bool isCutJpeg = QByteArrayView(name) == "cut.jpg";
+        const QByteArrayView file(name);
+        const bool isFilledUp = file == "cut.jpg" || file == "cut.gif";
         const OrdinaryUser user;
         RKMediaError error;
         const RKDrawable drawable
@@ -131,8 +137,8 @@ private Q_SLOTS:
         QCOMPARE(error.filePath(), path(name));
         const bool belies = code == Code::UnknownFormat;
         QCOMPARE(error.contentFormat() != MEDIA_FORMAT_UNKNOWN, belies);
-        // Qt fills up what a JPEG file lacks.
-        QCOMPARE(drawable.isNull(), !isCutJpeg);
+        // Qt fills up what these files lack.
+        QCOMPARE(drawable.isNull(), !isFilledUp);
         const QImage clip = RKImageClipper().clipForProduction(
             descriptor, {0, 0, 40, 30}, {400, 300}, 100, false, &error);
         QCOMPARE(clip.isNull(), drawable.isNull());
