@@ -65,11 +65,13 @@ private Q_SLOTS:
             "Camera: ACME 5\nExposure: flash\n\n"
             "Rating: rejected\nComment: two\nlines\nKeywords: sea, ship"_s.arg(size));
 
+        metaData.write(Field::exifModel, u"E 5"_s);
         QVERIFY(RKImageLoaderInitializer::installTranslation(QLocale::German));
         const QString german
             = cardText(RKMediaCard::groups(descriptor, {9000, 4000}, metaData, QLocale::German));
         QVERIFY2(german.contains(u"Größe: 9000 × 4000 Bildpunkte, 36 Megapixel, gedreht"_s)
-                && german.contains(u"Position: 33,5° S, 151,25° O"_s),
+                && german.contains(u"Position: 33,5° S, 151,25° O"_s)
+                && german.contains(u": Acme Optics E 5\n"_s),
             qPrintable(german));
     }
 };
