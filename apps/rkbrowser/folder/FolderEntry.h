@@ -6,7 +6,7 @@
 #include <QString>
 #include <QStringList>
 
-/// A file of a folder that the library opens, and what its metadata say once they were read.
+/// A file of a folder that the library opens, and what its metadata says once it was read.
 struct FolderEntry
 {
     QString name;

@@ -7,7 +7,7 @@ namespace RKEightBits {
 
 inline unsigned int rounded(float channel)
 {
-    // Pure black of an ink profile is no number, and stays black.
+    // Pure black of an ink profile is NaN, and stays black.
     if (!std::isfinite(channel))
         return 0;
     // Kept: no limit, the low eight bits count. The engine gives 0 to 1.

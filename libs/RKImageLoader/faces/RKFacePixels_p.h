@@ -6,7 +6,7 @@
 #include <cmath>
 
 /// Conversions to pixels that are defined for every number, since face rectangles come from files
-/// unchecked: what is no number becomes 0 and what lies outside +-kLimit is moved to it.
+/// unchecked: NaN becomes 0, and what lies outside +-kLimit is moved to it.
 namespace RKFacePixels {
 
 // Far beyond any picture, and small enough that the sides of a rectangle of such coordinates, and

@@ -47,7 +47,7 @@ struct icHeader
 class CIccProfile
 {
 public:
-    /// False for bytes that are no profile of a picture's colours, or are damaged. They are not
+    /// False for bytes that are not a profile of a picture's colours, or are damaged. They are not
     /// needed afterwards.
     bool Read(CIccIO* pIO);
     bool IsTagPresent(icSignature sig) const;

@@ -89,7 +89,7 @@ std::vector<std::string> requiredKeys(const std::string& key)
     return keys;
 }
 
-/// For each datum its place in the order in which data are to go: largest first, later ones before
+/// For each datum its place in the order of removal: largest first, later ones before
 /// earlier ones; at the latest with what it needs.
 std::vector<size_t> removalRanks(const Exiv2::XmpData& data)
 {
