@@ -633,7 +633,8 @@ bool RKImageLoader::saveWritable(
 
 bool RKImageLoader::isWritable(const RKMediaFormat& format, RKMediaError* error) const
 {
-    if (bitmapDecoders()->isWritable(format))
+    // A host that has asked for the list has made the format writable, even without an encoder.
+    if (bitmapDecoders()->isWritable(format) && !bitmapDecoders()->listOfEncoders(format).isEmpty())
         return true;
     store(RKMediaError(RKMediaErrorCode::UnsupportedForWriting), error);
     return false;

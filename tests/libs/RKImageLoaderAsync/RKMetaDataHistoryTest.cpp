@@ -179,6 +179,12 @@ private Q_SLOTS:
         QVERIFY(waitFor(history));
         QCOMPARE(metaDataOf(path).adobeRating(), 0);
         QCOMPARE(metaDataOf(path).read(Field::author), u"Anna"_s);
+
+        others.setRejected();
+        QVERIFY(others.save(QFileInfo(path)));
+        history.setRating(path, 0);
+        QVERIFY(waitFor(history));
+        QVERIFY(!metaDataOf(path).isRejected());
     }
 
     void failedSaveLosesNothing()

@@ -1,3 +1,4 @@
+#include "RKImageLoader/decoders/RKBitmapDecoderRegistry.h"
 #include "RKImageLoader/loading/RKImageClipper.h"
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKMediaLoader.h"
@@ -194,6 +195,10 @@ private Q_SLOTS:
             QCOMPARE(isSaved, code == Code::None);
         };
         fails("new.png", Code::None, {});
+        QVERIFY(RKImageLoader::instance()
+                    ->bitmapDecoders()
+                    ->listOfEncoders(MEDIA_FORMAT_GIF)
+                    .isEmpty());
         fails("a.gif", Code::UnsupportedForWriting, u"This format can't be written."_s);
         fails("a.xyz", Code::UnsupportedForWriting, u"This format can't be written."_s);
         if (loader.supportsMediaFormat(MEDIA_FORMAT_MP4))
