@@ -38,6 +38,24 @@ std::string propertyOf(const std::string& key)
     return key.substr(0, key.find_first_of("/["));
 }
 
+/// exiv2 makes parts of a structure that it doesn't make, and finds it when it reads them back.
+void addFlashStructure(Exiv2::XmpData& xmp)
+{
+    const Exiv2::XmpKey key("Xmp.exif.Flash");
+    const bool hasParts = std::any_of(xmp.begin(), xmp.end(), [](const Exiv2::Xmpdatum& datum) {
+        return datum.key().starts_with("Xmp.exif.Flash/");
+    });
+    if (!hasParts || xmp.findKey(key) != xmp.end())
+        return;
+    Exiv2::XmpTextValue structure;
+    structure.setXmpStruct();
+    Exiv2::XmpData whole;
+    whole.add(key, &structure);
+    for (const Exiv2::Xmpdatum& datum : xmp)
+        whole.add(datum);
+    xmp = whole;
+}
+
 /// The texts of each key, or of each XMP property with all that belongs to it.
 template <typename Data>
 std::map<std::string, Content> textsOf(const Data& data)
@@ -96,6 +114,7 @@ void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
     };
     const Exiv2::XmpData old = image.xmpData();
     Exiv2::copyExifToXmp(changes(exif, image.exifData()), image.xmpData());
+    addFlashStructure(image.xmpData());
     RKSidecarDate::write(exif, image);
     RKSidecarDate::keepChanged(xmp, old, image.xmpData());
     Exiv2::copyIptcToXmp(changes(iptc, image.iptcData()), image.xmpData());

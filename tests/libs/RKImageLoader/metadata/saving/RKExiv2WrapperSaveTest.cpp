@@ -431,6 +431,10 @@ private Q_SLOTS:
         QVERIFY(wrapper.save(&buffer));
         QVERIFY(!buffer.data().contains("2020-02-29"));
         QVERIFY(buffer.data().contains("2001-02-03T05:05:06Z"));
+        // A structure in XMP.
+        wrapper.setFlashUsed(true);
+        QVERIFY(wrapper.save(&buffer));
+        QVERIFY(RKExiv2Wrapper(buffer.data()).flashUsed());
     }
 
     void unknownPartsOfXmpStay()
