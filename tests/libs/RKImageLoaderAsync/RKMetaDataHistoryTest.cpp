@@ -180,6 +180,7 @@ private Q_SLOTS:
         QCOMPARE(metaDataOf(path).adobeRating(), 0);
         QCOMPARE(metaDataOf(path).read(Field::author), u"Anna"_s);
 
+        others = metaDataOf(path);
         others.setRejected();
         QVERIFY(others.save(QFileInfo(path)));
         history.setRating(path, 0);
