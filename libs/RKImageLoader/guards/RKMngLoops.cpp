@@ -65,7 +65,7 @@ QByteArray RKMngLoops::removed(const QByteArray& data)
         const QByteArrayView type = rest.sliced(4, 4);
         if (layers.paints(type, rest.sliced(8, size - kChunkFrame)) && --layersLeft < 0)
             return result.append(kEnd);
-        if (type != "LOOP" && type != "ENDL")
+        if (type != "LOOP" && type != "ENDL" && type != "TERM")
             result.append(rest.data(), size);
         rest = rest.sliced(size);
     }

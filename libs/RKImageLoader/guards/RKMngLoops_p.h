@@ -2,7 +2,8 @@
 
 #include <QByteArray>
 
-/// Takes the loops out of MNG files (MNG 1.0, 4.2.4) and ends them after too many layers.
+/// Takes the loops out of MNG files (MNG 1.0, 4.2.4), and what repeats them at their end (4.3.2),
+/// and ends them after too many layers.
 /// Reentrant.
 ///
 /// The first frame needs neither. libmng runs for ever in a loop without delays, and paints all
@@ -12,7 +13,7 @@ class RKMngLoops
 public:
     static bool isMng(const QByteArray& data);
 
-    /// An MNG file without its LOOP and ENDL chunks that ends where its layers pass
+    /// An MNG file without its LOOP, ENDL and TERM chunks that ends where its layers pass
     /// RKImageLimits::kMaxMngPainted; any other data as they are.
     static QByteArray removed(const QByteArray& data);
 };
