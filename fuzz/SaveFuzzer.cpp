@@ -202,8 +202,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
             qFatal("%s cannot be read back", edit.keys.first());
     }
     // Sidecars get Exif and IPTC data as XMP.
-    if (!file.left(8).contains('<') && others(before, keys) != others(after, keys))
-        qFatal("other metadata have changed");
+    const auto kept = others(before, keys);
+    const auto found = others(after, keys);
+    // exiv2 may have read nothing before the save has put lengths right.
+    const QStringList all
+        = kept.isEmpty() || file.left(8).contains('<') ? QStringList() : kept.keys() + found.keys();
+    for (const QString& key : all) {
+        if (kept.value(key) != found.value(key))
+            qFatal("%s has changed: %s", qPrintable(key), qPrintable(found.value(key)));
+    }
     const RKImageFileParts newParts(*result);
     if (oldParts.isValid() && newParts.isValid()) {
         const QString lost = RKImageFileParts::firstDifference(oldParts, newParts, contents);

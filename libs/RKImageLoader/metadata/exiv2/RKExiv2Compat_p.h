@@ -181,6 +181,17 @@ inline bool isPhotoshop(const Exiv2::Image& image)
     return image.imageType() == Exiv2::ImageType::psd;
 }
 
+inline bool isWebp(const Exiv2::Image& image)
+{
+#if EXIV2_TEST_VERSION(0, 28, 0)
+    return image.imageType() == Exiv2::ImageType::webp;
+#else
+    // Its header doesn't compile outside exiv2 either.
+    constexpr int kWebp = 23;
+    return image.imageType() == kWebp;
+#endif
+}
+
 inline bool isCrw(const Exiv2::Image& image)
 {
     return image.imageType() == Exiv2::ImageType::crw;

@@ -248,16 +248,19 @@ void RKExiv2ImageReader::read(
     try {
         RKExiv2Library::readMetadata(*image);
     } catch (const Exiv2::Error& error) {
-        if (!RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerInvalidIccProfile))
+        const bool isBadLength = RKExiv2Compat::isWebp(*image)
+            && RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerCorruptedMetadata);
+        if (!isBadLength && !RKExiv2Compat::hasCode(error, Exiv2::ErrorCode::kerInvalidIccProfile))
+            throw;
+        if (!readRepaired(*image, openSource()))
             throw;
         RKExiv2Library::describeError(QStringLiteral("RKExiv2ImageReader::read"), error);
-        readWithoutProfile(*image, openSource());
         return;
     }
     takeFrom(image);
 }
 
-void RKExiv2ImageReader::readWithoutProfile(const Exiv2::Image& image, const Source& source)
+bool RKExiv2ImageReader::readRepaired(const Exiv2::Image& image, const Source& source)
 {
     QByteArray profile;
     QByteArray copy;
@@ -273,11 +276,14 @@ void RKExiv2ImageReader::readWithoutProfile(const Exiv2::Image& image, const Sou
         if (parts.setIccProfile({}))
             copy = parts.skeleton();
     }
+    if (copy.isEmpty())
+        return false;
     const RKExiv2ImagePtr other = RKExiv2Compat::openMemory(copy);
     RKExiv2Library::readMetadata(*other);
     takeFrom(other);
     if (m_target.icc.isEmpty())
         m_target.icc = RKExiv2IccData(usablePart(profile));
+    return true;
 }
 
 void RKExiv2ImageReader::takeFrom(const RKExiv2ImagePtr& image)

@@ -56,7 +56,9 @@ private:
     using Source = std::shared_ptr<const RKByteSource>;
 
     void read(const RKExiv2ImagePtr& image, const std::function<Source()>& openSource);
-    void readWithoutProfile(const Exiv2::Image& image, const Source& source);
+    /// Reads what exiv2 has refused for its profile, or for the length that a WebP file claims.
+    /// False if that can't be mended.
+    bool readRepaired(const Exiv2::Image& image, const Source& source);
     void noteOutOfMemory();
     void noteError(const Exiv2::Error& error);
     void takeFrom(const RKExiv2ImagePtr& image);

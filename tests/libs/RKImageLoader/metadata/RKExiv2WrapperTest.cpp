@@ -127,6 +127,24 @@ private Q_SLOTS:
         }
     }
 
+    /// exiv2 refuses the file, and pictures lost their orientation.
+    void aWrongLengthOfAWebpLeavesTheRest()
+    {
+        QByteArray file = richFile("extended.webp");
+        const RKExiv2Wrapper whole(file);
+        QVERIFY(whole.imageOrientation() > 1);
+        for (const quint32 wrong : {quint32(file.size() - 7), quint32(file.size() + 1000)}) {
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"corrupted"_s));
+            file.replace(4, 4, RKByteReader::bytesOf(wrong, QSysInfo::LittleEndian));
+            const RKExiv2Wrapper read(file);
+            QCOMPARE(read.imageOrientation(), whole.imageOrientation());
+            QCOMPARE(read.unrotatedSize(), whole.unrotatedSize());
+            QCOMPARE(read.allData().size(), whole.allData().size());
+        }
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"corrupted"_s));
+        QVERIFY(RKExiv2Wrapper(file.first(20)).allData().isEmpty());
+    }
+
     void pathsAreNoUrls()
     {
         // "-" would be the standard input, and the others would be asked from elsewhere.
