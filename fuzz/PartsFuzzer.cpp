@@ -57,8 +57,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     }
     if (block(changed, content) != written)
         qFatal("the new block is another one");
-    if (!RKImageFileParts::firstDifference(parts, changed, {content}).isEmpty())
-        qFatal("more than the block has changed");
+    const QString lost = RKImageFileParts::firstDifference(parts, changed, {content});
+    if (!lost.isEmpty())
+        qFatal("more than the block has changed: %s", qPrintable(lost));
     changed.read().skeleton();
     return 0;
 }

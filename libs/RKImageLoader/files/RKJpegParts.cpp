@@ -208,12 +208,16 @@ QByteArray withMovedPictures(const QByteArray& bytes, qint64 by, qint64 firstGro
     const RKTiffStructure tiff(data);
     QByteArray moved = bytes;
     const auto add = [&](qint64 at, qint64 difference) {
+        constexpr qint64 kNumbers = std::numeric_limits<quint32>::max();
         const quint32 number = tiff.numberAt(at);
-        // That of a picture that isn't there.
-        if (number != 0)
-            moved.replace(bytes.size() - data.size() + at,
-                sizeof number,
-                RKByteReader::bytesOf(static_cast<quint32>(number + difference), tiff.byteOrder()));
+        // That of a picture that isn't there, which no other may become.
+        if (number == 0)
+            return;
+        const qint64 sum = (number - 1 + difference) % kNumbers;
+        moved.replace(bytes.size() - data.size() + at,
+            sizeof number,
+            RKByteReader::bytesOf(
+                static_cast<quint32>((sum + kNumbers) % kNumbers + 1), tiff.byteOrder()));
     };
     for (const RKTiffStructure::Entry& entry : tiff.entriesOf(tiff.firstDirectory())) {
         const auto range = tiff.valueRange(entry);

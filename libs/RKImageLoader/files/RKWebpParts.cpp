@@ -174,11 +174,13 @@ bool RKWebpParts::split(RKPartCollector& file) const
     qint64 at = kFileHeaderSize;
     while (at < end) {
         RKByteReader reader = littleEndianReader(file.peek(at, kHeaderSize + kFrameFields));
-        const QByteArray start = reader.rest().toByteArray();
+        QByteArray start = reader.rest().toByteArray();
         const QByteArray type = reader.take(kTypeSize).toByteArray();
         const qint64 size = kHeaderSize + qint64(reader.number<quint32>());
         if (!reader.isGood() || size > file.size() - at)
             return false;
+        // The byte that makes a chunk even is none of its own.
+        start.truncate(qsizetype(size));
         const QByteArray name = "chunk " + type;
         const bool isAdded = isPixels(type)     ? file.addRange(name, at, size, start)
             : contentOf(type) != Content::Other ? file.addBytes(*this, at, size)
