@@ -235,7 +235,9 @@ def pictures(data, start, parts):
     for tag, _, place, size in tiff.tags_of(number(data, start + 4, 4, tiff.order)):
         for at in range(start + place, start + place + size, 16) if tag == 0xb002 else ():
             length, offset = (number(data, at + shift, 4, tiff.order) for shift in (4, 8))
-            parts.add("MPF:picture", data[start + offset:start + offset + length] if offset else b"")
+            # The first one is the file's own, of which the end has to be found.
+            parts.add("MPF:picture", data[start + offset:start + offset + length] if offset
+                      else data[length - 2:length])
 
 
 def boxes(data, at, order, size_at, name_at, header, extra):
