@@ -169,38 +169,67 @@ QImage decodedColors(TIFF* tiff, const QSize& size)
     return image;
 }
 
+/// A row of samples of 8 or 16 bits.
+class SampleRow
+{
+public:
+    explicit SampleRow(TIFF* tiff)
+        : m_tiff(tiff)
+        , m_isDeep(numberOf(tiff, TIFFTAG_BITSPERSAMPLE) == 16)
+        , m_bytes(size_t(std::max<tmsize_t>(TIFFScanlineSize(tiff), 0)))
+    {
+    }
+
+    bool holds(qint64 samples) const
+    {
+        return qint64(m_bytes.size()) >= samples * (m_isDeep ? 2 : 1);
+    }
+
+    bool read(int y, int plane)
+    {
+        return TIFFReadScanline(m_tiff, m_bytes.data(), quint32(y), quint16(plane)) >= 0;
+    }
+
+    /// In 8 bits.
+    QRgb at(qint64 index) const
+    {
+        if (!m_isDeep)
+            return m_bytes[size_t(index)];
+        quint16 deep = 0;
+        std::memcpy(&deep, &m_bytes[2 * size_t(index)], sizeof deep);
+        return (deep * 255U + 32767U) / 65535U;
+    }
+
+private:
+    TIFF* m_tiff;
+    bool m_isDeep;
+    std::vector<uchar> m_bytes;
+};
+
 /// The first samples of each pixel, in 8 bits, from the lowest byte on. Null where they are damaged
 /// or not what the count says.
 QImage samples(TIFF* tiff, const QSize& size, int count)
 {
-    const bool isDeep = numberOf(tiff, TIFFTAG_BITSPERSAMPLE) == 16;
     const bool hasPlanes = numberOf(tiff, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
     const int stored = numberOf(tiff, TIFFTAG_SAMPLESPERPIXEL);
-    const int stride = hasPlanes ? 1 : stored;
-    const tmsize_t needed = tmsize_t(size.width()) * stride * (isDeep ? 2 : 1);
-    if (stored < count || !hasSize(tiff, size) || TIFFScanlineSize(tiff) < needed)
+    if (stored < count || !hasSize(tiff, size))
         return {};
-    std::vector<uchar> row(size_t(TIFFScanlineSize(tiff)));
-    const auto sample = [&](qsizetype index) -> QRgb {
-        if (!isDeep)
-            return row[size_t(index)];
-        quint16 deep = 0;
-        std::memcpy(&deep, &row[2 * size_t(index)], sizeof deep);
-        return (deep * 255U + 32767U) / 65535U;
-    };
+    const int stride = hasPlanes ? 1 : stored;
+    const int perPlane = hasPlanes ? 1 : count;
+    SampleRow row(tiff);
     QImage image(size, QImage::Format_ARGB32);
-    if (image.isNull())
+    if (image.isNull() || !row.holds(qint64(size.width()) * stride))
         return {};
     image.fill(0);
     // Rows of a plane have to be read one after the other.
-    for (int plane = 0; plane < (hasPlanes ? count : 1); ++plane) {
+    for (int plane = 0; plane < count / perPlane; ++plane) {
         for (int y = 0; y < size.height(); ++y) {
-            if (TIFFReadScanline(tiff, row.data(), quint32(y), quint16(plane)) < 0)
+            if (!row.read(y, plane))
                 return {};
             auto* const pixels = reinterpret_cast<QRgb*>(image.scanLine(y));
             for (int x = 0; x < size.width(); ++x) {
-                for (int i = 0; i < (hasPlanes ? 1 : count); ++i)
-                    pixels[x] |= sample(qsizetype(x) * stride + i) << CHAR_BIT * (plane + i);
+                for (int i = 0; i < perPlane; ++i)
+                    pixels[x] |= row.at(qint64(x) * stride + i) << CHAR_BIT * (plane + i);
             }
         }
     }
