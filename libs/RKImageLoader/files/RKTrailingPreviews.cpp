@@ -72,10 +72,11 @@ QByteArray RKTrailingPreviews::moved(const QByteArray& block, const File& file, 
     for (const quint64 at : numbersIn(tiff, note)) {
         const quint32 number = tiff.numberAt(qint64(at));
         const qint64 place = file.block + number;
-        if (place >= file.end && isPreview(file.source, place))
+        if (place >= file.end && isPreview(file.source, place)) {
             changed.replace(qsizetype(at),
                 kNumber,
                 RKByteReader::bytesOf(static_cast<quint32>(number + by), tiff.byteOrder()));
+        }
     }
     return changed;
 }
