@@ -139,6 +139,34 @@ void complete(RKMediaError& error, const std::exception* thrown)
         error = reasonOf(thrown);
 }
 
+/// A sidecar takes Exif and IPTC data as XMP. False if it has no place for any of their changes.
+bool turnIntoXmp(Exiv2::Image& sidecar, const RKImageFamilies& before)
+{
+    const RKImageFamilies merged = RKImageFamilies::of(sidecar);
+    before.addChangesToXmp(sidecar);
+    sidecar.exifData() = before.exif;
+    sidecar.iptcData() = before.iptc;
+    return RKFamilyChanges(before, merged).isEmpty()
+        || !RKFamilyChanges(before, RKImageFamilies::of(sidecar)).isEmpty();
+}
+
+/// Throws for bytes that are not a profile.
+void setProfile(const QByteArray& profile,
+    const RKImageContent& old,
+    Exiv2::Image& image,
+    RKImageFileUpdate::Wanted& wanted)
+{
+    RKExiv2Compat::setIccProfile(image, profile);
+    if (!old.parts()) {
+        Exiv2::DataValue value(Exiv2::undefined);
+        value.read(reinterpret_cast<const Exiv2::byte*>(profile.constData()),
+            static_cast<long>(profile.size()));
+        image.exifData()["Exif.Image.InterColorProfile"].setValue(&value);
+    } else if (old.parts()->iccProfile() != profile) {
+        wanted.iccProfile = profile;
+    }
+}
+
 } // namespace
 
 RKMetaDataSaver::RKMetaDataSaver(const Held& held)
@@ -166,30 +194,14 @@ std::optional<RKImageFileUpdate::Wanted> RKMetaDataSaver::merged(
     if ((!takesExif && !takesIptc && !takesXmp) || (hasChange && !takesChange))
         return {};
     const QByteArray profile = m_held.icc.asByteArray();
-    if (RKExiv2Compat::isSidecar(*image)) {
-        const RKImageFamilies merged = RKImageFamilies::of(*image);
-        before.addChangesToXmp(*image);
-        image->exifData() = before.exif;
-        image->iptcData() = before.iptc;
-        const bool isStored = RKFamilyChanges(before, merged).isEmpty()
-            || !RKFamilyChanges(before, RKImageFamilies::of(*image)).isEmpty();
-        if (!isStored || !profile.isEmpty() || !m_held.exif.newThumbnail().isEmpty())
-            return {};
-    }
+    if (RKExiv2Compat::isSidecar(*image)
+        && (!turnIntoXmp(*image, before) || !profile.isEmpty()
+            || !m_held.exif.newThumbnail().isEmpty()))
+        return {};
 
     RKImageFileUpdate::Wanted wanted;
-    if (!profile.isEmpty()) {
-        // Throws for bytes that are not a profile.
-        RKExiv2Compat::setIccProfile(*image, profile);
-        if (!old.parts()) {
-            Exiv2::DataValue value(Exiv2::undefined);
-            value.read(reinterpret_cast<const Exiv2::byte*>(profile.constData()),
-                static_cast<long>(profile.size()));
-            image->exifData()["Exif.Image.InterColorProfile"].setValue(&value);
-        } else if (old.parts()->iccProfile() != profile) {
-            wanted.iccProfile = profile;
-        }
-    }
+    if (!profile.isEmpty())
+        setProfile(profile, old, *image, wanted);
     wanted.families = RKImageFamilies::of(*image);
     // XMP that cannot be decoded takes none either.
     if (image->writeXmpFromPacket()) {
