@@ -80,7 +80,7 @@ private Q_SLOTS:
 
     void numbersReadFromAnyText()
     {
-        constexpr std::pair<const char*, int> rows[] = {{"-1", -1},
+        constexpr std::pair<const char*, int> kRows[] = {{"-1", -1},
             {"3.7", 3},
             {"abc", 0},
             {"True", 1},
@@ -89,13 +89,13 @@ private Q_SLOTS:
         RKExiv2XmpData data;
         QCOMPARE(data.readInt("Xmp.xmp.Rating"), 0);
         QCOMPARE(data.adobeRating(), -1);
-        for (const auto& [text, number] : rows) {
+        for (const auto& [text, number] : kRows) {
             data.setString("Xmp.xmp.Rating", QLatin1String(text));
             QCOMPARE(data.readInt("Xmp.xmp.Rating"), number);
         }
-        constexpr std::pair<const char*, double> reals[]
+        constexpr std::pair<const char*, double> kReals[]
             = {{"0.1", 0.1}, {"28/10", 2.8}, {"28/0", 0}};
-        for (const auto& [text, number] : reals) {
+        for (const auto& [text, number] : kReals) {
             data.setString("Xmp.exif.FNumber", QLatin1String(text));
             QCOMPARE(data.readReal("Xmp.exif.FNumber"), number);
         }
