@@ -88,6 +88,17 @@ QByteArray svg(const QByteArray& content, const QByteArray& type = {})
         + content + "</svg>";
 }
 
+QByteArray sidecar(const QByteArray& content)
+{
+    return "<x:xmpmeta xmlns:x='adobe:ns:meta/'>"
+           "<rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+           "<rdf:Description xmlns:dc='http://purl.org/dc/elements/1.1/' "
+           "xmlns:MP='http://ns.microsoft.com/photo/1.2/' "
+           "xmlns:MPRI='http://ns.microsoft.com/photo/1.2/t/RegionInfo#' "
+           "xmlns:MPReg='http://ns.microsoft.com/photo/1.2/t/Region#'>"
+        + content + "</rdf:Description></rdf:RDF></x:xmpmeta>";
+}
+
 // The fixture's own bytes; those of a compressed one after decompression.
 QByteArray fixture(const QString& name)
 {
@@ -140,6 +151,7 @@ constexpr const char* kCutOff = "The file ends before its picture does";
 constexpr const char* kReduce = "Making the picture smaller takes too much memory or time";
 constexpr const char* kDrawing = "elements that draw each other too often";
 constexpr const char* kMemory = "too much memory for its length";
+constexpr const char* kNoPicture = "The format is not supported";
 constexpr const char* kNoFailure = nullptr;
 
 } // namespace
@@ -179,7 +191,7 @@ private Q_SLOTS:
         committed("inline-deflate.svg", kNoFailure);
         committed("inline-drawing-16000.svg", "too many pixels in the pictures inside it");
         committed("entities.svg", "takes too long to paint");
-        committed("list-items.xmp.gz", "The format is not supported");
+        committed("list-items.xmp.gz", kNoPicture);
 
         for (const char* type : {"zTXt", "iTXt", "sPLT", "pCAL", "sCAL", "abCD"})
             row(type, "png", pngHead(32, 8, 2) + longChunk(type), kCutOff);
@@ -230,6 +242,19 @@ private Q_SLOTS:
             svg("<linearGradient id='g'>" + QByteArray("<stop offset='.5'/>").repeated(80'000)
                 + "</linearGradient>"),
             kDrawing);
+        row("keywords",
+            "xmp",
+            sidecar("<dc:subject><rdf:Bag>" + QByteArray("<rdf:li>a</rdf:li>").repeated(20'000)
+                + "</rdf:Bag></dc:subject>"),
+            kNoPicture);
+        row("faces",
+            "xmp",
+            sidecar("<MP:RegionInfo rdf:parseType='Resource'><MPRI:Regions><rdf:Bag>"
+                + QByteArray("<rdf:li MPReg:PersonDisplayName='a' "
+                             "MPReg:Rectangle='.1, .1, .2, .2'/>")
+                      .repeated(3000)
+                + "</rdf:Bag></MPRI:Regions></MP:RegionInfo>"),
+            kNoPicture);
         row("small paths", "svg", svg(QByteArray("<path d='M0 0h9'/>").repeated(100'000)), kMemory);
     }
 
@@ -253,7 +278,7 @@ private Q_SLOTS:
             words("convert --overwrite --size 400x400") + QStringList{source, target},
             words("clip --center --production 1000x1000 --dpi 100") + QStringList{source, target},
             // The last, for it may change the file.
-            words("set --rating 3") + QStringList{source}};
+            words("set --rating 3 --add-keyword b") + QStringList{source}};
         for (const QStringList& command : commands) {
             const RKProcessCost::Result result = runCheaply(command, folder);
             if (QTest::currentTestFailed())

@@ -39,11 +39,15 @@ QString toText(const Exiv2::Iptcdatum& datum)
     });
 }
 
-/// Removes the data sets from an iterator on that have the key.
-void removeFrom(Exiv2::IptcData& data, Exiv2::IptcData::iterator from, const std::string& key)
+/// Removes the data sets that have the key. Erased singly, each moves all that follow it.
+void removeFrom(Exiv2::IptcData& data, const std::string& key)
 {
-    while (from != data.end())
-        from = from->key() == key ? data.erase(from) : std::next(from);
+    Exiv2::IptcData kept;
+    for (const Exiv2::Iptcdatum& datum : data) {
+        if (datum.key() != key)
+            kept.add(datum);
+    }
+    data = kept;
 }
 
 bool isMarkedAsUtf8(const Exiv2::IptcData& data)
@@ -55,7 +59,7 @@ bool isMarkedAsUtf8(const Exiv2::IptcData& data)
 
 void markAsUtf8(Exiv2::IptcData& data)
 {
-    removeFrom(data, data.begin(), kCharacterSet);
+    removeFrom(data, kCharacterSet);
     Exiv2::StringValue mark(kUtf8);
     data.add(Exiv2::IptcKey(kCharacterSet), &mark);
 }
@@ -182,7 +186,7 @@ bool RKExiv2IptcData::store(const char* key, const QStringList& values)
     }
     const std::string text = iptcKey.key();
     m_changedKeys.insert(text);
-    removeFrom(m_data, m_data.begin(), text);
+    removeFrom(m_data, text);
     return std::all_of(parsed.begin(), parsed.end(), [&](const auto& value) {
         return m_data.add(iptcKey, value.get()) == 0;
     });
@@ -271,14 +275,17 @@ void RKExiv2IptcData::merge(Exiv2::IptcData& target, IsMerged isMerged) const
 {
     const Values held = valuesOf(m_data);
     const Values inTarget = valuesOf(target);
+    std::set<Id> changed;
+    for (const auto& [id, values] : held) {
+        const auto old = inTarget.find(id);
+        if (old == inTarget.end() || values != old->second)
+            changed.insert(id);
+    }
     const auto isReplaced = [&](const Exiv2::Iptcdatum& datum) {
         const Id id(datum.record(), datum.tag());
-        const auto values = held.find(id);
-        if (values == held.end())
+        if (!held.contains(id))
             return m_changedKeys.count(datum.key()) != 0;
-        const auto old = inTarget.find(id);
-        return (old == inTarget.end() || values->second != old->second)
-            && datum.key() != kCharacterSet && isMerged(datum.key());
+        return changed.contains(id) && datum.key() != kCharacterSet && isMerged(datum.key());
     };
     Exiv2::IptcData added;
     for (const Exiv2::Iptcdatum& datum : m_data) {
@@ -338,7 +345,7 @@ std::set<std::string> RKExiv2IptcData::differences(const RKExiv2IptcData& other)
 void RKExiv2IptcData::takeOver(const std::set<std::string>& keys, const RKExiv2IptcData& other)
 {
     for (const std::string& key : keys)
-        removeFrom(m_data, m_data.begin(), key);
+        removeFrom(m_data, key);
     for (const Exiv2::Iptcdatum& datum : other.m_data) {
         if (keys.count(datum.key()) != 0)
             m_data.add(datum);

@@ -93,12 +93,8 @@ RKImageFamilies RKImageFamilies::of(Exiv2::Image& image)
 void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
 {
     const auto changes = [](const auto& before, const auto& after) {
-        const auto old = textsOf(before);
-        const auto wanted = textsOf(after);
-        const auto isChanged = [&](const auto& datum) {
-            const auto known = old.find(datum.key());
-            return known == old.end() || known->second != wanted.at(datum.key());
-        };
+        const std::set<std::string> keys = differences(textsOf(before), textsOf(after));
+        const auto isChanged = [&keys](const auto& datum) { return keys.contains(datum.key()); };
         // exiv2 makes one property of an angle and its reference, which may be the same as before.
         const auto isPosition
             = [](const auto& datum) { return datum.groupName() == kPositionGroup; };
@@ -120,8 +116,11 @@ void RKImageFamilies::addChangesToXmp(Exiv2::Image& image) const
     Exiv2::copyIptcToXmp(changes(iptc, image.iptcData()), image.xmpData());
     // exiv2 replaces the alternatives in all languages.
     for (Exiv2::Xmpdatum& datum : image.xmpData()) {
+        // exiv2 looks a key up among all others, of which a list of faces has thousands.
+        if (datum.typeId() != Exiv2::langAlt)
+            continue;
         const auto known = old.findKey(Exiv2::XmpKey(datum.key()));
-        if (known == old.end() || datum.typeId() != Exiv2::langAlt)
+        if (known == old.end())
             continue;
         const std::unique_ptr<Exiv2::Value> value(datum.getValue().release());
         RKExiv2LanguageText::addMissing(known->value(), value.get());
