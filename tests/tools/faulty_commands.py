@@ -206,7 +206,8 @@ class Command:
                 run = self.run()
                 self.check(f"{extra} KiB left" if count else "read-only", run)
             finally:
-                subprocess.run(["umount", self.path], check=True)
+                # A process that another thread is just starting may still have open what this one had.
+                subprocess.run(["umount", "--lazy", self.path], check=True)
             count += 1
             if count > 1 and run.returncode == 0:
                 return count
