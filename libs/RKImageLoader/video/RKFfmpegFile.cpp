@@ -268,7 +268,8 @@ AVRational RKFfmpegFile::displayAspectRatio() const
     return display;
 }
 
-/// By the rule of what was measured: the decoder's frames and the picture in RGB, twice.
+/// By the rule of what was measured: the decoder's frames, and the picture in RGB twice while it is
+/// made smaller.
 long long RKFfmpegFile::bytesOfFrames() const
 {
     constexpr int kReferenceFrames = 6;

@@ -8,8 +8,9 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <cstring>
+#include <cstdlib>
 #include <utility>
 
 namespace {
@@ -50,6 +51,25 @@ bool canLeaveOut(RKFfmpegFile& file)
     return file.codec().codec_id == AV_CODEC_ID_H264
         && (container.startsWith("mov") || container.startsWith("matroska"))
         && (fields == AV_FIELD_PROGRESSIVE || fields == AV_FIELD_UNKNOWN);
+}
+
+/// An image to be scaled into, which takes padding: whole vectors are written, also at the ends of
+/// rows. Null if there is not enough memory.
+QImage imageWithPadding(int width, int height)
+{
+    constexpr qsizetype kVector = 64;
+    const qsizetype stride = 3 * ((width + kVector - 1) / kVector * kVector);
+    void* const pixels = std::aligned_alloc(kVector, size_t(stride * (height + 1)));
+    if (!pixels)
+        return {};
+    // free() is there until the end, which this module may not be.
+    return {static_cast<uchar*>(pixels),
+        width,
+        height,
+        stride,
+        QImage::Format_RGB888,
+        std::free,
+        pixels};
 }
 
 } // namespace
@@ -106,32 +126,12 @@ bool RKFrameSeeker::allocateBuffers()
         log("failed to allocate frame");
         return false;
     }
-    m_frameRGB = createAVFrameRGB(m_file->codec().width, m_file->codec().height);
-    if (!m_frameRGB)
-        return false;
     m_packet.reset(av_packet_alloc());
     if (!m_packet) {
         log("failed to allocate packet");
         return false;
     }
     return true;
-}
-
-RKFfmpeg::Handle<AVFrame> RKFrameSeeker::createAVFrameRGB(int width, int height) const
-{
-    RKFfmpeg::Handle<AVFrame> frame(av_frame_alloc());
-    if (!frame) {
-        log("failed to allocate frameRGB");
-        return {};
-    }
-    frame->format = AV_PIX_FMT_RGB24;
-    frame->width = width;
-    frame->height = height;
-    if (av_frame_get_buffer(frame.get(), 0) < 0) {
-        log("failed to get frame buffer");
-        return {};
-    }
-    return frame;
 }
 
 bool RKFrameSeeker::seekFrame(long long frameNumber)
@@ -519,30 +519,19 @@ bool RKFrameSeeker::decodeCurrentImage()
     const RKRgbScaling::Context scaling = RKRgbScaling::contextFor(*m_frame);
     if (!scaling)
         return false;
-    if (m_frameRGB->width != width || m_frameRGB->height != height) {
-        RKFfmpeg::Handle<AVFrame> frameRGB = createAVFrameRGB(width, height);
-        if (!frameRGB)
-            return false;
-        m_frameRGB = std::move(frameRGB);
-    }
-    // Not straight into the image: scaling writes beyond the ends of rows, into the padding.
-    const int rows = sws_scale(scaling.get(),
-        m_frame->data,
-        m_frame->linesize,
-        0,
-        height,
-        m_frameRGB->data,
-        m_frameRGB->linesize);
+    // Its memory may do for the new one.
+    m_image = {};
+    QImage image = imageWithPadding(width, height);
+    if (image.isNull())
+        return false;
+    // Scaling looks at four planes.
+    const std::array<uint8_t*, 4> planes{image.bits()};
+    const std::array<int, 4> strides{int(image.bytesPerLine())};
+    const int rows = sws_scale(
+        scaling.get(), m_frame->data, m_frame->linesize, 0, height, planes.data(), strides.data());
     if (rows != height)
         return false;
-    m_image = QImage(width, height, QImage::Format_RGB888);
-    if (m_image.isNull())
-        return false;
-    for (int y = 0; y < height; ++y) {
-        std::memcpy(m_image.scanLine(y),
-            m_frameRGB->data[0] + qint64(y) * m_frameRGB->linesize[0],
-            size_t(width) * 3);
-    }
+    m_image = std::move(image);
     m_lastFrameOkay = true;
     return true;
 }

@@ -41,7 +41,6 @@ private:
     bool findFrame(long long timestamp);
 
     bool allocateBuffers();
-    RKFfmpeg::Handle<AVFrame> createAVFrameRGB(int width, int height) const;
     void log(const char* message) const;
 
     void noteFailure(int error);
@@ -70,7 +69,6 @@ private:
 
     const std::unique_ptr<RKFfmpegFile> m_file;
     RKFfmpeg::Handle<AVFrame> m_frame;
-    RKFfmpeg::Handle<AVFrame> m_frameRGB;
     RKFfmpeg::Handle<AVPacket> m_packet;
 
     // The timestamps of the last two frames decoded; they hold while m_lastFrameOkay does.

@@ -1,5 +1,6 @@
 #include "RKImageLoader/video/RKVideoDecoderFfmpeg.h"
 
+#include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "RKImageLoader/video/RKCancellableLock_p.h"
 #include "RKImageLoader/video/RKFfmpegBridge.h"
@@ -103,7 +104,7 @@ QImage RKVideoDecoderFfmpeg::decode(
     }
     if (image.isNull() || wanted.width() < 0 || wanted.height() < 0)
         return image;
-    return image.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    return RKQtScaler::scaled(std::move(image), wanted);
 }
 
 RKMetaData RKVideoDecoderFfmpeg::metaData(const RKMediaDescriptor& descriptor) const
