@@ -1,3 +1,4 @@
+#include "RKImageLoader/color/RKPixelTransform_p.h"
 #include "RKImageLoader/decoders/RKTiffPicture_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
@@ -193,11 +194,27 @@ public:
     /// In 8 bits.
     QRgb at(qint64 index) const
     {
+        return (deepAt(index) * 255U + 32767U) / 65535U;
+    }
+
+    /// In 16 bits.
+    quint16 deepAt(qint64 index) const
+    {
         if (!m_isDeep)
-            return m_bytes[size_t(index)];
+            return quint16(m_bytes[size_t(index)] * 257U);
         quint16 deep = 0;
         std::memcpy(&deep, &m_bytes[2 * size_t(index)], sizeof deep);
-        return (deep * 255U + 32767U) / 65535U;
+        return deep;
+    }
+
+    /// a or b of Lab as RKPixelTransform takes it. They are stored with a sign (TIFF 6.0, section
+    /// 23); 16 bits hold 256 steps for each of the 8-bit ones.
+    quint16 chromaAt(qint64 index) const
+    {
+        if (!m_isDeep)
+            return quint16(deepAt(index) ^ 0x8080U);
+        const quint32 chroma = deepAt(index) ^ 0x8000U;
+        return quint16(std::min(chroma + (chroma >> CHAR_BIT), 65535U));
     }
 
 private:
@@ -275,11 +292,40 @@ QImage decodedInks(TIFF* tiff, const QSize& size)
     return image;
 }
 
+/// Lab is relative to D50. libtiff takes its white for that of sRGB, which makes all colours
+/// yellow.
+QImage decodedLab(TIFF* tiff, const QSize& size)
+{
+    constexpr int kChannels = 3;
+    const int stored = numberOf(tiff, TIFFTAG_SAMPLESPERPIXEL);
+    const auto transform = RKPixelTransform::fromLab();
+    SampleRow row(tiff);
+    QImage image(size, QImage::Format_RGB32);
+    if (!transform || image.isNull() || stored < kChannels || !hasSize(tiff, size)
+        || !row.holds(qint64(size.width()) * stored))
+        return {};
+    std::vector<quint16> lab(size_t(size.width()) * kChannels);
+    for (int y = 0; y < size.height(); ++y) {
+        if (!row.read(y, 0))
+            return {};
+        for (int x = 0; x < size.width(); ++x) {
+            const qint64 from = qint64(x) * stored;
+            quint16* const to = &lab[size_t(x) * kChannels];
+            to[0] = row.deepAt(from);
+            to[1] = row.chromaAt(from + 1);
+            to[2] = row.chromaAt(from + 2);
+        }
+        transform->convertRow(lab.data(), reinterpret_cast<QRgb*>(image.scanLine(y)), size.width());
+    }
+    return image;
+}
+
 QImage decoded(TIFF* tiff, const RKTiffClaim& claim)
 {
     using Samples = RKTiffClaim::Samples;
     QImage image = claim.samples == Samples::GrayAndAlpha ? decodedGray(tiff, claim.size)
         : claim.samples == Samples::DeepInks              ? decodedInks(tiff, claim.size)
+        : claim.samples == Samples::Lab                   ? decodedLab(tiff, claim.size)
                                                           : decodedColors(tiff, claim.size);
     setResolution(tiff, image);
     return image;

@@ -210,6 +210,7 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
     constexpr qint64 kMinIsBlack = 1;
     constexpr qint64 kRgb = 2;
     constexpr qint64 kInks = 5;
+    constexpr qint64 kLab = 8;
     constexpr qint64 kSeparate = 2;
     constexpr qint64 kUnspecified = 0;
     constexpr qint64 kUnsigned = 1;
@@ -217,8 +218,8 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
         return Samples::Common;
     const qint64 photometric = directory.value(kPhotometric);
     const bool isDeep = bits == 16;
+    const bool hasPlanes = directory.value(kPlanarConfiguration) == kSeparate;
     if (photometric == kRgb) {
-        const bool hasPlanes = directory.value(kPlanarConfiguration) == kSeparate;
         return isDeep && ((hasPlanes && samples >= 3) || samples > 4) ? Samples::DeepColors
                                                                       : Samples::Common;
     }
@@ -228,6 +229,8 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
     if (photometric <= kMinIsBlack && samples > 1
         && directory.value(kExtraSamples, kUnspecified) != kUnspecified)
         return Samples::GrayAndAlpha;
+    if (photometric == kLab && samples >= 3 && !hasPlanes)
+        return Samples::Lab;
     return photometric == kInks && isDeep && samples >= 4 ? Samples::DeepInks : Samples::Common;
 }
 

@@ -23,6 +23,7 @@ struct RKTiffClaim
         DeepColors, ///< RGB of 16 bits in planes, or with more than one more sample
         GrayAndAlpha,
         DeepInks, ///< CMYK of 16 bits
+        Lab, ///< CIE Lab
     };
     Samples samples = Samples::Common;
     /// Whether the compressed bytes can hold the decoded ones.

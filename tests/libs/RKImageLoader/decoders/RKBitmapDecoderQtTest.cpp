@@ -326,8 +326,8 @@ private Q_SLOTS:
         }
     }
 
-    // Qt's reader takes planes of 16 bits for rows of pixels, loses the alpha of greys, and refuses
-    // inks of 16 bits.
+    // Qt's reader takes planes of 16 bits for rows of pixels, loses the alpha of greys, refuses
+    // inks of 16 bits, and takes the white of Lab for that of sRGB.
     void samplesThatQtGetsWrongAreRead()
     {
         // Each part is made of one pixel's bytes.
@@ -369,7 +369,9 @@ private Q_SLOTS:
             {tiff(1, {8, 8}, 1, {"\x33\xcc"}), qRgba(64, 64, 64, 204)},
             {tiff(0, {16, 16}, 2, {"\x37\x37", "\x64\x64"}), qRgba(200, 200, 200, 100)},
             {tiff(5, {16, 16, 16, 16}, 0, {{"\0\0\xff\xff\x80\x80\x33\x33", 8}}),
-                qRgb(204, 0, 101)}};
+                qRgb(204, 0, 101)},
+            {tiff(8, {8, 8, 8}, 0, {"\x80\x14\xec"}), qRgb(141, 108, 154)},
+            {tiff(8, {16, 16, 16}, 0, {{"\x80\x80\0\x14\0\xec", 6}}), qRgb(141, 108, 154)}};
         for (const auto& [file, color] : cases) {
             const QImage decoded = m_decoder.decode(file, "tif", {}, {});
             QCOMPARE(decoded.size(), QSize(64, 48));
