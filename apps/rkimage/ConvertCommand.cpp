@@ -241,7 +241,7 @@ public:
     {
         const QString target = output.name();
         const Writable isWritable
-            = output.isStandardOutput() ? Writable::Yes : writable(source.path, target, m_existing);
+            = output.isStandardOutput() ? Writable::Yes : writable(source, target, m_existing);
         if (isWritable != Writable::Yes)
             return unwritten(source, target, isWritable);
         RKMetaData metaData;
@@ -320,12 +320,12 @@ private:
     {
         Result result(source);
         result.insert(QStringLiteral("skipped"), isWritable == Writable::Skip);
-        const bool isItself = QFileInfo(source.path) == QFileInfo(target);
         if (isWritable == Writable::No) {
             result.fail(target,
                 RKMediaError(RKMediaErrorCode::NotWritable,
-                    isItself ? QStringLiteral("is the picture itself")
-                             : QStringLiteral("exists already; --overwrite replaces it")));
+                    source.isAt(target)
+                        ? QStringLiteral("is the picture itself")
+                        : QStringLiteral("exists already; --overwrite replaces it")));
         }
         return result;
     }

@@ -11,6 +11,11 @@ Result FileConversion::run(const InputFile& source, const OutputFile& target) co
         result.fail(name, error);
         return result;
     }
+    if (!target.isStandardOutput() && source.isAt(name)) {
+        result.fail(name,
+            RKMediaError(RKMediaErrorCode::NotWritable, QStringLiteral("is the picture itself")));
+        return result;
+    }
 
     RKMediaError error;
     const RKDrawable picture = read(RKMediaDescriptor(QFileInfo(source.path)), &error);

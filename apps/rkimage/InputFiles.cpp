@@ -67,6 +67,13 @@ QString InputFile::stem() const
         : QFileInfo(QFile::decodeName(name)).completeBaseName();
 }
 
+bool InputFile::isAt(const QString& other) const
+{
+    std::error_code ignored;
+    return fs::equivalent(
+        QFile::encodeName(path).toStdString(), QFile::encodeName(other).toStdString(), ignored);
+}
+
 void InputFile::release() const
 {
     const RKMediaDescriptor descriptor{QFileInfo(path)};

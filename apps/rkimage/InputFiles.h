@@ -26,6 +26,9 @@ struct InputFile
     /// What names of results begin with: the name without folder and extension.
     QString stem() const;
 
+    /// The path leads to this file: by its name, another one, or a link of either kind.
+    bool isAt(const QString& other) const;
+
     /// Frees what the library keeps of the file: that of thousands would fill the memory.
     void release() const;
 

@@ -1,5 +1,7 @@
 #include "OutputNames.h"
 
+#include "InputFiles.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -59,17 +61,17 @@ void Existing::addTo(CLI::App& command)
     skip->excludes(overwrite);
 }
 
-Writable writable(const QString& source, const QString& target, const Existing& existing)
+Writable writable(const InputFile& source, const QString& target, const Existing& existing)
 {
-    const QFileInfo from(source);
     const QFileInfo to(target);
     if (!to.exists() && !to.isSymLink())
         return Writable::Yes;
-    if (from.canonicalFilePath() == to.canonicalFilePath())
+    if (source.isAt(target))
         return Writable::No;
     if (existing.isSkipped)
         return Writable::Skip;
     if (existing.isUpdated)
-        return to.lastModified() < from.lastModified() ? Writable::Yes : Writable::Skip;
+        return to.lastModified() < QFileInfo(source.path).lastModified() ? Writable::Yes
+                                                                         : Writable::Skip;
     return existing.isOverwritten ? Writable::Yes : Writable::No;
 }

@@ -9,6 +9,8 @@ namespace CLI {
 class App;
 }
 
+struct InputFile;
+
 /// The targets of the results of many files: a folder, or a pattern of names.
 class OutputNames
 {
@@ -49,4 +51,4 @@ enum class Writable
 };
 
 /// Whether a target may be written; never if it is the source itself.
-Writable writable(const QString& source, const QString& target, const Existing& existing);
+Writable writable(const InputFile& source, const QString& target, const Existing& existing);

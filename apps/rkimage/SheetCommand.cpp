@@ -16,6 +16,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -96,6 +97,12 @@ int makeSheet(SheetArguments& arguments)
     }
 
     const std::vector<InputFile> files = arguments.files.all();
+    const auto isTarget = [&path](const InputFile& file) { return file.isAt(path); };
+    if (std::any_of(files.begin(), files.end(), isTarget)) {
+        sheet.fail(RKMediaError(
+            RKMediaErrorCode::NotWritable, QStringLiteral("is one of the files to show")));
+        return sheet.report();
+    }
     QList<SheetEntry> entries(qsizetype(files.size()));
     SheetEntry* const places = entries.data();
     ProgressBar progress(qint64(files.size()));

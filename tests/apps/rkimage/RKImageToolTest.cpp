@@ -15,6 +15,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <unistd.h>
+
 #include <cstdio>
 
 using namespace RKTestPictures;
@@ -181,8 +183,18 @@ private Q_SLOTS:
         const Run twins = runTool(u"convert -r many --out twins --format png --overwrite"_s);
         QVERIFY(twins.exitCode == 1 && twins.errors.size() == 1);
         QVERIFY(twins.errors[0].contains(u"another picture has the name twins/photo.png"));
-        // A file by itself, whatever is wanted.
-        QCOMPARE(exitCodeOf("convert --overwrite many/photo.jpg many/../many/photo.jpg"), 1);
+        // A file by itself, whatever is wanted and by whatever name.
+        QCOMPARE(::link("many/photo.jpg", "linked.jpg"), 0);
+        const QByteArray photo = read(u"linked.jpg"_s);
+        for (const char* command : {"convert --overwrite linked.jpg many/../many/photo.jpg",
+                 "convert --overwrite linked.jpg linked.jpg",
+                 "clip --center --production 9x9 --dpi 9 linked.jpg linked.jpg",
+                 "faces draw many/photo.jpg linked.jpg",
+                 "sheet -r many --out linked.jpg"})
+        {
+            QCOMPARE(exitCodeOf(command), 1);
+            QVERIFY2(read(u"linked.jpg"_s) == photo, command);
+        }
     }
 
     void thumbnailsNeverReplaceAFile()
