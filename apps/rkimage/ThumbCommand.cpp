@@ -71,21 +71,26 @@ public:
     {
     }
 
+    /// Why the map can't be used; no error if there is none yet.
+    RKMediaError readMap()
+    {
+        const RKMediaError error = m_mapFile.isEmpty() ? RKMediaError() : m_map.read(m_mapFile);
+        m_known = m_map;
+        return error;
+    }
+
     RKMediaError prepare(const std::vector<InputFile>& files)
     {
         if (!m_folder.mkpath(QStringLiteral("."))) {
             return RKMediaError(
                 RKMediaErrorCode::NotWritable, QStringLiteral("the folder can't be made"));
         }
-        if (!m_mapFile.isEmpty())
-            m_known = m_map = ThumbnailMap::read(m_mapFile);
         UniqueNames names(m_folder);
         for (const InputFile& file : files) {
-            const QString known = m_known.thumbnail(keyOf(file));
-            const QString base = file.stem();
-            m_targets.push_back(known.isEmpty()
-                    ? m_folder.filePath(names.next(base))
-                    : QFileInfo(known).dir().filePath(QFileInfo(known).completeBaseName()));
+            const QFileInfo known(m_known.thumbnail(keyOf(file)));
+            const bool isHere = isInFolder(known);
+            m_targets.push_back(
+                m_folder.filePath(isHere ? known.completeBaseName() : names.next(file.stem())));
         }
         return {};
     }
@@ -93,8 +98,9 @@ public:
     Outcome make(const InputFile& file, size_t index)
     {
         const QString key = keyOf(file);
-        if (m_known.isCurrent(key))
-            return {m_known.thumbnail(key), {}, true, {}};
+        if (const QString known = m_known.thumbnail(key);
+            m_known.isCurrent(key, m_side) && isInFolder(QFileInfo(known)))
+            return {known, {}, true, {}};
         Outcome outcome;
         const QImage picture = thumbnailOf(file, m_side, &outcome.error);
         if (picture.isNull())
@@ -107,7 +113,7 @@ public:
         outcome.thumbnail = target;
         outcome.size = picture.size();
         const std::lock_guard lock(m_mutex);
-        m_map.insert(key, QFileInfo(target).absoluteFilePath());
+        m_map.insert(key, QFileInfo(target).absoluteFilePath(), m_side);
         return outcome;
     }
 
@@ -120,6 +126,12 @@ private:
     static QString keyOf(const InputFile& file)
     {
         return QFileInfo(QFile::decodeName(file.name)).absoluteFilePath();
+    }
+
+    /// One map may have been used for several folders.
+    bool isInFolder(const QFileInfo& thumbnail) const
+    {
+        return !thumbnail.filePath().isEmpty() && thumbnail.absoluteDir() == m_folder;
     }
 
     QDir m_folder;
@@ -199,6 +211,8 @@ int makeThumbnails(ThumbArguments& arguments)
     if (OutputFile::isStandardOutput(arguments.folder))
         return sendThumbnail(files, arguments.side);
     ThumbnailFolder folder(arguments);
+    if (const RKMediaError error = folder.readMap(); error.isError())
+        return failAll(Arguments::toPath(arguments.map), error);
     if (!arguments.isShared) {
         if (const RKMediaError error = folder.prepare(files); error.isError())
             return failAll(Arguments::toPath(arguments.folder), error);
@@ -258,7 +272,7 @@ void addThumbCommand(CLI::App& app, Command& command)
         ->add_option("--map",
             arguments->map,
             "Keep in this file which thumbnail belongs to which picture, as lines of JSON; those "
-            "that are up to date aren't made again")
+            "of that folder and size that are up to date aren't made again")
         ->type_name("FILE")
         ->needs(folder);
     thumb->add_option("--jobs", arguments->jobs, "How many to make at the same time")

@@ -9,19 +9,26 @@
 class ThumbnailMap
 {
 public:
-    /// What the file says; nothing if there is none.
-    static ThumbnailMap read(const QString& path);
+    /// Adds what the file says, if there is one. A file that holds anything else is an error: it
+    /// would be lost.
+    RKMediaError read(const QString& path);
 
     /// The thumbnail that the file had; empty if none is known.
     QString thumbnail(const QString& source) const;
-    /// It is there, and not older than the file.
-    bool isCurrent(const QString& source) const;
+    /// It is there, was made for that side, and is not older than the file.
+    bool isCurrent(const QString& source, int side) const;
 
-    void insert(const QString& source, const QString& thumbnail);
+    void insert(const QString& source, const QString& thumbnail, int side);
 
     /// Replaces the file; no error if it has them all.
     RKMediaError write(const QString& path) const;
 
 private:
-    QHash<QString, QString> m_thumbnails;
+    struct Thumbnail
+    {
+        QString path;
+        int side = 0;
+    };
+
+    QHash<QString, Thumbnail> m_thumbnails;
 };

@@ -230,6 +230,13 @@ private Q_SLOTS:
         file.close();
         QCOMPARE(make(mapped), QByteArray("1 thumbnails, 0 failed\n"));
         QCOMPARE(QDir(u"small"_s).entryList(QDir::Files).size(), 1);
+        // Those of another size or folder aren't, and what is no map stays as it is.
+        QCOMPARE(exitCodeOf("thumb -r home --ext jpg --size 64 --out small --map small.jsonl"), 0);
+        QCOMPARE(QImage(u"small/%41 ü.jpg"_s).width(), 64);
+        QCOMPARE(make("--out other --map small.jsonl"), QByteArray("1 thumbnails, 0 failed\n"));
+        write(u"small.jsonl"_s, "no map");
+        QCOMPARE(make(mapped), QByteArray());
+        QCOMPARE(read(u"small.jsonl"_s), QByteArray("no map"));
 
         qputenv("XDG_CACHE_HOME", m_folder.filePath(u"cache"_s).toUtf8());
         QCOMPARE(make("--freedesktop"), QByteArray("1 thumbnails, 0 failed\n"));
