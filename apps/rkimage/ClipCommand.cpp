@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -100,9 +101,10 @@ QRectF partOf(const QSizeF& size, const ClipOptions& options)
 int reachedDpi(const QRectF& part, const ClipOptions& options)
 {
     constexpr double kTenthsOfMillimetresPerInch = 254;
-    return int(std::min(part.width() / options.production.width(),
-                   part.height() / options.production.height())
-        * kTenthsOfMillimetresPerInch);
+    const double dpi = std::min(part.width() / options.production.width(),
+                           part.height() / options.production.height())
+        * kTenthsOfMillimetresPerInch;
+    return int(std::min<double>(dpi, std::numeric_limits<int>::max()));
 }
 
 void tellResolution(const QString& target, int reached, const ClipOptions& options)

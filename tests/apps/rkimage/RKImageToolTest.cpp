@@ -457,6 +457,9 @@ private Q_SLOTS:
                                    "--dpi 400 --allow-upscaling"_s);
         QVERIFY(middle.exitCode == 0 && middle.errors.value(0).contains(u"300 dpi are less"));
         QCOMPARE(quadrantColors(QImage(u"part.png"_s)), quadrantColors(QImage(u"ä.jpg"_s)));
+        // Of more than a number holds.
+        QVERIFY(runTool(u"clip ä.jpg part.png --center --production 1e-9x1e-9 --dpi 1"_s)
+                    .output.contains("2147483647 dpi"));
         QCOMPARE(
             exitCodeOf("clip ä.jpg no.png --rect 300,0,200,100 --production 9x9 --dpi 300"), 1);
         QVERIFY(!QFile::exists(u"no.png"_s));
