@@ -310,20 +310,22 @@ private:
     bool m_isOwn = false;
 };
 
-QDateTime modified(const QString& path)
+/// In full: Qt cuts it to milliseconds, and sets none of those before 1970.
+fs::file_time_type modified(const fs::path& path)
 {
-    return QFileInfo(path).lastModified();
+    std::error_code ignored;
+    return fs::last_write_time(path, ignored);
 }
 
 /// No error if the file has the time.
-RKMediaError setModified(const QString& path, const QDateTime& time)
+RKMediaError setModified(const fs::path& path, fs::file_time_type time)
 {
-    QFile file(path);
-    if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)
-        && file.setFileTime(time, QFileDevice::FileModificationTime))
-        return {};
-    return RKMediaError(RKMediaErrorCode::NotWritable,
-        QStringLiteral("the time of the last change can't be kept: %1").arg(file.errorString()));
+    std::error_code error;
+    fs::last_write_time(path, time, error);
+    return error ? RKMediaError(RKMediaErrorCode::NotWritable,
+               QStringLiteral("the time of the last change can't be kept: %1")
+                   .arg(QString::fromLocal8Bit(error.message().c_str())))
+                 : RKMediaError();
 }
 
 /// Makes the file as wanted; failures are noted in the result.
@@ -333,7 +335,7 @@ void save(const InputFile& file,
     const MetaDataChanges& changes,
     Result& result)
 {
-    const QString path = descriptor.absoluteFilePath();
+    const fs::path path = QFile::encodeName(descriptor.absoluteFilePath()).toStdString();
     BackupFile backup(file);
     if (changes.backup == MetaDataChanges::Backup::Keep) {
         if (const RKMediaError error = backup.make(); error.isError()) {
@@ -341,12 +343,12 @@ void save(const InputFile& file,
             return;
         }
     }
-    const QDateTime before = modified(path);
+    const fs::file_time_type before = modified(path);
     RKMediaError error;
-    const bool isSaved = RKImageLoader::instance()->save(descriptor, metaData, &error);
-    // A file that is as wanted is not written.
+    RKImageLoader::instance()->save(descriptor, metaData, &error);
+    // A file that is as wanted is not written. One that is, and failed, needs its backup most.
     const bool isWritten = modified(path) != before;
-    if (!isSaved || !isWritten)
+    if (!isWritten)
         backup.drop();
     if (isWritten && changes.fileTime == MetaDataChanges::FileTime::Keep) {
         const RKMediaError timeError = setModified(path, before);
