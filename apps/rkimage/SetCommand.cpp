@@ -22,12 +22,15 @@
 #include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -411,11 +414,26 @@ Result changeFile(const InputFile& file, const MetaDataChanges& changes)
     return result;
 }
 
+/// Device and number, which are the same by all names of a file.
+std::pair<dev_t, ino_t> idOf(const InputFile& file)
+{
+    struct stat status = {};
+    ::stat(QFile::encodeName(file.path).constData(), &status);
+    return {status.st_dev, status.st_ino};
+}
+
 int changeFiles(InputFiles& files, const MetaDataChanges& changes)
 {
     int failures = 0;
+    // As they are after the change, which gives most of them another number.
+    std::set<std::pair<dev_t, ino_t>> changed;
     files.forEach([&](const InputFile& file) {
-        failures += changeFile(file, changes).report() != Output::AllDone;
+        // A turn or a shift would be made once more by each name and link.
+        const bool isAgain = changed.count(idOf(file)) != 0;
+        const Result result = isAgain ? Result(file) : changeFile(file, changes);
+        if (result.isDone() && changes.mode == MetaDataChanges::Mode::Write)
+            changed.insert(idOf(file));
+        failures += result.report() != Output::AllDone;
         file.release();
     });
     return files.finish(failures);
