@@ -81,15 +81,13 @@ RKXmpNamespaces::Table knownNamespaces()
     return table;
 }
 
-/// Some writers leave bytes after the end of a packet, for which exiv2 refuses all of it.
-void decodeUpToEnd(Exiv2::Image& image)
+/// Some writers leave bytes after the end of a packet, for which exiv2 refuses all of it, as it
+/// does for UTF-16 that begins with the lower byte, and for UTF-32.
+void decodeRefused(Exiv2::Image& image)
 {
-    // Unless it is constant, the image encodes its data when it is asked for the packet.
-    const Exiv2::Image& known = image;
-    std::string packet
-        = known.xmpPacket().empty() ? known.xmpData().xmpPacket() : known.xmpPacket();
-    if (!known.xmpData().empty() || packet.empty())
+    if (!image.xmpData().empty())
         return;
+    std::string packet = RKExiv2XmpPackets::packetOf(image);
     for (const std::string_view mark : {"<?xpacket end", "</x:xmpmeta"}) {
         const size_t end = packet.find('>', packet.rfind(mark));
         if (end == std::string::npos)
@@ -191,7 +189,7 @@ void RKExiv2Library::readMetadata(Exiv2::Image& image)
     const RKExiv2SegmentProbe segments(image);
     const QWriteLocker xmpLocker(segments.mayHaveXmp() ? xmpLock() : nullptr);
     image.readMetadata();
-    decodeUpToEnd(image);
+    decodeRefused(image);
     if (RKExiv2Compat::isSidecar(image)) {
         deriveFromFinalKeys(image);
         RKSidecarDate::read(image);

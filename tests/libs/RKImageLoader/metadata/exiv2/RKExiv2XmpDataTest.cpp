@@ -10,6 +10,7 @@
 #include "support/RKTimeLimit.h"
 #include "support/RKXmpFixtures.h"
 
+#include <QStringEncoder>
 #include <QTimeZone>
 
 using namespace RKMetadataFixtures;
@@ -232,13 +233,18 @@ private Q_SLOTS:
         }
     }
 
-    void bytesAfterThePacketAreIgnored()
+    // Bytes after the end, and UTF-16 that begins with the lower byte.
+    void packetsThatExiv2RefusesAreRead()
     {
         const std::string packet = "<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
             + packetOf("xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\"4\"", "")
             + "<?xpacket end=\"w\"?>";
-        for (const char* stray : {"xyz", "<a/><b>", "\x1c\x02\x50"}) {
-            QByteArray file = jpegWith(packet + stray);
+        const QByteArray utf16
+            = QStringEncoder(QStringConverter::Utf16LE)(QString::fromStdString(packet));
+        for (const std::string& refused :
+            {packet + "xyz", packet + "<a/><b>", packet + "\x1c\x02\x50", utf16.toStdString()})
+        {
+            QByteArray file = jpegWith(refused);
             QCOMPARE(RKExiv2Wrapper(file).adobeRating(), 4);
             RKExiv2Wrapper changed(file);
             changed.setTamoRating(2);
