@@ -207,6 +207,8 @@ void RKFfmpegFile::readFacts()
     m_facts.location = metaDataText("com.apple.quicktime.location.ISO6709");
     if (m_facts.location.isEmpty())
         m_facts.location = metaDataText("location");
+    // FFmpeg prints the numbers of 3GPP's box with the decimal comma of the program's locale.
+    m_facts.location.replace(QLatin1Char(','), QLatin1Char('.'));
 }
 
 /// An entry of the container's metadata; empty if missing.

@@ -35,7 +35,8 @@ private Q_SLOTS:
         m_clip = make({.name = "clip.mp4",
                           .options = "-metadata creation_time=2021-07-04T13:45:10 -movflags "
                                      "+use_metadata_tags -metadata "
-                                     "com.apple.quicktime.model=iPhone",
+                                     "com.apple.quicktime.model=iPhone -metadata "
+                                     "location=+40,6800-074,5000/",
                           .frames = 50},
             m_folder.path());
         m_single = make({.name = "single.mkv", .frames = 1}, m_folder.path());
@@ -59,6 +60,8 @@ private Q_SLOTS:
         QCOMPARE(metaData.unrotatedSize(), kSize);
         QCOMPARE(metaData.pictureTaken(), QDateTime(QDate(2021, 7, 4), QTime(13, 45, 10)));
         QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifModel), u"iPhone"_s);
+        // As it comes from FFmpeg where the decimal point is a comma.
+        QCOMPARE(metaData.geoPosition(), RKGeoPosition(40.68, -74.5));
         QCOMPARE(metaData.read(RKMetaDataFieldEnum::exifImageDescription), u"12"_s);
         QCOMPARE(metaData.read(RKMetaDataFieldEnum::originalFilename), m_clip);
         QVERIFY(
