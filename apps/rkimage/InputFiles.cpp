@@ -1,5 +1,6 @@
 #include "InputFiles.h"
 
+#include "Arguments.h"
 #include "Interruption.h"
 #include "Output.h"
 #include "ProgressBar.h"
@@ -136,8 +137,13 @@ void InputFiles::forEach(const std::function<void(const InputFile& file)>& work)
             fail(argument,
                 RKMediaError(RKMediaErrorCode::NotAFile,
                     QStringLiteral("is a folder; --recursive works on its files")));
-        } else if (!visitFolder(argument, {}, visit)) {
-            return;
+        } else {
+            const qsizetype before = m_handled + m_failures;
+            if (!visitFolder(argument, {}, visit))
+                return;
+            // Nothing to do looks like all done.
+            if (m_handled + m_failures == before)
+                Output::warn(Arguments::toPath(argument), QStringLiteral("holds no such files"));
         }
     }
 }
@@ -196,7 +202,8 @@ bool InputFiles::isWanted(const std::string& path) const
         return RKMediaLoader::instance()->supportsMediaFormat(RKMediaFormat(extension.toLatin1()));
     return std::any_of(
         m_extensions.begin(), m_extensions.end(), [&extension](const std::string& wanted) {
-            return QString::fromStdString(wanted).toLower() == extension;
+            const QString name = QString::fromStdString(wanted).trimmed().toLower();
+            return name == extension || name == u'.' + extension;
         });
 }
 

@@ -374,9 +374,10 @@ private Q_SLOTS:
             exitCodeOf("set -r trip again.jpg --shift-taken +1:00 --backup --preserve-mtime"), 0);
         QCOMPARE(read(file + u'~'), before);
         QVERIFY(fs::last_write_time("trip/one.jpg") == time);
-        const Run table = runTool(u"info -r trip --ext jpg --fields file,pictureTaken,size"_s);
+        const Run table = runTool(u"info -r trip --ext png,.JPG --fields file,pictureTaken,size"_s);
         QCOMPARE(table.output,
             QByteArray("file,pictureTaken,size\ntrip/one.jpg,2022-01-01T00:30:00+05:30,400 300\n"));
+        QCOMPARE(runTool(u"check -r trip --ext jgp"_s).errors.size(), 1);
         const Run misspelt = runTool(u"info trip/one.jpg --fields camera.len"_s);
         QVERIFY(misspelt.exitCode == 0 && misspelt.errors.value(0).contains(u"\"camera.lens\""));
         // The first backup stays, and a change that changes nothing has none.
