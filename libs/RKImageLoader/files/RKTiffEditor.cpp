@@ -118,14 +118,15 @@ std::optional<RKTiffEditor::Place> RKTiffEditor::findSubdirectory(
     for (const RKTiffStructure::Entry& entry : tiff.entriesOf(parent->directory)) {
         if (entry.tag == pointerTag && entry.count > 0) {
             const quint32 directory = tiff.numberAt(entry.field);
-            return tiff.hasDirectoryAt(directory) ? std::optional(Place{directory, entry.field})
-                                                  : std::nullopt;
+            const bool isFound = RKTiffStructure::leadsToDirectories(entry) && entry.count == 1
+                && tiff.hasDirectoryAt(directory);
+            return isFound ? std::optional(Place{directory, entry.field}) : std::nullopt;
         }
     }
     return Place();
 }
 
-/// nullopt for one that lies outside of the structure.
+/// nullopt for one that lies outside of the structure, or that readers would not find.
 std::optional<RKTiffEditor::Place> RKTiffEditor::find(Directory directory) const
 {
     const Place image{read().firstDirectory(), RKTiffStructure::kFirstDirectoryPointer};

@@ -255,7 +255,7 @@ std::optional<std::vector<Directory>> RKTiffStructure::directories() const
         for (const Entry& entry : directory.entries) {
             const quint64 count = valueRange(entry) ? entry.count : 0;
             strips += isOffsets(entry.tag) ? count : 0;
-            if (!isPointer(entry.tag) || !isPlace(entry.type))
+            if (!leadsToDirectories(entry))
                 continue;
             places += count;
             if (places > kMaxPlaces)
@@ -276,6 +276,11 @@ std::optional<std::vector<Directory>> RKTiffStructure::directories() const
         found.push_back(std::move(directory));
     }
     return found;
+}
+
+bool RKTiffStructure::leadsToDirectories(const Entry& entry)
+{
+    return isPointer(entry.tag) && isPlace(entry.type);
 }
 
 bool RKTiffStructure::isPointer(quint16 tag)

@@ -86,6 +86,9 @@ public:
     /// Whether the tag's value is the place of further directories.
     static bool isPointer(quint16 tag);
 
+    /// Whether readers find these directories: the tag also has a type of places.
+    static bool leadsToDirectories(const Entry& entry);
+
 private:
     std::optional<QByteArrayView> fetched(qint64 place, quint64 size) const;
     std::optional<quint16> countAt(qint64 place) const;
