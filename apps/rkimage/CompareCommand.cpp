@@ -105,15 +105,18 @@ QJsonObject toJson(const PictureDifference& difference, const QSize& size)
 /// Returns whether the pictures are as alike as wanted; failures are noted in the result.
 bool compare(const CompareArguments& arguments, Result& result)
 {
-    const auto pictureOf = [](const std::string& argument) {
+    const QString target = Arguments::toPath(arguments.target);
+    const RKMediaDescriptor to{QFileInfo(target)};
+    RKMediaError error = target.isEmpty() ? RKMediaError() : Writing::formatError(to);
+    const auto pictureOf = [&](const std::string& argument) {
         const InputFile file = InputFile::of(argument);
+        if (file.isAt(target))
+            error = RKMediaError(
+                RKMediaErrorCode::NotWritable, QStringLiteral("is one of the pictures"));
         return Picture{Arguments::toPath(argument), RKMediaDescriptor(QFileInfo(file.path)), {}};
     };
     Picture first = pictureOf(arguments.first);
     Picture second = pictureOf(arguments.second);
-    const QString target = Arguments::toPath(arguments.target);
-    const RKMediaDescriptor to{QFileInfo(target)};
-    RKMediaError error = target.isEmpty() ? RKMediaError() : Writing::formatError(to);
     if (error.isError()) {
         result.fail(target, error);
         return false;

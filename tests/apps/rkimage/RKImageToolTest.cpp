@@ -192,6 +192,7 @@ private Q_SLOTS:
                  "convert --overwrite linked.jpg linked.jpg",
                  "clip --center --production 9x9 --dpi 9 linked.jpg linked.jpg",
                  "faces draw many/photo.jpg linked.jpg",
+                 "compare many/photo.jpg many/more/photo.jpg --diff linked.jpg",
                  "sheet -r many --out linked.jpg"})
         {
             QCOMPARE(exitCodeOf(command), 1);
