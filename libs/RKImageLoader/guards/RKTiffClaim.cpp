@@ -18,6 +18,7 @@ constexpr quint16 kPhotometric = 262;
 constexpr quint16 kSamplesPerPixel = 277;
 constexpr quint16 kRowsPerStrip = 278;
 constexpr quint16 kPlanarConfiguration = 284;
+constexpr quint16 kColorMap = 320;
 constexpr quint16 kTileWidth = 322;
 constexpr quint16 kTileHeight = 323;
 constexpr quint16 kExtraSamples = 338;
@@ -95,6 +96,18 @@ public:
         const auto found = entry(tag);
         const Values values = found ? valuesOf(*found) : Values();
         return values.count > 0 ? at(values, 0) : otherwise;
+    }
+
+    // Whether no number of an entry needs more than 8 bits.
+    bool holdsBytes(quint16 tag) const
+    {
+        const auto found = entry(tag);
+        const Values values = found ? valuesOf(*found) : Values();
+        for (qint64 i = 0; i < values.count; ++i) {
+            if (at(values, i) > UCHAR_MAX)
+                return false;
+        }
+        return values.count > 0;
     }
 
     // The bytes of all strips or tiles that are in the file.
@@ -209,6 +222,7 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
     using Samples = RKTiffClaim::Samples;
     constexpr qint64 kMinIsBlack = 1;
     constexpr qint64 kRgb = 2;
+    constexpr qint64 kPalette = 3;
     constexpr qint64 kInks = 5;
     constexpr qint64 kLab = 8;
     constexpr qint64 kSeparate = 2;
@@ -223,6 +237,8 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
         return isDeep && ((hasPlanes && samples >= 3) || samples > 4) ? Samples::DeepColors
                                                                       : Samples::Common;
     }
+    if (photometric == kPalette)
+        return directory.holdsBytes(kColorMap) ? Samples::ByteColors : Samples::Common;
     // Rows of tiles are not read.
     if (directory.has(kTileWidth))
         return Samples::Common;

@@ -24,6 +24,7 @@ struct RKTiffClaim
         GrayAndAlpha,
         DeepInks, ///< CMYK of 16 bits
         Lab, ///< CIE Lab
+        ByteColors, ///< a palette of colours with 8 bits instead of 16
     };
     Samples samples = Samples::Common;
     /// Whether the compressed bytes can hold the decoded ones.

@@ -327,7 +327,7 @@ private Q_SLOTS:
     }
 
     // Qt's reader takes planes of 16 bits for rows of pixels, loses the alpha of greys, refuses
-    // inks of 16 bits, and takes the white of Lab for that of sRGB.
+    // inks of 16 bits, takes the white of Lab for that of sRGB, and 8 bits in a palette for 16.
     void samplesThatQtGetsWrongAreRead()
     {
         // Each part is made of one pixel's bytes.
@@ -336,7 +336,7 @@ private Q_SLOTS:
                               quint32 extra,
                               const QByteArrayList& parts) {
             constexpr quint32 kPixels = 64 * 48;
-            constexpr quint32 kBegin = 256;
+            constexpr quint32 kBegin = 2048;
             const quint32 part = kPixels * quint32(parts[0].size());
             QList<quint32> places;
             QByteArray data;
@@ -356,7 +356,9 @@ private Q_SLOTS:
                         {278, RKTestTiff::kLong, {48}},
                         {279, RKTestTiff::kLong, QList<quint32>(parts.size(), part)},
                         {284, RKTestTiff::kShort, {parts.size() > 1 ? 2U : 1U}},
-                        {338, RKTestTiff::kShort, {extra}}});
+                        photometric == 3
+                            ? RKTestTiff::Entry{320, RKTestTiff::kShort, QList<quint32>(768, 200)}
+                            : RKTestTiff::Entry{338, RKTestTiff::kShort, {extra}}});
             return QByteArray(file.leftJustified(kBegin, '\0') + data);
         };
         const QByteArray planes
@@ -368,6 +370,7 @@ private Q_SLOTS:
             {tiff(1, {8, 8}, 0, {"\xc8\x64"}), qRgb(200, 200, 200)},
             {tiff(1, {8, 8}, 1, {"\x33\xcc"}), qRgba(64, 64, 64, 204)},
             {tiff(0, {16, 16}, 2, {"\x37\x37", "\x64\x64"}), qRgba(200, 200, 200, 100)},
+            {tiff(3, {8}, 0, {"\x64"}), qRgb(200, 200, 200)},
             {tiff(5, {16, 16, 16, 16}, 0, {{"\0\0\xff\xff\x80\x80\x33\x33", 8}}),
                 qRgb(204, 0, 101)},
             {tiff(8, {8, 8, 8}, 0, {"\x80\x14\xec"}), qRgb(141, 108, 154)},
