@@ -5,11 +5,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <exception>
 #include <thread>
 #include <vector>
 
-/// Calls work(0) to work(count - 1), each once and in about this order, in several threads. Begins
-/// no more of them after an interruption.
+/// Calls work(0) to work(count - 1), each once and in about this order, in several threads, of
+/// which the caller's is one. Begins no more of them after an interruption.
 template <typename Work>
 void runInParallel(size_t count, int threadCount, Work work)
 {
@@ -19,8 +20,13 @@ void runInParallel(size_t count, int threadCount, Work work)
             work(i);
     };
     std::vector<std::thread> threads;
-    while (threads.size() < std::min(size_t(threadCount), count))
-        threads.emplace_back(run);
+    try {
+        while (threads.size() + 1 < std::min(size_t(threadCount), count))
+            threads.emplace_back(run);
+    } catch (const std::exception&) {
+        // The system gives no more threads or memory; those that there are do it, too.
+    }
+    run();
     for (std::thread& thread : threads)
         thread.join();
 }

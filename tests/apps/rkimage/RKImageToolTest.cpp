@@ -560,6 +560,9 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("sheet album/photo.jpg --out sheet.png --size 500"), 0);
         QVERIFY(QImage(u"sheet.png"_s).height() > 400);
         QCOMPARE(exitCodeOf("sheet album --out none.html"), 1);
+        // Stacks larger than the memory: no other thread can be started.
+        const QString tool = u"ulimit -s 300000000; exec "_s + QLatin1String(RK_TOOL);
+        QCOMPARE(QProcess::execute(u"sh"_s, {u"-c"_s, tool + u" check -r album --jobs 8"_s}), 1);
         // The folder of the test can't.
         QCOMPARE(::remove("album/\xff.jpg"), 0);
     }
