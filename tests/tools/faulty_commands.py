@@ -61,6 +61,9 @@ compare: compare in/photo.jpg in/faces.jpg --diff out/difference.png
 OVERVIEWS = {"out/sheet.png": b"IEND\xaeB`\x82", "out/frames.png": b"IEND\xaeB`\x82", "out/sheet.pdf": b"%%EOF\n",
              "out/sheet.html": b"</html>\n", "out/map.jsonl": b"}\n"}
 
+# A map of thumbnails replaces nothing but one.
+OLD = b'{"file": "old"}\n'
+
 
 def is_overview(file, content):
     return content == b"" if file == "out/map.jsonl" and not content else (
@@ -116,7 +119,7 @@ class Command:
     def make_files(self):
         for name in "in", "out", "cache", "tmp":
             (self.path / name).mkdir(parents=True, exist_ok=True)
-        for name, content in {**self.options.files, **{name: b"old\n" for name in self.old}}.items():
+        for name, content in {**self.options.files, **{name: OLD for name in self.old}}.items():
             file = self.path / name
             file.parent.mkdir(exist_ok=True)
             file.write_bytes(content)
