@@ -82,7 +82,8 @@ RKXmpNamespaces::Table knownNamespaces()
 }
 
 /// Some writers leave bytes after the end of a packet, for which exiv2 refuses all of it, as it
-/// does for UTF-16 that begins with the lower byte, and for UTF-32.
+/// does for UTF-16 that begins with the lower byte, and for UTF-32. Where RDF has a prefix of its
+/// own, it finds nothing.
 void decodeRefused(Exiv2::Image& image)
 {
     if (!image.xmpData().empty())
@@ -94,7 +95,8 @@ void decodeRefused(Exiv2::Image& image)
             continue;
         packet.resize(end + 1);
         Exiv2::XmpData data;
-        if (Exiv2::XmpParser::decode(data, packet) == 0) {
+        std::string known = packet;
+        if (RKExiv2XmpPackets::decodeWithKnownPrefixes(&known, &data) == 0) {
             image.xmpPacket() = packet;
             image.xmpData() = data;
         }

@@ -131,8 +131,10 @@ int RKExiv2XmpPackets::decodeWithKnownPrefixes(std::string* packet, Exiv2::XmpDa
     registerForeign(namespaces);
     if (const int failure = decode(*packet, data); failure != 0)
         return failure;
+    // exiv2 finds nothing where RDF itself has another prefix than "rdf".
+    const bool isRead = !data->empty() || namespaces.empty();
     RKXmpPacketParser parser;
-    if (!hasForeignKeys(*data, namespaces) || !parser.parse(*packet))
+    if ((isRead && !hasForeignKeys(*data, namespaces)) || !parser.parse(*packet))
         return 0;
     std::string renamed = RKXmpPacketParser::serialize(parser.document());
     RKExiv2Library::refreshNamespaces();

@@ -2,6 +2,7 @@
 #include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ImageReader_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2Library_p.h"
+#include "RKImageLoader/metadata/exiv2/RKExiv2XmpPackets_p.h"
 #include "RKImageLoader/metadata/saving/RKSaveProof_p.h"
 #include "RKImageLoader/xmp/RKXmpPacketEditor_p.h"
 
@@ -36,6 +37,14 @@ std::set<RKXmpPacketEditor::Name> namesOf(const std::set<std::string>& propertie
             key.tagName()});
     }
     return names;
+}
+
+/// With the packet's own prefixes, unless exiv2 finds nothing by them.
+void decode(std::string packet, Exiv2::XmpData* data)
+{
+    Exiv2::XmpParser::decode(*data, packet);
+    if (data->empty())
+        RKExiv2XmpPackets::decodeWithKnownPrefixes(&packet, data);
 }
 
 } // namespace
@@ -216,7 +225,7 @@ QString RKSaveProof::lossOnReading(const RKImageContent& after) const
         return QStringLiteral("the picture would have another size");
     RKImageFamilies wanted = m_wanted.families;
     if (!m_wanted.xmpPacket.empty())
-        Exiv2::XmpParser::decode(wanted.xmp, m_wanted.xmpPacket);
+        decode(m_wanted.xmpPacket, &wanted.xmp);
     RKImageFamilies read{
         std::move(image->exifData()), std::move(image->iptcData()), std::move(image->xmpData())};
     // The same bytes, of which reading makes keys with the prefixes of the packet.
@@ -228,7 +237,7 @@ QString RKSaveProof::lossOnReading(const RKImageContent& after) const
         read.iptc = wanted.iptc;
         // With the keys that the wanted packet has.
         if (!m_wanted.xmpPacket.empty())
-            Exiv2::XmpParser::decode(read.xmp, after.readable().toStdString());
+            decode(after.readable().toStdString(), &read.xmp);
     }
     const QString difference = RKFamilyChanges(wanted, read).firstDifference();
     return difference.isEmpty() ? difference

@@ -233,7 +233,7 @@ private Q_SLOTS:
         }
     }
 
-    // Bytes after the end, and UTF-16 that begins with the lower byte.
+    // Bytes after the end, UTF-16 that begins with the lower byte, and RDF by another name.
     void packetsThatExiv2RefusesAreRead()
     {
         const std::string packet = "<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
@@ -241,8 +241,14 @@ private Q_SLOTS:
             + "<?xpacket end=\"w\"?>";
         const QByteArray utf16
             = QStringEncoder(QStringConverter::Utf16LE)(QString::fromStdString(packet));
-        for (const std::string& refused :
-            {packet + "xyz", packet + "<a/><b>", packet + "\x1c\x02\x50", utf16.toStdString()})
+        for (const std::string& refused : {packet + "xyz",
+                 packet + "<a/><b>",
+                 packet + "\x1c\x02\x50",
+                 utf16.toStdString(),
+                 QByteArray::fromStdString(packet)
+                     .replace("rdf:", "r:")
+                     .replace(":rdf=", ":r=")
+                     .toStdString()})
         {
             QByteArray file = jpegWith(refused);
             QCOMPARE(RKExiv2Wrapper(file).adobeRating(), 4);
