@@ -79,9 +79,9 @@ public:
     /// Replaces the held size; nothing is written to a file.
     void forceSetSize(const QSize& size);
     /// Adapts the metadata to other pixels than those it was read with, of a scaled picture for
-    /// instance. Recorded sizes become the given one. The thumbnail, and what a TIFF-based file
-    /// says about how it stores its pixels, are dropped. The orientation, the profile and the faces
-    /// are left to the caller.
+    /// instance. Recorded sizes become the given one. The thumbnail, what a TIFF-based file says
+    /// about how it stores its pixels, and tags of types that there are not, are dropped. The
+    /// orientation, the profile and the faces are left to the caller.
     void adaptToPixels(const QSize& size);
 
     /// 1 to 8 (Exif 2.32, 4.6.4, tag 0x0112); 0 if none is recorded.

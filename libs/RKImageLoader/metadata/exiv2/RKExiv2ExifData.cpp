@@ -1,4 +1,5 @@
 #include "RKImageLoader/files/RKByteReader_p.h"
+#include "RKImageLoader/files/RKTiffTags_p.h"
 #include "RKImageLoader/guards/RKEmbeddedPicture_p.h"
 #include "RKImageLoader/metadata/exiv2/RKCameraFaces_p.h"
 #include "RKImageLoader/metadata/exiv2/RKExiv2ExifData_p.h"
@@ -603,8 +604,11 @@ void RKExiv2ExifData::eraseThumbnail()
 void RKExiv2ExifData::adaptToPixels(const QSize& size)
 {
     // A profile is the container's part, which stays; a TIFF-based file has it among its tags.
+    // Readers that meet a type that there is not give up what follows it.
     eraseIf(m_exifData, [](const auto& datum) {
-        return isInThumbnail(datum) || describesPixels(datum) || datum.key() == kProfileKey;
+        return isInThumbnail(datum) || describesPixels(datum) || datum.key() == kProfileKey
+            || (RKTiffType::sizeOf(quint16(datum.typeId())) == 0
+                && !RKExiv2ExifMerge::isOfMakerNote(datum.groupName()));
     });
     m_secondDirectoryIsPage = false;
     m_thumbnailChanged = true;

@@ -7,6 +7,7 @@
 #include "RKImageLoader/metadata/RKMetaDataField.h"
 #include "support/RKMetadataFixtures.h"
 #include "support/RKQuietTest.h"
+#include "support/RKTestTiff.h"
 
 #include <QColorSpace>
 
@@ -297,6 +298,17 @@ private Q_SLOTS:
             = wrapperWith({{"Xmp.exif.PixelXDimension", "400"}, {"Xmp.xmp.Thumbnails", "old"}});
         wrapper.adaptToPixels({40, 30});
         QCOMPARE(wrapper.allData(), wrapperWith({{"Xmp.exif.PixelXDimension", "40"}}).allData());
+    }
+
+    // As the first tag of a new file, one of type 0 would hide all others.
+    void otherPixelsHaveNoTagsOfUnknownTypes()
+    {
+        RKExiv2Wrapper wrapper(QByteArray("II*\0\x08\0\0\0", 8)
+            + RKTestTiff::directory(
+                8, {{1, 0, {206}}, {0x010f, RKTestTiff::kText, {'S', 'O', 'N', 'Y'}}}));
+        QVERIFY(wrapper.allData().contains(u"Exif.Image.0x0001"_s));
+        wrapper.adaptToPixels({40, 30});
+        QCOMPARE(wrapper.allData().keys(), QStringList{u"Exif.Image.Make"_s});
     }
 
     void quarterTurnsFollowTheOrientation()
