@@ -13,7 +13,7 @@ constexpr qsizetype kHeaderSize = 8;
 
 // A file with more was made to cost time: ten thousand pages have a tenth of these entries, and few
 // pictures have as many strips or tiles.
-constexpr size_t kMaxDirectories = 10'000;
+constexpr quint64 kMaxDirectories = 10'000;
 constexpr quint64 kMaxPlaces = 10 * kMaxDirectories;
 constexpr quint64 kMaxEntries = 2'000'000;
 constexpr quint64 kMaxStrips = 1'000'000;
@@ -70,6 +70,43 @@ bool isCredible(const std::vector<Entry>& entries)
     });
 }
 
+/// What a structure may hold without having been made to cost time.
+class Budget
+{
+public:
+    explicit Budget(qsizetype bytes)
+        : m_entries(std::min(kMaxEntries, quint64(bytes) / RKTiffStructure::kEntrySize))
+        , m_strips(std::min(kMaxStrips, quint64(bytes) / sizeof(quint16)))
+    {
+    }
+
+    bool takesDirectory(quint64 entries)
+    {
+        return take(m_directories, 1) && take(m_entries, entries);
+    }
+
+    /// count: of the values that the entry has within the structure.
+    bool takesValues(const Entry& entry, quint64 count)
+    {
+        return take(m_strips, isOffsets(entry.tag) ? count : 0)
+            && take(m_places, RKTiffStructure::leadsToDirectories(entry) ? count : 0);
+    }
+
+private:
+    static bool take(quint64& rest, quint64 count)
+    {
+        if (count > rest)
+            return false;
+        rest -= count;
+        return true;
+    }
+
+    quint64 m_directories = kMaxDirectories;
+    quint64 m_places = kMaxPlaces;
+    quint64 m_entries;
+    quint64 m_strips;
+};
+
 /// Places that are still to be looked at.
 struct Candidate
 {
@@ -79,6 +116,15 @@ struct Candidate
     int chained = -1;
     bool isExpected = true;
 };
+
+/// What a directory is followed by.
+Candidate next(const Candidate& directory, quint32 place)
+{
+    if (directory.chained < 0)
+        return {directory.path + "/next", place, -1, false};
+    const int number = directory.chained + 1;
+    return {"IFD" + QByteArray::number(number), place, number};
+}
 
 } // namespace
 
@@ -232,11 +278,7 @@ std::optional<std::vector<Directory>> RKTiffStructure::directories() const
     std::vector<Directory> found;
     if (!m_isValid)
         return found;
-    const quint64 maxEntries = std::min(kMaxEntries, quint64(m_reader.size()) / kEntrySize);
-    const quint64 maxStrips = std::min(kMaxStrips, quint64(m_reader.size()) / sizeof(quint16));
-    quint64 entries = 0;
-    quint64 places = 0;
-    quint64 strips = 0;
+    Budget budget(m_reader.size());
     QSet<quint32> known;
     std::deque<Candidate> open{{"IFD0", firstDirectory(), 0}};
     while (!open.empty()) {
@@ -244,35 +286,22 @@ std::optional<std::vector<Directory>> RKTiffStructure::directories() const
         open.pop_front();
         if (!hasDirectoryAt(candidate.place) || known.contains(candidate.place))
             continue;
-        Directory directory{candidate.path, candidate.place, {}};
-        entries += countAt(candidate.place).value_or(0);
-        if (found.size() == kMaxDirectories || entries > maxEntries)
+        if (!budget.takesDirectory(countAt(candidate.place).value_or(0)))
             return {};
-        directory.entries = entriesOf(candidate.place);
+        Directory directory{candidate.path, candidate.place, entriesOf(candidate.place)};
         if (!candidate.isExpected && !isCredible(directory.entries))
             continue;
         known.insert(candidate.place);
         for (const Entry& entry : directory.entries) {
-            const quint64 count = valueRange(entry) ? entry.count : 0;
-            strips += isOffsets(entry.tag) ? count : 0;
+            if (!budget.takesValues(entry, valueRange(entry) ? entry.count : 0))
+                return {};
             if (!leadsToDirectories(entry))
                 continue;
-            places += count;
-            if (places > kMaxPlaces)
-                return {};
             qsizetype index = 0;
             for (const quint32 place : numbersOf(entry))
                 open.push_back({candidate.path + '/' + nameOf(entry.tag, index++), place});
         }
-        if (strips > maxStrips)
-            return {};
-        const quint32 next = numberAt(endOfEntries(candidate.place));
-        if (candidate.chained >= 0) {
-            const int number = candidate.chained + 1;
-            open.push_back({"IFD" + QByteArray::number(number), next, number});
-        } else {
-            open.push_back({candidate.path + "/next", next, -1, false});
-        }
+        open.push_back(next(candidate, numberAt(endOfEntries(candidate.place))));
         found.push_back(std::move(directory));
     }
     return found;
