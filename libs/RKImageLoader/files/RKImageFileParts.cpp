@@ -193,7 +193,12 @@ bool RKImageFileParts::setIptcBlocks(const QByteArrayList& blocks)
             return false;
         replacements += *changed;
     }
-    replaceEach(Content::Iptc, replacements);
+    RKImageFileParts changed = *this;
+    changed.replaceEach(Content::Iptc, replacements);
+    // What a damaged file keeps may be read as the continuation of another part.
+    if (!firstDifference(*this, changed, {Content::Iptc}).isEmpty())
+        return false;
+    *this = changed;
     return true;
 }
 

@@ -96,7 +96,8 @@ public:
     }
 
     /// One for each of iptcBlocks(), of which those that are the same stay as they are; one for a
-    /// file that has none. Photoshop's other resources stay, also in the same segment.
+    /// file that has none. Photoshop's other resources stay, also in the same segment. False also
+    /// for a damaged file whose other resources could not be told apart any more.
     bool setIptcBlocks(const QByteArrayList& blocks);
 
     bool setXmpPacket(const QByteArray& packet)

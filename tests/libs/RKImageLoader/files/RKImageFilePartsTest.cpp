@@ -294,6 +294,9 @@ private Q_SLOTS:
         const QByteArray cut = QByteArray(path + block("abcdef")).chopped(3);
         const QByteArray damaged = file(cut, path + block("gh"));
         QCOMPARE(changed(damaged, {"ij"}), file(cut, path + block("ij")));
+        // Nor what no longer looks like the beginning of a segment.
+        const QByteArray foreign = QByteArray(path).replace("8BIM", "????");
+        QCOMPARE(changed(file(cut, block("gh") + foreign), {""}), QByteArray());
     }
 
     void furtherPicturesAreFound()
