@@ -313,6 +313,14 @@ private:
     bool m_isOwn = false;
 };
 
+/// Device and number, which are the same by all names of a file.
+std::pair<dev_t, ino_t> idOf(const InputFile& file)
+{
+    struct stat status = {};
+    ::stat(QFile::encodeName(file.path).constData(), &status);
+    return {status.st_dev, status.st_ino};
+}
+
 /// In full: Qt cuts it to milliseconds, and sets none of those before 1970.
 fs::file_time_type modified(const fs::path& path)
 {
@@ -347,10 +355,12 @@ void save(const InputFile& file,
         }
     }
     const fs::file_time_type before = modified(path);
+    const auto idBefore = idOf(file);
     RKMediaError error;
     RKImageLoader::instance()->save(descriptor, metaData, &error);
-    // A file that is as wanted is not written. One that is, and failed, needs its backup most.
-    const bool isWritten = modified(path) != before;
+    // A file that is as wanted is not written. One that is, and failed, needs its backup most. Some
+    // disks count time in steps of two seconds.
+    const bool isWritten = modified(path) != before || idOf(file) != idBefore;
     if (!isWritten)
         backup.drop();
     if (isWritten && changes.fileTime == MetaDataChanges::FileTime::Keep) {
@@ -412,14 +422,6 @@ Result changeFile(const InputFile& file, const MetaDataChanges& changes)
     if (result.isDone())
         save(file, descriptor, metaData, changes, result);
     return result;
-}
-
-/// Device and number, which are the same by all names of a file.
-std::pair<dev_t, ino_t> idOf(const InputFile& file)
-{
-    struct stat status = {};
-    ::stat(QFile::encodeName(file.path).constData(), &status);
-    return {status.st_dev, status.st_ino};
 }
 
 int changeFiles(InputFiles& files, const MetaDataChanges& changes)
