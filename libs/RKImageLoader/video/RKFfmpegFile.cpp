@@ -2,6 +2,7 @@
 #include "RKImageLoader/video/RKFfmpegLog_p.h"
 
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QThread>
 
 extern "C" {
@@ -208,7 +209,10 @@ void RKFfmpegFile::readFacts()
     if (m_facts.location.isEmpty())
         m_facts.location = metaDataText("location");
     // FFmpeg prints the numbers of 3GPP's box with the decimal comma of the program's locale.
-    m_facts.location.replace(QLatin1Char(','), QLatin1Char('.'));
+    // Others write names of places.
+    static const QRegularExpression withCommas(QStringLiteral("^[+-]\\d+,\\d+[+-]"));
+    if (m_facts.location.contains(withCommas))
+        m_facts.location.replace(QLatin1Char(','), QLatin1Char('.'));
 }
 
 /// An entry of the container's metadata; empty if missing.
