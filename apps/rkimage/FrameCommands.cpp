@@ -88,16 +88,29 @@ bool isVideo(const RKMediaDescriptor& descriptor, Result& result)
     return false;
 }
 
-bool isWritable(const QString& picture, Result& result)
+/// Also a picture's name may lead to the video, through a link.
+RKMediaError ofVideoItself(const InputFile& video, const QString& picture)
 {
-    const RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(picture)));
+    return video.isAt(picture)
+        ? RKMediaError(RKMediaErrorCode::NotWritable, QStringLiteral("is the video itself"))
+        : RKMediaError();
+}
+
+bool isWritable(const InputFile& video, const QString& picture, Result& result)
+{
+    RKMediaError error = Writing::formatError(RKMediaDescriptor(QFileInfo(picture)));
+    if (!error.isError())
+        error = ofVideoItself(video, picture);
     if (error.isError())
         result.fail(picture, error);
     return !error.isError();
 }
 
-void save(const RKDrawable& drawable, const QString& picture, Result& result)
+void save(
+    const RKDrawable& drawable, const InputFile& video, const QString& picture, Result& result)
 {
+    if (!isWritable(video, picture, result))
+        return;
     RKMediaError error;
     if (RKImageLoader::instance()->save(RKMediaDescriptor(QFileInfo(picture)), drawable, &error))
         result.addWritten(picture, drawable.size());
@@ -194,7 +207,7 @@ public:
         // One that lacks frames would look whole.
         if (!hasSheet() || Interruption::isRequested())
             return exitCode;
-        save(m_storyboard.image(), m_request.sheet, result);
+        save(m_storyboard.image(), m_video, m_request.sheet, result);
         return std::max(result.report(), exitCode);
     }
 
@@ -212,7 +225,8 @@ private:
     /// All that can go wrong before there is a picture.
     bool prepare(Result& result)
     {
-        if (!isVideo(m_descriptor, result) || (hasSheet() && !isWritable(m_request.sheet, result)))
+        if (!isVideo(m_descriptor, result)
+            || (hasSheet() && !isWritable(m_video, m_request.sheet, result)))
             return false;
         m_frames = wantedFrames(m_descriptor, m_request);
         if (hasSheet() && m_frames.size() > kMaxTiles) {
@@ -266,7 +280,7 @@ private:
         if (hasSheet())
             m_storyboard.add(drawable.image(), rate.describe(frame));
         if (hasFolder())
-            save(drawable, pictureOf(frame), result);
+            save(drawable, m_video, pictureOf(frame), result);
         return result;
     }
 
@@ -291,13 +305,15 @@ int saveFrame(
     Result result(video);
     if (!isVideo(descriptor, result))
         return result.report();
-    if (RKMediaError error = target.error(); error.isError()) {
+    RKMediaError error = target.error();
+    if (!error.isError() && !target.isStandardOutput())
+        error = ofVideoItself(video, target.name());
+    if (error.isError()) {
         result.fail(target.name(), error);
         return result.report();
     }
 
     const RKVideoFrameIndex frame = chosenFrame(descriptor, choice);
-    RKMediaError error;
     const RKDrawable drawable = RKVideoLoader::instance()->drawable(
         withFrame(descriptor, frame), size, RKImageOption(), &error);
     if (drawable.isNull())

@@ -499,6 +499,14 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("frames clip.mp4 --at 100%,0:00.4,7,7 --out a"), 0);
         QCOMPARE(QDir(u"a"_s).entryList(QDir::Files).join(u' '),
             u"clip-10.jpg clip-49.jpg clip-7.jpg"_s);
+        // A name that looks like a picture's may lead to the video.
+        const QByteArray video = read(u"clip.mp4"_s);
+        QCOMPARE(::symlink("../clip.mp4", "a/clip-8.jpg"), 0);
+        for (const char* command : {"frame clip.mp4 a/clip-8.jpg",
+                 "frames clip.mp4 --count 1 --sheet a/clip-8.jpg",
+                 "frames clip.mp4 --at 8 --out a"})
+            QCOMPARE(exitCodeOf(command), 1);
+        QVERIFY(read(u"clip.mp4"_s) == video);
         // Sound that outlasts the pictures.
         RKTestClips::ffmpeg(
             RKTestClips::words(u"-f lavfi -i sine=d=10 -i clip.mp4 -c:v copy -c:a aac long.mp4"_s));
