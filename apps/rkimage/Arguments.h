@@ -58,4 +58,10 @@ inline auto existingFile()
         "there is no such file");
 }
 
+/// A check for CLI11: an empty text would stand for no file at all.
+inline auto anyName()
+{
+    return checked([](const std::string& name) { return !name.empty(); }, "the name is empty");
+}
+
 } // namespace Arguments

@@ -14,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,14 @@ struct CompareArguments
     std::string target;
     std::optional<double> limit;
 };
+
+/// CLI11's ranges would take what is not a number, which no difference is within.
+bool isLimit(const std::string& text)
+{
+    bool isNumber = false;
+    const double limit = QString::fromStdString(text).toDouble(&isNumber);
+    return isNumber && limit >= 0 && std::isfinite(limit);
+}
 
 struct Picture
 {
@@ -178,12 +187,13 @@ void addCompareCommand(CLI::App& app, Command& command)
     compareApp
         ->add_option("--limit", arguments->limit, "End with 1 if the mean difference is greater")
         ->type_name("LEVELS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(Arguments::checked(isLimit, "the limit is a number from 0"));
     compareApp
         ->add_option("--diff",
             arguments->target,
             "Save a picture of the difference, stretched so that the greatest is white")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(Arguments::anyName());
     compareApp->callback(
         [arguments, &command] { command.run = [arguments]() { return compare(*arguments); }; });
 }

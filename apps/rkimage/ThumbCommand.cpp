@@ -263,7 +263,8 @@ void addThumbCommand(CLI::App& app, Command& command)
               ->add_option("--out",
                   arguments->folder,
                   "Folder for the thumbnails; - for that of one file on standard output")
-              ->type_name("FOLDER");
+              ->type_name("FOLDER")
+              ->check(Arguments::anyName());
     target->add_flag("--freedesktop",
         arguments->isShared,
         "The cache of the desktop, for a size of 128, 256, 512 or 1024");
@@ -274,6 +275,7 @@ void addThumbCommand(CLI::App& app, Command& command)
             "Keep in this file which thumbnail belongs to which picture, as lines of JSON; those "
             "of that folder and size that are up to date aren't made again")
         ->type_name("FILE")
+        ->check(Arguments::anyName())
         ->needs(folder);
     thumb->add_option("--jobs", arguments->jobs, "How many to make at the same time")
         ->type_name("N")

@@ -638,7 +638,8 @@ private Q_SLOTS:
                  "frame a.mp4 b.png --frame 1 --ms 1",
                  "frame a.mp4 b.png --frame -1",
                  "frame a.mp4 b.png --at 1:75",
-                 "frames a.mp4 --count 1"})
+                 "frames a.mp4 --count 1",
+                 "compare a.png a.png --limit nan"})
             QCOMPARE(exitCodeOf(wrong), 2);
     }
 
