@@ -114,7 +114,8 @@ void writeExitStatus(std::ostream& out)
            ".TP\n0\nAll was done.\n"
            ".TP\n1\nAt least one file failed; the others are done.\n"
            ".TP\n2\nWrong usage; nothing was done.\n"
-           ".TP\n130\nInterrupted: the file at hand was finished, the others were not begun.\n";
+           ".TP\n128 + n\nEnded by signal n, 130 by Ctrl+C: the file at hand was finished, the others "
+           "were not begun.\n";
 }
 
 void writeExamples(std::ostream& out, const CLI::App& app)
