@@ -23,14 +23,15 @@ constexpr qint64 kBlockSize = 1024 * 1024;
 bool s_isExpected = false;
 QString s_path;
 
-QString systemError()
+RKMediaError systemError()
 {
-    return QString::fromLocal8Bit(std::generic_category().message(errno).c_str());
+    return RKMediaError(RKMediaErrorCode::Unreadable,
+        QString::fromLocal8Bit(std::generic_category().message(errno).c_str()));
 }
 
 /// That many bytes, or fewer at the end or after an interruption; nothing more to come makes it
-/// empty. The failure, or nothing.
-QString readBlock(qint64 size, QByteArray& block)
+/// empty.
+RKMediaError readBlock(qint64 size, QByteArray& block)
 {
     block.resize(size);
     qint64 filled = 0;
@@ -78,36 +79,37 @@ bool StandardInput::isExpected()
     return s_isExpected;
 }
 
-QString StandardInput::read()
+RKMediaError StandardInput::read()
 {
     if (isatty(STDIN_FILENO) == 1)
-        return QStringLiteral("is a terminal");
+        return RKMediaError(RKMediaErrorCode::NotAFile, QStringLiteral("is a terminal"));
     QFile file(TemporaryFolder::newPath({}));
     if (!file.open(QIODevice::WriteOnly))
-        return file.errorString();
+        return Writing::errorOf(file);
     QByteArray block;
-    QString failure = readBlock(kStartSize, block);
-    if (failure.isEmpty() && block.isEmpty())
-        failure = QStringLiteral("is empty");
-    if (!failure.isEmpty())
-        return failure;
+    RKMediaError error = readBlock(kStartSize, block);
+    if (!error.isError() && block.isEmpty())
+        error = RKMediaError(RKMediaErrorCode::Truncated, QStringLiteral("is empty"));
+    if (error.isError())
+        return error;
     file.write(block);
     file.flush();
     const RKMediaFormat format = formatOf(file.fileName());
     if (format == MEDIA_FORMAT_UNKNOWN)
-        return QStringLiteral("holds no picture or video of a known format");
-    while (failure.isEmpty() && !block.isEmpty() && !Interruption::isRequested()) {
-        failure = readBlock(kBlockSize, block);
-        if (failure.isEmpty() && file.write(block) != block.size())
-            failure = Writing::errorOf(file).text();
+        return RKMediaError(RKMediaErrorCode::UnknownFormat,
+            QStringLiteral("holds no picture or video of a known format"));
+    while (!error.isError() && !block.isEmpty() && !Interruption::isRequested()) {
+        error = readBlock(kBlockSize, block);
+        if (!error.isError() && file.write(block) != block.size())
+            error = Writing::errorOf(file);
     }
-    if (failure.isEmpty() && !file.flush())
-        failure = Writing::errorOf(file).text();
+    if (!error.isError() && !file.flush())
+        error = Writing::errorOf(file);
     file.close();
     s_path = TemporaryFolder::newPath(format.defaultExtension());
-    if (failure.isEmpty() && !file.rename(s_path))
-        failure = file.errorString();
-    return failure;
+    if (!error.isError() && !file.rename(s_path))
+        error = Writing::errorOf(file);
+    return error;
 }
 
 QString StandardInput::path()

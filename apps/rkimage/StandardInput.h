@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RKImageLoader/media/RKMediaError.h"
+
 #include <QString>
 
 #include <string>
@@ -20,8 +22,8 @@ void expect(bool isExpected);
 void expectIfMeant(const std::string& argument);
 bool isExpected();
 
-/// Copies it; the failure, or nothing. What can't be a picture isn't read to its end.
-QString read();
+/// Copies it; what can't be a picture isn't read to its end.
+RKMediaError read();
 
 /// The copy, whose extension says the format of the content.
 QString path();

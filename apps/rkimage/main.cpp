@@ -6,6 +6,7 @@
 #include "RKImageLoader/loading/RKImageLoader.h"
 #include "RKImageLoader/loading/RKImageLoaderInitializer.h"
 #include "RKImageLoader/media/RKMediaFormat.h"
+#include "Result.h"
 #include "StandardInput.h"
 #include "TemporaryFolder.h"
 
@@ -46,6 +47,21 @@ std::unique_ptr<QGuiApplication> makeApplication(int& argc, char** argv, bool dr
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     return std::make_unique<QGuiApplication>(argc, argv);
+}
+
+int run(const Command& command)
+{
+    if (!StandardInput::isExpected())
+        return command.run();
+    const RKMediaError error = StandardInput::read();
+    // What there was until then says nothing.
+    if (Interruption::isRequested())
+        return Output::SomeFailed;
+    if (!error.isError())
+        return command.run();
+    Result result(QStringLiteral("-"));
+    result.fail(QStringLiteral("standard input"), error);
+    return result.report();
 }
 
 /// A failed file has one line, whose reason is no message. What ends the program has to be said.
@@ -89,16 +105,7 @@ int main(int argc, char** argv)
     RKImageLoader::instance()->setFlag(RKImageLoader::kTurnTiff, true);
     Interruption::install();
     const TemporaryFolder temporary;
-    if (StandardInput::isExpected()) {
-        const QString failure = StandardInput::read();
-        if (Interruption::exitCode() != 0)
-            return Interruption::exitCode();
-        if (!failure.isEmpty()) {
-            Output::printFailure(QStringLiteral("standard input"), failure);
-            return Output::SomeFailed;
-        }
-    }
-    const int exitCode = command.run();
+    const int exitCode = run(command);
     Output::endResults();
     if (Interruption::exitCode() != 0)
         return Interruption::exitCode();

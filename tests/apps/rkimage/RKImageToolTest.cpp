@@ -605,6 +605,10 @@ private Q_SLOTS:
         QVERIFY(run({}, u"sheet ä.jpg --out - --format pdf"_s).second.startsWith("%PDF"));
         QCOMPARE(run(u"broken.png"_s, u"info -"_s).first, 1);
         QCOMPARE(run(u"/dev/zero"_s, u"info -"_s).first, 1);
+        QCOMPARE(
+            QJsonDocument::fromJson(run(u"/dev/null"_s, u"info - --json"_s).second)[0][u"reason"],
+            u"truncated"_s);
+        QCOMPARE(run(u"ä.jpg"_s, u"thumb - --size 40 --out "_s).first, 2);
         write(u"rated.jpg"_s, run(u"ä.jpg"_s, u"set - --rating 1"_s).second);
         QCOMPARE(RKMetaData(QFileInfo(u"rated.jpg"_s)).adobeRating(), 1);
         QCOMPARE(run(u"ä.jpg"_s, u"set - v.svg --rating 1"_s).first, 2);
