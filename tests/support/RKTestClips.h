@@ -120,13 +120,15 @@ inline void setDisplayMatrix(const QString& path, const std::array<qint32, 9>& m
     RKTestPictures::write(path, bytes);
 }
 
-/// A picture turned clockwise for display by 0, 90, 180 or 270 degrees.
-constexpr std::array<qint32, 9> displayMatrix(int degrees)
+/// A picture turned clockwise for display by 0, 90, 180 or 270 degrees; before that, mirrored at
+/// its middle row if so wished.
+constexpr std::array<qint32, 9> displayMatrix(int degrees, bool isMirrored = false)
 {
     constexpr qint32 kOne = 0x10000;
     const qint32 cosine = degrees == 0 ? kOne : degrees == 180 ? -kOne : 0;
     const qint32 sine = degrees == 90 ? kOne : degrees == 270 ? -kOne : 0;
-    return {cosine, sine, 0, -sine, cosine, 0, 0, 0, 0x40000000};
+    const qint32 way = isMirrored ? -1 : 1;
+    return {cosine, sine, 0, -sine * way, cosine * way, 0, 0, 0, 0x40000000};
 }
 
 } // namespace RKTestClips

@@ -261,6 +261,8 @@ QImage RKFfmpegBridge::getFrame() const
         return {};
     if (image.size() != size)
         image = image.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (const auto known = facts(); known && known->isMirrored && known->rotation % 90 == 0)
+        image = image.mirrored();
     if (shouldApplyRotation()) {
         image = image.transformed(
             QTransform().rotate(rotation(), Qt::ZAxis), Qt::SmoothTransformation);

@@ -111,6 +111,7 @@ public:
     int videoLengthMs() const;
 
     /// By how much frames are turned clockwise to stand upright, in degrees, 0 to 359; 0 if closed.
+    /// Those of a mirrored video are mirrored at their middle row before.
     int rotation() const;
     /// Whether the rotation is a multiple of 90 degrees other than 0. Others are not applied.
     bool shouldApplyRotation() const;

@@ -195,7 +195,7 @@ void RKFfmpegFile::readFacts()
     // An unknown duration is a number below 0.
     m_facts.lengthMs = int(std::clamp<qint64>(
         m_format->duration / (AV_TIME_BASE / 1000), 0, std::numeric_limits<int>::max()));
-    m_facts.rotation = displayMatrixRotation();
+    readDisplayMatrix();
     m_facts.sourceSize = QSize(m_codec->width, m_codec->height);
     m_facts.sourceAspectRatio = m_codec->sample_aspect_ratio;
     m_facts.displayAspectRatio = displayAspectRatio();
@@ -222,7 +222,7 @@ QString RKFfmpegFile::metaDataText(const char* key) const
     return QString::fromUtf8(entry ? entry->value : "");
 }
 
-int RKFfmpegFile::displayMatrixRotation() const
+void RKFfmpegFile::readDisplayMatrix()
 {
     const uint8_t* data = nullptr;
     size_t size = 0;
@@ -239,12 +239,15 @@ int RKFfmpegFile::displayMatrixRotation() const
 #endif
     std::array<int32_t, 9> matrix{};
     if (!data || size < sizeof matrix)
-        return 0;
+        return;
     std::memcpy(matrix.data(), data, sizeof matrix);
     // Counter-clockwise; no number for a singular matrix.
     const double angle = av_display_rotation_get(matrix.data());
     const double clockwise = -std::round(angle);
-    return toInt(clockwise - 360 * std::floor(clockwise / 360 + 0.0025));
+    m_facts.rotation = toInt(clockwise - 360 * std::floor(clockwise / 360 + 0.0025));
+    // That angle is the way of the rows. The columns go the other way where the determinant is less
+    // than 0.
+    m_facts.isMirrored = int64_t(matrix[0]) * matrix[4] < int64_t(matrix[1]) * matrix[3];
 }
 
 QSize RKFfmpegFile::sizeOfDisplay() const

@@ -92,11 +92,11 @@ private:
     bool openCodec(RKVideoFailure* failure);
     void repairTimeBase();
     void readFacts();
+    void readDisplayMatrix();
     bool isAvi() const;
     void addToIndex(const RKKeyFrameScan::Entry& entry);
     void log(const char* message) const;
     QString metaDataText(const char* key) const;
-    int displayMatrixRotation() const;
     QSize sizeOfDisplay() const;
     AVRational displayAspectRatio() const;
     long long bytesOfFrames() const;

@@ -18,6 +18,8 @@ struct RKVideoFacts
     AVRational timeBase{0, 0};
     int lengthMs = 0;
     int rotation = 0;
+    /// Whether top and bottom are swapped before the rotation.
+    bool isMirrored = false;
     QSize sourceSize;
     QSize effectiveSize;
     AVRational sourceAspectRatio{0, 0};

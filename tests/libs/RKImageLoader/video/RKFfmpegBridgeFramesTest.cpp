@@ -26,6 +26,7 @@ struct Row
     std::array<int, 6> requests{0, 1, 10, 125, 149, 150};
     bool isForwardOnly = false;
     int rotation = 0;
+    bool isMirrored = false;
 };
 
 constexpr Row kRows[] = {
@@ -41,6 +42,8 @@ constexpr Row kRows[] = {
     {.clip = {.name = "rot90.mp4"}, .rotation = 90},
     {.clip = {.name = "rot180.mov"}, .rotation = 180},
     {.clip = {.name = "rot270.mp4"}, .rotation = 270},
+    {.clip = {.name = "transposed.mp4"}, .rotation = 90, .isMirrored = true},
+    {.clip = {.name = "mirrored.mov"}, .rotation = 180, .isMirrored = true},
     {.clip = {.name = "sar.mp4", .options = "-vf setsar=64/45"}},
     {.clip = {.name = "ntsc60.mov", .options = "-bf 2", .rate = "60000/1001"}},
     {.clip = {.name = "b.mkv", .options = "-bf 2"}},
@@ -105,10 +108,11 @@ std::unique_ptr<RKFfmpegBridge> open(const Row& row, const QString& path)
     return std::make_unique<RKFfmpegBridge>(path);
 }
 
-/// Only the right rotation makes the number readable.
+/// Only the right rotation and mirroring make the number readable.
 QString numberOf(const QImage& image, const Row& row)
 {
-    return QString::number(number(image.transformed(QTransform().rotate(-row.rotation))));
+    return QString::number(number(image.transformed(
+        QTransform::fromScale(1, row.isMirrored ? -1 : 1).rotate(-row.rotation))));
 }
 
 std::atomic<int> seeks = 0;
@@ -176,7 +180,7 @@ private Q_SLOTS:
         const Row& row = kRows[index];
         const QString path = make(row.clip, m_folder.path());
         if (row.rotation != 0)
-            setDisplayMatrix(path, displayMatrix(row.rotation));
+            setDisplayMatrix(path, displayMatrix(row.rotation, row.isMirrored));
         const auto used = open(row, path);
         QVERIFY(used->isOpenFile());
         QStringList fresh;
