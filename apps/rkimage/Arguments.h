@@ -58,10 +58,15 @@ inline auto existingFile()
         "there is no such file");
 }
 
-/// A check for CLI11: an empty text would stand for no file at all.
-inline auto anyName()
+/// A check for CLI11: an empty text would stand for no file at all, and what isn't in the system's
+/// encoding for a file of another name.
+inline auto newName()
 {
-    return checked([](const std::string& name) { return !name.empty(); }, "the name is empty");
+    return checked(
+        [](const std::string& name) {
+            return !name.empty() && QFile::encodeName(toPath(name)).toStdString() == name;
+        },
+        "the name is empty or not UTF-8");
 }
 
 } // namespace Arguments

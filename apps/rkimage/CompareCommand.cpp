@@ -193,7 +193,7 @@ void addCompareCommand(CLI::App& app, Command& command)
             arguments->target,
             "Save a picture of the difference, stretched so that the greatest is white")
         ->type_name("FILE")
-        ->check(Arguments::anyName());
+        ->check(Arguments::newName());
     compareApp->callback(
         [arguments, &command] { command.run = [arguments]() { return compare(*arguments); }; });
 }

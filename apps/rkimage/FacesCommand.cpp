@@ -125,7 +125,7 @@ void addFacesOfOneFile(CLI::App& faces,
     });
 }
 
-void addFacesOfTwoFiles(CLI::App& faces,
+CLI::Option* addFacesOfTwoFiles(CLI::App& faces,
     const char* name,
     const char* description,
     const char* second,
@@ -136,12 +136,13 @@ void addFacesOfTwoFiles(CLI::App& faces,
     const CLI::Option* file = action->add_option("FILE", "The picture; - is standard input")
                                   ->required()
                                   ->each(StandardInput::expectIfMeant);
-    const CLI::Option* other = action->add_option(second, "The other file")->required();
+    CLI::Option* other = action->add_option(second, "The other file")->required();
     action->callback([&command, file, other, run] {
         command.run = [name = file->as<std::string>(),
                           otherPath = Arguments::toPath(other->as<std::string>()),
                           run]() { return run(InputFile::of(name), otherPath); };
     });
+    return other;
 }
 
 } // namespace
@@ -164,5 +165,6 @@ void addFacesCommand(CLI::App& app, Command& command)
         setFaces,
         command);
     addFacesOfTwoFiles(
-        *faces, "draw", "Save the picture with its faces framed", "OUT", drawFaces, command);
+        *faces, "draw", "Save the picture with its faces framed", "OUT", drawFaces, command)
+        ->check(Arguments::newName());
 }

@@ -418,10 +418,10 @@ void addFramesCommand(CLI::App& app, Command& command)
     CLI::Option_group* target = frames->add_option_group("What to write");
     target->add_option("--out", arguments->folder, "Folder for one JPEG per frame")
         ->type_name("FOLDER")
-        ->check(Arguments::anyName());
+        ->check(Arguments::newName());
     target->add_option("--sheet", arguments->sheet, "Picture that shows all frames")
         ->type_name("FILE")
-        ->check(Arguments::anyName());
+        ->check(Arguments::newName());
     target->require_option(1, 2);
     frames->footer("rkimage frames --every 0:10 --sheet overview.png holiday.mp4\n"
                    "rkimage frames --at 0:05.5,50%,250 --out stills holiday.mp4");

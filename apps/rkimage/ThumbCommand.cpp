@@ -264,7 +264,7 @@ void addThumbCommand(CLI::App& app, Command& command)
                   arguments->folder,
                   "Folder for the thumbnails; - for that of one file on standard output")
               ->type_name("FOLDER")
-              ->check(Arguments::anyName());
+              ->check(Arguments::newName());
     target->add_flag("--freedesktop",
         arguments->isShared,
         "The cache of the desktop, for a size of 128, 256, 512 or 1024");
@@ -275,7 +275,7 @@ void addThumbCommand(CLI::App& app, Command& command)
             "Keep in this file which thumbnail belongs to which picture, as lines of JSON; those "
             "of that folder and size that are up to date aren't made again")
         ->type_name("FILE")
-        ->check(Arguments::anyName())
+        ->check(Arguments::newName())
         ->needs(folder);
     thumb->add_option("--jobs", arguments->jobs, "How many to make at the same time")
         ->type_name("N")

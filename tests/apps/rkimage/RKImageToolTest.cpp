@@ -571,6 +571,9 @@ private Q_SLOTS:
         // Stacks larger than the memory: no other thread can be started.
         const QString tool = u"ulimit -s 300000000; exec "_s + QLatin1String(RK_TOOL);
         QCOMPARE(QProcess::execute(u"sh"_s, {u"-c"_s, tool + u" check -r album --jobs 8"_s}), 1);
+        // A new name that is none.
+        const QString compare = QLatin1String(RK_TOOL) + u" compare plain.png plain.png --diff "_s;
+        QCOMPARE(QProcess::execute(u"sh"_s, {u"-c"_s, compare + u"$(printf '\\377.png')"_s}), 2);
         // The folder of the test can't.
         QCOMPARE(::remove("album/\xff.jpg"), 0);
     }
