@@ -15,11 +15,15 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -49,6 +53,19 @@ std::unique_ptr<QGuiApplication> makeApplication(int& argc, char** argv, bool dr
     return std::make_unique<QGuiApplication>(argc, argv);
 }
 
+/// Whoever starts the program may have closed them. The next file to be opened would take that
+/// number, and what is printed would go into it. As before, nothing can be read or written there.
+void occupyClosedStreams()
+{
+    for (const auto& [stream, access] :
+        {std::pair(STDIN_FILENO, O_WRONLY), {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_RDONLY}})
+    {
+        // The lowest free number, so that of this stream.
+        if (::fcntl(stream, F_GETFD) == -1)
+            static_cast<void>(::open("/dev/null", access));
+    }
+}
+
 int run(const Command& command)
 {
     if (!StandardInput::isExpected())
@@ -75,6 +92,7 @@ void dropMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
 
 int main(int argc, char** argv)
 {
+    occupyClosedStreams();
     CommandLine commandLine;
     if (const std::optional<int> exitCode = commandLine.parse(argc, argv))
         return *exitCode;

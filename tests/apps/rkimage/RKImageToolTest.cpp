@@ -626,6 +626,15 @@ private Q_SLOTS:
             QVERIFY(tool.waitForFinished(60000));
             QCOMPARE(tool.exitCode(), 1);
         }
+        // Closed streams don't become the next file that is opened.
+        QProcess tool;
+        tool.start(u"sh"_s, {u"-c"_s, u"exec "_s + QLatin1String(RK_TOOL) + u" info - >&- 2>&-"_s});
+        const QString streams = u"/proc/%1/fd/"_s.arg(tool.processId());
+        QTRY_COMPARE(QFile::symLinkTarget(streams + u'1'), u"/dev/null"_s);
+        QTRY_COMPARE(QFile::symLinkTarget(streams + u'2'), u"/dev/null"_s);
+        tool.closeWriteChannel();
+        QVERIFY(tool.waitForFinished(60000));
+        QCOMPARE(tool.exitCode(), 1);
     }
 
     void wrongUsageIsToldApart()
