@@ -71,9 +71,12 @@ QString SheetEntry::facts() const
     if (date.isValid())
         parts << date.toString(QStringLiteral("yyyy-MM-dd HH:mm"));
     if (durationMs >= 0) {
-        const QTime length = QTime(0, 0).addMSecs(durationMs);
-        parts << length.toString(
-            length.hour() > 0 ? QStringLiteral("h:mm:ss") : QStringLiteral("m:ss"));
+        // Of days, too, which a QTime doesn't hold.
+        constexpr int kMsPerHour = 3600 * 1000;
+        const int hours = durationMs / kMsPerHour;
+        const QTime rest = QTime(0, 0).addMSecs(durationMs % kMsPerHour);
+        parts << (hours > 0 ? QString::number(hours) + rest.toString(QStringLiteral(":mm:ss"))
+                            : rest.toString(QStringLiteral("m:ss")));
     }
     if (rating > 0)
         parts << QString(rating, u'★');

@@ -188,8 +188,13 @@ void VideoView::loadStoryboard()
 
 QString VideoView::timeText(int frame) const
 {
-    const QTime time = QTime::fromMSecsSinceStartOfDay(int(m_rate.frameIndex2ms(frame)));
-    return time.toString(time.hour() > 0 ? u"h:mm:ss.zzz"_s : u"m:ss.zzz"_s);
+    // Of days, too, which a QTime doesn't hold.
+    constexpr qint64 kMsPerHour = 3600 * 1000;
+    const qint64 ms = std::max<qint64>(0, m_rate.frameIndex2ms(frame));
+    const qint64 hours = ms / kMsPerHour;
+    const QTime rest = QTime(0, 0).addMSecs(int(ms % kMsPerHour));
+    return hours > 0 ? QString::number(hours) + rest.toString(u":mm:ss.zzz"_s)
+                     : rest.toString(u"m:ss.zzz"_s);
 }
 
 void VideoView::askForStill()

@@ -513,6 +513,10 @@ private Q_SLOTS:
         QCOMPARE(exitCodeOf("frames long.mp4 --count 2 --out l --sheet s.png"), 0);
         QCOMPARE(QDir(u"l"_s).entryList(QDir::Files).join(u' '), u"long-13.jpg long-38.jpg"_s);
         QVERIFY(QImage(u"s.png"_s).width() > 2 * 176);
+        RKTestClips::ffmpeg(RKTestClips::words(
+            u"-f lavfi -i testsrc=s=64x64:r=1/900 -t 90000 -c:v mpeg4 days.mkv"_s));
+        QCOMPARE(exitCodeOf("sheet days.mkv --out days.html"), 0);
+        QVERIFY(read(u"days.html"_s).contains(" 25:00:00<"));
     }
 
     void picturesAreCompared()
