@@ -111,6 +111,7 @@ int main(int argc, char** argv)
     }
     const auto application = makeApplication(argc, argv, command.drawsText);
     // exiv2 and the system would speak the user's language, between lines in English.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for texts yet.
     std::setlocale(LC_MESSAGES, "C");
     const QString config = commandLine.configFile();
     if (const QString failure = Configuration::install(config, command.jpegQuality);
