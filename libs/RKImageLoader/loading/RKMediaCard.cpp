@@ -131,9 +131,11 @@ QString codecText(const QString& codec)
     return codec.toUpper();
 }
 
-/// Also of days, which a QTime doesn't hold.
+/// Also of days, which a QTime doesn't hold. Empty if unknown, which is no more than 0.
 QString durationText(int ms)
 {
+    if (ms <= 0)
+        return {};
     constexpr int kMsPerHour = 3600 * 1000;
     const QTime rest = QTime(0, 0).addMSecs(ms % kMsPerHour);
     const int hours = ms / kMsPerHour;

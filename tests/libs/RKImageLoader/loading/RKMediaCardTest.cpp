@@ -65,6 +65,11 @@ private Q_SLOTS:
             "Camera: ACME 5\nExposure: flash\n\n"
             "Rating: rejected\nComment: two\nlines\nKeywords: sea, ship"_s.arg(size));
 
+        const QString noVideo = dir.filePath(u"a.mp4"_s);
+        RKTestPictures::write(noVideo, "none");
+        const RKMediaDescriptor unopened{QFileInfo(noVideo)};
+        QVERIFY(!cardText(RKMediaCard::groups(unopened)).contains(u"Video: "_s));
+
         metaData.write(Field::exifModel, u"E 5"_s);
         QVERIFY(RKImageLoaderInitializer::installTranslation(QLocale::German));
         const QString german
