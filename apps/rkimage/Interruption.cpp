@@ -1,8 +1,7 @@
 #include "Interruption.h"
 
-#include <signal.h>
-
 #include <atomic>
+#include <csignal>
 #include <initializer_list>
 
 namespace {

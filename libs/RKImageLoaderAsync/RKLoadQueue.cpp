@@ -77,7 +77,7 @@ void RKLoadQueue::setVisible(const QList<RKMediaDescriptor>& visible)
         const RKLoadRequest& request = waiting.job->request();
         const auto rank = ranks.constFind({request.path, request.frame});
         if (rank != ranks.cend())
-            shown.push_back({*rank, place});
+            shown.emplace_back(*rank, place);
         else if (place.first == RKLoadPriority::Visible)
             hidden.push_back(place);
     }

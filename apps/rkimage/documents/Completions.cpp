@@ -104,9 +104,10 @@ std::string Documents::zshCompletion(const CLI::App& program)
     const auto writeOptions = [](std::ostream& out, const CLI::App& app, const char* indent) {
         for (const CLI::Option* option : optionsOf(app)) {
             for (const std::string& name : namesOf(*option)) {
-                const std::string value = valueOf(*option).empty() ? "" : ":value:_files";
-                out << indent << quoted("*" + name + bracketed(option->get_description()) + value)
-                    << " \\\n";
+                std::string text = "*" + name + bracketed(option->get_description());
+                if (!valueOf(*option).empty())
+                    text += ":value:_files";
+                out << indent << quoted(text) << " \\\n";
             }
         }
     };

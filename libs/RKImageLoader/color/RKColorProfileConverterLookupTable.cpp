@@ -48,7 +48,6 @@ public:
         : m_colors(colors)
     {
         m_colors.clear();
-        m_places.fill(kFree);
     }
 
     /// The index of a colour, which is appended if it is a new one.
@@ -56,23 +55,23 @@ public:
     {
         // Multiplicative hashing (Knuth, The Art of Computer Programming, 6.4).
         size_t place = (color * 0x9e3779b1U) >> (32 - kBits);
-        while (m_places[place] != kFree && m_colors[m_places[place]] != color)
+        while (m_numbers[place] != 0 && m_colors[m_numbers[place] - 1] != color)
             place = (place + 1) % kPlaces;
-        if (m_places[place] == kFree) {
-            m_places[place] = quint16(m_colors.size());
+        if (m_numbers[place] == 0) {
             m_colors.push_back(color);
+            m_numbers[place] = quint16(m_colors.size());
         }
-        return m_places[place];
+        return quint16(m_numbers[place] - 1);
     }
 
 private:
     static constexpr int kBits = 11;
     static constexpr size_t kPlaces = 1U << kBits;
     static_assert(kPlaces > kBatch);
-    static constexpr quint16 kFree = 0xffff;
 
     std::vector<quint32>& m_colors;
-    std::array<quint16, kPlaces> m_places;
+    // Of the colours, from 1; 0 where a place is free.
+    std::array<quint16, kPlaces> m_numbers = {};
 };
 
 /// Entries are read and written by several threads at once. Whoever finds one empty computes the
@@ -127,7 +126,9 @@ QImage RKColorProfileConverterLookupTable::convertImage(
 void RKColorProfileConverterLookupTable::convertPixels(
     const QRgb* source, QRgb* target, int pixels, Batch& batch) const
 {
-    std::array<quint16, kBatch> unknown;
+    // Written as far as they are read.
+    std::array<quint16, kBatch> unknown; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    std::array<quint16, kBatch> indices; // NOLINT(cppcoreguidelines-pro-type-member-init)
     size_t unknownCount = 0;
     for (int x = 0; x < pixels; ++x) {
         const QRgb pixel = source[x];
@@ -141,7 +142,6 @@ void RKColorProfileConverterLookupTable::convertPixels(
         return;
 
     Numbering numbering(batch.colors);
-    std::array<quint16, kBatch> indices;
     for (size_t i = 0; i < unknownCount; ++i)
         indices[i] = numbering.indexOf(target[unknown[i]] & kColorMask);
     convertColors(batch);

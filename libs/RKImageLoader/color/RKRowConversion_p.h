@@ -29,7 +29,8 @@ template <typename Function>
 QImage converted(QImage image, const Function& convertRow, const RKCancellation& cancellation = {})
 {
     QImage result;
-    if (image.isDetached()) {
+    const bool isInPlace = image.isDetached();
+    if (isInPlace) {
         result = std::move(image);
         result.setColorSpace(QColorSpace());
     } else {
@@ -44,7 +45,7 @@ QImage converted(QImage image, const Function& convertRow, const RKCancellation&
             return {};
         auto* const target = reinterpret_cast<QRgb*>(result.scanLine(y));
         const auto* const source
-            = image.isNull() ? target : reinterpret_cast<const QRgb*>(image.constScanLine(y));
+            = isInPlace ? target : reinterpret_cast<const QRgb*>(image.constScanLine(y));
         convertRow(source, target, result.width());
     }
     return result;

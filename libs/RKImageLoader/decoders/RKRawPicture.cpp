@@ -356,9 +356,9 @@ QSize RKRawPicture::storedSize() const
         return {int(diagonal * kRoot), int((sizes.height - diagonal) * kRoot)};
     }
     const double aspect = sizes.pixel_aspect;
-    const int width = aspect > 1.005 ? int(sizes.width * aspect + 0.5) : sizes.width;
+    const int width = aspect > 1.005 ? qRound(sizes.width * aspect) : sizes.width;
     const bool isTall = aspect > 0 && aspect < 0.995;
-    return {width, isTall ? int(sizes.height / aspect + 0.5) : sizes.height};
+    return {width, isTall ? qRound(sizes.height / aspect) : sizes.height};
 }
 
 bool RKRawPicture::isTransposed() const

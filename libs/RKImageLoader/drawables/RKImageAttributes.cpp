@@ -58,7 +58,8 @@ QImage RKImageAttributes::withoutMetaDataTexts(QImage image)
         owner.get());
     if (result.isNull())
         return {};
-    owner.release();
+    // The result deletes it.
+    static_cast<void>(owner.release());
     if (source.colorCount() > 0)
         result.setColorTable(source.colorTable());
     copyAllButTexts(source, result);

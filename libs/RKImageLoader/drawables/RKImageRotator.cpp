@@ -40,7 +40,6 @@ class TransposedPixels
 public:
     TransposedPixels(const QImage& source, Order rows, Order columns)
         : m_first(reinterpret_cast<const QRgb*>(source.constBits()))
-        , m_down(1)
         , m_right(source.bytesPerLine() / qsizetype(sizeof(QRgb)))
     {
         if (columns == Order::Backward) {
@@ -119,7 +118,7 @@ private:
 
     const QRgb* m_first;
     // From a pixel to the one below it and to the one right of it in the result.
-    qsizetype m_down;
+    qsizetype m_down = 1;
     qsizetype m_right;
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 struct Signature
 {
-    RKMediaFormatEnum format;
+    RKMediaFormatEnum format = MEDIA_FORMAT_UNKNOWN;
     QByteArrayView bytes;
     qint64 place = 0;
 };

@@ -23,9 +23,9 @@ bool isMemoryLimited()
 bool RKPoolThreads::areReady()
 {
     // Until when the threads wait for work at least.
-    static std::atomic<qint64> s_end = 0;
+    static std::atomic<qint64> readyUntil = 0;
     const qint64 now = QDeadlineTimer::current().deadline();
-    if (!isMemoryLimited() || now < s_end)
+    if (!isMemoryLimited() || now < readyUntil)
         return true;
     // A usual stack, and what the thread keeps apart from it.
     constexpr qint64 kBytesPerThread = 9 << 20;
@@ -41,6 +41,6 @@ bool RKPoolThreads::areReady()
     end->release(started);
     // Those without a limit of time are looked for now and then, too.
     constexpr qint64 kUsualExpiry = 30'000;
-    s_end = now + (pool.expiryTimeout() < 0 ? kUsualExpiry : pool.expiryTimeout()) / 2;
+    readyUntil = now + (pool.expiryTimeout() < 0 ? kUsualExpiry : pool.expiryTimeout()) / 2;
     return true;
 }

@@ -62,7 +62,7 @@ void CIccCmm::Engine::convert(const float* from, float* to, icUInt32Number pixel
 {
     std::array<float, kBlock* kMostChannels> in = {};
     std::array<float, kBlock* kMostChannels> out = {};
-    std::array<bool, kBlock> isNumber;
+    std::array<bool, kBlock> isNumber = {};
     const auto sourceChannels = size_t(source->channels);
     const auto targetChannels = size_t(target->channels);
     for (size_t i = 0; i < pixels; ++i) {

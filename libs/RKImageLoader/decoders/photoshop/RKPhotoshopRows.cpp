@@ -47,7 +47,7 @@ bool unpackBits(QByteArrayView packed, char* row, qint64 size)
     while (size > 0) {
         if (packed.end() - from < 2)
             return false;
-        const int code = qint8(*from++);
+        const auto code = qint8(*from++);
         if (code == -128)
             continue;
         if (code < 0) {
@@ -72,7 +72,7 @@ quint16 fromFloat(quint32 bits)
 {
     const auto value = std::bit_cast<float>(bits);
     // Highlights beyond white are cut off. What is no number is black.
-    return value > 0.0F ? quint16(std::min(value, 1.0F) * float(kMaxSample) + 0.5F) : quint16(0);
+    return value > 0.0F ? quint16(qRound(std::min(value, 1.0F) * float(kMaxSample))) : quint16(0);
 }
 
 void toSamples(const uchar* row, int depth, std::span<quint16> samples)

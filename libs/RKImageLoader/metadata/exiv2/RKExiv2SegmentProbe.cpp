@@ -17,8 +17,6 @@ constexpr quint8 kEndOfImage = 0xd9;
 constexpr quint8 kStartOfScan = 0xda;
 constexpr int kMarkerSize = 2;
 constexpr int kLengthSize = 2;
-// In bytes, what is skipped rather than read: every seek asks the system, and reads a block again.
-constexpr int kMinSkipped = 4096;
 
 /// Fill bytes, and markers that no length follows (ISO/IEC 10918-1, B.1.1.3).
 bool hasNoLength(quint8 marker)
@@ -38,6 +36,14 @@ bool mayHaveXmpTag(const QByteArray& exif)
     return std::any_of(entries.begin(), entries.end(), [](const RKTiffStructure::Entry& entry) {
         return entry.tag == RKTiffTag::kXmp;
     });
+}
+
+bool skip(Exiv2::BasicIo& io, int size)
+{
+    // Every seek asks the system, and reads a block again.
+    constexpr int kMinSought = 4096;
+    return size < kMinSought ? RKExiv2Compat::read(io, size).size() == size
+                             : io.seek(size, Exiv2::BasicIo::cur) == 0;
 }
 
 qsizetype iptcBlocksIn(QByteArrayView section)
@@ -113,9 +119,7 @@ void RKExiv2SegmentProbe::readSegments(Exiv2::BasicIo& io)
                 m_iptcBlocks += iptcBlocksIn(QByteArrayView(data).sliced(photoshopName.size()));
             }
         }
-        const bool isAtNext = rest < kMinSkipped ? bytes(rest).size() == rest
-                                                 : io.seek(rest, Exiv2::BasicIo::cur) == 0;
-        if (!isAtNext)
+        if (!skip(io, rest))
             return;
     }
 }

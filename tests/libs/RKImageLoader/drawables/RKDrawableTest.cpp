@@ -85,7 +85,8 @@ private Q_SLOTS:
         RKDrawable source(numbered(4, 3));
         const RKDrawable target = std::move(source);
         // What a moved-from drawable does is promised.
-        const RKDrawable movedFrom(source); // NOLINT(bugprone-use-after-move)
+        // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
+        const RKDrawable movedFrom(source);
         for (const RKDrawable& drawable : {RKDrawable(),
                  RKDrawable(QByteArray()),
                  RKDrawable(static_cast<RKDrawable*>(nullptr)),

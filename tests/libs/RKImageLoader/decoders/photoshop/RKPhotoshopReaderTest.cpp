@@ -218,7 +218,8 @@ private Q_SLOTS:
                 const QRectF area(cell.x() * width, cell.y() * height, width, height);
                 double sum = 0;
                 for (int k = 0; k < samples.size(); ++k) {
-                    const QRectF common = area & QRectF(k % kSize.width(), k / kSize.width(), 1, 1);
+                    const QRectF common
+                        = area & QRectF(QRect(k % kSize.width(), k / kSize.width(), 1, 1));
                     sum += common.width() * common.height() * uchar(samples[k]);
                 }
                 QVERIFY(std::abs(qRed(image.pixel(cell)) - sum / (width * height)) <= 0.51);
