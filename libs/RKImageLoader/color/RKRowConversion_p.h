@@ -29,9 +29,8 @@ template <typename Function>
 QImage converted(QImage image, const Function& convertRow, const RKCancellation& cancellation = {})
 {
     QImage result;
-    const bool isInPlace = image.isDetached();
-    if (isInPlace) {
-        result = std::move(image);
+    if (image.isDetached()) {
+        result.swap(image);
         result.setColorSpace(QColorSpace());
     } else {
         result = QImage(image.size(), image.format());
@@ -45,7 +44,7 @@ QImage converted(QImage image, const Function& convertRow, const RKCancellation&
             return {};
         auto* const target = reinterpret_cast<QRgb*>(result.scanLine(y));
         const auto* const source
-            = isInPlace ? target : reinterpret_cast<const QRgb*>(image.constScanLine(y));
+            = image.isNull() ? target : reinterpret_cast<const QRgb*>(image.constScanLine(y));
         convertRow(source, target, result.width());
     }
     return result;

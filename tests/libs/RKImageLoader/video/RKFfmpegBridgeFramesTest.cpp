@@ -24,9 +24,9 @@ struct Row
     Clip clip;
     const char* delivered = kExact; ///< -1 is null.
     std::array<int, 6> requests{0, 1, 10, 125, 149, 150};
-    bool isForwardOnly = false;
     int rotation = 0;
     bool isMirrored = false;
+    bool isForwardOnly = false;
 };
 
 constexpr Row kRows[] = {
