@@ -105,10 +105,10 @@ private Q_SLOTS:
 
     void colorsAreThoseOfTheTags() const
     {
+        const QByteArray untagged = "-vf format=gbrp,scale=out_color_matrix=bt601";
         const QByteArray tagged = "-colorspace bt709 -vf format=gbrp,scale=out_color_matrix=bt709";
-        const QList<QByteArray> rows{"-vf format=gbrp,scale=out_color_matrix=bt601",
-            tagged,
-            tagged + ":out_range=pc -color_range pc -c:v libvpx-vp9"};
+        const QByteArray full = ":out_range=pc -color_range pc -c:v libvpx-vp9";
+        const QList<QByteArray> rows{untagged, tagged, untagged + full, tagged + full};
         for (const QByteArray& options : rows) {
             const QString path = makeColor("0x00C80A", "green.mkv", options);
             const QColor color = RKFfmpegBridge(path).decodeFrame(3).pixelColor(20, 20);

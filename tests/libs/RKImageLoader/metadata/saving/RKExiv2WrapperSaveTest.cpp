@@ -270,6 +270,8 @@ private Q_SLOTS:
         RKExiv2Wrapper back(file);
         auto expected = back.allData();
         QVERIFY(back.applyDifference(after, before));
+        const QString author = u"Iptc.Application2.Byline"_s;
+        QCOMPARE(back.allData().value(author), expected.value(author));
         QVERIFY(back.save(file));
         for (const auto& [key, text] : after.allData().asKeyValueRange()) {
             if (!before.allData().contains(key))
