@@ -31,6 +31,8 @@ constexpr std::array<int, kHighestRating + 1> kMicrosoftPercents = {0, 1, 25, 50
 
 constexpr int kZoomDenominator = 10000;
 
+constexpr char kCommentInExif[] = "Exif.Photo.UserComment";
+
 constexpr char kOrientationInXmp[] = "Xmp.tiff.Orientation";
 
 constexpr char kDateInExif[] = "Exif.Photo.DateTimeOriginal";
@@ -104,6 +106,13 @@ QString withoutMarker(const QString& text, const RKRegularExpression& marker)
     return rest != text && rest.trimmed().isEmpty() ? QString() : rest;
 }
 
+/// The comment for exiv2, which would take what looks like a character code for one.
+QString comment(const QString& text)
+{
+    return text.startsWith(QLatin1String("charset=")) ? QStringLiteral("charset=Unicode ") + text
+                                                      : text;
+}
+
 } // namespace
 
 RKExiv2WrapperImpl::RKExiv2WrapperImpl()
@@ -171,8 +180,7 @@ QString RKExiv2WrapperImpl::readKey(const QString& key) const
         return m_exifData.readWindowsText(name.constData());
     if (key.startsWith(QLatin1String("Exif"))) {
         const QString text = withoutMarker(m_exifData.readString(name.constData()), charsetMarker);
-        return key == QLatin1String("Exif.Photo.UserComment") ? withoutMarker(text, commentMarker)
-                                                              : text;
+        return key == QLatin1String(kCommentInExif) ? withoutMarker(text, commentMarker) : text;
     }
     if (key.startsWith(QLatin1String("Xmp")))
         return withoutMarker(m_xmpData.readString(name.constData()), languageMarker);
@@ -251,9 +259,10 @@ void RKExiv2WrapperImpl::write(const RKMetaDataField& field, const QString& valu
         if (key.startsWith(QLatin1String("Exif.Image.XP")))
             continue;
         if (key.startsWith(QLatin1String("Exif")))
-            m_exifData.setString(name.constData(), value);
+            m_exifData.setString(
+                name.constData(), key == QLatin1String(kCommentInExif) ? comment(value) : value);
         else if (key.startsWith(QLatin1String("Xmp")))
-            m_xmpData.setString(name.constData(), value);
+            m_xmpData.setText(name.constData(), value);
         else if (key.startsWith(QLatin1String("Iptc")))
             m_iptcData.writeString(name.constData(), value);
     }

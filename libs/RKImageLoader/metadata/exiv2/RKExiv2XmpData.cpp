@@ -218,6 +218,13 @@ void RKExiv2XmpData::setString(const char* key, const QString& value)
         });
 }
 
+void RKExiv2XmpData::setText(const char* key, const QString& value)
+{
+    const bool hasLanguages = RKExiv2Library::valueOr(false,
+        [&] { return Exiv2::XmpProperties::propertyType(Exiv2::XmpKey(key)) == Exiv2::langAlt; });
+    hasLanguages ? setStringWithLocale(key, value) : setString(key, value);
+}
+
 void RKExiv2XmpData::setStringWithLocale(const char* key, const QString& value)
 {
     const QWriteLocker locker(RKExiv2Library::xmpLock());

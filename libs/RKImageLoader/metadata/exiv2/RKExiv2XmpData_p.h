@@ -66,6 +66,8 @@ public:
     /// languages than the text's; the text is read as exiv2 does for the property's type. A text
     /// that cannot be read is logged and changes nothing.
     void setString(const char* key, const QString& value);
+    /// The same, but the text is taken as it is, also where it looks as if it named its language.
+    void setText(const char* key, const QString& value);
     /// Sets the default language alternative; other languages stay.
     void setStringWithLocale(const char* key, const QString& value);
     /// An array of the type that the property has, else an unordered one. No texts remove the

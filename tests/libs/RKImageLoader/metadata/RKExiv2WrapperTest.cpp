@@ -378,6 +378,21 @@ private Q_SLOTS:
         QVERIFY(!wrapper.isRejected());
     }
 
+    void textsMayLookLikeMarkers()
+    {
+        for (const QString& text : {u"lang=de hallo"_s, u"lang=\"de"_s, u"charset=Ascii hallo"_s}) {
+            for (const Field field : {Field::originalFilename, Field::exifUserComment}) {
+                RKExiv2Wrapper wrapper = wrapperWith({{"Xmp.dc.title", "lang=de Titel"}});
+                wrapper.write(field, text);
+                QCOMPARE(wrapper.read(field), text);
+                const QString inXmp = wrapper.allData().value(field == Field::exifUserComment
+                        ? u"Xmp.exif.UserComment"_s
+                        : u"Xmp.dc.title"_s);
+                QVERIFY(inXmp.startsWith(u"lang=\"x-default\" "_s + text));
+            }
+        }
+    }
+
     void fieldsTakeTheFirstTextOfTheirKeys()
     {
         const std::tuple<Field, Values, const char*> rows[] = {
