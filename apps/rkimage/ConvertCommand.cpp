@@ -236,6 +236,15 @@ public:
     {
     }
 
+    /// No picture is replaced by another that comes from one of these.
+    void protect(const std::vector<InputFile>& files)
+    {
+        for (const InputFile& file : files)
+            m_sources.insert(QFileInfo(file.path).canonicalFilePath());
+        // What is missing.
+        m_sources.erase(QString());
+    }
+
     /// Into the file, in the format of its extension.
     Result convert(const InputFile& source, const OutputFile& output) const
     {
@@ -244,6 +253,9 @@ public:
             = output.isStandardOutput() ? Writable::Yes : writable(source, target, m_existing);
         if (isWritable != Writable::Yes)
             return unwritten(source, target, isWritable);
+        if (m_sources.count(QFileInfo(target).canonicalFilePath()) != 0)
+            return failed(
+                source, QStringLiteral("another picture would be replaced: %1").arg(target));
         RKMetaData metaData;
         FileConversion conversion;
         conversion.read = [&](const RKMediaDescriptor& from, RKMediaError* error) {
@@ -292,12 +304,8 @@ public:
             extension,
             resultSize(descriptor),
             number);
-        if (!claim(target)) {
-            Result result(source);
-            result.fail(RKMediaError(RKMediaErrorCode::NotWritable,
-                QStringLiteral("another picture has the name %1").arg(target)));
-            return result;
-        }
+        if (!claim(target))
+            return failed(source, QStringLiteral("another picture has the name %1").arg(target));
         if (const QString folder = QFileInfo(target).path(); !QDir().mkpath(folder)) {
             Result result(source);
             result.fail(folder,
@@ -315,6 +323,13 @@ public:
     }
 
 private:
+    static Result failed(const InputFile& source, const QString& reason)
+    {
+        Result result(source);
+        result.fail(RKMediaError(RKMediaErrorCode::NotWritable, reason));
+        return result;
+    }
+
     /// The result for a target that is left as it is.
     static Result unwritten(const InputFile& source, const QString& target, Writable isWritable)
     {
@@ -357,6 +372,7 @@ private:
     Existing m_existing;
     OutputNames m_names;
     QString m_extension;
+    std::set<QString> m_sources;
     // Guards the names.
     std::mutex m_mutex;
     std::set<QString> m_claimed;
@@ -380,6 +396,7 @@ int convertFiles(ConvertArguments& arguments)
             .report();
     }
     const std::vector<InputFile> files = arguments.files.all();
+    conversion.protect(files);
 
     std::atomic<int> failures = arguments.files.failures();
     ProgressBar progress(qint64(files.size()));

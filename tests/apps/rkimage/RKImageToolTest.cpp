@@ -189,6 +189,7 @@ private Q_SLOTS:
         QCOMPARE(::link("many/photo.jpg", "linked.jpg"), 0);
         const QByteArray photo = read(u"linked.jpg"_s);
         for (const char* command : {"convert --overwrite linked.jpg many/../many/photo.jpg",
+                 "convert --overwrite gone.png v.svg linked.jpg --out linked.{ext} --format jpg",
                  "convert --overwrite linked.jpg linked.jpg",
                  "clip --center --production 9x9 --dpi 9 linked.jpg linked.jpg",
                  "faces draw many/photo.jpg linked.jpg",
