@@ -48,9 +48,10 @@ void readAll(const QByteArray& file)
     }
 }
 
-/// No value and no picture covers the header or a directory, no two directories overlap, and no
-/// directory or value reaches beyond the end. What does would change with the others, or come to
-/// lie inside as the file grows, which savers notice by the same comparison.
+/// No value and no picture covers the header or a directory, no two directories overlap, none leads
+/// back to one before, and no directory or value reaches beyond the end. What does would change
+/// with the others, or come to lie inside as the file grows, which savers notice by the same
+/// comparison.
 bool isOrderly(const QByteArray& file)
 {
     const RKTiffStructure structure(file);
@@ -66,6 +67,9 @@ bool isOrderly(const QByteArray& file)
             return false;
         fixed.push_back(own);
         fixed = RKByteRanges::united(std::move(fixed));
+        const quint64 next = structure.directoryAfter(directory.place);
+        if (RKByteRanges::overlap(fixed, {next, next + (next == 0 ? 0 : 1)}))
+            return false;
         const auto pixels = structure.pixelsOf(directory);
         others.insert(others.end(), pixels.begin(), pixels.end());
         for (const RKTiffStructure::Entry& entry : directory.entries) {
