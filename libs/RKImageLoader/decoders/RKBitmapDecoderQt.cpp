@@ -2,6 +2,7 @@
 
 #include "RKImageLoader/decoders/RKBitmapDecoderMacCoreGraphics.h"
 #include "RKImageLoader/decoders/RKDeviceOpener_p.h"
+#include "RKImageLoader/decoders/RKReducedTiff_p.h"
 #include "RKImageLoader/decoders/RKReducedWebp_p.h"
 #include "RKImageLoader/decoders/RKRefusal_p.h"
 #include "RKImageLoader/decoders/RKStoppableBuffer_p.h"
@@ -13,6 +14,7 @@
 #include "RKImageLoader/files/RKFileSaving.h"
 #include "RKImageLoader/files/RKFileSnapshot_p.h"
 #include "RKImageLoader/files/RKHugePages_p.h"
+#include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/guards/RKMngLoops_p.h"
 #include "RKImageLoader/guards/RKPictureHeaderCheck_p.h"
 #include "RKImageLoader/guards/RKPngChunks_p.h"
@@ -205,11 +207,10 @@ bool canHold(const QByteArray& data, const QSize& size)
 }
 
 // A wanted picture of far fewer pixels must not cost what the whole one does.
-bool isWorthReducing(const QByteArray& data, const QSize& stored, const QSize& target)
+bool hasFarFewerPixels(const QSize& target, const QSize& stored)
 {
     constexpr qint64 kFarFewer = 4;
-    return kFarFewer * target.width() * target.height() > qint64(stored.width()) * stored.height()
-        || RKPictureHeaderCheck::canBeReduced(data, stored);
+    return kFarFewer * target.width() * target.height() <= qint64(stored.width()) * stored.height();
 }
 
 // The file without what would keep a reader busy and is not needed for the picture. Empty, with a
@@ -366,7 +367,7 @@ bool isRefused(
         RKRefusal::wantedSize(context);
         return true;
     }
-    if (!isWorthReducing(bytes, stored, target)) {
+    if (hasFarFewerPixels(target, stored) && !RKPictureHeaderCheck::canBeReduced(bytes, stored)) {
         RKRefusal::reduction(context);
         return true;
     }
@@ -466,10 +467,19 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
         && mayScaleWhileDecoding(bytes, name, stored) && requestScaling(reader, wantedSize);
 
     if (wantedSize.isValid() && !isScaled) {
-        QImage reduced = RKReducedWebp::read(
-            bytes, calculateRealTargetSize(wantedSize, stored), context.cancellation());
-        if (!reduced.isNull())
+        const QSize target = calculateRealTargetSize(wantedSize, stored);
+        QImage reduced = RKReducedWebp::read(bytes, target, context.cancellation());
+        const bool isLarge
+            = RKPictureHeaderCheck::wholeBytes(bytes, stored) > RKImageLimits::kMaxClaim;
+        if (reduced.isNull() && isLarge)
+            reduced = RKReducedTiff::read(bytes, target, context.cancellation());
+        if (!reduced.isNull() || context.isCancelled())
             return reduced;
+        // What was to be read row by row.
+        if (hasFarFewerPixels(target, stored) && !RKPictureHeaderCheck::canBeHeld(bytes, stored)) {
+            context.fail(RKMediaErrorCode::Damaged);
+            return {};
+        }
     }
 
     const bool mayHaveGaps = std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;

@@ -1,4 +1,5 @@
 #include "RKImageLoader/decoders/RKReducedWebp_p.h"
+#include "RKImageLoader/drawables/RKImageScaler_p.h"
 
 #include <QColorSpace>
 
@@ -57,12 +58,6 @@ private:
     WebPIterator m_frame{};
     bool m_isValid = false;
 };
-
-bool isReduction(const QSize& from, const QSize& to)
-{
-    return !to.isEmpty() && to != from && to.width() <= from.width()
-        && to.height() <= from.height();
-}
 
 /// The scaler adds up the samples below a pixel of the result in 32 bits, each times the width of
 /// the picture.
@@ -154,7 +149,7 @@ QImage RKReducedWebp::read(
     const DemuxerPtr demuxer(WebPDemux(&file));
     const Frame frame(demuxer.get());
     if (!frame.isComplete() || hasFlag(demuxer.get(), ANIMATION_FLAG)
-        || !isReduction(frame.size(), size) || !canBeAddedUp(frame.size(), size))
+        || !RKImageScaler::isReduction(frame.size(), size) || !canBeAddedUp(frame.size(), size))
         return {};
     const bool hasAlpha = hasFlag(demuxer.get(), ALPHA_FLAG);
     QImage image(size, hasAlpha ? QImage::Format_ARGB32 : QImage::Format_RGB32);

@@ -1,161 +1,37 @@
 #include "RKImageLoader/color/RKPixelTransform_p.h"
+#include "RKImageLoader/decoders/RKTiffFile_p.h"
 #include "RKImageLoader/decoders/RKTiffPicture_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
 #include <QDebug>
 
-#include <tiffio.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <limits>
-#include <memory>
 #include <vector>
 
 namespace {
 
-/// A file in memory, of which libtiff reads.
-struct Memory
-{
-    const QByteArray& bytes;
-    const RKCancellation& cancellation;
-    qint64 position = 0;
-};
-
-Memory& memoryOf(thandle_t handle)
-{
-    return *static_cast<Memory*>(handle);
-}
-
-tmsize_t readBytes(thandle_t handle, void* target, tmsize_t size)
-{
-    Memory& memory = memoryOf(handle);
-    if (memory.cancellation.isCancelled())
-        return 0;
-    const qint64 count
-        = std::clamp<qint64>(memory.bytes.size() - memory.position, 0, std::max<qint64>(size, 0));
-    if (count > 0)
-        std::memcpy(target, memory.bytes.constData() + memory.position, size_t(count));
-    memory.position += count;
-    return count;
-}
-
-tmsize_t writeNothing(thandle_t, void*, tmsize_t)
-{
-    return 0;
-}
-
-toff_t seekTo(thandle_t handle, toff_t offset, int whence)
-{
-    Memory& memory = memoryOf(handle);
-    const qint64 base = whence == SEEK_CUR ? memory.position
-        : whence == SEEK_END               ? qint64(memory.bytes.size())
-                                           : 0;
-    // A distance backwards comes as a number that wraps around.
-    const auto place = qint64(quint64(base) + offset);
-    if (place < 0)
-        return std::numeric_limits<toff_t>::max();
-    memory.position = place;
-    return toff_t(place);
-}
-
-int closeNothing(thandle_t)
-{
-    return 0;
-}
-
-toff_t sizeOf(thandle_t handle)
-{
-    return toff_t(memoryOf(handle).bytes.size());
-}
-
-struct TiffDeleter
-{
-    void operator()(TIFF* tiff) const
-    {
-        TIFFClose(tiff);
-    }
-};
-
-using Tiff = std::unique_ptr<TIFF, TiffDeleter>;
-
-Tiff open(Memory& memory)
-{
-    // "m" for not mapped into memory.
-    return Tiff(TIFFClientOpen("picture",
-        "rm",
-        &memory,
-        readBytes,
-        writeNothing,
-        seekTo,
-        closeNothing,
-        sizeOf,
-        nullptr,
-        nullptr));
-}
-
-void setResolution(TIFF* tiff, QImage& image)
-{
-    quint16 unit = RESUNIT_INCH;
-    float x = 0;
-    float y = 0;
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_RESOLUTIONUNIT, &unit);
-    constexpr float kMost = 1'000'000;
-    const bool isKnown = TIFFGetField(tiff, TIFFTAG_XRESOLUTION, &x) != 0
-        && TIFFGetField(tiff, TIFFTAG_YRESOLUTION, &y) != 0 && unit != RESUNIT_NONE;
-    if (!isKnown || !(x > 0 && x < kMost && y > 0 && y < kMost))
-        return;
-    const double perMeter = unit == RESUNIT_CENTIMETER ? 100 : 100 / 2.54;
-    image.setDotsPerMeterX(qRound(double(x) * perMeter));
-    image.setDotsPerMeterY(qRound(double(y) * perMeter));
-}
-
-quint16 numberOf(TIFF* tiff, ttag_t tag)
-{
-    quint16 number = 0;
-    TIFFGetFieldDefaulted(tiff, tag, &number);
-    return number;
-}
-
-bool hasSize(TIFF* tiff, const QSize& size)
-{
-    quint32 width = 0;
-    quint32 height = 0;
-    return TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width) != 0
-        && TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height) != 0 && width == quint32(size.width())
-        && height == quint32(size.height());
-}
-
-/// What the first sample after the colours is.
-quint16 extraSample(TIFF* tiff)
-{
-    quint16 count = 0;
-    quint16* kinds = nullptr;
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &count, &kinds);
-    return count > 0 && kinds ? kinds[0] : quint16(EXTRASAMPLE_UNSPECIFIED);
-}
-
 /// libtiff multiplies colours with what is alpha by its tag, and Qt takes any fourth sample for it.
-QImage::Format colorFormat(TIFF* tiff)
+QImage::Format colorFormat(const RKTiffFile& tiff)
 {
-    if (numberOf(tiff, TIFFTAG_SAMPLESPERPIXEL) <= 3)
+    if (tiff.number(TIFFTAG_SAMPLESPERPIXEL) <= 3)
         return QImage::Format_RGB32;
-    return extraSample(tiff) == EXTRASAMPLE_UNSPECIFIED ? QImage::Format_ARGB32
-                                                        : QImage::Format_ARGB32_Premultiplied;
+    return tiff.extraSample() == EXTRASAMPLE_UNSPECIFIED ? QImage::Format_ARGB32
+                                                         : QImage::Format_ARGB32_Premultiplied;
 }
 
-QImage decodedColors(TIFF* tiff, const QSize& size)
+QImage decodedColors(const RKTiffFile& tiff, const QSize& size)
 {
     QImage image(size, colorFormat(tiff));
     if (image.isNull())
         return {};
     // As stored: whoever asked for the picture turns it.
-    TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    TIFFSetField(tiff.get(), TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
     auto* const pixels = reinterpret_cast<quint32*>(image.bits());
     constexpr int kStopAtErrors = 1;
-    if (TIFFReadRGBAImageOriented(tiff,
+    if (TIFFReadRGBAImageOriented(tiff.get(),
             quint32(size.width()),
             quint32(size.height()),
             pixels,
@@ -174,10 +50,10 @@ QImage decodedColors(TIFF* tiff, const QSize& size)
 class SampleRow
 {
 public:
-    explicit SampleRow(TIFF* tiff)
+    explicit SampleRow(const RKTiffFile& tiff)
         : m_tiff(tiff)
-        , m_isDeep(numberOf(tiff, TIFFTAG_BITSPERSAMPLE) == 16)
-        , m_bytes(size_t(std::max<tmsize_t>(TIFFScanlineSize(tiff), 0)))
+        , m_isDeep(tiff.number(TIFFTAG_BITSPERSAMPLE) == 16)
+        , m_bytes(size_t(std::max<tmsize_t>(TIFFScanlineSize(tiff.get()), 0)))
     {
     }
 
@@ -188,7 +64,7 @@ public:
 
     bool read(int y, int plane)
     {
-        return TIFFReadScanline(m_tiff, m_bytes.data(), quint32(y), quint16(plane)) >= 0;
+        return TIFFReadScanline(m_tiff.get(), m_bytes.data(), quint32(y), quint16(plane)) >= 0;
     }
 
     /// In 8 bits.
@@ -218,18 +94,18 @@ public:
     }
 
 private:
-    TIFF* m_tiff;
+    const RKTiffFile& m_tiff;
     bool m_isDeep;
     std::vector<uchar> m_bytes;
 };
 
 /// The first samples of each pixel, in 8 bits, from the lowest byte on. Null where they are damaged
 /// or not what the count says.
-QImage samples(TIFF* tiff, const QSize& size, int count)
+QImage samples(const RKTiffFile& tiff, const QSize& size, int count)
 {
-    const bool hasPlanes = numberOf(tiff, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
-    const int stored = numberOf(tiff, TIFFTAG_SAMPLESPERPIXEL);
-    if (stored < count || !hasSize(tiff, size))
+    const bool hasPlanes = tiff.number(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
+    const int stored = tiff.number(TIFFTAG_SAMPLESPERPIXEL);
+    if (stored < count || !tiff.hasSize(size))
         return {};
     const int stride = hasPlanes ? 1 : stored;
     const int perPlane = hasPlanes ? 1 : count;
@@ -262,10 +138,10 @@ void convertPixels(QImage& image, const Convert& convert)
     }
 }
 
-QImage decodedGray(TIFF* tiff, const QSize& size)
+QImage decodedGray(const RKTiffFile& tiff, const QSize& size)
 {
-    const bool isMultiplied = extraSample(tiff) == EXTRASAMPLE_ASSOCALPHA;
-    const bool isInverted = numberOf(tiff, TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_MINISWHITE;
+    const bool isMultiplied = tiff.extraSample() == EXTRASAMPLE_ASSOCALPHA;
+    const bool isInverted = tiff.number(TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_MINISWHITE;
     QImage image = samples(tiff, size, 2);
     convertPixels(image, [=](QRgb pixel) {
         const QRgb alpha = pixel >> CHAR_BIT & 0xff;
@@ -279,7 +155,7 @@ QImage decodedGray(TIFF* tiff, const QSize& size)
 }
 
 /// As libtiff does with 8 bits.
-QImage decodedInks(TIFF* tiff, const QSize& size)
+QImage decodedInks(const RKTiffFile& tiff, const QSize& size)
 {
     QImage image = samples(tiff, size, 4);
     convertPixels(image, [](QRgb inks) {
@@ -294,14 +170,14 @@ QImage decodedInks(TIFF* tiff, const QSize& size)
 
 /// Lab is relative to D50. libtiff takes its white for that of sRGB, which makes all colours
 /// yellow.
-QImage decodedLab(TIFF* tiff, const QSize& size)
+QImage decodedLab(const RKTiffFile& tiff, const QSize& size)
 {
     constexpr int kChannels = 3;
-    const int stored = numberOf(tiff, TIFFTAG_SAMPLESPERPIXEL);
+    const int stored = tiff.number(TIFFTAG_SAMPLESPERPIXEL);
     const auto transform = RKPixelTransform::fromLab();
     SampleRow row(tiff);
     QImage image(size, QImage::Format_RGB32);
-    if (!transform || image.isNull() || stored < kChannels || !hasSize(tiff, size)
+    if (!transform || image.isNull() || stored < kChannels || !tiff.hasSize(size)
         || !row.holds(qint64(size.width()) * stored))
         return {};
     std::vector<quint16> lab(size_t(size.width()) * kChannels);
@@ -320,14 +196,14 @@ QImage decodedLab(TIFF* tiff, const QSize& size)
     return image;
 }
 
-QImage decoded(TIFF* tiff, const RKTiffClaim& claim)
+QImage decoded(const RKTiffFile& tiff, const RKTiffClaim& claim)
 {
     using Samples = RKTiffClaim::Samples;
     QImage image = claim.samples == Samples::GrayAndAlpha ? decodedGray(tiff, claim.size)
         : claim.samples == Samples::DeepInks              ? decodedInks(tiff, claim.size)
         : claim.samples == Samples::Lab                   ? decodedLab(tiff, claim.size)
                                                           : decodedColors(tiff, claim.size);
-    setResolution(tiff, image);
+    tiff.copyResolution(image);
     return image;
 }
 
@@ -339,9 +215,8 @@ std::optional<QImage> RKTiffPicture::read(
     const auto claim = RKTiffClaim::read(data);
     if (!claim || claim->samples == RKTiffClaim::Samples::Common || claim->size != size)
         return {};
-    Memory memory{data, cancellation};
-    const Tiff tiff = open(memory);
-    QImage image = tiff ? decoded(tiff.get(), *claim) : QImage();
+    const RKTiffFile tiff(data, cancellation, RKTiffFile::Access::Copied);
+    QImage image = tiff.get() ? decoded(tiff, *claim) : QImage();
     if (image.isNull() && !cancellation.isCancelled())
         qCWarning(rkLoad, "Picture refused: its samples are damaged");
     return image;

@@ -399,6 +399,12 @@ bool RKImageScaler::isFeasible(const QSizeF& size)
         && size.width() * size.height() <= kMaximumPixels;
 }
 
+bool RKImageScaler::isReduction(const QSize& from, const QSize& to)
+{
+    return !to.isEmpty() && to != from && to.width() <= from.width()
+        && to.height() <= from.height();
+}
+
 QImage RKImageScaler::bilinear(const QImage& image, const QSize& size)
 {
     if (image.isNull() || !isFeasible(size))

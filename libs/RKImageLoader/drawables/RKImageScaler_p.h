@@ -17,6 +17,9 @@ public:
     /// ones are requests gone wrong; painters and codecs, too, count bytes in 32 bits.
     static bool isFeasible(const QSizeF& size);
 
+    /// No side gets longer, and one gets shorter.
+    static bool isReduction(const QSize& from, const QSize& to);
+
     /// The image in the size, in the image's format. Null for a null image, a size that isn't
     /// feasible, and when there is too little memory; so is bicubic().
     static QImage bilinear(const QImage& image, const QSize& size);

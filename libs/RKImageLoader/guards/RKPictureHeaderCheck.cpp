@@ -428,11 +428,19 @@ qint64 RKPictureHeaderCheck::wholeBytes(const QByteArray& data, const QSize& siz
     return kTrueColor * count;
 }
 
-bool RKPictureHeaderCheck::canBeReduced(const QByteArray& data, const QSize& size)
+bool RKPictureHeaderCheck::canBeHeld(const QByteArray& data, const QSize& size)
 {
     using namespace RKImageLimits;
     const qint64 held = wholeBytes(data, size);
-    if (held > kMaxReducedClaim || (held > kMaxClaim && held / kMaxClaimPerByte > data.size()))
+    return held <= kMaxReducedClaim
+        && (held <= kMaxClaim || held / kMaxClaimPerByte <= data.size());
+}
+
+bool RKPictureHeaderCheck::canBeReduced(const QByteArray& data, const QSize& size)
+{
+    using namespace RKImageLimits;
+    const auto tiff = RKTiffClaim::read(data);
+    if (!(tiff && tiff->hasPlainRows) && !canBeHeld(data, size))
         return false;
     constexpr qint64 kChannels = 3;
     const qint64 decoded = kChannels * (isMeasured(size) ? pixels(size) : 0);

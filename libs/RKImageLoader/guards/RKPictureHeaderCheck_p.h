@@ -31,6 +31,9 @@ public:
     /// Large ones may not, unless they are scaled while they are decoded.
     static bool canBeReduced(const QByteArray& data, const QSize& size);
 
+    /// Whether the whole picture may be decoded first for that.
+    static bool canBeHeld(const QByteArray& data, const QSize& size);
+
     /// The bytes that Qt's reader holds at once when it decodes a picture of that size to reduce
     /// it; 0 where it reads and reduces row by row.
     static qint64 wholeBytes(const QByteArray& data, const QSize& size);

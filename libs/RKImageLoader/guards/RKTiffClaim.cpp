@@ -47,6 +47,12 @@ constexpr std::array kRatios{
 // Dictionary and run-length codings without such a bound, among them Zstandard and LZMA.
 constexpr qint64 kOtherRatio = 65536;
 
+// Values of tags.
+constexpr qint64 kMinIsBlack = 1;
+constexpr qint64 kRgb = 2;
+constexpr qint64 kSeparate = 2;
+constexpr qint64 kUnsigned = 1;
+
 constexpr quint32 kFaxOfRows = 2;
 constexpr quint32 kFaxGroup3 = 3;
 constexpr quint32 kFaxGroup4 = 4;
@@ -220,14 +226,10 @@ qint64 imageBits(qint64 bits, qint64 samples)
 RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint64 bits)
 {
     using Samples = RKTiffClaim::Samples;
-    constexpr qint64 kMinIsBlack = 1;
-    constexpr qint64 kRgb = 2;
     constexpr qint64 kPalette = 3;
     constexpr qint64 kInks = 5;
     constexpr qint64 kLab = 8;
-    constexpr qint64 kSeparate = 2;
     constexpr qint64 kUnspecified = 0;
-    constexpr qint64 kUnsigned = 1;
     if (directory.value(kSampleFormat, kUnsigned) != kUnsigned || (bits != 8 && bits != 16))
         return Samples::Common;
     const qint64 photometric = directory.value(kPhotometric);
@@ -248,6 +250,16 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
     if (photometric == kLab && samples >= 3 && !hasPlanes)
         return Samples::Lab;
     return photometric == kInks && isDeep && samples >= 4 ? Samples::DeepInks : Samples::Common;
+}
+
+bool isPlain(const Directory& directory, qint64 samples, qint64 bits)
+{
+    const qint64 photometric = directory.value(kPhotometric);
+    return samplesOf(directory, samples, bits) == RKTiffClaim::Samples::Common
+        && (bits == 8 || bits == 16) && directory.value(kSampleFormat, kUnsigned) == kUnsigned
+        && directory.value(kPlanarConfiguration) != kSeparate
+        && ((photometric == kMinIsBlack && samples == 1)
+            || (photometric == kRgb && (samples == 3 || samples == 4)));
 }
 
 } // namespace
@@ -285,6 +297,10 @@ std::optional<RKTiffClaim> RKTiffClaim::read(QByteArrayView data)
     claim.imageBytes = roundedUp(width * imageBits(bits, samples), 8) * height;
 
     claim.samples = samplesOf(directory, samples, bits);
+    // In 16 bits.
+    const qint64 rowBytes = 2 * std::max(width, partWidth) * samples * (isTiled ? partHeight : 1);
+    claim.hasPlainRows
+        = isPlain(directory, samples, bits) && rowBytes <= RKImageLimits::kSmallClaim;
 
     const qint64 bytes = isTiled
         ? directory.compressedBytes(RKTiffTag::kTileOffsets, RKTiffTag::kTileSizes)

@@ -27,6 +27,9 @@ struct RKTiffClaim
         ByteColors, ///< a palette of colours with 8 bits instead of 16
     };
     Samples samples = Samples::Common;
+    /// Whether it is grey or RGB of 8 or 16 bits, perhaps with one more sample, pixel by pixel, and
+    /// a row of it, or of its tiles, is short enough to be held beside others.
+    bool hasPlainRows = false;
     /// Whether the compressed bytes can hold the decoded ones.
     bool isCovered = false;
 

@@ -208,6 +208,7 @@ private Q_SLOTS:
             "tif",
             tiff(16384, 8, 8, zeros(1000)) + QByteArray(900'000, 'x'),
             kClaims);
+        row("deflated", "tif", tiff(8000, 8, 8, zeros(192'000'000)), kNoFailure);
         row("LZW", "tif", tiff(20'000, 5, 8, QByteArray(100, 'x')), kClaims);
         row("run lengths", "tif", tiff(20'000, 32773, 8, QByteArray(100, 'x')), kClaims);
         row("fax", "tif", tiff(32'000, 4, 1, QByteArray(100, 'x')), kClaims);

@@ -1,5 +1,6 @@
 #include "RKImageLoader/decoders/RKBitmapDecoderQt.h"
 
+#include "RKImageLoader/decoders/RKReducedTiff_p.h"
 #include "RKImageLoader/drawables/RKQtScaler_p.h"
 #include "RKImageLoader/files/RKByteReader_p.h"
 #include "RKImageLoader/media/RKImageLoaderConfig.h"
@@ -20,6 +21,8 @@
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QtPlugin>
+
+#include <tiffio.h>
 
 using namespace Qt::StringLiterals;
 
@@ -122,6 +125,54 @@ QByteArray extended(const QByteArray& file, char kind)
             + chunk("ANMF", QByteArray(6, '\0') + size + QByteArray(4, '\0') + pixels);
     return chunk("RIFF", "WEBP" + chunk("VP8X", flags + QByteArray(3, '\0') + size) + content);
 }
+
+/// A TIFF picture in four parts, of which two have the pixel of the left upper one.
+struct Tiff
+{
+    int bits = 8;
+    bool isTiled = false;
+    QByteArray left;
+    QByteArray right;
+    quint16 extra = 0;
+
+    QByteArray encoded() const
+    {
+        constexpr int kSide = 200;
+        constexpr int kSplit = 80;
+        constexpr int kTile = 16;
+        const auto samples = int(left.size()) * 8 / bits;
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(u"picture"_s);
+        TIFF* const tiff = TIFFOpen(path.toLocal8Bit(), "w");
+        for (const auto& [tag, value] : {std::pair(TIFFTAG_IMAGEWIDTH, kSide),
+                 {TIFFTAG_IMAGELENGTH, kSide},
+                 {TIFFTAG_BITSPERSAMPLE, bits},
+                 {TIFFTAG_SAMPLESPERPIXEL, samples},
+                 {TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG},
+                 {TIFFTAG_PHOTOMETRIC, samples == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB},
+                 {TIFFTAG_COMPRESSION, COMPRESSION_LZW},
+                 {isTiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, kTile}})
+            TIFFSetField(tiff, tag, value);
+        if (isTiled)
+            TIFFSetField(tiff, TIFFTAG_TILELENGTH, kTile);
+        if (samples == 4)
+            TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &extra);
+        const int width = isTiled ? kTile : kSide;
+        for (int y = 0; y < kSide; y += isTiled ? kTile : 1) {
+            for (int x = 0; x < kSide; x += width) {
+                const auto at
+                    = [&](int column) { return (column < kSplit) == (y < kSplit) ? left : right; };
+                QByteArray part = isTiled
+                    ? at(x).repeated(kTile * kTile)
+                    : at(0).repeated(kSplit) + at(kSide).repeated(kSide - kSplit);
+                isTiled ? TIFFWriteTile(tiff, part.data(), quint32(x), quint32(y), 0, 0)
+                        : TIFFWriteScanline(tiff, part.data(), quint32(y), 0);
+            }
+        }
+        TIFFClose(tiff);
+        return RKTestPictures::read(path);
+    }
+};
 
 // Colours multiplied with their alpha, for those of invisible pixels mean nothing.
 QImage visible(QImage image)
@@ -386,6 +437,37 @@ private Q_SLOTS:
         for (const QByteArray& file : {planes, grey}) {
             QTest::ignoreMessage(QtWarningMsg, "Picture refused: its samples are damaged");
             QVERIFY(m_decoder.decode(file.chopped(99), "tif", {32, 32}, {}).isNull());
+        }
+    }
+
+    void tiffPicturesAreReducedByRows()
+    {
+        const std::tuple<Tiff, QRgb, QRgb> rows[]
+            = {{{.bits = 16, .left = {"\0\x80\xff\xff\0\0", 6}, .right = "333333"},
+                   qRgb(128, 255, 0),
+                   qRgb(51, 51, 51)},
+                {{.left = "\xff\x66\x32\x80", .right = "\xff\xff\xff\xff", .extra = 2},
+                    qRgba(255, 102, 50, 128),
+                    qRgb(255, 255, 255)},
+                {{.isTiled = true, .left = "\x80\x33\x19\x80", .right = "zzzz", .extra = 1},
+                    qRgba(255, 102, 50, 128),
+                    qRgba(255, 255, 255, 122)},
+                {{.bits = 16, .isTiled = true, .left = "\xc8\xc8", .right = "\1\1"},
+                    qRgb(200, 200, 200),
+                    qRgb(1, 1, 1)}};
+        for (const auto& [tiff, left, right] : rows) {
+            const QByteArray bytes = tiff.encoded();
+            const QImage image = RKReducedTiff::read(bytes, {20, 10});
+            QCOMPARE(image.size(), QSize(20, 10));
+            for (int y = 0; y < 10; ++y) {
+                for (int x = 0; x < 20; ++x)
+                    QCOMPARE(image.pixelColor(x, y).rgba(), (x < 8) == (y < 4) ? left : right);
+            }
+            QVERIFY(RKReducedTiff::read(bytes, {20, 300}).isNull());
+            const QByteArray zeros(bytes.size() / 4, '\0');
+            QByteArray damaged = bytes;
+            QVERIFY(
+                RKReducedTiff::read(damaged.replace(8, zeros.size(), zeros), {20, 10}).isNull());
         }
     }
 
