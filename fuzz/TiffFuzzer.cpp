@@ -48,6 +48,14 @@ void readAll(const QByteArray& file)
     }
 }
 
+/// The directory is the last of its chain, or the next one is none of those before.
+bool leadsOn(const RKTiffStructure& structure, quint32 place, const RKByteRanges::List& before)
+{
+    const quint32 next = structure.directoryAfter(place);
+    return structure.numberAt(structure.endOfEntries(place)) == 0
+        || (next != 0 && !RKByteRanges::overlap(before, {next, quint64(next) + 1}));
+}
+
 /// No value and no picture covers the header or a directory, no two directories overlap, none leads
 /// back to one before, and no directory or value reaches beyond the end. What does would change
 /// with the others, or come to lie inside as the file grows, which savers notice by the same
@@ -62,8 +70,7 @@ bool isOrderly(const QByteArray& file)
         directories ? *directories : std::vector<RKTiffStructure::Directory>()) {
         const quint32 end = structure.endOfEntries(directory.place);
         const RKByteRange own{directory.place, quint64(end) + RKTiffStructure::kNextSize};
-        if (RKByteRanges::overlap(fixed, own)
-            || (structure.numberAt(end) != 0 && structure.directoryAfter(directory.place) == 0))
+        if (RKByteRanges::overlap(fixed, own))
             return false;
         fixed.push_back(own);
         fixed = RKByteRanges::united(std::move(fixed));

@@ -383,6 +383,23 @@ bool mayScaleWhileDecoding(const QByteArray& bytes, const QByteArray& name, cons
         && (!RKPngChunks::isPng(bytes) || RKPictureHeaderCheck::wholeBytes(bytes, stored) == 0);
 }
 
+// The picture in the size, made smaller while it is read where Qt's reader can't do that; nullopt
+// where that reader is needed. Null, and the context may have a reason, where it must not be.
+std::optional<QImage> readReduced(
+    const QByteArray& bytes, const QSize& stored, const QSize& target, RKLoadContext& context)
+{
+    QImage image = RKReducedWebp::read(bytes, target, context.cancellation());
+    const bool isLarge = RKPictureHeaderCheck::wholeBytes(bytes, stored) > RKImageLimits::kMaxClaim;
+    if (image.isNull() && isLarge)
+        image = RKReducedTiff::read(bytes, target, context.cancellation());
+    if (!image.isNull() || context.isCancelled())
+        return image;
+    if (!hasFarFewerPixels(target, stored) || RKPictureHeaderCheck::canBeHeld(bytes, stored))
+        return {};
+    context.fail(RKMediaErrorCode::Damaged);
+    return QImage();
+}
+
 } // namespace
 
 RKMediaFormatList RKBitmapDecoderQt::readableImageFileFormats() const
@@ -468,18 +485,8 @@ QImage RKBitmapDecoderQt::decode(const QByteArray& data,
 
     if (wantedSize.isValid() && !isScaled) {
         const QSize target = calculateRealTargetSize(wantedSize, stored);
-        QImage reduced = RKReducedWebp::read(bytes, target, context.cancellation());
-        const bool isLarge
-            = RKPictureHeaderCheck::wholeBytes(bytes, stored) > RKImageLimits::kMaxClaim;
-        if (reduced.isNull() && isLarge)
-            reduced = RKReducedTiff::read(bytes, target, context.cancellation());
-        if (!reduced.isNull() || context.isCancelled())
-            return reduced;
-        // What was to be read row by row.
-        if (hasFarFewerPixels(target, stored) && !RKPictureHeaderCheck::canBeHeld(bytes, stored)) {
-            context.fail(RKMediaErrorCode::Damaged);
-            return {};
-        }
+        if (const auto reduced = readReduced(bytes, stored, target, context))
+            return *reduced;
     }
 
     const bool mayHaveGaps = std::count(kWithGaps.begin(), kWithGaps.end(), name) > 0;

@@ -85,10 +85,11 @@ private:
             if (TIFFReadTile(m_tiff, m_tile.data(), x, y, 0, 0) < 0)
                 return false;
             const auto count = size_t(std::min(m_tileBytes, m_bytes - begin));
-            for (qint64 row = 0; row < m_height; ++row)
+            for (qint64 row = 0; row < m_height; ++row) {
                 std::memcpy(m_part.data() + row * m_bytes + begin,
                     m_tile.data() + row * m_tileBytes,
                     count);
+            }
         }
         return true;
     }

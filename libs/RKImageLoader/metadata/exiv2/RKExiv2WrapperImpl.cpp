@@ -258,13 +258,14 @@ void RKExiv2WrapperImpl::write(const RKMetaDataField& field, const QString& valu
         }
         if (key.startsWith(QLatin1String("Exif.Image.XP")))
             continue;
-        if (key.startsWith(QLatin1String("Exif")))
+        if (key.startsWith(QLatin1String("Exif"))) {
             m_exifData.setString(
                 name.constData(), key == QLatin1String(kCommentInExif) ? comment(value) : value);
-        else if (key.startsWith(QLatin1String("Xmp")))
+        } else if (key.startsWith(QLatin1String("Xmp"))) {
             m_xmpData.setText(name.constData(), value);
-        else if (key.startsWith(QLatin1String("Iptc")))
+        } else if (key.startsWith(QLatin1String("Iptc"))) {
             m_iptcData.writeString(name.constData(), value);
+        }
     }
 }
 
