@@ -1,8 +1,8 @@
 #include "RKImageLoader/decoders/RKAreaReducer_p.h"
 #include "RKImageLoader/decoders/RKReducedTiff_p.h"
 #include "RKImageLoader/decoders/RKTiffFile_p.h"
+#include "RKImageLoader/decoders/RKTiffRows_p.h"
 #include "RKImageLoader/drawables/RKImageScaler_p.h"
-#include "RKImageLoader/guards/RKImageLimits_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
 
 #include <QRgba64>
@@ -14,98 +14,6 @@
 namespace {
 
 using Samples = std::vector<quint16>;
-
-/// The rows of a picture, from the top, out of its strips or tiles. Pixel by pixel.
-class Rows
-{
-public:
-    Rows(const RKTiffFile& file, int width, qint64 bytesOfPixel)
-        : m_tiff(file.get())
-        , m_bytes(width * bytesOfPixel)
-    {
-        quint32 height = 0;
-        qint64 sizeOfTile = 0;
-        if (TIFFIsTiled(m_tiff) != 0) {
-            TIFFGetField(m_tiff, TIFFTAG_TILELENGTH, &height);
-            sizeOfTile = TIFFTileSize(m_tiff);
-            m_tileBytes = TIFFTileRowSize(m_tiff);
-            m_tileWidth = m_tileBytes / bytesOfPixel;
-            m_isValid = m_tileWidth > 0 && m_tileWidth * bytesOfPixel == m_tileBytes
-                && sizeOfTile == m_tileBytes * height;
-        } else {
-            TIFFGetFieldDefaulted(m_tiff, TIFFTAG_ROWSPERSTRIP, &height);
-            m_isValid = height > 0 && TIFFScanlineSize(m_tiff) == m_bytes;
-            // Row by row where that is much; libtiff is twice as fast with whole strips.
-            constexpr qint64 kMost = 8 * RKImageLimits::kMebibyte;
-            if (height > kMost / m_bytes)
-                height = 1;
-        }
-        m_height = height;
-        m_isValid = m_isValid && m_height <= RKImageLimits::kSmallClaim / m_bytes
-            && sizeOfTile <= RKImageLimits::kSmallClaim;
-        if (!m_isValid)
-            return;
-        m_part.resize(size_t(m_bytes * m_height));
-        m_tile.resize(size_t(sizeOfTile));
-    }
-
-    /// Whether the layout is what the caller says.
-    bool isValid() const
-    {
-        return m_isValid;
-    }
-
-    /// The bytes of the next row; null where it is damaged.
-    const uchar* next()
-    {
-        const qint64 y = m_y++;
-        const qint64 inPart = y % m_height;
-        if (inPart == 0 && !read(quint32(y)))
-            return nullptr;
-        return m_part.data() + inPart * m_bytes;
-    }
-
-private:
-    /// The part that begins with the row.
-    bool read(quint32 y)
-    {
-        if (m_tileBytes > 0)
-            return readTiles(y);
-        return m_height == 1
-            ? TIFFReadScanline(m_tiff, m_part.data(), y) >= 0
-            : TIFFReadEncodedStrip(
-                  m_tiff, TIFFComputeStrip(m_tiff, y, 0), m_part.data(), tmsize_t(m_part.size()))
-                >= 0;
-    }
-
-    bool readTiles(quint32 y)
-    {
-        for (qint64 begin = 0; begin < m_bytes; begin += m_tileBytes) {
-            const auto x = quint32(begin / m_tileBytes * m_tileWidth);
-            if (TIFFReadTile(m_tiff, m_tile.data(), x, y, 0, 0) < 0)
-                return false;
-            const auto count = size_t(std::min(m_tileBytes, m_bytes - begin));
-            for (qint64 row = 0; row < m_height; ++row) {
-                std::memcpy(m_part.data() + row * m_bytes + begin,
-                    m_tile.data() + row * m_tileBytes,
-                    count);
-            }
-        }
-        return true;
-    }
-
-    TIFF* m_tiff;
-    qint64 m_bytes;
-    qint64 m_y = 0;
-    /// A strip, a row of tiles, or a row of a large strip.
-    std::vector<uchar> m_part;
-    qint64 m_height = 0;
-    /// Of a tile's rows; 0 where there are strips.
-    qint64 m_tileBytes = 0;
-    qint64 m_tileWidth = 0;
-    std::vector<uchar> m_tile;
-    bool m_isValid = false;
-};
 
 /// Of numbers from 0 to 1 in 16 bits, without the division.
 quint16 product(quint16 left, quint16 right)
@@ -137,11 +45,6 @@ public:
     int count() const
     {
         return m_count;
-    }
-
-    qint64 bytesOfPixel() const
-    {
-        return qint64(m_count) * (m_isDeep ? 2 : 1);
     }
 
     QImage::Format format() const
@@ -223,7 +126,7 @@ QImage reduced(const RKTiffFile& file,
     const Layout layout(file);
     if (!layout.isValid())
         return {};
-    Rows rows(file, stored.width(), layout.bytesOfPixel());
+    RKTiffRows rows(file, stored.width(), layout.count());
     QImage image(size, layout.format());
     if (!rows.isValid() || image.isNull())
         return {};

@@ -1,6 +1,7 @@
 #include "RKImageLoader/color/RKPixelTransform_p.h"
 #include "RKImageLoader/decoders/RKTiffFile_p.h"
 #include "RKImageLoader/decoders/RKTiffPicture_p.h"
+#include "RKImageLoader/decoders/RKTiffRows_p.h"
 #include "RKImageLoader/guards/RKTiffClaim_p.h"
 #include "RKImageLoader/media/RKLogCategories_p.h"
 
@@ -46,25 +47,14 @@ QImage decodedColors(const RKTiffFile& tiff, const QSize& size)
     return image;
 }
 
-/// A row of samples of 8 or 16 bits.
+/// The samples of a row, of 8 or 16 bits.
 class SampleRow
 {
 public:
-    explicit SampleRow(const RKTiffFile& tiff)
-        : m_tiff(tiff)
+    SampleRow(const RKTiffFile& tiff, const uchar* bytes)
+        : m_bytes(bytes)
         , m_isDeep(tiff.number(TIFFTAG_BITSPERSAMPLE) == 16)
-        , m_bytes(size_t(std::max<tmsize_t>(TIFFScanlineSize(tiff.get()), 0)))
     {
-    }
-
-    bool holds(qint64 samples) const
-    {
-        return qint64(m_bytes.size()) >= samples * (m_isDeep ? 2 : 1);
-    }
-
-    bool read(int y, int plane)
-    {
-        return TIFFReadScanline(m_tiff.get(), m_bytes.data(), quint32(y), quint16(plane)) >= 0;
     }
 
     /// In 8 bits.
@@ -77,9 +67,9 @@ public:
     quint16 deepAt(qint64 index) const
     {
         if (!m_isDeep)
-            return quint16(m_bytes[size_t(index)] * 257U);
+            return quint16(m_bytes[index] * 257U);
         quint16 deep = 0;
-        std::memcpy(&deep, &m_bytes[2 * size_t(index)], sizeof deep);
+        std::memcpy(&deep, m_bytes + 2 * index, sizeof deep);
         return deep;
     }
 
@@ -94,9 +84,8 @@ public:
     }
 
 private:
-    const RKTiffFile& m_tiff;
+    const uchar* m_bytes;
     bool m_isDeep;
-    std::vector<uchar> m_bytes;
 };
 
 /// The first samples of each pixel, in 8 bits, from the lowest byte on. Null where they are damaged
@@ -109,16 +98,17 @@ QImage samples(const RKTiffFile& tiff, const QSize& size, int count)
         return {};
     const int stride = hasPlanes ? 1 : stored;
     const int perPlane = hasPlanes ? 1 : count;
-    SampleRow row(tiff);
     QImage image(size, QImage::Format_ARGB32);
-    if (image.isNull() || !row.holds(qint64(size.width()) * stride))
+    if (image.isNull())
         return {};
     image.fill(0);
-    // Rows of a plane have to be read one after the other.
     for (int plane = 0; plane < count / perPlane; ++plane) {
+        RKTiffRows rows(tiff, size.width(), stride, plane);
         for (int y = 0; y < size.height(); ++y) {
-            if (!row.read(y, plane))
+            const uchar* const bytes = rows.isValid() ? rows.next() : nullptr;
+            if (!bytes)
                 return {};
+            const SampleRow row(tiff, bytes);
             auto* const pixels = reinterpret_cast<QRgb*>(image.scanLine(y));
             for (int x = 0; x < size.width(); ++x) {
                 for (int i = 0; i < perPlane; ++i)
@@ -175,15 +165,17 @@ QImage decodedLab(const RKTiffFile& tiff, const QSize& size)
     constexpr int kChannels = 3;
     const int stored = tiff.number(TIFFTAG_SAMPLESPERPIXEL);
     const auto transform = RKPixelTransform::fromLab();
-    SampleRow row(tiff);
+    RKTiffRows rows(tiff, size.width(), stored);
     QImage image(size, QImage::Format_RGB32);
     if (!transform || image.isNull() || stored < kChannels || !tiff.hasSize(size)
-        || !row.holds(qint64(size.width()) * stored))
+        || !rows.isValid())
         return {};
     std::vector<quint16> lab(size_t(size.width()) * kChannels);
     for (int y = 0; y < size.height(); ++y) {
-        if (!row.read(y, 0))
+        const uchar* const bytes = rows.next();
+        if (!bytes)
             return {};
+        const SampleRow row(tiff, bytes);
         for (int x = 0; x < size.width(); ++x) {
             const qint64 from = qint64(x) * stored;
             quint16* const to = &lab[size_t(x) * kChannels];

@@ -223,7 +223,9 @@ qint64 imageBits(qint64 bits, qint64 samples)
     return 4 * std::max<qint64>(bits, 8);
 }
 
-RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint64 bits)
+// Some are only read where rows of tiles are not too large.
+RKTiffClaim::Samples samplesOf(
+    const Directory& directory, qint64 samples, qint64 bits, bool hasRows)
 {
     using Samples = RKTiffClaim::Samples;
     constexpr qint64 kPalette = 3;
@@ -241,8 +243,7 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
     }
     if (photometric == kPalette)
         return directory.holdsBytes(kColorMap) ? Samples::ByteColors : Samples::Common;
-    // Rows of tiles are not read.
-    if (directory.has(kTileWidth))
+    if (!hasRows)
         return Samples::Common;
     if (photometric <= kMinIsBlack && samples > 1
         && directory.value(kExtraSamples, kUnspecified) != kUnspecified)
@@ -255,8 +256,7 @@ RKTiffClaim::Samples samplesOf(const Directory& directory, qint64 samples, qint6
 bool isPlain(const Directory& directory, qint64 samples, qint64 bits)
 {
     const qint64 photometric = directory.value(kPhotometric);
-    return samplesOf(directory, samples, bits) == RKTiffClaim::Samples::Common
-        && (bits == 8 || bits == 16) && directory.value(kSampleFormat, kUnsigned) == kUnsigned
+    return (bits == 8 || bits == 16) && directory.value(kSampleFormat, kUnsigned) == kUnsigned
         && directory.value(kPlanarConfiguration) != kSeparate
         && ((photometric == kMinIsBlack && samples == 1)
             || (photometric == kRgb && (samples == 3 || samples == 4)));
@@ -296,11 +296,12 @@ std::optional<RKTiffClaim> RKTiffClaim::read(QByteArrayView data)
     claim.largestPart = roundedUp(partWidth * samples * bits, 8) * partHeight;
     claim.imageBytes = roundedUp(width * imageBits(bits, samples), 8) * height;
 
-    claim.samples = samplesOf(directory, samples, bits);
     // In 16 bits.
     const qint64 rowBytes = 2 * std::max(width, partWidth) * samples * (isTiled ? partHeight : 1);
-    claim.hasPlainRows
-        = isPlain(directory, samples, bits) && rowBytes <= RKImageLimits::kSmallClaim;
+    const bool isShort = rowBytes <= RKImageLimits::kSmallClaim;
+    claim.samples = samplesOf(directory, samples, bits, isShort || !isTiled);
+    claim.hasPlainRows = isShort && claim.samples == RKTiffClaim::Samples::Common
+        && isPlain(directory, samples, bits);
 
     const qint64 bytes = isTiled
         ? directory.compressedBytes(RKTiffTag::kTileOffsets, RKTiffTag::kTileSizes)

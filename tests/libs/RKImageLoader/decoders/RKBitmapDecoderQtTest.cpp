@@ -129,6 +129,7 @@ QByteArray extended(const QByteArray& file, char kind)
 /// A TIFF picture in four parts, of which two have the pixel of the left upper one.
 struct Tiff
 {
+    int photometric = PHOTOMETRIC_RGB;
     int bits = 8;
     bool isTiled = false;
     QByteArray left;
@@ -149,13 +150,13 @@ struct Tiff
                  {TIFFTAG_BITSPERSAMPLE, bits},
                  {TIFFTAG_SAMPLESPERPIXEL, samples},
                  {TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG},
-                 {TIFFTAG_PHOTOMETRIC, samples == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB},
+                 {TIFFTAG_PHOTOMETRIC, photometric},
                  {TIFFTAG_COMPRESSION, COMPRESSION_LZW},
                  {isTiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, kTile}})
             TIFFSetField(tiff, tag, value);
         if (isTiled)
             TIFFSetField(tiff, TIFFTAG_TILELENGTH, kTile);
-        if (samples == 4)
+        if (extra != 0)
             TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &extra);
         const int width = isTiled ? kTile : kSide;
         for (int y = 0; y < kSide; y += isTiled ? kTile : 1) {
@@ -440,6 +441,27 @@ private Q_SLOTS:
         }
     }
 
+    void suchSamplesAreReadFromTilesToo()
+    {
+        const std::pair<Tiff, QRgb> rows[]
+            = {{{.photometric = 1, .isTiled = true, .left = "\xc8\x64", .right = "zz", .extra = 2},
+                   qRgba(200, 200, 200, 100)},
+                {{.photometric = 8, .isTiled = true, .left = "\x80\x14\xec", .right = "zzz"},
+                    qRgb(141, 108, 154)},
+                {{.photometric = 5,
+                     .bits = 16,
+                     .isTiled = true,
+                     .left = {"\0\0\xff\xff\x80\x80\x33\x33", 8},
+                     .right = "zzzzzzzz"},
+                    qRgb(204, 0, 101)}};
+        for (const auto& [tiff, color] : rows) {
+            const QImage decoded = m_decoder.decode(tiff.encoded(), "tif", {}, {});
+            QCOMPARE(decoded.pixelColor(79, 79).rgba(), color);
+            QVERIFY(decoded.pixelColor(80, 79).rgba() != color);
+            QCOMPARE(decoded.pixelColor(199, 199).rgba(), color);
+        }
+    }
+
     void tiffPicturesAreReducedByRows()
     {
         const std::tuple<Tiff, QRgb, QRgb> rows[]
@@ -452,7 +474,11 @@ private Q_SLOTS:
                 {{.isTiled = true, .left = "\x80\x33\x19\x80", .right = "zzzz", .extra = 1},
                     qRgba(255, 102, 50, 128),
                     qRgba(255, 255, 255, 122)},
-                {{.bits = 16, .isTiled = true, .left = "\xc8\xc8", .right = "\1\1"},
+                {{.photometric = PHOTOMETRIC_MINISBLACK,
+                     .bits = 16,
+                     .isTiled = true,
+                     .left = "\xc8\xc8",
+                     .right = "\1\1"},
                     qRgb(200, 200, 200),
                     qRgb(1, 1, 1)}};
         for (const auto& [tiff, left, right] : rows) {
