@@ -32,6 +32,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <utility>
 
 namespace {
@@ -347,6 +348,27 @@ QByteArray allBytes(QIODevice* device)
     return bytes;
 }
 
+// What follows the last pixel of a row, and was in memory before, must not get into files: writers
+// of one bit a pixel, and that of BMP, write bytes and words.
+QImage withoutOldBits(QImage image, const RKMediaFormat& format)
+{
+    const bool isWritten = image.depth() == 1 || (image.depth() == 8 && format == MEDIA_FORMAT_BMP);
+    const qsizetype bits = qsizetype(image.width()) * image.depth();
+    if (!isWritten || bits == CHAR_BIT * image.bytesPerLine())
+        return image;
+    const qsizetype bytes = bits / CHAR_BIT;
+    const int free = int(CHAR_BIT - bits % CHAR_BIT) % CHAR_BIT;
+    const auto kept = uchar(image.format() == QImage::Format_MonoLSB ? 0xff >> free : 0xff << free);
+    for (int y = 0; y < image.height(); ++y) {
+        uchar* const row = image.scanLine(y);
+        const uchar last = free > 0 ? row[bytes] & kept : 0;
+        std::fill(row + bytes, row + image.bytesPerLine(), uchar(0));
+        if (free > 0)
+            row[bytes] = last;
+    }
+    return image;
+}
+
 /// Whether the picture is too large, promises more than its file holds, or is wanted in a size that
 /// can't be made. The context has the reason then.
 bool isRefused(
@@ -553,7 +575,7 @@ bool RKBitmapDecoderQt::save(
     case kQualityOption: writer.setQuality(format.preferredEncoderQuality()); break;
     default: break;
     }
-    return writer.write(image) && opener.isFlushed();
+    return writer.write(withoutOldBits(image, format)) && opener.isFlushed();
 }
 
 bool RKBitmapDecoderQt::save(

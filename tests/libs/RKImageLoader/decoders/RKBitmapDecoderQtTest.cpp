@@ -378,6 +378,30 @@ private Q_SLOTS:
         }
     }
 
+    void filesHoldNothingBeyondTheRows()
+    {
+        for (const auto format :
+            {QImage::Format_Mono, QImage::Format_MonoLSB, QImage::Format_Indexed8}) {
+            for (const auto& name : {MEDIA_FORMAT_BMP, MEDIA_FORMAT_PNG}) {
+                std::array<QBuffer, 2> files;
+                for (size_t i = 0; i < files.size(); ++i) {
+                    QImage image(70, 48, format);
+                    image.setColorTable({qRgb(1, 2, 3), qRgb(200, 100, 0)});
+                    std::fill_n(image.bits(), image.sizeInBytes(), i == 0 ? '\0' : '\xff');
+                    for (int y = 0; y < 48; ++y) {
+                        for (int x = 0; x < 70; ++x)
+                            image.setPixel(x, y, uint(x + y) % 2);
+                    }
+                    QVERIFY(m_decoder.save(&files[i], name, image));
+                }
+                QCOMPARE(files[1].data(), files[0].data());
+                const QImage read = QImage::fromData(files[1].data());
+                QCOMPARE(read.pixelColor(69, 47).rgb(), qRgb(1, 2, 3));
+                QCOMPARE(read.pixelColor(68, 47).rgb(), qRgb(200, 100, 0));
+            }
+        }
+    }
+
     // Qt's reader takes planes of 16 bits for rows of pixels, loses the alpha of greys, refuses
     // inks of 16 bits, takes the white of Lab for that of sRGB, and 8 bits in a palette for 16.
     void samplesThatQtGetsWrongAreRead()
