@@ -74,8 +74,7 @@ bool isOrderly(const QByteArray& file)
             return false;
         fixed.push_back(own);
         fixed = RKByteRanges::united(std::move(fixed));
-        const quint64 next = structure.directoryAfter(directory.place);
-        if (RKByteRanges::overlap(fixed, {next, next + (next == 0 ? 0 : 1)}))
+        if (!leadsOn(structure, directory.place, fixed))
             return false;
         const auto pixels = structure.pixelsOf(directory);
         others.insert(others.end(), pixels.begin(), pixels.end());
