@@ -21,8 +21,8 @@ RKTiffRows::RKTiffRows(const RKTiffFile& file, int width, int samples, int plane
         sizeOfTile = TIFFTileSize(m_tiff);
         m_tileBytes = TIFFTileRowSize(m_tiff);
         m_tileWidth = m_tileBytes / bytesOfPixel;
-        m_isValid = height > 0 && m_tileWidth > 0 && m_tileWidth * bytesOfPixel == m_tileBytes
-            && sizeOfTile == m_tileBytes * height;
+        m_isValid = m_tileWidth > 0 && m_tileWidth * bytesOfPixel == m_tileBytes && sizeOfTile > 0
+            && sizeOfTile % m_tileBytes == 0 && sizeOfTile / m_tileBytes == height;
     } else {
         TIFFGetFieldDefaulted(m_tiff, TIFFTAG_ROWSPERSTRIP, &height);
         m_isValid = height > 0 && TIFFScanlineSize(m_tiff) == m_bytes;

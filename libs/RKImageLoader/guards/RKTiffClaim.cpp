@@ -297,8 +297,8 @@ std::optional<RKTiffClaim> RKTiffClaim::read(QByteArrayView data)
     claim.imageBytes = roundedUp(width * imageBits(bits, samples), 8) * height;
 
     // In 16 bits.
-    const qint64 rowBytes = 2 * std::max(width, partWidth) * samples * (isTiled ? partHeight : 1);
-    const bool isShort = rowBytes <= RKImageLimits::kSmallClaim;
+    const qint64 bytesOfColumn = 2 * samples * (isTiled ? partHeight : 1);
+    const bool isShort = std::max(width, partWidth) <= RKImageLimits::kSmallClaim / bytesOfColumn;
     claim.samples = samplesOf(directory, samples, bits, isShort || !isTiled);
     claim.hasPlainRows = isShort && claim.samples == RKTiffClaim::Samples::Common
         && isPlain(directory, samples, bits);
