@@ -140,11 +140,13 @@ struct Tiff
     {
         constexpr int kSide = 200;
         constexpr int kSplit = 80;
-        constexpr int kTile = 16;
+        constexpr int kTileWidth = 80;
+        constexpr int kTileHeight = 16;
         const auto samples = int(left.size()) * 8 / bits;
         const QTemporaryDir folder;
         const QString path = folder.filePath(u"picture"_s);
-        TIFF* const tiff = TIFFOpen(path.toLocal8Bit(), "w");
+        // Tiles in a large file, and with the bytes the other way round.
+        TIFF* const tiff = TIFFOpen(path.toLocal8Bit(), isTiled ? "w8b" : "wl");
         for (const auto& [tag, value] : {std::pair(TIFFTAG_IMAGEWIDTH, kSide),
                  {TIFFTAG_IMAGELENGTH, kSide},
                  {TIFFTAG_BITSPERSAMPLE, bits},
@@ -152,19 +154,21 @@ struct Tiff
                  {TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG},
                  {TIFFTAG_PHOTOMETRIC, photometric},
                  {TIFFTAG_COMPRESSION, COMPRESSION_LZW},
-                 {isTiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, kTile}})
+                 {isTiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, kTileWidth}})
             TIFFSetField(tiff, tag, value);
         if (isTiled)
-            TIFFSetField(tiff, TIFFTAG_TILELENGTH, kTile);
+            TIFFSetField(tiff, TIFFTAG_TILELENGTH, kTileHeight);
         if (extra != 0)
             TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &extra);
-        const int width = isTiled ? kTile : kSide;
-        for (int y = 0; y < kSide; y += isTiled ? kTile : 1) {
+        TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 300.0);
+        TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 600.0);
+        const int width = isTiled ? kTileWidth : kSide;
+        for (int y = 0; y < kSide; y += isTiled ? kTileHeight : 1) {
             for (int x = 0; x < kSide; x += width) {
                 const auto at
                     = [&](int column) { return (column < kSplit) == (y < kSplit) ? left : right; };
                 QByteArray part = isTiled
-                    ? at(x).repeated(kTile * kTile)
+                    ? at(x).repeated(kTileWidth * kTileHeight)
                     : at(0).repeated(kSplit) + at(kSide).repeated(kSide - kSplit);
                 isTiled ? TIFFWriteTile(tiff, part.data(), quint32(x), quint32(y), 0, 0)
                         : TIFFWriteScanline(tiff, part.data(), quint32(y), 0);
@@ -513,6 +517,8 @@ private Q_SLOTS:
                 for (int x = 0; x < 20; ++x)
                     QCOMPARE(image.pixelColor(x, y).rgba(), (x < 8) == (y < 4) ? left : right);
             }
+            QCOMPARE(image.dotsPerMeterX(), 11811);
+            QCOMPARE(image.dotsPerMeterY(), 23622);
             QVERIFY(RKReducedTiff::read(bytes, {20, 300}).isNull());
             const QByteArray zeros(bytes.size() / 4, '\0');
             QByteArray damaged = bytes;
