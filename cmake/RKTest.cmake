@@ -12,10 +12,9 @@ function(rk_add_test source)
         endif()
     endforeach()
     get_filename_component(name ${source} NAME_WE)
-    add_executable(${name} ${source} ${ARG_SOURCES}
-        "${PROJECT_SOURCE_DIR}/tests/support/RKQuietTest.h")
-    target_link_libraries(${name} PRIVATE Qt6::Test ${ARG_LINK} rk_options)
-    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+    add_executable(${name} ${source} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE RKTestSupport ${ARG_LINK} rk_test_options)
+    target_precompile_headers(${name} REUSE_FROM RKTestHeaders)
     set_target_properties(${name} PROPERTIES AUTOMOC ON)
     target_compile_definitions(${name} PRIVATE
         RK_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"

@@ -1,0 +1,8 @@
+#include "RKQuietTest.h"
+
+#include <QRegularExpression>
+
+void RKQuietTest::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}

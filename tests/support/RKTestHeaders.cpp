@@ -1,0 +1,1 @@
+// RKTestHeaders has only the headers that it precompiles for tests; a library needs a source.
