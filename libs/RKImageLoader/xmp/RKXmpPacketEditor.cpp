@@ -213,7 +213,8 @@ private:
         for (const auto& [prefix, uri] : declaredIn(*tag)) {
             // The default namespace does not apply to attributes, and "xml" is XML's own, whatever
             // a packet declares (Namespaces in XML 1.0, 3).
-            if (!prefix.empty() && prefix != "xml")
+            if (!prefix.empty() && prefix != "xml" && m_editor.m_prefixes.count(uri) == 0
+                && m_taken.insert(prefix).second)
                 m_editor.m_prefixes.emplace(uri, prefix);
             if (++m_declarations > kMaxDeclarations)
                 return {};
@@ -320,6 +321,7 @@ private:
 
     RKXmpPacketEditor& m_editor;
     TagReader m_reader;
+    std::set<std::string> m_taken;
     size_t m_declarations = 0;
 };
 
@@ -357,6 +359,30 @@ std::string RKXmpPacketEditor::withoutSlash(const std::string& uri)
     return !uri.empty() && uri.back() == '/' ? uri.substr(0, uri.size() - 1) : uri;
 }
 
+/// What another packet's prefixes become in this one: the toolkit gets confused by a namespace that
+/// has two of them.
+RKXmpPacketEditor::Prefixes RKXmpPacketEditor::prefixesFor(const Namespaces& namespaces) const
+{
+    Prefixes prefixes;
+    std::set<std::string> taken;
+    for (const auto& [prefix, uri] : namespaces) {
+        const auto known = m_prefixes.find(uri);
+        if (prefix.empty() || known == m_prefixes.end())
+            continue;
+        prefixes[prefix] = known->second;
+        taken.insert(known->second);
+    }
+    for (const auto& [prefix, uri] : namespaces) {
+        if (prefixes.count(prefix) != 0)
+            continue;
+        std::string other = prefix;
+        while (!taken.insert(other).second)
+            other += '_';
+        prefixes[prefix] = other;
+    }
+    return prefixes;
+}
+
 /// The properties of a description, as a description of its own in another packet.
 std::string RKXmpPacketEditor::described(
     const Description& source, const std::set<Name>& names, const RKXmpPacketEditor& target) const
@@ -374,30 +400,26 @@ std::string RKXmpPacketEditor::described(
     Namespaces used = source.namespaces;
     used.insert(m_namespaces.begin(), m_namespaces.end());
     used["rdf"] = kRdf;
-    std::string declarations;
-    std::map<std::string, std::string> otherPrefixes;
-    for (const auto& [prefix, uri] : used) {
-        const std::string start = prefix + ':';
-        const bool isUsed = prefix.empty() || prefix == "rdf"
+    std::erase_if(used, [&](const auto& declared) {
+        const std::string start = declared.first + ':';
+        const bool isUsed = declared.first.empty() || declared.first == "rdf"
             || attributes.find(start) != std::string::npos
             || elements.find(start) != std::string::npos;
-        if (!isUsed)
-            continue;
-        // The toolkit gets confused by a namespace with two prefixes in one packet.
-        const auto known = target.m_prefixes.find(uri);
-        const std::string name = known == target.m_prefixes.end() ? prefix : known->second;
-        if (name != prefix && !prefix.empty())
-            otherPrefixes[prefix] = name;
+        return !isUsed;
+    });
+    const Prefixes prefixes = target.prefixesFor(used);
+    std::string declarations;
+    for (const auto& [prefix, uri] : used) {
+        const std::string& name = prefixes.at(prefix);
         const auto declared = target.m_namespaces.find(name);
         if (declared == target.m_namespaces.end() || declared->second != uri)
             declarations += asAttribute(name.empty() ? "xmlns" : "xmlns:" + name, uri);
     }
     const auto& descriptions = target.m_descriptions;
     const std::string about = descriptions.empty() ? source.about : descriptions.front().about;
-    std::string text = "<rdf:Description" + asAttribute("rdf:about", about) + attributes + '>'
-        + elements + "</rdf:Description>";
-    if (!otherPrefixes.empty())
-        text = renamed(text, otherPrefixes);
+    std::string text = renamed("<rdf:Description" + asAttribute("rdf:about", about) + attributes
+            + '>' + elements + "</rdf:Description>",
+        prefixes);
     return text.insert(text.find(' '), declarations);
 }
 

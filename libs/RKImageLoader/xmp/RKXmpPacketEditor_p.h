@@ -44,6 +44,8 @@ private:
     class Parser;
 
     using Namespaces = std::map<std::string, std::string>;
+    // From other prefixes, or from namespaces.
+    using Prefixes = std::map<std::string, std::string>;
 
     /// A piece of the text.
     struct Range
@@ -72,6 +74,8 @@ private:
         bool isPlain = true;
     };
 
+    Prefixes prefixesFor(const Namespaces& namespaces) const;
+
     std::string described(const Description& source,
         const std::set<Name>& names,
         const RKXmpPacketEditor& target) const;
@@ -79,8 +83,8 @@ private:
     const std::string m_text;
     // The declarations on rdf:RDF and the elements around it.
     Namespaces m_namespaces;
-    // From each namespace that is declared anywhere to its first prefix.
-    std::map<std::string, std::string> m_prefixes;
+    // From each namespace that is declared anywhere to its first prefix that is not another's.
+    Prefixes m_prefixes;
     std::vector<Description> m_descriptions;
     // The place where the end tag of rdf:RDF begins.
     std::optional<size_t> m_end;

@@ -179,6 +179,8 @@ private Q_SLOTS:
                 xmp + " xmlns:q='http://q/'", remark + "<q:a xmlns:xmp='http://r/' xmp:b='1'/>"),
             packetOf(xmp + " xmlns:dc='http://q/' xmp:Rating='1'", remark),
             packetOf(xmp + " xmlns:dc='http://q/' xmp:Rating='1' dc:source='other'", remark),
+            packetOf("xmlns:q='http://purl.org/dc/elements/1.1/' q:source='1'",
+                remark + "<q:Rating xmlns:q='http://ns.adobe.com/xap/1.0/'>1</q:Rating>"),
         };
         const QString source = u"<ä & \"b\" ']]>"_s;
         for (const std::string& packet : packets) {
