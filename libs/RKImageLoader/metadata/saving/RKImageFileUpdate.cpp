@@ -233,8 +233,6 @@ bool RKImageFileUpdate::editThumbnail(RKTiffEditor& editor) const
 bool RKImageFileUpdate::editXmp(RKTiffEditor& editor) const
 {
     QByteArray packet = QByteArray::fromStdString(m_wanted.xmpPacket);
-    if (packet.isEmpty())
-        return editor.change(Directory::Image, {}, {RKTiffTag::kXmp});
     const Tag old = editor.tag(RKTiffTag::kXmp).value_or(Tag());
     // Blanks before its end let a packet keep its place (ISO 16684-1, 7.3.2).
     const qsizetype end = packet.lastIndexOf("<?xpacket end");
