@@ -263,6 +263,9 @@ private Q_SLOTS:
         QVERIFY(!loader().copyMetaData(file).hasIccData());
 
         QBuffer buffer;
+        QVERIFY(buffer.open(QIODevice::WriteOnly));
+        QVERIFY(loader().save(&buffer, MEDIA_FORMAT_JPG, quadrants({40, 30})));
+        buffer.close();
         QVERIFY(loader().save(&buffer, MEDIA_FORMAT_JPG, quadrants({40, 30}), metaData));
         QVERIFY(!buffer.isOpen());
         QCOMPARE(RKMetaData(QFileInfo(), buffer.data()).pictureTaken(), metaData.pictureTaken());

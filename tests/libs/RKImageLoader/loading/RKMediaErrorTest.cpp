@@ -74,7 +74,10 @@ private Q_SLOTS:
         const QByteArray gif = QByteArray::fromHex(
             "474946383961 0800 0800 800000 000000ffffff 2c00000000 0800 0800 00"
             "02 07 84 8f a9 cb ed 0f 63 00 3b");
-        write(path("cut.gif"), gif.chopped(5));
+        // Within a block of one byte.
+        write(path("cut.gif"),
+            gif.first(19) + QByteArray::fromHex("21fe 01") + "a" + QByteArray(1, '\0')
+                + gif.sliced(19).chopped(5));
         write(path("cut.dng"), RKTestDng{.scene = quadrants({64, 48})}.bytes().chopped(1000));
         write(path("cut.psd"), RKTestPsd::of(picture).bytes().chopped(300));
         write(path("cut.svg"), "<svg xmlns='http://www.w3.org/2000/svg' width='40' height='20'>");

@@ -389,6 +389,7 @@ private Q_SLOTS:
                         ? u"Xmp.exif.UserComment"_s
                         : u"Xmp.dc.title"_s);
                 QVERIFY(inXmp.startsWith(u"lang=\"x-default\" "_s + text));
+                QCOMPARE(wrapper.allData().keys().filter(u"Exif.Image.XP"_s), QStringList());
             }
         }
     }

@@ -122,6 +122,7 @@ private Q_SLOTS:
         QCOMPARE(read.tamoStaticScore(), -7);
         QCOMPARE(read.tamoDynamicScore(), 90);
         QVERIFY(read.ratingForResolutionOnly() && read.flashUsed() && read.redEyeCorrectionUsed());
+        QCOMPARE(read.allData().value(u"Xmp.TAMO.RedEyeCorrectionUsed"_s), u"1"_s);
         QVERIFY(read.aboProhibited() && read.isFilmStrip());
         QCOMPARE(read.aboProhibitedBy(), u"Zo\u00eb"_s);
         QCOMPARE(read.digitalZoomRatio(), 2.5);
