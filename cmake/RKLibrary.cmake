@@ -13,6 +13,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # After inlining, GCC 12 sees null pointers in the headers of the standard library where there
     # are none. Clang's analyser looks for them.
     target_compile_options(rk_options INTERFACE -Wno-null-dereference)
+else()
+    # Precompiled headers made anew are then the same file, which a compiler cache recognises.
+    target_compile_options(rk_options INTERFACE "SHELL:-Xclang -fno-pch-timestamp")
 endif()
 if(RK_SANITIZE)
     target_compile_options(rk_options INTERFACE -fsanitize=${RK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
